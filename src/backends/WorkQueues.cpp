@@ -1,0 +1,141 @@
+#include "backends/WorkQueues.h"
+
+#include <pthread.h>
+
+#include <condition_variable>
+#include <exception>
+#include <future>
+#include <map>
+#include <mutex>
+#include <thread>
+
+namespace nookery {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+/// Work ordered by the time from which it may run; equal times keep their order.
+class WorkList {
+  public:
+    void add(SteadyClock::time_point due, WorkQueue::Work work) {
+        {
+            const std::lock_guard lock(mutex_);
+            work_.emplace(due, std::move(work));
+        }
+        changed_.notify_one();
+    }
+
+    void stop() {
+        {
+            const std::lock_guard lock(mutex_);
+            stopped_ = true;
+        }
+        changed_.notify_one();
+    }
+
+    /// Waits for the next due piece; an empty one means that the list was stopped.
+    WorkQueue::Work take() {
+        std::unique_lock lock(mutex_);
+        while (!stopped_) {
+            if (work_.empty()) {
+                changed_.wait(lock);
+            } else if (work_.begin()->first > SteadyClock::now()) {
+                changed_.wait_until(lock, work_.begin()->first);
+            } else {
+                auto taken = std::move(work_.extract(work_.begin()).mapped());
+                return taken;
+            }
+        }
+        return {};
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::multimap<SteadyClock::time_point, WorkQueue::Work> work_;
+    bool stopped_ = false;
+};
+
+/// The root of a queue's thread: nothing crosses it.
+void runLogged(const WorkQueue::Work& work, Log& log) {
+    try {
+        work();
+    } catch (const std::exception& error) {
+        log.line(std::string("NOOKERY background work failed: ") + error.what());
+    } catch (...) {
+        log.line("NOOKERY background work failed.");
+    }
+}
+
+template <typename Interface>
+class ListQueue : public Interface {
+  public:
+    explicit ListQueue(Log& log) : log_(log) {}
+
+    void async(WorkQueue::Work work) override { list_.add(SteadyClock::now(), std::move(work)); }
+
+    DelayedWork after(WorkQueue::Delay delay, WorkQueue::Work work) override {
+        auto cancelled = std::make_shared<std::atomic<bool>>(false);
+        DelayedWork handle(cancelled);
+        const auto due =
+            SteadyClock::now() + std::chrono::duration_cast<SteadyClock::duration>(delay);
+        list_.add(due, [cancelled, work = std::move(work)] {
+            if (!*cancelled) work();
+        });
+        return handle;
+    }
+
+    void sync(const WorkQueue::Work& work) override {
+        std::promise<void> done;
+        async([&] {
+            try {
+                work();
+                done.set_value();
+            } catch (...) {
+                done.set_exception(std::current_exception());
+            }
+        });
+        done.get_future().get();
+    }
+
+  protected:
+    Log& log_;
+    WorkList list_;
+};
+
+class ThreadQueue final : public ListQueue<WorkQueue> {
+  public:
+    ThreadQueue(const std::string& name, Log& log) : ListQueue(log) {
+        thread_ = std::thread([this, shortName = name.substr(0, 15)] {
+            ::pthread_setname_np(::pthread_self(), shortName.c_str());
+            while (const Work work = list_.take()) runLogged(work, log_);
+        });
+    }
+
+    ~ThreadQueue() override {
+        list_.stop();
+        thread_.join();
+    }
+
+  private:
+    std::thread thread_;
+};
+
+class MainLoopQueue final : public ListQueue<LoopQueue> {
+  public:
+    using ListQueue::ListQueue;
+
+    void runUntil(const std::function<bool()>& finished) override {
+        while (!finished()) runLogged(list_.take(), log_);
+    }
+};
+
+}  // namespace
+
+std::unique_ptr<WorkQueue> makeThreadQueue(const std::string& name, Log& log) {
+    return std::make_unique<ThreadQueue>(name, log);
+}
+
+std::unique_ptr<LoopQueue> makeLoopQueue(Log& log) { return std::make_unique<MainLoopQueue>(log); }
+
+}  // namespace nookery

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/Log.h"
+#include "platform/WorkQueue.h"
+
+namespace nookery {
+
+/// A serial queue on a thread of its own, named for debuggers. Its destruction drops the work that
+/// has not begun and waits for the piece that runs.
+std::unique_ptr<WorkQueue> makeThreadQueue(const std::string& name, Log& log);
+
+/// The queue of the thread that calls `run`: the main thread of a command-line program.
+class LoopQueue : public WorkQueue {
+  public:
+    /// Runs work as it arrives, until `finished` answers true; it is asked after each piece.
+    virtual void runUntil(const std::function<bool()>& finished) = 0;
+};
+
+std::unique_ptr<LoopQueue> makeLoopQueue(Log& log);
+
+}  // namespace nookery

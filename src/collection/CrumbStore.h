@@ -1,0 +1,113 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <stop_token>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "collection/Capture.h"
+#include "collection/CrumbItem.h"
+#include "collection/IntakeNotice.h"
+#include "collection/LibraryLayout.h"
+#include "foundation/Published.h"
+#include "platform/Platform.h"
+#include "retrieval/RetrievalEngine.h"
+#include "retrieval/UsageSignal.h"
+
+namespace nookery {
+
+/// Whether a process may change the library. Exactly one at a time may; any number may read.
+enum class LibraryAccess { reading, writing };
+
+/// Why a change did not reach the disk. The change stays in memory until the next start.
+using SaveFailure = std::optional<std::string>;
+
+/// What a destructive operation came to.
+struct DestructiveOutcome {
+    std::size_t count = 0;                    ///< memories or groups removed
+    std::optional<std::string> snapshotName;  ///< none when the snapshot failed (it is logged)
+    SaveFailure failure;
+};
+
+/// The one owner of the library while the program runs: the published state that every view
+/// observes, and the one connection that writes the collection database. It owns and delegates;
+/// each part can be read alone. Main thread only. Every change to a published field is announced.
+class CrumbStore {
+  public:
+    CrumbStore(const Platform& platform, LibraryLayout layout, LibraryAccess access);
+    ~CrumbStore();
+
+    /// Opens the library and loads it, in the order that start-up has. With writing access throws
+    /// LibraryInUse when another process owns the library; a database that cannot be opened is
+    /// logged and leaves an empty library that refuses every save. Call once.
+    void start();
+    /// Why the library could not be opened or loaded; none when all is well. A caller that shows
+    /// an empty library must show this too.
+    const std::optional<std::string>& startFailure() const;
+
+    // Published state.
+    const Published<CrumbItemList>& items() const;          ///< newest first
+    const Published<std::vector<CrumbGroup>>& groups() const;  ///< oldest first
+    const Published<std::string>& searchText() const;
+    const Published<CrumbItemList>& filteredItems() const;  ///< what the list shows for the query
+    const Published<std::unordered_map<Uuid, std::string>>& retrievalHints() const;
+    const Published<std::optional<Uuid>>& selectedID() const;
+    const Published<std::set<Uuid>>& selectedIDs() const;
+    const Published<int>& importCountInProgress() const;
+    const Published<int>& indexingCount() const;
+    const Published<std::optional<IntakeNotice>>& intakeNotice() const;
+    const Published<std::map<Uuid, Date>>& bringBackDates() const;
+    const Published<std::set<Uuid>>& broughtBackIDs() const;
+
+    // Looking things up.
+    CrumbItemPointer item(const Uuid& id) const;  ///< null when there is none
+    std::vector<std::string> tagsOf(const Uuid& id) const;  ///< hashtags and manual ones, sorted
+    std::string groupNameOf(const CrumbItem& item) const;
+    const RetrievalEngine& retrieval() const;
+
+    // Capture. `finished` is called on the main thread, once.
+    void capture(CaptureRequest request, std::stop_token stop,
+                 std::function<void(const CaptureProgress&)> progress,
+                 std::function<void(const CaptureReport&)> finished);
+    /// Complete records from elsewhere (import), saved in one transaction; tags by position, may be
+    /// empty. Nothing is added when the save fails.
+    SaveFailure addRecords(std::vector<CrumbItem> records,
+                           const std::vector<std::vector<std::string>>& tags);
+
+    // Changes to one memory. The id must exist.
+    SaveFailure replaceItem(CrumbItem changed);
+    SaveFailure setManualTags(const Uuid& id, std::vector<std::string> tags);
+    SaveFailure setBringBack(const Uuid& id, std::optional<Date> date);
+    SaveFailure noteSelection(const Uuid& id);  ///< counts as a use
+    void select(std::optional<Uuid> id);
+    void setSelection(std::set<Uuid> ids);
+
+    // Groups.
+    SaveFailure createGroup(const std::string& name, Uuid* created = nullptr);
+    SaveFailure renameGroup(const Uuid& id, const std::string& name);
+    SaveFailure assignToGroup(const std::vector<Uuid>& ids, std::optional<Uuid> groupID);
+
+    // Destructive operations: each is preceded by a recovery snapshot that names it. Changes are
+    // refused while one runs. `finished` is called on the main thread, once.
+    using Finished = std::function<void(const DestructiveOutcome&)>;
+    void deleteGroup(const Uuid& id, Finished finished);
+    void deleteMemories(const std::vector<Uuid>& ids, Finished finished);
+    void clearLibrary(Finished finished);
+
+    // Search. Publishes the lexical list at once and the deep order when it is ready; a new text
+    // cancels the running deep search, which then publishes nothing. Empty text browses.
+    void setSearchText(const std::string& text, std::size_t limit = 240);
+    /// "Browsing the full library." for an empty query, else none.
+    std::string browsingText() const;
+
+  private:
+    class Parts;
+    std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace nookery

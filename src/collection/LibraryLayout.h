@@ -1,0 +1,25 @@
+#pragma once
+
+#include "foundation/FileSystem.h"
+
+namespace nookery {
+
+/// Where things lie. The library folder is "Crumb" in the user's application-support folder.
+struct LibraryLayout {
+    Path dataHome;  ///< the application-support folder
+
+    Path library() const { return dataHome / "Crumb"; }
+    Path database() const { return library() / "crumb.sqlite3"; }
+    Path sidecar() const { return library() / "sidecar.sqlite3"; }
+    Path lockFile() const { return library() / "library.lock"; }
+    Path legacyFile() const { return library() / "crumbs.json"; }
+    Path migratedLegacyFile() const { return library() / "crumbs-migrated.json"; }
+    Path items() const { return library() / "Items"; }
+    Path inbox() const { return library() / "Inbox"; }
+    Path snapshots() const { return library() / "Recovery" / "Snapshots"; }
+    Path receipts() const { return library() / "Coffer"; }
+    Path receiptsDatabase() const { return receipts() / "coffer.sqlite3"; }
+    Path receiptOriginals() const { return receipts() / "Originals"; }
+};
+
+}  // namespace nookery

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace nookery {
+
+/// Base of every failure this program raises itself. The description is one line written for the
+/// person who reads it: it names the thing that failed and, where there is something to do, says
+/// what. Subsystems derive their own types, so that a caller can catch what it can mend.
+class Error : public std::runtime_error {
+  public:
+    explicit Error(const std::string& description) : std::runtime_error(description) {}
+
+    std::string description() const { return what(); }
+};
+
+/// The person or the program asked for the work to stop. Whatever was finished before is whole.
+class Cancelled : public Error {
+  public:
+    Cancelled() : Error("Cancelled.") {}
+};
+
+}  // namespace nookery

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "foundation/Date.h"
+#include "foundation/Error.h"
+
+namespace nookery {
+
+using Json = nlohmann::json;
+/// Keeps the order in which keys were added: for documents that people read.
+using OrderedJson = nlohmann::ordered_json;
+
+/// A text that is not the JSON it should be.
+class JsonError : public Error {
+  public:
+    using Error::Error;
+};
+
+struct JsonLimits {
+    std::size_t maximumByteCount = 256u << 20;
+    std::size_t maximumDepth = 64;
+};
+
+/// Reads one JSON document of foreign origin: larger than the limits, deeper, malformed, not
+/// UTF-8, or followed by anything throws JsonError. Nesting never reaches the stack.
+Json parseJson(std::string_view text, const JsonLimits& limits = {});
+
+/// One line, no escapes but the necessary ones; text that is not UTF-8 is written with U+FFFD.
+std::string toJsonText(const Json& json);
+std::string toJsonText(const OrderedJson& json);
+
+/// Pretty-printed with two blanks and a final line feed.
+std::string toPrettyJsonText(const Json& json);
+
+// Typed fields of an object. Each throws JsonError naming the key when it is missing (unless
+// optional) or of another type.
+std::string requiredString(const Json& object, std::string_view key);
+double requiredNumber(const Json& object, std::string_view key);
+std::optional<std::string> optionalString(const Json& object, std::string_view key);
+
+}  // namespace nookery

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "foundation/Date.h"
+
+namespace nookery {
+
+/// The wall clock. It may jump in either direction at any time. Any thread.
+class Clock {
+  public:
+    virtual ~Clock() = default;
+    virtual Date now() const = 0;
+};
+
+}  // namespace nookery

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "collection/CrumbItem.h"
+#include "platform/TextEmbedder.h"
+#include "retrieval/LexicalSnapshot.h"
+#include "retrieval/UsageSignal.h"
+
+namespace nookery {
+
+/// What search reads of a memory beside its record.
+struct MemoryFacets {
+    std::vector<std::string> manualTags;  ///< in the user's spelling
+    std::vector<std::string> people;      ///< names confirmed in the memory's faces
+    std::string groupName;                ///< empty when ungrouped
+};
+
+/// One hit of the final order.
+struct RankedHit {
+    Uuid id;
+    double score = 0;
+    std::string hint;
+};
+
+/// Everything the deep stage needs, gathered on the main thread; holds no reference into the
+/// engine that a later change could touch, so that it may run on any thread.
+class DeepSearchRequest;
+
+struct DeepSearchResult {
+    std::vector<RankedHit> hits;  ///< final order, highest score first
+    std::size_t totalCount = 0;   ///< lexical hits plus the memories admitted by similarity
+};
+
+/// Finds memories. Holds the index of the library in memory and nothing on disk; always describes
+/// exactly the memories it was given. Main thread, except where said.
+class RetrievalEngine {
+  public:
+    RetrievalEngine();
+    ~RetrievalEngine();
+
+    /// Adds a memory, or replaces all that is known of one with this id (its vector stays).
+    void put(const CrumbItemPointer& item, const MemoryFacets& facets);
+    /// As `put` for each, faster: use for loading.
+    void putAll(std::span<const CrumbItemPointer> items,
+                const std::vector<MemoryFacets>& facets);
+    void remove(const Uuid& id);
+    void clear();
+    std::size_t size() const;
+
+    /// The memory's embedding; of a length other than the others' it is ignored, empty removes it.
+    void setVector(const Uuid& id, std::span<const double> vector);
+
+    /// The lexical stage: parses, scores and ranks; the best `limit` hits with hints. An empty
+    /// query gives an empty snapshot.
+    LexicalSnapshot search(std::string_view searchText, std::size_t limit) const;
+
+    /// Gathers what the deep stage needs for a snapshot that `search` just made (with a limit of
+    /// at least 240).
+    std::shared_ptr<const DeepSearchRequest> prepareDeepSearch(const LexicalSnapshot& snapshot,
+                                                               const UsageSignals& usage,
+                                                               Date now) const;
+
+    /// The deep stage. Any thread; throws Cancelled when stop is requested. With no embedder the
+    /// semantic part is left out.
+    static DeepSearchResult deepSearch(const DeepSearchRequest& request,
+                                       const TextEmbedder* embedder, std::stop_token stop);
+
+    /// The best passage of a memory for a query, with each match between `open` and `close`; in
+    /// the memory's own spelling. Empty when the memory holds no text.
+    std::string excerpt(const CrumbItem& item, const LexicalSnapshot& snapshot,
+                        std::string_view open, std::string_view close) const;
+
+    /// What each stage made of a query, for people.
+    std::string explain(std::string_view searchText) const;
+
+    /// Bytes held by the index, vectors not counted.
+    std::size_t indexByteCount() const;
+
+  private:
+    class State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace nookery

@@ -1,0 +1,72 @@
+#include <gtest/gtest.h>
+
+#include "foundation/Date.h"
+#include "foundation/Published.h"
+#include "foundation/Text.h"
+#include "foundation/Uuid.h"
+
+namespace nookery {
+namespace {
+
+TEST(Uuid, IsWrittenInUpperCaseAndReadInEither) {
+    const std::string text = "0F8FAD5B-D9CB-469F-A165-70867728950E";
+    EXPECT_EQ(Uuid::parse("0f8fad5b-d9cb-469f-a165-70867728950e")->toString(), text);
+    EXPECT_EQ(Uuid::parse(text)->toString(), text);
+    for (const char* wrong : {"", "0F8FAD5B", "0F8FAD5BD9CB-469F-A165-70867728950E-",
+                              "0F8FAD5B-D9CB-469F-A165-70867728950G",
+                              "{0F8FAD5B-D9CB-469F-A165-70867728950E}"}) {
+        EXPECT_FALSE(Uuid::parse(wrong)) << wrong;
+    }
+    EXPECT_NE(Uuid::random(), Uuid::random());
+}
+
+TEST(Date, Iso8601RoundTripsAndRefusesWhatIsNotADate) {
+    EXPECT_EQ(toIso8601(Date{0}), "1970-01-01T00:00:00Z");
+    EXPECT_EQ(toIso8601(Date{-0.5}), "1969-12-31T23:59:59.500Z");
+    EXPECT_EQ(parseIso8601("2026-03-01T11:30:00+02:00"), parseIso8601("2026-03-01T09:30:00Z"));
+    EXPECT_EQ(toIso8601(*parseIso8601("2024-02-29T23:59:59.25Z")), "2024-02-29T23:59:59.250Z");
+    EXPECT_EQ(toIso8601(*parseIso8601("2024-02-29")), "2024-02-29T00:00:00Z");
+    for (const char* wrong : {"", "2023-02-29", "2024-13-01", "2024-1-01", "2024-01-01T24:00Z",
+                              "2024-01-01T10", "2024-01-01x", "0000-01-01", "2024-01-01T10:00:00."}) {
+        EXPECT_FALSE(parseIso8601(wrong)) << wrong;
+    }
+}
+
+TEST(Date, FolderTimestampsSortInTimeOrder) {
+    const Date early{1'800'000'000.25};
+    const Date late{1'800'000'000.75};
+    EXPECT_LT(toFolderTimestamp(early), toFolderTimestamp(late));
+    EXPECT_EQ(parseFolderTimestamp(toFolderTimestamp(early)), early);
+    EXPECT_FALSE(parseFolderTimestamp(".building-" + toFolderTimestamp(early)));
+}
+
+TEST(Text, CountsWhatAPersonCallsACharacter) {
+    EXPECT_EQ(firstCharacters("abc", 2), "ab");
+    EXPECT_EQ(firstCharacters("e\u0301galite\u0301", 1), "e\u0301");
+    EXPECT_EQ(firstCharacters("👩‍👩‍👧 family", 1), "👩‍👩‍👧");
+    EXPECT_EQ(firstCharacters("a\r\nb", 2), "a\r\n");
+    // The mark belongs to the last letter that fits.
+    EXPECT_EQ(firstCharacters("abe\u0301", 3), "abe\u0301");
+}
+
+TEST(Text, TrimsAndSplitsByUnicodeRules) {
+    EXPECT_EQ(trimmed(" \u00A0\u3000a b\u2028\n"), "a b");
+    EXPECT_EQ(trimmed("\u2003\t"), "");
+    EXPECT_EQ(splitLines("a\r\nb\u2029c\n").size(), 4u);
+    EXPECT_EQ(splitWhiteSpace("\u3000a \tb\n").size(), 2u);
+    EXPECT_EQ(toValidUtf8(std::string_view("a\xFF\0b\xC3", 5)), "a\uFFFDb\uFFFD");
+}
+
+TEST(Published, AnnouncesToLivingObserversOnly) {
+    Published<int> value;
+    int seen = 0;
+    auto subscription = value.subscribe([&](int now) { seen = now; });
+    value.set(3);
+    EXPECT_EQ(seen, 3);
+    subscription.reset();
+    value.set(4);
+    EXPECT_EQ(seen, 3);
+}
+
+}  // namespace
+}  // namespace nookery

@@ -1,0 +1,137 @@
+#include "support/FaultyFileSystem.h"
+
+#include <cerrno>
+
+namespace nookery::testing {
+namespace {
+
+class FaultyWritableFile final : public WritableFile {
+  public:
+    FaultyWritableFile(FaultyFileSystem& owner, std::unique_ptr<WritableFile> real, Path path)
+        : owner_(owner), real_(std::move(real)), path_(std::move(path)) {}
+
+    void write(std::span<const std::byte> bytes) override {
+        try {
+            owner_.step("write", path_, true);
+        } catch (const FileError&) {
+            real_->write(bytes.first(bytes.size() / 2));  // short, as on a disk that fills up
+            throw;
+        }
+        real_->write(bytes);
+        written_ += static_cast<std::int64_t>(bytes.size());
+        owner_.noteUnsynced(path_, synced_);
+    }
+    void sync() override {
+        owner_.step("sync", path_, true);
+        real_->sync();
+        synced_ = written_;
+        owner_.noteSynced(path_);
+    }
+    void close() override {
+        owner_.step("close", path_, false);
+        real_->close();
+    }
+
+  private:
+    FaultyFileSystem& owner_;
+    std::unique_ptr<WritableFile> real_;
+    Path path_;
+    std::int64_t written_ = 0;
+    std::int64_t synced_ = 0;
+};
+
+}  // namespace
+
+void FaultyFileSystem::arm(Fault fault, int k) {
+    fault_ = fault;
+    faultAt_ = k;
+    count_ = 0;
+    syncedByteCounts_.clear();
+}
+
+void FaultyFileSystem::losePower() {
+    for (const auto& [path, byteCount] : syncedByteCounts_) {
+        if (std::filesystem::exists(path)) {
+            std::filesystem::resize_file(path, static_cast<std::uintmax_t>(byteCount));
+        }
+    }
+    syncedByteCounts_.clear();
+}
+
+void FaultyFileSystem::step(std::string_view operation, const Path& path, bool needsSpace) {
+    ++count_;
+    if (fault_ == Fault::none || count_ < faultAt_) return;
+    if (fault_ == Fault::crash) throw SimulatedCrash{};
+    if (fault_ == Fault::fail && count_ == faultAt_) throw FileError(operation, path, EIO);
+    if (fault_ == Fault::diskFull && needsSpace) throw FileError(operation, path, ENOSPC);
+}
+
+void FaultyFileSystem::noteUnsynced(const Path& path, std::int64_t syncedByteCount) {
+    syncedByteCounts_[path] = syncedByteCount;
+}
+
+void FaultyFileSystem::noteSynced(const Path& path) { syncedByteCounts_.erase(path); }
+
+void FaultyFileSystem::moveUnsynced(const Path& from, const Path& to) {
+    syncedByteCounts_.erase(to);
+    if (auto node = syncedByteCounts_.extract(from)) {
+        node.key() = to;
+        syncedByteCounts_.insert(std::move(node));
+    }
+}
+
+std::unique_ptr<WritableFile> FaultyFileSystem::createFile(const Path& path) {
+    step("create", path, true);
+    noteUnsynced(path, 0);
+    return std::make_unique<FaultyWritableFile>(*this, real_.createFile(path), path);
+}
+
+void FaultyFileSystem::createDirectory(const Path& path) {
+    step("create", path, true);
+    real_.createDirectory(path);
+}
+
+void FaultyFileSystem::rename(const Path& from, const Path& to) {
+    step("move", from, false);
+    real_.rename(from, to);
+    moveUnsynced(from, to);
+}
+
+void FaultyFileSystem::renameExclusive(const Path& from, const Path& to) {
+    step("move", from, false);
+    real_.renameExclusive(from, to);
+    moveUnsynced(from, to);
+}
+
+void FaultyFileSystem::hardLink(const Path& existing, const Path& link) {
+    step("link", link, true);
+    real_.hardLink(existing, link);
+}
+
+bool FaultyFileSystem::cloneFile(const Path& from, const Path& to) {
+    step("clone", to, true);
+    return real_.cloneFile(from, to);
+}
+
+void FaultyFileSystem::removeFile(const Path& path) {
+    step("remove", path, false);
+    real_.removeFile(path);
+    syncedByteCounts_.erase(path);
+}
+
+void FaultyFileSystem::removeDirectory(const Path& path) {
+    step("remove", path, false);
+    real_.removeDirectory(path);
+}
+
+void FaultyFileSystem::setModified(const Path& path, std::int64_t nanoseconds) {
+    step("change", path, false);
+    real_.setModified(path, nanoseconds);
+}
+
+void FaultyFileSystem::syncDirectory(const Path& path) {
+    step("sync", path, true);
+    real_.syncDirectory(path);
+}
+
+}  // namespace nookery::testing

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+
+#include "foundation/FileSystem.h"
+
+namespace nookery::testing {
+
+/// What happens at the chosen operation.
+enum class Fault {
+    none,
+    fail,      ///< it fails with EIO and does nothing
+    diskFull,  ///< it and every later operation that needs space fails with ENOSPC; a write is short
+    crash,     ///< it does nothing and SimulatedCrash is thrown, there and ever after
+};
+
+/// Not derived from Error: code that mends failures must not be able to mend this one.
+struct SimulatedCrash {};
+
+/// The kernel's file system with a fault at the k-th changing operation. Counts each changing
+/// operation, so that a test can run an action once to learn how many there are and then once for
+/// each k. Bytes written to a file but not synced are lost at a crash, as after a power cut.
+class FaultyFileSystem final : public FileSystem {
+  public:
+    explicit FaultyFileSystem(FileSystem& real) : real_(real) {}
+
+    /// Starts counting anew; operation number `k` (from 1) meets the fault.
+    void arm(Fault fault, int k);
+    void disarm() { arm(Fault::none, 0); }
+    int operationCount() const { return count_; }
+
+    /// Cuts every file with unsynced bytes back to what was synced. Call after a crash, before
+    /// looking at what is left.
+    void losePower();
+
+    std::optional<FileStatus> status(const Path& path) override { return real_.status(path); }
+    std::optional<FileStatus> statusFollowingLinks(const Path& path) override {
+        return real_.statusFollowingLinks(path);
+    }
+    std::vector<DirectoryEntry> list(const Path& directory) override {
+        return real_.list(directory);
+    }
+    std::unique_ptr<ReadableFile> openForReading(const Path& path) override {
+        return real_.openForReading(path);
+    }
+    std::optional<Path> resolve(const Path& path) override { return real_.resolve(path); }
+    std::unique_ptr<WritableFile> createFile(const Path& path) override;
+    void createDirectory(const Path& path) override;
+    void rename(const Path& from, const Path& to) override;
+    void renameExclusive(const Path& from, const Path& to) override;
+    void hardLink(const Path& existing, const Path& link) override;
+    bool cloneFile(const Path& from, const Path& to) override;
+    void removeFile(const Path& path) override;
+    void removeDirectory(const Path& path) override;
+    void setModified(const Path& path, std::int64_t nanoseconds) override;
+    void syncDirectory(const Path& path) override;
+
+    /// One changing operation is about to happen; meets the fault when it is its turn.
+    void step(std::string_view operation, const Path& path, bool needsSpace);
+    void noteUnsynced(const Path& path, std::int64_t syncedByteCount);
+    void noteSynced(const Path& path);
+
+  private:
+    void moveUnsynced(const Path& from, const Path& to);
+
+    FileSystem& real_;
+    Fault fault_ = Fault::none;
+    int faultAt_ = 0;
+    int count_ = 0;
+    std::map<Path, std::int64_t> syncedByteCounts_;
+};
+
+}  // namespace nookery::testing
