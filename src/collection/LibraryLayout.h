@@ -6,7 +6,8 @@ namespace nookery {
 
 /// Where things lie. The library folder is "Crumb" in the user's application-support folder.
 struct LibraryLayout {
-    Path dataHome;  ///< the application-support folder
+    Path dataHome;   ///< the application-support folder
+    Path cacheHome;  ///< what can be made again
 
     Path library() const { return dataHome / "Crumb"; }
     Path database() const { return library() / "crumb.sqlite3"; }
@@ -17,6 +18,7 @@ struct LibraryLayout {
     Path items() const { return library() / "Items"; }
     Path inbox() const { return library() / "Inbox"; }
     Path snapshots() const { return library() / "Recovery" / "Snapshots"; }
+    Path thumbnails() const { return cacheHome / "Thumbnails"; }
     Path receipts() const { return library() / "Coffer"; }
     Path receiptsDatabase() const { return receipts() / "coffer.sqlite3"; }
     Path receiptOriginals() const { return receipts() / "Originals"; }

@@ -1,0 +1,63 @@
+#include "collection/MemoryList.h"
+
+#include <algorithm>
+
+namespace nookery {
+namespace {
+
+bool pointsToNewer(const CrumbItemPointer& left, const CrumbItemPointer& right) {
+    return isNewer(*left, *right);
+}
+
+}  // namespace
+
+bool isNewer(const CrumbItem& left, const CrumbItem& right) {
+    if (left.createdAt != right.createdAt) return left.createdAt > right.createdAt;
+    return left.id < right.id;
+}
+
+CrumbItemPointer MemoryList::find(const Uuid& id) const {
+    const auto found = byID_.find(id);
+    return found == byID_.end() ? nullptr : found->second;
+}
+
+void MemoryList::add(std::span<const CrumbItemPointer> added) {
+    std::unordered_set<Uuid> replaced;
+    byID_.reserve(byID_.size() + added.size());
+    for (const auto& item : added) {
+        if (!byID_.insert_or_assign(item->id, item).second) replaced.insert(item->id);
+    }
+    if (!replaced.empty()) {
+        std::erase_if(items_, [&](const auto& item) { return replaced.contains(item->id); });
+    }
+    const auto middle = static_cast<std::ptrdiff_t>(items_.size());
+    items_.reserve(items_.size() + added.size());
+    for (const auto& item : added) {
+        // An id that stands twice in what is added keeps its last record only.
+        if (byID_.at(item->id) == item) items_.push_back(item);
+    }
+    const auto seam = items_.begin() + middle;
+    if (!std::is_sorted(seam, items_.end(), pointsToNewer)) {
+        std::sort(seam, items_.end(), pointsToNewer);
+    }
+    std::inplace_merge(items_.begin(), seam, items_.end(), pointsToNewer);
+}
+
+void MemoryList::replace(CrumbItemPointer changed) {
+    const auto place =
+        std::lower_bound(items_.begin(), items_.end(), changed, pointsToNewer);
+    byID_[changed->id] = changed;
+    *place = std::move(changed);
+}
+
+void MemoryList::remove(const std::unordered_set<Uuid>& ids) {
+    std::erase_if(items_, [&](const auto& item) { return ids.contains(item->id); });
+    for (const Uuid& id : ids) byID_.erase(id);
+}
+
+void MemoryList::clear() {
+    items_.clear();
+    byID_.clear();
+}
+
+}  // namespace nookery
