@@ -1,0 +1,71 @@
+# The everyday commands. Each works alone from a fresh clone: it installs what is missing
+# (packaging/debian-packages.txt), builds, and does its work.
+SHELL := /bin/bash
+JOBS ?= $(shell nproc)
+PREFIX ?= /usr/local
+DESTDIR ?=
+ARGS ?=
+DIR ?=
+
+.DEFAULT_GOAL := help
+.PHONY: help run test test-sanitized build bench bench-relevance check install package clean
+
+# $(call build,PRESET[,TARGETS])
+define build
+	@test -f build/$(1)/build.ninja || cmake --preset $(1) > /dev/null
+	@cmake --build --preset $(1) -j $(JOBS) $(if $(2),--target $(2)) -- --quiet
+endef
+
+help:
+	@echo "make run [ARGS='search …']   show the program at work, or run it with ARGS"
+	@echo "make test                    build and run every test"
+	@echo "make build                   the programs, in build/release/bin/"
+	@echo "make bench                   the benchmarks"
+	@echo "make bench-relevance DIR=…   how well the ranking finds what is relevant"
+	@echo "make check                   format, tidy, layers, headers, sizes"
+	@echo "make install                 install under PREFIX ($(PREFIX))"
+	@echo "make package                 a Debian package, in build/release/"
+
+run: build
+	@if [ -n "$$ARGS" ]; then eval "build/release/bin/nookery $$ARGS"; \
+	 else tools/demo build/release/bin/nookery; fi
+export ARGS
+
+test:
+	@packaging/setup
+	$(call build,dev)
+	@ctest --preset dev -j $(JOBS)
+
+test-sanitized:
+	@packaging/setup
+	$(call build,asan-ubsan)
+	@ctest --preset asan-ubsan -j $(JOBS)
+
+build:
+	@packaging/setup
+	$(call build,release,nookery)
+
+bench:
+	@packaging/setup
+	$(call build,release)
+	@set -e; for program in build/release/bin/*_bench; do $$program; done
+
+bench-relevance:
+	@test -n "$(DIR)" || { echo "make bench-relevance needs DIR=…, a folder of collections" >&2; exit 2; }
+	@packaging/setup
+	$(call build,release,relevance_bench)
+	@build/release/bin/relevance_bench "$(DIR)"
+
+check:
+	@packaging/setup check
+	@tools/check
+
+install: build
+	@DESTDIR="$(DESTDIR)" cmake --install build/release --prefix "$(PREFIX)"
+
+package: build
+	@packaging/setup package
+	@cd build/release && cpack -G DEB
+
+clean:
+	rm -rf build
