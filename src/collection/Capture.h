@@ -1,27 +1,28 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "collection/CrumbItem.h"
+#include "foundation/FileSystem.h"
 #include "platform/ContentDigest.h"
 
 namespace nookery {
 
+/// A file, or a folder that is taken with all below it. A symbolic link named here is followed;
+/// links found inside a folder are not.
 struct CaptureFile {
-    Path path;  ///< a file, or a folder that is taken recursively
+    Path path;
 };
 struct CaptureLink {
-    std::string url;
+    std::string url;     ///< http or https
     bool fetch = false;  ///< the user asked for the page's text by name
 };
 struct CaptureText {
-    std::string text;  ///< any bytes; the encoding is detected
+    std::string text;        ///< any bytes; the encoding is detected
     std::string sourceName;  ///< how to call it in a report, such as "standard input"
 };
 using CaptureSource = std::variant<CaptureFile, CaptureLink, CaptureText>;
@@ -38,33 +39,36 @@ struct CaptureDuplicate {
     std::string source;
     Uuid of;  ///< the memory that is already there
 };
-struct CaptureFailure {
+/// A source and one line about it for the person.
+struct CaptureMessage {
     std::string source;
     std::string message;
 };
 
-/// Every source of the request is in exactly one of these lists.
+/// Every source of the request, and every file below its folders, is in exactly one of the first
+/// four lists.
 struct CaptureReport {
     std::vector<Uuid> added;
     std::vector<CaptureDuplicate> duplicates;
-    std::vector<CaptureFailure> failed;
-    bool cancelled = false;  ///< what came after the cancellation is not in the lists
+    std::vector<CaptureMessage> failed;
+    /// Left out on purpose: links, pipes and devices met inside a folder, the library itself.
+    std::vector<CaptureMessage> skipped;
+    /// About sources that were added all the same: a damaged document, a page not fetched.
+    std::vector<CaptureMessage> warnings;
+    bool cancelled = false;  ///< what came after the cancellation is in no list
 };
 
 struct CaptureProgress {
-    std::size_t done = 0;
+    std::size_t done = 0;   ///< sources that are in one of the report's lists
     std::size_t found = 0;  ///< so far: folders are walked while files are taken
 };
 
-/// A memory made ready off the main thread: its original lies in `Items`, synced, under a
-/// temporary name, and waits for the commit.
+/// A memory ready to be committed. Its original, if it has one, lies under its final name in
+/// `Items`, synced, and is removed again when the commit fails.
 struct PreparedMemory {
-    std::string source;
-    CrumbItem item;  ///< complete but for the final file path
-    std::vector<std::string> tags;
-    std::optional<Path> temporaryOriginal;
-    Path wishedName;  ///< in `Items`
-    std::optional<Sha256Digest> digest;
+    CrumbItem item;                      ///< complete
+    std::vector<std::string> tags;       ///< manual tags to set
+    std::optional<Sha256Digest> digest;  ///< of the original
 };
 
 }  // namespace nookery
