@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+
+#include "foundation/FileSystem.h"
+#include "platform/TextEmbedder.h"
+
+namespace nookery {
+
+/// The default embedder: a small English sentence encoder (two transformer layers, 512 dimensions)
+/// run by our own code on one core; docs/embedding.md has its recipe and figures.
+///
+/// A memory gets the weighted mean of its sentences' vectors, minus the mean of English texts at
+/// large, at unit length; so calibrated, unrelated texts have cosines about 0. Memories in other
+/// languages get none, because the model throws them all onto one point; queries are not judged,
+/// being too short for it. Of a long text, about the first 12,000 characters count.
+///
+/// Reads the asset that tools/convert-encoder makes. Throws FileError when it cannot be read and
+/// DamagedEncoder (EncoderModel.h) when it is not whole. The embedder keeps about 9 MB.
+std::unique_ptr<TextEmbedder> openSentenceEncoder(FileSystem& files, const Path& asset);
+
+/// Where the asset lies for a program in `programFolder`, in a build tree as when installed.
+Path sentenceEncoderAsset(const Path& programFolder);
+
+}  // namespace nookery
