@@ -14,12 +14,18 @@
 #include "collection/CrumbItem.h"
 #include "collection/IntakeNotice.h"
 #include "collection/LibraryLayout.h"
+#include "collection/SearchSession.h"
 #include "foundation/Published.h"
 #include "platform/Platform.h"
 #include "retrieval/RetrievalEngine.h"
 #include "retrieval/UsageSignal.h"
 
 namespace nookery {
+
+class CrumbRecoverySnapshots;
+
+/// How many hits a search shows when nobody says otherwise.
+inline constexpr std::size_t defaultSearchLimit = 240;
 
 /// Whether a process may change the library. Exactly one at a time may; any number may read.
 enum class LibraryAccess { reading, writing };
@@ -55,11 +61,13 @@ class CrumbStore {
     const Published<std::vector<CrumbGroup>>& groups() const;  ///< oldest first
     const Published<std::string>& searchText() const;
     const Published<CrumbItemList>& filteredItems() const;  ///< what the list shows for the query
+    const Published<SearchResult>& searchResult() const;    ///< the same with scores and counts
     const Published<std::unordered_map<Uuid, std::string>>& retrievalHints() const;
     const Published<std::optional<Uuid>>& selectedID() const;
     const Published<std::set<Uuid>>& selectedIDs() const;
     const Published<int>& importCountInProgress() const;
-    const Published<int>& indexingCount() const;
+    const Published<int>& indexingCount() const;  ///< memories whose enrichment waits or runs
+    const Published<std::unordered_map<Uuid, std::string>>& richTextByID() const;
     const Published<std::optional<IntakeNotice>>& intakeNotice() const;
     const Published<std::map<Uuid, Date>>& bringBackDates() const;
     const Published<std::set<Uuid>>& broughtBackIDs() const;
@@ -67,7 +75,9 @@ class CrumbStore {
     // Looking things up.
     CrumbItemPointer item(const Uuid& id) const;  ///< null when there is none
     std::vector<std::string> tagsOf(const Uuid& id) const;  ///< hashtags and manual ones, sorted
+    std::vector<std::string> manualTagsOf(const Uuid& id) const;
     std::string groupNameOf(const CrumbItem& item) const;
+    UsageSignal usageOf(const Uuid& id) const;
     const RetrievalEngine& retrieval() const;
 
     // Capture. `finished` is called on the main thread, once.
@@ -101,9 +111,21 @@ class CrumbStore {
 
     // Search. Publishes the lexical list at once and the deep order when it is ready; a new text
     // cancels the running deep search, which then publishes nothing. Empty text browses.
-    void setSearchText(const std::string& text, std::size_t limit = 240);
-    /// "Browsing the full library." for an empty query, else none.
+    void setSearchText(const std::string& text, std::size_t limit = defaultSearchLimit,
+                       SearchDepth depth = SearchDepth::deep);
+    /// "Browsing the full library." while the text is empty, else empty.
     std::string browsingText() const;
+    /// The count shown and " most recent memories" while the text is empty, else empty.
+    std::string statusText() const;
+
+    // Background work. Nothing of it runs before the start; pausing lets the piece under way end.
+    void startBackgroundWork();
+    void pauseBackgroundWork();
+    /// Adds memories to what is enriched, also those enriched before.
+    void requestEnrichment(const std::vector<Uuid>& ids);
+
+    /// Null with reading access or when the library could not be opened.
+    CrumbRecoverySnapshots* recoverySnapshots() const;
 
   private:
     class Parts;

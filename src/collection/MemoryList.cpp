@@ -27,37 +27,40 @@ void MemoryList::add(std::span<const CrumbItemPointer> added) {
     for (const auto& item : added) {
         if (!byID_.insert_or_assign(item->id, item).second) replaced.insert(item->id);
     }
-    if (!replaced.empty()) {
-        std::erase_if(items_, [&](const auto& item) { return replaced.contains(item->id); });
-    }
-    const auto middle = static_cast<std::ptrdiff_t>(items_.size());
-    items_.reserve(items_.size() + added.size());
-    for (const auto& item : added) {
-        // An id that stands twice in what is added keeps its last record only.
-        if (byID_.at(item->id) == item) items_.push_back(item);
-    }
-    const auto seam = items_.begin() + middle;
-    if (!std::is_sorted(seam, items_.end(), pointsToNewer)) {
-        std::sort(seam, items_.end(), pointsToNewer);
-    }
-    std::inplace_merge(items_.begin(), seam, items_.end(), pointsToNewer);
+    items_.update([&](CrumbItemList& items) {
+        if (!replaced.empty()) {
+            std::erase_if(items, [&](const auto& item) { return replaced.contains(item->id); });
+        }
+        const auto middle = static_cast<std::ptrdiff_t>(items.size());
+        for (const auto& item : added) {
+            // An id that stands twice in what is added keeps its last record only.
+            if (byID_.at(item->id) == item) items.push_back(item);
+        }
+        const auto seam = items.begin() + middle;
+        if (!std::is_sorted(seam, items.end(), pointsToNewer)) {
+            std::sort(seam, items.end(), pointsToNewer);
+        }
+        std::inplace_merge(items.begin(), seam, items.end(), pointsToNewer);
+    });
 }
 
 void MemoryList::replace(CrumbItemPointer changed) {
-    const auto place =
-        std::lower_bound(items_.begin(), items_.end(), changed, pointsToNewer);
     byID_[changed->id] = changed;
-    *place = std::move(changed);
+    items_.update([&](CrumbItemList& items) {
+        *std::lower_bound(items.begin(), items.end(), changed, pointsToNewer) = changed;
+    });
 }
 
 void MemoryList::remove(const std::unordered_set<Uuid>& ids) {
-    std::erase_if(items_, [&](const auto& item) { return ids.contains(item->id); });
     for (const Uuid& id : ids) byID_.erase(id);
+    items_.update([&](CrumbItemList& items) {
+        std::erase_if(items, [&](const auto& item) { return ids.contains(item->id); });
+    });
 }
 
 void MemoryList::clear() {
-    items_.clear();
     byID_.clear();
+    items_.set({});
 }
 
 }  // namespace nookery

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "collection/CrumbItem.h"
+#include "foundation/Published.h"
 
 namespace nookery {
 
@@ -13,8 +14,9 @@ namespace nookery {
 /// constant time; a change of one record moves no other. Main thread.
 class MemoryList {
   public:
-    const CrumbItemList& all() const { return items_; }
-    std::size_t size() const { return items_.size(); }
+    /// Each change is announced once.
+    const Published<CrumbItemList>& all() const { return items_; }
+    std::size_t size() const { return items_->size(); }
 
     /// Null when there is none.
     CrumbItemPointer find(const Uuid& id) const;
@@ -28,7 +30,7 @@ class MemoryList {
     void clear();
 
   private:
-    CrumbItemList items_;
+    Published<CrumbItemList> items_;
     std::unordered_map<Uuid, CrumbItemPointer> byID_;
 };
 

@@ -86,7 +86,7 @@ std::string SearchSession::statusText() const {
 
 void SearchSession::browse() {
     SearchResult result{.text = *text_, .totalCount = memories_.size(), .hits = {}, .isFinal = true};
-    const auto& all = memories_.all();
+    const auto& all = memories_.all().get();
     for (const auto& item : std::span(all).first(std::min(limit_, all.size()))) {
         result.hits.push_back({item->id, 0, ""});
     }
