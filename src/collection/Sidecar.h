@@ -1,0 +1,96 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "collection/LibraryLayout.h"
+#include "foundation/Date.h"
+#include "foundation/SqliteConnection.h"
+#include "foundation/Uuid.h"
+#include "platform/ContentDigest.h"
+
+namespace nookery {
+
+/// What is known of a managed original since it was taken in. `verify` and the snapshots hold the
+/// file against it.
+struct OriginalFact {
+    Path relativePath;  ///< below the library folder: "Items/name"
+    Uuid memoryID;      ///< the memory that it was taken in for
+    Sha256Digest digest;
+    std::int64_t byteCount = 0;
+    std::int64_t modifiedNanoseconds = 0;
+
+    bool operator==(const OriginalFact&) const = default;
+};
+
+/// Something to be done for a memory in the background. `task` names what ("embed", "thumbnail").
+struct PendingWork {
+    Uuid memoryID;
+    std::string task;
+    int attempts = 0;
+    std::optional<std::string> lastFailure;
+
+    bool operator==(const PendingWork&) const = default;
+};
+
+/// Facts about the library that the collection database has no place for, in a database of their
+/// own beside it ("sidecar.sqlite3"). Throws DatabaseError; methods that take a list are one
+/// transaction. One writing connection, on the store's thread; snapshots read through their own.
+class Sidecar {
+  public:
+    /// Creates the file when it is missing, and upgrades an older one. Throws DatabaseError for one
+    /// that a newer program wrote, and leaves it alone.
+    static Sidecar open(
+        FileSystem& files, const LibraryLayout& layout,
+        std::chrono::milliseconds busyTimeout = SqliteConnection::defaultBusyTimeout);
+    /// `path` may lie anywhere; nothing is created.
+    static Sidecar openForReading(const Path& path);
+
+    /// As SQLiteDatabase::makeDurable.
+    void makeDurable() { connection_.makeDurable(); }
+    std::string integrityReport() { return connection_.integrityReport(); }
+
+    // Originals.
+    /// The newest fact about a path replaces an older one.
+    void recordOriginals(std::span<const OriginalFact> facts);
+    std::vector<OriginalFact> originals();
+    /// Memories that were taken in with this content, in the order of their paths.
+    std::vector<OriginalFact> originalsWithDigest(const Sha256Digest& digest);
+    std::optional<OriginalFact> original(const Path& relativePath);
+    void forgetOriginals(std::span<const Path> relativePaths);
+
+    // Names placed in `Items` before their record is committed. What is still listed at a start was
+    // interrupted: the file is removed unless a record has it, and nothing else is touched.
+    void addPendingOriginals(std::span<const Path> relativePaths);
+    void removePendingOriginals(std::span<const Path> relativePaths);
+    std::vector<Path> pendingOriginals();
+
+    // Work that waits.
+    /// Adds the task for each memory; one that waits already keeps its attempts.
+    void addWork(std::span<const Uuid> memoryIDs, std::string_view task);
+    void finishWork(std::span<const Uuid> memoryIDs, std::string_view task);
+    void noteWorkFailure(const Uuid& memoryID, std::string_view task, std::string_view failure);
+    /// In the order in which it was added.
+    std::vector<PendingWork> pendingWork();
+    std::vector<PendingWork> pendingWork(std::string_view task);
+
+    /// Forgets the originals, the pending ones and the work of removed memories.
+    void forgetMemories(std::span<const Uuid> memoryIDs);
+    void forgetAllMemories();
+
+    // Small state, by key.
+    std::optional<std::string> state(std::string_view key);
+    void setState(std::string_view key, std::string_view value);
+    void removeState(std::string_view key);
+
+  private:
+    explicit Sidecar(SqliteConnection connection) : connection_(std::move(connection)) {}
+
+    SqliteConnection connection_;
+};
+
+}  // namespace nookery
