@@ -30,6 +30,10 @@ inline constexpr std::size_t defaultSearchLimit = 240;
 /// Whether a process may change the library. Exactly one at a time may; any number may read.
 enum class LibraryAccess { reading, writing };
 
+/// One command leaves enrichment and due snapshots to a later, lasting session; a lasting one takes
+/// its launch snapshot and begins the background work at the end of its start.
+enum class SessionLength { oneCommand, lasting };
+
 /// Why a change did not reach the disk. The change stays in memory until the next start.
 using SaveFailure = std::optional<std::string>;
 
@@ -51,7 +55,7 @@ class CrumbStore {
     /// Opens the library and loads it, in the order that start-up has. With writing access throws
     /// LibraryInUse when another process owns the library; a database that cannot be opened is
     /// logged and leaves an empty library that refuses every save. Call once.
-    void start();
+    void start(SessionLength length);
     /// Why the library could not be opened or loaded; none when all is well. A caller that shows
     /// an empty library must show this too.
     const std::optional<std::string>& startFailure() const;
@@ -67,7 +71,7 @@ class CrumbStore {
     const Published<std::set<Uuid>>& selectedIDs() const;
     const Published<int>& importCountInProgress() const;
     const Published<int>& indexingCount() const;  ///< memories whose enrichment waits or runs
-    const Published<std::unordered_map<Uuid, std::string>>& richTextByID() const;
+    const Published<std::unordered_map<Uuid, std::vector<std::byte>>>& richTextByID() const;
     const Published<std::optional<IntakeNotice>>& intakeNotice() const;
     const Published<std::map<Uuid, Date>>& bringBackDates() const;
     const Published<std::set<Uuid>>& broughtBackIDs() const;
@@ -84,10 +88,10 @@ class CrumbStore {
     void capture(CaptureRequest request, std::stop_token stop,
                  std::function<void(const CaptureProgress&)> progress,
                  std::function<void(const CaptureReport&)> finished);
-    /// Complete records from elsewhere (import), saved in one transaction; tags by position, may be
-    /// empty. Nothing is added when the save fails.
-    SaveFailure addRecords(std::vector<CrumbItem> records,
-                           const std::vector<std::vector<std::string>>& tags);
+    using TagsByID = std::unordered_map<Uuid, std::vector<std::string>>;
+    /// Complete records with new ids from elsewhere (import), saved in one transaction. Nothing is
+    /// added when that fails; when only the tags cannot be saved, the memories are in.
+    SaveFailure addRecords(const CrumbItemList& records, const TagsByID& tagsByID);
 
     // Changes to one memory. The id must exist.
     SaveFailure replaceItem(CrumbItem changed);

@@ -1,0 +1,109 @@
+#include "collection/CrumbStore.h"
+
+#include <map>
+
+#include "collection/CrumbStoreParts.h"
+#include "foundation/Text.h"
+#include "retrieval/Hashtags.h"
+
+namespace nookery {
+
+CrumbStore::CrumbStore(const Platform& platform, LibraryLayout layout, LibraryAccess access)
+    : parts_(std::make_unique<Parts>(platform, std::move(layout), access)) {}
+
+CrumbStore::~CrumbStore() = default;
+
+const std::optional<std::string>& CrumbStore::startFailure() const { return parts_->startFailure; }
+
+const Published<CrumbItemList>& CrumbStore::items() const { return parts_->memories.all(); }
+const Published<std::vector<CrumbGroup>>& CrumbStore::groups() const { return parts_->groups; }
+const Published<std::string>& CrumbStore::searchText() const { return parts_->search.text(); }
+const Published<SearchResult>& CrumbStore::searchResult() const { return parts_->search.result(); }
+
+const Published<CrumbItemList>& CrumbStore::filteredItems() const {
+    return parts_->search.filteredItems();
+}
+
+const Published<std::unordered_map<Uuid, std::string>>& CrumbStore::retrievalHints() const {
+    return parts_->search.hints();
+}
+
+const Published<std::optional<Uuid>>& CrumbStore::selectedID() const { return parts_->selectedID; }
+const Published<std::set<Uuid>>& CrumbStore::selectedIDs() const { return parts_->selectedIDs; }
+
+const Published<int>& CrumbStore::importCountInProgress() const {
+    return parts_->importCountInProgress;
+}
+
+const Published<int>& CrumbStore::indexingCount() const {
+    return parts_->embeddings.waitingCount();
+}
+
+const Published<std::unordered_map<Uuid, std::vector<std::byte>>>& CrumbStore::richTextByID() const {
+    return parts_->richTextByID;
+}
+
+const Published<std::optional<IntakeNotice>>& CrumbStore::intakeNotice() const {
+    return parts_->intakeNotice;
+}
+
+const Published<std::map<Uuid, Date>>& CrumbStore::bringBackDates() const {
+    return parts_->annotations.bringBackDates();
+}
+
+const Published<std::set<Uuid>>& CrumbStore::broughtBackIDs() const {
+    return parts_->annotations.broughtBackIDs();
+}
+
+CrumbItemPointer CrumbStore::item(const Uuid& id) const { return parts_->memories.find(id); }
+
+std::vector<std::string> CrumbStore::tagsOf(const Uuid& id) const {
+    const auto item = parts_->memories.find(id);
+    if (!item) return {};
+    std::map<std::string, std::string> bySpelling;
+    for (const std::string& tag : hashtags(item->title, item->note)) bySpelling.emplace(tag, tag);
+    for (const std::string& tag : parts_->annotations.manualTags(id)) {
+        bySpelling[lowerCased(tag)] = tag;
+    }
+    std::vector<std::string> tags;
+    for (const auto& [lower, spelling] : bySpelling) tags.push_back(spelling);
+    return tags;
+}
+
+std::vector<std::string> CrumbStore::manualTagsOf(const Uuid& id) const {
+    return parts_->annotations.manualTags(id);
+}
+
+std::string CrumbStore::groupNameOf(const CrumbItem& item) const {
+    return parts_->groupName(item.groupID);
+}
+
+UsageSignal CrumbStore::usageOf(const Uuid& id) const {
+    const auto& signals = parts_->annotations.usageSignals();
+    const auto found = signals.find(id);
+    return found == signals.end() ? UsageSignal{} : found->second;
+}
+
+const RetrievalEngine& CrumbStore::retrieval() const { return parts_->retrieval; }
+
+void CrumbStore::setSearchText(const std::string& text, std::size_t limit, SearchDepth depth) {
+    parts_->search.setText(text, limit, depth);
+}
+
+std::string CrumbStore::browsingText() const { return parts_->search.browsingText(); }
+std::string CrumbStore::statusText() const { return parts_->search.statusText(); }
+
+void CrumbStore::select(std::optional<Uuid> id) { parts_->selectedID.set(id); }
+void CrumbStore::setSelection(std::set<Uuid> ids) { parts_->selectedIDs.set(std::move(ids)); }
+
+void CrumbStore::requestEnrichment(const std::vector<Uuid>& ids) { parts_->renewEmbeddings(ids); }
+
+CrumbRecoverySnapshots* CrumbStore::recoverySnapshots() const {
+    return parts_->recoverySnapshots.get();
+}
+
+void CrumbStore::startBackgroundWork() { parts_->embeddings.start(); }
+
+void CrumbStore::pauseBackgroundWork() { parts_->embeddings.pause(); }
+
+}  // namespace nookery

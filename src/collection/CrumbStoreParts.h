@@ -1,0 +1,120 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "collection/CaptureService.h"
+#include "collection/CrumbRecoverySnapshots.h"
+#include "collection/CrumbStore.h"
+#include "collection/EmbeddingWorker.h"
+#include "collection/LibraryLock.h"
+#include "collection/MemoryAnnotations.h"
+#include "collection/MemoryList.h"
+#include "collection/MemoryRemoval.h"
+#include "collection/SQLiteDatabase.h"
+#include "collection/SearchSession.h"
+#include "collection/Sidecar.h"
+
+namespace nookery {
+
+/// What the store owns. The members are created in this order and destroyed in the opposite one;
+/// the store's own source files, and nobody else, work on them.
+class CrumbStore::Parts {
+  public:
+    Parts(const Platform& platformServices, LibraryLayout libraryLayout,
+          LibraryAccess libraryAccess);
+
+    Platform platform;
+    LibraryLayout layout;
+    LibraryAccess access;
+    std::optional<std::string> startFailure;
+
+    std::optional<LibraryLock> lock;
+    std::optional<SQLiteDatabase> database;  ///< none when opening failed
+    std::optional<Sidecar> sidecar;          ///< none when opening failed
+
+    MemoryList memories;
+    Published<std::vector<CrumbGroup>> groups;
+    Published<std::unordered_map<Uuid, std::vector<std::byte>>> richTextByID;
+    Published<std::optional<Uuid>> selectedID;
+    Published<std::set<Uuid>> selectedIDs;
+    Published<int> importCountInProgress{0};
+    Published<std::optional<IntakeNotice>> intakeNotice;
+    MemoryAnnotations annotations;
+    RetrievalEngine retrieval;
+    SearchSession search;
+    EmbeddingWorker embeddings;
+    std::unique_ptr<CrumbRecoverySnapshots> recoverySnapshots;
+    std::unique_ptr<CaptureService> capture;
+    bool destructiveOperationRuns = false;
+    CallbackGuard guard;
+
+    // Start-up.
+    void load(std::string_view logPrefix, const std::function<void()>& step);
+    void openDatabase();
+    void createServices();
+    void loadMemories();
+    void loadGroups();
+    void loadRichTexts();
+    void loadAnnotations();
+    void buildIndex();
+    void loadEmbeddings();
+
+    // Saving. A failure is logged behind the prefix and returned; nothing is thrown.
+    /// Runs a change of the database and makes it durable.
+    SaveFailure save(std::string_view logPrefix,
+                     const std::function<void(SQLiteDatabase&)>& change);
+    /// Runs a change of what lies in the user defaults.
+    SaveFailure annotate(const std::function<void()>& change);
+    /// Runs a change of the sidecar; what it holds can be made again, so a failure is only logged.
+    void withSidecar(const std::function<void(Sidecar&)>& change);
+    SaveFailure logged(std::string_view logPrefix, const std::string& description);
+    /// Why nothing may be changed now; none when it may.
+    SaveFailure refusal() const;
+
+    // Records.
+    /// Saves changed records and publishes them, saved or not.
+    SaveFailure saveChanged(const CrumbItemList& changed);
+    /// Saves new records and publishes them only if that succeeded.
+    SaveFailure addRecords(const CrumbItemList& records, const TagsByID& tagsByID);
+    SaveFailure commitCaptured(const std::vector<PreparedMemory>& prepared);
+    void publish(const CrumbItemList& records);
+    void index(const CrumbItemPointer& item);
+    MemoryFacets facetsOf(const CrumbItem& item) const;
+    std::string groupName(const std::optional<Uuid>& groupID) const;
+    /// What every change to the library ends with: a routine snapshot becomes due, and the shown
+    /// list follows.
+    void noteChange();
+
+    // Embeddings.
+    /// After an edit: the vector is of the old text.
+    void renewEmbeddings(const std::vector<Uuid>& ids);
+    void resumeEmbeddings();
+    std::vector<Uuid> idsWithoutVectorOf(const std::string& model);
+    std::optional<std::string> embeddingTextOf(const Uuid& id) const;
+    void storeEmbeddings(const EmbeddingWorker::Results& results);
+
+    // Removal.
+    void destructively(std::string_view reason, Finished finished,
+                       std::function<DestructiveOutcome(const RecoveryPoint&)> operation);
+    /// Notes that these originals are to go, so that the next start finishes what a killed
+    /// process did not.
+    void notePendingRemoval(const std::vector<Path>& originals);
+    /// Disposes of what removed memories had outside the database.
+    void dispose(const std::unordered_set<Uuid>& ids, const std::vector<Path>& originals,
+                 OriginalDisposal disposal);
+    /// Drops memories that the database no longer holds from everything kept in memory of them.
+    void forget(const std::unordered_set<Uuid>& ids);
+    void forgetEverything();
+};
+
+/// A copy of the record in another group, or in none.
+CrumbItemPointer inGroup(const CrumbItem& item, std::optional<Uuid> groupID);
+
+}  // namespace nookery
