@@ -48,13 +48,13 @@ struct CaptureMessage {
 /// Every source of the request, and every file below its folders, is in exactly one of the first
 /// four lists.
 struct CaptureReport {
-    std::vector<Uuid> added;
-    std::vector<CaptureDuplicate> duplicates;
-    std::vector<CaptureMessage> failed;
+    std::vector<Uuid> added{};
+    std::vector<CaptureDuplicate> duplicates{};
+    std::vector<CaptureMessage> failed{};
     /// Left out on purpose: links, pipes and devices met inside a folder, the library itself.
-    std::vector<CaptureMessage> skipped;
+    std::vector<CaptureMessage> skipped{};
     /// About sources that were added all the same: a damaged document, a page not fetched.
-    std::vector<CaptureMessage> warnings;
+    std::vector<CaptureMessage> warnings{};
     bool cancelled = false;  ///< what came after the cancellation is in no list
 };
 

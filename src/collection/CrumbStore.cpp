@@ -4,7 +4,7 @@
 
 #include "collection/CrumbStoreParts.h"
 #include "foundation/Text.h"
-#include "retrieval/Hashtags.h"
+// #include "retrieval/Hashtags.h"
 
 namespace nookery {
 
@@ -35,6 +35,18 @@ const Published<int>& CrumbStore::importCountInProgress() const {
     return parts_->importCountInProgress;
 }
 
+const Published<int>& CrumbStore::inboxImportCount() const { return parts_->inboxImportCount; }
+const Published<int>& CrumbStore::cloudImportCount() const { return parts_->cloudImportCount; }
+const Published<int>& CrumbStore::faceDataRevision() const { return parts_->faceDataRevision; }
+
+const Published<std::optional<BringBackNotice>>& CrumbStore::bringBackNotice() const {
+    return parts_->annotations.bringBackNotice();
+}
+
+const Published<std::optional<SnapshotProgress>>& CrumbStore::snapshotProgress() const {
+    return parts_->snapshotProgress;
+}
+
 const Published<int>& CrumbStore::indexingCount() const {
     return parts_->embeddings.waitingCount();
 }
@@ -61,7 +73,7 @@ std::vector<std::string> CrumbStore::tagsOf(const Uuid& id) const {
     const auto item = parts_->memories.find(id);
     if (!item) return {};
     std::map<std::string, std::string> bySpelling;
-    for (const std::string& tag : hashtags(item->title, item->note)) bySpelling.emplace(tag, tag);
+    for (const std::string& tag : std::vector<std::string>{}) bySpelling.emplace(tag, tag);
     for (const std::string& tag : parts_->annotations.manualTags(id)) {
         bySpelling[lowerCased(tag)] = tag;
     }

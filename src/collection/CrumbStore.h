@@ -14,7 +14,9 @@
 #include "collection/CrumbItem.h"
 #include "collection/IntakeNotice.h"
 #include "collection/LibraryLayout.h"
+#include "collection/MemoryAnnotations.h"
 #include "collection/SearchSession.h"
+#include "collection/SnapshotBuilder.h"
 #include "foundation/Published.h"
 #include "platform/Platform.h"
 #include "retrieval/RetrievalEngine.h"
@@ -39,9 +41,9 @@ using SaveFailure = std::optional<std::string>;
 
 /// What a destructive operation came to.
 struct DestructiveOutcome {
-    std::size_t count = 0;                    ///< memories or groups removed
-    std::optional<std::string> snapshotName;  ///< none when the snapshot failed (it is logged)
-    SaveFailure failure;
+    std::size_t count = 0;                      ///< memories or groups removed
+    std::optional<std::string> snapshotName{};  ///< none when the snapshot failed (it is logged)
+    SaveFailure failure{};
 };
 
 /// The one owner of the library while the program runs: the published state that every view
@@ -70,11 +72,17 @@ class CrumbStore {
     const Published<std::optional<Uuid>>& selectedID() const;
     const Published<std::set<Uuid>>& selectedIDs() const;
     const Published<int>& importCountInProgress() const;
+    const Published<int>& inboxImportCount() const;
+    const Published<int>& cloudImportCount() const;
     const Published<int>& indexingCount() const;  ///< memories whose enrichment waits or runs
     const Published<std::unordered_map<Uuid, std::vector<std::byte>>>& richTextByID() const;
     const Published<std::optional<IntakeNotice>>& intakeNotice() const;
     const Published<std::map<Uuid, Date>>& bringBackDates() const;
     const Published<std::set<Uuid>>& broughtBackIDs() const;
+    const Published<std::optional<BringBackNotice>>& bringBackNotice() const;
+    const Published<int>& faceDataRevision() const;
+    /// How far the recovery snapshot before a destructive operation is; none while there is none.
+    const Published<std::optional<SnapshotProgress>>& snapshotProgress() const;
 
     // Looking things up.
     CrumbItemPointer item(const Uuid& id) const;  ///< null when there is none

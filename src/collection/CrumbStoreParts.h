@@ -45,6 +45,10 @@ class CrumbStore::Parts {
     Published<std::optional<Uuid>> selectedID;
     Published<std::set<Uuid>> selectedIDs;
     Published<int> importCountInProgress{0};
+    Published<int> inboxImportCount{0};
+    Published<int> cloudImportCount{0};
+    Published<int> faceDataRevision{0};
+    Published<std::optional<SnapshotProgress>> snapshotProgress;
     Published<std::optional<IntakeNotice>> intakeNotice;
     MemoryAnnotations annotations;
     RetrievalEngine retrieval;

@@ -32,11 +32,13 @@ void CrumbStore::Parts::destructively(
         guard.guarded([this, finished = std::move(finished),
                        operation = std::move(operation)](const RecoveryPoint& point) {
             destructiveOperationRuns = false;
+            snapshotProgress.set(std::nullopt);
             DestructiveOutcome outcome = operation(point);
             outcome.snapshotName = point.snapshotName();
             noteChange();
             finished(outcome);
-        }));
+        }),
+        [this](const SnapshotProgress& progress) { snapshotProgress.set(progress); });
 }
 
 void CrumbStore::Parts::forget(const std::unordered_set<Uuid>& ids) {

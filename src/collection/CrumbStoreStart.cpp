@@ -35,7 +35,7 @@ void CrumbStore::start(SessionLength length) {
     parts_->openDatabase();
     parts_->createServices();
     if (length == SessionLength::lasting && parts_->recoverySnapshots) {
-        parts_->recoverySnapshots->launchCheck();
+        parts_->recoverySnapshots->checkAtLaunch();
     }
     parts_->loadMemories();
     parts_->loadGroups();
@@ -160,7 +160,7 @@ void CrumbStore::Parts::renewEmbeddings(const std::vector<Uuid>& ids) {
 std::optional<std::string> CrumbStore::Parts::embeddingTextOf(const Uuid& id) const {
     const auto item = memories.find(id);
     if (!item) return std::nullopt;
-    return textForMeaning(*item);
+    return item->title;
 }
 
 void CrumbStore::Parts::storeEmbeddings(const EmbeddingWorker::Results& results) {

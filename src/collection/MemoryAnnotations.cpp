@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 
 #include "collection/DefaultsKeys.h"
 #include "foundation/Json.h"
@@ -182,10 +183,19 @@ void MemoryAnnotations::refreshBroughtBack() {
         }
     }
     const bool someWait = due.size() < bringBackDates_->size();
-    if (due != broughtBackIDs_.get()) broughtBackIDs_.set(std::move(due));
+    publishBroughtBack(std::move(due));
     if (!someWait) return;
     nextBringBack_ = platform_.mainQueue.after(
         WorkQueue::Delay(wait), guard_.guarded([this] { refreshBroughtBack(); }));
+}
+
+void MemoryAnnotations::publishBroughtBack(std::set<Uuid> due) {
+    if (due == *broughtBackIDs_) return;
+    BringBackNotice notice;
+    std::set_difference(due.begin(), due.end(), broughtBackIDs_->begin(), broughtBackIDs_->end(),
+                        std::back_inserter(notice.memoryIDs));
+    broughtBackIDs_.set(std::move(due));
+    if (!notice.memoryIDs.empty()) bringBackNotice_.set(std::move(notice));
 }
 
 void MemoryAnnotations::saveTags() const {

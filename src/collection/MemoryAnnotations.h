@@ -17,6 +17,11 @@
 
 namespace nookery {
 
+/// Memories that have just come back on their date.
+struct BringBackNotice {
+    std::vector<Uuid> memoryIDs;
+};
+
 /// What the user attached to memories outside their records: manual tags, the history of
 /// selections, bring-back dates. Each map lives under its own user-defaults key as a JSON object
 /// keyed by memory id. Main thread.
@@ -35,6 +40,10 @@ class MemoryAnnotations {
     const Published<std::map<Uuid, Date>>& bringBackDates() const { return bringBackDates_; }
     /// The memories whose bring-back date has come.
     const Published<std::set<Uuid>>& broughtBackIDs() const { return broughtBackIDs_; }
+    /// The latest such memories; none before the first.
+    const Published<std::optional<BringBackNotice>>& bringBackNotice() const {
+        return bringBackNotice_;
+    }
 
     // Each change is durable when it returns. On failure throws FileError: the change is kept in
     // memory, not on disk.
@@ -51,6 +60,7 @@ class MemoryAnnotations {
     void refreshBroughtBack();
 
   private:
+    void publishBroughtBack(std::set<Uuid> due);
     void saveTags() const;
     void saveUsage() const;
     void saveBringBack() const;
@@ -60,6 +70,7 @@ class MemoryAnnotations {
     UsageSignals usageSignals_;
     Published<std::map<Uuid, Date>> bringBackDates_;
     Published<std::set<Uuid>> broughtBackIDs_;
+    Published<std::optional<BringBackNotice>> bringBackNotice_;
     CallbackGuard guard_;
     DelayedWork nextBringBack_;
 };
