@@ -1,0 +1,127 @@
+#include "support/TestPlatform.h"
+
+#include <array>
+#include <cmath>
+#include <cstring>
+
+#include "foundation/Json.h"
+#include "foundation/Text.h"
+
+namespace nookery::testing {
+namespace {
+
+class FakeDigestStream final : public Sha256Stream {
+  public:
+    void update(std::span<const std::byte> bytes) override {
+        for (const std::byte byte : bytes) {
+            for (std::size_t i = 0; i < sums_.size(); ++i) {
+                sums_[i] = (sums_[i] ^ std::to_integer<std::uint64_t>(byte)) * (0x100000001b3 + 2 * i);
+            }
+        }
+    }
+    Sha256Digest finish() override {
+        Sha256Digest digest;
+        std::memcpy(digest.bytes.data(), sums_.data(), digest.bytes.size());
+        return digest;
+    }
+
+  private:
+    std::array<std::uint64_t, 4> sums_{0xcbf29ce484222325, 1, 2, 3};
+};
+
+constexpr std::array stems{"dog", "travel", "money", "garden", "music"};
+constexpr std::array synonyms{"puppy", "trip", "invoice", "plant", "song"};
+
+}  // namespace
+
+std::unique_ptr<Sha256Stream> FakeDigester::sha256() const {
+    return std::make_unique<FakeDigestStream>();
+}
+
+ContentType FakeContentTypes::detect(std::string_view head, const Path& name) const {
+    const std::string extension = name.extension();
+    if (head.starts_with("\x89PNG")) return {"image/png"};
+    if (extension == ".testdoc") return {"application/x-test-document"};
+    if (extension == ".html") return {"text/html"};
+    if (extension == ".md") return {"text/markdown"};
+    if (isValidUtf8(head)) return {"text/plain"};
+    return {};
+}
+
+bool FakeDocuments::canRead(const ContentType& type) const {
+    return type.mediaType == "application/x-test-document";
+}
+
+DocumentText FakeDocuments::read(const Path& path, const ContentType&, const DocumentLimits&,
+                                 std::stop_token stop) const {
+    if (stop.stop_requested()) throw Cancelled();
+    const auto files = makePosixFileSystem();
+    std::string text = readWholeFile(*files, path, 1 << 20);
+    if (text == "damaged") throw DocumentError("The document is damaged.");
+    return {.title = "", .text = std::move(text)};
+}
+
+std::string FakePropertyLists::write(const PropertyList& list) const {
+    Json object = Json::object();
+    for (const auto& [key, value] : list) {
+        std::visit([&object, &name = key](const auto& held) { object[name] = held; }, value);
+    }
+    return toJsonText(object);
+}
+
+PropertyList FakePropertyLists::read(const std::string& xml) const {
+    PropertyList list;
+    for (const auto& [key, value] : parseJson(xml).items()) {
+        if (value.is_string()) list[key] = value.get<std::string>();
+        if (value.is_number()) list[key] = value.get<long>();
+        if (value.is_array()) list[key] = value.get<std::vector<unsigned char>>();
+    }
+    return list;
+}
+
+Path FolderTrash::moveToTrash(const Path& path) {
+    std::filesystem::create_directories(folder_);
+    const Path target = folder_ / path.filename();
+    std::filesystem::rename(path, target);
+    return target;
+}
+
+std::size_t FakeEmbedder::dimension() const { return stems.size(); }
+
+std::optional<std::vector<float>> FakeEmbedder::embedMemory(std::string_view text) const {
+    std::vector<float> vector(stems.size(), 0);
+    float squares = 0;
+    for (std::size_t i = 0; i < stems.size(); ++i) {
+        const bool present = text.find(stems[i]) != std::string_view::npos ||
+                             text.find(synonyms[i]) != std::string_view::npos;
+        if (present) vector[i] = 1;
+        squares += vector[i];
+    }
+    if (squares == 0) return std::nullopt;
+    for (float& value : vector) value /= std::sqrt(squares);
+    return vector;
+}
+
+TestPlatform::TestPlatform() : trash(folder / "trash") {}
+
+Platform TestPlatform::platform() {
+    return {.clock = time,
+            .files = files,
+            .defaults = defaults,
+            .keyStore = keyStore,
+            .trash = trash,
+            .log = log,
+            .digester = digester,
+            .contentTypes = contentTypes,
+            .documents = documents,
+            .propertyLists = propertyLists,
+            .embedder = embedder,
+            .web = nullptr,
+            .mainQueue = mainQueue,
+            .snapshotQueue = snapshotQueue,
+            .captureQueue = captureQueue,
+            .searchQueue = searchQueue,
+            .enrichQueue = enrichQueue};
+}
+
+}  // namespace nookery::testing

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <memory>
+
+#include "collection/LibraryLayout.h"
+#include "platform/ContentDigest.h"
+#include "platform/ContentType.h"
+#include "platform/DocumentReader.h"
+#include "platform/Platform.h"
+#include "platform/PropertyListFormat.h"
+#include "platform/TextEmbedder.h"
+#include "support/FaultyFileSystem.h"
+#include "support/TemporaryDirectory.h"
+#include "support/VirtualWorld.h"
+
+namespace nookery::testing {
+
+/// Four independent 64-bit sums: no two of a test's files share a digest by chance.
+class FakeDigester final : public ContentDigester {
+  public:
+    std::unique_ptr<Sha256Stream> sha256() const override;
+};
+
+/// Knows PNG by its first bytes, HTML, Markdown and text by the name's extension.
+class FakeContentTypes final : public ContentTypeDetector {
+  public:
+    ContentType detect(std::string_view head, const Path& name) const override;
+};
+
+/// Reads "application/x-test-document": the file's bytes are its text; "damaged" cannot be read.
+class FakeDocuments final : public DocumentReader {
+  public:
+    bool canRead(const ContentType& type) const override;
+    DocumentText read(const Path& path, const ContentType& type, const DocumentLimits& limits,
+                      std::stop_token stop) const override;
+};
+
+/// Property lists as JSON: enough to see that what was written comes back.
+class FakePropertyLists final : public PropertyListFormat {
+  public:
+    std::string write(const PropertyList& list) const override;
+    PropertyList read(const std::string& xml) const override;
+};
+
+/// Moves into a folder beside the library.
+class FolderTrash final : public Trash {
+  public:
+    explicit FolderTrash(Path folder) : folder_(std::move(folder)) {}
+    Path moveToTrash(const Path& path) override;
+
+  private:
+    Path folder_;
+};
+
+/// One dimension for each of a few word stems: texts that share one are alike.
+class FakeEmbedder final : public TextEmbedder {
+  public:
+    std::string modelName() const override { return "test-embedder-1"; }
+    std::size_t dimension() const override;
+    std::optional<std::vector<float>> embedMemory(std::string_view text) const override;
+    std::optional<std::vector<float>> embedQuery(std::string_view text) const override {
+        return embedMemory(text);
+    }
+};
+
+/// A whole world for one library in a temporary folder, on virtual time, with a file system whose
+/// operations can be made to fail. Settle `time` to let queued work run.
+class TestPlatform {
+  public:
+    TestPlatform();
+
+    Platform platform();
+    LibraryLayout layout() const { return {folder / "data", folder / "cache"}; }
+
+    TemporaryDirectory folder;
+    std::unique_ptr<FileSystem> realFiles = makePosixFileSystem();
+    FaultyFileSystem files{*realFiles};
+    VirtualTime time;
+    VirtualQueue mainQueue{time};
+    VirtualQueue snapshotQueue{time};
+    VirtualQueue captureQueue{time};
+    VirtualQueue searchQueue{time};
+    VirtualQueue enrichQueue{time};
+    MemoryDefaults defaults;
+    MemoryKeyStore keyStore;
+    RecordingLog log;
+    FolderTrash trash;
+    FakeDigester digester;
+    FakeContentTypes contentTypes;
+    FakeDocuments documents;
+    FakePropertyLists propertyLists;
+    FakeEmbedder fakeEmbedder;
+    const TextEmbedder* embedder = nullptr;  ///< set to &fakeEmbedder to find by meaning
+};
+
+}  // namespace nookery::testing
