@@ -71,7 +71,8 @@ std::string FakePropertyLists::write(const PropertyList& list) const {
 
 PropertyList FakePropertyLists::read(const std::string& xml) const {
     PropertyList list;
-    for (const auto& [key, value] : parseJson(xml).items()) {
+    const Json object = parseJson(xml);
+    for (const auto& [key, value] : object.items()) {
         if (value.is_string()) list[key] = value.get<std::string>();
         if (value.is_number()) list[key] = value.get<long>();
         if (value.is_array()) list[key] = value.get<std::vector<unsigned char>>();
