@@ -1,0 +1,67 @@
+#include "retrieval/VersionFamily.h"
+
+#include <re2/re2.h>
+
+#include <array>
+
+#include "foundation/Text.h"
+
+namespace nookery {
+namespace {
+
+struct VersionMarker {
+    std::string_view trigger;  ///< every match holds it; looked for first, being far cheaper
+    RE2 pattern;
+
+    VersionMarker(std::string_view neededText, const std::string& expression)
+        : trigger(neededText), pattern("(?i)" + expression) {}
+};
+
+/// White space as Unicode has it; RE2's own \s is ASCII's.
+#define SPACE "[\\s\\x{0B}\\x{85}\\p{Z}]"
+
+/// In this order, which shows: in "revision2" the eighth takes "rev", and "ision" is left.
+const std::array<VersionMarker, 14>& versionMarkers() {
+    static const std::array<VersionMarker, 14> markers{{
+        {"final", "final"},
+        {"fnl", "fnl"},
+        {"absolute", "absolute"},
+        {"this", "this" SPACE "*is" SPACE "*the" SPACE "*one"},
+        {"thisistheone", "thisistheone"},
+        {"copy", "copy"},
+        {"draft", "draft\\p{Nd}*"},
+        {"rev", "rev\\p{Nd}*"},
+        {"revision", "revision\\p{Nd}*"},
+        {"version", "version\\p{Nd}*"},
+        {"ver", "ver\\p{Nd}*"},
+        {"v", "v\\p{Nd}+"},
+        {"(", "\\(\\p{Nd}+\\)"},
+        {"", "(?:[_\\-]|" SPACE ")+\\p{Nd}+$"},
+    }};
+    return markers;
+}
+
+#undef SPACE
+
+}  // namespace
+
+std::optional<std::string> versionFamilyKey(const Path& file) {
+    std::string name = lowerCased(toValidUtf8(file.stem().native()));
+    for (const VersionMarker& marker : versionMarkers()) {
+        if (name.find(marker.trigger) == std::string::npos) continue;
+        RE2::GlobalReplace(&name, marker.pattern, " ");
+    }
+    std::erase_if(name, [](char character) {
+        return !(character >= 'a' && character <= 'z') && !(character >= '0' && character <= '9');
+    });
+    if (name.size() < 3) return std::nullopt;
+    return name;
+}
+
+std::optional<std::string> versionFamily(const Path& file) {
+    auto key = versionFamilyKey(file);
+    if (!key) return std::nullopt;
+    return *key + lowerCased(toValidUtf8(file.extension().native()));
+}
+
+}  // namespace nookery
