@@ -39,6 +39,11 @@ struct CaptureDuplicate {
     std::string source;
     Uuid of;  ///< the memory that is already there
 };
+/// A memory just added whose file looks like another version of one that was there.
+struct CaptureVersion {
+    Uuid id;
+    Uuid of;
+};
 /// A source and one line about it for the person.
 struct CaptureMessage {
     std::string source;
@@ -53,6 +58,7 @@ struct CaptureReport {
     std::vector<CaptureMessage> failed{};
     /// Left out on purpose: links, pipes and devices met inside a folder, the library itself.
     std::vector<CaptureMessage> skipped{};
+    std::vector<CaptureVersion> versions{};  ///< some of those added
     /// About sources that were added all the same: a damaged document, a page not fetched.
     std::vector<CaptureMessage> warnings{};
     bool cancelled = false;  ///< what came after the cancellation is in no list

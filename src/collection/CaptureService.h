@@ -7,10 +7,11 @@
 #include <span>
 #include <stop_token>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
-#include "collection/Capture.h"
+#include "collection/CaptureBatch.h"
+#include "collection/CaptureJob.h"
+#include "collection/IntakeIndex.h"
 #include "collection/IntakeNotice.h"
 #include "collection/LibraryLayout.h"
 #include "platform/Platform.h"
@@ -19,6 +20,7 @@
 namespace nookery {
 
 class Sidecar;
+struct CaptureClaims;
 
 /// Takes files, folders, links and texts into the library. The slow work (walking, copying,
 /// digesting, reading documents) runs on the capture queue in small batches; between them the main
@@ -30,13 +32,19 @@ class Sidecar;
 /// a whole memory, or remains that `recover` removes at the next start.
 class CaptureService {
   public:
-    using Failure = std::optional<std::string>;
+    /// What became of a commit.
+    struct Committed {
+        /// False: nothing of the batch is kept anywhere, and its originals may be removed again.
+        bool isKept = false;
+        /// Why nothing was kept; or, when it was, what else went wrong (tags, durability).
+        std::optional<std::string> problem;
+    };
 
     /// What the service asks of the library's owner.
     struct Owner {
         /// Saves the records in one transaction, with their tags, and makes them durable, indexed
-        /// and published. On failure nothing of the batch is kept, and the reason is answered.
-        std::function<Failure(const std::vector<PreparedMemory>&)> commit;
+        /// and published.
+        std::function<Committed(const std::vector<PreparedMemory>&)> commit;
         /// Null when there is no such memory.
         std::function<CrumbItemPointer(const Uuid&)> find;
         /// Every memory of the library.
@@ -64,15 +72,44 @@ class CaptureService {
     void capture(CaptureRequest request, std::stop_token stop, Progress progress,
                  Finished finished);
 
-    // The owner tells what changed without the service's doing, so that duplicates are known.
+    // The owner tells what changed, so that duplicates are known. What was captured here may be
+    // among what is added.
     void remember(std::span<const CrumbItemPointer> added);
-    void forget(const std::unordered_set<Uuid>& ids);
-    void forgetAll();
+    void forgetRemoved();
 
   private:
-    class Job;
-    class Parts;
-    std::unique_ptr<Parts> parts_;
+    using Batch = std::shared_ptr<CaptureBatch>;
+
+    // The road of a batch: gathered, decided, settled, committed; back to decided while entries
+    // are open, else reported.
+    void gather();
+    void decide(const Batch& batch);
+    void commit(const Batch& batch);
+    void closeRound(const Batch& batch);
+    void finishBatch(const Batch& batch);
+    void finishJob();
+
+    void accept(CaptureBatch& batch);
+    void acceptEntry(CaptureEntry& entry, CaptureClaims& claims);
+    bool isTaken(const Path& name, const CaptureClaims& claims) const;
+    std::optional<Uuid> knownOriginal(const OriginalCopy& original) const;
+    void noteNames(const CaptureBatch& batch);
+    void withdrawNames(CaptureBatch& batch);
+    void findOtherVersions(CaptureBatch& batch);
+    void markAdded(CaptureBatch& batch, const Committed& committed);
+    void report(const CaptureEntry& entry);
+    IntakeNotice noticeOf(const CaptureEntry& entry) const;
+    std::string titleOf(const Uuid& id) const;
+    IntakeIndex& index();
+    void onCaptureQueue(std::function<void()> work, std::function<void()> reply);
+
+    const Platform& platform_;
+    LibraryLayout layout_;
+    Sidecar& sidecar_;
+    Owner owner_;
+    std::deque<std::unique_ptr<CaptureJob>> jobs_;  ///< the front one runs
+    std::optional<IntakeIndex> index_;
+    CallbackGuard guard_;
 };
 
 }  // namespace nookery

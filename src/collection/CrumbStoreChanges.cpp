@@ -98,22 +98,27 @@ SaveFailure CrumbStore::Parts::saveChanged(const CrumbItemList& changed) {
     return failure;
 }
 
-SaveFailure CrumbStore::Parts::addRecords(const CrumbItemList& records, const TagsByID& tagsByID) {
+CaptureService::Committed CrumbStore::Parts::addRecords(const CrumbItemList& records,
+                                                        const TagsByID& tagsByID) {
+    bool isKept = false;
     auto failure = save("Crumb SQLite save error: ", [&](SQLiteDatabase& target) {
         target.saveItems(records, platform.clock.now());
+        isKept = true;
     });
-    if (failure) return failure;
+    if (!isKept) return {false, failure};
     if (!tagsByID.empty()) {
-        failure = annotate([&] { annotations.setManualTags(tagsByID); });
+        const auto tagFailure = annotate([&] { annotations.setManualTags(tagsByID); });
+        if (!failure) failure = tagFailure;
     }
     publish(records);
     if (capture) capture->remember(records);
     embeddings.add(idsOf(records));
     noteChange();
-    return failure;
+    return {true, failure};
 }
 
-SaveFailure CrumbStore::Parts::commitCaptured(const std::vector<PreparedMemory>& prepared) {
+CaptureService::Committed CrumbStore::Parts::commitCaptured(
+    const std::vector<PreparedMemory>& prepared) {
     CrumbItemList records;
     TagsByID tagsByID;
     for (const PreparedMemory& memory : prepared) {
@@ -136,7 +141,7 @@ void CrumbStore::capture(CaptureRequest request, std::stop_token stop,
 }
 
 SaveFailure CrumbStore::addRecords(const CrumbItemList& records, const TagsByID& tagsByID) {
-    return parts_->addRecords(records, tagsByID);
+    return parts_->addRecords(records, tagsByID).problem;
 }
 
 SaveFailure CrumbStore::replaceItem(CrumbItem changed) {

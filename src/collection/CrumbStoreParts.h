@@ -86,8 +86,8 @@ class CrumbStore::Parts {
     /// Saves changed records and publishes them, saved or not.
     SaveFailure saveChanged(const CrumbItemList& changed);
     /// Saves new records and publishes them only if that succeeded.
-    SaveFailure addRecords(const CrumbItemList& records, const TagsByID& tagsByID);
-    SaveFailure commitCaptured(const std::vector<PreparedMemory>& prepared);
+    CaptureService::Committed addRecords(const CrumbItemList& records, const TagsByID& tagsByID);
+    CaptureService::Committed commitCaptured(const std::vector<PreparedMemory>& prepared);
     void publish(const CrumbItemList& records);
     void index(const CrumbItemPointer& item);
     MemoryFacets facetsOf(const CrumbItem& item) const;

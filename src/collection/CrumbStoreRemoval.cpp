@@ -45,7 +45,7 @@ void CrumbStore::Parts::forget(const std::unordered_set<Uuid>& ids) {
     memories.remove(ids);
     for (const Uuid& id : ids) retrieval.remove(id);
     embeddings.remove(ids);
-    if (capture) capture->forget(ids);
+    if (capture) capture->forgetRemoved();
     annotate([&] { annotations.forget(ids); });
     selectedIDs.update([&](auto& selected) {
         std::erase_if(selected, [&](const Uuid& id) { return ids.contains(id); });
@@ -139,7 +139,7 @@ void CrumbStore::Parts::forgetEverything() {
     richTextByID.set({});
     retrieval.clear();
     embeddings.clear();
-    if (capture) capture->forgetAll();
+    if (capture) capture->forgetRemoved();
     annotate([&] { annotations.forgetAll(); });
     selectedIDs.set({});
     selectedID.set(std::nullopt);

@@ -32,8 +32,9 @@ std::string withoutEscapes(std::string_view text) {
     std::string decoded;
     for (std::size_t i = 0; i < text.size(); ++i) {
         unsigned value = 0;
-        const bool escape = text[i] == '%' && i + 2 < text.size() &&
-                            std::from_chars(&text[i + 1], &text[i + 3], value, 16).ptr == &text[i + 3];
+        const bool escape =
+            text[i] == '%' && i + 2 < text.size() &&
+            std::from_chars(&text[i + 1], &text[i + 3], value, 16).ptr == &text[i + 3];
         if (!escape) {
             decoded += text[i];
         } else {
@@ -41,9 +42,10 @@ std::string withoutEscapes(std::string_view text) {
             i += 2;
         }
     }
-    const bool readable = isValidUtf8(decoded) && std::none_of(decoded.begin(), decoded.end(), [](char c) {
-        return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-    });
+    const bool readable =
+        isValidUtf8(decoded) && std::none_of(decoded.begin(), decoded.end(), [](char c) {
+            return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+        });
     return readable ? decoded : std::string(text);
 }
 
@@ -57,7 +59,8 @@ struct Pieces {
 std::optional<Pieces> split(std::string_view url) {
     const std::size_t schemeEnd = url.find("://");
     if (schemeEnd == std::string_view::npos) return std::nullopt;
-    Pieces pieces{.scheme = asciiLowerCased(url.substr(0, schemeEnd))};
+    Pieces pieces;
+    pieces.scheme = asciiLowerCased(url.substr(0, schemeEnd));
     if (pieces.scheme != "http" && pieces.scheme != "https") return std::nullopt;
     const std::string_view after = url.substr(schemeEnd + 3);
     const std::size_t authorityEnd = std::min(after.find_first_of("/?#\\"), after.size());
@@ -83,7 +86,8 @@ std::optional<WebAddress> parseWebAddress(std::string_view text) {
     if (!pieces) return std::nullopt;
 
     const bool emptyPath = pieces->rest.empty() || pieces->rest.front() != '/';
-    WebAddress address{.url = std::string(url)};
+    WebAddress address;
+    address.url = url;
     address.identity = pieces->scheme + "://" + pieces->userInfo + pieces->host +
                        (emptyPath ? "/" : "") + std::string(pieces->rest);
     const std::size_t hostStart = pieces->host.starts_with("www.") ? 4 : 0;

@@ -1,0 +1,54 @@
+#include <unordered_set>
+
+#include "collection/CaptureService.h"
+#include "collection/Sidecar.h"
+#include "platform/Log.h"
+
+namespace nookery {
+namespace {
+
+std::unordered_set<std::string> originalNames(const CrumbItemList& items) {
+    std::unordered_set<std::string> names;
+    for (const auto& item : items) {
+        if (item->filePath) names.insert(Path(*item->filePath).filename().native());
+    }
+    return names;
+}
+
+/// Whether the file is the one that the capture put there, rather than another program's.
+bool isAsNoted(const FileStatus& status, const OriginalFact& fact) {
+    return status.type == FileType::regular && status.byteCount == fact.byteCount &&
+           status.modifiedNanoseconds == fact.modifiedNanoseconds;
+}
+
+void removeRemains(FileSystem& files, Sidecar& sidecar, const LibraryLayout& layout,
+                   const Path& relativePath) {
+    const Path place = layout.library() / relativePath;
+    const auto fact = sidecar.original(relativePath);
+    const auto status = files.status(place);
+    if (fact && status && isAsNoted(*status, *fact)) {
+        files.removeFile(place);
+        files.syncDirectory(place.parent_path());
+    }
+    sidecar.forgetOriginals({&relativePath, 1});
+}
+
+}  // namespace
+
+void CaptureService::recover() {
+    try {
+        removeTree(platform_.files, incomingFolder(layout_));
+        const auto pending = sidecar_.pendingOriginals();
+        if (pending.empty()) return;
+        const auto kept = originalNames(owner_.all());
+        for (const Path& relativePath : pending) {
+            if (kept.contains(relativePath.filename().native())) continue;
+            removeRemains(platform_.files, sidecar_, layout_, relativePath);
+        }
+        sidecar_.removePendingOriginals(pending);
+    } catch (const Error& error) {
+        platform_.log.line("NOOKERY capture recovery error: " + error.description());
+    }
+}
+
+}  // namespace nookery

@@ -1,0 +1,277 @@
+#include "collection/CaptureWork.h"
+
+#include <algorithm>
+
+#include "collection/FileText.h"
+#include "collection/OriginalNames.h"
+#include "collection/TextDecoding.h"
+#include "collection/TextExtraction.h"
+#include "collection/WebAddress.h"
+#include "foundation/DurableFile.h"
+#include "foundation/Text.h"
+#include "platform/Clock.h"
+#include "platform/WebFetcher.h"
+
+namespace nookery {
+namespace {
+
+constexpr std::size_t batchEntryCount = 64;
+constexpr std::int64_t batchByteCount = 32 << 20;
+constexpr std::size_t settledTextByteCount = 32 << 20;
+
+using Stage = CaptureEntry::Stage;
+
+bool isPage(const std::string& mediaType) {
+    return mediaType == "text/html" || mediaType == "application/xhtml+xml";
+}
+
+/// Messages of those who read the copy name its temporary place, which means nothing to a reader.
+std::string namingSource(std::string message, const CaptureEntry& entry) {
+    const std::string place = displayName(entry.original->place);
+    const std::size_t position = message.find(place);
+    if (position != std::string::npos) message.replace(position, place.size(), entry.source);
+    return message;
+}
+
+std::size_t textByteCount(const CrumbItem& item) {
+    return item.searchableText.size() + (item.text ? item.text->size() : 0);
+}
+
+}  // namespace
+
+Path incomingFolder(const LibraryLayout& layout) {
+    return layout.items() / (std::string(temporaryPrefix) + "incoming");
+}
+
+CaptureWork::CaptureWork(const Platform& platform, LibraryLayout layout, CaptureRequest request,
+                         std::stop_token stop)
+    : platform_(platform),
+      layout_(std::move(layout)),
+      request_(std::move(request)),
+      stop_(std::move(stop)),
+      walk_(platform.files, layout_, std::move(request_.sources)),
+      copier_(platform, incomingFolder(layout_), stop_) {}
+
+CaptureBatch CaptureWork::gather() {
+    CaptureBatch batch;
+    std::int64_t byteCount = 0;
+    while (batch.entries.size() < batchEntryCount && byteCount < batchByteCount &&
+           !stop_.stop_requested()) {
+        auto found = walk_.next();
+        batch.isLast = !found;
+        if (!found) break;
+        auto entry = begin(std::move(*found));
+        if (!entry) break;
+        if (entry->original) byteCount += entry->original->marks.byteCount;
+        byteCount += static_cast<std::int64_t>(textByteCount(entry->memory.item));
+        batch.entries.push_back(std::move(*entry));
+    }
+    batch.foundCount = walk_.foundCount();
+    return batch;
+}
+
+/// None when stop was requested half-way.
+std::optional<CaptureEntry> CaptureWork::begin(FoundSource found) {
+    CaptureEntry entry;
+    entry.source = found.source;
+    CrumbItem& item = entry.memory.item;
+    item.id = Uuid::random();
+    item.createdAt = platform_.clock.now();
+    item.note = request_.note;
+    item.groupID = request_.groupID;
+    entry.memory.tags = request_.tags;
+    try {
+        beginContent(entry, found);
+    } catch (const Cancelled&) {
+        return std::nullopt;
+    } catch (const std::exception& error) {
+        entry.fail(error.what());
+    }
+    return entry;
+}
+
+void CaptureWork::beginContent(CaptureEntry& entry, FoundSource& found) {
+    if (const auto* leftOut = std::get_if<LeftOut>(&found.content)) {
+        entry.stage = leftOut->isFailure ? Stage::failed : Stage::skipped;
+        entry.message = leftOut->message;
+        return;
+    }
+    if (const auto* file = std::get_if<FoundFile>(&found.content)) beginFile(entry, *file);
+    if (const auto* link = std::get_if<CaptureLink>(&found.content)) beginLink(entry, *link);
+    if (const auto* text = std::get_if<CaptureText>(&found.content)) beginText(entry, *text);
+    entry.hasGivenTitle = found.isNamed && request_.title;
+    if (entry.hasGivenTitle) entry.memory.item.title = *request_.title;
+}
+
+void CaptureWork::beginFile(CaptureEntry& entry, const FoundFile& file) {
+    makeIncomingFolder();
+    entry.original = copier_.copy(file.path, file.name);
+    entry.wishedName = originalName(file.name);
+    entry.memory.digest = entry.original->digest;
+    entry.memory.item.title = titleFromFileName(file.name);
+    entry.memory.item.kind = entry.original->type.isImage() ? CrumbKind::image : CrumbKind::file;
+}
+
+void CaptureWork::beginLink(CaptureEntry& entry, const CaptureLink& link) {
+    const auto address = parseWebAddress(link.url);
+    if (!address)
+        throw Error("This is not a web address. It has to begin with http:// or https://.");
+    entry.linkIdentity = address->identity;
+    entry.fetch = link.fetch;
+    entry.memory.item.kind = CrumbKind::url;
+    entry.memory.item.urlString = address->url;
+    entry.memory.item.title = address->readable;
+}
+
+void CaptureWork::beginText(CaptureEntry& entry, const CaptureText& text) {
+    const ContentType type = platform_.contentTypes.detect(text.text, Path());
+    std::string decoded = decodeText(text.text);
+    const bool isBlank = trimmed(decoded).empty();
+    if (!isBlank && !type.isText()) {
+        throw Error("This is not text. Save it as a file and add that.");
+    }
+    if (isBlank && !request_.title && request_.note.empty()) {
+        throw Error("There is no text to keep.");
+    }
+    entry.memory.item.kind = CrumbKind::text;
+    entry.memory.item.title = titleFromText(decoded);
+    entry.memory.item.text = std::move(decoded);
+}
+
+void CaptureWork::makeIncomingFolder() {
+    if (incomingMade_) return;
+    createDirectories(platform_.files, incomingFolder(layout_));
+    incomingMade_ = true;
+}
+
+void CaptureWork::settle(CaptureBatch& batch) {
+    settleAccepted(batch);
+    syncItems(batch);
+    for (CaptureEntry& entry : batch.entries) {
+        const bool isGivenUp = stop_.stop_requested() && entry.stage < Stage::ready;
+        if (isGivenUp || (!entry.isOpen() && entry.stage != Stage::added)) discardOriginal(entry);
+    }
+}
+
+void CaptureWork::settleAccepted(CaptureBatch& batch) {
+    std::size_t byteCount = 0;
+    for (CaptureEntry& entry : batch.entries) {
+        if (entry.stage != Stage::accepted) continue;
+        if (byteCount >= settledTextByteCount || stop_.stop_requested()) return;
+        try {
+            settleEntry(entry);
+        } catch (const Cancelled&) {
+            return;
+        } catch (const std::exception& error) {
+            entry.fail(entry.original ? namingSource(error.what(), entry) : error.what());
+        }
+        byteCount += textByteCount(entry.memory.item);
+    }
+}
+
+void CaptureWork::settleEntry(CaptureEntry& entry) {
+    if (entry.fetch) fetchPage(entry);
+    if (entry.original) {
+        if (entry.original->file) {
+            copier_.verify(*entry.original);
+            readText(entry);
+            OriginalCopier::sync(*entry.original);
+        }
+        giveName(entry);
+    } else {
+        entry.stage = Stage::ready;
+    }
+}
+
+void CaptureWork::readText(CaptureEntry& entry) {
+    const ContentType& type = entry.original->type;
+    ExtractedText extracted =
+        extractText(entry.original->place, type, platform_.files, platform_.documents, {}, stop_);
+    if (extracted.problem) entry.message = namingSource(*extracted.problem, entry);
+    CrumbItem& item = entry.memory.item;
+    if (isPage(type.mediaType) && !extracted.title.empty()) {
+        if (!entry.hasGivenTitle) item.title = extracted.title;
+        item.text = std::move(extracted.text);
+        return;
+    }
+    item.searchableText = std::move(extracted.text);
+    // A document's own title is often its best description, and the file name is the title.
+    if (!extracted.title.empty() && !item.searchableText.starts_with(extracted.title)) {
+        item.searchableText.insert(0, extracted.title + "\n");
+    }
+}
+
+/// The link is kept whether or not its page can be read: it is what the person gave.
+void CaptureWork::fetchPage(CaptureEntry& entry) {
+    CrumbItem& item = entry.memory.item;
+    try {
+        if (platform_.web == nullptr) throw Error("This program cannot fetch pages.");
+        const FetchedPage fetched = platform_.web->fetch(*item.urlString, stop_);
+        if (isPage(fetched.mediaType)) {
+            PageText page = pageText(decodeText(fetched.body));
+            if (!entry.hasGivenTitle && !page.text.empty()) item.title = std::move(page.title);
+            item.searchableText = std::move(page.text);
+        } else if (fetched.mediaType.starts_with("text/")) {
+            item.searchableText = decodeText(fetched.body);
+        } else {
+            throw Error("The address gives " + fetched.mediaType + ", not a page of text.");
+        }
+    } catch (const Cancelled&) {
+        throw;
+    } catch (const Error& error) {
+        entry.message = "The link was kept without its page: " + error.description();
+    }
+}
+
+void CaptureWork::giveName(CaptureEntry& entry) {
+    const Path place = layout_.items() / *entry.finalName;
+    try {
+        platform_.files.renameExclusive(entry.original->place, place);
+    } catch (const FileError& error) {
+        if (error.errorNumber() != EEXIST) throw;
+        entry.stage = Stage::nameTaken;
+        return;
+    }
+    entry.original->place = place;
+    entry.memory.item.filePath = place.native();
+    entry.stage = Stage::ready;
+}
+
+void CaptureWork::syncItems(CaptureBatch& batch) {
+    const auto waits = [](const CaptureEntry& entry) {
+        return entry.stage == Stage::ready && entry.original;
+    };
+    if (std::none_of(batch.entries.begin(), batch.entries.end(), waits)) return;
+    try {
+        platform_.files.syncDirectory(layout_.items());
+    } catch (const FileError& error) {
+        for (CaptureEntry& entry : batch.entries) {
+            if (waits(entry)) entry.fail(error.description());
+        }
+    }
+}
+
+void CaptureWork::discard(CaptureBatch& batch) {
+    for (CaptureEntry& entry : batch.entries) {
+        if (entry.stage != Stage::added) discardOriginal(entry);
+    }
+}
+
+void CaptureWork::discardOriginal(CaptureEntry& entry) {
+    if (!entry.original) return;
+    entry.original->file.reset();
+    const bool removed = removeQuietly(platform_.files, entry.original->place);
+    entry.leftBehind = !removed && entry.memory.item.filePath;
+    entry.original.reset();
+}
+
+void CaptureWork::finish() {
+    if (!incomingMade_) return;
+    try {
+        platform_.files.removeDirectory(incomingFolder(layout_));
+    } catch (const FileError&) {
+        // A file that could not be removed is still in it; the next start removes both.
+    }
+}
+
+}  // namespace nookery
