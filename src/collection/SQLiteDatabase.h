@@ -90,6 +90,7 @@ class SQLiteDatabase {
     /// `modifiedAt` is taken from `now`, not from the record.
     void savePool(const CrumbFaceCluster& pool, Date now);
     /// The absorbed pool's faces move to the kept one, which forgets that it ever rejected them.
+    /// A pool merged with itself stays as it is.
     void mergePools(const Uuid& kept, const Uuid& absorbed);
     void rejectFace(const CrumbFaceRejection& rejection, Date now);
     void undoRejection(const CrumbFaceRejection& rejection);

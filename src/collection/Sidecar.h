@@ -78,8 +78,10 @@ class Sidecar {
     std::vector<PendingWork> pendingWork();
     std::vector<PendingWork> pendingWork(std::string_view task);
 
-    /// Forgets the originals, the pending ones and the work of removed memories.
+    /// Forgets the work of removed memories. Their originals are forgotten by path, once the files
+    /// are gone: another memory may still use them.
     void forgetMemories(std::span<const Uuid> memoryIDs);
+    /// Forgets all originals and all work: the library was emptied.
     void forgetAllMemories();
 
     // Small state, by key.
