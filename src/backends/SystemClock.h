@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/Clock.h"
+
+namespace nookery {
+
+/// The machine's clock, to the microsecond.
+class SystemClock final : public Clock {
+  public:
+    Date now() const override;
+};
+
+}  // namespace nookery
