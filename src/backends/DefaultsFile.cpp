@@ -24,10 +24,9 @@ std::string toBase64(const std::string& bytes) {
 }
 
 std::string fromBase64(const std::string& text) {
-    const auto decoded =
-        QByteArray::fromBase64Encoding(QByteArray::fromStdString(text),
-                                       QByteArray::Base64Encoding |
-                                           QByteArray::AbortOnBase64DecodingErrors);
+    const auto decoded = QByteArray::fromBase64Encoding(
+        QByteArray::fromStdString(text),
+        QByteArray::Base64Encoding | QByteArray::AbortOnBase64DecodingErrors);
     if (!decoded) throw JsonError("A value is not base64.");
     return decoded.decoded.toStdString();
 }

@@ -6,7 +6,6 @@
 #include <cctype>
 #include <cerrno>
 
-
 namespace nookery {
 namespace {
 
@@ -23,7 +22,8 @@ std::string percentEncoded(const Path& path) {
     std::string text;
     for (const char c : path.native()) {
         const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x80 && (std::isalnum(byte) || std::string_view("/-._~").find(c) != std::string_view::npos)) {
+        if (byte < 0x80 &&
+            (std::isalnum(byte) || std::string_view("/-._~").find(c) != std::string_view::npos)) {
             text += c;
         } else {
             text += fmt::format("%{:02X}", byte);
@@ -97,10 +97,10 @@ class DesktopTrash final : public Trash {
 
     void writeNote(const Path& note, const Path& original) {
         const CalendarFields now = localFields(clock_.now());
-        const std::string text = fmt::format(
-            "[Trash Info]\nPath={}\nDeletionDate={:04}-{:02}-{:02}T{:02}:{:02}:{:02}\n",
-            percentEncoded(original), now.year, now.month, now.day, now.hour, now.minute,
-            now.second);
+        const std::string text =
+            fmt::format("[Trash Info]\nPath={}\nDeletionDate={:04}-{:02}-{:02}T{:02}:{:02}:{:02}\n",
+                        percentEncoded(original), now.year, now.month, now.day, now.hour,
+                        now.minute, now.second);
         const auto file = files_.createFile(note);
         file->write(std::as_bytes(std::span(text)));
         file->sync();

@@ -28,8 +28,7 @@ std::string toBase64(const std::vector<unsigned char>& bytes) {
     for (std::size_t i = 0; i < bytes.size(); i += 3) {
         const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
         std::uint32_t group = 0;
-        for (std::size_t k = 0; k < 3; ++k)
-            group = group << 8 | (k < count ? bytes[i + k] : 0u);
+        for (std::size_t k = 0; k < 3; ++k) group = group << 8 | (k < count ? bytes[i + k] : 0u);
         for (std::size_t k = 0; k < 4; ++k) {
             text += k <= count ? base64Digits[group >> (18 - 6 * k) & 63] : '=';
         }
@@ -136,8 +135,7 @@ bool isIgnorable(const xmlNode* node) {
 }
 
 const xmlNode* skipIgnorable(const xmlNode* node) {
-    while (node != nullptr && isIgnorable(node))
-        node = node->next;
+    while (node != nullptr && isIgnorable(node)) node = node->next;
     return node;
 }
 

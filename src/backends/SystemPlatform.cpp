@@ -1,0 +1,83 @@
+#include "backends/SystemPlatform.h"
+
+#include "backends/DefaultsFile.h"
+#include "backends/DesktopTrash.h"
+#include "backends/MagicContentTypes.h"
+#include "backends/MemoryKeyStore.h"
+#include "backends/OpenSslDigest.h"
+#include "backends/PropertyListXml.h"
+#include "backends/StderrLog.h"
+#include "backends/SystemClock.h"
+#include "backends/documents/DocumentFormats.h"
+#include "backends/embedding/SentenceEncoder.h"
+
+namespace nookery {
+namespace {
+
+std::unique_ptr<TextEmbedder> openEmbedder(FileSystem& files, const Path& programFolder, Log& log) {
+    const Path asset = sentenceEncoderAsset(programFolder);
+    try {
+        if (!files.statusFollowingLinks(asset)) return nullptr;
+        return openSentenceEncoder(files, asset);
+    } catch (const Error& error) {
+        log.line("NOOKERY sentence encoder error: " + error.description());
+        return nullptr;
+    }
+}
+
+}  // namespace
+
+struct SystemPlatform::Parts {
+    explicit Parts(const SystemPlaces& places)
+        : defaults(openDefaultsFile(*files, places.defaultsFile)),
+          trash(makeDesktopTrash(*files, clock, places.userData)),
+          embedder(openEmbedder(*files, places.programFolder, log)) {}
+
+    StderrLog log;
+    SystemClock clock;
+    std::unique_ptr<FileSystem> files = makePosixFileSystem();
+    std::unique_ptr<UserDefaults> defaults;
+    MemoryKeyStore keyStore;
+    std::unique_ptr<Trash> trash;
+    std::unique_ptr<ContentDigester> digester = makeOpenSslDigester();
+    std::unique_ptr<ContentTypeDetector> contentTypes = makeContentTypeDetector();
+    std::unique_ptr<DocumentReader> documents = makeDocumentReader();
+    std::unique_ptr<PropertyListFormat> propertyLists = makeXmlPropertyLists();
+    std::unique_ptr<TextEmbedder> embedder;
+
+    // Last, so that they are stopped before anything that their work uses is gone.
+    std::unique_ptr<LoopQueue> mainLoop = makeLoopQueue(log);
+    std::unique_ptr<WorkQueue> snapshotQueue = makeThreadQueue("snapshots", log);
+    std::unique_ptr<WorkQueue> captureQueue = makeThreadQueue("capture", log);
+    std::unique_ptr<WorkQueue> searchQueue = makeThreadQueue("search", log);
+    std::unique_ptr<WorkQueue> enrichQueue = makeThreadQueue("enrich", log);
+
+    Platform platform{.clock = clock,
+                      .files = *files,
+                      .defaults = *defaults,
+                      .keyStore = keyStore,
+                      .trash = *trash,
+                      .log = log,
+                      .digester = *digester,
+                      .contentTypes = *contentTypes,
+                      .documents = *documents,
+                      .propertyLists = *propertyLists,
+                      .embedder = embedder.get(),
+                      .web = nullptr,
+                      .mainQueue = *mainLoop,
+                      .snapshotQueue = *snapshotQueue,
+                      .captureQueue = *captureQueue,
+                      .searchQueue = *searchQueue,
+                      .enrichQueue = *enrichQueue};
+};
+
+SystemPlatform::SystemPlatform(const SystemPlaces& places)
+    : parts_(std::make_unique<Parts>(places)) {}
+
+SystemPlatform::~SystemPlatform() = default;
+
+const Platform& SystemPlatform::platform() const { return parts_->platform; }
+
+LoopQueue& SystemPlatform::mainLoop() { return *parts_->mainLoop; }
+
+}  // namespace nookery

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+
+#include "backends/WorkQueues.h"
+#include "foundation/FileSystem.h"
+#include "platform/Platform.h"
+
+namespace nookery {
+
+/// What a program must know before it can build its world.
+struct SystemPlaces {
+    Path defaultsFile;   ///< the settings
+    Path userData;       ///< the desktop's own data folder, for the trash
+    Path programFolder;  ///< where the program itself lies, for the files shipped with it
+};
+
+/// The real world, built once by `main`. Whatever was given the platform must be destroyed before
+/// this is; its queues are stopped first.
+class SystemPlatform {
+  public:
+    /// Throws Error when the settings cannot be read, or a part that no program works without is
+    /// missing. A missing sentence encoder is no error; a damaged one is logged and left out.
+    explicit SystemPlatform(const SystemPlaces& places);
+    ~SystemPlatform();
+
+    const Platform& platform() const;
+    /// The main thread's queue: its owner runs it.
+    LoopQueue& mainLoop();
+
+  private:
+    struct Parts;
+    std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace nookery
