@@ -45,8 +45,13 @@ std::optional<Quantised> quantised(std::span<const float> vector) {
     return result;
 }
 
-bool isMoreSimilar(const VectorMatch& a, const VectorMatch& b) {
-    return a.cosine != b.cosine ? a.cosine > b.cosine : a.ordinal < b.ordinal;
+struct RowMatch {
+    std::size_t row = 0;
+    double cosine = 0;
+};
+
+bool isMoreSimilar(const RowMatch& a, const RowMatch& b) {
+    return a.cosine != b.cosine ? a.cosine > b.cosine : a.row < b.row;
 }
 
 /// Keeps the best `limit` of what it is given.
@@ -56,7 +61,7 @@ class BestMatches {
 
     double least() const { return least_; }
 
-    void add(const VectorMatch& match) {
+    void add(const RowMatch& match) {
         matches_.push_back(match);
         std::push_heap(matches_.begin(), matches_.end(), isMoreSimilar);
         if (matches_.size() <= limit_) return;
@@ -64,12 +69,16 @@ class BestMatches {
         matches_.pop_back();
         least_ = std::max(least_, matches_.front().cosine);
     }
-    std::vector<VectorMatch> take() { return std::move(matches_); }
+    /// Best first.
+    std::vector<RowMatch> take() {
+        std::sort_heap(matches_.begin(), matches_.end(), isMoreSimilar);
+        return std::move(matches_);
+    }
 
   private:
     std::size_t limit_;
     double least_;
-    std::vector<VectorMatch> matches_;
+    std::vector<RowMatch> matches_;
 };
 
 }  // namespace
@@ -81,7 +90,7 @@ struct VectorBlock {
     std::vector<std::int8_t> quantised;
     std::vector<float> exact;
     std::array<float, rowsPerBlock> factors{};
-    std::array<std::uint32_t, rowsPerBlock> ordinals{};
+    std::array<CrumbItemPointer, rowsPerBlock> items;
 };
 
 std::vector<VectorMatch> VectorView::mostSimilar(std::span<const float> query, double leastCosine,
@@ -101,20 +110,19 @@ std::vector<VectorMatch> VectorView::mostSimilar(std::span<const float> query, d
         for (std::size_t i = 0; i < count; ++i) {
             const float rough =
                 static_cast<float>(products[i]) * block.factors[i] * quantisedQuery->factor;
-            if (rough >= roughly.least()) {
-                roughly.add({static_cast<std::uint32_t>(first + i), rough});
-            }
+            if (rough >= roughly.least()) roughly.add({first + i, rough});
         }
     }
     BestMatches exactly(limit, leastCosine);
-    for (const VectorMatch& match : roughly.take()) {
-        const std::size_t row = match.ordinal;
-        const auto exact = cosineOfRow(row, query);
-        if (!exact || *exact < leastCosine) continue;
-        exactly.add({blocks_[row / rowsPerBlock]->ordinals[row % rowsPerBlock], *exact});
+    for (const RowMatch& match : roughly.take()) {
+        const auto exact = cosineOfRow(match.row, query);
+        if (exact && *exact >= leastCosine) exactly.add({match.row, *exact});
     }
-    auto matches = exactly.take();
-    std::sort(matches.begin(), matches.end(), isMoreSimilar);
+    std::vector<VectorMatch> matches;
+    for (const RowMatch& match : exactly.take()) {
+        const VectorBlock& block = *blocks_[match.row / rowsPerBlock];
+        matches.push_back({block.items[match.row % rowsPerBlock], match.cosine});
+    }
     return matches;
 }
 
@@ -124,44 +132,53 @@ std::optional<double> VectorView::cosineOfRow(std::size_t row, std::span<const f
     return cosine(std::span<const double>(exactQuery), std::span<const float>(first, dimension_));
 }
 
-void VectorMatrix::set(std::uint32_t ordinal, std::span<const double> vector) {
+void VectorMatrix::set(const CrumbItemPointer& item, std::span<const double> vector) {
     if (rowCount_ == 0 && !vector.empty()) {
         clear();
         dimension_ = vector.size();
     }
     const std::vector<float> exact(vector.begin(), vector.end());
-    const auto row8 = quantised(exact);
-    if (vector.size() != dimension_ || !row8) {
-        remove(ordinal);
+    const auto packed = quantised(exact);
+    if (vector.size() != dimension_ || !packed) {
+        remove(item->id);
         return;
     }
-    if (ordinal >= rowOfOrdinal_.size()) rowOfOrdinal_.resize(ordinal + 1, noRow);
-    std::uint32_t& row = rowOfOrdinal_[ordinal];
-    if (row == noRow) {
-        row = static_cast<std::uint32_t>(rowCount_++);
-        if (row / rowsPerBlock == blocks_.size()) {
-            blocks_.push_back(std::make_shared<VectorBlock>(dimension_));
-            isShared_.push_back(false);
-        }
-    }
+    const std::size_t row = rowFor(item->id);
     VectorBlock& block = writableBlockOf(row);
     const std::size_t place = row % rowsPerBlock;
-    std::copy(row8->values.begin(), row8->values.end(),
-              &block.quantised[place * row8->values.size()]);
+    std::copy(packed->values.begin(), packed->values.end(),
+              &block.quantised[place * packed->values.size()]);
     std::copy(exact.begin(), exact.end(), &block.exact[place * dimension_]);
-    block.factors[place] = row8->factor;
-    block.ordinals[place] = ordinal;
+    block.factors[place] = packed->factor;
+    block.items[place] = item;
 }
 
-void VectorMatrix::remove(std::uint32_t ordinal) {
-    const auto row = rowOf(ordinal);
+std::size_t VectorMatrix::rowFor(const Uuid& id) {
+    const auto [known, isNew] = rows_.try_emplace(id, static_cast<std::uint32_t>(rowCount_));
+    if (isNew && rowCount_++ % rowsPerBlock == 0) {
+        blocks_.push_back(std::make_shared<VectorBlock>(dimension_));
+        isShared_.push_back(false);
+    }
+    return known->second;
+}
+
+void VectorMatrix::setRecord(const CrumbItemPointer& item) {
+    if (const auto row = rowOf(item->id)) {
+        writableBlockOf(*row).items[*row % rowsPerBlock] = item;
+    }
+}
+
+void VectorMatrix::remove(const Uuid& id) {
+    const auto row = rowOf(id);
     if (!row) return;
     moveLastRowTo(*row);
-    rowOfOrdinal_[ordinal] = noRow;
+    rows_.erase(id);
     --rowCount_;
     if (rowCount_ % rowsPerBlock == 0) {
         blocks_.pop_back();
         isShared_.pop_back();
+    } else {
+        writableBlockOf(rowCount_).items[rowCount_ % rowsPerBlock].reset();
     }
 }
 
@@ -176,17 +193,16 @@ void VectorMatrix::moveLastRowTo(std::size_t row) {
     std::copy_n(&from.quantised[source * byteCount], byteCount, &to.quantised[target * byteCount]);
     std::copy_n(&from.exact[source * dimension_], dimension_, &to.exact[target * dimension_]);
     to.factors[target] = from.factors[source];
-    to.ordinals[target] = from.ordinals[source];
-    rowOfOrdinal_[to.ordinals[target]] = static_cast<std::uint32_t>(row);
+    to.items[target] = from.items[source];
+    rows_[to.items[target]->id] = static_cast<std::uint32_t>(row);
 }
 
-void VectorMatrix::clear() {
-    *this = VectorMatrix();
-}
+void VectorMatrix::clear() { *this = VectorMatrix(); }
 
-std::optional<std::size_t> VectorMatrix::rowOf(std::uint32_t ordinal) const {
-    if (ordinal >= rowOfOrdinal_.size() || rowOfOrdinal_[ordinal] == noRow) return std::nullopt;
-    return rowOfOrdinal_[ordinal];
+std::optional<std::size_t> VectorMatrix::rowOf(const Uuid& id) const {
+    const auto row = rows_.find(id);
+    if (row == rows_.end()) return std::nullopt;
+    return row->second;
 }
 
 VectorView VectorMatrix::view() const {

@@ -1,14 +1,13 @@
-#include <gtest/gtest.h>
-
 #include "retrieval/Association.h"
+
+#include <gtest/gtest.h>
 
 namespace nookery {
 namespace {
 
 AssociationCandidate candidate(std::vector<std::uint32_t> tokens, double weight = 0) {
     AssociationCandidate result{.tokens = {}, .weight = weight};
-    for (const auto token : tokens)
-        result.tokens.push_back({token, token < 100 ? 4.0F : 1.0F});
+    for (const auto token : tokens) result.tokens.push_back({token, token < 100 ? 4.0F : 1.0F});
     return result;
 }
 
@@ -47,8 +46,7 @@ TEST(Association, oneSharedTokenMakesNoPartners) {
     EXPECT_FALSE(bestPartners(two)[0]);
     const std::vector<AssociationCandidate> apart{candidate({1, 2, 3}), candidate({}),
                                                   candidate({4, 5, 6})};
-    for (const auto& best : bestPartners(apart))
-        EXPECT_FALSE(best);
+    for (const auto& best : bestPartners(apart)) EXPECT_FALSE(best);
 }
 
 }  // namespace

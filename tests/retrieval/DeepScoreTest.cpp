@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "retrieval/DeepScore.h"
+
+#include <gtest/gtest.h>
 
 namespace nookery {
 namespace {
@@ -8,9 +8,7 @@ namespace {
 constexpr double day = 86400;
 constexpr Date now{1.7e9};
 
-Date daysAgo(double days) {
-    return {now.secondsSince1970 - days * day};
-}
+Date daysAgo(double days) { return {now.secondsSince1970 - days * day}; }
 
 TEST(DeepScore, aCosineEarnsByTheStepItReaches) {
     EXPECT_EQ(semanticBonus(0.2399), 0);

@@ -1,12 +1,14 @@
+#include "retrieval/VectorMatrix.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <random>
 
 #include "foundation/Error.h"
 #include "retrieval/VectorKernels.h"
-#include "retrieval/VectorMatrix.h"
 
 namespace nookery {
 namespace {
@@ -19,8 +21,7 @@ class RandomVectors {
     explicit RandomVectors(std::size_t dimension) : dimension_(dimension) {}
     Vector next() {
         Vector vector(dimension_);
-        for (double& value : vector)
-            value = static_cast<float>(normal_(generator_) + 0.3);
+        for (double& value : vector) value = static_cast<float>(normal_(generator_) + 0.3);
         return vector;
     }
 
@@ -30,16 +31,29 @@ class RandomVectors {
     std::normal_distribution<double> normal_;
 };
 
-std::vector<float> asQuery(const Vector& vector) {
-    return {vector.begin(), vector.end()};
+/// A record with a number for a title and an id made of it.
+CrumbItemPointer item(std::uint32_t number) {
+    Uuid::Bytes bytes{1};
+    std::memcpy(&bytes[4], &number, sizeof number);
+    CrumbItem record;
+    record.id = Uuid(bytes);
+    record.title = std::to_string(number);
+    return std::make_shared<const CrumbItem>(record);
 }
 
-std::vector<VectorMatch> naiveMatches(const std::map<std::uint32_t, Vector>& vectors,
-                                      const Vector& query, double least, std::size_t limit) {
-    std::vector<VectorMatch> matches;
-    for (const auto& [ordinal, vector] : vectors) {
+struct NaiveMatch {
+    std::uint32_t number = 0;
+    double cosine = 0;
+};
+
+std::vector<float> asQuery(const Vector& vector) { return {vector.begin(), vector.end()}; }
+
+std::vector<NaiveMatch> naiveMatches(const std::map<std::uint32_t, Vector>& vectors,
+                                     const Vector& query, double least, std::size_t limit) {
+    std::vector<NaiveMatch> matches;
+    for (const auto& [number, vector] : vectors) {
         const auto value = cosine(query, vector);
-        if (value && *value >= least) matches.push_back({ordinal, *value});
+        if (value && *value >= least) matches.push_back({number, *value});
     }
     std::stable_sort(matches.begin(), matches.end(),
                      [](const auto& a, const auto& b) { return a.cosine > b.cosine; });
@@ -47,10 +61,10 @@ std::vector<VectorMatch> naiveMatches(const std::map<std::uint32_t, Vector>& vec
     return matches;
 }
 
-void expectSame(const std::vector<VectorMatch>& found, const std::vector<VectorMatch>& expected) {
+void expectSame(const std::vector<VectorMatch>& found, const std::vector<NaiveMatch>& expected) {
     ASSERT_EQ(found.size(), expected.size());
     for (std::size_t i = 0; i < found.size(); ++i) {
-        EXPECT_EQ(found[i].ordinal, expected[i].ordinal) << i;
+        EXPECT_EQ(found[i].item->title, std::to_string(expected[i].number)) << i;
         EXPECT_NEAR(found[i].cosine, expected[i].cosine, 1e-12) << i;
     }
 }
@@ -72,10 +86,8 @@ TEST(VectorKernels, allProcessorsGetTheSameProducts) {
     const std::size_t rowCount = 9;
     std::vector<std::int8_t> query(byteCount);
     std::vector<std::int8_t> rows(byteCount * rowCount);
-    for (auto& value : query)
-        value = static_cast<std::int8_t>(any(generator));
-    for (auto& value : rows)
-        value = static_cast<std::int8_t>(any(generator));
+    for (auto& value : query) value = static_cast<std::int8_t>(any(generator));
+    for (auto& value : rows) value = static_cast<std::int8_t>(any(generator));
     // The largest sums, of both signs.
     std::fill(query.begin(), query.begin() + 64, -127);
     std::fill(rows.begin(), rows.begin() + 64, -127);
@@ -94,21 +106,20 @@ TEST(VectorMatrix, findsWhatANaiveScanFindsThroughManyChanges) {
     std::mt19937 generator(11);
     VectorMatrix matrix;
     std::map<std::uint32_t, Vector> kept;
-    const auto put = [&](std::uint32_t ordinal) {
-        kept[ordinal] = random.next();
-        matrix.set(ordinal, kept[ordinal]);
+    const auto put = [&](std::uint32_t number) {
+        kept[number] = random.next();
+        matrix.set(item(number), kept[number]);
     };
-    for (std::uint32_t ordinal = 0; ordinal < 900; ++ordinal)
-        put(ordinal);
+    for (std::uint32_t number = 0; number < 900; ++number) put(number);
     for (int change = 0; change < 3000; ++change) {
-        const auto ordinal = static_cast<std::uint32_t>(generator() % 1000);
+        const auto number = static_cast<std::uint32_t>(generator() % 1000);
         // A view before each change makes every block shared, so that each must be copied.
         const auto before = matrix.view();
         if (generator() % 2 == 0) {
-            put(ordinal);
+            put(number);
         } else {
-            matrix.remove(ordinal);
-            kept.erase(ordinal);
+            matrix.remove(item(number)->id);
+            kept.erase(number);
         }
     }
     ASSERT_EQ(matrix.size(), kept.size());
@@ -118,8 +129,8 @@ TEST(VectorMatrix, findsWhatANaiveScanFindsThroughManyChanges) {
         expectSame(view.mostSimilar(asQuery(query), least, 50, {}),
                    naiveMatches(kept, query, least, 50));
     }
-    for (const auto& [ordinal, vector] : kept) {
-        const auto row = matrix.rowOf(ordinal);
+    for (const auto& [number, vector] : kept) {
+        const auto row = matrix.rowOf(item(number)->id);
         ASSERT_TRUE(row);
         EXPECT_NEAR(*view.cosineOfRow(*row, asQuery(vector)), 1, 1e-12);
     }
@@ -127,49 +138,54 @@ TEST(VectorMatrix, findsWhatANaiveScanFindsThroughManyChanges) {
 
 TEST(VectorMatrix, aViewNeverSeesALaterChange) {
     VectorMatrix matrix;
-    matrix.set(5, Vector{1, 0});
-    matrix.set(6, Vector{0, 1});
+    matrix.set(item(5), Vector{1, 0});
+    matrix.set(item(6), Vector{0, 1});
     const auto view = matrix.view();
-    matrix.set(5, Vector{0, 1});
-    matrix.remove(6);
+    matrix.set(item(5), Vector{0, 1});
+    matrix.remove(item(6)->id);
+    auto renamed = *item(5);
+    renamed.title = "renamed";
+    matrix.setRecord(std::make_shared<const CrumbItem>(renamed));
     const auto found = view.mostSimilar(std::vector<float>{1, 0}, 0.5, 10, {});
     ASSERT_EQ(found.size(), 1U);
-    EXPECT_EQ(found[0].ordinal, 5U);
+    EXPECT_EQ(found[0].item->title, "5");
     EXPECT_EQ(view.rowCount(), 2U);
     EXPECT_TRUE(matrix.view().mostSimilar(std::vector<float>{1, 0}, 0.5, 10, {}).empty());
+    EXPECT_EQ(matrix.view().mostSimilar(std::vector<float>{0, 1}, 0.5, 10, {})[0].item->title,
+              "renamed");
 }
 
 TEST(VectorMatrix, aCosineOfExactlyTheLeastIsFoundAndOneBelowIsNot) {
     VectorMatrix matrix;
-    matrix.set(1, Vector{6, 24, 3, 2});       // length 25: the cosine with the query is 0.24
-    matrix.set(2, Vector{5.9975, 24, 3, 2});  // 0.2399
+    matrix.set(item(1), Vector{6, 24, 3, 2});       // length 25: the cosine with the query is 0.24
+    matrix.set(item(2), Vector{5.9975, 24, 3, 2});  // 0.2399
     const auto found = matrix.view().mostSimilar(std::vector<float>{2, 0, 0, 0}, 0.24, 10, {});
     ASSERT_EQ(found.size(), 1U);
-    EXPECT_EQ(found[0].ordinal, 1U);
+    EXPECT_EQ(found[0].item->title, "1");
     EXPECT_EQ(found[0].cosine, 0.24);
 }
 
 TEST(VectorMatrix, keepsNoVectorThatCannotBeCompared) {
     VectorMatrix matrix;
-    matrix.set(1, Vector{1, 0});
-    matrix.set(2, Vector{1, 0, 0});
-    matrix.set(3, Vector{0, 0});
-    matrix.set(4, Vector{std::nan(""), 1});
+    matrix.set(item(1), Vector{1, 0});
+    matrix.set(item(2), Vector{1, 0, 0});
+    matrix.set(item(3), Vector{0, 0});
+    matrix.set(item(4), Vector{std::nan(""), 1});
     EXPECT_EQ(matrix.size(), 1U);
     const auto view = matrix.view();
     EXPECT_TRUE(view.mostSimilar(std::vector<float>{1, 0, 0}, -1, 10, {}).empty());
     EXPECT_TRUE(view.mostSimilar(std::vector<float>{0, 0}, -1, 10, {}).empty());
     EXPECT_FALSE(view.cosineOfRow(0, std::vector<float>{0, 0}));
     // What replaces a vector but cannot be kept leaves nothing stale behind.
-    matrix.set(1, Vector{});
+    matrix.set(item(1), Vector{});
     EXPECT_EQ(matrix.size(), 0U);
-    matrix.set(2, Vector{1, 0, 0});
+    matrix.set(item(2), Vector{1, 0, 0});
     EXPECT_EQ(matrix.size(), 1U);
 }
 
 TEST(VectorMatrix, aScanEndsWhenItIsAskedTo) {
     VectorMatrix matrix;
-    matrix.set(1, Vector{1, 0});
+    matrix.set(item(1), Vector{1, 0});
     std::stop_source stop;
     stop.request_stop();
     EXPECT_THROW(matrix.view().mostSimilar(std::vector<float>{1, 0}, -1, 10, stop.get_token()),
