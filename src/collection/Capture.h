@@ -28,11 +28,11 @@ struct CaptureText {
 using CaptureSource = std::variant<CaptureFile, CaptureLink, CaptureText>;
 
 struct CaptureRequest {
-    std::vector<CaptureSource> sources;
-    std::optional<std::string> title;  ///< for a single source; otherwise each finds its own
-    std::string note;
-    std::vector<std::string> tags;
-    std::optional<Uuid> groupID;
+    std::vector<CaptureSource> sources{};
+    std::optional<std::string> title{};  ///< for a single source; otherwise each finds its own
+    std::string note{};
+    std::vector<std::string> tags{};
+    std::optional<Uuid> groupID{};
 };
 
 struct CaptureDuplicate {

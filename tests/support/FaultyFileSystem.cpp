@@ -66,6 +66,10 @@ void FaultyFileSystem::step(std::string_view operation, const Path& path, bool n
     if (fault_ == Fault::diskFull && needsSpace) throw FileError(operation, path, ENOSPC);
 }
 
+void FaultyFileSystem::checkReadable(std::string_view operation, const Path& path) const {
+    if (unreadable_.contains(path)) throw FileError(operation, path, EACCES);
+}
+
 void FaultyFileSystem::noteUnsynced(const Path& path, std::int64_t syncedByteCount) {
     syncedByteCounts_[path] = syncedByteCount;
 }

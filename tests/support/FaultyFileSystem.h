@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 
 #include "foundation/FileSystem.h"
@@ -39,10 +40,16 @@ class FaultyFileSystem final : public FileSystem {
     std::optional<FileStatus> statusFollowingLinks(const Path& path) override {
         return real_.statusFollowingLinks(path);
     }
+    /// From now on reading the file or listing the folder fails with EACCES, which a test that runs
+    /// as root could not bring about otherwise.
+    void makeUnreadable(const Path& path) { unreadable_.insert(path); }
+
     std::vector<DirectoryEntry> list(const Path& directory) override {
+        checkReadable("list", directory);
         return real_.list(directory);
     }
     std::unique_ptr<ReadableFile> openForReading(const Path& path) override {
+        checkReadable("read", path);
         return real_.openForReading(path);
     }
     std::optional<Path> resolve(const Path& path) override { return real_.resolve(path); }
@@ -63,6 +70,7 @@ class FaultyFileSystem final : public FileSystem {
     void noteSynced(const Path& path);
 
   private:
+    void checkReadable(std::string_view operation, const Path& path) const;
     void moveUnsynced(const Path& from, const Path& to);
 
     FileSystem& real_;
@@ -70,6 +78,7 @@ class FaultyFileSystem final : public FileSystem {
     int faultAt_ = 0;
     int count_ = 0;
     std::map<Path, std::int64_t> syncedByteCounts_;
+    std::set<Path> unreadable_;
 };
 
 }  // namespace nookery::testing

@@ -39,6 +39,7 @@ std::unique_ptr<Sha256Stream> FakeDigester::sha256() const {
 }
 
 ContentType FakeContentTypes::detect(std::string_view head, const Path& name) const {
+    if (beforeDetecting) beforeDetecting();
     const std::string extension = name.extension();
     if (head.starts_with("\x89PNG")) return {"image/png"};
     if (extension == ".testdoc") return {"application/x-test-document"};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "collection/LibraryLayout.h"
@@ -24,6 +25,9 @@ class FakeDigester final : public ContentDigester {
 /// Knows PNG by its first bytes, HTML, Markdown and text by the name's extension.
 class FakeContentTypes final : public ContentTypeDetector {
   public:
+    /// Runs while a file is being looked at, and so in the middle of its copying.
+    std::function<void()> beforeDetecting;
+
     ContentType detect(std::string_view head, const Path& name) const override;
 };
 

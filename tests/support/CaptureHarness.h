@@ -1,0 +1,56 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "collection/CaptureService.h"
+#include "collection/MemoryList.h"
+#include "collection/Sidecar.h"
+#include "support/TestPlatform.h"
+
+namespace nookery::testing {
+
+/// A capture service over a list of records that stands for the collection database.
+class CaptureHarness {
+  public:
+    explicit CaptureHarness(TestPlatform& testWorld)
+        : CaptureHarness(testWorld, testWorld.layout()) {}
+    /// On a library that another world has made.
+    CaptureHarness(TestPlatform& testWorld, const LibraryLayout& libraryLayout);
+
+    /// Captures, lets everything run, and returns the report.
+    CaptureReport run(CaptureRequest request, std::stop_token stop = {});
+    CaptureReport add(std::vector<CaptureSource> sources) { return run({.sources = sources}); }
+
+    CrumbItemPointer only(const CaptureReport& report) const {
+        return report.added.size() == 1 ? records.find(report.added.front()) : nullptr;
+    }
+    /// The names in `Items`, and nothing that is not an original's own name among them.
+    std::set<std::string> namesInItems() const;
+    /// Every original in `Items` belongs to a record and every record's original is there; nothing
+    /// is noted as pending. Otherwise says what is wrong.
+    std::string disorder();
+
+    TestPlatform& world;
+    LibraryLayout layout;
+    Platform platform;
+    MemoryList records;
+    std::map<Uuid, std::vector<std::string>> tags;
+    std::vector<IntakeNotice> notices;
+    /// Asked before a commit; a reason makes it fail.
+    std::function<std::optional<std::string>()> beforeCommit;
+    std::function<void()> afterCommit;
+    /// Called when the service wants to see all records.
+    std::function<void()> beforeLook;
+    Sidecar sidecar;
+    CaptureService service;
+
+  private:
+    CaptureService::Owner owner();
+};
+
+}  // namespace nookery::testing
