@@ -126,10 +126,8 @@ EncoderModel readEncoderModel(std::string_view bytes) {
     if (pieceCount > embeddingCount) throw DamagedEncoder("it has more words than vectors");
 
     EncoderModel model;
-    for (std::uint32_t i = 0; i < pieceCount; ++i)
-        model.pieces.push_back(readPiece(reader));
-    for (std::size_t i = 0; i < tensorCount; ++i)
-        model.tensors[i] = readTensor(reader, shapes[i]);
+    for (std::uint32_t i = 0; i < pieceCount; ++i) model.pieces.push_back(readPiece(reader));
+    for (std::size_t i = 0; i < tensorCount; ++i) model.tensors[i] = readTensor(reader, shapes[i]);
     if (!reader.atEnd()) throw DamagedEncoder("it is longer than it should be");
     return model;
 }

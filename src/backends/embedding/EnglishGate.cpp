@@ -1,7 +1,10 @@
 #include "backends/embedding/EnglishGate.h"
 
+#include <unicode/uchar.h>
+
 #include <algorithm>
 #include <array>
+#include <vector>
 
 #include "foundation/Text.h"
 
@@ -11,59 +14,101 @@ namespace {
 
 /// The share of pieces that may be unknown: emoji among words are fine, another script is not.
 constexpr double maximumUnknownShare = 0.25;
-/// English takes few pieces, other languages fall into crumbs; small words decide in between.
-constexpr double fewPieces = 3.1;  ///< characters a piece
-constexpr double manyPieces = 2.35;
-constexpr double fewSmallWords = 0.04;  ///< share of the words
-constexpr double someSmallWords = 0.12;
 constexpr std::size_t minimumWordCount = 4;
 
-constexpr std::array<std::string_view, 81> smallWords = {
-    "a",    "about", "after",  "all",   "am",   "an",   "and",   "any",   "are",    "as",   "at",
-    "be",   "been",  "before", "but",   "by",   "can",  "could", "did",   "do",     "for",  "from",
-    "get",  "got",   "had",    "has",   "have", "he",   "her",   "him",   "his",    "how",  "i",
-    "if",   "in",    "into",   "is",    "it",   "its",  "just",  "like",  "me",     "more", "my",
-    "not",  "of",    "on",     "or",    "our",  "out",  "over",  "she",   "should", "so",   "some",
-    "than", "that",  "the",    "their", "them", "then", "there", "they",  "this",   "to",   "up",
-    "us",   "was",   "we",     "were",  "what", "when", "where", "which", "who",    "why",  "will",
-    "with", "would", "you",    "your"};
-static_assert(std::ranges::is_sorted(smallWords));
+/// A text with this share of English small words is not judged by its pieces.
+constexpr double clearlyEnglishShare = 0.12;
+constexpr double hardlyEnglishShare = 0.04;
+/// Letters a piece: English has three and more, terse lists of rare words two, what is not English
+/// falls into crumbs. What speaks against a text otherwise, lets it need more.
+constexpr double crumbs = 2.0;
+constexpr double crumbsWithoutSmallWords = 2.15;
+constexpr double crumbsWithForeignLetters = 2.6;
 
-std::string_view withoutPunctuation(std::string_view word) {
-    const auto isLetter = [](char byte) {
-        const auto lower = static_cast<unsigned char>(byte | 0x20);
-        return lower >= 0x80 || (lower >= 'a' && lower <= 'z');
-    };
-    const auto begin = std::ranges::find_if(word, isLetter);
-    auto end = word.end();
-    while (end != begin && !isLetter(*(end - 1)))
-        --end;
-    return {begin, end};
+/// Small words that are English in nearly every text that has them, so without "a", "in", "is",
+/// "on", "so", "to", "was" and others that mean something elsewhere.
+constexpr std::array<std::string_view, 54> englishWords = {
+    "about",  "after", "and",  "any",  "are",   "be",    "been", "before", "but",   "can",  "could",
+    "did",    "for",   "from", "get",  "got",   "has",   "have", "him",    "his",   "how",  "if",
+    "into",   "it",    "its",  "just", "like",  "more",  "my",   "not",    "our",   "out",  "she",
+    "should", "some",  "than", "that", "the",   "their", "them", "then",   "there", "they", "this",
+    "up",     "were",  "what", "when", "where", "which", "with", "would",  "you",   "your"};
+
+/// Small words of other languages in Latin letters that no English text has, chosen by how many
+/// sentences they tell from English.
+constexpr std::array<std::string_view, 90> foreignWords = {
+    "aan",   "aber", "af",   "al",   "alla", "anche", "ao",    "att",   "av",    "bij",
+    "che",   "com",  "como", "cu",   "da",   "de",    "dei",   "del",   "dell",  "della",
+    "der",   "des",  "deze", "di",   "du",   "een",   "eine",  "el",    "eller", "en",
+    "er",    "es",   "este", "está", "et",   "geen",  "gli",   "har",   "het",   "hvis",
+    "ikke",  "il",   "im",   "inte", "je",   "kan",   "kunne", "la",    "las",   "le",
+    "les",   "los",  "med",  "met",  "mit",  "na",    "naar",  "nach",  "ne",    "nel",
+    "nicht", "niet", "non",  "och",  "og",   "ou",    "para",  "pelo",  "por",   "pour",
+    "på",    "que",  "se",   "sie",  "skal", "som",   "sono",  "te",    "til",   "till",
+    "tu",    "un",   "una",  "und",  "vil",  "von",   "voor",  "wordt", "zijn",  "zum"};
+static_assert(std::ranges::is_sorted(englishWords) && std::ranges::is_sorted(foreignWords));
+
+struct WordCounts {
+    std::size_t words = 0;
+    std::size_t english = 0;
+    std::size_t foreign = 0;
+    std::size_t withForeignLetters = 0;
+    std::size_t letters = 0;
+
+    void add(std::string_view word);
+};
+
+/// Counts a word by its letters up to an apostrophe ("it's", "dell'acqua").
+void WordCounts::add(std::string_view word) {
+    std::string stem;
+    bool isStemWhole = false;
+    std::size_t letterCount = 0;
+    bool hasForeignLetter = false;
+    for (std::size_t at = 0; at < word.size();) {
+        const char32_t codePoint = nextCodePoint(word, at);
+        if (u_isalpha(static_cast<UChar32>(codePoint))) {
+            ++letterCount;
+            hasForeignLetter |= codePoint >= 0x80;
+            if (!isStemWhole) appendUtf8(stem, codePoint);
+        } else {
+            isStemWhole = !stem.empty();
+        }
+    }
+    if (letterCount == 0) return;
+    stem = lowerCased(stem);
+    ++words;
+    letters += letterCount;
+    withForeignLetters += hasForeignLetter;
+    english += std::ranges::binary_search(englishWords, std::string_view(stem));
+    foreign += std::ranges::binary_search(foreignWords, std::string_view(stem));
+}
+
+double ratio(std::size_t part, std::size_t whole) {
+    return static_cast<double>(part) / static_cast<double>(whole);
+}
+
+bool fallsIntoCrumbs(const WordCounts& counts, std::size_t letterPieceCount) {
+    const double englishShare = ratio(counts.english, counts.words);
+    if (englishShare >= clearlyEnglishShare) return false;
+    const double lettersPerPiece = ratio(counts.letters, letterPieceCount);
+    if (englishShare >= hardlyEnglishShare) return lettersPerPiece < crumbs;
+    return lettersPerPiece <
+           (counts.withForeignLetters > 0 ? crumbsWithForeignLetters : crumbsWithoutSmallWords);
 }
 
 }  // namespace
 
 bool mayBeEnglish(std::string_view preparedText, const TextChunks& chunks) {
-    const auto pieceCount = static_cast<double>(chunks.pieceCount);
-    if (static_cast<double>(chunks.unknownCount) > maximumUnknownShare * pieceCount) return false;
+    if (chunks.pieceCount == 0) return true;
+    if (ratio(chunks.unknownCount, chunks.pieceCount) > maximumUnknownShare) return false;
 
-    std::size_t wordCount = 0;
-    std::size_t smallWordCount = 0;
-    std::size_t characterCount = 0;
-    for (const std::string_view word : splitWhiteSpace(preparedText)) {
-        characterCount += codePointCount(word);
-        const std::string plain = lowerCased(withoutPunctuation(word));
-        if (plain.empty()) continue;
-        ++wordCount;
-        smallWordCount += std::ranges::binary_search(smallWords, std::string_view(plain));
+    WordCounts counts;
+    for (const auto word : splitWhiteSpace(preparedText.substr(0, chunks.readByteCount))) {
+        counts.add(word);
     }
-    if (wordCount < minimumWordCount) return true;
-
-    const double charactersPerPiece = static_cast<double>(characterCount) / pieceCount;
-    const double smallShare = static_cast<double>(smallWordCount) / static_cast<double>(wordCount);
-    const bool foreign = charactersPerPiece < fewPieces && smallShare < fewSmallWords;
-    const bool crumbs = charactersPerPiece < manyPieces && smallShare < someSmallWords;
-    return !foreign && !crumbs;
+    if (counts.words < minimumWordCount) return true;
+    if (counts.foreign > counts.english) return false;
+    return !fallsIntoCrumbs(counts, chunks.letterPieceCount);
 }
 
 }  // namespace nookery::encoder

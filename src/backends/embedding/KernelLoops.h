@@ -16,15 +16,11 @@ namespace {
 using Lanes = __m256i;
 constexpr std::size_t lanesPerPanel = 2;
 
-inline Lanes zero() {
-    return _mm256_setzero_si256();
-}
+inline Lanes zero() { return _mm256_setzero_si256(); }
 inline Lanes addProducts(Lanes sum, Lanes left, Lanes right) {
     return _mm256_add_epi32(sum, _mm256_madd_epi16(left, right));
 }
-inline Lanes repeated(std::int32_t pair) {
-    return _mm256_set1_epi32(pair);
-}
+inline Lanes repeated(std::int32_t pair) { return _mm256_set1_epi32(pair); }
 inline Lanes widened(const std::int8_t* weights) {
     return _mm256_cvtepi8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(weights)));
 }
@@ -35,15 +31,11 @@ inline void store(std::int32_t* to, Lanes lanes) {
 using Lanes = __m128i;
 constexpr std::size_t lanesPerPanel = 4;
 
-inline Lanes zero() {
-    return _mm_setzero_si128();
-}
+inline Lanes zero() { return _mm_setzero_si128(); }
 inline Lanes addProducts(Lanes sum, Lanes left, Lanes right) {
     return _mm_add_epi32(sum, _mm_madd_epi16(left, right));
 }
-inline Lanes repeated(std::int32_t pair) {
-    return _mm_set1_epi32(pair);
-}
+inline Lanes repeated(std::int32_t pair) { return _mm_set1_epi32(pair); }
 inline Lanes widened(const std::int8_t* weights) {
     const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(weights));
     return _mm_srai_epi16(_mm_unpacklo_epi8(bytes, bytes), 8);
@@ -65,8 +57,7 @@ inline void sumTile(const std::int16_t* rows, std::size_t width, const std::int8
     Lanes first[rowCount];
     Lanes second[rowCount];
 #pragma GCC unroll 6
-    for (std::size_t row = 0; row < rowCount; ++row)
-        first[row] = second[row] = zero();
+    for (std::size_t row = 0; row < rowCount; ++row) first[row] = second[row] = zero();
     const std::int8_t* weights = panel + lane * 2 * laneColumns;
     for (std::size_t k = 0; k < width; k += 2, weights += pairByteCount) {
         const Lanes left = widened(weights);
@@ -150,12 +141,10 @@ void normalise(const float* rows, std::size_t count, std::size_t width, const fl
         const float* from = rows + row * width;
         float* to = result + row * width;
         float sum = 0;
-        for (std::size_t i = 0; i < width; ++i)
-            sum += from[i];
+        for (std::size_t i = 0; i < width; ++i) sum += from[i];
         const float mean = sum * share;
         float squares = 0;
-        for (std::size_t i = 0; i < width; ++i)
-            squares += (from[i] - mean) * (from[i] - mean);
+        for (std::size_t i = 0; i < width; ++i) squares += (from[i] - mean) * (from[i] - mean);
         const float factor = 1.0f / __builtin_sqrtf(squares * share + epsilon);
         for (std::size_t i = 0; i < width; ++i) {
             to[i] = (from[i] - mean) * factor * scale[i] + bias[i];
@@ -165,23 +154,20 @@ void normalise(const float* rows, std::size_t count, std::size_t width, const fl
 
 inline float dot(const float* left, const float* right, std::size_t width) {
     float sum = 0;
-    for (std::size_t i = 0; i < width; ++i)
-        sum += left[i] * right[i];
+    for (std::size_t i = 0; i < width; ++i) sum += left[i] * right[i];
     return sum;
 }
 
 /// Turns scores into shares of one.
 inline void softmax(float* scores, std::size_t count) {
     float largest = scores[0];
-    for (std::size_t i = 1; i < count; ++i)
-        largest = scores[i] > largest ? scores[i] : largest;
+    for (std::size_t i = 1; i < count; ++i) largest = scores[i] > largest ? scores[i] : largest;
     float sum = 0;
     for (std::size_t i = 0; i < count; ++i) {
         scores[i] = __builtin_expf(scores[i] - largest);
         sum += scores[i];
     }
-    for (std::size_t i = 0; i < count; ++i)
-        scores[i] /= sum;
+    for (std::size_t i = 0; i < count; ++i) scores[i] /= sum;
 }
 
 void attend(const float* queriesKeysValues, std::size_t count, std::size_t width,
@@ -199,12 +185,10 @@ void attend(const float* queriesKeysValues, std::size_t count, std::size_t width
             }
             softmax(scratch, count);
             float* out = result + row * width + head * headWidth;
-            for (std::size_t i = 0; i < headWidth; ++i)
-                out[i] = 0;
+            for (std::size_t i = 0; i < headWidth; ++i) out[i] = 0;
             for (std::size_t other = 0; other < count; ++other) {
                 const float* value = values + other * 3 * width;
-                for (std::size_t i = 0; i < headWidth; ++i)
-                    out[i] += scratch[other] * value[i];
+                for (std::size_t i = 0; i < headWidth; ++i) out[i] += scratch[other] * value[i];
             }
         }
     }

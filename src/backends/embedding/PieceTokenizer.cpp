@@ -1,5 +1,7 @@
 #include "backends/embedding/PieceTokenizer.h"
 
+#include <unicode/uchar.h>
+
 #include <algorithm>
 #include <limits>
 
@@ -36,6 +38,14 @@ std::string withBlankMarks(std::string_view sentence) {
     return text;
 }
 
+PieceKind kindOfText(std::string_view text) {
+    if (text == blankMark) return PieceKind::blank;
+    for (std::size_t at = 0; at < text.size();) {
+        if (u_isalpha(static_cast<UChar32>(nextCodePoint(text, at)))) return PieceKind::letters;
+    }
+    return PieceKind::other;
+}
+
 std::vector<PieceId> walkBack(const std::vector<Arrival>& arrivals) {
     std::vector<PieceId> pieces;
     for (std::size_t at = arrivals.size() - 1; at > 0; at = arrivals[at].from) {
@@ -50,11 +60,13 @@ std::vector<PieceId> walkBack(const std::vector<Arrival>& arrivals) {
 
 }  // namespace
 
-PieceTokenizer::PieceTokenizer(std::vector<Piece> pieces) : pieces_(std::move(pieces)) {
+PieceTokenizer::PieceTokenizer(std::vector<Piece> pieces)
+    : pieces_(std::move(pieces)),
+      kinds_(std::max<std::size_t>(pieces_.size(), 1), PieceKind::unknown) {
     for (std::size_t id = reservedPieceCount; id < pieces_.size(); ++id) {
         sorted_.push_back(static_cast<PieceId>(id));
         unknownScore_ = std::min(unknownScore_, pieces_[id].score);
-        if (pieces_[id].text == blankMark) blank_ = static_cast<PieceId>(id);
+        kinds_[id] = kindOfText(pieces_[id].text);
     }
     unknownScore_ -= unknownPenalty;
     std::stable_sort(sorted_.begin(), sorted_.end(), [this](PieceId left, PieceId right) {

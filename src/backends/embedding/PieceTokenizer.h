@@ -10,6 +10,8 @@ namespace nookery::encoder {
 
 using PieceId = std::uint16_t;
 
+enum class PieceKind : std::uint8_t { unknown, blank, letters, other };
+
 /// Cuts text into the model's pieces so that the sum of the pieces' scores is highest (a unigram
 /// model, solved by dynamic programming). Linear in the text. Any thread.
 class PieceTokenizer {
@@ -22,8 +24,7 @@ class PieceTokenizer {
     /// that no piece has gives one `unknownPiece`. Empty for an empty sentence.
     std::vector<PieceId> tokenize(std::string_view sentence) const;
 
-    /// Whether the piece stands for a word or a part of one, not for a blank or an unknown.
-    bool hasMeaning(PieceId piece) const { return piece != unknownPiece && piece != blank_; }
+    PieceKind kindOf(PieceId piece) const { return kinds_[piece]; }
 
   private:
     struct Match {
@@ -33,9 +34,9 @@ class PieceTokenizer {
     void matchesAt(std::string_view text, std::vector<Match>& matches) const;
 
     std::vector<Piece> pieces_;
+    std::vector<PieceKind> kinds_;
     std::vector<PieceId> sorted_;  ///< ids in byte order of their texts
     float unknownScore_ = 0;
-    PieceId blank_ = unknownPiece;
 };
 
 }  // namespace nookery::encoder

@@ -41,24 +41,20 @@ class SentenceEncoder : public TextEmbedder {
         for (const auto& chunk : text.chunks) {
             const auto weight = static_cast<float>(chunk.size());
             const auto meaning = transformer_.encode(chunk);
-            for (std::size_t i = 0; i < width; ++i)
-                sum[i] += weight * meaning[i];
+            for (std::size_t i = 0; i < width; ++i) sum[i] += weight * meaning[i];
         }
         if (!scaleToUnitLength(sum)) return std::nullopt;
-        for (std::size_t i = 0; i < width; ++i)
-            sum[i] -= mean_[i];
+        for (std::size_t i = 0; i < width; ++i) sum[i] -= mean_[i];
         if (!scaleToUnitLength(sum)) return std::nullopt;
         return sum;
     }
 
     static bool scaleToUnitLength(std::vector<float>& vector) {
         double squares = 0;
-        for (const float value : vector)
-            squares += double{value} * value;
+        for (const float value : vector) squares += double{value} * value;
         const auto length = static_cast<float>(std::sqrt(squares));
         if (!(length > shortestVector)) return false;
-        for (float& value : vector)
-            value /= length;
+        for (float& value : vector) value /= length;
         return true;
     }
 

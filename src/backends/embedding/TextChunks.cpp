@@ -121,11 +121,21 @@ TextChunks chunksOf(std::string_view preparedText, const PieceTokenizer& tokeniz
     Packer packer;
     for (const std::string_view sentence : sentencesOf(preparedText)) {
         std::vector<PieceId> pieces = tokenizer.tokenize(sentence);
+        const auto countOf = [&](PieceKind kind) {
+            return static_cast<std::size_t>(std::ranges::count(
+                pieces, kind, [&](PieceId piece) { return tokenizer.kindOf(piece); }));
+        };
+        const std::size_t unknownCount = countOf(PieceKind::unknown);
+        const std::size_t letterPieceCount = countOf(PieceKind::letters);
         result.pieceCount += pieces.size();
-        result.unknownCount += std::erase(pieces, PieceTokenizer::unknownPiece);
-        const bool meansSomething =
-            std::ranges::any_of(pieces, [&](PieceId piece) { return tokenizer.hasMeaning(piece); });
-        if (meansSomething) packer.add(pieces);
+        result.unknownCount += unknownCount;
+        result.letterPieceCount += unknownCount + letterPieceCount;
+        result.readByteCount =
+            static_cast<std::size_t>(sentence.data() - preparedText.data()) + sentence.size();
+        if (letterPieceCount + countOf(PieceKind::other) > 0) {
+            std::erase(pieces, PieceTokenizer::unknownPiece);
+            packer.add(pieces);
+        }
         if (packer.isFull()) break;
     }
     packer.flush();

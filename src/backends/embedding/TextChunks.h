@@ -21,8 +21,10 @@ std::vector<std::string_view> sentencesOf(std::string_view preparedText);
 /// model are left out, and so are chunks of nothing else. At most 64 chunks, from the front.
 struct TextChunks {
     std::vector<std::vector<PieceId>> chunks;
-    std::size_t pieceCount = 0;    ///< read, with the unknown ones
-    std::size_t unknownCount = 0;  ///< of these, runs of characters that no piece has
+    std::size_t readByteCount = 0;     ///< of the text, up to where the last chunk ends
+    std::size_t pieceCount = 0;        ///< in that, with the unknown ones
+    std::size_t unknownCount = 0;      ///< of these, runs of characters that no piece has
+    std::size_t letterPieceCount = 0;  ///< of these, unknown ones or such that hold a letter
 };
 TextChunks chunksOf(std::string_view preparedText, const PieceTokenizer& tokenizer);
 

@@ -30,26 +30,21 @@ std::vector<float> positionSignals(const std::vector<float>& timescales) {
     signals.reserve(maximumPieceCount * embeddingWidth);
     for (std::size_t place = 0; place < maximumPieceCount; ++place) {
         const auto time = static_cast<float>(place);
-        for (const float scale : timescales)
-            signals.push_back(std::sin(time * scale));
-        for (const float scale : timescales)
-            signals.push_back(std::cos(time * scale));
+        for (const float scale : timescales) signals.push_back(std::sin(time * scale));
+        for (const float scale : timescales) signals.push_back(std::cos(time * scale));
     }
     return signals;
 }
 
 void addTo(std::vector<float>& sum, const std::vector<float>& summand) {
-    for (std::size_t i = 0; i < sum.size(); ++i)
-        sum[i] += summand[i];
+    for (std::size_t i = 0; i < sum.size(); ++i) sum[i] += summand[i];
 }
 
 std::vector<float> meanOfRows(const std::vector<float>& rows, std::size_t rowWidth) {
     std::vector<float> mean(rowWidth, 0);
-    for (std::size_t i = 0; i < rows.size(); ++i)
-        mean[i % rowWidth] += rows[i];
+    for (std::size_t i = 0; i < rows.size(); ++i) mean[i % rowWidth] += rows[i];
     const auto count = static_cast<float>(rows.size() / rowWidth);
-    for (float& value : mean)
-        value /= count;
+    for (float& value : mean) value /= count;
     return mean;
 }
 
@@ -61,8 +56,7 @@ Transformer::Transformer(const EncoderModel& model, const Kernels& kernels)
       positions_(positionSignals(model.tensors[timescales].values)),
       residual_(linearFrom(model, residualWeights, residualBias)),
       meaning_(linearFrom(model, meaningWeights, meaningBias)) {
-    for (std::size_t i = 0; i < layerCount; ++i)
-        layers_[i] = layerFrom(model, i);
+    for (std::size_t i = 0; i < layerCount; ++i) layers_[i] = layerFrom(model, i);
 }
 
 Transformer::Linear Transformer::linearFrom(const EncoderModel& model, std::size_t weights,
@@ -105,8 +99,7 @@ std::vector<float> Transformer::encode(std::span<const PieceId> pieces) const {
     }
     const float length = std::sqrt(squares);
     if (length > 0) {
-        for (float& value : meaning)
-            value /= length;
+        for (float& value : meaning) value /= length;
     }
     return meaning;
 }
@@ -120,8 +113,7 @@ std::vector<float> Transformer::embedded(std::span<const PieceId> pieces) const 
         // The published graph adds the embedding twice.
         const float scale = 2 * embeddings_.scales[pieces[place]];
         float* row = rows.data() + place * embeddingWidth;
-        for (std::size_t i = 0; i < embeddingWidth; ++i)
-            row[i] += scale * weights[i];
+        for (std::size_t i = 0; i < embeddingWidth; ++i) row[i] += scale * weights[i];
     }
     return rows;
 }
@@ -157,8 +149,7 @@ std::vector<float> Transformer::attended(const Layer& layer, const std::vector<f
 
 void Transformer::addFeedForward(const Layer& layer, std::vector<float>& rows) const {
     auto hidden = applied(layer.expand, normalised(layer.feedForwardNorm, rows));
-    for (float& value : hidden)
-        value = std::max(value, 0.0f);
+    for (float& value : hidden) value = std::max(value, 0.0f);
     addTo(rows, applied(layer.contract, hidden));
 }
 
