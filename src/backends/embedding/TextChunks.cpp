@@ -63,6 +63,20 @@ bool endsSentence(char byte) {
     return std::string_view(".!?;:").find(byte) != std::string_view::npos;
 }
 
+/// Without the unknown ones and the blanks that led to them.
+std::vector<PieceId> knownPieces(const std::vector<PieceId>& pieces,
+                                 const PieceTokenizer& tokenizer) {
+    std::vector<PieceId> known;
+    for (const PieceId piece : pieces) {
+        if (piece != PieceTokenizer::unknownPiece) {
+            known.push_back(piece);
+        } else if (!known.empty() && tokenizer.kindOf(known.back()) == PieceKind::blank) {
+            known.pop_back();
+        }
+    }
+    return known;
+}
+
 /// Fills chunks sentence by sentence.
 class Packer {
   public:
@@ -133,8 +147,7 @@ TextChunks chunksOf(std::string_view preparedText, const PieceTokenizer& tokeniz
         result.readByteCount =
             static_cast<std::size_t>(sentence.data() - preparedText.data()) + sentence.size();
         if (letterPieceCount + countOf(PieceKind::other) > 0) {
-            std::erase(pieces, PieceTokenizer::unknownPiece);
-            packer.add(pieces);
+            packer.add(knownPieces(pieces, tokenizer));
         }
         if (packer.isFull()) break;
     }

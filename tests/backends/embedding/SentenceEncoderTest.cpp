@@ -1,0 +1,109 @@
+#include <cmath>
+#include <thread>
+
+#include "EncoderFixture.h"
+
+namespace nookery::testing {
+namespace {
+
+class SentenceEncoderTest : public EncoderTest {
+  protected:
+    static double cosine(std::string_view left, std::string_view right) {
+        const auto a = embedder().embedQuery(left);
+        const auto b = embedder().embedMemory(right);
+        if (!a || !b) return NAN;
+        double sum = 0;
+        for (std::size_t i = 0; i < a->size(); ++i) sum += double{(*a)[i]} * (*b)[i];
+        return sum;
+    }
+    static bool hasMemoryVector(std::string_view text) {
+        return embedder().embedMemory(text).has_value();
+    }
+};
+
+TEST_F(SentenceEncoderTest, IsCalibrated) {
+    EXPECT_NEAR(cosine("How old are you?", "What is your age?"), 0.849, 0.01);
+    EXPECT_NEAR(cosine("The cat sat on the mat.", "Quarterly earnings fell sharply."), 0.023, 0.01);
+    EXPECT_NEAR(cosine("airplane tickets Portugal",
+                       "Booked the flights to Lisbon for the second week of May."),
+                0.544, 0.01);
+}
+
+TEST_F(SentenceEncoderTest, GivesUnitVectorsOfItsDimension) {
+    for (const std::string_view text :
+         {"milk", "See https://example.org/a?b=c", "One thing. Another thing! A third?"}) {
+        const auto vector = embedder().embedMemory(text);
+        ASSERT_TRUE(vector) << text;
+        ASSERT_EQ(vector->size(), embedder().dimension());
+        double squares = 0;
+        for (const float value : *vector) squares += double{value} * value;
+        EXPECT_NEAR(squares, 1, 1e-5) << text;
+    }
+}
+
+TEST_F(SentenceEncoderTest, GivesNoneForATextWithoutMeaning) {
+    for (const std::string_view text :
+         {"", "   \n", "\u65e5\u672c\u8a9e", "\xff\xfe", "\U0001F600"}) {
+        EXPECT_FALSE(embedder().embedQuery(text)) << text;
+        EXPECT_FALSE(embedder().embedMemory(text)) << text;
+    }
+}
+
+TEST_F(SentenceEncoderTest, ReadsCapitalsAsIfTheyWereNot) {
+    EXPECT_NEAR(cosine("RENEW THE PASSPORT", "renew the passport"), 1, 1e-5);
+    // With any lower-case letter, capitals are names and kept.
+    EXPECT_LT(cosine("renew the Passport", "renew the passport"), 0.9999);
+}
+
+TEST_F(SentenceEncoderTest, WeighsTheSentencesOfALongText) {
+    const std::string topic = "The roses need pruning before the frost comes. ";
+    std::string text;
+    for (int i = 0; i < 30; ++i) text += topic;
+    EXPECT_GT(cosine("pruning roses before frost", text), 0.6);
+    text += "The invoice for the roof was paid in March.";
+    EXPECT_GT(cosine("pruning roses before frost", text), cosine("roof invoice", text));
+}
+
+TEST_F(SentenceEncoderTest, GivesEnglishMemoriesAVector) {
+    for (const std::string_view text :
+         {"Nina's recital moved to the gym because of the flood in the hall.",
+          "Pick up the framed map from the shop on Weaver Street", "call Jo", "Lisbon, Porto, Faro",
+          "Eggs, cream, basil, candles, printer paper", "Bus 42 leaves at 6:55 from the bridge",
+          "Love the caf\u00e9 in Rue de la Paix, the owner told us it was his aunt's before",
+          "RETURN THE LADDER TO PAUL BY SUNDAY", "Dinner was great \U0001F600\U0001F35D thanks!"}) {
+        EXPECT_TRUE(hasMemoryVector(text)) << text;
+    }
+}
+
+TEST_F(SentenceEncoderTest, GivesMemoriesInOtherLanguagesNone) {
+    for (const std::string_view text :
+         {"Morgen fr\u00fch die Winterreifen abholen und den Keller aufr\u00e4umen.",
+          "Ma\u00f1ana hay que recoger los neum\u00e1ticos de invierno y ordenar el s\u00f3tano.",
+          "Demain il faut chercher les pneus d'hiver et ranger la cave.",
+          "Domani bisogna ritirare le gomme da neve e mettere in ordine la cantina.",
+          "Morgen de winterbanden ophalen en de kelder opruimen.",
+          "Jutro trzeba odebra\u0107 opony zimowe i posprz\u0105ta\u0107 piwnic\u0119.",
+          "Amanh\u00e3 \u00e9 preciso buscar os pneus de inverno e arrumar a cave.",
+          "\u0417\u0430\u0432\u0442\u0440\u0430 \u0437\u0430\u0431\u0440\u0430\u0442\u044c "
+          "\u0437\u0438\u043c\u043d\u0438\u0435 \u0448\u0438\u043d\u044b.",
+          "\u660e\u65e5\u306f\u51ac\u30bf\u30a4\u30e4\u3092\u53d6\u308a\u306b\u884c\u304f"}) {
+        EXPECT_FALSE(hasMemoryVector(text)) << text;
+    }
+    // A query is too short to be judged, and German ones do find English notes.
+    EXPECT_TRUE(embedder().embedQuery("Morgen fr\u00fch die Winterreifen abholen und den Keller"));
+}
+
+TEST_F(SentenceEncoderTest, MayBeAskedFromSeveralThreads) {
+    const std::string text = "Ask the gardener about the hedge along the north fence.";
+    const auto expected = embedder().embedMemory(text);
+    std::vector<std::optional<std::vector<float>>> answers(4);
+    std::vector<std::thread> threads;
+    for (auto& answer : answers) {
+        threads.emplace_back([&answer, &text] { answer = embedder().embedMemory(text); });
+    }
+    for (auto& thread : threads) thread.join();
+    for (const auto& answer : answers) EXPECT_EQ(answer, expected);
+}
+
+}  // namespace
+}  // namespace nookery::testing
