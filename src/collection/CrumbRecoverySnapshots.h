@@ -67,11 +67,13 @@ class CrumbRecoverySnapshots {
   private:
     class Worker;
 
+    void enqueue(const char* failurePrefix, const std::string& reason, SnapshotFollower follower,
+                 std::function<void(const Outcome&)> finished);
     SnapshotFollower follower(Progress progress, std::stop_token stop) const;
 
-    const Platform& platform_;
-    std::shared_ptr<Worker> worker_;  ///< shared with the work on the queue
+    std::shared_ptr<Worker> worker_;  ///< shared with the work that runs
     WorkQueue& queue_;
+    WorkQueue& mainQueue_;
     DelayedWork pendingWorkItem_;
     CallbackGuard guard_;
 };

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "collection/LibraryLayout.h"
+#include "collection/RecoveryManifest.h"
 #include "platform/Platform.h"
 
 namespace nookery {
@@ -41,6 +42,7 @@ class SnapshotBuilder {
     std::string build(const std::string& reason, const SnapshotFollower& follower);
 
   private:
+    void fill(const Path& building, RecoveryManifest manifest, const SnapshotFollower& follower);
     void copyDatabases(const Path& building, const SnapshotFollower& follower);
     void copyDatabase(const Path& live, const Path& copy, const SnapshotFollower& follower);
     std::int64_t copyOriginals(const Path& building, const SnapshotFollower& follower);

@@ -46,8 +46,8 @@ class SnapshotShelf {
     std::vector<std::string> names() const;
     /// The newest whose time has come; one named in the future says nothing about its age.
     std::optional<std::string> newest(Date now) const;
-    /// The newest snapshot's age is `seconds` or less.
-    bool hasNewerThan(double seconds, Date now) const;
+    /// Seconds since the newest was taken; none when there is none.
+    std::optional<double> ageOfNewest(Date now) const;
     std::vector<SnapshotSummary> summaries() const;
 
     /// A name from `now` that is still free.

@@ -104,7 +104,10 @@ std::string SqliteConnection::integrityReport() {
 
 void SqliteConnection::leaveWriteAheadLog() {
     SqliteStatement change(*this, "PRAGMA journal_mode=DELETE;");
-    change.step();
+    if (!change.step() || change.text(0) != "delete") {
+        throw DatabaseError(DatabaseFailure::executeFailed, "the write-ahead log stays in use",
+                            SQLITE_BUSY);
+    }
 }
 
 SqliteTransaction::SqliteTransaction(SqliteConnection& connection) : connection_(connection) {
