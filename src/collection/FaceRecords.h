@@ -14,16 +14,16 @@ namespace nookery {
 struct CrumbFace {
     Uuid id;
     Uuid crumbID;
-    std::optional<Uuid> clusterID;  ///< the pool it belongs to
-    std::int64_t faceIndex = 0;     ///< its place among the faces of the image
-    double x = 0;                   ///< the box, as parts of the image's width and height
+    std::optional<Uuid> clusterID = {};  ///< the pool it belongs to
+    std::int64_t faceIndex = 0;          ///< its place among the faces of the image
+    double x = 0;                        ///< the box, as parts of the image's width and height
     double y = 0;
     double width = 0;
     double height = 0;
     double confidence = 0;
-    std::string featureModel;
-    std::vector<double> feature;
-    Date createdAt;
+    std::string featureModel = {};
+    std::vector<double> feature = {};
+    Date createdAt = {};
 
     bool operator==(const CrumbFace&) const = default;
 };

@@ -5,6 +5,7 @@
 
 #include "collection/FileDigest.h"
 #include "foundation/DurableFile.h"
+#include "platform/Log.h"
 
 namespace nookery {
 namespace {
