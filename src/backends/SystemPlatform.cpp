@@ -1,5 +1,6 @@
 #include "backends/SystemPlatform.h"
 
+#include "backends/CurlWebFetcher.h"
 #include "backends/DefaultsFile.h"
 #include "backends/DesktopTrash.h"
 #include "backends/MagicContentTypes.h"
@@ -44,6 +45,7 @@ struct SystemPlatform::Parts {
     std::unique_ptr<DocumentReader> documents = makeDocumentReader();
     std::unique_ptr<PropertyListFormat> propertyLists = makeXmlPropertyLists();
     std::unique_ptr<TextEmbedder> embedder;
+    std::unique_ptr<WebFetcher> web = makeCurlWebFetcher();
 
     // Last, so that they are stopped before anything that their work uses is gone.
     std::unique_ptr<LoopQueue> mainLoop = makeLoopQueue(log);
@@ -63,7 +65,7 @@ struct SystemPlatform::Parts {
                       .documents = *documents,
                       .propertyLists = *propertyLists,
                       .embedder = embedder.get(),
-                      .web = nullptr,
+                      .web = web.get(),
                       .mainQueue = *mainLoop,
                       .snapshotQueue = *snapshotQueue,
                       .captureQueue = *captureQueue,

@@ -203,24 +203,31 @@ void CaptureWork::readText(CaptureEntry& entry) {
 
 /// The link is kept whether or not its page can be read: it is what the person gave.
 void CaptureWork::fetchPage(CaptureEntry& entry) {
-    CrumbItem& item = entry.memory.item;
     try {
         if (platform_.web == nullptr) throw Error("This program cannot fetch pages.");
-        const FetchedPage fetched = platform_.web->fetch(*item.urlString, stop_);
-        if (isPage(fetched.mediaType)) {
-            PageText page = pageText(decodeText(fetched.body));
-            if (!entry.hasGivenTitle && !page.text.empty()) item.title = std::move(page.title);
-            item.searchableText = std::move(page.text);
-        } else if (fetched.mediaType.starts_with("text/")) {
-            item.searchableText = decodeText(fetched.body);
-        } else {
-            throw Error("The address gives " + fetched.mediaType + ", not a page of text.");
-        }
+        readPage(entry, platform_.web->fetch(*entry.memory.item.urlString, stop_));
     } catch (const Cancelled&) {
         throw;
     } catch (const Error& error) {
-        entry.message = "The link was kept without its page: " + error.description();
+        entry.message = "The link was kept without its page. " + error.description();
     }
+}
+
+void CaptureWork::readPage(CaptureEntry& entry, const FetchedPage& fetched) {
+    ContentType type{fetched.mediaType};
+    if (type.mediaType.empty()) type = platform_.contentTypes.detect(fetched.body, Path());
+    if (!isPage(type.mediaType) && !type.isText()) {
+        throw Error("The address gives " + type.mediaType + ", not a page of text.");
+    }
+    auto text = decodeTextAs(fetched.body, fetched.encoding);
+    if (!text) text = decodeText(fetched.body);
+    CrumbItem& item = entry.memory.item;
+    if (!isPage(type.mediaType)) {
+        item.searchableText = std::move(*text);
+        return;
+    }
+    if (const auto title = titleFromHTML(*text); title && !entry.hasGivenTitle) item.title = *title;
+    item.searchableText = plainTextFromHTML(*text);
 }
 
 void CaptureWork::giveName(CaptureEntry& entry) {

@@ -10,6 +10,8 @@
 
 namespace nookery {
 
+struct FetchedPage;
+
 /// Where originals lie before they get their names: a hidden folder in `Items`, so that a rename
 /// is enough. It is there only while a capture runs.
 Path incomingFolder(const LibraryLayout& layout);
@@ -48,6 +50,7 @@ class CaptureWork {
     void settleEntry(CaptureEntry& entry);
     void readText(CaptureEntry& entry);
     void fetchPage(CaptureEntry& entry);
+    void readPage(CaptureEntry& entry, const FetchedPage& fetched);
     void giveName(CaptureEntry& entry);
     void syncItems(CaptureBatch& batch);
     void discardOriginal(CaptureEntry& entry);

@@ -7,7 +7,8 @@ namespace nookery {
 
 struct FetchedPage {
     std::string body;       ///< undecoded bytes, cut at the fetcher's limit
-    std::string mediaType;  ///< as the server said; empty when it did not
+    std::string mediaType;  ///< as the server said, lower case; empty when it did not
+    std::string encoding;   ///< as the server said, such as "utf-8"; empty when it did not
 };
 
 /// Fetches one page from the network. Used only when the user asks for it by name.

@@ -1,0 +1,120 @@
+#include "backends/CurlWebFetcher.h"
+
+#include <curl/curl.h>
+#include <fmt/format.h>
+
+#include "foundation/Error.h"
+#include "foundation/Text.h"
+
+namespace nookery {
+namespace {
+
+struct Transfer {
+    std::string body;
+    std::size_t room = 0;
+    bool isCut = false;
+    std::stop_token stop;
+};
+
+std::size_t receive(char* bytes, std::size_t, std::size_t count, void* context) {
+    auto& transfer = *static_cast<Transfer*>(context);
+    const std::size_t taken = std::min(count, transfer.room - transfer.body.size());
+    transfer.body.append(bytes, taken);
+    transfer.isCut = taken < count;
+    return taken;  // fewer than were offered end the transfer
+}
+
+int checkStop(void* context, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    return static_cast<Transfer*>(context)->stop.stop_requested() ? 1 : 0;
+}
+
+/// "text/html; charset=UTF-8" into its parts.
+void readContentType(std::string_view header, FetchedPage& page) {
+    const std::string lower = lowerCased(toValidUtf8(header));
+    page.mediaType = trimmed(std::string_view(lower).substr(0, lower.find(';')));
+    const std::size_t charset = lower.find("charset=");
+    if (charset == std::string::npos) return;
+    std::string_view value = std::string_view(lower).substr(charset + 8);
+    value = trimmed(value.substr(0, value.find(';')));
+    if (value.starts_with('"')) value.remove_prefix(1);
+    if (value.ends_with('"')) value.remove_suffix(1);
+    page.encoding = value;
+}
+
+class CurlWebFetcher final : public WebFetcher {
+  public:
+    explicit CurlWebFetcher(const WebLimits& limits) : limits_(limits) {
+        if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
+            throw Error("The network library could not be started.");
+        }
+    }
+    ~CurlWebFetcher() override { curl_global_cleanup(); }
+
+    FetchedPage fetch(const std::string& url, std::stop_token stop) override {
+        const Handle handle(curl_easy_init());
+        if (!handle) throw Error("Could not fetch " + url + ": out of memory.");
+        Transfer transfer;
+        transfer.room = limits_.maximumByteCount;
+        transfer.stop = std::move(stop);
+        prepare(handle.get(), url, transfer);
+        const CURLcode code = curl_easy_perform(handle.get());
+        if (transfer.stop.stop_requested()) throw Cancelled();
+        if (code != CURLE_OK && !(code == CURLE_WRITE_ERROR && transfer.isCut)) {
+            throw Error(fmt::format("Could not fetch {}: {}.", url, curl_easy_strerror(code)));
+        }
+        return toPage(handle.get(), url, transfer);
+    }
+
+  private:
+    struct Cleanup {
+        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+    };
+    using Handle = std::unique_ptr<CURL, Cleanup>;
+
+    void prepare(CURL* handle, const std::string& url, Transfer& transfer) const {
+        const auto set = [&](CURLoption option, auto value) {
+            if (curl_easy_setopt(handle, option, value) != CURLE_OK) {
+                throw Error("Could not fetch " + url + ": the network library lacks a feature.");
+            }
+        };
+        set(CURLOPT_URL, url.c_str());
+        set(CURLOPT_PROTOCOLS_STR, "http,https");
+        set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+        set(CURLOPT_FOLLOWLOCATION, 1L);
+        set(CURLOPT_MAXREDIRS, static_cast<long>(limits_.redirects));
+        set(CURLOPT_TIMEOUT_MS, static_cast<long>(limits_.total.count()));
+        set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits_.connect.count()));
+        set(CURLOPT_NOSIGNAL, 1L);
+        set(CURLOPT_ACCEPT_ENCODING, "");  // whatever the library can decompress
+        set(CURLOPT_USERAGENT, "Nookery/" NOOKERY_VERSION " (fetches single pages for one person)");
+        set(CURLOPT_WRITEFUNCTION, &receive);
+        set(CURLOPT_WRITEDATA, static_cast<void*>(&transfer));
+        set(CURLOPT_NOPROGRESS, 0L);
+        set(CURLOPT_XFERINFOFUNCTION, &checkStop);
+        set(CURLOPT_XFERINFODATA, static_cast<void*>(&transfer));
+    }
+
+    static FetchedPage toPage(CURL* handle, const std::string& url, Transfer& transfer) {
+        long status = 0;
+        curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
+        if (status < 200 || status >= 300) {
+            throw Error(fmt::format("Could not fetch {}: the server answered {}.", url, status));
+        }
+        FetchedPage page;
+        page.body = std::move(transfer.body);
+        const char* header = nullptr;
+        curl_easy_getinfo(handle, CURLINFO_CONTENT_TYPE, &header);
+        if (header != nullptr) readContentType(header, page);
+        return page;
+    }
+
+    WebLimits limits_;
+};
+
+}  // namespace
+
+std::unique_ptr<WebFetcher> makeCurlWebFetcher(const WebLimits& limits) {
+    return std::make_unique<CurlWebFetcher>(limits);
+}
+
+}  // namespace nookery

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+
+#include "platform/WebFetcher.h"
+
+namespace nookery {
+
+struct WebLimits {
+    std::size_t maximumByteCount = 8u << 20;  ///< of a page, decompressed; the rest is left out
+    std::chrono::milliseconds total{30'000};
+    std::chrono::milliseconds connect{10'000};
+    int redirects = 8;
+};
+
+/// Fetches by libcurl, from http and https addresses only, also after a redirect. Certificates are
+/// checked; nothing is sent but the address and an honest name of the program: no cookies, no
+/// passwords from files. Call on the main thread, before other threads start.
+std::unique_ptr<WebFetcher> makeCurlWebFetcher(const WebLimits& limits = {});
+
+}  // namespace nookery
