@@ -27,26 +27,29 @@ std::string asciiLowerCased(std::string_view text) {
     return lower;
 }
 
-/// "%C3%A9" as "é". Escapes that do not make up valid text stay, and so do escaped controls.
+/// The byte that "%C3" at the front of `text` stands for.
+std::optional<char> escapedByte(std::string_view text) {
+    if (text.size() < 3 || text[0] != '%') return std::nullopt;
+    unsigned value = 0;
+    const char* digits = text.data() + 1;
+    if (std::from_chars(digits, digits + 2, value, 16).ptr != digits + 2) return std::nullopt;
+    return static_cast<char>(value);
+}
+
+bool isAsciiControl(char character) {
+    return static_cast<unsigned char>(character) < 0x20 || character == 0x7f;
+}
+
+/// "caf%C3%A9" as "café". All escapes stay when they do not make up a readable text.
 std::string withoutEscapes(std::string_view text) {
     std::string decoded;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        unsigned value = 0;
-        const bool escape =
-            text[i] == '%' && i + 2 < text.size() &&
-            std::from_chars(&text[i + 1], &text[i + 3], value, 16).ptr == &text[i + 3];
-        if (!escape) {
-            decoded += text[i];
-        } else {
-            decoded += static_cast<char>(value);
-            i += 2;
-        }
+        const auto byte = escapedByte(text.substr(i));
+        decoded += byte.value_or(text[i]);
+        if (byte) i += 2;
     }
-    const bool readable =
-        isValidUtf8(decoded) && std::none_of(decoded.begin(), decoded.end(), [](char c) {
-            return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-        });
-    return readable ? decoded : std::string(text);
+    const bool hasControls = std::any_of(decoded.begin(), decoded.end(), isAsciiControl);
+    return isValidUtf8(decoded) && !hasControls ? decoded : std::string(text);
 }
 
 struct Pieces {

@@ -7,6 +7,7 @@
 
 #include "collection/CaptureWork.h"
 #include "foundation/Text.h"
+#include "platform/WebFetcher.h"
 #include "support/CaptureHarness.h"
 
 namespace nookery {
@@ -285,6 +286,31 @@ TEST_F(CaptureServiceTest, AFileThatKeepsChangingIsReportedAndOneThatComesToRest
     ASSERT_TRUE(item);
     EXPECT_EQ(item->searchableText, "amoremoremore");
     EXPECT_EQ(capture_.disorder(), "");
+}
+
+class FakeWeb final : public WebFetcher {
+  public:
+    FetchedPage fetch(const std::string& url, std::stop_token) override {
+        if (url.ends_with("gone")) throw Error("Could not fetch " + url + ".");
+        return {"<title>Caf\xE9</title><p>Plum cake", "text/html", "windows-1252"};
+    }
+};
+
+TEST(CaptureLinks, AreFetchedOnlyWhenAskedAndKeptWhenThatFails) {
+    TestPlatform world;
+    FakeWeb web;
+    world.web = &web;
+    CaptureHarness capture(world);
+    const auto plain = capture.only(capture.add({CaptureLink{"http://example.org/a", false}}));
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->searchableText, "");
+    const auto fetched = capture.only(capture.add({CaptureLink{"http://example.org/b", true}}));
+    ASSERT_TRUE(fetched);
+    EXPECT_EQ(fetched->title, "Café");
+    EXPECT_EQ(fetched->searchableText, "Café\nPlum cake");
+    const CaptureReport gone = capture.add({CaptureLink{"http://example.org/gone", true}});
+    EXPECT_EQ(gone.added.size(), 1u);
+    EXPECT_EQ(gone.warnings.size(), 1u);
 }
 
 TEST_F(CaptureServiceTest, ADamagedDocumentIsKeptWithAMessage) {

@@ -118,7 +118,7 @@ Platform TestPlatform::platform() {
             .documents = documents,
             .propertyLists = propertyLists,
             .embedder = embedder,
-            .web = nullptr,
+            .web = web,
             .mainQueue = mainQueue,
             .snapshotQueue = snapshotQueue,
             .captureQueue = captureQueue,

@@ -94,6 +94,7 @@ class TestPlatform {
     FakeDocuments documents;
     FakePropertyLists propertyLists;
     FakeEmbedder fakeEmbedder;
+    WebFetcher* web = nullptr;
     const TextEmbedder* embedder = nullptr;  ///< set to &fakeEmbedder to find by meaning
 };
 
