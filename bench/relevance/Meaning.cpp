@@ -13,42 +13,12 @@
 namespace nookery::relevance {
 namespace {
 
-/// FNV-1a of all that the vectors depend on.
-std::uint64_t fingerprint(const TextEmbedder& embedder, const Collection& collection) {
+/// FNV-1a.
+std::uint64_t keyOf(const std::string& text) {
     std::uint64_t hash = 0xcbf29ce484222325ULL;
-    const auto add = [&](const std::string& text) {
-        for (const char byte : text)
-            hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3ULL;
-        hash *= 0x100000001b3ULL;
-    };
-    add(embedder.modelName());
-    for (const Record& record : collection.records) add(embeddedText(record));
+    for (const char byte : text)
+        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3ULL;
     return hash;
-}
-
-std::vector<Vector> readVectors(const std::string& path, std::size_t count, std::size_t dimension) {
-    std::ifstream file(path, std::ios::binary);
-    std::vector<Vector> vectors;
-    for (std::size_t i = 0; i < count && file; ++i) {
-        char isThere = 0;
-        file.get(isThere);
-        Vector vector(isThere != 0 ? dimension : 0);
-        file.read(reinterpret_cast<char*>(vector.data()),
-                  static_cast<std::streamsize>(vector.size() * sizeof(float)));
-        vectors.push_back(std::move(vector));
-    }
-    if (!file) vectors.clear();
-    return vectors;
-}
-
-void writeVectors(const std::string& path, const std::vector<Vector>& vectors) {
-    std::ofstream file(path, std::ios::binary);
-    for (const Vector& vector : vectors) {
-        file.put(vector.empty() ? 0 : 1);
-        file.write(reinterpret_cast<const char*>(vector.data()),
-                   static_cast<std::streamsize>(vector.size() * sizeof(float)));
-    }
-    if (!file) throw Error("Cannot write " + path);
 }
 
 }  // namespace
@@ -70,22 +40,70 @@ std::string embeddedText(const Record& record) {
     return text;
 }
 
-std::vector<Vector> vectorsOf(const TextEmbedder& embedder, const Collection& collection,
-                              const std::string& folder) {
-    const std::string path = folder.empty() ? ""
-                                            : fmt::format("{}/{:016x}.vectors", folder,
-                                                          fingerprint(embedder, collection));
-    if (!path.empty()) {
-        auto kept = readVectors(path, collection.records.size(), embedder.dimension());
-        if (!kept.empty()) return kept;
+Embeddings::Embeddings(const TextEmbedder& embedder, std::string folder) : embedder_(embedder) {
+    if (folder.empty()) return;
+    path_ = fmt::format("{}/{:016x}.vectors", folder, keyOf(embedder.modelName()));
+    read();
+}
+
+/// The file repeats: key, number of values, values.
+void Embeddings::read() {
+    std::ifstream file(path_, std::ios::binary);
+    std::uint64_t key = 0;
+    std::uint64_t count = 0;
+    while (file.read(reinterpret_cast<char*>(&key), sizeof key) &&
+           file.read(reinterpret_cast<char*>(&count), sizeof count) &&
+           count <= embedder_.dimension()) {
+        Vector vector(count);
+        file.read(reinterpret_cast<char*>(vector.data()),
+                  static_cast<std::streamsize>(count * sizeof(float)));
+        if (file) vectors_.emplace(key, std::move(vector));
     }
-    std::vector<Vector> vectors;
-    vectors.reserve(collection.records.size());
-    for (const Record& record : collection.records) {
-        vectors.push_back(embedder.embedMemory(embeddedText(record)).value_or(Vector()));
+}
+
+void Embeddings::append(std::uint64_t key, const Vector& vector) {
+    std::ofstream file(path_, std::ios::binary | std::ios::app);
+    const std::uint64_t count = vector.size();
+    file.write(reinterpret_cast<const char*>(&key), sizeof key);
+    file.write(reinterpret_cast<const char*>(&count), sizeof count);
+    file.write(reinterpret_cast<const char*>(vector.data()),
+               static_cast<std::streamsize>(count * sizeof(float)));
+    if (!file) throw Error("Cannot write " + path_);
+}
+
+std::vector<Vector> Embeddings::of(const std::vector<Record>& records) {
+    std::vector<Vector> result;
+    result.reserve(records.size());
+    for (const Record& record : records) {
+        const std::string text = embeddedText(record);
+        const auto [entry, isNew] = vectors_.try_emplace(keyOf(text));
+        if (isNew) {
+            entry->second = embedder_.embedMemory(text).value_or(Vector());
+            if (!path_.empty()) append(entry->first, entry->second);
+        }
+        result.push_back(entry->second);
     }
-    if (!path.empty()) writeVectors(path, vectors);
-    return vectors;
+    return result;
+}
+
+MeaningOnly::MeaningOnly(const TextEmbedder& embedder, const std::vector<Vector>& vectors)
+    : embedder_(embedder) {
+    for (std::size_t i = 0; i < vectors.size(); ++i) {
+        CrumbItem item;
+        item.id = idOfRecord(i);
+        matrix_.set(std::make_shared<const CrumbItem>(item),
+                    std::vector<double>(vectors[i].begin(), vectors[i].end()));
+    }
+}
+
+std::vector<std::size_t> MeaningOnly::topTen(const std::string& question) const {
+    std::vector<std::size_t> ranking;
+    const auto query = embedder_.embedQuery(question);
+    if (!query) return ranking;
+    for (const auto& match : matrix_.view().mostSimilar(*query, -1, 10, {})) {
+        ranking.push_back(recordOfId(match.item->id));
+    }
+    return ranking;
 }
 
 }  // namespace nookery::relevance

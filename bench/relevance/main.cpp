@@ -1,7 +1,7 @@
 // How well the ranking finds what is relevant:
 //   relevance_bench [DIR] [--vectors FOLDER]
 // DIR holds collections, a folder each (Collection.h tells the format); without it only the
-// generated sets are measured. FOLDER keeps the records' vectors from one run to the next.
+// generated sets are measured. FOLDER keeps the vectors from one run to the next.
 #include <fmt/format.h>
 
 #include <cstdio>
@@ -21,6 +21,11 @@ namespace {
 constexpr unsigned seed = 20240229;
 constexpr std::size_t damagedQuestionCount = 500;
 
+struct Options {
+    std::string folder;
+    std::string vectorFolder;
+};
+
 void printHeader(const Collection& collection) {
     fmt::print("\n{}: {} records, {} questions\n", collection.name, collection.records.size(),
                collection.questions.size());
@@ -39,30 +44,61 @@ void measurePeer(const Collection& collection) {
              measured(collection, [&](const auto& question) { return peer.topTen(question); }));
 }
 
-void measure(const Collection& collection) {
-    printHeader(collection);
-    measurePeer(collection);
+void measureMeaning(const Collection& collection, const TextEmbedder& embedder,
+                    const std::vector<Vector>& vectors) {
+    const MeaningOnly meaning(embedder, vectors);
+    printRow("meaning alone",
+             measured(collection, [&](const auto& question) { return meaning.topTen(question); }));
 }
 
-int run(std::optional<std::string> folder) {
-    if (folder) {
-        for (const Collection& collection : readCollections(*folder)) measure(collection);
+class Benchmark {
+  public:
+    explicit Benchmark(const Options& options) : options_(options), embedder_(openEmbedder()) {
+        if (embedder_) embeddings_.emplace(*embedder_, options.vectorFolder);
     }
-    const auto packages = packageDescriptions();
-    measure(damagedWordSet(packages, damagedQuestionCount, seed));
-    measure(paraphraseSet(NOOKERY_BENCH_DATA "/paraphrases.jsonl", {}));
-    measure(paraphraseSet(NOOKERY_BENCH_DATA "/paraphrases.jsonl", packages));
-    return 0;
-}
+
+    void run() {
+        if (!embedder_) fmt::print("The sentence encoder is not there: nothing by meaning.\n");
+        if (!options_.folder.empty()) {
+            for (const Collection& collection : readCollections(options_.folder)) {
+                measure(collection);
+            }
+        }
+        const auto packages = packageDescriptions();
+        measure(damagedWordSet(packages, damagedQuestionCount, seed));
+        measure(paraphraseSet(NOOKERY_BENCH_DATA "/paraphrases.jsonl", {}));
+        measure(paraphraseSet(NOOKERY_BENCH_DATA "/paraphrases.jsonl", packages));
+    }
+
+  private:
+    void measure(const Collection& collection) {
+        printHeader(collection);
+        measurePeer(collection);
+        if (!embedder_) return;
+        const auto vectors = embeddings_->of(collection.records);
+        measureMeaning(collection, *embedder_, vectors);
+    }
+
+    Options options_;
+    std::unique_ptr<TextEmbedder> embedder_;
+    std::optional<Embeddings> embeddings_;
+};
 
 }  // namespace
 }  // namespace nookery::relevance
 
 int main(int argumentCount, char** arguments) {
-    std::optional<std::string> folder;
-    if (argumentCount > 1) folder = arguments[1];
+    using namespace nookery::relevance;
+    Options options;
+    for (int i = 1; i < argumentCount; ++i) {
+        const std::string_view argument = arguments[i];
+        const bool isVectorFolder = argument == "--vectors" && i + 1 < argumentCount;
+        (isVectorFolder ? options.vectorFolder : options.folder) =
+            arguments[isVectorFolder ? ++i : i];
+    }
     try {
-        return nookery::relevance::run(folder);
+        Benchmark(options).run();
+        return 0;
     } catch (const nookery::Error& error) {
         fmt::print(stderr, "relevance_bench: {}\n", error.description());
         return 1;
