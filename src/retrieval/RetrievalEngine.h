@@ -11,16 +11,10 @@
 #include "collection/CrumbItem.h"
 #include "platform/TextEmbedder.h"
 #include "retrieval/LexicalSnapshot.h"
+#include "retrieval/SearchRecord.h"
 #include "retrieval/UsageSignal.h"
 
 namespace nookery {
-
-/// What search reads of a memory beside its record.
-struct MemoryFacets {
-    std::vector<std::string> manualTags;  ///< in the user's spelling
-    std::vector<std::string> people;      ///< names confirmed in the memory's faces
-    std::string groupName;                ///< empty when ungrouped
-};
 
 /// One hit of the final order.
 struct RankedHit {
@@ -48,8 +42,7 @@ class RetrievalEngine {
     /// Adds a memory, or replaces all that is known of one with this id (its vector stays).
     void put(const CrumbItemPointer& item, const MemoryFacets& facets);
     /// As `put` for each, faster: use for loading.
-    void putAll(std::span<const CrumbItemPointer> items,
-                const std::vector<MemoryFacets>& facets);
+    void putAll(std::span<const CrumbItemPointer> items, const std::vector<MemoryFacets>& facets);
     void remove(const Uuid& id);
     void clear();
     std::size_t size() const;

@@ -1,0 +1,260 @@
+#include "retrieval/LexicalIndex.h"
+
+#include <algorithm>
+
+#include "retrieval/TextNormalizer.h"
+
+namespace nookery {
+namespace {
+
+/// Below this many changes the postings are not made anew.
+constexpr std::size_t fewestChanges = 4096;
+
+/// The lengths of memories on which impacts are based while there are none to go by.
+constexpr double assumedAverageLength = 30;
+
+/// Lines of SearchRecord::combined before those that come once a tag or person.
+constexpr std::size_t textLineCount = 3;
+constexpr std::size_t detailLineCount = 3;
+
+/// Writes a search record as a token stream.
+class RecordWriter {
+  public:
+    RecordWriter(Vocabulary& vocabulary, TokenStreamWriter& writer)
+        : vocabulary_(vocabulary), writer_(writer) {}
+
+    void write(const SearchRecord& record) {
+        addSection(Section::title, record.title);
+        addSection(Section::note, record.note);
+        addSection(Section::contents, record.searchable);
+        rest_ = record.combined;
+        addOtherForm(Section::titleAllScripts, record.title);
+        addOtherForm(Section::noteAllScripts, record.note);
+        addOtherForm(Section::contentsAllScripts, record.searchable);
+        addLines(Section::details, detailLineCount + record.tags.size());
+        addLines(Section::people, record.people.size());
+    }
+
+  private:
+    std::string_view nextLine() {
+        const std::size_t end = std::min(rest_.find('\n'), rest_.size());
+        const std::string_view line = rest_.substr(0, end);
+        rest_.remove_prefix(std::min(end + 1, rest_.size()));
+        return line;
+    }
+
+    void addTokens(std::string_view form) {
+        forEachToken(form, [&](std::string_view token) { writer_.add(vocabulary_.intern(token)); });
+    }
+
+    void addSection(Section section, std::string_view form) {
+        if (form.empty()) return;
+        writer_.begin(section);
+        addTokens(form);
+    }
+
+    void addOtherForm(Section section, std::string_view normal) {
+        const std::string_view line = nextLine();
+        if (line != normal) addSection(section, line);
+    }
+
+    void addLines(Section section, std::size_t count) {
+        bool begun = false;
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::string_view line = nextLine();
+            if (line.empty()) continue;
+            writer_.begin(begun ? Section::lineBreak : section);
+            begun = true;
+            addTokens(line);
+        }
+    }
+
+    Vocabulary& vocabulary_;
+    TokenStreamWriter& writer_;
+    std::string_view rest_;
+};
+
+const MemoryFacets noFacets;
+
+}  // namespace
+
+LexicalIndex::LexicalIndex() : averageLength_(assumedAverageLength) {}
+
+void LexicalIndex::put(const CrumbItemPointer& item, const MemoryFacets& facets) {
+    ++version_;
+    remove(item->id);
+    addPostings(append(item, facets));
+    rebuildWhenDue();
+}
+
+void LexicalIndex::putAll(std::span<const CrumbItemPointer> items,
+                          std::span<const MemoryFacets> facets) {
+    ++version_;
+    items_.reserve(items_.size() + items.size());
+    ordinals_.reserve(ordinals_.size() + items.size());
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        if (const auto old = ordinalOf(items[i]->id)) bury(*old);
+        append(items[i], facets.empty() ? noFacets : facets[i]);
+    }
+    derivePostings();
+}
+
+void LexicalIndex::remove(const Uuid& id) {
+    const auto ordinal = ordinalOf(id);
+    if (!ordinal) return;
+    ++version_;
+    bury(*ordinal);
+    rebuildWhenDue();
+}
+
+void LexicalIndex::clear() {
+    const std::uint64_t version = version_;
+    *this = {};
+    version_ = version + 1;
+}
+
+std::optional<Ordinal> LexicalIndex::ordinalOf(const Uuid& id) const {
+    const auto found = ordinals_.find(id);
+    return found == ordinals_.end() ? std::nullopt : std::optional(found->second);
+}
+
+Ordinal LexicalIndex::append(const CrumbItemPointer& item, const MemoryFacets& facets) {
+    const auto ordinal = static_cast<Ordinal>(items_.size());
+    writeSearchRecord(*item, facets, record_);
+    TokenStreamWriter writer;
+    RecordWriter(vocabulary_, writer).write(record_);
+    if (!record_.tags.empty()) writer.begin(Section::tags);
+    for (const std::string& name : record_.tags) {
+        const std::uint32_t number = tagNumber(name);
+        writer.add(number);
+        tags_[number].ordinals.push_back(ordinal);
+        ++tags_[number].aliveCount;
+    }
+    writer.begin(Section::end);
+    streams_.append(writer.bytes());
+    items_.push_back(item);
+    ordinals_[item->id] = ordinal;
+    addToFrequencies(ordinal);
+    return ordinal;
+}
+
+void LexicalIndex::addToFrequencies(Ordinal ordinal) {
+    frequencies_.resize(vocabulary_.size());
+    tally_.count(streams_.at(ordinal), vocabulary_.size());
+    for (const auto& entry : tally_.entries()) ++frequencies_[entry.token];
+    totalLength_ += tally_.length();
+}
+
+void LexicalIndex::addPostings(Ordinal ordinal) {
+    // `append` has just tallied this memory.
+    for (const auto& entry : tally_.entries()) {
+        const std::uint8_t impact =
+            impactOf(entry.mask, entry.weightedFrequency, tally_.length(), averageLength_);
+        postings_.append(entry.token, ordinal, {entry.mask, impact});
+    }
+}
+
+void LexicalIndex::bury(Ordinal ordinal) {
+    tally_.count(streams_.at(ordinal), vocabulary_.size());
+    for (const auto& entry : tally_.entries()) --frequencies_[entry.token];
+    for (const std::uint32_t number : tally_.tagNumbers()) --tags_[number].aliveCount;
+    totalLength_ -= tally_.length();
+    ordinals_.erase(items_[ordinal]->id);
+    items_[ordinal] = nullptr;
+}
+
+void LexicalIndex::rebuildWhenDue() {
+    const std::size_t dead = items_.size() - ordinals_.size();
+    if (dead > fewestChanges && dead * 4 > items_.size()) {
+        compact();
+    } else if (items_.size() - sortedOrdinals_ > fewestChanges &&
+               (items_.size() - sortedOrdinals_) * 4 > items_.size()) {
+        derivePostings();
+    }
+}
+
+/// Leaves out the dead memories, and the tokens and tags that only they held.
+void LexicalIndex::compact() {
+    LexicalIndex compacted;
+    compacted.items_.reserve(ordinals_.size());
+    compacted.ordinals_.reserve(ordinals_.size());
+    for (Ordinal ordinal = 0; ordinal < items_.size(); ++ordinal) {
+        if (isAlive(ordinal)) compacted.adopt(*this, ordinal);
+    }
+    compacted.version_ = version_;
+    *this = std::move(compacted);
+    derivePostings();
+}
+
+void LexicalIndex::adopt(const LexicalIndex& other, Ordinal ordinal) {
+    const auto ownOrdinal = static_cast<Ordinal>(items_.size());
+    TokenStreamWriter writer;
+    TokenStream stream = other.streams_.at(ordinal);
+    for (Section section = Section::lineBreak; stream.next(); section = stream.section()) {
+        if (!stream.atToken()) {
+            writer.begin(stream.section() == section ? Section::lineBreak : stream.section());
+        } else if (stream.section() == Section::tags) {
+            const std::uint32_t number = tagNumber(other.tags_[stream.token()].name);
+            writer.add(number);
+            tags_[number].ordinals.push_back(ownOrdinal);
+            ++tags_[number].aliveCount;
+        } else {
+            writer.add(vocabulary_.intern(other.tokenText(stream.token())));
+        }
+    }
+    writer.begin(Section::end);
+    streams_.append(writer.bytes());
+    items_.push_back(other.items_[ordinal]);
+    ordinals_[items_.back()->id] = ownOrdinal;
+    addToFrequencies(ownOrdinal);
+}
+
+void LexicalIndex::derivePostings() {
+    averageLength_ = ordinals_.empty() ? assumedAverageLength
+                                       : static_cast<double>(totalLength_) /
+                                             static_cast<double>(ordinals_.size());
+    postings_.reserve(frequencies_);
+    for (Ordinal ordinal = 0; ordinal < items_.size(); ++ordinal) {
+        if (!isAlive(ordinal)) continue;
+        tally_.count(streams_.at(ordinal), vocabulary_.size());
+        for (const auto& entry : tally_.entries()) {
+            const std::uint8_t impact =
+                impactOf(entry.mask, entry.weightedFrequency, tally_.length(), averageLength_);
+            postings_.place(entry.token, ordinal, {entry.mask, impact});
+        }
+    }
+    postings_.finishPlacing();
+    sortedOrdinals_ = items_.size();
+}
+
+std::uint32_t LexicalIndex::tagNumber(const std::string& name) {
+    const auto [found, isNew] = tagNumbers_.emplace(name, static_cast<std::uint32_t>(tags_.size()));
+    if (isNew) tags_.push_back({name, {}, 0});
+    return found->second;
+}
+
+const std::vector<Ordinal>* LexicalIndex::taggedWith(const std::string& tag) const {
+    const auto found = tagNumbers_.find(tag);
+    if (found == tagNumbers_.end() || tags_[found->second].aliveCount == 0) return nullptr;
+    return &tags_[found->second].ordinals;
+}
+
+std::span<const TokenTally::Entry> LexicalIndex::tokensOf(Ordinal ordinal) const {
+    tally_.count(streams_.at(ordinal), vocabulary_.size());
+    return tally_.entries();
+}
+
+std::size_t LexicalIndex::byteCount() const {
+    constexpr std::size_t mapNode = sizeof(Uuid) + sizeof(Ordinal) + 3 * sizeof(void*);
+    std::size_t bytes =
+        vocabulary_.byteCount() + streams_.byteCount() + postings_.byteCount() + tally_.byteCount();
+    bytes += frequencies_.capacity() * sizeof(std::uint32_t);
+    bytes += items_.capacity() * sizeof(CrumbItemPointer);
+    bytes += ordinals_.size() * mapNode + ordinals_.bucket_count() * sizeof(void*);
+    for (const Tag& tag : tags_) {
+        bytes += sizeof(Tag) + tag.ordinals.capacity() * sizeof(Ordinal) + 2 * mapNode;
+    }
+    return bytes;
+}
+
+}  // namespace nookery

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "collection/CrumbItem.h"
+#include "retrieval/Postings.h"
+#include "retrieval/RankingWeights.h"
+#include "retrieval/SearchRecord.h"
+#include "retrieval/TokenStreams.h"
+#include "retrieval/TokenTally.h"
+#include "retrieval/Vocabulary.h"
+
+namespace nookery {
+
+/// The index of the library: which memories hold which token, where, and how strongly.
+///
+/// Memories get ordinals, counted up from 0; a changed memory gets a new one and its old one is
+/// dead. What a memory holds is written down once, as a stream of token numbers; the postings
+/// (which memories hold a token) are derived from the streams: in one sorted part made at load
+/// and whenever a quarter of the library has changed, and a growing part for what came since.
+///
+/// Main thread.
+class LexicalIndex {
+  public:
+    LexicalIndex();
+
+    void put(const CrumbItemPointer& item, const MemoryFacets& facets);
+    /// `facets` has one entry for each item, or none at all.
+    void putAll(std::span<const CrumbItemPointer> items, std::span<const MemoryFacets> facets);
+    void remove(const Uuid& id);
+    void clear();
+
+    // Memories ------------------------------------------------------------------------------
+
+    std::size_t size() const { return ordinals_.size(); }
+    /// Ordinals are below this; some may be dead.
+    std::size_t ordinalCount() const { return items_.size(); }
+    /// Grows with every change of the index.
+    std::uint64_t version() const { return version_; }
+    std::optional<Ordinal> ordinalOf(const Uuid& id) const;
+    bool isAlive(Ordinal ordinal) const { return items_[ordinal] != nullptr; }
+    bool hasDead() const { return items_.size() != ordinals_.size(); }
+    /// The memory, or null when the ordinal is dead.
+    const CrumbItemPointer& item(Ordinal ordinal) const { return items_[ordinal]; }
+    TokenStream stream(Ordinal ordinal) const { return streams_.at(ordinal); }
+
+    /// Each token of a memory once, with its fields and impact; in no particular order. Valid
+    /// until the next call.
+    std::span<const TokenTally::Entry> tokensOf(Ordinal ordinal) const;
+
+    // Tokens --------------------------------------------------------------------------------
+
+    const Vocabulary& vocabulary() const { return vocabulary_; }
+    std::string_view tokenText(TokenId token) const { return vocabulary_.text(token); }
+    /// How many memories hold a token.
+    std::uint32_t documentFrequency(TokenId token) const { return frequencies_[token]; }
+    const Postings& postings() const { return postings_; }
+
+    /// The memories that hold a tag (comparable form), dead ones among them; null when none is
+    /// alive.
+    const std::vector<Ordinal>* taggedWith(const std::string& tag) const;
+
+    std::size_t byteCount() const;
+
+  private:
+    struct Tag {
+        std::string name;
+        std::vector<Ordinal> ordinals;
+        std::size_t aliveCount = 0;
+    };
+
+    Ordinal append(const CrumbItemPointer& item, const MemoryFacets& facets);
+    void addToFrequencies(Ordinal ordinal);
+    void addPostings(Ordinal ordinal);
+    void bury(Ordinal ordinal);
+    void rebuildWhenDue();
+    void compact();
+    void adopt(const LexicalIndex& other, Ordinal ordinal);
+    void derivePostings();
+    std::uint32_t tagNumber(const std::string& name);
+
+    Vocabulary vocabulary_;
+    std::vector<std::uint32_t> frequencies_;  // memories alive that hold each token
+    std::vector<CrumbItemPointer> items_;     // by ordinal; null = dead
+    std::unordered_map<Uuid, Ordinal> ordinals_;
+    TokenStreams streams_;
+    Postings postings_;
+    mutable TokenTally tally_;
+    std::vector<Tag> tags_;
+    std::unordered_map<std::string, std::uint32_t> tagNumbers_;
+    std::uint64_t totalLength_ = 0;   // tokens of all memories alive
+    double averageLength_ = 0;        // when the postings were last derived: impacts go by it
+    std::size_t sortedOrdinals_ = 0;  // how many were there then
+    SearchRecord record_;             // kept for its memory
+    std::uint64_t version_ = 0;
+};
+
+}  // namespace nookery
