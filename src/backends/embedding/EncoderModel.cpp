@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -16,8 +17,8 @@ namespace {
 
 constexpr auto shapes = tensorShapes();
 
-/// Far above what the model holds (its largest is about 20), far below what could overflow.
-constexpr float largestValue = 1000;
+/// Far above what the model holds (4, and 30 among the scores), far below what could overflow.
+constexpr float largestValue = 100;
 
 class ByteReader {
   public:
@@ -41,7 +42,7 @@ class ByteReader {
     std::vector<Number> numbers(std::size_t count) {
         const std::string_view bytes = take(count * sizeof(Number));
         std::vector<Number> values(count);
-        std::memcpy(values.data(), bytes.data(), bytes.size());
+        std::ranges::copy(bytes, reinterpret_cast<char*>(values.data()));
         return values;
     }
 

@@ -26,7 +26,7 @@ class EncoderTest : public ::testing::Test {
         static const auto instance = makePosixFileSystem();
         return *instance;
     }
-    static Path asset() { return NOOKERY_SENTENCE_ENCODER; }
+    static Path asset();
 
     static const std::string& assetBytes() {
         static const std::string bytes =
