@@ -29,8 +29,7 @@ CandidatesByToken candidatesByToken(std::span<const AssociationCandidate> candid
 
 double raritySum(const AssociationCandidate& candidate) {
     double sum = 0;
-    for (const AssociationToken& token : candidate.tokens)
-        sum += token.rarity;
+    for (const AssociationToken& token : candidate.tokens) sum += token.rarity;
     return sum * std::max(1.0, leastTokenCount / static_cast<double>(candidate.tokens.size()));
 }
 

@@ -17,7 +17,7 @@ struct AssociationToken {
 
 /// A memory among those in which partners are looked for.
 struct AssociationCandidate {
-    /// The rarest of the memory's association tokens, each once, in any order.
+    /// The memory's association tokens, each once, in any order.
     std::vector<AssociationToken> tokens;
     double weight = 0;  ///< 0 to 1: the query's own match on the memory
 };
@@ -28,10 +28,6 @@ struct BestPartner {
     Association association;
     double contribution = 0;  ///< what the association adds to the score, above 0
 };
-
-/// How many association tokens of a memory are compared: enough for any note, and a bound for
-/// books.
-constexpr std::size_t associationTokenLimit = 96;
 
 /// Whether a token held by `memoryCount` of `collectionSize` memories connects those that hold it:
 /// at least 2 must, and at most 2% of the collection or 10, whichever is more.

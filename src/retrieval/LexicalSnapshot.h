@@ -25,6 +25,9 @@ struct LexicalSnapshot {
 
     /// All hits, whatever number was asked for.
     std::size_t totalCount = 0;
+    /// Those of them that hold a tag asked for, or a word that at most 5% of the memories hold.
+    /// While they are few, the deep stage admits memories by their meaning.
+    std::size_t tellingCount = 0;
 };
 
 }  // namespace nookery
