@@ -3,6 +3,8 @@
 // FOLDER holds model.json, its weights and vocab.json; MEAN-VECTOR is 512 float32 values. The same
 // input always gives the same bytes.
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -15,44 +17,50 @@ namespace nookery::encoder {
 
 namespace {
 
-/// What the graph calls each tensor, in the asset's order; the mean vector is ours.
+/// What the graph calls each tensor, in the asset's order; the mean vector is ours. What was folded
+/// when the graph was published has another prefix than what was a variable.
 std::array<std::string, tensorCount> publishedNames() {
-    const std::string inner = "module/Encoder_en/";
-    const std::string outer = "module_apply_default/Encoder_en/KonaTransformer/Encode/";
+    const std::string_view variable = "module/Encoder_en";
+    const std::string_view constant = "module_apply_default/Encoder_en/KonaTransformer/Encode";
+    const std::string_view whole = "ConcatPartitions/concat";
     std::array<std::string, tensorCount> names;
     names[pieceEmbeddings] = "module/Embeddings_en";
-    names[timescales] =
-        outer + "TransformerStack/Layer_0/AddTimingSignal/TimingSignal/ExpandDims_1";
-    const std::string residual = outer + "Layer_0/TransformerLayer/dense/";
-    names[residualWeights] = residual + "kernel/ConcatPartitions/concat";
-    names[residualBias] = residual + "bias/ConcatPartitions/concat";
+    names[timescales] = fmt::format(
+        "{}/TransformerStack/Layer_0/AddTimingSignal/TimingSignal/ExpandDims_1", constant);
+    const std::string residual = fmt::format("{}/Layer_0/TransformerLayer/dense", constant);
+    names[residualWeights] = fmt::format("{}/kernel/{}", residual, whole);
+    names[residualBias] = fmt::format("{}/bias/{}", residual, whole);
     for (std::size_t layer = 0; layer < layerCount; ++layer) {
-        const std::string place = "Layer_" + std::to_string(layer) + "/TransformerLayer/";
-        const std::string plain = outer + place;
-        const std::string folded = outer + "TransformerStack/" + place + "FFN/";
-        const std::string attention =
-            inner + "KonaTransformer/Encode/" + place + "MultiheadAttention/";
+        const std::string place = fmt::format("Layer_{}/TransformerLayer", layer);
+        const auto kernel = [&](std::string_view part) {
+            return fmt::format("{}/KonaTransformer/Encode/{}/MultiheadAttention/{}/kernel/part_0",
+                               variable, place, part);
+        };
+        const auto folded = [&](std::string_view part) {
+            return fmt::format("{}/TransformerStack/{}/FFN/{}/Tensordot/Reshape_1", constant, place,
+                               part);
+        };
+        const auto vector = [&](std::string_view part) {
+            return fmt::format("{}/{}/{}/{}", constant, place, part, whole);
+        };
         const auto name = [&](LayerTensor tensor) -> std::string& {
             return names[tensorOfLayer(layer, tensor)];
         };
-        const std::string norm = "layer_prepostprocess/layer_norm/layer_norm_";
-        const std::string whole = "/ConcatPartitions/concat";
-        name(attentionNormScale) = plain + norm + "scale" + whole;
-        name(attentionNormBias) = plain + norm + "bias" + whole;
-        name(queryKeyValueWeights) = attention + "qkv_transform_single/kernel/part_0";
-        name(queryKeyValueBias) = plain + "MultiheadAttention/qkv_transform_single/bias" + whole;
-        name(attentionOutputWeights) = attention + "output_transform_single/kernel/part_0";
-        name(attentionOutputBias) =
-            plain + "MultiheadAttention/output_transform_single/bias" + whole;
-        name(feedForwardNormScale) = plain + "FFN/" + norm + "scale" + whole;
-        name(feedForwardNormBias) = plain + "FFN/" + norm + "bias" + whole;
-        name(expandWeights) = folded + "conv1/Tensordot/Reshape_1";
-        name(expandBias) = plain + "FFN/conv1/bias" + whole;
-        name(contractWeights) = folded + "conv2/Tensordot/Reshape_1";
-        name(contractBias) = plain + "FFN/conv2/bias" + whole;
+        name(attentionNormScale) = vector("layer_prepostprocess/layer_norm/layer_norm_scale");
+        name(attentionNormBias) = vector("layer_prepostprocess/layer_norm/layer_norm_bias");
+        name(queryKeyValueWeights) = kernel("qkv_transform_single");
+        name(queryKeyValueBias) = vector("MultiheadAttention/qkv_transform_single/bias");
+        name(attentionOutputWeights) = kernel("output_transform_single");
+        name(attentionOutputBias) = vector("MultiheadAttention/output_transform_single/bias");
+        name(feedForwardNormScale) = vector("FFN/layer_prepostprocess/layer_norm/layer_norm_scale");
+        name(feedForwardNormBias) = vector("FFN/layer_prepostprocess/layer_norm/layer_norm_bias");
+        name(expandWeights) = folded("conv1");
+        name(expandBias) = vector("FFN/conv1/bias");
+        name(contractWeights) = folded("conv2");
+        name(contractBias) = vector("FFN/conv2/bias");
     }
-    names[meaningWeights] = inner + "hidden_layers/tanh_layer_0/weights";
-    names[meaningBias] = inner + "hidden_layers/tanh_layer_0/bias";
+    names[meaningWeights] = fmt::format("{}/hidden_layers/tanh_layer_0/weights", variable);
+    names[meaningBias] = fmt::format("{}/hidden_layers/tanh_layer_0/bias", variable);
     return names;
 }
 
@@ -67,8 +75,7 @@ TensorValues quantised(const std::vector<float>& values, const TensorShape& shap
         largest[scaleOf(i)] = std::max(largest[scaleOf(i)], std::abs(values[i]));
     }
     TensorValues tensor;
-    for (const float value : largest)
-        tensor.scales.push_back(value / 127);
+    for (const float value : largest) tensor.scales.push_back(value / 127);
     tensor.weights.resize(values.size());
     for (std::size_t i = 0; i < values.size(); ++i) {
         const float scale = tensor.scales[scaleOf(i)];

@@ -34,8 +34,7 @@ void PublishedModel::readWeights(FileSystem& files, const Path& folder) {
         // Tensors follow one another without a gap; every value takes four bytes.
         for (const Json& weight : group.at("weights")) {
             std::size_t byteCount = 4;
-            for (const Json& side : weight.at("shape"))
-                byteCount *= side.get<std::size_t>();
+            for (const Json& side : weight.at("shape")) byteCount *= side.get<std::size_t>();
             places_[requiredString(weight, "name")] = {offset, byteCount};
             offset += byteCount;
         }

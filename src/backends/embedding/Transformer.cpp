@@ -43,8 +43,8 @@ void addTo(std::vector<float>& sum, const std::vector<float>& summand) {
 std::vector<float> meanOfRows(const std::vector<float>& rows, std::size_t rowWidth) {
     std::vector<float> mean(rowWidth, 0);
     for (std::size_t i = 0; i < rows.size(); ++i) mean[i % rowWidth] += rows[i];
-    const auto count = static_cast<float>(rows.size() / rowWidth);
-    for (float& value : mean) value /= count;
+    const std::size_t count = rows.size() / rowWidth;
+    for (float& value : mean) value /= static_cast<float>(count);
     return mean;
 }
 
