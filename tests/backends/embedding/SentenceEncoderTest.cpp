@@ -86,7 +86,7 @@ TEST_F(SentenceEncoderTest, GivesMemoriesInOtherLanguagesNone) {
           "Завтра забрать зимние шины.", "明日は冬タイヤを取りに行く"}) {
         EXPECT_FALSE(hasMemoryVector(text)) << text;
     }
-    // A query is too short to be judged, and German ones do find English notes.
+    // A query is too short to be judged.
     EXPECT_TRUE(embedder().embedQuery("Morgen früh die Winterreifen abholen und den Keller"));
 }
 
