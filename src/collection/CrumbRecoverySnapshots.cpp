@@ -1,6 +1,7 @@
 #include "collection/CrumbRecoverySnapshots.h"
 
 #include <exception>
+#include <limits>
 #include <thread>
 
 #include "platform/Clock.h"
@@ -27,11 +28,10 @@ class CrumbRecoverySnapshots::Worker {
 
     const SnapshotShelf& shelf() const { return shelf_; }
 
-    /// Takes a snapshot with this reason when the newest is at least `seconds` old.
-    void takeIfOlderThan(double seconds, const std::string& reason) {
-        const auto age = shelf_.ageOfNewest(platform_.clock.now());
-        if (age && *age < seconds) return;
-        take(reason, {});
+    /// Infinite when there is no snapshot.
+    double ageOfNewest() const {
+        return shelf_.ageOfNewest(platform_.clock.now())
+            .value_or(std::numeric_limits<double>::infinity());
     }
 
     std::string take(const std::string& reason, const SnapshotFollower& follower) {
@@ -90,8 +90,9 @@ void CrumbRecoverySnapshots::checkAtLaunch() {
     queue_.async([weak = std::weak_ptr(worker_)] {
         const auto worker = weak.lock();
         if (!worker) return;
-        worker->logged(routinePrefix,
-                       [&] { worker->takeIfOlderThan(launchFreshnessInterval, "launch"); });
+        worker->logged(routinePrefix, [&] {
+            if (worker->ageOfNewest() > launchFreshnessInterval) worker->take("launch", {});
+        });
     });
 }
 
@@ -102,7 +103,8 @@ void CrumbRecoverySnapshots::noteChange() {
             const auto worker = weak.lock();
             if (!worker) return;
             worker->logged(routinePrefix, [&] {
-                worker->takeIfOlderThan(minimumRoutineInterval, "settled-change");
+                if (worker->ageOfNewest() < minimumRoutineInterval) return;
+                worker->take("settled-change", {});
             });
         });
 }
