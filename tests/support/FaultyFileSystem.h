@@ -22,7 +22,8 @@ struct SimulatedCrash {};
 
 /// The kernel's file system with a fault at the k-th changing operation. Counts each changing
 /// operation, so that a test can run an action once to learn how many there are and then once for
-/// each k. Bytes written to a file but not synced are lost at a crash, as after a power cut.
+/// each k. Bytes written to a file but not synced are lost at a crash, as after a power cut; the
+/// syncing itself is only noted, since asking the real disk would make tests slow.
 class FaultyFileSystem final : public FileSystem {
   public:
     explicit FaultyFileSystem(FileSystem& real) : real_(real) {}
