@@ -1,6 +1,7 @@
 #include "retrieval/LexicalIndex.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "retrieval/TextNormalizer.h"
 
@@ -92,7 +93,13 @@ void LexicalIndex::putAll(std::span<const CrumbItemPointer> items,
     ++version_;
     items_.reserve(items_.size() + items.size());
     ordinals_.reserve(ordinals_.size() + items.size());
-    for (std::size_t i = 0; i < items.size(); ++i) {
+    // Newest first, so that of memories with equal scores those come first that are shown first.
+    std::vector<std::size_t> order(items.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        return items[a]->createdAt > items[b]->createdAt;
+    });
+    for (const std::size_t i : order) {
         if (const auto old = ordinalOf(items[i]->id)) bury(*old);
         append(items[i], facets.empty() ? noFacets : facets[i]);
     }
@@ -133,6 +140,7 @@ Ordinal LexicalIndex::append(const CrumbItemPointer& item, const MemoryFacets& f
     writer.begin(Section::end);
     streams_.append(writer.bytes());
     items_.push_back(item);
+    dates_.push_back(item->createdAt);
     ordinals_[item->id] = ordinal;
     addToFrequencies(ordinal);
     return ordinal;
@@ -205,6 +213,7 @@ void LexicalIndex::adopt(const LexicalIndex& other, Ordinal ordinal) {
     writer.begin(Section::end);
     streams_.append(writer.bytes());
     items_.push_back(other.items_[ordinal]);
+    dates_.push_back(other.dates_[ordinal]);
     ordinals_[items_.back()->id] = ownOrdinal;
     addToFrequencies(ownOrdinal);
 }
@@ -249,7 +258,7 @@ std::size_t LexicalIndex::byteCount() const {
     std::size_t bytes =
         vocabulary_.byteCount() + streams_.byteCount() + postings_.byteCount() + tally_.byteCount();
     bytes += frequencies_.capacity() * sizeof(std::uint32_t);
-    bytes += items_.capacity() * sizeof(CrumbItemPointer);
+    bytes += items_.capacity() * sizeof(CrumbItemPointer) + dates_.capacity() * sizeof(Date);
     bytes += ordinals_.size() * mapNode + ordinals_.bucket_count() * sizeof(void*);
     for (const Tag& tag : tags_) {
         bytes += sizeof(Tag) + tag.ordinals.capacity() * sizeof(Ordinal) + 2 * mapNode;

@@ -49,7 +49,12 @@ class LexicalIndex {
     bool hasDead() const { return items_.size() != ordinals_.size(); }
     /// The memory, or null when the ordinal is dead.
     const CrumbItemPointer& item(Ordinal ordinal) const { return items_[ordinal]; }
+    /// Kept for dead memories too.
+    Date createdAt(Ordinal ordinal) const { return dates_[ordinal]; }
     TokenStream stream(Ordinal ordinal) const { return streams_.at(ordinal); }
+
+    /// The length of a memory on which impacts are based: the mean when postings were last derived.
+    double averageLength() const { return averageLength_; }
 
     /// Each token of a memory once, with its fields and impact; in no particular order. Valid
     /// until the next call.
@@ -89,6 +94,7 @@ class LexicalIndex {
     Vocabulary vocabulary_;
     std::vector<std::uint32_t> frequencies_;  // memories alive that hold each token
     std::vector<CrumbItemPointer> items_;     // by ordinal; null = dead
+    std::vector<Date> dates_;                 // when each was created
     std::unordered_map<Uuid, Ordinal> ordinals_;
     TokenStreams streams_;
     Postings postings_;
@@ -96,7 +102,7 @@ class LexicalIndex {
     std::vector<Tag> tags_;
     std::unordered_map<std::string, std::uint32_t> tagNumbers_;
     std::uint64_t totalLength_ = 0;   // tokens of all memories alive
-    double averageLength_ = 0;        // when the postings were last derived: impacts go by it
+    double averageLength_ = 0;      
     std::size_t sortedOrdinals_ = 0;  // how many were there then
     SearchRecord record_;             // kept for its memory
     std::uint64_t version_ = 0;

@@ -1,0 +1,207 @@
+#include "retrieval/LexicalScorer.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <unordered_map>
+
+namespace nookery {
+namespace {
+
+using BlockCells = std::array<Cell, CellMap::blockSize>;
+
+std::size_t countHits(CellMap::Block cells, Cell mask) {
+    std::uint16_t count = 0;
+    for (const Cell cell : cells) count = static_cast<std::uint16_t>(count + ((cell & mask) != 0));
+    return count;
+}
+
+void unite(BlockCells& united, CellMap::Block cells) {
+    for (std::size_t i = 0; i < united.size(); ++i) united[i] |= cells[i];
+}
+
+}  // namespace
+
+TagEvidence::TagEvidence(const LexicalIndex& index, const std::vector<std::string>& requested,
+                         const std::vector<std::string>& plain) {
+    struct Counts {
+        std::uint8_t requested = 0;
+        std::uint8_t plain = 0;
+    };
+    std::unordered_map<Ordinal, Counts> counts;
+    const auto count = [&](const std::string& tag, std::uint8_t Counts::*counter) {
+        const auto* ordinals = index.taggedWith(tag);
+        if (ordinals == nullptr) return;
+        for (const Ordinal ordinal : *ordinals) {
+            if (!index.isAlive(ordinal)) continue;
+            std::uint8_t& held = counts[ordinal].*counter;
+            if (held < 255) ++held;
+        }
+    };
+    for (const std::string& tag : requested) count(tag, &Counts::requested);
+    for (const std::string& tag : plain) count(tag, &Counts::plain);
+    cells_.reset(index.ordinalCount());
+    for (const auto& [ordinal, held] : counts) cells_.merge(ordinal, held.requested, held.plain);
+    cells_.summarise();
+}
+
+/// The best memories so far, worst of them on top.
+class LexicalScorer::Best {
+  public:
+    Best(const LexicalIndex& index, std::size_t limit) : index_(index), limit_(limit) {}
+
+    /// Whether a memory of this score could come in.
+    bool admits(double score) const {
+        return heap_.size() < limit_ || score >= heap_.front().score;
+    }
+
+    void offer(Ordinal ordinal, double score) {
+        const ScoredMemory offered{ordinal, score};
+        const auto before = [this](const ScoredMemory& a, const ScoredMemory& b) {
+            return isBefore(a, b);
+        };
+        if (heap_.size() == limit_) {
+            if (limit_ == 0 || !isBefore(offered, heap_.front())) return;
+            std::pop_heap(heap_.begin(), heap_.end(), before);
+            heap_.pop_back();
+        }
+        heap_.push_back(offered);
+        std::push_heap(heap_.begin(), heap_.end(), before);
+    }
+
+    std::vector<ScoredMemory> take() {
+        std::sort(heap_.begin(), heap_.end(), [this](const ScoredMemory& a, const ScoredMemory& b) {
+            return isBefore(a, b);
+        });
+        return std::move(heap_);
+    }
+
+  private:
+    bool isBefore(const ScoredMemory& a, const ScoredMemory& b) const {
+        if (a.score != b.score) return a.score > b.score;
+        const Date dateOfA = index_.createdAt(a.ordinal);
+        const Date dateOfB = index_.createdAt(b.ordinal);
+        if (dateOfA != dateOfB) return dateOfA > dateOfB;
+        return index_.item(a.ordinal)->id < index_.item(b.ordinal)->id;
+    }
+
+    const LexicalIndex& index_;
+    std::size_t limit_;
+    std::vector<ScoredMemory> heap_;
+};
+
+LexicalScorer::LexicalScorer(const LexicalIndex& index, std::vector<const TermEvidence*> terms,
+                             const TagEvidence* tags)
+    : index_(index), terms_(std::move(terms)), tags_(tags) {
+    double greatest = rankingWeights.people +
+                      rankingWeights.plainTag * static_cast<double>(terms_.size());
+    for (const TermEvidence* term : terms_) greatest += term->greatest();
+    requestedTagWorth_ = rankingWeights.requestedTag + (terms_.empty() ? 0 : greatest);
+    for (std::size_t held = 0; held <= terms_.size(); ++held) {
+        const double share = static_cast<double>(held) /
+                             static_cast<double>(std::max<std::size_t>(terms_.size(), 1));
+        coverage_.push_back(std::pow(share, rankingWeights.coveragePower));
+    }
+}
+
+double LexicalScorer::tagScore(Cell cell) const {
+    return requestedTagWorth_ * static_cast<double>(TagEvidence::requestedCount(cell)) +
+           rankingWeights.plainTag * static_cast<double>(TagEvidence::plainCount(cell));
+}
+
+double LexicalScorer::score(const Cell* termCells, Cell tagCell) const {
+    double weight = 0;
+    double relevance = 0;
+    std::size_t held = 0;
+    std::uint8_t bits = 0;
+    for (std::size_t i = 0; i < terms_.size(); ++i) {
+        const Cell cell = termCells[i];
+        if (cell == 0) continue;
+        weight += terms_[i]->weight(cell);
+        relevance += terms_[i]->relevance(cell);
+        bits |= bitsOf(cell);
+        ++held;
+    }
+    if ((bits & peopleBit) != 0) weight += rankingWeights.people;
+    if (tagCell != 0) weight += tagScore(tagCell);
+    return weight + coverage_[held] * relevance;
+}
+
+double LexicalScorer::scoreOf(Ordinal ordinal) const {
+    std::vector<Cell> cells;
+    for (const TermEvidence* term : terms_) cells.push_back(term->cells().at(ordinal));
+    return score(cells.data(), tags_ == nullptr ? Cell{0} : tags_->cells().at(ordinal));
+}
+
+double LexicalScorer::examine(std::size_t block, std::size_t& hitCount) const {
+    std::vector<Cell>& summaries = scratch_;
+    summaries.clear();
+    std::size_t active = 0;
+    const CellMap* only = nullptr;
+    for (const TermEvidence* term : terms_) {
+        summaries.push_back(term->cells().summary(block));
+        if (summaries.back() == 0) continue;
+        ++active;
+        only = &term->cells();
+    }
+    const Cell tagSummary = tags_ == nullptr ? Cell{0} : tags_->cells().summary(block);
+    if (active == 0 && tagSummary == 0) return 0;
+    if (active == 1 && tagSummary == 0) {
+        hitCount = countHits(only->block(block), hitBits);
+    } else {
+        BlockCells united{};
+        for (std::size_t i = 0; i < terms_.size(); ++i) {
+            if (summaries[i] != 0) unite(united, terms_[i]->cells().block(block));
+        }
+        for (Cell& cell : united) cell &= hitBits;
+        if (tagSummary != 0) unite(united, tags_->cells().block(block));
+        hitCount = countHits(CellMap::Block(united), 0xFFFF);
+    }
+    return hitCount == 0 ? 0 : score(summaries.data(), tagSummary);
+}
+
+void LexicalScorer::scan(std::size_t block, Best& best) const {
+    const std::size_t termCount = terms_.size();
+    scratch_.resize(termCount);
+    for (std::size_t i = 0; i < CellMap::blockSize; ++i) {
+        Cell all = 0;
+        for (std::size_t t = 0; t < termCount; ++t) {
+            scratch_[t] = terms_[t]->cells().block(block)[i];
+            all |= scratch_[t];
+        }
+        const Cell tagCell = tags_ == nullptr ? Cell{0} : tags_->cells().block(block)[i];
+        if ((all & hitBits) == 0 && tagCell == 0) continue;
+        const double total = score(scratch_.data(), tagCell);
+        if (best.admits(total)) {
+            best.offer(static_cast<Ordinal>(block * CellMap::blockSize + i), total);
+        }
+    }
+}
+
+LexicalRanking LexicalScorer::rank(std::size_t limit) const {
+    LexicalRanking ranking;
+    const std::size_t blockCount =
+        (index_.ordinalCount() + CellMap::blockSize - 1) / CellMap::blockSize;
+    std::vector<BlockBound> bounds;
+    for (std::size_t block = 0; block < blockCount; ++block) {
+        std::size_t hits = 0;
+        const double bound = examine(block, hits);
+        if (hits == 0) continue;
+        ranking.totalCount += hits;
+        bounds.push_back({bound, static_cast<std::uint32_t>(block)});
+    }
+    const auto later = [](const BlockBound& a, const BlockBound& b) {
+        return a.bound != b.bound ? a.bound < b.bound : a.block > b.block;
+    };
+    std::make_heap(bounds.begin(), bounds.end(), later);
+    Best best(index_, limit);
+    while (!bounds.empty() && best.admits(bounds.front().bound)) {
+        scan(bounds.front().block, best);
+        std::pop_heap(bounds.begin(), bounds.end(), later);
+        bounds.pop_back();
+    }
+    ranking.best = best.take();
+    return ranking;
+}
+
+}  // namespace nookery

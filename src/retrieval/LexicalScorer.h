@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "retrieval/CellMap.h"
+#include "retrieval/LexicalIndex.h"
+#include "retrieval/TermEvidence.h"
+
+namespace nookery {
+
+/// How many of the query's tags each memory carries: requested ones in a cell's bits, plain words
+/// that equal a tag in its strength.
+class TagEvidence {
+  public:
+    TagEvidence(const LexicalIndex& index, const std::vector<std::string>& requested,
+                const std::vector<std::string>& plain);
+
+    const CellMap& cells() const { return cells_; }
+    static std::size_t requestedCount(Cell cell) { return bitsOf(cell); }
+    static std::size_t plainCount(Cell cell) { return strengthOf(cell); }
+
+  private:
+    CellMap cells_;
+};
+
+struct ScoredMemory {
+    Ordinal ordinal = 0;
+    double score = 0;
+};
+
+struct LexicalRanking {
+    std::vector<ScoredMemory> best;  ///< highest score first; ties: newer first, then by id
+    std::size_t totalCount = 0;      ///< all hits
+};
+
+/// Puts the evidence of a query's terms together: one score a memory, the best few, and the exact
+/// number of hits.
+///
+/// score = tags + people + sum of the terms' weights
+///         + (share of the query's words held)^coveragePower * sum of the terms' relevance
+///
+/// A requested tag is worth more than everything else together. Blocks of memories whose best
+/// possible score is too low are counted and not looked into.
+class LexicalScorer {
+  public:
+    /// The evidence must stay while the scorer is used; `tags` may be null.
+    LexicalScorer(const LexicalIndex& index, std::vector<const TermEvidence*> terms,
+                  const TagEvidence* tags);
+
+    LexicalRanking rank(std::size_t limit) const;
+    double scoreOf(Ordinal ordinal) const;
+    /// What one requested tag adds.
+    double requestedTagWorth() const { return requestedTagWorth_; }
+
+  private:
+    struct BlockBound {
+        double bound = 0;
+        std::uint32_t block = 0;
+    };
+    class Best;
+
+    double tagScore(Cell cell) const;
+    double score(const Cell* termCells, Cell tagCell) const;
+    /// Counts the block's hits and says the best score that any of them can have.
+    double examine(std::size_t block, std::size_t& hitCount) const;
+    void scan(std::size_t block, Best& best) const;
+
+    const LexicalIndex& index_;
+    std::vector<const TermEvidence*> terms_;
+    const TagEvidence* tags_;
+    std::vector<double> coverage_;  // by number of terms held
+    double requestedTagWorth_ = 0;
+    mutable std::vector<Cell> scratch_;  // a cell a term
+};
+
+}  // namespace nookery
