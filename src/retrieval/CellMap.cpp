@@ -12,23 +12,30 @@ void CellMap::reset(std::size_t count) {
     cells_.resize(blocks * blockSize, 0);
     touched_.assign(blocks, 0);
     summaries_.assign(blocks, 0);
+    counts_.assign(blocks, 0);
+    totalCount_ = 0;
 }
 
-void CellMap::summarise() {
+void CellMap::summarise(Cell countedBits) {
     for (std::size_t i = 0; i < touched_.size(); ++i) {
         if (touched_[i] == 0) continue;
         Cell bits = 0;
         Cell strongest = 0;
+        std::uint16_t count = 0;
         for (const Cell cell : block(i)) {
             bits |= cell;
             strongest = std::max<Cell>(strongest, cell >> 8);
+            count = static_cast<std::uint16_t>(count + ((cell & countedBits) != 0));
         }
+        counts_[i] = count;
+        totalCount_ += count;
         summaries_[i] = makeCell(bitsOf(bits), static_cast<std::uint8_t>(strongest));
     }
 }
 
 std::size_t CellMap::byteCount() const {
-    return (cells_.capacity() + summaries_.capacity()) * sizeof(Cell) + touched_.capacity();
+    return (cells_.capacity() + summaries_.capacity() + counts_.capacity()) * sizeof(Cell) +
+           touched_.capacity();
 }
 
 }  // namespace nookery

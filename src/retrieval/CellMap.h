@@ -36,8 +36,9 @@ class CellMap {
         cells_[ordinal] = makeCell(bitsOf(cell) | bits, kept > strength ? kept : strength);
     }
 
-    /// Makes the summaries; to be called after the last `merge`.
-    void summarise();
+    /// Makes the summaries and counts the cells that have any of these bits; to be called after
+    /// the last `merge`.
+    void summarise(Cell countedBits);
 
     std::size_t blockCount() const { return summaries_.size(); }
     Block block(std::size_t index) const {
@@ -45,6 +46,9 @@ class CellMap {
     }
     /// All bits and the greatest strength of a block; 0 when all of its cells are.
     Cell summary(std::size_t index) const { return summaries_[index]; }
+    /// How many cells of a block, and of all, were counted.
+    std::size_t count(std::size_t index) const { return counts_[index]; }
+    std::size_t totalCount() const { return totalCount_; }
     Cell at(Ordinal ordinal) const { return cells_[ordinal]; }
 
     std::size_t byteCount() const;
@@ -52,7 +56,9 @@ class CellMap {
   private:
     std::vector<Cell> cells_;  // whole blocks
     std::vector<Cell> summaries_;
+    std::vector<std::uint16_t> counts_;
     std::vector<std::uint8_t> touched_;  // by block
+    std::size_t totalCount_ = 0;
 };
 
 }  // namespace nookery

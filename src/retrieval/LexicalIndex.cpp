@@ -248,6 +248,16 @@ const std::vector<Ordinal>* LexicalIndex::taggedWith(const std::string& tag) con
     return &tags_[found->second].ordinals;
 }
 
+std::vector<std::string> LexicalIndex::tagsOf(Ordinal ordinal) const {
+    std::vector<std::string> names;
+    TokenStream stream = streams_.at(ordinal);
+    while (stream.next()) {
+        if (!stream.atToken() || stream.section() != Section::tags) continue;
+        names.push_back(tags_[stream.token()].name);
+    }
+    return names;
+}
+
 std::span<const TokenTally::Entry> LexicalIndex::tokensOf(Ordinal ordinal) const {
     tally_.count(streams_.at(ordinal), vocabulary_.size());
     return tally_.entries();

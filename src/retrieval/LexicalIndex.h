@@ -68,6 +68,7 @@ class LexicalIndex {
     std::uint32_t documentFrequency(TokenId token) const { return frequencies_[token]; }
     const Postings& postings() const { return postings_; }
 
+    std::vector<std::string> tagsOf(Ordinal ordinal) const;
     /// The memories that hold a tag (comparable form), dead ones among them; null when none is
     /// alive.
     const std::vector<Ordinal>* taggedWith(const std::string& tag) const;
@@ -101,8 +102,8 @@ class LexicalIndex {
     mutable TokenTally tally_;
     std::vector<Tag> tags_;
     std::unordered_map<std::string, std::uint32_t> tagNumbers_;
-    std::uint64_t totalLength_ = 0;   // tokens of all memories alive
-    double averageLength_ = 0;      
+    std::uint64_t totalLength_ = 0;  // tokens of all memories alive
+    double averageLength_ = 0;
     std::size_t sortedOrdinals_ = 0;  // how many were there then
     SearchRecord record_;             // kept for its memory
     std::uint64_t version_ = 0;

@@ -10,9 +10,9 @@ namespace {
 
 using BlockCells = std::array<Cell, CellMap::blockSize>;
 
-std::size_t countHits(CellMap::Block cells, Cell mask) {
+std::size_t countHits(const BlockCells& cells) {
     std::uint16_t count = 0;
-    for (const Cell cell : cells) count = static_cast<std::uint16_t>(count + ((cell & mask) != 0));
+    for (const Cell cell : cells) count = static_cast<std::uint16_t>(count + (cell != 0));
     return count;
 }
 
@@ -42,7 +42,7 @@ TagEvidence::TagEvidence(const LexicalIndex& index, const std::vector<std::strin
     for (const std::string& tag : plain) count(tag, &Counts::plain);
     cells_.reset(index.ordinalCount());
     for (const auto& [ordinal, held] : counts) cells_.merge(ordinal, held.requested, held.plain);
-    cells_.summarise();
+    cells_.summarise(0xFFFF);
 }
 
 /// The best memories so far, worst of them on top.
@@ -52,7 +52,8 @@ class LexicalScorer::Best {
 
     /// Whether a memory of this score could come in.
     bool admits(double score) const {
-        return heap_.size() < limit_ || score >= heap_.front().score;
+        if (heap_.size() < limit_) return true;
+        return limit_ > 0 && score >= heap_.front().score;
     }
 
     void offer(Ordinal ordinal, double score) {
@@ -61,7 +62,7 @@ class LexicalScorer::Best {
             return isBefore(a, b);
         };
         if (heap_.size() == limit_) {
-            if (limit_ == 0 || !isBefore(offered, heap_.front())) return;
+            if (!isBefore(offered, heap_.front())) return;
             std::pop_heap(heap_.begin(), heap_.end(), before);
             heap_.pop_back();
         }
@@ -70,9 +71,8 @@ class LexicalScorer::Best {
     }
 
     std::vector<ScoredMemory> take() {
-        std::sort(heap_.begin(), heap_.end(), [this](const ScoredMemory& a, const ScoredMemory& b) {
-            return isBefore(a, b);
-        });
+        std::sort(heap_.begin(), heap_.end(),
+                  [this](const ScoredMemory& a, const ScoredMemory& b) { return isBefore(a, b); });
         return std::move(heap_);
     }
 
@@ -93,8 +93,8 @@ class LexicalScorer::Best {
 LexicalScorer::LexicalScorer(const LexicalIndex& index, std::vector<const TermEvidence*> terms,
                              const TagEvidence* tags)
     : index_(index), terms_(std::move(terms)), tags_(tags) {
-    double greatest = rankingWeights.people +
-                      rankingWeights.plainTag * static_cast<double>(terms_.size());
+    double greatest =
+        rankingWeights.people + rankingWeights.plainTag * static_cast<double>(terms_.size());
     for (const TermEvidence* term : terms_) greatest += term->greatest();
     requestedTagWorth_ = rankingWeights.requestedTag + (terms_.empty() ? 0 : greatest);
     for (std::size_t held = 0; held <= terms_.size(); ++held) {
@@ -137,17 +137,17 @@ double LexicalScorer::examine(std::size_t block, std::size_t& hitCount) const {
     std::vector<Cell>& summaries = scratch_;
     summaries.clear();
     std::size_t active = 0;
-    const CellMap* only = nullptr;
+    std::size_t only = 0;
     for (const TermEvidence* term : terms_) {
         summaries.push_back(term->cells().summary(block));
         if (summaries.back() == 0) continue;
         ++active;
-        only = &term->cells();
+        only = term->cells().count(block);
     }
     const Cell tagSummary = tags_ == nullptr ? Cell{0} : tags_->cells().summary(block);
     if (active == 0 && tagSummary == 0) return 0;
     if (active == 1 && tagSummary == 0) {
-        hitCount = countHits(only->block(block), hitBits);
+        hitCount = only;
     } else {
         BlockCells united{};
         for (std::size_t i = 0; i < terms_.size(); ++i) {
@@ -155,7 +155,7 @@ double LexicalScorer::examine(std::size_t block, std::size_t& hitCount) const {
         }
         for (Cell& cell : united) cell &= hitBits;
         if (tagSummary != 0) unite(united, tags_->cells().block(block));
-        hitCount = countHits(CellMap::Block(united), 0xFFFF);
+        hitCount = countHits(united);
     }
     return hitCount == 0 ? 0 : score(summaries.data(), tagSummary);
 }
@@ -178,12 +178,24 @@ void LexicalScorer::scan(std::size_t block, Best& best) const {
     }
 }
 
+std::size_t LexicalScorer::blockCount() const {
+    return (index_.ordinalCount() + CellMap::blockSize - 1) / CellMap::blockSize;
+}
+
+std::size_t LexicalScorer::countUpTo(std::size_t enough) const {
+    std::size_t count = 0;
+    for (std::size_t block = 0; block < blockCount() && count < enough; ++block) {
+        std::size_t hits = 0;
+        examine(block, hits);
+        count += hits;
+    }
+    return count;
+}
+
 LexicalRanking LexicalScorer::rank(std::size_t limit) const {
     LexicalRanking ranking;
-    const std::size_t blockCount =
-        (index_.ordinalCount() + CellMap::blockSize - 1) / CellMap::blockSize;
     std::vector<BlockBound> bounds;
-    for (std::size_t block = 0; block < blockCount; ++block) {
+    for (std::size_t block = 0; block < blockCount(); ++block) {
         std::size_t hits = 0;
         const double bound = examine(block, hits);
         if (hits == 0) continue;

@@ -51,6 +51,8 @@ class LexicalScorer {
                   const TagEvidence* tags);
 
     LexicalRanking rank(std::size_t limit) const;
+    /// The number of hits; at least `enough` when there are more than that.
+    std::size_t countUpTo(std::size_t enough) const;
     double scoreOf(Ordinal ordinal) const;
     /// What one requested tag adds.
     double requestedTagWorth() const { return requestedTagWorth_; }
@@ -62,6 +64,7 @@ class LexicalScorer {
     };
     class Best;
 
+    std::size_t blockCount() const;
     double tagScore(Cell cell) const;
     double score(const Cell* termCells, Cell tagCell) const;
     /// Counts the block's hits and says the best score that any of them can have.

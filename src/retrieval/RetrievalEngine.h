@@ -34,6 +34,26 @@ struct DeepSearchResult {
 
 /// Finds memories. Holds the index of the library in memory and nothing on disk; always describes
 /// exactly the memories it was given. Main thread, except where said.
+///
+/// How a memory gets in, a file a stage:
+///   FoldTable, TextNormalizer   text to comparable forms, and these to tokens
+///   Hashtags, SearchRecord      the texts and tags of a memory that are searched
+///   Vocabulary                  the distinct tokens, found by any part of them
+///   TokenStreams, TokenTally    what a memory holds, written once; each token's place and weight
+///   Postings, LexicalIndex      which memories hold a token; adding, removing, compacting
+/// How it is found:
+///   Query                       what was typed, as terms and tags
+///   PhraseMatcher               terms of several tokens ("e-mail")
+///   TermEvidence, CellMap       one term: for every memory, where it stands and how strongly
+///   LexicalScorer               all terms: the best memories and the number of hits
+///   LexicalSearch, SearchHints  the lexical stage from text to ranked hits with their reasons
+///   VectorMatrix, Association   similarity of meaning, and what memories have in common
+///   DeepSearchGathering, DeepScore, DeepSearch   the final order
+///   Excerpt, SearchExplanation  what people see of it
+/// The numbers are in RankingWeights and DeepScore.
+///
+/// A term of one token stands in a text exactly when it stands inside one of the text's tokens.
+/// So the vocabulary answers which tokens hold it, their postings which memories; no text is read.
 class RetrievalEngine {
   public:
     RetrievalEngine();
@@ -41,7 +61,7 @@ class RetrievalEngine {
 
     /// Adds a memory, or replaces all that is known of one with this id (its vector stays).
     void put(const CrumbItemPointer& item, const MemoryFacets& facets);
-    /// As `put` for each, faster: use for loading.
+    /// As `put` for each, faster: use for loading. `facets` has an entry for each item, or none.
     void putAll(std::span<const CrumbItemPointer> items, const std::vector<MemoryFacets>& facets);
     void remove(const Uuid& id);
     void clear();

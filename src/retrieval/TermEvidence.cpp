@@ -11,8 +11,8 @@ namespace nookery {
 namespace {
 
 constexpr double strongest = 255;
-constexpr std::array<const char*, matchKindCount> kindNames{"whole word", "same stem",
-                                                            "beginning", "inside"};
+constexpr std::array<const char*, matchKindCount> kindNames{"whole word", "same stem", "beginning",
+                                                            "inside"};
 
 std::size_t indexOf(SearchField field) { return static_cast<std::size_t>(field); }
 
@@ -20,7 +20,9 @@ std::size_t indexOf(SearchField field) { return static_cast<std::size_t>(field);
 double rarityOf(double memoryCount, std::size_t collectionSize) {
     const auto size = static_cast<double>(collectionSize);
     const double count = std::min(memoryCount, size);
-    const auto surprise = [&](double held) { return std::log(1 + (size - held + 0.5) / (held + 0.5)); };
+    const auto surprise = [&](double held) {
+        return std::log(1 + (size - held + 0.5) / (held + 0.5));
+    };
     return surprise(count) / surprise(0);
 }
 
@@ -83,7 +85,7 @@ class TermLookup {
         } else {
             useCorrections();
         }
-        evidence_.cells_.summarise();
+        evidence_.cells_.summarise(hitBits);
         std::sort(evidence_.tokens_.begin(), evidence_.tokens_.end());
     }
 
@@ -197,10 +199,10 @@ class TermLookup {
             scatter(form.tokens[kind], strengths, rule);
             for (const PhraseHit& hit : form.phraseHits) {
                 if (static_cast<std::size_t>(hit.found.kind) != kind) continue;
-                evidence_.cells_.merge(hit.ordinal,
-                                       static_cast<std::uint8_t>((hit.found.mask & rule.kept) |
-                                                                 rule.added),
-                                       strengths[hit.found.impact]);
+                evidence_.cells_.merge(
+                    hit.ordinal,
+                    static_cast<std::uint8_t>((hit.found.mask & rule.kept) | rule.added),
+                    strengths[hit.found.impact]);
             }
             tokenCount += form.tokens[kind].size();
             evidence_.noteTokens(form.tokens[kind], false);
@@ -228,8 +230,7 @@ class TermLookup {
         tokens.insert(tokens.end(), stems.begin(), stems.end());
         std::sort(tokens.begin(), tokens.end());
         tokens.erase(std::unique(tokens.begin(), tokens.end()), tokens.end());
-        std::erase_if(tokens,
-                      [&](TokenId token) { return index_.documentFrequency(token) == 0; });
+        std::erase_if(tokens, [&](TokenId token) { return index_.documentFrequency(token) == 0; });
         if (tokens.empty()) return;
         const double memories = memoriesWith(tokens);
         evidence_.corrected_ = true;
@@ -256,16 +257,16 @@ class TermLookup {
             const Ordinal ordinal = list.ordinals[i];
             if (checkAlive && !index_.isAlive(ordinal)) continue;
             const PostingMark mark = list.marks[i];
-            evidence_.cells_.merge(
-                ordinal, static_cast<std::uint8_t>((mark.mask & rule.kept) | rule.added),
-                strengths[mark.impact]);
+            evidence_.cells_.merge(ordinal,
+                                   static_cast<std::uint8_t>((mark.mask & rule.kept) | rule.added),
+                                   strengths[mark.impact]);
         }
     }
 
     void describe(std::string description, std::size_t tokenCount, double memoryCount,
                   double factor) {
-        evidence_.matches_.push_back({std::move(description), tokenCount,
-                                      static_cast<std::size_t>(memoryCount), factor});
+        evidence_.matches_.push_back(
+            {std::move(description), tokenCount, static_cast<std::size_t>(memoryCount), factor});
     }
 
     const LexicalIndex& index_;
@@ -298,8 +299,7 @@ void TermEvidence::fillWeights(double scale, bool isShort) {
     for (std::size_t row = 0; row < rowCount; ++row) {
         const bool expanded = row == searchFieldCount;
         const double first = expanded || isShort ? 0 : rankingWeights.firstPass[row];
-        const double second =
-            expanded ? rankingWeights.expanded : rankingWeights.secondPass[row];
+        const double second = expanded ? rankingWeights.expanded : rankingWeights.secondPass[row];
         for (std::size_t strength = 0; strength < weights_[row].size(); ++strength) {
             const double worth = second * rankingWeights.greatestStrength * scale *
                                  static_cast<double>(strength) / strongest;
@@ -308,9 +308,7 @@ void TermEvidence::fillWeights(double scale, bool isShort) {
     }
 }
 
-double TermEvidence::greatest() const {
-    return weights_[0].back() + relevanceStep_ * strongest;
-}
+double TermEvidence::greatest() const { return weights_[0].back() + relevanceStep_ * strongest; }
 
 std::uint32_t TermEvidence::sectionsIn(TokenStream stream) const {
     std::uint32_t sections = 0;

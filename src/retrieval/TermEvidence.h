@@ -39,9 +39,7 @@ class TermEvidence {
 
     /// The weights of both passes for a memory's cell: what the term adds to its score, relevance
     /// left out.
-    double weight(Cell cell) const {
-        return weights_[fieldRow(bitsOf(cell))][strengthOf(cell)];
-    }
+    double weight(Cell cell) const { return weights_[fieldRow(bitsOf(cell))][strengthOf(cell)]; }
     /// What the term adds to the relevance, before coverage.
     double relevance(Cell cell) const { return relevanceStep_ * strengthOf(cell); }
     /// At most this is `weight` plus `relevance`, for any memory.
@@ -51,6 +49,8 @@ class TermEvidence {
     const std::vector<TokenId>& tokens() const { return tokens_; }
     /// The tokens reached, not typed: of the same stem, or corrections.
     const std::vector<TokenId>& expandedTokens() const { return expanded_; }
+    /// How many memories the term alone finds.
+    std::size_t hitCount() const { return cells_.totalCount(); }
     bool isCorrected() const { return corrected_; }
     const std::vector<TermMatch>& matches() const { return matches_; }
     double rarity() const { return rarity_; }

@@ -1,0 +1,91 @@
+#include "retrieval/RetrievalEngine.h"
+
+#include "retrieval/DeepSearch.h"
+#include "retrieval/DeepSearchGathering.h"
+#include "retrieval/Excerpt.h"
+#include "retrieval/LexicalIndex.h"
+#include "retrieval/LexicalSearch.h"
+#include "retrieval/SearchExplanation.h"
+#include "retrieval/VectorMatrix.h"
+
+namespace nookery {
+
+class RetrievalEngine::State {
+  public:
+    LexicalIndex index;
+    VectorMatrix vectors;
+    LexicalSearch lexical{index};
+};
+
+RetrievalEngine::RetrievalEngine() : state_(std::make_unique<State>()) {}
+RetrievalEngine::~RetrievalEngine() = default;
+
+void RetrievalEngine::put(const CrumbItemPointer& item, const MemoryFacets& facets) {
+    state_->index.put(item, facets);
+    state_->vectors.setRecord(item);
+}
+
+void RetrievalEngine::putAll(std::span<const CrumbItemPointer> items,
+                             const std::vector<MemoryFacets>& facets) {
+    state_->index.putAll(items, facets);
+    for (const CrumbItemPointer& item : items) state_->vectors.setRecord(item);
+}
+
+void RetrievalEngine::remove(const Uuid& id) {
+    state_->index.remove(id);
+    state_->vectors.remove(id);
+}
+
+void RetrievalEngine::clear() {
+    state_->index.clear();
+    state_->vectors.clear();
+}
+
+std::size_t RetrievalEngine::size() const { return state_->index.size(); }
+
+void RetrievalEngine::setVector(const Uuid& id, std::span<const double> vector) {
+    const auto ordinal = state_->index.ordinalOf(id);
+    if (!ordinal) return;
+    if (vector.empty()) {
+        state_->vectors.remove(id);
+    } else {
+        state_->vectors.set(state_->index.item(*ordinal), vector);
+    }
+}
+
+LexicalSnapshot RetrievalEngine::search(std::string_view searchText, std::size_t limit) const {
+    return state_->lexical.search(searchText, limit);
+}
+
+std::shared_ptr<const DeepSearchRequest> RetrievalEngine::prepareDeepSearch(
+    const LexicalSnapshot& snapshot, const UsageSignals& usage, Date now) const {
+    return gatherDeepSearch(state_->index, state_->vectors, snapshot, usage, now);
+}
+
+DeepSearchResult RetrievalEngine::deepSearch(const DeepSearchRequest& request,
+                                             const TextEmbedder* embedder, std::stop_token stop) {
+    return runDeepSearch(request, embedder, std::move(stop));
+}
+
+std::string RetrievalEngine::excerpt(const CrumbItem& item, const LexicalSnapshot& snapshot,
+                                     std::string_view open, std::string_view close) const {
+    ExcerptTerms terms{parseQuery(snapshot.query).terms, {}};
+    const std::size_t typedCount =
+        std::min(snapshot.literalTerms.size(), snapshot.expandedTerms.size());
+    terms.expanded.assign(snapshot.expandedTerms.begin() + static_cast<std::ptrdiff_t>(typedCount),
+                          snapshot.expandedTerms.end());
+    std::vector<std::string_view> texts{item.note};
+    if (item.text) texts.emplace_back(*item.text);
+    if (item.searchableText != item.text) texts.emplace_back(item.searchableText);
+    return bestPassage(texts, terms, open, close);
+}
+
+std::string RetrievalEngine::explain(std::string_view searchText) const {
+    return explainSearch(state_->index, state_->lexical, searchText);
+}
+
+std::size_t RetrievalEngine::indexByteCount() const {
+    return state_->index.byteCount() + state_->lexical.byteCount();
+}
+
+}  // namespace nookery
