@@ -1,8 +1,10 @@
 #include "backends/SystemPlatform.h"
 
+#include "backends/CloudFolder.h"
 #include "backends/CurlWebFetcher.h"
 #include "backends/DefaultsFile.h"
 #include "backends/DesktopTrash.h"
+#include "backends/InotifyDirectoryEvents.h"
 #include "backends/MagicContentTypes.h"
 #include "backends/MemoryKeyStore.h"
 #include "backends/OpenSslDigest.h"
@@ -32,6 +34,7 @@ struct SystemPlatform::Parts {
     explicit Parts(const SystemPlaces& places)
         : defaults(openDefaultsFile(*files, places.defaultsFile)),
           trash(makeDesktopTrash(*files, clock, places.userData)),
+          cloud(makeCloudFolder(*files, *defaults, places.cloudFolder)),
           embedder(openEmbedder(*files, places.programFolder, log)) {}
 
     StderrLog log;
@@ -44,6 +47,8 @@ struct SystemPlatform::Parts {
     std::unique_ptr<ContentTypeDetector> contentTypes = makeContentTypeDetector();
     std::unique_ptr<DocumentReader> documents = makeDocumentReader();
     std::unique_ptr<PropertyListFormat> propertyLists = makeXmlPropertyLists();
+    std::unique_ptr<DirectoryEvents> directoryEvents = makeInotifyDirectoryEvents();
+    std::unique_ptr<CloudContainer> cloud;
     std::unique_ptr<TextEmbedder> embedder;
     std::unique_ptr<WebFetcher> web = makeCurlWebFetcher();
 
@@ -51,6 +56,7 @@ struct SystemPlatform::Parts {
     std::unique_ptr<LoopQueue> mainLoop = makeLoopQueue(log);
     std::unique_ptr<WorkQueue> snapshotQueue = makeThreadQueue("snapshots", log);
     std::unique_ptr<WorkQueue> captureQueue = makeThreadQueue("capture", log);
+    std::unique_ptr<WorkQueue> inboxQueue = makeThreadQueue("inbox", log);
     std::unique_ptr<WorkQueue> searchQueue = makeThreadQueue("search", log);
     std::unique_ptr<WorkQueue> enrichQueue = makeThreadQueue("enrich", log);
 
@@ -64,11 +70,14 @@ struct SystemPlatform::Parts {
                       .contentTypes = *contentTypes,
                       .documents = *documents,
                       .propertyLists = *propertyLists,
+                      .directoryEvents = *directoryEvents,
+                      .cloud = *cloud,
                       .embedder = embedder.get(),
                       .web = web.get(),
                       .mainQueue = *mainLoop,
                       .snapshotQueue = *snapshotQueue,
                       .captureQueue = *captureQueue,
+                      .inboxQueue = *inboxQueue,
                       .searchQueue = *searchQueue,
                       .enrichQueue = *enrichQueue};
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "backends/WorkQueues.h"
 #include "foundation/FileSystem.h"
@@ -13,6 +14,7 @@ struct SystemPlaces {
     Path defaultsFile;   ///< the settings
     Path userData;       ///< the desktop's own data folder, for the trash
     Path programFolder;  ///< where the program itself lies, for the files shipped with it
+    std::optional<Path> cloudFolder{};  ///< in place of the setting
 };
 
 /// The real world, built once by `main`. Whatever was given the platform must be destroyed before

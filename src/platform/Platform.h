@@ -3,8 +3,10 @@
 namespace nookery {
 
 class Clock;
+class CloudContainer;
 class ContentDigester;
 class ContentTypeDetector;
+class DirectoryEvents;
 class DocumentReader;
 class FileSystem;
 class KeyStore;
@@ -29,6 +31,8 @@ struct Platform {
     const ContentTypeDetector& contentTypes;
     const DocumentReader& documents;
     const PropertyListFormat& propertyLists;
+    DirectoryEvents& directoryEvents;
+    CloudContainer& cloud;
     /// None when the set-up could not provide the model: finding by meaning is then off.
     const TextEmbedder* embedder;
     /// None where the program was built without network access.
@@ -37,6 +41,7 @@ struct Platform {
     WorkQueue& mainQueue;
     WorkQueue& snapshotQueue;
     WorkQueue& captureQueue;
+    WorkQueue& inboxQueue;
     WorkQueue& searchQueue;
     WorkQueue& enrichQueue;
 };

@@ -15,7 +15,8 @@ class FakeDigestStream final : public Sha256Stream {
     void update(std::span<const std::byte> bytes) override {
         for (const std::byte byte : bytes) {
             for (std::size_t i = 0; i < sums_.size(); ++i) {
-                sums_[i] = (sums_[i] ^ std::to_integer<std::uint64_t>(byte)) * (0x100000001b3 + 2 * i);
+                sums_[i] =
+                    (sums_[i] ^ std::to_integer<std::uint64_t>(byte)) * (0x100000001b3 + 2 * i);
             }
         }
     }
@@ -104,7 +105,8 @@ std::optional<std::vector<float>> FakeEmbedder::embedMemory(std::string_view tex
     return vector;
 }
 
-TestPlatform::TestPlatform() : trash(folder / "trash") {}
+TestPlatform::TestPlatform()
+    : trash(folder / "trash"), cloud(files, folder / "drive" / cloudContainerName) {}
 
 Platform TestPlatform::platform() {
     return {.clock = time,
@@ -117,11 +119,14 @@ Platform TestPlatform::platform() {
             .contentTypes = contentTypes,
             .documents = documents,
             .propertyLists = propertyLists,
+            .directoryEvents = directoryEvents,
+            .cloud = cloud,
             .embedder = embedder,
             .web = web,
             .mainQueue = mainQueue,
             .snapshotQueue = snapshotQueue,
             .captureQueue = captureQueue,
+            .inboxQueue = inboxQueue,
             .searchQueue = searchQueue,
             .enrichQueue = enrichQueue};
 }

@@ -10,6 +10,7 @@
 #include "platform/Platform.h"
 #include "platform/PropertyListFormat.h"
 #include "platform/TextEmbedder.h"
+#include "support/FakeInboxWorld.h"
 #include "support/FaultyFileSystem.h"
 #include "support/TemporaryDirectory.h"
 #include "support/VirtualWorld.h"
@@ -83,6 +84,7 @@ class TestPlatform {
     VirtualQueue mainQueue{time};
     VirtualQueue snapshotQueue{time};
     VirtualQueue captureQueue{time};
+    VirtualQueue inboxQueue{time};
     VirtualQueue searchQueue{time};
     VirtualQueue enrichQueue{time};
     MemoryDefaults defaults;
@@ -93,6 +95,8 @@ class TestPlatform {
     FakeContentTypes contentTypes;
     FakeDocuments documents;
     FakePropertyLists propertyLists;
+    FakeDirectoryEvents directoryEvents{files};
+    FakeCloud cloud;
     FakeEmbedder fakeEmbedder;
     WebFetcher* web = nullptr;
     const TextEmbedder* embedder = nullptr;  ///< set to &fakeEmbedder to find by meaning
