@@ -1,0 +1,128 @@
+// How long a start takes until the first search is answered: 100,000 memories of about 1 kB. Peer:
+// reading the same rows with the plain SQLite interface into strings, in the same run.
+
+#include <fmt/format.h>
+#include <sqlite3.h>
+
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <random>
+
+#include "backends/SystemPlatform.h"
+#include "collection/CrumbStore.h"
+
+namespace {
+
+using namespace nookery;
+using Seconds = std::chrono::duration<double>;
+
+constexpr int memoryCount = 100'000;
+constexpr int wordsPerNote = 150;
+
+class Stopwatch {
+  public:
+    double seconds() const {
+        return Seconds(std::chrono::steady_clock::now() - start_).count();
+    }
+
+  private:
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+/// Words as texts have them: the n-th of the vocabulary about 1/n as often as the first.
+class WordSource {
+  public:
+    std::string words(int count) {
+        std::string text;
+        for (int i = 0; i < count; ++i) {
+            const double rank = std::pow(50'000.0, uniform_(random_));
+            text += word(static_cast<unsigned>(rank)) + ' ';
+        }
+        return text;
+    }
+
+  private:
+    static std::string word(unsigned rank) {
+        std::string letters;
+        for (unsigned rest = rank * 2654435761u % 60466176u + 60; rest > 0; rest /= 26) {
+            letters += static_cast<char>('a' + rest % 26);
+        }
+        return letters;
+    }
+
+    std::mt19937 random_{20};
+    std::uniform_real_distribution<double> uniform_{0, 1};
+};
+
+void fill(CrumbStore& store) {
+    WordSource source;
+    for (int begun = 0; begun < memoryCount;) {
+        CrumbItemList batch;
+        for (; batch.size() < 10'000 && begun < memoryCount; ++begun) {
+            CrumbItem item;
+            item.id = Uuid::random();
+            item.title = source.words(5);
+            item.createdAt = Date{1'700'000'000.0 + begun};
+            item.text = source.words(wordsPerNote);
+            batch.push_back(std::make_shared<const CrumbItem>(std::move(item)));
+        }
+        if (const auto failure = store.addRecords(batch, {})) throw Error(*failure);
+    }
+}
+
+double readRows(const Path& database) {
+    const Stopwatch stopwatch;
+    sqlite3* connection = nullptr;
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_open_v2(database.c_str(), &connection, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_prepare_v2(connection, "SELECT title, text_content, note FROM crumbs", -1, &statement,
+                       nullptr);
+    std::vector<std::string> texts;
+    while (sqlite3_step(statement) == SQLITE_ROW) {
+        for (int column = 0; column < 3; ++column) {
+            const auto* text = sqlite3_column_text(statement, column);
+            texts.emplace_back(text == nullptr ? "" : reinterpret_cast<const char*>(text));
+        }
+    }
+    sqlite3_finalize(statement);
+    sqlite3_close(connection);
+    return stopwatch.seconds();
+}
+
+void run(const Path& folder) {
+    const SystemPlatform world(
+        {.defaultsFile = folder / "defaults.json", .userData = folder, .programFolder = folder});
+    const LibraryLayout layout{folder / "data", folder / "cache"};
+    {
+        CrumbStore store(world.platform(), layout, LibraryAccess::writing);
+        store.start(SessionLength::oneCommand);
+        fill(store);
+    }
+    const Stopwatch stopwatch;
+    CrumbStore store(world.platform(), layout, LibraryAccess::writing);
+    store.start(SessionLength::oneCommand);
+    const double started = stopwatch.seconds();
+    store.setSearchText("harbour photographs", 50, SearchDepth::lexical);
+    const double answered = stopwatch.seconds();
+    const double peer = readRows(layout.database());
+    fmt::print("start-up, {} memories of 1 kB: {:.2f} s, first answer after {:.2f} s; "
+               "reading the rows alone: {:.2f} s (ratio {:.1f})\n",
+               memoryCount, started, answered, peer, answered / peer);
+}
+
+}  // namespace
+
+int main() {
+    std::string folder = (std::filesystem::temp_directory_path() / "nookery-bench-XXXXXX").native();
+    if (::mkdtemp(folder.data()) == nullptr) return 1;
+    try {
+        run(folder);
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "startup_bench: {}\n", error.what());
+        std::filesystem::remove_all(folder);
+        return 1;
+    }
+    std::filesystem::remove_all(folder);
+    return 0;
+}
