@@ -3,8 +3,7 @@
 #include <map>
 
 #include "collection/CrumbStoreParts.h"
-#include "foundation/Text.h"
-// #include "retrieval/Hashtags.h"
+#include "retrieval/Hashtags.h"
 
 namespace nookery {
 
@@ -73,9 +72,11 @@ std::vector<std::string> CrumbStore::tagsOf(const Uuid& id) const {
     const auto item = parts_->memories.find(id);
     if (!item) return {};
     std::map<std::string, std::string> bySpelling;
-    for (const std::string& tag : std::vector<std::string>{}) bySpelling.emplace(tag, tag);
+    for (const std::string& text : {item->title, item->note}) {
+        for (const std::string& tag : hashtagsIn(text)) bySpelling.emplace(tag, tag);
+    }
     for (const std::string& tag : parts_->annotations.manualTags(id)) {
-        bySpelling[lowerCased(tag)] = tag;
+        bySpelling[comparableTag(tag)] = tag;
     }
     std::vector<std::string> tags;
     for (const auto& [lower, spelling] : bySpelling) tags.push_back(spelling);

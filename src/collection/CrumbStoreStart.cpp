@@ -5,6 +5,7 @@
 #include "collection/CrumbStore.h"
 #include "collection/CrumbStoreParts.h"
 #include "collection/LibraryLoader.h"
+#include "collection/TextForMeaning.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/TextEmbedder.h"
@@ -160,7 +161,7 @@ void CrumbStore::Parts::renewEmbeddings(const std::vector<Uuid>& ids) {
 std::optional<std::string> CrumbStore::Parts::embeddingTextOf(const Uuid& id) const {
     const auto item = memories.find(id);
     if (!item) return std::nullopt;
-    return item->title;
+    return textForMeaning(*item);
 }
 
 void CrumbStore::Parts::storeEmbeddings(const EmbeddingWorker::Results& results) {

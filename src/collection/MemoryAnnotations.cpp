@@ -12,6 +12,7 @@
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/UserDefaults.h"
+#include "retrieval/Hashtags.h"
 
 namespace nookery {
 namespace {
@@ -79,8 +80,9 @@ std::vector<std::string> tidied(const std::vector<std::string>& tags) {
     std::map<std::string, std::string> bySpelling;
     for (const std::string& tag : tags) {
         std::string_view bare = trimmed(tag);
-        while (bare.starts_with('#')) bare = trimmed(bare.substr(1));
-        if (!bare.empty()) bySpelling.emplace(lowerCased(bare), bare);
+        if (bare.starts_with('#')) bare = trimmed(bare.substr(1));
+        const std::string comparable = comparableTag(bare);
+        if (!comparable.empty()) bySpelling.emplace(comparable, bare);
     }
     std::vector<std::string> result;
     for (const auto& [lower, spelling] : bySpelling) result.push_back(spelling);
