@@ -50,7 +50,8 @@ class Published {
         announce();
     }
 
-    [[nodiscard]] Subscription subscribe(Observer observer) {
+    /// Watching changes nothing, so that whoever may read the value may watch it too.
+    [[nodiscard]] Subscription subscribe(Observer observer) const {
         auto held = std::make_shared<Observer>(std::move(observer));
         observers_.push_back(held);
         return Subscription(held);
@@ -66,7 +67,7 @@ class Published {
     }
 
     T value_{};
-    std::vector<std::weak_ptr<Observer>> observers_;
+    mutable std::vector<std::weak_ptr<Observer>> observers_;
 };
 
 }  // namespace nookery

@@ -4,6 +4,7 @@
 
 #include "collection/CrumbRecoverySnapshots.h"
 #include "collection/DefaultsKeys.h"
+#include "collection/LibraryLock.h"
 #include "support/TestPlatform.h"
 
 namespace nookery {
