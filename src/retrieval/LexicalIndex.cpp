@@ -79,7 +79,11 @@ const MemoryFacets noFacets;
 
 }  // namespace
 
-LexicalIndex::LexicalIndex() : averageLength_(assumedAverageLength) {}
+LexicalIndex::LexicalIndex(const RankingWeights& weights)
+    : weights_(weights),
+      meanings_(sectionMeanings(weights)),
+      tally_(meanings_),
+      averageLength_(assumedAverageLength) {}
 
 void LexicalIndex::put(const CrumbItemPointer& item, const MemoryFacets& facets) {
     ++version_;
@@ -116,7 +120,7 @@ void LexicalIndex::remove(const Uuid& id) {
 
 void LexicalIndex::clear() {
     const std::uint64_t version = version_;
-    *this = {};
+    *this = LexicalIndex(weights_);
     version_ = version + 1;
 }
 
@@ -156,8 +160,8 @@ void LexicalIndex::addToFrequencies(Ordinal ordinal) {
 void LexicalIndex::addPostings(Ordinal ordinal) {
     // `append` has just tallied this memory.
     for (const auto& entry : tally_.entries()) {
-        const std::uint8_t impact =
-            impactOf(entry.mask, entry.weightedFrequency, tally_.length(), averageLength_);
+        const std::uint8_t impact = impactOf(weights_, entry.mask, entry.weightedFrequency,
+                                             tally_.length(), averageLength_);
         postings_.append(entry.token, ordinal, {entry.mask, impact});
     }
 }
@@ -183,7 +187,7 @@ void LexicalIndex::rebuildWhenDue() {
 
 /// Leaves out the dead memories, and the tokens and tags that only they held.
 void LexicalIndex::compact() {
-    LexicalIndex compacted;
+    LexicalIndex compacted(weights_);
     compacted.items_.reserve(ordinals_.size());
     compacted.ordinals_.reserve(ordinals_.size());
     for (Ordinal ordinal = 0; ordinal < items_.size(); ++ordinal) {
@@ -227,8 +231,8 @@ void LexicalIndex::derivePostings() {
         if (!isAlive(ordinal)) continue;
         tally_.count(streams_.at(ordinal), vocabulary_.size());
         for (const auto& entry : tally_.entries()) {
-            const std::uint8_t impact =
-                impactOf(entry.mask, entry.weightedFrequency, tally_.length(), averageLength_);
+            const std::uint8_t impact = impactOf(weights_, entry.mask, entry.weightedFrequency,
+                                                 tally_.length(), averageLength_);
             postings_.place(entry.token, ordinal, {entry.mask, impact});
         }
     }

@@ -29,7 +29,10 @@ namespace nookery {
 /// Main thread.
 class LexicalIndex {
   public:
-    LexicalIndex();
+    explicit LexicalIndex(const RankingWeights& weights = {});
+
+    const RankingWeights& weights() const { return weights_; }
+    const SectionMeanings& meanings() const { return meanings_; }
 
     void put(const CrumbItemPointer& item, const MemoryFacets& facets);
     /// `facets` has one entry for each item, or none at all.
@@ -92,6 +95,8 @@ class LexicalIndex {
     void derivePostings();
     std::uint32_t tagNumber(const std::string& name);
 
+    RankingWeights weights_;
+    SectionMeanings meanings_;
     Vocabulary vocabulary_;
     std::vector<std::uint32_t> frequencies_;  // memories alive that hold each token
     std::vector<CrumbItemPointer> items_;     // by ordinal; null = dead

@@ -94,19 +94,19 @@ LexicalScorer::LexicalScorer(const LexicalIndex& index, std::vector<const TermEv
                              const TagEvidence* tags)
     : index_(index), terms_(std::move(terms)), tags_(tags) {
     double greatest =
-        rankingWeights.people + rankingWeights.plainTag * static_cast<double>(terms_.size());
+        index_.weights().people + index_.weights().plainTag * static_cast<double>(terms_.size());
     for (const TermEvidence* term : terms_) greatest += term->greatest();
-    requestedTagWorth_ = rankingWeights.requestedTag + (terms_.empty() ? 0 : greatest);
+    requestedTagWorth_ = index_.weights().requestedTag + (terms_.empty() ? 0 : greatest);
     for (std::size_t held = 0; held <= terms_.size(); ++held) {
         const double share = static_cast<double>(held) /
                              static_cast<double>(std::max<std::size_t>(terms_.size(), 1));
-        coverage_.push_back(std::pow(share, rankingWeights.coveragePower));
+        coverage_.push_back(std::pow(share, index_.weights().coveragePower));
     }
 }
 
 double LexicalScorer::tagScore(Cell cell) const {
     return requestedTagWorth_ * static_cast<double>(TagEvidence::requestedCount(cell)) +
-           rankingWeights.plainTag * static_cast<double>(TagEvidence::plainCount(cell));
+           index_.weights().plainTag * static_cast<double>(TagEvidence::plainCount(cell));
 }
 
 double LexicalScorer::score(const Cell* termCells, Cell tagCell) const {
@@ -122,7 +122,7 @@ double LexicalScorer::score(const Cell* termCells, Cell tagCell) const {
         bits |= bitsOf(cell);
         ++held;
     }
-    if ((bits & peopleBit) != 0) weight += rankingWeights.people;
+    if ((bits & peopleBit) != 0) weight += index_.weights().people;
     if (tagCell != 0) weight += tagScore(tagCell);
     return weight + coverage_[held] * relevance;
 }

@@ -106,14 +106,16 @@ std::optional<PhraseMatcher::Found> PhraseMatcher::find(TokenStream stream) cons
         if (line.size() < pieces_.size() || stream.section() == Section::tags) continue;
         const auto window = std::span<const TokenId>(line).last(pieces_.size());
         if (!fitsAll(window)) continue;
-        const SectionMeaning meaning = meaningOf(stream.section());
+        const SectionMeaning& meaning =
+            index_.meanings()[static_cast<std::size_t>(stream.section())];
         found.mask |= meaning.mask;
         found.kind = std::min(found.kind, kindOf(window));
         found.sections |= 1U << static_cast<unsigned>(stream.section());
         frequency += meaning.frequency;
     }
     if (found.mask == 0) return std::nullopt;
-    found.impact = impactOf(found.mask, frequency, length, index_.averageLength());
+    found.impact =
+        impactOf(index_.weights(), found.mask, frequency, length, index_.averageLength());
     return found;
 }
 

@@ -51,8 +51,6 @@ struct RankingWeights {
     double correctionShare = 0.6;  ///< when the typed word stands nowhere
 };
 
-constexpr RankingWeights rankingWeights{};
-
 /// The share of the collection from which on a word is too common to say much.
 constexpr double commonWordShare = 0.05;
 

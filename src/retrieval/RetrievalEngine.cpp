@@ -12,12 +12,15 @@ namespace nookery {
 
 class RetrievalEngine::State {
   public:
+    explicit State(const RankingWeights& weights) : index(weights) {}
+
     LexicalIndex index;
     VectorMatrix vectors;
     LexicalSearch lexical{index};
 };
 
-RetrievalEngine::RetrievalEngine() : state_(std::make_unique<State>()) {}
+RetrievalEngine::RetrievalEngine(const RankingWeights& weights)
+    : state_(std::make_unique<State>(weights)) {}
 RetrievalEngine::~RetrievalEngine() = default;
 
 void RetrievalEngine::put(const CrumbItemPointer& item, const MemoryFacets& facets) {

@@ -11,6 +11,7 @@
 #include "collection/CrumbItem.h"
 #include "platform/TextEmbedder.h"
 #include "retrieval/LexicalSnapshot.h"
+#include "retrieval/RankingWeights.h"
 #include "retrieval/SearchRecord.h"
 #include "retrieval/UsageSignal.h"
 
@@ -56,7 +57,8 @@ struct DeepSearchResult {
 /// So the vocabulary answers which tokens hold it, their postings which memories; no text is read.
 class RetrievalEngine {
   public:
-    RetrievalEngine();
+    /// Ranks by these weights as long as it lives.
+    explicit RetrievalEngine(const RankingWeights& weights = {});
     ~RetrievalEngine();
 
     /// Adds a memory, or replaces all that is known of one with this id (its vector stays).

@@ -71,11 +71,11 @@ std::string hintFor(const LexicalIndex& index, const Query& query,
     Reasons reasons;
     for (const std::string& tag : index.tagsOf(ordinal)) {
         if (query.requestedTags.contains(tag)) {
-            reasons.offer(rankingWeights.requestedTag, "Matched #" + tag);
+            reasons.offer(index.weights().requestedTag, "Matched #" + tag);
         }
         const auto typed = std::find_if(query.terms.begin(), query.terms.end(),
                                         [&](const QueryTerm& term) { return term.typed == tag; });
-        if (typed != query.terms.end()) reasons.offer(rankingWeights.plainTag, "Matched #" + tag);
+        if (typed != query.terms.end()) reasons.offer(index.weights().plainTag, "Matched #" + tag);
     }
     const bool isImage = index.item(ordinal)->kind == CrumbKind::image;
     const std::string contentsHint = isImage ? "Found in image" : "Found in contents";
@@ -89,7 +89,7 @@ std::string hintFor(const LexicalIndex& index, const Query& query,
                       termHint(*term, cell, index.stream(ordinal), contentsHint));
     }
     if ((bits & peopleBit) != 0) {
-        reasons.offer(rankingWeights.people, peopleHint(index, terms, index.stream(ordinal)));
+        reasons.offer(index.weights().people, peopleHint(index, terms, index.stream(ordinal)));
     }
     return reasons.best();
 }

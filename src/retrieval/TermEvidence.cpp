@@ -39,10 +39,10 @@ StrengthByImpact strengthTable(double floor, double share, std::uint8_t greatest
     return table;
 }
 
-std::uint8_t greatestImpactElsewhere() {
+std::uint8_t greatestImpactElsewhere(const RankingWeights& weights) {
     const std::size_t elsewhere = indexOf(SearchField::elsewhere);
-    return static_cast<std::uint8_t>(std::lround(
-        strongest * (rankingWeights.bandFloor[elsewhere] + rankingWeights.bandWidth[elsewhere])));
+    return static_cast<std::uint8_t>(
+        std::lround(strongest * (weights.bandFloor[elsewhere] + weights.bandWidth[elsewhere])));
 }
 
 /// How the bits of a cell come from those of a posting: `(mask & kept) | added`.
@@ -74,7 +74,7 @@ struct FormMatches {
 class TermLookup {
   public:
     TermLookup(const LexicalIndex& index, const QueryTerm& term, TermEvidence& evidence)
-        : index_(index), term_(term), evidence_(evidence) {}
+        : index_(index), weights_(index.weights()), term_(term), evidence_(evidence) {}
 
     void run() {
         if (!term_.normal.empty()) findForm(term_.normal, false);
@@ -169,14 +169,14 @@ class TermLookup {
             if (counts_[kind] == 0) continue;
             memories += counts_[kind];
             const double rarity = rarityOf(memories, index_.size());
-            factors[kind] = rankingWeights.kindFactor[kind] * rarity;
+            factors[kind] = weights_.kindFactor[kind] * rarity;
             if (scale == 0) {
                 scale = factors[kind];
                 evidence_.rarity_ = rarity;
             }
         }
         const std::vector<TokenId> related = relatedTokens();
-        const double relatedShare = related.empty() ? 0 : rankingWeights.stemShare;
+        const double relatedShare = related.empty() ? 0 : weights_.stemShare;
         for (std::size_t kind = 0; kind < matchKindCount; ++kind) {
             if (counts_[kind] == 0) continue;
             useKind(kind, kind == 0 ? relatedShare : 0, factors[kind] / scale);
@@ -187,15 +187,15 @@ class TermLookup {
             describe("another form of the word", related.size(), memoriesWith(related),
                      relatedShare);
         }
-        evidence_.fillWeights(scale, isShort_);
+        evidence_.fillWeights(weights_, scale, isShort_);
     }
 
     void useKind(std::size_t kind, double floor, double share) {
         std::size_t tokenCount = 0;
         for (const FormMatches& form : forms_) {
             const BitRule rule = form.isOtherForm ? asElsewhere : asFound;
-            const StrengthByImpact strengths =
-                strengthTable(floor, share, form.isOtherForm ? greatestImpactElsewhere() : 255);
+            const StrengthByImpact strengths = strengthTable(
+                floor, share, form.isOtherForm ? greatestImpactElsewhere(weights_) : 255);
             scatter(form.tokens[kind], strengths, rule);
             for (const PhraseHit& hit : form.phraseHits) {
                 if (static_cast<std::size_t>(hit.found.kind) != kind) continue;
@@ -237,8 +237,8 @@ class TermLookup {
         evidence_.rarity_ = rarityOf(memories, index_.size());
         scatter(tokens, strengthTable(0, 1, 255), asCorrected);
         evidence_.noteTokens(tokens, true);
-        describe("one edit away", tokens.size(), memories, rankingWeights.correctionShare);
-        evidence_.fillWeights(rankingWeights.correctionShare * evidence_.rarity_, isShort_);
+        describe("one edit away", tokens.size(), memories, weights_.correctionShare);
+        evidence_.fillWeights(weights_, weights_.correctionShare * evidence_.rarity_, isShort_);
     }
 
     void scatter(const std::vector<TokenId>& tokens, const StrengthByImpact& strengths,
@@ -270,6 +270,7 @@ class TermLookup {
     }
 
     const LexicalIndex& index_;
+    const RankingWeights& weights_;
     const QueryTerm& term_;
     TermEvidence& evidence_;
     std::vector<FormMatches> forms_;
@@ -294,16 +295,16 @@ std::size_t TermEvidence::fieldRow(std::uint8_t bits) {
     return fields == 0 ? searchFieldCount : static_cast<std::size_t>(std::countr_zero(fields));
 }
 
-void TermEvidence::fillWeights(double scale, bool isShort) {
-    relevanceStep_ = rankingWeights.relevance * scale / strongest;
+void TermEvidence::fillWeights(const RankingWeights& weights, double scale, bool isShort) {
+    relevanceStep_ = weights.relevance * scale / strongest;
     for (std::size_t row = 0; row < rowCount; ++row) {
         const bool expanded = row == searchFieldCount;
-        const double first = expanded || isShort ? 0 : rankingWeights.firstPass[row];
-        const double second = expanded ? rankingWeights.expanded : rankingWeights.secondPass[row];
+        const double first = expanded || isShort ? 0 : weights.firstPass[row];
+        const double second = expanded ? weights.expanded : weights.secondPass[row];
         for (std::size_t strength = 0; strength < weights_[row].size(); ++strength) {
-            const double worth = second * rankingWeights.greatestStrength * scale *
+            const double worth = second * weights.greatestStrength * scale *
                                  static_cast<double>(strength) / strongest;
-            weights_[row][strength] = first + (worth < rankingWeights.floor ? 0 : worth);
+            weights_[row][strength] = first + (worth < weights.floor ? 0 : worth);
         }
     }
 }

@@ -62,7 +62,7 @@ class TermEvidence {
     static constexpr std::size_t rowCount = searchFieldCount + 1;
     static std::size_t fieldRow(std::uint8_t bits);
 
-    void fillWeights(double scale, bool isShort);
+    void fillWeights(const RankingWeights& weights, double scale, bool isShort);
     void noteTokens(const std::vector<TokenId>& tokens, bool expanded);
     friend class TermLookup;
 

@@ -12,28 +12,6 @@ constexpr std::size_t sectionCount = static_cast<std::size_t>(Section::tags) + 1
 
 constexpr std::size_t indexOf(Section section) { return static_cast<std::size_t>(section); }
 
-double frequencyOf(SearchField field) {
-    return rankingWeights.fieldFrequency[static_cast<std::size_t>(field)];
-}
-
-std::array<SectionMeaning, sectionCount> makeMeanings() {
-    const FieldMask elsewhere = fieldBit(SearchField::elsewhere);
-    const auto people = static_cast<FieldMask>(elsewhere | peopleBit);
-    std::array<SectionMeaning, sectionCount> meanings{};
-    const auto set = [&](Section section, FieldMask mask, SearchField counted) {
-        meanings[indexOf(section)] = {mask, frequencyOf(counted)};
-    };
-    set(Section::title, fieldBit(SearchField::title), SearchField::title);
-    set(Section::note, fieldBit(SearchField::note), SearchField::note);
-    set(Section::contents, fieldBit(SearchField::contents), SearchField::contents);
-    set(Section::titleAllScripts, elsewhere, SearchField::title);
-    set(Section::noteAllScripts, elsewhere, SearchField::note);
-    set(Section::contentsAllScripts, elsewhere, SearchField::contents);
-    set(Section::details, elsewhere, SearchField::elsewhere);
-    set(Section::people, people, SearchField::elsewhere);
-    return meanings;
-}
-
 bool repeatsAField(Section section) {
     return section >= Section::titleAllScripts && section <= Section::contentsAllScripts;
 }
@@ -51,22 +29,34 @@ SearchField bestField(FieldMask mask) {
     return static_cast<SearchField>(std::countr_zero(static_cast<unsigned>(mask)));
 }
 
-std::uint8_t impactOf(FieldMask mask, double weightedFrequency, std::size_t length,
-                      double averageLength) {
+std::uint8_t impactOf(const RankingWeights& weights, FieldMask mask, double weightedFrequency,
+                      std::size_t length, double averageLength) {
     const auto field = static_cast<std::size_t>(bestField(mask));
     const double relativeLength = static_cast<double>(length) / std::max(averageLength, 1.0);
-    const double discount =
-        1 - rankingWeights.lengthInfluence + rankingWeights.lengthInfluence * relativeLength;
+    const double discount = 1 - weights.lengthInfluence + weights.lengthInfluence * relativeLength;
     const double saturated =
-        weightedFrequency / (weightedFrequency + rankingWeights.saturation * discount);
-    const double impact =
-        rankingWeights.bandFloor[field] + rankingWeights.bandWidth[field] * saturated;
+        weightedFrequency / (weightedFrequency + weights.saturation * discount);
+    const double impact = weights.bandFloor[field] + weights.bandWidth[field] * saturated;
     return static_cast<std::uint8_t>(std::clamp(std::lround(impact * 255), 1L, 255L));
 }
 
-SectionMeaning meaningOf(Section section) {
-    static const auto meanings = makeMeanings();
-    return meanings[indexOf(section)];
+SectionMeanings sectionMeanings(const RankingWeights& weights) {
+    const FieldMask elsewhere = fieldBit(SearchField::elsewhere);
+    const auto people = static_cast<FieldMask>(elsewhere | peopleBit);
+    SectionMeanings meanings{};
+    const auto set = [&](Section section, FieldMask mask, SearchField counted) {
+        meanings[indexOf(section)] = {mask,
+                                      weights.fieldFrequency[static_cast<std::size_t>(counted)]};
+    };
+    set(Section::title, fieldBit(SearchField::title), SearchField::title);
+    set(Section::note, fieldBit(SearchField::note), SearchField::note);
+    set(Section::contents, fieldBit(SearchField::contents), SearchField::contents);
+    set(Section::titleAllScripts, elsewhere, SearchField::title);
+    set(Section::noteAllScripts, elsewhere, SearchField::note);
+    set(Section::contentsAllScripts, elsewhere, SearchField::contents);
+    set(Section::details, elsewhere, SearchField::elsewhere);
+    set(Section::people, people, SearchField::elsewhere);
+    return meanings;
 }
 
 TokenTally::Entry& TokenTally::entryOf(TokenId token) {
@@ -93,7 +83,7 @@ void TokenTally::count(TokenStream stream, std::size_t vocabularySize) {
             continue;
         }
         ++lengths[lengthSlot(stream.section())];
-        const SectionMeaning meaning = meaningOf(stream.section());
+        const SectionMeaning& meaning = meanings_[indexOf(stream.section())];
         Entry& entry = entryOf(stream.token());
         // What the normal form of a field has told already is not told twice.
         if (repeatsAField(stream.section()) && (entry.mask & texts) != 0) continue;

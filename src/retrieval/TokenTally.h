@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -22,8 +23,17 @@ SearchField bestField(FieldMask mask);
 
 /// How strongly a memory holds a token, 1 to 255: the band of its best field, and within it the
 /// frequency weighted by fields, saturated, and discounted for long memories.
-std::uint8_t impactOf(FieldMask mask, double weightedFrequency, std::size_t length,
-                      double averageLength);
+std::uint8_t impactOf(const RankingWeights& weights, FieldMask mask, double weightedFrequency,
+                      std::size_t length, double averageLength);
+
+/// What finding a token in a section means: its field (of those that the part names) and how much
+/// one occurrence counts.
+struct SectionMeaning {
+    FieldMask mask = 0;
+    double frequency = 0;
+};
+using SectionMeanings = std::array<SectionMeaning, static_cast<std::size_t>(Section::end) + 1>;
+SectionMeanings sectionMeanings(const RankingWeights& weights);
 
 /// Sums up a memory's stream: each token once, with its fields and its weighted frequency. Keeps
 /// its working memory from one memory to the next.
@@ -34,6 +44,8 @@ class TokenTally {
         FieldMask mask = 0;
         float weightedFrequency = 0;
     };
+
+    explicit TokenTally(const SectionMeanings& meanings) : meanings_(meanings) {}
 
     /// Takes a stream whose tokens are below `vocabularySize`. What was counted before is gone.
     void count(TokenStream stream, std::size_t vocabularySize);
@@ -47,19 +59,12 @@ class TokenTally {
   private:
     Entry& entryOf(TokenId token);
 
+    SectionMeanings meanings_;
     std::vector<Entry> entries_;
     std::vector<std::uint32_t> tagNumbers_;
     std::size_t length_ = 0;
     // For each token where it stands in `entries_`; true only when that entry is the token's.
     std::vector<std::uint32_t> places_;
 };
-
-/// What finding a token in a section means: its field (of those that the part names) and how much
-/// one occurrence counts.
-struct SectionMeaning {
-    FieldMask mask = 0;
-    double frequency = 0;
-};
-SectionMeaning meaningOf(Section section);
 
 }  // namespace nookery

@@ -65,8 +65,7 @@ void dotProductsPortable(const std::int8_t* query, const std::int8_t* rows,
                          std::size_t rowByteCount, std::size_t rowCount, std::int32_t* results) {
     for (std::size_t row = 0; row < rowCount; ++row, rows += rowByteCount) {
         std::int32_t sum = 0;
-        for (std::size_t i = 0; i < rowByteCount; ++i)
-            sum += query[i] * rows[i];
+        for (std::size_t i = 0; i < rowByteCount; ++i) sum += query[i] * rows[i];
         results[row] = sum;
     }
 }
@@ -78,9 +77,7 @@ std::optional<DotProducts> dotProductsAvx2() {
     return std::nullopt;
 }
 
-DotProducts fastestDotProducts() {
-    return dotProductsAvx2().value_or(&dotProductsPortable);
-}
+DotProducts fastestDotProducts() { return dotProductsAvx2().value_or(&dotProductsPortable); }
 
 std::optional<double> cosine(std::span<const double> a, std::span<const double> b) {
     return cosineOf(a, b);
