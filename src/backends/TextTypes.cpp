@@ -91,10 +91,20 @@ bool hasWideByteOrderMark(std::string_view head) {
            head.starts_with(std::string_view("\x00\x00\xFE\xFF", 4));
 }
 
+/// Whether these bytes are the first ones of a character whose others were cut off.
+bool beginsCharacter(std::string_view bytes) {
+    const auto isContinuation = [](char c) {
+        return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+    };
+    const auto first = static_cast<unsigned char>(bytes[0]);
+    return bytes.size() <= 3 && first >= 0xC2 && first <= 0xF4 &&
+           std::all_of(bytes.begin() + 1, bytes.end(), isContinuation);
+}
+
 /// Valid but for a character cut at the end, and without the bytes that only binary files have.
 bool isUtf8Text(std::string_view head) {
-    constexpr std::size_t longestCut = 3;
-    if (validUtf8Prefix(head) + longestCut < head.size()) return false;
+    const std::string_view rest = head.substr(validUtf8Prefix(head));
+    if (!rest.empty() && !beginsCharacter(rest)) return false;
     return std::none_of(head.begin(), head.end(), [](char c) {
         const auto byte = static_cast<unsigned char>(c);
         const bool isWritten = (byte >= '\t' && byte <= '\r') || byte == 0x1B || byte == 0x08;

@@ -30,6 +30,13 @@ void GatheredText::add(std::string_view text) {
     text_ += cutToBytes(text, maximumByteCount_ - text_.size() + 3);
 }
 
+void GatheredText::addLines(std::string_view text) {
+    for (const std::string_view line : splitLines(text)) {
+        add(line);
+        endLine();
+    }
+}
+
 void GatheredText::endLine() {
     if (isFull()) return;
     const std::size_t last = text_.find_last_not_of(" \t");

@@ -48,6 +48,8 @@ class GatheredText {
     explicit GatheredText(std::size_t maximumByteCount) : maximumByteCount_(maximumByteCount) {}
 
     void add(std::string_view text);
+    /// Adds text of several lines, whatever their ends are, and ends the last.
+    void addLines(std::string_view text);
     /// Ends the line; of several empty lines one stays.
     void endLine();
     /// Nothing more will be kept: reading on is a waste.

@@ -2,10 +2,11 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "backends/documents/DocumentFormatReaders.h"
 #include "backends/documents/HtmlDocumentText.h"
-#include "backends/documents/OpenedFile.h"
+#include "backends/documents/MailLines.h"
 #include "collection/TextDecoding.h"
 #include "foundation/Text.h"
 
@@ -13,161 +14,210 @@ namespace nookery {
 namespace {
 
 /// Messages in messages and parts in parts, together.
-constexpr int maximumDepth = 20;
+constexpr std::size_t maximumDepth = 20;
 
 struct Unreference {
     void operator()(void* object) const { g_object_unref(object); }
 };
-template <typename Object>
-using Owned = std::unique_ptr<Object, Unreference>;
-
-struct GFree {
-    void operator()(char* text) const { g_free(text); }
-};
-using OwnedText = std::unique_ptr<char, GFree>;
 
 std::string_view view(const char* text) { return text == nullptr ? "" : text; }
 
-/// Walks the parts of one message and writes down what a person would read of them.
+/// What a header says of the part behind it.
+struct PartType {
+    std::string type = "text";
+    std::string subtype = "plain";
+    std::string boundary;
+    std::string encoding;
+    std::string fileName;
+    bool isAttachment = false;
+    GMimeContentEncoding transfer = GMIME_CONTENT_ENCODING_DEFAULT;
+
+    static PartType read(const MailHeader& header);
+    bool is(std::string_view wanted) const { return type + "/" + subtype == wanted; }
+};
+
+PartType PartType::read(const MailHeader& header) {
+    PartType part;
+    if (const std::string field(header.raw("content-type")); !field.empty()) {
+        const std::unique_ptr<GMimeContentType, Unreference> parsed(
+            g_mime_content_type_parse(nullptr, field.c_str()));
+        part.type = lowerCased(view(g_mime_content_type_get_media_type(parsed.get())));
+        part.subtype = lowerCased(view(g_mime_content_type_get_media_subtype(parsed.get())));
+        part.boundary = view(g_mime_content_type_get_parameter(parsed.get(), "boundary"));
+        part.encoding = view(g_mime_content_type_get_parameter(parsed.get(), "charset"));
+        part.fileName = view(g_mime_content_type_get_parameter(parsed.get(), "name"));
+    }
+    if (const std::string field(header.raw("content-disposition")); !field.empty()) {
+        const std::unique_ptr<GMimeContentDisposition, Unreference> parsed(
+            g_mime_content_disposition_parse(nullptr, field.c_str()));
+        part.isAttachment = g_mime_content_disposition_is_attachment(parsed.get()) != FALSE;
+        const auto name = view(g_mime_content_disposition_get_parameter(parsed.get(), "filename"));
+        if (!name.empty()) part.fileName = name;
+    }
+    const std::string transfer(header.raw("content-transfer-encoding"));
+    part.transfer = g_mime_content_encoding_from_string(transfer.c_str());
+    return part;
+}
+
+/// Many programs that write other letters say US-ASCII, or nothing.
+std::string decoded(const std::string& bytes, const std::string& encoding) {
+    const std::string name = lowerCased(encoding);
+    if (name.empty() || name == "us-ascii") return decodeText(bytes);
+    const auto text = decodeTextAs(bytes, name);
+    return text ? *text : decodeText(bytes);
+}
+
+/// What a person would read of a part.
+struct PartText {
+    std::string text;
+    bool isPlain = false;  ///< written as plain text rather than as a page
+};
+
+/// Reads a message from its first line to its last, going down into its parts.
 class MessageWalk {
   public:
-    MessageWalk(DocumentReading& reading, GatheredText& text) : reading_(reading), text_(text) {}
+    MessageWalk(const OpenedFile& file, const DocumentReading& reading)
+        : lines_(file, reading), maximumByteCount_(reading.limits().maximumTextByteCount) {}
 
-    void addMessage(GMimeMessage* message) {
-        addLine(view(g_mime_message_get_subject(message)));
-        addAddresses("From: ", g_mime_message_get_from(message));
-        addAddresses("To: ", g_mime_message_get_to(message));
-        addAddresses("Cc: ", g_mime_message_get_cc(message));
-        addDate(message);
-        text_.endLine();
-        if (GMimeObject* body = g_mime_message_get_mime_part(message)) addPart(body);
+    /// The subject of the message and all its text.
+    DocumentText message() {
+        const MailHeader header = readHeader();
+        GatheredText text(maximumByteCount_);
+        text.addLines(header.text("subject"));
+        for (const char* name : {"From", "To", "Cc"}) {
+            const std::string value = header.text(lowerCased(name));
+            if (!value.empty()) text.addLines(std::string(name) + ": " + value);
+        }
+        if (const auto date = shownDate(header)) text.addLines("Date: " + *date);
+        text.endLine();
+        text.addLines(body(header).text);
+        return {std::string(cutToBytes(header.text("subject"), maximumTitleByteCount)),
+                text.take()};
     }
 
   private:
-    void addLine(std::string_view line) {
-        text_.add(toValidUtf8(line));
-        text_.endLine();
+    static std::optional<std::string> shownDate(const MailHeader& header) {
+        const std::string field(header.raw("date"));
+        const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> date(
+            g_mime_utils_header_decode_date(field.c_str()), g_date_time_unref);
+        if (!date) return std::nullopt;
+        const std::unique_ptr<char, decltype(&g_free)> shown(
+            g_date_time_format(date.get(), "%Y-%m-%d %H:%M"), g_free);
+        return std::string(view(shown.get()));
     }
 
-    void addAddresses(std::string_view label, InternetAddressList* addresses) {
-        if (addresses == nullptr || internet_address_list_length(addresses) == 0) return;
-        const OwnedText names(internet_address_list_to_string(addresses, nullptr, FALSE));
-        addLine(std::string(label) + std::string(view(names.get())));
+    MailHeader readHeader() {
+        closedLevel_.reset();
+        return MailHeader::read(lines_, [this](std::string_view line) { return endsPart(line); });
     }
 
-    void addDate(GMimeMessage* message) {
-        GDateTime* date = g_mime_message_get_date(message);
-        if (date == nullptr) return;
-        const OwnedText shown(g_date_time_format(date, "%Y-%m-%d %H:%M"));
-        addLine("Date: " + std::string(view(shown.get())));
+    /// Whether the line ends the part being read: a boundary of any of the parts around it.
+    /// Remembers whose it is, and whether more follows there.
+    bool endsPart(std::string_view line) {
+        if (!line.starts_with("--")) return false;
+        line = line.substr(2, line.find_last_not_of(" \t") - 1);
+        for (std::size_t level = boundaries_.size(); level > 0; --level) {
+            const std::string& boundary = boundaries_[level - 1];
+            if (!line.starts_with(boundary)) continue;
+            const std::string_view rest = line.substr(boundary.size());
+            if (!rest.empty() && rest != "--") continue;
+            closedLevel_ = level;
+            moreFollows_ = rest.empty();
+            return true;
+        }
+        return false;
     }
 
-    void addPart(GMimeObject* part) {
-        reading_.checkStop();
-        if (text_.isFull() || depth_ >= maximumDepth) return;
+    /// What stands behind the header, up to the boundary that ends it or the end of the file.
+    PartText body(const MailHeader& header) {
+        const PartType part = PartType::read(header);
+        if (closedLevel_) return {};
+        const bool goesDown = depth_ < maximumDepth;
+        if (goesDown && part.type == "multipart" && !part.boundary.empty()) return parts(part);
+        if (goesDown && part.is("message/rfc822")) {
+            ++depth_;
+            PartText inner{message().text, true};
+            --depth_;
+            return inner;
+        }
+        return leaf(part);
+    }
+
+    PartText parts(const PartType& part) {
+        boundaries_.push_back(part.boundary);
         ++depth_;
-        if (GMIME_IS_MULTIPART(part)) {
-            addParts(GMIME_MULTIPART(part));
-        } else if (GMIME_IS_MESSAGE_PART(part)) {
-            GMimeMessage* message = g_mime_message_part_get_message(GMIME_MESSAGE_PART(part));
-            if (message != nullptr) addMessage(message);
-        } else if (GMIME_IS_PART(part)) {
-            addLeaf(GMIME_PART(part));
+        const std::size_t level = boundaries_.size();
+        skipToBoundary();
+        PartText chosen;
+        GatheredText all(maximumByteCount_);
+        while (closedLevel_ == level && moreFollows_) {
+            PartText one = body(readHeader());
+            all.addLines(one.text);
+            if (part.subtype == "alternative") choose(chosen, std::move(one));
         }
+        boundaries_.pop_back();
         --depth_;
+        // Behind the last part there may be words for programs that know no parts.
+        if (closedLevel_ == level) skipToBoundary();
+        return part.subtype == "alternative" ? chosen : PartText{all.take(), true};
     }
 
-    void addParts(GMimeMultipart* parts) {
-        const bool areAlternatives =
-            g_mime_content_type_is_type(g_mime_object_get_content_type(GMIME_OBJECT(parts)),
-                                        "multipart", "alternative") != FALSE;
-        if (areAlternatives) return addBestAlternative(parts);
-        const int count = g_mime_multipart_get_count(parts);
-        for (int i = 0; i < count; ++i) addPart(g_mime_multipart_get_part(parts, i));
+    /// Of several forms of one text: plain text reads as it was written; else the last is the best.
+    static void choose(PartText& chosen, PartText candidate) {
+        const bool isEmpty = trimmed(candidate.text).empty();
+        const bool isWorse = chosen.isPlain && !trimmed(chosen.text).empty();
+        if (!isEmpty && !isWorse) chosen = std::move(candidate);
     }
 
-    /// Plain text reads as it was written; a page is the next best.
-    void addBestAlternative(GMimeMultipart* parts) {
-        const int count = g_mime_multipart_get_count(parts);
-        for (int i = 0; i < count; ++i) {
-            GMimeObject* part = g_mime_multipart_get_part(parts, i);
-            if (!isType(part, "text", "plain")) continue;
-            const std::string text = shownText(GMIME_PART(part));
-            if (!trimmed(text).empty()) return addLine(text);
-        }
-        for (int i = count - 1; i >= 0; --i) {
-            GMimeObject* part = g_mime_multipart_get_part(parts, i);
-            if (isType(part, "text", "html") || GMIME_IS_MULTIPART(part)) return addPart(part);
+    void skipToBoundary() {
+        closedLevel_.reset();
+        while (lines_.next() && !endsPart(lines_.lineWithoutEnd())) {
         }
     }
 
-    void addLeaf(GMimePart* part) {
-        const std::string_view fileName = view(g_mime_part_get_filename(part));
-        const bool isText = isType(GMIME_OBJECT(part), "text", "*");
-        if (isText && !g_mime_part_is_attachment(part)) addLine(shownText(part));
-        if (!fileName.empty()) addLine(fileName);
+    PartText leaf(const PartType& part) {
+        const bool isShown = part.type == "text" && !part.isAttachment;
+        const std::string bytes = content(part.transfer, isShown ? maximumByteCount_ : 0);
+        std::string text;
+        if (isShown) {
+            text = decoded(bytes, part.encoding);
+            if (part.subtype == "html") text = htmlDocumentText(text, maximumByteCount_);
+        }
+        if (!part.fileName.empty()) text += (text.empty() ? "" : "\n") + toValidUtf8(part.fileName);
+        return {std::move(text), part.subtype != "html"};
     }
 
-    static bool isType(GMimeObject* part, const char* type, const char* subtype) {
-        return GMIME_IS_PART(part) &&
-               g_mime_content_type_is_type(g_mime_object_get_content_type(part), type, subtype);
-    }
-
-    std::string shownText(GMimePart* part) const {
-        const std::string bytes = content(part);
-        const char* encoding =
-            g_mime_object_get_content_type_parameter(GMIME_OBJECT(part), "charset");
-        const auto named = encoding == nullptr ? std::nullopt : decodeTextAs(bytes, encoding);
-        const std::string text = named ? *named : decodeText(bytes);
-        if (!isType(GMIME_OBJECT(part), "text", "html")) return text;
-        return htmlDocumentText(text, reading_.limits().maximumTextByteCount);
-    }
-
-    /// The part's bytes as they were before they were made fit for mail, as many as can be used.
-    std::string content(GMimePart* part) const {
-        GMimeDataWrapper* wrapper = g_mime_part_get_content(part);
-        if (wrapper == nullptr) return {};
-        const Owned<GMimeStream> filtered(
-            g_mime_stream_filter_new(g_mime_data_wrapper_get_stream(wrapper)));
-        const Owned<GMimeFilter> decoder(
-            g_mime_filter_basic_new(g_mime_data_wrapper_get_encoding(wrapper), FALSE));
-        g_mime_stream_filter_add(GMIME_STREAM_FILTER(filtered.get()), decoder.get());
-        g_mime_stream_reset(filtered.get());
+    /// The part's bytes as they were before they were made fit for mail.
+    std::string content(GMimeContentEncoding transfer, std::size_t maximumByteCount) {
+        closedLevel_.reset();
+        GMimeEncoding decoder;
+        g_mime_encoding_init_decode(&decoder, transfer);
         std::string bytes;
-        char buffer[16384];
-        while (bytes.size() < reading_.limits().maximumTextByteCount) {
-            reading_.checkStop();
-            const ssize_t count = g_mime_stream_read(filtered.get(), buffer, sizeof buffer);
-            if (count <= 0) break;
-            bytes.append(buffer, static_cast<std::size_t>(count));
+        while (lines_.next() && !endsPart(lines_.lineWithoutEnd())) {
+            if (bytes.size() >= maximumByteCount) continue;
+            const std::string_view line = lines_.line();
+            std::string piece(g_mime_encoding_outlen(&decoder, line.size()), '\0');
+            piece.resize(g_mime_encoding_step(&decoder, line.data(), line.size(), piece.data()));
+            bytes += piece;
         }
         return bytes;
     }
 
-    DocumentReading& reading_;
-    GatheredText& text_;
-    int depth_ = 0;
+    MailLines lines_;
+    std::size_t maximumByteCount_;
+    std::size_t depth_ = 0;
+    std::vector<std::string> boundaries_;
+    std::optional<std::size_t> closedLevel_;  ///< counted from 1; set by the boundary just read
+    bool moreFollows_ = false;
 };
-
-void initialiseOnce() {
-    static std::once_flag once;
-    std::call_once(once, g_mime_init);
-}
 
 }  // namespace
 
 DocumentText readMail(DocumentReading& reading) {
-    initialiseOnce();
-    OpenedFile file = OpenedFile::open(reading);
-    const Owned<GMimeStream> stream(g_mime_stream_fs_new(file.release()));
-    const Owned<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()));
-    const Owned<GMimeMessage> message(g_mime_parser_construct_message(parser.get(), nullptr));
-    if (!message) reading.failDamaged("it is no mail message");
-    GatheredText text(reading.limits().maximumTextByteCount);
-    MessageWalk(reading, text).addMessage(message.get());
-    GatheredText title(maximumTitleByteCount);
-    title.add(view(g_mime_message_get_subject(message.get())));
-    return {title.take(), text.take()};
+    static std::once_flag once;
+    std::call_once(once, g_mime_init);
+    const OpenedFile file = OpenedFile::open(reading);
+    return MessageWalk(file, reading).message();
 }
 
 }  // namespace nookery

@@ -83,8 +83,7 @@ DocumentText readPdf(DocumentReading& reading) {
     GatheredText text(reading.limits().maximumTextByteCount);
     for (int page = 0; page < pageCount && !text.isFull(); ++page) {
         reading.checkStop();
-        text.add(pageText(*document, page));
-        text.endLine();
+        text.addLines(pageText(*document, page));
     }
     return {ownTitle(*document), text.take()};
 }

@@ -1,7 +1,6 @@
 #include "backends/documents/DocumentFormatReaders.h"
 #include "backends/documents/OpenedFile.h"
 #include "backends/documents/RtfText.h"
-#include "foundation/Text.h"
 
 namespace nookery {
 namespace {
@@ -10,10 +9,7 @@ constexpr std::size_t pieceByteCount = 65536;
 
 std::string tidied(const std::string& text, std::size_t maximumByteCount) {
     GatheredText gathered(maximumByteCount);
-    for (const std::string_view line : splitLines(text)) {
-        gathered.add(line);
-        gathered.endLine();
-    }
+    gathered.addLines(text);
     return gathered.take();
 }
 

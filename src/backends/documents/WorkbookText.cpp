@@ -57,10 +57,15 @@ std::string shortestNumber(std::string_view stored) {
 
 std::string shownValue(std::string_view type, std::string_view stored,
                        const SharedStrings& strings) {
+    if (stored.empty()) return {};
     if (type == "s") return std::string(strings.at(stored));
     if (type == "b") return stored == "1" ? "TRUE" : "FALSE";
     if (type.empty() || type == "n") return shortestNumber(stored);
     return std::string(stored);
+}
+
+void addCell(const std::string& shown, GatheredText& text) {
+    if (!shown.empty()) text.add(shown + "\t");
 }
 
 void addSheet(ZipPart part, DocumentReading& reading, const SharedStrings& strings,
@@ -78,7 +83,7 @@ void addSheet(ZipPart part, DocumentReading& reading, const SharedStrings& strin
             type = xml.attribute("t");
             stored.clear();
         }
-        if (xml.isEnd("c") && !stored.empty()) text.add(shownValue(type, stored, strings) + "\t");
+        if (xml.isEnd("c")) addCell(shownValue(type, stored, strings), text);
         if (xml.isEnd("row")) text.endLine();
     }
     text.endLine();

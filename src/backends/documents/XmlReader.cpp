@@ -28,17 +28,33 @@ XmlReader::~XmlReader() { xmlFreeTextReader(reader_); }
 int XmlReader::readBytes(void* context, char* buffer, int byteCount) {
     auto* self = static_cast<XmlReader*>(context);
     try {
-        return static_cast<int>(self->part_.read({buffer, static_cast<std::size_t>(byteCount)}));
+        const std::size_t count = self->part_.read({buffer, static_cast<std::size_t>(byteCount)});
+        self->refuseHugeTags({buffer, count});
+        return static_cast<int>(count);
     } catch (...) {
         self->failure_ = std::current_exception();
         return -1;
     }
 }
 
+/// The library compares each attribute of a tag with all before it. No tag holds a "<", so what
+/// lies between two of them bounds the number; text that looks like as many attributes is not met.
+void XmlReader::refuseHugeTags(std::string_view bytes) {
+    constexpr std::size_t maximumValueCount = 2000;
+    for (const char c : bytes) {
+        if (c == '<') valueCount_ = 0;
+        if (isAfterEquals_ && (c == '"' || c == '\'')) ++valueCount_;
+        const bool isGap = c == '\0' || c == ' ' || c == '\t' || c == '\r' || c == '\n';
+        isAfterEquals_ = c == '=' || (isAfterEquals_ && isGap);
+    }
+    if (valueCount_ > maximumValueCount) reading_.failDamaged("one of its tags is far too large");
+}
+
 bool XmlReader::advance() {
     const int result = xmlTextReaderRead(reader_);
     if (failure_) std::rethrow_exception(failure_);
-    if (result < 0) reading_.failDamaged("a part of it is no well-formed XML or nested too deeply");
+    if (result < 0)
+        reading_.failDamaged("a part of it is no proper XML, or too large or too deeply nested");
     return result > 0;
 }
 

@@ -45,12 +45,15 @@ class XmlReader {
   private:
     static int readBytes(void* context, char* buffer, int byteCount);
     bool advance();
+    void refuseHugeTags(std::string_view bytes);
 
     ZipPart part_;
     DocumentReading& reading_;
     std::exception_ptr failure_;  ///< thrown while the library asked for bytes
     _xmlTextReader* reader_ = nullptr;
     Node node_ = Node::text;
+    std::size_t valueCount_ = 0;  ///< places that look like attributes, since the last "<"
+    bool isAfterEquals_ = false;
     bool endIsDue_ = false;
 };
 
