@@ -9,7 +9,6 @@
 #include "backends/MemoryKeyStore.h"
 #include "backends/OpenSslDigest.h"
 #include "backends/PropertyListXml.h"
-#include "backends/StderrLog.h"
 #include "backends/SystemClock.h"
 #include "backends/documents/DocumentFormats.h"
 #include "backends/embedding/SentenceEncoder.h"
@@ -31,13 +30,14 @@ std::unique_ptr<TextEmbedder> openEmbedder(FileSystem& files, const Path& progra
 }  // namespace
 
 struct SystemPlatform::Parts {
-    explicit Parts(const SystemPlaces& places)
-        : defaults(openDefaultsFile(*files, places.defaultsFile)),
+    Parts(const SystemPlaces& places, Log& programLog)
+        : log(programLog),
+          defaults(openDefaultsFile(*files, places.defaultsFile)),
           trash(makeDesktopTrash(*files, clock, places.userData)),
           cloud(makeCloudFolder(*files, *defaults, places.cloudFolder)),
           embedder(openEmbedder(*files, places.programFolder, log)) {}
 
-    StderrLog log;
+    Log& log;
     SystemClock clock;
     std::unique_ptr<FileSystem> files = makePosixFileSystem();
     std::unique_ptr<UserDefaults> defaults;
@@ -82,8 +82,8 @@ struct SystemPlatform::Parts {
                       .enrichQueue = *enrichQueue};
 };
 
-SystemPlatform::SystemPlatform(const SystemPlaces& places)
-    : parts_(std::make_unique<Parts>(places)) {}
+SystemPlatform::SystemPlatform(const SystemPlaces& places, Log& log)
+    : parts_(std::make_unique<Parts>(places, log)) {}
 
 SystemPlatform::~SystemPlatform() = default;
 

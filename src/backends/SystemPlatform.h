@@ -22,8 +22,8 @@ struct SystemPlaces {
 class SystemPlatform {
   public:
     /// Throws Error when the settings cannot be read, or a part that no program works without is
-    /// missing. A missing sentence encoder is no error; a damaged one is logged and left out.
-    explicit SystemPlatform(const SystemPlaces& places);
+    /// missing. `log` outlives this. A missing sentence encoder is no error; a damaged one is logged and left out.
+    SystemPlatform(const SystemPlaces& places, Log& log);
     ~SystemPlatform();
 
     const Platform& platform() const;

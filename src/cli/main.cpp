@@ -1,1 +1,120 @@
-int main() { return 0; }
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+
+#include "backends/StderrLog.h"
+#include "backends/SystemPlatform.h"
+#include "cli/CommandLine.h"
+#include "cli/CommandLog.h"
+#include "cli/Help.h"
+#include "cli/Places.h"
+#include "cli/Session.h"
+#include "cli/TextLayout.h"
+#include "foundation/Text.h"
+
+namespace nookery::cli {
+namespace {
+
+using Words = std::vector<std::string>;
+
+/// How the program ends: a status, and a line to say unless all went well.
+struct Ending {
+    int status = exitDone;
+    std::string failure{};
+};
+
+Path programFolder() {
+    std::array<char, PATH_MAX> name{};
+    const ssize_t length = ::readlink("/proc/self/exe", name.data(), name.size());
+    return length <= 0 ? Path() : Path(std::string(name.data(), length)).parent_path();
+}
+
+Path workingFolder() {
+    std::array<char, PATH_MAX> name{};
+    return ::getcwd(name.data(), name.size()) == nullptr ? Path("/") : Path(name.data());
+}
+
+/// Builds the world, and the session in it, for a command that needs them.
+int runInWorld(const CommandLine& line, const Interrupts& interrupts, Output& output,
+               CommandLog& log) {
+    const Places places =
+        findPlaces(processEnvironment(), line.arguments.value("data-home"), workingFolder());
+    SystemPlatform system({.defaultsFile = places.configHome / "defaults.json",
+                           .userData = places.userData,
+                           .programFolder = programFolder()},
+                          log);
+    Session session({.platform = system.platform(),
+                     .runUntil = [&](const auto& done) { system.mainLoop().runUntil(done); },
+                     .interrupts = interrupts,
+                     .layout = {places.dataHome, places.cacheHome}},
+                    output, line.arguments);
+    return line.command->run(session, line.arguments);
+}
+
+int runCommand(const Words& words, const Interrupts& interrupts, Output& output, CommandLog& log) {
+    const CommandLine line = parseCommandLine(words);
+    if (line.command == nullptr) {
+        output.write(line.arguments.has("version") ? versionText(line.arguments.has("json"))
+                                                   : programHelp());
+        return line.arguments.has("version") ? exitDone : exitWrongUsage;
+    }
+    if (line.command->text == nullptr) return runInWorld(line, interrupts, output, log);
+    output.write(line.command->text(line.arguments));
+    return exitDone;
+}
+
+Ending endingOf(const Words& words, Output& output, CommandLog& log) {
+    const Interrupts interrupts;
+    try {
+        const int status = runCommand(words, interrupts, output, log);
+        output.flush();
+        return {status};
+    } catch (const UsageError& error) {
+        return {exitWrongUsage, error.description()};
+    } catch (const OutputError& error) {
+        return {exitFailed, error.isClosedPipe() ? "" : error.description()};
+    } catch (const Cancelled&) {
+        return {exitInterrupted, "interrupted; what was done is kept."};
+    } catch (const std::exception& error) {
+        return {exitFailed, error.what()};
+    }
+}
+
+/// With --json standard output is one document, whatever happens.
+void tellFailureAsJson(Output& output, const Ending& ending) {
+    try {
+        output.writeLine(toJsonText(OrderedJson{{"error", toValidUtf8(ending.failure)}}));
+        output.flush();
+    } catch (const OutputError&) {
+        // The failure is told on standard error, and by the exit status.
+    }
+}
+
+int run(const Words& words) {
+    Output output;
+    CommandLog log;
+    const Ending ending = endingOf(words, output, log);
+    StderrLog standardError;
+    log.release(standardError, ending.failure);
+    if (ending.failure.empty()) return ending.status;
+    if (std::find(words.begin(), words.end(), "--json") != words.end()) {
+        tellFailureAsJson(output, ending);
+    }
+    standardError.line("nookery: " + printable(ending.failure));
+    return ending.status;
+}
+
+}  // namespace
+}  // namespace nookery::cli
+
+int main(int argumentCount, char** arguments) {
+    try {
+        return nookery::cli::run({arguments + 1, arguments + argumentCount});
+    } catch (const std::exception& error) {
+        nookery::StderrLog().line(std::string("nookery: ") + error.what());
+        return nookery::cli::exitFailed;
+    }
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <vector>
+
+#include "cli/Command.h"
+
+/// What each command file contributes to the table.
+namespace nookery::cli {
+
+Command addCommand();
+std::vector<Command> importAndExportCommands();
+Command listCommand();
+std::vector<Command> showCommands();
+std::vector<Command> editCommands();
+std::vector<Command> groupCommands();
+std::vector<Command> deleteCommands();
+Command searchCommand();
+std::vector<Command> bringBackCommands();
+std::vector<Command> snapshotCommands();
+Command enrichCommand();
+Command statsCommand();
+std::vector<Command> configCommands();
+std::vector<Command> aboutCommands();
+
+}  // namespace nookery::cli

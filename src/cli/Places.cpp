@@ -1,0 +1,60 @@
+#include "cli/Places.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace nookery::cli {
+namespace {
+
+/// A base folder of the desktop; a relative value is to be ignored, as desktops do.
+Path baseFolder(const Environment& environment, const char* variable, const char* below) {
+    const auto value = environment(variable);
+    if (value && Path(*value).is_absolute()) return *value;
+    const auto home = environment("HOME");
+    if (!home || !Path(*home).is_absolute()) {
+        throw Error("There is no home folder: set HOME, or say --data-home DIR.");
+    }
+    return Path(*home) / below;
+}
+
+Path absolute(const Path& path, const Path& workingFolder) {
+    return (workingFolder / path).lexically_normal();
+}
+
+}  // namespace
+
+Places findPlaces(const Environment& environment, const std::optional<std::string>& dataHome,
+                  const Path& workingFolder) {
+    const auto overridden = dataHome ? dataHome : environment("NOOKERY_DATA_HOME");
+    const auto config = environment("NOOKERY_CONFIG_HOME");
+    Places places;
+    if (overridden) {
+        if (overridden->empty()) throw Error("--data-home needs the name of a folder.");
+        places.dataHome = absolute(*overridden, workingFolder);
+        places.configHome = places.dataHome / "config";
+        places.cacheHome = places.dataHome / "cache";
+        places.userData = environment("HOME") ? baseFolder(environment, "XDG_DATA_HOME", ".local/share")
+                                              : places.dataHome;
+    } else {
+        places.userData = baseFolder(environment, "XDG_DATA_HOME", ".local/share");
+        places.dataHome = places.userData;
+        if (!config) places.configHome = baseFolder(environment, "XDG_CONFIG_HOME", ".config") / "nookery";
+        places.cacheHome = baseFolder(environment, "XDG_CACHE_HOME", ".cache") / "nookery";
+    }
+    if (config) places.configHome = absolute(*config, workingFolder);
+    return places;
+}
+
+Environment processEnvironment() {
+    return [](const char* name) -> std::optional<std::string> {
+        if (const char* value = ::getenv(name); value != nullptr && *value != '\0') return value;
+        if (std::string_view(name) != "HOME") return std::nullopt;
+        const passwd* user = ::getpwuid(::getuid());
+        if (user == nullptr || user->pw_dir == nullptr) return std::nullopt;
+        return user->pw_dir;
+    };
+}
+
+}  // namespace nookery::cli

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "foundation/FileSystem.h"
+
+namespace nookery::cli {
+
+/// Where things lie for this run, all absolute.
+struct Places {
+    Path dataHome;    ///< the application-support folder; the library is "Crumb" in it
+    Path configHome;  ///< the folder of the settings
+    Path cacheHome;   ///< what can be made again
+    Path userData;    ///< the desktop's own data folder, whatever is overridden
+};
+
+/// Reads one environment variable; none when it is unset or empty.
+using Environment = std::function<std::optional<std::string>(const char*)>;
+
+/// The defaults follow the desktop's base folders. NOOKERY_DATA_HOME or `dataHome` (--data-home,
+/// which wins) put the library elsewhere, with its settings and its cache inside that folder;
+/// NOOKERY_CONFIG_HOME puts the settings elsewhere again. Throws Error when there is no home.
+Places findPlaces(const Environment& environment, const std::optional<std::string>& dataHome,
+                  const Path& workingFolder);
+
+/// The process's own environment; HOME falls back to what the system knows of the user.
+Environment processEnvironment();
+
+}  // namespace nookery::cli
