@@ -184,7 +184,8 @@ CommandLine parseCommandLine(const Words& given) {
     const bool help = asksForHelp(words);
     const Found found = takeCommand(words);
     if (help && found.name != "help") {
-        return {.command = findCommand("help"), .arguments = {{found.name}, {}}};
+        return {.command = findCommand("help"),
+                .arguments = Arguments({found.name}, {})};
     }
     if (!found.command && !found.name.empty()) {
         throw UsageError(fmt::format("{} needs to be told what to do: see nookery {} --help.",

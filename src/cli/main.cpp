@@ -62,7 +62,8 @@ int runCommand(const Words& words, const Interrupts& interrupts, Output& output,
         return line.arguments.has("version") ? exitDone : exitWrongUsage;
     }
     if (line.command->text == nullptr) return runInWorld(line, interrupts, output, log);
-    output.write(line.command->text(line.arguments));
+    const std::string text = line.command->text(line.arguments);
+    output.write(line.arguments.has("json") ? toJsonText(OrderedJson{{"text", text}}) + "\n" : text);
     return exitDone;
 }
 
