@@ -16,11 +16,13 @@ std::vector<Command> aboutCommands() {
                           .help = "bash, zsh or fish",
                           .offers = Offers::words,
                           .words = {"bash", "zsh", "fish"}}},
-         .text = [](const Arguments& arguments) { return completionScript(arguments.positional(0)); }},
+         .text =
+             [](const Arguments& arguments) { return completionScript(arguments.positional(0)); }},
         {.name = "help",
          .summary = "Show help for a command",
          .examples = {{"help search", "what search can do"}},
-         .positionals = {{.name = "COMMAND", .help = "one or two words", .required = false, .repeats = true}},
+         .positionals =
+             {{.name = "COMMAND", .help = "one or two words", .required = false, .repeats = true}},
          .text =
              [](const Arguments& arguments) {
                  return commandHelp(fmt::format("{}", fmt::join(arguments.positionals(), " ")));

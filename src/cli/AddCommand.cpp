@@ -15,8 +15,9 @@ constexpr std::size_t mostLinesShown = 20;
 
 CaptureSource sourceFor(Session& session, const Arguments& arguments, const std::string& word) {
     if (word == "-") {
-        return CaptureText{readAll(standardInput(session.interruptDescriptor()), maximumTextByteCount),
-                           "standard input"};
+        return CaptureText{
+            readAll(standardInput(session.interruptDescriptor()), maximumTextByteCount),
+            "standard input"};
     }
     const std::string start = lowerCased(toValidUtf8(word.substr(0, 8)));
     if (start.starts_with("http://") || start == "https://") {
@@ -90,8 +91,8 @@ void printReport(Session& session, const CrumbStore& store, const CaptureReport&
     }
     const ShortIds shortIds(store);
     for (const CaptureDuplicate& duplicate : report.duplicates) {
-        session.messages().say(printable(fmt::format("Already in NOOKERY: {} is {}",
-                                                     duplicate.source, shortIds(duplicate.of))));
+        session.messages().say(printable(
+            fmt::format("Already in NOOKERY: {} is {}", duplicate.source, shortIds(duplicate.of))));
     }
     for (const CaptureVersion& version : report.versions) {
         session.messages().say(fmt::format("Looks like another version: {} of {}",
@@ -100,10 +101,9 @@ void printReport(Session& session, const CrumbStore& store, const CaptureReport&
     sayMessages(session, "skipped", report.skipped);
     sayMessages(session, "taken in, but", report.warnings);
     sayMessages(session, "not taken in", report.failed);
-    session.messages().say(fmt::format(
-        "{} added, {} already there, {} failed.",
-        counted(report.added.size(), "memory", "memories"), report.duplicates.size(),
-        report.failed.size()));
+    session.messages().say(fmt::format("{} added, {} already there, {} failed.",
+                                       counted(report.added.size(), "memory", "memories"),
+                                       report.duplicates.size(), report.failed.size()));
 }
 
 CaptureReport captureAll(Session& session, CrumbStore& store, CaptureRequest request) {
@@ -141,26 +141,27 @@ int runAdd(Session& session, const Arguments& arguments) {
 }  // namespace
 
 Command addCommand() {
-    return {.name = "add",
-            .summary = "Take in files, folders, links and text",
-            .examples = {{"add ~/Documents/letters", "take in a folder and all below it"},
-                         {"add https://example.org/recipe --tag baking", "keep a link"},
-                         {"add --text \"Spare key is under the blue pot\"", "write a note"},
-                         {"add - < minutes.txt", "take in what comes from another program"}},
-            .positionals = {{.name = "PATH|URL|-",
-                             .help = "a file, a folder, a web address, or - for standard input; the "
-                                     "originals are copied and stay as they are",
-                             .required = false,
-                             .repeats = true,
-                             .offers = Offers::files}},
-            .options = {{"text", "TEXT", "write a note"},
-                        {"title", "TITLE", "call it this (for a single thing)"},
-                        {"note", "NOTE", "a note of your own about it"},
-                        {"group", "GROUP", "put it into this group"},
-                        {"tag", "TAG", "give it a tag", true},
-                        {"fetch", "", "read the pages of links from the network"},
-                        {"wait", "", "also do the background work now (finding by meaning)"}},
-            .run = runAdd};
+    return {
+        .name = "add",
+        .summary = "Take in files, folders, links and text",
+        .examples = {{"add ~/Documents/letters", "take in a folder and all below it"},
+                     {"add https://example.org/recipe --tag baking", "keep a link"},
+                     {"add --text \"Spare key is under the blue pot\"", "write a note"},
+                     {"add - < minutes.txt", "take in what comes from another program"}},
+        .positionals = {{.name = "PATH|URL|-",
+                         .help = "a file, a folder, a web address, or - for standard input; the "
+                                 "originals are copied and stay as they are",
+                         .required = false,
+                         .repeats = true,
+                         .offers = Offers::files}},
+        .options = {{"text", "TEXT", "write a note"},
+                    {"title", "TITLE", "call it this (for a single thing)"},
+                    {"note", "NOTE", "a note of your own about it"},
+                    {"group", "GROUP", "put it into this group"},
+                    {"tag", "TAG", "give it a tag", true},
+                    {"fetch", "", "read the pages of links from the network"},
+                    {"wait", "", "also do the background work now (finding by meaning)"}},
+        .run = runAdd};
 }
 
 }  // namespace nookery::cli

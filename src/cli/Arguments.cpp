@@ -36,8 +36,7 @@ std::size_t Arguments::count(const std::string& option, std::size_t otherwise) c
     const auto given = value(option);
     if (!given) return otherwise;
     std::size_t number = 0;
-    const auto [end, error] =
-        std::from_chars(given->data(), given->data() + given->size(), number);
+    const auto [end, error] = std::from_chars(given->data(), given->data() + given->size(), number);
     if (error != std::errc() || end != given->data() + given->size() || number == 0) {
         throw UsageError(fmt::format("--{} needs a whole number from 1 on, not \"{}\".", option,
                                      toValidUtf8(*given)));

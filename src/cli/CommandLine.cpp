@@ -124,19 +124,38 @@ std::string withoutLineEnds(std::string text) {
     throw UsageError(toValidUtf8(message));
 }
 
+/// The parser takes "[a,b]" apart where words may repeat. A mark before it keeps it whole.
+constexpr int mostWords = 1 << 28;
+constexpr char wholeMark = '\x01';
+
+Words shielded(Words words) {
+    for (std::string& word : words) {
+        if (word.starts_with('[') || word.starts_with(wholeMark)) word.insert(0, 1, wholeMark);
+    }
+    return words;
+}
+
+Words unshielded(Words words) {
+    for (std::string& word : words) {
+        if (word.starts_with(wholeMark)) word.erase(0, 1);
+    }
+    return words;
+}
+
 std::map<std::string, Words> collect(const std::vector<Declared>& declared) {
     std::map<std::string, Words> options;
     for (const auto& [option, parsed] : declared) {
         if (parsed->count() == 0) continue;
         Words& values = options[option->name];
         if (option->value.empty()) continue;
-        values = parsed->results();
+        values = unshielded(parsed->results());
         if (values.size() > 1 && !option->repeats) {
             throw UsageError(fmt::format("--{} was given more than once.", option->name));
         }
         for (const std::string& value : values) {
-            if (option->offers == Offers::words && std::find(option->words.begin(), option->words.end(),
-                                                             value) == option->words.end()) {
+            if (option->offers == Offers::words &&
+                std::find(option->words.begin(), option->words.end(), value) ==
+                    option->words.end()) {
                 throw UsageError(fmt::format("--{} is one of {}, not \"{}\".", option->name,
                                              fmt::join(option->words, ", "), toValidUtf8(value)));
             }
@@ -154,12 +173,12 @@ void checkPositionals(const Command& command, const Words& given) {
         most = positional.repeats ? std::numeric_limits<std::size_t>::max() : most + 1;
     }
     if (given.size() > most) {
-        throw UsageError(fmt::format("{} does not take \"{}\".", command.name,
-                                     toValidUtf8(given[most])));
+        throw UsageError(
+            fmt::format("{} does not take \"{}\".", command.name, toValidUtf8(given[most])));
     }
 }
 
-Arguments parseOptions(Words words, const Command* command) {
+Arguments parseOptions(const Words& words, const Command* command) {
     CLI::App app;
     app.set_help_flag();
     app.allow_windows_style_options(false);
@@ -167,14 +186,15 @@ Arguments parseOptions(Words words, const Command* command) {
     if (command != nullptr) {
         for (const Declared& own : declare(app, command->options)) declared.push_back(own);
     }
-    CLI::Option* rest = app.add_option("words")->expected(0, 1 << 28)->allow_extra_args(false);
-    std::reverse(words.begin(), words.end());
+    const CLI::Option* rest = app.add_option("words")->expected(0, mostWords)->allow_extra_args();
     try {
-        app.parse(std::move(words));
+        Words reversed = shielded(words);
+        std::reverse(reversed.begin(), reversed.end());
+        app.parse(std::move(reversed));
     } catch (const CLI::ParseError& error) {
         explain(error);
     }
-    return {rest->results(), collect(declared)};
+    return {unshielded(rest->results()), collect(declared)};
 }
 
 }  // namespace
@@ -184,8 +204,7 @@ CommandLine parseCommandLine(const Words& given) {
     const bool help = asksForHelp(words);
     const Found found = takeCommand(words);
     if (help && found.name != "help") {
-        return {.command = findCommand("help"),
-                .arguments = Arguments({found.name}, {})};
+        return {.command = findCommand("help"), .arguments = Arguments({found.name}, {})};
     }
     if (!found.command && !found.name.empty()) {
         throw UsageError(fmt::format("{} needs to be told what to do: see nookery {} --help.",

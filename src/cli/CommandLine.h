@@ -11,7 +11,7 @@ namespace nookery::cli {
 /// A command line, understood.
 struct CommandLine {
     const Command* command = nullptr;  ///< none: only global options were given
-    Arguments arguments{};  ///< the command's own and the global options together
+    Arguments arguments{};             ///< the command's own and the global options together
 };
 
 /// Reads the words after the program's name. "COMMAND --help" is read as "help COMMAND". Throws

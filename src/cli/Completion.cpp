@@ -46,7 +46,8 @@ std::vector<Command> firstWords() {
         const std::string first = firstWord(command.name);
         if (command.isHidden || !seen.insert(first).second) continue;
         const Command* own = findCommand(first);
-        result.push_back(own != nullptr ? *own : Command{.name = first, .summary = command.summary});
+        result.push_back(own != nullptr ? *own
+                                        : Command{.name = first, .summary = command.summary});
     }
     return result;
 }
@@ -123,8 +124,9 @@ std::string fishOption(const std::string& condition, const Option& option) {
 }
 
 std::string fishScript() {
-    std::string text = "# fish completion for nookery, made by \"nookery completion fish\"\n"
-                       "complete -c nookery -f\n";
+    std::string text =
+        "# fish completion for nookery, made by \"nookery completion fish\"\n"
+        "complete -c nookery -f\n";
     for (const Option& option : globalOptions()) text += fishOption("", option);
     for (const Command& command : firstWords()) {
         text += fmt::format("complete -c nookery -n __fish_use_subcommand -a {} -d {}\n",

@@ -32,8 +32,8 @@ int destroy(Session& session, const Arguments& arguments, const std::string& tit
     demandSaved(outcome->failure);
     if (session.wantsJson()) {
         const auto& name = outcome->snapshotName;
-        session.print({{"deleted", outcome->count},
-                       {"snapshot", name ? OrderedJson(*name) : OrderedJson()}});
+        session.print(
+            {{"deleted", outcome->count}, {"snapshot", name ? OrderedJson(*name) : OrderedJson()}});
     } else {
         session.out().writeLine(fmt::format("{} deleted.", outcome->count));
         session.messages().say(outcome->snapshotName
@@ -61,8 +61,7 @@ std::string titlesOf(const CrumbStore& store, const std::vector<Uuid>& ids) {
 int runDelete(Session& session, const Arguments& arguments) {
     CrumbStore& store = session.open(LibraryAccess::writing);
     const auto ids = findMemories(store, arguments.positionals());
-    const std::string title =
-        fmt::format("Delete {}?", counted(ids.size(), "memory", "memories"));
+    const std::string title = fmt::format("Delete {}?", counted(ids.size(), "memory", "memories"));
     const std::string text = fmt::format(
         "{}. Copies that NOOKERY owns go to the trash; originals outside NOOKERY are not touched. "
         "A recovery snapshot is taken first.",

@@ -26,8 +26,8 @@ std::optional<std::string> newText(Session& session, const Arguments& arguments,
     auto text = arguments.value("text");
     if (!text) return std::nullopt;
     if (item.kind != CrumbKind::text) {
-        throw Error(fmt::format("Only a note's text can be edited; \"{}\" is not one.",
-                                shownTitle(item)));
+        throw Error(
+            fmt::format("Only a note's text can be edited; \"{}\" is not one.", shownTitle(item)));
     }
     if (*text == "-") {
         text = readAll(standardInput(session.interruptDescriptor()), maximumTextByteCount);

@@ -32,9 +32,10 @@ int runEnrich(Session& session, const Arguments& arguments) {
                        {"pending", outcome.pending},
                        {"failed", OrderedJson::array()}});
     } else {
-        session.out().writeLine(fmt::format(
-            "{} read for meaning, {} left.",
-            counted(static_cast<std::size_t>(outcome.done), "memory", "memories"), outcome.pending));
+        session.out().writeLine(
+            fmt::format("{} read for meaning, {} left.",
+                        counted(static_cast<std::size_t>(outcome.done), "memory", "memories"),
+                        outcome.pending));
     }
     if (session.platform().embedder == nullptr) {
         session.messages().say(

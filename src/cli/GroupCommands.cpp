@@ -91,7 +91,8 @@ int runRemove(Session& session, const Arguments& arguments) {
 
 std::vector<Command> groupCommands() {
     const Positional name{"NAME", "the group's name, or the beginning of its id"};
-    const Positional ids{.name = "ID", .help = "ids of memories, or their beginnings", .repeats = true};
+    const Positional ids{
+        .name = "ID", .help = "ids of memories, or their beginnings", .repeats = true};
     return {{.name = "group list",
              .summary = "List the groups and how much is in them",
              .examples = {{"group list", "oldest first"}},

@@ -44,8 +44,8 @@ std::string readAll(const ByteSource& source, std::size_t maximumByteCount) {
     while (const std::size_t count = source(std::as_writable_bytes(std::span(chunk)))) {
         all.append(chunk, 0, count);
         if (all.size() > maximumByteCount) {
-            throw Error("The input is too long: at most " +
-                        std::to_string(maximumByteCount >> 20) + " MiB are taken at once.");
+            throw Error("The input is too long: at most " + std::to_string(maximumByteCount >> 20) +
+                        " MiB are taken at once.");
         }
     }
     return all;

@@ -87,7 +87,8 @@ std::string manualPage() {
         ".SH NAME\nnookery \\- keep memories and find them again\n"
         ".SH SYNOPSIS\n.B nookery\n.I COMMAND\n[\\fIARGUMENTS\\fR]\n"
         ".SH DESCRIPTION\n"
-        "Keeps notes, links and files in a library of your own, and finds them again from whatever\n"
+        "Keeps notes, links and files in a library of your own, and finds them again from "
+        "whatever\n"
         "you remember. Everything stays on this computer.\n.SH COMMANDS\n",
         NOOKERY_VERSION);
     for (const Command& command : commandTable()) {

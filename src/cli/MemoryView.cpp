@@ -17,8 +17,8 @@ constexpr std::size_t dateColumns = 16;
 constexpr std::size_t mostTitleColumns = 60;
 
 /// The keys of a memory in the order in which people read them.
-constexpr std::array keyOrder{"id",       "title", "kind",    "createdAt",   "text",
-                              "urlString", "filePath", "note", "groupID", "sourceItemID"};
+constexpr std::array keyOrder{"id",        "title",    "kind", "createdAt", "text",
+                              "urlString", "filePath", "note", "groupID",   "sourceItemID"};
 
 std::size_t sharedLength(const std::string& left, const std::string& right) {
     const auto [end, unused] = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
@@ -85,7 +85,8 @@ std::string ShortIds::operator()(const Uuid& id) const {
         length = std::max(length, sharedLength(text, std::prev(place)->toString()) + 1);
     }
     const auto after = place != sorted_.end() && *place == id ? std::next(place) : place;
-    if (after != sorted_.end()) length = std::max(length, sharedLength(text, after->toString()) + 1);
+    if (after != sorted_.end())
+        length = std::max(length, sharedLength(text, after->toString()) + 1);
     return text.substr(0, length);
 }
 
@@ -111,11 +112,16 @@ CrumbGroup findGroup(const CrumbStore& store, const std::string& nameOrId) {
 
 std::string_view spokenKind(CrumbKind kind) {
     switch (kind) {
-        case CrumbKind::text: return "note";
-        case CrumbKind::url: return "link";
-        case CrumbKind::image: return "image";
-        case CrumbKind::file: return "file";
-        case CrumbKind::activity: return "activity";
+        case CrumbKind::text:
+            return "note";
+        case CrumbKind::url:
+            return "link";
+        case CrumbKind::image:
+            return "image";
+        case CrumbKind::file:
+            return "file";
+        case CrumbKind::activity:
+            return "activity";
     }
     return "memory";
 }
@@ -126,7 +132,8 @@ std::string shownTitle(const CrumbItem& item) {
 }
 
 std::string memoryLine(const CrumbStore& store, const CrumbItem& item, Date now) {
-    std::string line = fmt::format("{} · {}", spokenKind(item.kind), spokenDate(item.createdAt, now));
+    std::string line =
+        fmt::format("{} · {}", spokenKind(item.kind), spokenDate(item.createdAt, now));
     if (const std::string tags = tagText(store, item); !tags.empty()) line += " · " + tags;
     if (const std::string group = store.groupNameOf(item); !group.empty()) {
         line += " · in " + printable(group);
@@ -145,7 +152,8 @@ void printMemoryTable(Session& session, const CrumbStore& store, const CrumbItem
     titleColumns = std::min(titleColumns, mostTitleColumns);
     const auto columns = session.columns();
     const std::size_t others = idColumns + kindColumns + dateColumns + 6;
-    if (columns) titleColumns = std::min(titleColumns, *columns > others + 12 ? *columns - others : 12);
+    if (columns)
+        titleColumns = std::min(titleColumns, *columns > others + 12 ? *columns - others : 12);
     const Style& style = session.style();
     for (const auto& item : items) {
         std::string title = shownTitle(*item);

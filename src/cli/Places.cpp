@@ -35,12 +35,14 @@ Places findPlaces(const Environment& environment, const std::optional<std::strin
         places.dataHome = absolute(*overridden, workingFolder);
         places.configHome = places.dataHome / "config";
         places.cacheHome = places.dataHome / "cache";
-        places.userData = environment("HOME") ? baseFolder(environment, "XDG_DATA_HOME", ".local/share")
-                                              : places.dataHome;
+        places.userData = environment("HOME")
+                              ? baseFolder(environment, "XDG_DATA_HOME", ".local/share")
+                              : places.dataHome;
     } else {
         places.userData = baseFolder(environment, "XDG_DATA_HOME", ".local/share");
         places.dataHome = places.userData;
-        if (!config) places.configHome = baseFolder(environment, "XDG_CONFIG_HOME", ".config") / "nookery";
+        if (!config)
+            places.configHome = baseFolder(environment, "XDG_CONFIG_HOME", ".config") / "nookery";
         places.cacheHome = baseFolder(environment, "XDG_CACHE_HOME", ".cache") / "nookery";
     }
     if (config) places.configHome = absolute(*config, workingFolder);

@@ -80,8 +80,9 @@ void Session::print(const OrderedJson& document) { output_.writeLine(toJsonText(
 void Session::demandConsent(const std::string& title, const std::string& text) {
     if (hasConsent_) return;
     if (!messages_.canAsk()) {
-        throw UsageError("Nobody can be asked here: say --yes to go on, or --dry-run to see what "
-                         "would happen.");
+        throw UsageError(
+            "Nobody can be asked here: say --yes to go on, or --dry-run to see what "
+            "would happen.");
     }
     if (!messages_.confirm(title, text, interruptDescriptor())) {
         throw Error("Nothing was changed.");

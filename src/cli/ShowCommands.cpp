@@ -91,8 +91,8 @@ void openOnDesktop(const std::string& target) {
     ::posix_spawnattr_destroy(&attributes);
     int status = 0;
     if (failure != 0 || ::waitpid(child, &status, 0) != child || status != 0) {
-        throw Error(fmt::format("The desktop could not open {} (by xdg-open).",
-                                displayName(Path(target))));
+        throw Error(
+            fmt::format("The desktop could not open {} (by xdg-open).", displayName(Path(target))));
     }
 }
 

@@ -66,8 +66,7 @@ void Messages::progress(std::string_view text) {
     if (progressShown_ && now - lastProgress_ < progressInterval) return;
     lastProgress_ = now;
     progressShown_ = true;
-    writeToStandardError(
-        fmt::format("\r\x1b[K{}", fitted(printable(text), terminalColumns() - 1)));
+    writeToStandardError(fmt::format("\r\x1b[K{}", fitted(printable(text), terminalColumns() - 1)));
 }
 
 void Messages::endProgress() {

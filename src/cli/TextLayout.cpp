@@ -11,9 +11,9 @@
 namespace nookery::cli {
 namespace {
 
-constexpr std::array<std::string_view, 12> months{
-    "January", "February", "March",     "April",   "May",      "June",
-    "July",    "August",   "September", "October", "November", "December"};
+constexpr std::array<std::string_view, 12> months{"January",   "February", "March",    "April",
+                                                  "May",       "June",     "July",     "August",
+                                                  "September", "October",  "November", "December"};
 
 bool steersTerminal(char32_t c) {
     const auto category = u_charType(static_cast<UChar32>(c));

@@ -63,7 +63,8 @@ int runCommand(const Words& words, const Interrupts& interrupts, Output& output,
     }
     if (line.command->text == nullptr) return runInWorld(line, interrupts, output, log);
     const std::string text = line.command->text(line.arguments);
-    output.write(line.arguments.has("json") ? toJsonText(OrderedJson{{"text", text}}) + "\n" : text);
+    output.write(line.arguments.has("json") ? toJsonText(OrderedJson{{"text", text}}) + "\n"
+                                            : text);
     return exitDone;
 }
 
