@@ -14,6 +14,7 @@
 #include "relevance/GeneratedSets.h"
 #include "relevance/Meaning.h"
 #include "relevance/Measures.h"
+#include "relevance/Variants.h"
 
 namespace nookery::relevance {
 namespace {
@@ -74,9 +75,18 @@ class Benchmark {
     void measure(const Collection& collection) {
         printHeader(collection);
         measurePeer(collection);
-        if (!embedder_) return;
-        const auto vectors = embeddings_->of(collection.records);
-        measureMeaning(collection, *embedder_, vectors);
+        std::vector<Vector> vectors;
+        if (embedder_) {
+            vectors = embeddings_->of(collection.records);
+            measureMeaning(collection, *embedder_, vectors);
+        }
+        for (const Variant& variant : variants()) {
+            if (variant.stage == Stage::meaning && !embedder_) continue;
+            const ProgramRanking program(collection, variant, embedder_.get(), vectors);
+            printRow(variant.name, measured(collection, [&](const auto& question) {
+                         return program.topTen(question);
+                     }));
+        }
     }
 
     Options options_;
