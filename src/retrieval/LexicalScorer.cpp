@@ -8,6 +8,9 @@
 namespace nookery {
 namespace {
 
+/// So many bounds are looked at together.
+constexpr std::size_t stripSize = 32;
+
 using BlockCells = std::array<Cell, CellMap::blockSize>;
 
 std::size_t countHits(const BlockCells& cells) {
@@ -49,6 +52,10 @@ TagEvidence::TagEvidence(const LexicalIndex& index, const std::vector<std::strin
 class LexicalScorer::Best {
   public:
     Best(const LexicalIndex& index, std::size_t limit) : index_(index), limit_(limit) {}
+
+    bool isFull() const { return heap_.size() == limit_; }
+    /// The score of the worst; to be asked only when full.
+    double least() const { return heap_.front().score; }
 
     /// Whether a memory of this score could come in.
     bool admits(double score) const {
@@ -102,6 +109,7 @@ LexicalScorer::LexicalScorer(const LexicalIndex& index, std::vector<const TermEv
                              static_cast<double>(std::max<std::size_t>(terms_.size(), 1));
         coverage_.push_back(std::pow(share, index_.weights().coveragePower));
     }
+    chooseUnits();
 }
 
 double LexicalScorer::tagScore(Cell cell) const {
@@ -160,20 +168,76 @@ double LexicalScorer::examine(std::size_t block, std::size_t& hitCount) const {
     return hitCount == 0 ? 0 : score(summaries.data(), tagSummary);
 }
 
-void LexicalScorer::scan(std::size_t block, Best& best) const {
-    const std::size_t termCount = terms_.size();
-    scratch_.resize(termCount);
-    for (std::size_t i = 0; i < CellMap::blockSize; ++i) {
-        Cell all = 0;
-        for (std::size_t t = 0; t < termCount; ++t) {
-            scratch_[t] = terms_[t]->cells().block(block)[i];
-            all |= scratch_[t];
+/// The bounds of a block's scores are summed up in numbers of 16 bits, many at a time.
+void LexicalScorer::chooseUnits() {
+    constexpr double greatestSlope = 250;  // times a strength, it fits
+    constexpr double greatestSum = 60000;
+    double steepest = 1;
+    double sum = index_.weights().people;
+    for (const TermEvidence* term : terms_) {
+        steepest = std::max(steepest, term->upperLine(0xFF).slope * 256);
+        sum += term->greatest() + 1;
+    }
+    unitsPerPoint_ = std::min(greatestSlope / steepest, greatestSum / sum);
+}
+
+LexicalScorer::BlockBounds LexicalScorer::boundsOf(std::size_t block) const {
+    BlockBounds bounds{};
+    std::uint16_t forPeople = 0;
+    for (const TermEvidence* term : terms_) {
+        const Cell summary = term->cells().summary(block);
+        if (summary == 0) continue;
+        const TermEvidence::Line line = term->upperLine(bitsOf(summary));
+        // One unit more for what the division below cuts off.
+        const auto start = static_cast<std::uint16_t>(std::ceil(line.start * unitsPerPoint_) + 1);
+        const auto slope = static_cast<std::uint16_t>(std::ceil(line.slope * 256 * unitsPerPoint_));
+        const CellMap::Block cells = term->cells().block(block);
+        for (std::size_t i = 0; i < bounds.size(); ++i) {
+            const std::uint16_t strength = cells[i] >> 8;
+            const std::uint16_t held = cells[i] != 0 ? 0xFFFF : 0;
+            bounds[i] = static_cast<std::uint16_t>(
+                bounds[i] + (start & held) + (static_cast<std::uint16_t>(strength * slope) >> 8));
         }
-        const Cell tagCell = tags_ == nullptr ? Cell{0} : tags_->cells().block(block)[i];
-        if ((all & hitBits) == 0 && tagCell == 0) continue;
-        const double total = score(scratch_.data(), tagCell);
-        if (best.admits(total)) {
-            best.offer(static_cast<Ordinal>(block * CellMap::blockSize + i), total);
+        if ((bitsOf(summary) & peopleBit) != 0) {
+            forPeople =
+                static_cast<std::uint16_t>(std::ceil(index_.weights().people * unitsPerPoint_));
+        }
+    }
+    if (forPeople != 0) {
+        for (std::uint16_t& bound : bounds) bound = static_cast<std::uint16_t>(bound + forPeople);
+    }
+    return bounds;
+}
+
+void LexicalScorer::scoreMemory(std::size_t block, std::size_t place, Best& best) const {
+    Cell all = 0;
+    for (std::size_t i = 0; i < terms_.size(); ++i) {
+        scratch_[i] = terms_[i]->cells().block(block)[place];
+        all |= scratch_[i];
+    }
+    const Cell tagCell = tags_ == nullptr ? Cell{0} : tags_->cells().block(block)[place];
+    if ((all & hitBits) == 0 && tagCell == 0) return;
+    const double total = score(scratch_.data(), tagCell);
+    if (best.admits(total)) {
+        best.offer(static_cast<Ordinal>(block * CellMap::blockSize + place), total);
+    }
+}
+
+void LexicalScorer::scan(std::size_t block, Best& best) const {
+    const bool tagged = tags_ != nullptr && tags_->cells().summary(block) != 0;
+    if (tagged || !best.isFull()) {
+        for (std::size_t i = 0; i < CellMap::blockSize; ++i) scoreMemory(block, i, best);
+        return;
+    }
+    const BlockBounds bounds = boundsOf(block);
+    const auto needed = static_cast<std::uint16_t>(
+        std::clamp(std::floor(best.least() * unitsPerPoint_), 0.0, 65535.0));
+    for (std::size_t start = 0; start < bounds.size(); start += stripSize) {
+        std::uint16_t highest = 0;
+        for (std::size_t i = 0; i < stripSize; ++i) highest = std::max(highest, bounds[start + i]);
+        if (highest < needed) continue;
+        for (std::size_t i = start; i < start + stripSize; ++i) {
+            if (bounds[i] >= needed) scoreMemory(block, i, best);
         }
     }
 }

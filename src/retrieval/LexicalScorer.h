@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -58,6 +59,7 @@ class LexicalScorer {
     double requestedTagWorth() const { return requestedTagWorth_; }
 
   private:
+    using BlockBounds = std::array<std::uint16_t, CellMap::blockSize>;
     struct BlockBound {
         double bound = 0;
         std::uint32_t block = 0;
@@ -70,12 +72,17 @@ class LexicalScorer {
     /// Counts the block's hits and says the best score that any of them can have.
     double examine(std::size_t block, std::size_t& hitCount) const;
     void scan(std::size_t block, Best& best) const;
+    void scoreMemory(std::size_t block, std::size_t place, Best& best) const;
+    void chooseUnits();
+    /// An upper bound for each score in a block without tags, in units.
+    BlockBounds boundsOf(std::size_t block) const;
 
     const LexicalIndex& index_;
     std::vector<const TermEvidence*> terms_;
     const TagEvidence* tags_;
     std::vector<double> coverage_;  // by number of terms held
     double requestedTagWorth_ = 0;
+    double unitsPerPoint_ = 0;           // of boundsOf
     mutable std::vector<Cell> scratch_;  // a cell a term
 };
 

@@ -28,7 +28,7 @@ std::vector<std::string> expandedTerms(const LexicalIndex& index,
 }
 
 /// From this many telling hits on, nobody asks how many more there are.
-constexpr std::size_t enoughTellingHits = 1000;
+constexpr std::size_t enoughTellingHits = 100;
 
 std::size_t countTelling(const LexicalIndex& index, const LexicalSearch::Findings& findings,
                          std::size_t totalCount) {
@@ -38,8 +38,11 @@ std::size_t countTelling(const LexicalIndex& index, const LexicalSearch::Finding
         if (static_cast<double>(term->hitCount()) <= common) telling.push_back(term);
     }
     if (telling.size() == findings.terms.size()) return totalCount;
-    const TagEvidence requested(index, findings.requestedTags(), {});
-    return LexicalScorer(index, telling, &requested).countUpTo(enoughTellingHits);
+    std::optional<TagEvidence> requested;
+    if (!findings.query.requestedTags.empty())
+        requested.emplace(index, findings.requestedTags(), std::vector<std::string>{});
+    return LexicalScorer(index, telling, requested ? &*requested : nullptr)
+        .countUpTo(enoughTellingHits);
 }
 
 }  // namespace

@@ -1,94 +1,103 @@
 #include "retrieval/PhraseMatcher.h"
 
 #include <algorithm>
-#include <limits>
-
-#include "foundation/Text.h"
+#include <bit>
 
 namespace nookery {
 namespace {
-
-/// Pieces this short stand in too many tokens to look for them first.
-constexpr std::size_t shortPiece = 2;
 
 bool isWord(std::string_view text, const TermPiece& piece) {
     return text.size() == piece.text.size();
 }
 
-}  // namespace
-
-PhraseMatcher::PhraseMatcher(const LexicalIndex& index, std::vector<TermPiece> pieces)
-    : index_(index), pieces_(std::move(pieces)) {
-    chooseRarest();
-}
-
-std::vector<TokenId> PhraseMatcher::tokensOf(const TermPiece& piece) const {
-    const Vocabulary& vocabulary = index_.vocabulary();
+std::vector<TokenId> tokensFitting(const Vocabulary& vocabulary, const TermPiece& piece) {
     if (piece.match == PieceMatch::ending) return vocabulary.endingWith(piece.text);
     if (piece.match == PieceMatch::beginning) return vocabulary.startingWith(piece.text);
     const auto token = vocabulary.find(piece.text);
     return token ? std::vector<TokenId>{*token} : std::vector<TokenId>{};
 }
 
-void PhraseMatcher::chooseRarest() {
-    const bool allShort = std::all_of(pieces_.begin(), pieces_.end(), [](const TermPiece& piece) {
-        return piece.match != PieceMatch::whole && codePointCount(piece.text) <= shortPiece;
-    });
-    std::uint64_t fewest = std::numeric_limits<std::uint64_t>::max();
-    for (std::size_t i = 0; i < pieces_.size(); ++i) {
-        const TermPiece& piece = pieces_[i];
-        const bool isShort =
-            piece.match != PieceMatch::whole && codePointCount(piece.text) <= shortPiece;
-        if (isShort && !allShort) continue;
-        std::vector<TokenId> tokens = tokensOf(piece);
-        std::uint64_t memories = 0;
-        for (const TokenId token : tokens) memories += index_.documentFrequency(token);
-        if (memories >= fewest) continue;
-        fewest = memories;
-        rarest_ = i;
-        rarestTokens_ = std::move(tokens);
+/// A set of ordinals.
+class OrdinalSet {
+  public:
+    explicit OrdinalSet(std::size_t count) : words_((count + 63) / 64, 0) {}
+
+    void add(Ordinal ordinal) { words_[ordinal / 64] |= std::uint64_t{1} << ordinal % 64; }
+    void intersect(const OrdinalSet& other) {
+        for (std::size_t i = 0; i < words_.size(); ++i) words_[i] &= other.words_[i];
     }
+    template <typename Use>
+    void forEach(Use&& use) const {
+        for (std::size_t i = 0; i < words_.size(); ++i) {
+            for (std::uint64_t rest = words_[i]; rest != 0; rest &= rest - 1) {
+                use(static_cast<Ordinal>(i * 64 +
+                                         static_cast<std::size_t>(std::countr_zero(rest))));
+            }
+        }
+    }
+
+  private:
+    std::vector<std::uint64_t> words_;
+};
+
+OrdinalSet memoriesWith(const LexicalIndex& index, const std::vector<TokenId>& tokens) {
+    OrdinalSet memories(index.ordinalCount());
+    for (const TokenId token : tokens) {
+        for (const Ordinal ordinal : index.postings().sorted(token).ordinals) memories.add(ordinal);
+        for (const Ordinal ordinal : index.postings().grown(token).ordinals) memories.add(ordinal);
+    }
+    return memories;
+}
+
+}  // namespace
+
+PhraseMatcher::PhraseMatcher(const LexicalIndex& index, std::vector<TermPiece> pieces)
+    : index_(index) {
+    for (TermPiece& piece : pieces) pieces_.push_back(tokensFor(std::move(piece)));
+}
+
+PhraseMatcher::PieceTokens PhraseMatcher::tokensFor(TermPiece piece) const {
+    PieceTokens fitting{std::move(piece), {}, {}, 0};
+    fitting.tokens = tokensFitting(index_.vocabulary(), fitting.piece);
+    fitting.bits.resize(index_.vocabulary().size() / 64 + 1, 0);
+    for (const TokenId token : fitting.tokens) {
+        fitting.bits[token / 64] |= std::uint64_t{1} << token % 64;
+        fitting.memoryCount += index_.documentFrequency(token);
+    }
+    return fitting;
 }
 
 std::vector<Ordinal> PhraseMatcher::candidates() const {
-    std::vector<Ordinal> ordinals;
-    const auto add = [&](const Postings::List& list) {
-        for (const Ordinal ordinal : list.ordinals) {
-            if (index_.isAlive(ordinal)) ordinals.push_back(ordinal);
-        }
-    };
-    for (const TokenId token : rarestTokens_) {
-        add(index_.postings().sorted(token));
-        add(index_.postings().grown(token));
+    // A piece that stands nearly everywhere would narrow nothing.
+    constexpr std::uint64_t muchMoreCommon = 32;
+    std::vector<const PieceTokens*> byCount;
+    for (const PieceTokens& piece : pieces_) byCount.push_back(&piece);
+    std::sort(byCount.begin(), byCount.end(), [](const PieceTokens* a, const PieceTokens* b) {
+        return a->memoryCount < b->memoryCount;
+    });
+    OrdinalSet memories = memoriesWith(index_, byCount.front()->tokens);
+    for (const PieceTokens* piece : std::span(byCount).subspan(1)) {
+        if (piece->memoryCount / muchMoreCommon > byCount.front()->memoryCount) break;
+        memories.intersect(memoriesWith(index_, piece->tokens));
     }
-    std::sort(ordinals.begin(), ordinals.end());
-    ordinals.erase(std::unique(ordinals.begin(), ordinals.end()), ordinals.end());
+    std::vector<Ordinal> ordinals;
+    memories.forEach([&](Ordinal ordinal) {
+        if (index_.isAlive(ordinal)) ordinals.push_back(ordinal);
+    });
     return ordinals;
 }
 
-bool PhraseMatcher::fits(std::size_t pieceIndex, TokenId token) const {
-    if (pieceIndex == rarest_) {
-        return std::binary_search(rarestTokens_.begin(), rarestTokens_.end(), token);
-    }
-    const TermPiece& piece = pieces_[pieceIndex];
-    const std::string_view text = index_.tokenText(token);
-    if (piece.match == PieceMatch::ending) return text.ends_with(piece.text);
-    if (piece.match == PieceMatch::beginning) return text.starts_with(piece.text);
-    return text == piece.text;
-}
-
 bool PhraseMatcher::fitsAll(std::span<const TokenId> window) const {
-    if (!fits(rarest_, window[rarest_])) return false;
     for (std::size_t i = 0; i < pieces_.size(); ++i) {
-        if (i != rarest_ && !fits(i, window[i])) return false;
+        if (!pieces_[i].fits(window[i])) return false;
     }
     return true;
 }
 
 MatchKind PhraseMatcher::kindOf(std::span<const TokenId> window) const {
-    if (!isWord(index_.tokenText(window.front()), pieces_.front())) return MatchKind::inside;
-    return isWord(index_.tokenText(window.back()), pieces_.back()) ? MatchKind::whole
-                                                                   : MatchKind::prefix;
+    if (!isWord(index_.tokenText(window.front()), pieces_.front().piece)) return MatchKind::inside;
+    return isWord(index_.tokenText(window.back()), pieces_.back().piece) ? MatchKind::whole
+                                                                         : MatchKind::prefix;
 }
 
 std::optional<PhraseMatcher::Found> PhraseMatcher::find(TokenStream stream) const {

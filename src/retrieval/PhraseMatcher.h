@@ -11,7 +11,7 @@
 namespace nookery {
 
 /// Finds terms that are made of several tokens ("e-mail", "3.1.4"): memories in whose texts the
-/// pieces follow one another. Candidates come from the rarest piece's tokens; their streams tell.
+/// pieces follow one another. Candidates hold a token for every piece; their streams tell the rest.
 class PhraseMatcher {
   public:
     /// At least two pieces.
@@ -26,20 +26,28 @@ class PhraseMatcher {
 
     std::optional<Found> find(TokenStream stream) const;
 
-    /// Memories alive that hold the rarest piece, ascending.
+    /// Memories alive that hold a token for each piece, ascending.
     std::vector<Ordinal> candidates() const;
 
   private:
-    void chooseRarest();
-    std::vector<TokenId> tokensOf(const TermPiece& piece) const;
-    bool fits(std::size_t pieceIndex, TokenId token) const;
+    /// A piece, and which tokens fit it: a bit a token of the vocabulary.
+    struct PieceTokens {
+        TermPiece piece;
+        std::vector<TokenId> tokens;
+        std::vector<std::uint64_t> bits;
+        std::uint64_t memoryCount = 0;
+
+        bool fits(TokenId token) const {
+            return token / 64 < bits.size() && (bits[token / 64] >> token % 64 & 1) != 0;
+        }
+    };
+
+    PieceTokens tokensFor(TermPiece piece) const;
     bool fitsAll(std::span<const TokenId> window) const;
     MatchKind kindOf(std::span<const TokenId> window) const;
 
     const LexicalIndex& index_;
-    std::vector<TermPiece> pieces_;
-    std::size_t rarest_ = 0;
-    std::vector<TokenId> rarestTokens_;
+    std::vector<PieceTokens> pieces_;
 };
 
 }  // namespace nookery

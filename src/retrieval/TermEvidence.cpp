@@ -309,6 +309,12 @@ void TermEvidence::fillWeights(const RankingWeights& weights, double scale, bool
     }
 }
 
+TermEvidence::Line TermEvidence::upperLine(std::uint8_t bits) const {
+    // The second pass is a line through 0, from which the floor only takes.
+    const auto& row = weights_[fieldRow(bits)];
+    return {row.front(), (row.back() - row.front()) / strongest + relevanceStep_};
+}
+
 double TermEvidence::greatest() const { return weights_[0].back() + relevanceStep_ * strongest; }
 
 std::uint32_t TermEvidence::sectionsIn(TokenStream stream) const {

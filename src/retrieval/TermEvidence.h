@@ -42,6 +42,13 @@ class TermEvidence {
     double weight(Cell cell) const { return weights_[fieldRow(bitsOf(cell))][strengthOf(cell)]; }
     /// What the term adds to the relevance, before coverage.
     double relevance(Cell cell) const { return relevanceStep_ * strengthOf(cell); }
+    /// For any cell of these bits or of bits for lesser fields, weight plus relevance is at most
+    /// this: a part for being there, and a part for each step of strength.
+    struct Line {
+        double start = 0;
+        double slope = 0;
+    };
+    Line upperLine(std::uint8_t bits) const;
     /// At most this is `weight` plus `relevance`, for any memory.
     double greatest() const;
 

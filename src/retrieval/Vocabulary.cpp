@@ -168,6 +168,7 @@ std::vector<TokenId> Vocabulary::containing(std::string_view part) const {
 std::vector<TokenId> Vocabulary::startingWith(std::string_view part) const {
     std::u32string letters = lettersOf(part);
     letters.insert(0, letters.size() == 1 ? 2 : 1, edge);
+    if (letters.size() == 3) return shortestList(letters);
     std::vector<TokenId> tokens;
     for (const TokenId token : shortestList(letters)) {
         if (text(token).starts_with(part)) tokens.push_back(token);
@@ -178,6 +179,7 @@ std::vector<TokenId> Vocabulary::startingWith(std::string_view part) const {
 std::vector<TokenId> Vocabulary::endingWith(std::string_view part) const {
     std::u32string letters = lettersOf(part);
     letters.append(letters.size() == 1 ? 2 : 1, edge);
+    if (letters.size() == 3) return shortestList(letters);
     std::vector<TokenId> tokens;
     for (const TokenId token : shortestList(letters)) {
         if (text(token).ends_with(part)) tokens.push_back(token);
