@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <random>
-#include <thread>
 #include <vector>
 
 #include "backends/SystemPlatform.h"
@@ -31,8 +30,6 @@ double secondsFor(const std::function<void()>& work) {
     work();
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
-
-void sleepFor(std::chrono::milliseconds pause) { std::this_thread::sleep_for(pause); }
 
 /// Fills a library, as capture would have left it.
 void fill(const Platform& platform, const LibraryLayout& layout) {
@@ -71,7 +68,7 @@ void fill(const Platform& platform, const LibraryLayout& layout) {
 double databasePace(const Platform& platform, const LibraryLayout& layout, const Path& scratch) {
     SqliteBackupPace pace;
     pace.pagesPerStep = SnapshotBuilder::pagesPerStep;
-    pace.pause = [] { sleepFor(SnapshotBuilder::pauseBetweenSteps); };
+    pace.pause = [] { pauseBackup(SnapshotBuilder::pauseBetweenSteps); };
     return secondsFor([&] {
         for (const Path& live : {layout.database(), layout.sidecar()}) {
             auto source = SqliteConnection::open(live, SqliteAccess::readOnly);
@@ -104,7 +101,7 @@ void run(const Path& folder) {
     const Platform& platform = system.platform();
     const LibraryLayout layout{folder / "data", folder / "cache"};
     fill(platform, layout);
-    SnapshotBuilder builder(platform, layout, &sleepFor);
+    SnapshotBuilder builder(platform, layout, &pauseBackup);
     const double first = secondsFor([&] { builder.build("launch", {}); });
     std::vector<double> whole, pace, peer;
     for (int i = 0; i < repetitions; ++i) {

@@ -2,8 +2,8 @@
 
 #include <exception>
 #include <limits>
-#include <thread>
 
+#include "foundation/SqliteConnection.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
 
@@ -12,8 +12,6 @@ namespace {
 
 constexpr const char* routinePrefix = "Crumb recovery snapshot error: ";
 constexpr const char* destructivePrefix = "Crumb pre-destructive recovery snapshot error: ";
-
-void sleepFor(std::chrono::milliseconds pause) { std::this_thread::sleep_for(pause); }
 
 }  // namespace
 
@@ -76,7 +74,7 @@ class CrumbRecoverySnapshots::Worker {
 };
 
 CrumbRecoverySnapshots::CrumbRecoverySnapshots(const Platform& platform, LibraryLayout layout)
-    : CrumbRecoverySnapshots(platform, std::move(layout), &sleepFor) {}
+    : CrumbRecoverySnapshots(platform, std::move(layout), &pauseBackup) {}
 
 CrumbRecoverySnapshots::CrumbRecoverySnapshots(const Platform& platform, LibraryLayout layout,
                                                SnapshotBuilder::Pause pause)

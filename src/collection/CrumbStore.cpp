@@ -13,6 +13,9 @@ CrumbStore::CrumbStore(const Platform& platform, LibraryLayout layout, LibraryAc
 CrumbStore::~CrumbStore() = default;
 
 const std::optional<std::string>& CrumbStore::startFailure() const { return parts_->startFailure; }
+const std::optional<RestoreNotice>& CrumbStore::restoreNotice() const {
+    return parts_->restoreNotice;
+}
 
 const Published<CrumbItemList>& CrumbStore::items() const { return parts_->memories.all(); }
 const Published<std::vector<CrumbGroup>>& CrumbStore::groups() const { return parts_->groups; }

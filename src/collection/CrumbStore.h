@@ -17,6 +17,7 @@
 #include "collection/MemoryAnnotations.h"
 #include "collection/SearchSession.h"
 #include "collection/SnapshotBuilder.h"
+#include "collection/SnapshotRestore.h"
 #include "foundation/Published.h"
 #include "platform/Platform.h"
 #include "retrieval/RetrievalEngine.h"
@@ -55,12 +56,15 @@ class CrumbStore {
     ~CrumbStore();
 
     /// Opens the library and loads it, in the order that start-up has. With writing access throws
-    /// LibraryInUse when another process owns the library; a database that cannot be opened is
-    /// logged and leaves an empty library that refuses every save. Call once.
+    /// LibraryInUse when another process owns the library, and RestoreError when a restore that was
+    /// interrupted can neither be finished nor undone; a database that cannot be opened is logged
+    /// and leaves an empty library that refuses every save. Call once.
     void start(SessionLength length);
     /// Why the library could not be opened or loaded; none when all is well. A caller that shows
     /// an empty library must show this too.
     const std::optional<std::string>& startFailure() const;
+    /// What became of a restore that waited for this start, to be shown once; none when none did.
+    const std::optional<RestoreNotice>& restoreNotice() const;
 
     // Published state.
     const Published<CrumbItemList>& items() const;          ///< newest first

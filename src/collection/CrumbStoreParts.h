@@ -34,6 +34,7 @@ class CrumbStore::Parts {
     LibraryLayout layout;
     LibraryAccess access;
     std::optional<std::string> startFailure;
+    std::optional<RestoreNotice> restoreNotice;
 
     std::optional<LibraryLock> lock;
     std::optional<SQLiteDatabase> database;  ///< none when opening failed

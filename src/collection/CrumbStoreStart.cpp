@@ -32,6 +32,7 @@ void CrumbStore::start(SessionLength length) {
         parts_->lock = LibraryLock::acquire(parts_->platform.files, parts_->layout,
                                             parts_->platform.clock.now());
         removeInterruptedWrites(parts_->layout, parts_->platform);
+        parts_->restoreNotice = completePendingSnapshotRestore(parts_->platform, parts_->layout);
     }
     parts_->openDatabase();
     parts_->createServices();

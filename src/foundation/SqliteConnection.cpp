@@ -47,9 +47,7 @@ void throwDatabaseError(DatabaseFailure failure, sqlite3* connection, int code) 
                         code);
 }
 
-void SqliteConnection::Close::operator()(sqlite3* handle) const {
-    sqlite3_close_v2(handle);
-}
+void SqliteConnection::Close::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
 
 SqliteConnection SqliteConnection::open(const Path& path, SqliteAccess access,
                                         std::chrono::milliseconds busyTimeout) {
@@ -163,6 +161,10 @@ void copyAllPages(sqlite3_backup* backup, const SqliteBackupPace& pace) {
 }
 
 }  // namespace
+
+void pauseBackup(std::chrono::milliseconds pause) {
+    sqlite3_sleep(static_cast<int>(pause.count()));
+}
 
 void backUp(SqliteConnection& source, SqliteConnection& destination, const SqliteBackupPace& pace) {
     const ReadTransaction reading(source);

@@ -87,6 +87,9 @@ struct SqliteBackupPace {
 /// `destination` is of no use.
 void backUp(SqliteConnection& source, SqliteConnection& destination, const SqliteBackupPace& pace);
 
+/// Waits, so that a backup leaves the disk to others between its steps. Not on the main thread.
+void pauseBackup(std::chrono::milliseconds pause);
+
 /// Throws what `connection` (may be null: it could not be opened) has to say about `code`.
 [[noreturn]] void throwDatabaseError(DatabaseFailure failure, sqlite3* connection, int code);
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "collection/CrumbStore.h"
 #include "collection/DefaultsKeys.h"
 #include "collection/JournaledSwap.h"
 #include "foundation/Json.h"
@@ -95,6 +96,17 @@ TEST(SnapshotRestore, BringsBackWhatTheSnapshotHoldsAndKeepsWhatWasThere) {
     EXPECT_EQ(world.world.folder.read(world.inSnapshot(world.snapshotName, "Items/kept.txt")
                                           .lexically_relative(world.world.folder.path())),
               shelfBefore);
+}
+
+TEST(SnapshotRestore, TheStoreCompletesAWaitingRestoreBeforeItOpensTheDatabase) {
+    RestoreWorld world;
+    world.prepare();
+    CrumbStore store(world.platform, world.world.layout(), LibraryAccess::writing);
+    store.start(SessionLength::oneCommand);
+    ASSERT_TRUE(store.restoreNotice());
+    EXPECT_TRUE(store.restoreNotice()->restored);
+    EXPECT_EQ(store.items()->size(), 2u) << "three memories before the restore";
+    EXPECT_EQ(world.librarySays(), world.atSnapshot);
 }
 
 TEST(SnapshotRestore, ASnapshotThatFailsItsCheckIsRefusedAndNothingWaits) {
