@@ -75,6 +75,7 @@ class PlainSink {
     void reserve(std::size_t byteCount) { output_.reserve(byteCount); }
     void put(std::string_view bytes, std::size_t, std::size_t) { output_ += bytes; }
     void put(char byte, std::size_t, std::size_t) { output_ += byte; }
+    void extend(std::size_t) {}
     void cut(std::size_t size) { output_.resize(size); }
     std::string_view written() const { return output_; }
 
@@ -93,6 +94,7 @@ class TracingSink {
         form_.ends.resize(form_.text.size(), static_cast<std::uint32_t>(end));
     }
     void put(char byte, std::size_t start, std::size_t end) { put({&byte, 1}, start, end); }
+    void extend(std::size_t end) { form_.ends.back() = static_cast<std::uint32_t>(end); }
     void cut(std::size_t size) {
         form_.text.resize(size);
         form_.starts.resize(size);
@@ -117,6 +119,11 @@ class FormWriter {
         if (gap_ && !sink_.written().empty()) sink_.put(' ', start, start);
         gap_ = false;
         sink_.put(bytes, start, end);
+    }
+
+    /// What ends before `end` is dropped: it belongs to the letter before it.
+    void drop(std::size_t end) {
+        if (!gap_ && !sink_.written().empty()) sink_.extend(end);
     }
 
     /// A colon before `position`. When it belongs to a web address, takes back what was written
@@ -150,6 +157,8 @@ void scanNormal(std::string_view text, Sink& sink) {
             position = writer.putColon(text, position);
         } else if (folded != '\0') {
             writer.separate();
+        } else {
+            writer.drop(position);
         }
     }
 }
@@ -197,7 +206,9 @@ void scanCombined(std::string_view text, Sink& sink) {
             position = writer.putColon(text, position);
             continue;
         }
-        for (const char32_t folded : table.combined(codePoint)) {
+        const std::u32string_view letters = table.combined(codePoint);
+        if (letters.empty()) writer.drop(position);
+        for (const char32_t folded : letters) {
             if (folded == U' ') {
                 writer.separate();
                 continue;
