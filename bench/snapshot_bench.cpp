@@ -9,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
 #include "collection/FileDigest.h"
 #include "collection/SQLiteDatabase.h"
@@ -97,7 +98,8 @@ double median(std::vector<double> values) {
 }
 
 void run(const Path& folder) {
-    const SystemPlatform system({folder / "settings.json", folder, folder});
+    StderrLog log;
+    const SystemPlatform system({folder / "settings.json", folder, folder}, log);
     const Platform& platform = system.platform();
     const LibraryLayout layout{folder / "data", folder / "cache"};
     fill(platform, layout);

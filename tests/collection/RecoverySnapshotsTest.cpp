@@ -254,6 +254,8 @@ TEST(RecoverySnapshotFaults, AFaultAtAnyOperationLeavesOnlyWholeSnapshotsAndTheN
             for (const std::string& name : world.names()) {
                 checkSnapshot(*world.world.realFiles, world.world.propertyLists,
                               world.inSnapshot(name, ""));
+                EXPECT_EQ(fileIn(world, name, "Items/same.txt"), "same") << "step " << k;
+                EXPECT_NE(fileIn(world, name, "Items/deep/changed.txt"), "") << "step " << k;
             }
             world.world.time.advance(1);
             const std::string next = world.take();

@@ -1,5 +1,6 @@
 #include "support/FaultyFileSystem.h"
 
+#include <algorithm>
 #include <cerrno>
 
 namespace nookery::testing {
@@ -77,10 +78,18 @@ void FaultyFileSystem::noteSynced(const Path& path) { syncedByteCounts_.erase(pa
 
 void FaultyFileSystem::moveUnsynced(const Path& from, const Path& to) {
     syncedByteCounts_.erase(to);
-    if (auto node = syncedByteCounts_.extract(from)) {
-        node.key() = to;
-        syncedByteCounts_.insert(std::move(node));
-    }
+    // A folder takes along what lies below it.
+    std::map<Path, std::int64_t> moved;
+    std::erase_if(syncedByteCounts_, [&](const auto& entry) {
+        const auto [fromEnd, rest] =
+            std::mismatch(from.begin(), from.end(), entry.first.begin(), entry.first.end());
+        if (fromEnd != from.end()) return false;
+        Path target = to;
+        for (auto part = rest; part != entry.first.end(); ++part) target /= *part;
+        moved[target] = entry.second;
+        return true;
+    });
+    syncedByteCounts_.merge(moved);
 }
 
 std::unique_ptr<WritableFile> FaultyFileSystem::createFile(const Path& path) {
