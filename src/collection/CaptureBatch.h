@@ -9,7 +9,7 @@
 
 namespace nookery {
 
-/// One source on its way into the library. The stages follow one another downwards; the last four
+/// One source on its way into the library. The stages follow one another downwards; the last five
 /// are ends.
 struct CaptureEntry {
     enum class Stage {
@@ -21,6 +21,7 @@ struct CaptureEntry {
         duplicate,
         failed,
         skipped,
+        dropped,  ///< the request was stopped before its turn
     };
 
     Stage stage = Stage::gathered;

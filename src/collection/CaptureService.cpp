@@ -82,6 +82,8 @@ void CaptureService::gather() {
 }
 
 void CaptureService::decide(const Batch& batch) {
+    jobs_.front()->foundCount = batch->foundCount;
+    announceCount();
     if (!jobs_.front()->stop.stop_requested()) accept(*batch);
     onCaptureQueue([work = jobs_.front()->work, batch] { work->settle(*batch); },
                    [this, batch] { commit(batch); });
@@ -106,9 +108,7 @@ void CaptureService::accept(CaptureBatch& batch) {
 void CaptureService::acceptEntry(CaptureEntry& entry, CaptureClaims& claims) {
     if (entry.stage != Stage::gathered && entry.stage != Stage::nameTaken) return;
     if (claims.hasTwinOf(entry)) return;
-    const auto known = entry.original ? knownOriginal(*entry.original)
-                                      : index().linkWithIdentity(entry.linkIdentity);
-    if (known) {
+    if (const auto known = knownTwin(entry)) {
         entry.stage = Stage::duplicate;
         entry.duplicateOf = *known;
         return;
@@ -129,6 +129,12 @@ void CaptureService::acceptEntry(CaptureEntry& entry, CaptureClaims& claims) {
 bool CaptureService::isTaken(const Path& name, const CaptureClaims& claims) const {
     return claims.names.contains(name) || platform_.files.status(layout_.items() / name) ||
            sidecar_.original(relativePath(name));
+}
+
+std::optional<Uuid> CaptureService::knownTwin(const CaptureEntry& entry) {
+    if (entry.original) return knownOriginal(*entry.original);
+    if (!entry.linkIdentity.empty()) return index().linkWithIdentity(entry.linkIdentity);
+    return std::nullopt;
 }
 
 /// A memory whose own original is gone or was changed does not make a newcomer superfluous.
@@ -206,7 +212,8 @@ void CaptureService::findOtherVersions(CaptureBatch& batch) {
     for (CaptureEntry& entry : batch.entries) {
         if (entry.stage != Stage::ready) continue;
         if (entry.finalName) entry.otherVersion = index().otherVersionOf(*entry.finalName);
-        index().add(entry.memory.item);
+        // A text has nothing to be known by, and need not wait for the index.
+        if (entry.memory.item.kind != CrumbKind::text) index().add(entry.memory.item);
     }
 }
 
@@ -243,27 +250,31 @@ void CaptureService::finishBatch(const Batch& batch) {
         job.report.cancelled = true;
         for (CaptureEntry& entry : batch->entries) {
             // Nothing of it is left but a name in the sidecar.
-            if (entry.isOpen()) entry.stage = Stage::skipped, entry.source.clear();
+            if (entry.isOpen()) entry.stage = Stage::dropped;
         }
     }
     withdrawNames(*batch);
     std::optional<IntakeNotice> notice;
     for (const CaptureEntry& entry : batch->entries) {
-        if (entry.source.empty()) continue;
+        if (entry.stage == Stage::dropped) continue;
         report(entry);
         ++job.doneCount;
         const bool isNotable = entry.stage == Stage::added || entry.stage == Stage::duplicate;
         if (isNotable) notice = noticeOf(entry);
     }
-    job.foundCount = batch->foundCount;
     if (notice) owner_.announce(*notice);
-    owner_.importCountChanged(static_cast<int>(job.foundCount - job.doneCount));
+    announceCount();
     if (job.progress) job.progress({job.doneCount, job.foundCount});
     if (batch->isLast || job.report.cancelled) {
         finishJob();
     } else {
         gather();
     }
+}
+
+void CaptureService::announceCount() const {
+    const CaptureJob& job = *jobs_.front();
+    owner_.importCountChanged(static_cast<int>(job.foundCount - job.doneCount));
 }
 
 void CaptureService::report(const CaptureEntry& entry) {

@@ -92,11 +92,13 @@ class CaptureService {
     void accept(CaptureBatch& batch);
     void acceptEntry(CaptureEntry& entry, CaptureClaims& claims);
     bool isTaken(const Path& name, const CaptureClaims& claims) const;
+    std::optional<Uuid> knownTwin(const CaptureEntry& entry);
     std::optional<Uuid> knownOriginal(const OriginalCopy& original) const;
     void noteNames(const CaptureBatch& batch);
     void withdrawNames(CaptureBatch& batch);
     void findOtherVersions(CaptureBatch& batch);
     void markAdded(CaptureBatch& batch, const Committed& committed);
+    void announceCount() const;
     void report(const CaptureEntry& entry);
     IntakeNotice noticeOf(const CaptureEntry& entry) const;
     std::string titleOf(const Uuid& id) const;
