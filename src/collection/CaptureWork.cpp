@@ -15,7 +15,7 @@
 namespace nookery {
 namespace {
 
-constexpr std::size_t batchEntryCount = 64;
+constexpr std::size_t batchEntryCount = 128;
 constexpr std::int64_t batchByteCount = 32 << 20;
 constexpr std::size_t settledTextByteCount = 32 << 20;
 
@@ -145,42 +145,62 @@ void CaptureWork::makeIncomingFolder() {
 }
 
 void CaptureWork::settle(CaptureBatch& batch) {
-    settleAccepted(batch);
-    syncItems(batch);
+    const auto entries = readAccepted(batch);
+    if (!stop_.stop_requested()) place(entries);
     for (CaptureEntry& entry : batch.entries) {
         const bool isGivenUp = stop_.stop_requested() && entry.stage < Stage::ready;
         if (isGivenUp || (!entry.isOpen() && entry.stage != Stage::added)) discardOriginal(entry);
     }
 }
 
-void CaptureWork::settleAccepted(CaptureBatch& batch) {
+/// The entries that were read and are still well.
+std::vector<CaptureEntry*> CaptureWork::readAccepted(CaptureBatch& batch) {
+    std::vector<CaptureEntry*> wellRead;
     std::size_t byteCount = 0;
     for (CaptureEntry& entry : batch.entries) {
         if (entry.stage != Stage::accepted) continue;
-        if (byteCount >= settledTextByteCount || stop_.stop_requested()) return;
+        if (byteCount >= settledTextByteCount || stop_.stop_requested()) break;
         try {
-            settleEntry(entry);
+            read(entry);
+            wellRead.push_back(&entry);
         } catch (const Cancelled&) {
-            return;
+            break;
         } catch (const std::exception& error) {
             entry.fail(entry.original ? namingSource(error.what(), entry) : error.what());
         }
         byteCount += textByteCount(entry.memory.item);
     }
+    return wellRead;
 }
 
-void CaptureWork::settleEntry(CaptureEntry& entry) {
+void CaptureWork::read(CaptureEntry& entry) {
     if (entry.fetch) fetchPage(entry);
-    if (entry.original) {
-        if (entry.original->file) {
-            copier_.verify(*entry.original);
-            readText(entry);
-            OriginalCopier::sync(*entry.original);
-        }
-        giveName(entry);
-    } else {
-        entry.stage = Stage::ready;
+    if (!entry.original || !entry.original->file) return;
+    copier_.verify(*entry.original);
+    readText(entry);
+}
+
+/// Content before names: a name that survives a power cut always stands for a whole file.
+void CaptureWork::place(std::span<CaptureEntry* const> entries) {
+    std::vector<OriginalCopy*> unsynced;
+    for (CaptureEntry* entry : entries) {
+        if (entry->original && entry->original->file) unsynced.push_back(&*entry->original);
     }
+    std::string failure;
+    try {
+        syncTogether(unsynced);
+    } catch (const FileError& error) {
+        failure = FileError("copy into", layout_.items(), error.errorNumber()).description();
+    }
+    for (CaptureEntry* entry : entries) {
+        try {
+            if (entry->original && !failure.empty()) throw Error(failure);
+            giveName(*entry);
+        } catch (const Error& error) {
+            entry->fail(error.description());
+        }
+    }
+    syncItems(entries);
 }
 
 void CaptureWork::readText(CaptureEntry& entry) {
@@ -231,29 +251,41 @@ void CaptureWork::readPage(CaptureEntry& entry, const FetchedPage& fetched) {
 }
 
 void CaptureWork::giveName(CaptureEntry& entry) {
-    const Path place = layout_.items() / *entry.finalName;
-    try {
-        platform_.files.renameExclusive(entry.original->place, place);
-    } catch (const FileError& error) {
-        if (error.errorNumber() != EEXIST) throw;
-        entry.stage = Stage::nameTaken;
-        return;
+    if (entry.original) {
+        if (entry.original->file) entry.original->file->close();
+        entry.original->file.reset();
+        const Path place = layout_.items() / *entry.finalName;
+        if (!moveTo(place, *entry.original)) {
+            entry.stage = Stage::nameTaken;
+            return;
+        }
+        entry.memory.item.filePath = place.native();
     }
-    entry.original->place = place;
-    entry.memory.item.filePath = place.native();
     entry.stage = Stage::ready;
 }
 
-void CaptureWork::syncItems(CaptureBatch& batch) {
-    const auto waits = [](const CaptureEntry& entry) {
-        return entry.stage == Stage::ready && entry.original;
+/// False when something has the name already.
+bool CaptureWork::moveTo(const Path& place, OriginalCopy& original) {
+    try {
+        platform_.files.renameExclusive(original.place, place);
+        original.place = place;
+        return true;
+    } catch (const FileError& error) {
+        if (error.errorNumber() == EEXIST) return false;
+        throw FileError("copy into", layout_.items(), error.errorNumber());
+    }
+}
+
+void CaptureWork::syncItems(std::span<CaptureEntry* const> entries) {
+    const auto waits = [](const CaptureEntry* entry) {
+        return entry->stage == Stage::ready && entry->original;
     };
-    if (std::none_of(batch.entries.begin(), batch.entries.end(), waits)) return;
+    if (std::none_of(entries.begin(), entries.end(), waits)) return;
     try {
         platform_.files.syncDirectory(layout_.items());
     } catch (const FileError& error) {
-        for (CaptureEntry& entry : batch.entries) {
-            if (waits(entry)) entry.fail(error.description());
+        for (CaptureEntry* entry : entries) {
+            if (waits(entry)) entry->fail(error.description());
         }
     }
 }

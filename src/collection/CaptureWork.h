@@ -1,6 +1,8 @@
 #pragma once
 
+#include <span>
 #include <stop_token>
+#include <vector>
 
 #include "collection/CaptureBatch.h"
 #include "collection/CaptureWalk.h"
@@ -46,13 +48,15 @@ class CaptureWork {
     void beginText(CaptureEntry& entry, const CaptureText& text);
     void makeIncomingFolder();
 
-    void settleAccepted(CaptureBatch& batch);
-    void settleEntry(CaptureEntry& entry);
+    std::vector<CaptureEntry*> readAccepted(CaptureBatch& batch);
+    void read(CaptureEntry& entry);
+    void place(std::span<CaptureEntry* const> entries);
     void readText(CaptureEntry& entry);
     void fetchPage(CaptureEntry& entry);
     void readPage(CaptureEntry& entry, const FetchedPage& fetched);
     void giveName(CaptureEntry& entry);
-    void syncItems(CaptureBatch& batch);
+    bool moveTo(const Path& place, OriginalCopy& original);
+    void syncItems(std::span<CaptureEntry* const> entries);
     void discardOriginal(CaptureEntry& entry);
 
     const Platform& platform_;

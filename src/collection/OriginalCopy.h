@@ -1,6 +1,8 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <span>
 #include <stop_token>
 #include <vector>
 
@@ -34,9 +36,6 @@ class OriginalCopier {
     /// Reads the copy back and throws Error unless it holds exactly what was read from the source.
     void verify(const OriginalCopy& copy);
 
-    /// Makes the copy's content survive a power cut, and closes it.
-    static void sync(OriginalCopy& copy);
-
   private:
     std::optional<OriginalCopy> copyUnlessChanging(ReadableFile& source, const Path& name);
     std::int64_t pump(ReadableFile& source, Sha256Stream& digest, OriginalCopy& copy,
@@ -47,6 +46,10 @@ class OriginalCopier {
     std::stop_token stop_;
     std::vector<std::byte> buffer_;
 };
+
+/// Makes the content of open copies survive a power cut. Throws FileError; then none is to be
+/// trusted. `copies` are in the order in which they were made.
+void syncTogether(std::span<OriginalCopy* const> copies);
 
 /// Removes a file of ours; false when that fails, which the caller's own failure outranks.
 bool removeQuietly(FileSystem& files, const Path& path);

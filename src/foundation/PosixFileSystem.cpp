@@ -113,6 +113,10 @@ class PosixWritableFile final : public WritableFile {
 
     void sync() override { check(::fsync(descriptor_.number()), "write", path_); }
 
+    void syncFileSystem() override {
+        check(::syncfs(descriptor_.number()), "write", path_);
+    }
+
     void close() override { check(::close(descriptor_.release()), "write", path_); }
 
   private:

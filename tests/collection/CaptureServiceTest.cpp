@@ -224,7 +224,7 @@ TEST_F(CaptureServiceTest, TheLibraryIsNotMaterialAndANamedLinkIsFollowed) {
 }
 
 TEST_F(CaptureServiceTest, StoppingKeepsWhatWasCommittedAndNothingElse) {
-    for (int i = 0; i < 200; ++i) write("n" + std::to_string(i), std::to_string(i));
+    for (int i = 0; i < 400; ++i) write("n" + std::to_string(i), std::to_string(i));
     std::stop_source stop;
     int commits = 0;
     capture_.afterCommit = [&] {
@@ -235,12 +235,12 @@ TEST_F(CaptureServiceTest, StoppingKeepsWhatWasCommittedAndNothingElse) {
     EXPECT_TRUE(report.cancelled);
     EXPECT_EQ(report.added.size(), capture_.records.size());
     EXPECT_GT(report.added.size(), 0u);
-    EXPECT_LT(report.added.size(), 200u);
+    EXPECT_LT(report.added.size(), 400u);
     EXPECT_EQ(capture_.disorder(), "");
 
     const CaptureReport rest = capture_.add({CaptureFile{world_.folder / "source"}});
-    EXPECT_EQ(rest.added.size() + rest.duplicates.size(), 200u);
-    EXPECT_EQ(capture_.records.size(), 200u);
+    EXPECT_EQ(rest.added.size() + rest.duplicates.size(), 400u);
+    EXPECT_EQ(capture_.records.size(), 400u);
     EXPECT_EQ(capture_.disorder(), "");
 }
 
@@ -329,22 +329,29 @@ TEST_F(CaptureServiceTest, ManyFilesOfOneNameGetNamesOfTheirOwn) {
     EXPECT_TRUE(names.contains("README (100)"));
 }
 
-/// Captures with a fault at each file operation in turn.
-class CaptureFaults : public ::testing::TestWithParam<Fault> {};
+/// Captures with a fault at each file operation in turn: few files, which are synced one by one,
+/// or more, which are synced together.
+class CaptureFaults : public ::testing::TestWithParam<std::tuple<Fault, int>> {};
 
 TEST_P(CaptureFaults, AtEveryOperationLeaveOldOrNewAndTheNextStartGoesOn) {
+    const auto [fault, moreFiles] = GetParam();
     for (int k = 1;; ++k) {
         TestPlatform world;
-        const std::vector<CaptureSource> sources{
+        std::vector<CaptureSource> sources{
             CaptureFile{world.folder.write("source/a.txt", "apples")},
             CaptureFile{world.folder.write("source/b/a.txt", "pears")},
             CaptureFile{world.folder.write("source/twin.txt", "apples")},
             CaptureLink{"http://example.org/", false}, CaptureText{"typed", "text"}};
+        for (int i = 0; i < moreFiles; ++i) {
+            const std::string number = std::to_string(i);
+            sources.push_back(CaptureFile{world.folder.write("source/" + number, number)});
+        }
         CaptureHarness killed(world);
-        world.files.arm(GetParam(), k);
+        world.files.arm(fault, k);
         try {
             const CaptureReport report = killed.add(sources);
-            EXPECT_EQ(report.added.size() + report.duplicates.size() + report.failed.size(), 5u);
+            EXPECT_EQ(report.added.size() + report.duplicates.size() + report.failed.size(),
+                      sources.size());
             EXPECT_EQ(report.added.size(), killed.records.size());
             const std::string disorder = killed.disorder();
             EXPECT_TRUE(disorder.empty() || disorder == "nobody's: .nookery-tmp-incoming")
@@ -397,7 +404,9 @@ TEST(CaptureCrash, AroundTheCommitLeavesTheWholeMemoryOrNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, CaptureFaults,
-                         ::testing::Values(Fault::fail, Fault::diskFull, Fault::crash));
+                         ::testing::Combine(::testing::Values(Fault::fail, Fault::diskFull,
+                                                              Fault::crash),
+                                            ::testing::Values(0, 7)));
 
 }  // namespace
 }  // namespace nookery

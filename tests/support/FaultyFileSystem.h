@@ -69,6 +69,7 @@ class FaultyFileSystem final : public FileSystem {
     void step(std::string_view operation, const Path& path, bool needsSpace);
     void noteUnsynced(const Path& path, std::int64_t syncedByteCount);
     void noteSynced(const Path& path);
+    void noteAllSynced() { syncedByteCounts_.clear(); }
 
   private:
     void checkReadable(std::string_view operation, const Path& path) const;
