@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <random>
 
+#include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
 #include "collection/CrumbStore.h"
 #include "foundation/DurableFile.h"
@@ -87,7 +88,8 @@ double timeCapture(const Path& source, const Path& home, int count) {
     const auto start = Clock::now();
     const auto files = makePosixFileSystem();
     createDirectories(*files, home);
-    SystemPlatform world({home / "settings.json", home, home});
+    StderrLog log;
+    SystemPlatform world({home / "settings.json", home, home}, log);
     CrumbStore store(world.platform(), {home / "data", home / "cache"}, LibraryAccess::writing);
     store.start(SessionLength::oneCommand);
     std::optional<CaptureReport> report;
