@@ -74,8 +74,7 @@ OrderedJson reportJson(const CrumbStore& store, const CaptureReport& report) {
 void sayMessages(Session& session, std::string_view label,
                  const std::vector<CaptureMessage>& messages) {
     for (const CaptureMessage& message : messages) {
-        session.messages().say(
-            printable(fmt::format("{}: {}: {}", label, message.source, message.message)));
+        session.say(printable(fmt::format("{}: {}: {}", label, message.source, message.message)));
     }
 }
 
@@ -91,19 +90,19 @@ void printReport(Session& session, const CrumbStore& store, const CaptureReport&
     }
     const ShortIds shortIds(store);
     for (const CaptureDuplicate& duplicate : report.duplicates) {
-        session.messages().say(printable(
+        session.say(printable(
             fmt::format("Already in NOOKERY: {} is {}", duplicate.source, shortIds(duplicate.of))));
     }
     for (const CaptureVersion& version : report.versions) {
-        session.messages().say(fmt::format("Looks like another version: {} of {}",
-                                           shortIds(version.id), shortIds(version.of)));
+        session.say(fmt::format("Looks like another version: {} of {}", shortIds(version.id),
+                                shortIds(version.of)));
     }
     sayMessages(session, "skipped", report.skipped);
     sayMessages(session, "taken in, but", report.warnings);
     sayMessages(session, "not taken in", report.failed);
-    session.messages().say(fmt::format("{} added, {} already there, {} failed.",
-                                       counted(report.added.size(), "memory", "memories"),
-                                       report.duplicates.size(), report.failed.size()));
+    session.say(fmt::format("{} added, {} already there, {} failed.",
+                            counted(report.added.size(), "memory", "memories"),
+                            report.duplicates.size(), report.failed.size()));
 }
 
 CaptureReport captureAll(Session& session, CrumbStore& store, CaptureRequest request) {
@@ -132,7 +131,7 @@ int runAdd(Session& session, const Arguments& arguments) {
         printReport(session, store, report);
     }
     if (report.cancelled) {
-        session.messages().say("Interrupted; what was added is whole.");
+        session.say("Interrupted; what was added is whole.");
         return exitInterrupted;
     }
     return report.failed.empty() ? exitDone : exitFailed;

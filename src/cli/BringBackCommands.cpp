@@ -98,7 +98,7 @@ int runList(Session& session, const Arguments&) {
     if (session.wantsJson()) {
         session.print({{"count", sorted.size()}, {"items", std::move(items)}});
     } else if (sorted.empty()) {
-        session.messages().say("No memory is to come back.");
+        session.say("No memory is to come back.");
     }
     return exitDone;
 }

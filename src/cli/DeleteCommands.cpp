@@ -36,9 +36,8 @@ int destroy(Session& session, const Arguments& arguments, const std::string& tit
             {{"deleted", outcome->count}, {"snapshot", name ? OrderedJson(*name) : OrderedJson()}});
     } else {
         session.out().writeLine(fmt::format("{} deleted.", outcome->count));
-        session.messages().say(outcome->snapshotName
-                                   ? "Recovery snapshot: " + *outcome->snapshotName
-                                   : "No recovery snapshot could be taken before.");
+        session.say(outcome->snapshotName ? "Recovery snapshot: " + *outcome->snapshotName
+                                          : "No recovery snapshot could be taken before.");
     }
     return exitDone;
 }

@@ -38,7 +38,7 @@ int runEnrich(Session& session, const Arguments& arguments) {
                         outcome.pending));
     }
     if (session.platform().embedder == nullptr) {
-        session.messages().say(
+        session.say(
             "Finding by meaning is off: the sentence encoder is not installed. Everything else "
             "works.");
     }

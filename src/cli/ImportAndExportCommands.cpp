@@ -92,8 +92,7 @@ void answer(Session& session, const Import& import) {
         return;
     }
     for (const ImportFailure& failure : import.failures()) {
-        session.messages().say(
-            printable(fmt::format("line {}: {}", failure.line, failure.message)));
+        session.say(printable(fmt::format("line {}: {}", failure.line, failure.message)));
     }
     session.out().writeLine(fmt::format("{} added, {} failed.",
                                         counted(import.added(), "memory", "memories"),
@@ -169,7 +168,7 @@ int runExport(Session& session, const Arguments& arguments) {
     if (session.wantsJson()) {
         session.print({{"path", displayName(Path(name))}, {"records", count}});
     } else {
-        session.messages().say(counted(count, "memory", "memories") + " written.");
+        session.say(counted(count, "memory", "memories") + " written.");
     }
     return exitDone;
 }

@@ -53,10 +53,10 @@ int runList(Session& session, const Arguments& arguments) {
     }
     printMemoryTable(session, store, shown);
     if (total > shown.size()) {
-        session.messages().say("The newest " + std::to_string(shown.size()) + " of " +
-                               std::to_string(total) + "; --limit shows more.");
+        session.say("The newest " + std::to_string(shown.size()) + " of " + std::to_string(total) +
+                    "; --limit shows more.");
     } else if (total == 0) {
-        session.messages().say("No memory to list.");
+        session.say("No memory to list.");
     }
     return exitDone;
 }

@@ -102,13 +102,13 @@ void printResult(Session& session, const CrumbStore& store, const SearchResult& 
         printHit(session, store, *item, hit, reading, shortIds(hit.id));
     }
     if (result.totalCount == 0) {
-        session.messages().say("Nothing found. Fewer or other words may find it.");
+        session.say("Nothing found. Fewer or other words may find it.");
         return;
     }
     const auto microseconds = result.lexicalMicroseconds + result.deepMicroseconds;
-    session.messages().say(fmt::format("\n{} of {} in {:.1f} ms.", shown,
-                                       counted(result.totalCount, "memory", "memories"),
-                                       static_cast<double>(microseconds) / 1000));
+    session.say(fmt::format("\n{} of {} in {:.1f} ms.", shown,
+                            counted(result.totalCount, "memory", "memories"),
+                            static_cast<double>(microseconds) / 1000));
 }
 
 /// Every beginning of the query, as somebody types it, then the whole.
@@ -161,7 +161,7 @@ int runSearch(Session& session, const Arguments& arguments) {
     }
     if (!explanation.empty()) session.out().writeLine(printableLines(explanation));
     if (!store.browsingText().empty()) {
-        session.messages().say(store.browsingText() + " " + store.statusText());
+        session.say(store.browsingText() + " " + store.statusText());
     }
     printResult(session, store, result, query);
     return exitDone;

@@ -75,6 +75,11 @@ std::optional<std::size_t> Session::columns() const {
     return output_.isTerminal() ? std::optional(terminalColumns()) : std::nullopt;
 }
 
+void Session::say(std::string_view text) {
+    output_.flush();
+    messages_.say(text);
+}
+
 void Session::print(const OrderedJson& document) { output_.writeLine(toJsonText(document)); }
 
 void Session::demandConsent(const std::string& title, const std::string& text) {

@@ -53,6 +53,8 @@ class Session {
     /// Columns for tables; none when standard output is no terminal, and nothing is cut.
     std::optional<std::size_t> columns() const;
     Messages& messages() { return messages_; }
+    /// One line for the person, after what was printed before it.
+    void say(std::string_view text);
     /// The answer of a command with --json.
     void print(const OrderedJson& document);
 

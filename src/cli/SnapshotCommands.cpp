@@ -45,7 +45,7 @@ int runList(Session& session, const Arguments&) {
     if (session.wantsJson()) {
         session.print({{"snapshots", std::move(list)}});
     } else if (list.empty()) {
-        session.messages().say("There is no snapshot yet.");
+        session.say("There is no snapshot yet.");
     }
     return exitDone;
 }
