@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <random>
 
+#include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
 #include "collection/CrumbStore.h"
 
@@ -97,8 +98,8 @@ double readRows(const Path& database) {
 }
 
 void run(const Path& folder) {
-    const SystemPlatform world(
-        {.defaultsFile = folder / "defaults.json", .userData = folder, .programFolder = folder});
+    StderrLog log;
+    const SystemPlatform world({folder / "settings.json", folder, folder}, log);
     const LibraryLayout layout{folder / "data", folder / "cache"};
     {
         CrumbStore store(world.platform(), layout, LibraryAccess::writing);
