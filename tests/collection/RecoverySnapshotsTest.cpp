@@ -15,6 +15,11 @@ using testing::Fault;
 using testing::SimulatedCrash;
 using testing::SnapshotWorld;
 
+std::string fileIn(const SnapshotWorld& world, const std::string& snapshot, const Path& file) {
+    return world.world.folder.read(
+        world.inSnapshot(snapshot, file).lexically_relative(world.world.folder.path()));
+}
+
 class RecoverySnapshotsTest : public ::testing::Test {
   protected:
     std::vector<std::string> reasons() {
@@ -24,8 +29,7 @@ class RecoverySnapshotsTest : public ::testing::Test {
     }
 
     std::string content(const std::string& snapshot, const std::string& file) {
-        return world_.world.folder.read(
-            world_.inSnapshot(snapshot, file).lexically_relative(world_.world.folder.path()));
+        return fileIn(world_, snapshot, file);
     }
 
     std::uint64_t inode(const Path& path) {
@@ -260,9 +264,7 @@ TEST(RecoverySnapshotFaults, AFaultAtAnyOperationLeavesOnlyWholeSnapshotsAndTheN
             world.world.time.advance(1);
             const std::string next = world.take();
             EXPECT_EQ(world.names(), world.everythingOnShelf()) << "leftovers after step " << k;
-            EXPECT_EQ(world.world.folder.read(world.inSnapshot(next, "Items/deep/changed.txt")
-                                                  .lexically_relative(world.world.folder.path())),
-                      std::to_string(k) + "x");
+            EXPECT_EQ(fileIn(world, next, "Items/deep/changed.txt"), std::to_string(k) + "x");
             if (operationCount < k) break;
         } while (true);
         EXPECT_GT(k, 25) << "operations of one snapshot";
