@@ -43,7 +43,7 @@ test-sanitized:
 
 build:
 	@packaging/setup
-	$(call build,release,nookery)
+	$(call build,release,nookery program_texts)
 
 bench:
 	@packaging/setup

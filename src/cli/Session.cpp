@@ -39,7 +39,7 @@ Session::Session(World world, Output& output, const Arguments& arguments)
 Session::~Session() { messages_.endProgress(); }
 
 CrumbStore& Session::open(LibraryAccess access) {
-    completePendingRestore();
+    if (access == LibraryAccess::reading) completePendingRestore();
     FileSystem& files = world_.platform.files;
     if (access == LibraryAccess::reading && !files.statusFollowingLinks(layout().database()) &&
         !files.statusFollowingLinks(layout().legacyFile())) {
@@ -48,6 +48,7 @@ CrumbStore& Session::open(LibraryAccess access) {
     }
     store_ = std::make_unique<CrumbStore>(world_.platform, layout(), access);
     store_->start(SessionLength::oneCommand);
+    tell(store_->restoreNotice());
     if (store_->startFailure()) throw Error(*store_->startFailure());
     snapshotProgress_ = store_->snapshotProgress().subscribe([this](const auto& progress) {
         if (progress) messages_.progress(snapshotText(*progress));
@@ -59,11 +60,14 @@ void Session::completePendingRestore() {
     if (!snapshotRestoreWaits(world_.platform.files, layout())) return;
     try {
         const auto lock = LibraryLock::acquire(world_.platform.files, layout(), now());
-        const auto notice = completePendingSnapshotRestore(world_.platform, layout());
-        if (notice) messages_.say(fmt::format("{} {}", notice->title, notice->detail));
+        tell(completePendingSnapshotRestore(world_.platform, layout()));
     } catch (const LibraryInUse&) {
         // It waits on; a command that changes the library will meet the same refusal itself.
     }
+}
+
+void Session::tell(const std::optional<RestoreNotice>& notice) {
+    if (notice) say(fmt::format("{} {}", notice->title, notice->detail));
 }
 
 void Session::waitUntil(const std::function<bool()>& condition) {

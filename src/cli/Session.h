@@ -38,7 +38,8 @@ class Session {
     /// Opens the library; a pending restore is completed first. Throws LibraryInUse, or Error when
     /// it cannot be read, or when there is none and reading was asked for. Once per session.
     CrumbStore& open(LibraryAccess access);
-    /// Completes a pending restore, if one waits and no other process holds the library.
+    /// Completes a pending restore, if one waits and no other process holds the library; the store
+    /// does so itself when it is opened for writing.
     void completePendingRestore();
 
     /// Runs what comes back to the main thread until the condition holds.
@@ -65,6 +66,8 @@ class Session {
     Date now() const;
 
   private:
+    void tell(const std::optional<RestoreNotice>& notice);
+
     World world_;
     Output& output_;
     bool wantsJson_;
