@@ -86,7 +86,6 @@ void SnapshotBuilder::copyDatabase(const Path& live, const Path& copy,
     };
     try {
         backUp(source, destination, pace);
-        destination.leaveWriteAheadLog();
     } catch (const DatabaseError& error) {
         throw RecoveryError(RecoveryError::Case::sqliteBackup, error.message());
     }

@@ -100,14 +100,6 @@ std::string SqliteConnection::integrityReport() {
     return report;
 }
 
-void SqliteConnection::leaveWriteAheadLog() {
-    SqliteStatement change(*this, "PRAGMA journal_mode=DELETE;");
-    if (!change.step() || change.text(0) != "delete") {
-        throw DatabaseError(DatabaseFailure::executeFailed, "the write-ahead log stays in use",
-                            SQLITE_BUSY);
-    }
-}
-
 SqliteTransaction::SqliteTransaction(SqliteConnection& connection) : connection_(connection) {
     connection_.execute("BEGIN IMMEDIATE TRANSACTION;");
 }
@@ -144,6 +136,24 @@ class ReadTransaction {
     SqliteConnection& connection_;
 };
 
+/// Gives up the write-ahead log that a copy inherits, so that the file is whole by itself.
+void leaveWriteAheadLog(SqliteConnection& connection) {
+    SqliteStatement change(connection, "PRAGMA journal_mode=DELETE;");
+    if (!change.step() || change.text(0) != "delete") {
+        throw DatabaseError(DatabaseFailure::executeFailed, "the write-ahead log stays in use",
+                            SQLITE_BUSY);
+    }
+}
+
+void syncFile(SqliteConnection& connection) {
+    sqlite3_file* file = nullptr;
+    sqlite3_file_control(connection.handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    const int code = file->pMethods->xSync(file, SQLITE_SYNC_NORMAL);
+    if (code != SQLITE_OK) {
+        throw DatabaseError(DatabaseFailure::executeFailed, sqlite3_errstr(code), code);
+    }
+}
+
 using BackupHandle = std::unique_ptr<sqlite3_backup, int (*)(sqlite3_backup*)>;
 
 void copyAllPages(sqlite3_backup* backup, const SqliteBackupPace& pace) {
@@ -168,6 +178,8 @@ void pauseBackup(std::chrono::milliseconds pause) {
 
 void backUp(SqliteConnection& source, SqliteConnection& destination, const SqliteBackupPace& pace) {
     const ReadTransaction reading(source);
+    // Until it is whole the copy is worth nothing, so one sync at the end is enough.
+    destination.execute("PRAGMA synchronous=OFF;");
     BackupHandle backup(sqlite3_backup_init(destination.handle(), "main", source.handle(), "main"),
                         &sqlite3_backup_finish);
     if (!backup) {
@@ -177,6 +189,8 @@ void backUp(SqliteConnection& source, SqliteConnection& destination, const Sqlit
     if (const int code = sqlite3_backup_finish(backup.release()); code != SQLITE_OK) {
         throwDatabaseError(DatabaseFailure::stepFailed, destination.handle(), code);
     }
+    leaveWriteAheadLog(destination);
+    syncFile(destination);
 }
 
 }  // namespace nookery

@@ -39,9 +39,6 @@ class SqliteConnection {
     /// What SQLite's own check finds: "ok", or its complaints.
     std::string integrityReport();
 
-    /// Gives up the write-ahead log, so that the file is whole without companions beside it.
-    void leaveWriteAheadLog();
-
     sqlite3* handle() const { return handle_.get(); }
 
   private:
@@ -83,8 +80,9 @@ struct SqliteBackupPace {
 };
 
 /// Copies the whole of `source` into `destination`, whatever others write meanwhile: the copy
-/// holds the state at its beginning, since the source is read in one transaction. On failure
-/// `destination` is of no use.
+/// holds the state at its beginning, since the source is read in one transaction. The copy is a
+/// whole file without a log beside it, and durable but for its name. On failure `destination` is of
+/// no use.
 void backUp(SqliteConnection& source, SqliteConnection& destination, const SqliteBackupPace& pace);
 
 /// Waits, so that a backup leaves the disk to others between its steps. Not on the main thread.

@@ -68,15 +68,16 @@ TEST(SqliteConnection, MakingDurableSyncsTheLogAndReportsASyncThatFails) {
     LogSyncCounter::fails = false;
 }
 
-TEST(SqliteConnection, ImmutableFilesOpenUnderAnyNameAndGainNoCompanions) {
+TEST(SqliteConnection, ABackupIsOneWholeFileThatOpensAsImmutableUnderAnyName) {
     const TemporaryDirectory folder;
     const Path path = folder / "caf\xE9 100%?#.db";
     {
-        auto connection = SqliteConnection::open(path, SqliteAccess::readWriteCreate);
-        connection.execute(
-            "PRAGMA journal_mode=WAL; CREATE TABLE t (x); INSERT INTO t VALUES (7);");
-        connection.leaveWriteAheadLog();
+        auto source = SqliteConnection::open(folder / "live", SqliteAccess::readWriteCreate);
+        source.execute("PRAGMA journal_mode=WAL; CREATE TABLE t (x); INSERT INTO t VALUES (7);");
+        auto destination = SqliteConnection::open(path, SqliteAccess::readWriteCreate);
+        backUp(source, destination, {});
     }
+    std::filesystem::remove(folder / "live");
     auto copy = SqliteConnection::open(path, SqliteAccess::immutable);
     SqliteStatement read(copy, "SELECT x FROM t;");
     EXPECT_TRUE(read.step());
