@@ -19,9 +19,7 @@ std::string prefixOf(DatabaseFailure failure) {
     return "Could not execute NOOKERY database command: ";
 }
 
-constexpr int primaryCode(int extendedCode) {
-    return extendedCode & 0xff;
-}
+constexpr int primaryCode(int extendedCode) { return extendedCode & 0xff; }
 
 }  // namespace
 
@@ -32,9 +30,7 @@ bool DatabaseError::isBusy() const {
     return primaryCode(code_) == SQLITE_BUSY || primaryCode(code_) == SQLITE_LOCKED;
 }
 
-bool DatabaseError::isDiskFull() const {
-    return primaryCode(code_) == SQLITE_FULL;
-}
+bool DatabaseError::isDiskFull() const { return primaryCode(code_) == SQLITE_FULL; }
 
 bool DatabaseError::isDamaged() const {
     return primaryCode(code_) == SQLITE_CORRUPT || primaryCode(code_) == SQLITE_NOTADB;
