@@ -22,43 +22,56 @@ constexpr std::uint8_t strengthOf(Cell cell) { return static_cast<std::uint8_t>(
 /// a million memories look only at the blocks that can hold a good one.
 class CellMap {
   public:
-    static constexpr std::size_t blockSize = 256;
+    static constexpr std::size_t blockSize = 64;
     using Block = std::span<const Cell, blockSize>;
+
+    static std::size_t blockCountFor(std::size_t memoryCount) {
+        return (memoryCount + blockSize - 1) / blockSize;
+    }
 
     /// All cells 0, for ordinals below `count`. Keeps its memory.
     void reset(std::size_t count);
 
-    /// Adds the bits; keeps the greater strength.
+    /// Adds the bits, keeps the greater strength, and makes the memory a hit.
     void merge(Ordinal ordinal, std::uint8_t bits, std::uint8_t strength) {
-        touched_[ordinal / blockSize] = 1;
-        const Cell cell = cells_[ordinal];
-        const std::uint8_t kept = strengthOf(cell);
-        cells_[ordinal] = makeCell(bitsOf(cell) | bits, kept > strength ? kept : strength);
+        hits_[ordinal / blockSize] |= std::uint64_t{1} << ordinal % blockSize;
+        mergeCell(ordinal, bits, strength);
     }
 
-    /// Makes the summaries and counts the cells that have any of these bits; to be called after
-    /// the last `merge`.
-    void summarise(Cell countedBits);
+    /// The same for what makes no hit.
+    void mergeAside(Ordinal ordinal, std::uint8_t bits, std::uint8_t strength) {
+        touched_[ordinal / blockSize] = 1;
+        mergeCell(ordinal, bits, strength);
+    }
 
-    std::size_t blockCount() const { return summaries_.size(); }
+    /// Makes the summaries and counts the hits; to be called after the last merge.
+    void summarise();
+
+    std::size_t blockCount() const { return hits_.size(); }
     Block block(std::size_t index) const {
         return Block(cells_.data() + index * blockSize, blockSize);
     }
     /// All bits and the greatest strength of a block; 0 when all of its cells are.
     Cell summary(std::size_t index) const { return summaries_[index]; }
-    /// How many cells of a block, and of all, were counted.
-    std::size_t count(std::size_t index) const { return counts_[index]; }
-    std::size_t totalCount() const { return totalCount_; }
+    /// A block's hits, a bit each.
+    std::uint64_t hits(std::size_t index) const { return hits_[index]; }
+    std::size_t hitCount() const { return hitCount_; }
     Cell at(Ordinal ordinal) const { return cells_[ordinal]; }
 
     std::size_t byteCount() const;
 
   private:
+    void mergeCell(Ordinal ordinal, std::uint8_t bits, std::uint8_t strength) {
+        const Cell cell = cells_[ordinal];
+        const std::uint8_t kept = strengthOf(cell);
+        cells_[ordinal] = makeCell(bitsOf(cell) | bits, kept > strength ? kept : strength);
+    }
+
     std::vector<Cell> cells_;  // whole blocks
     std::vector<Cell> summaries_;
-    std::vector<std::uint16_t> counts_;
-    std::vector<std::uint8_t> touched_;  // by block
-    std::size_t totalCount_ = 0;
+    std::vector<std::uint64_t> hits_;    // by block
+    std::vector<std::uint8_t> touched_;  // by block: beside the hits, something else is there
+    std::size_t hitCount_ = 0;
 };
 
 }  // namespace nookery

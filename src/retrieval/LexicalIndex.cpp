@@ -143,11 +143,18 @@ Ordinal LexicalIndex::append(const CrumbItemPointer& item, const MemoryFacets& f
     }
     writer.begin(Section::end);
     streams_.append(writer.bytes());
-    items_.push_back(item);
-    dates_.push_back(item->createdAt);
-    ordinals_[item->id] = ordinal;
+    addItem(item);
     addToFrequencies(ordinal);
     return ordinal;
+}
+
+void LexicalIndex::addItem(const CrumbItemPointer& item) {
+    const std::size_t ordinal = items_.size();
+    items_.push_back(item);
+    dates_.push_back(item->createdAt);
+    ordinals_[item->id] = static_cast<Ordinal>(ordinal);
+    if (ordinal % CellMap::blockSize == 0) newestDates_.push_back(item->createdAt);
+    newestDates_.back() = std::max(newestDates_.back(), item->createdAt);
 }
 
 void LexicalIndex::addToFrequencies(Ordinal ordinal) {
@@ -216,9 +223,7 @@ void LexicalIndex::adopt(const LexicalIndex& other, Ordinal ordinal) {
     }
     writer.begin(Section::end);
     streams_.append(writer.bytes());
-    items_.push_back(other.items_[ordinal]);
-    dates_.push_back(other.dates_[ordinal]);
-    ordinals_[items_.back()->id] = ownOrdinal;
+    addItem(other.items_[ordinal]);
     addToFrequencies(ownOrdinal);
 }
 

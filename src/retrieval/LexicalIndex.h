@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "collection/CrumbItem.h"
+#include "retrieval/CellMap.h"
 #include "retrieval/Postings.h"
 #include "retrieval/RankingWeights.h"
 #include "retrieval/SearchRecord.h"
@@ -54,7 +55,10 @@ class LexicalIndex {
     const CrumbItemPointer& item(Ordinal ordinal) const { return items_[ordinal]; }
     /// Kept for dead memories too.
     Date createdAt(Ordinal ordinal) const { return dates_[ordinal]; }
+    /// When the newest of a CellMap's block of memories was created.
+    Date newestIn(std::size_t block) const { return newestDates_[block]; }
     TokenStream stream(Ordinal ordinal) const { return streams_.at(ordinal); }
+    void fetchStream(Ordinal ordinal) const { streams_.fetch(ordinal); }
 
     /// The length of a memory on which impacts are based: the mean when postings were last derived.
     double averageLength() const { return averageLength_; }
@@ -86,6 +90,7 @@ class LexicalIndex {
     };
 
     Ordinal append(const CrumbItemPointer& item, const MemoryFacets& facets);
+    void addItem(const CrumbItemPointer& item);
     void addToFrequencies(Ordinal ordinal);
     void addPostings(Ordinal ordinal);
     void bury(Ordinal ordinal);
@@ -101,6 +106,7 @@ class LexicalIndex {
     std::vector<std::uint32_t> frequencies_;  // memories alive that hold each token
     std::vector<CrumbItemPointer> items_;     // by ordinal; null = dead
     std::vector<Date> dates_;                 // when each was created
+    std::vector<Date> newestDates_;           // by block of CellMap
     std::unordered_map<Uuid, Ordinal> ordinals_;
     TokenStreams streams_;
     Postings postings_;

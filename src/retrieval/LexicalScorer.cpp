@@ -1,27 +1,19 @@
 #include "retrieval/LexicalScorer.h"
 
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <cmath>
+#include <span>
 #include <unordered_map>
 
 namespace nookery {
 namespace {
 
-/// So many bounds are looked at together.
-constexpr std::size_t stripSize = 32;
+/// Fewer than these are scored one by one, without bounds.
+constexpr int fewHits = 2;
 
-using BlockCells = std::array<Cell, CellMap::blockSize>;
-
-std::size_t countHits(const BlockCells& cells) {
-    std::uint16_t count = 0;
-    for (const Cell cell : cells) count = static_cast<std::uint16_t>(count + (cell != 0));
-    return count;
-}
-
-void unite(BlockCells& united, CellMap::Block cells) {
-    for (std::size_t i = 0; i < united.size(); ++i) united[i] |= cells[i];
-}
+/// So many blocks are enough to find nearly all of the best memories.
+constexpr std::size_t promisingBlockCount = 64;
 
 }  // namespace
 
@@ -45,7 +37,7 @@ TagEvidence::TagEvidence(const LexicalIndex& index, const std::vector<std::strin
     for (const std::string& tag : plain) count(tag, &Counts::plain);
     cells_.reset(index.ordinalCount());
     for (const auto& [ordinal, held] : counts) cells_.merge(ordinal, held.requested, held.plain);
-    cells_.summarise(0xFFFF);
+    cells_.summarise();
 }
 
 /// The best memories so far, worst of them on top.
@@ -57,10 +49,11 @@ class LexicalScorer::Best {
     /// The score of the worst; to be asked only when full.
     double least() const { return heap_.front().score; }
 
-    /// Whether a memory of this score could come in.
-    bool admits(double score) const {
+    /// Whether a memory of at most this score, created at the latest then, could come in.
+    bool admits(double score, Date latest) const {
         if (heap_.size() < limit_) return true;
-        return limit_ > 0 && score >= heap_.front().score;
+        if (limit_ == 0 || score < heap_.front().score) return false;
+        return score > heap_.front().score || latest >= index_.createdAt(heap_.front().ordinal);
     }
 
     void offer(Ordinal ordinal, double score) {
@@ -99,7 +92,7 @@ class LexicalScorer::Best {
 
 LexicalScorer::LexicalScorer(const LexicalIndex& index, std::vector<const TermEvidence*> terms,
                              const TagEvidence* tags)
-    : index_(index), terms_(std::move(terms)), tags_(tags) {
+    : index_(index), terms_(std::move(terms)), tags_(tags), hasExtras_(tags != nullptr) {
     double greatest =
         index_.weights().people + index_.weights().plainTag * static_cast<double>(terms_.size());
     for (const TermEvidence* term : terms_) greatest += term->greatest();
@@ -109,7 +102,9 @@ LexicalScorer::LexicalScorer(const LexicalIndex& index, std::vector<const TermEv
                              static_cast<double>(std::max<std::size_t>(terms_.size(), 1));
         coverage_.push_back(std::pow(share, index_.weights().coveragePower));
     }
-    chooseUnits();
+    for (const TermEvidence* term : terms_) hasExtras_ = hasExtras_ || term->isInPeople();
+    scratch_.resize(terms_.size());
+    prepareUnits();
 }
 
 double LexicalScorer::tagScore(Cell cell) const {
@@ -141,57 +136,63 @@ double LexicalScorer::scoreOf(Ordinal ordinal) const {
     return score(cells.data(), tags_ == nullptr ? Cell{0} : tags_->cells().at(ordinal));
 }
 
-double LexicalScorer::examine(std::size_t block, std::size_t& hitCount) const {
-    std::vector<Cell>& summaries = scratch_;
-    summaries.clear();
-    std::size_t active = 0;
-    std::size_t only = 0;
-    for (const TermEvidence* term : terms_) {
-        summaries.push_back(term->cells().summary(block));
-        if (summaries.back() == 0) continue;
-        ++active;
-        only = term->cells().count(block);
-    }
-    const Cell tagSummary = tags_ == nullptr ? Cell{0} : tags_->cells().summary(block);
-    if (active == 0 && tagSummary == 0) return 0;
-    if (active == 1 && tagSummary == 0) {
-        hitCount = only;
-    } else {
-        BlockCells united{};
+std::uint64_t LexicalScorer::hitsOf(std::size_t block) const {
+    std::uint64_t hits = tags_ == nullptr ? 0 : tags_->cells().hits(block);
+    for (const TermEvidence* term : terms_) hits |= term->cells().hits(block);
+    return hits;
+}
+
+double LexicalScorer::boundOf(std::size_t block) const {
+    if (hasExtras_) {
         for (std::size_t i = 0; i < terms_.size(); ++i) {
-            if (summaries[i] != 0) unite(united, terms_[i]->cells().block(block));
+            scratch_[i] = terms_[i]->cells().summary(block);
         }
-        for (Cell& cell : united) cell &= hitBits;
-        if (tagSummary != 0) unite(united, tags_->cells().block(block));
-        hitCount = countHits(united);
+        return score(scratch_.data(), tags_ == nullptr ? Cell{0} : tags_->cells().summary(block));
     }
-    return hitCount == 0 ? 0 : score(summaries.data(), tagSummary);
+    double weight = 0;
+    double relevance = 0;
+    std::size_t held = 0;
+    for (const TermEvidence* term : terms_) {
+        const TermEvidence::BlockBest& best = term->blockBest(block);
+        weight += best.weight;
+        relevance += best.relevance;
+        held += best.isHeld ? 1 : 0;
+    }
+    return weight + coverage_[held] * relevance;
 }
 
 /// The bounds of a block's scores are summed up in numbers of 16 bits, many at a time.
-void LexicalScorer::chooseUnits() {
+void LexicalScorer::prepareUnits() {
     constexpr double greatestSlope = 250;  // times a strength, it fits
     constexpr double greatestSum = 60000;
     double steepest = 1;
     double sum = index_.weights().people;
     for (const TermEvidence* term : terms_) {
-        steepest = std::max(steepest, term->upperLine(0xFF).slope * 256);
+        steepest = std::max(steepest, term->upperLine(0).slope * 256);
         sum += term->greatest() + 1;
     }
     unitsPerPoint_ = std::min(greatestSlope / steepest, greatestSum / sum);
+    for (const TermEvidence* term : terms_) {
+        auto& lines = unitLines_.emplace_back();
+        for (std::size_t row = 0; row < lines.size(); ++row) {
+            const TermEvidence::Line line = term->upperLine(row);
+            // One unit more for what a division by 256 cuts off.
+            lines[row].start =
+                static_cast<std::uint16_t>(std::ceil(line.start * unitsPerPoint_) + 1);
+            lines[row].slope =
+                static_cast<std::uint16_t>(std::ceil(line.slope * 256 * unitsPerPoint_));
+        }
+    }
 }
 
-LexicalScorer::BlockBounds LexicalScorer::boundsOf(std::size_t block) const {
+LexicalScorer::BlockBounds LexicalScorer::boundsIn(std::size_t block) const {
     BlockBounds bounds{};
     std::uint16_t forPeople = 0;
-    for (const TermEvidence* term : terms_) {
-        const Cell summary = term->cells().summary(block);
+    for (std::size_t t = 0; t < terms_.size(); ++t) {
+        const Cell summary = terms_[t]->cells().summary(block);
         if (summary == 0) continue;
-        const TermEvidence::Line line = term->upperLine(bitsOf(summary));
-        // One unit more for what the division below cuts off.
-        const auto start = static_cast<std::uint16_t>(std::ceil(line.start * unitsPerPoint_) + 1);
-        const auto slope = static_cast<std::uint16_t>(std::ceil(line.slope * 256 * unitsPerPoint_));
-        const CellMap::Block cells = term->cells().block(block);
+        const auto [start, slope] = unitLines_[t][TermEvidence::rowOf(bitsOf(summary))];
+        const CellMap::Block cells = terms_[t]->cells().block(block);
         for (std::size_t i = 0; i < bounds.size(); ++i) {
             const std::uint16_t strength = cells[i] >> 8;
             const std::uint16_t held = cells[i] != 0 ? 0xFFFF : 0;
@@ -210,71 +211,90 @@ LexicalScorer::BlockBounds LexicalScorer::boundsOf(std::size_t block) const {
 }
 
 void LexicalScorer::scoreMemory(std::size_t block, std::size_t place, Best& best) const {
-    Cell all = 0;
     for (std::size_t i = 0; i < terms_.size(); ++i) {
         scratch_[i] = terms_[i]->cells().block(block)[place];
-        all |= scratch_[i];
     }
     const Cell tagCell = tags_ == nullptr ? Cell{0} : tags_->cells().block(block)[place];
-    if ((all & hitBits) == 0 && tagCell == 0) return;
     const double total = score(scratch_.data(), tagCell);
-    if (best.admits(total)) {
-        best.offer(static_cast<Ordinal>(block * CellMap::blockSize + place), total);
-    }
+    const auto ordinal = static_cast<Ordinal>(block * CellMap::blockSize + place);
+    if (best.admits(total, index_.createdAt(ordinal))) best.offer(ordinal, total);
 }
 
-void LexicalScorer::scan(std::size_t block, Best& best) const {
+void LexicalScorer::scan(std::size_t block, std::uint64_t hits, Best& best) const {
     const bool tagged = tags_ != nullptr && tags_->cells().summary(block) != 0;
-    if (tagged || !best.isFull()) {
-        for (std::size_t i = 0; i < CellMap::blockSize; ++i) scoreMemory(block, i, best);
+    if (!tagged && best.isFull() && std::popcount(hits) > fewHits) {
+        const BlockBounds bounds = boundsIn(block);
+        const auto needed = static_cast<std::uint16_t>(
+            std::clamp(std::floor(best.least() * unitsPerPoint_), 0.0, 65535.0));
+        std::uint16_t highest = 0;
+        for (const std::uint16_t bound : bounds) highest = std::max(highest, bound);
+        if (highest < needed) return;
+        for (std::uint64_t rest = hits; rest != 0; rest &= rest - 1) {
+            const auto place = static_cast<std::size_t>(std::countr_zero(rest));
+            if (bounds[place] >= needed) scoreMemory(block, place, best);
+        }
         return;
     }
-    const BlockBounds bounds = boundsOf(block);
-    const auto needed = static_cast<std::uint16_t>(
-        std::clamp(std::floor(best.least() * unitsPerPoint_), 0.0, 65535.0));
-    for (std::size_t start = 0; start < bounds.size(); start += stripSize) {
-        std::uint16_t highest = 0;
-        for (std::size_t i = 0; i < stripSize; ++i) highest = std::max(highest, bounds[start + i]);
-        if (highest < needed) continue;
-        for (std::size_t i = start; i < start + stripSize; ++i) {
-            if (bounds[i] >= needed) scoreMemory(block, i, best);
-        }
+    for (std::uint64_t rest = hits; rest != 0; rest &= rest - 1) {
+        scoreMemory(block, static_cast<std::size_t>(std::countr_zero(rest)), best);
     }
-}
-
-std::size_t LexicalScorer::blockCount() const {
-    return (index_.ordinalCount() + CellMap::blockSize - 1) / CellMap::blockSize;
 }
 
 std::size_t LexicalScorer::countUpTo(std::size_t enough) const {
     std::size_t count = 0;
-    for (std::size_t block = 0; block < blockCount() && count < enough; ++block) {
-        std::size_t hits = 0;
-        examine(block, hits);
-        count += hits;
+    const std::size_t blockCount = CellMap::blockCountFor(index_.ordinalCount());
+    for (std::size_t block = 0; block < blockCount && count < enough; ++block) {
+        count += static_cast<std::size_t>(std::popcount(hitsOf(block)));
     }
     return count;
 }
 
+/// Terms that even together earn a memory less than the worst of the best has, decide nothing: of
+/// the hits from `first` on, only those of the other terms are kept.
+void LexicalScorer::keepDecisive(std::vector<Candidate>& candidates, std::size_t first,
+                                 const Best& best) const {
+    if (hasExtras_ || !best.isFull()) return;
+    std::vector<const TermEvidence*> decisive = terms_;
+    std::sort(decisive.begin(), decisive.end(), [](const TermEvidence* a, const TermEvidence* b) {
+        return a->greatestFound() > b->greatestFound();
+    });
+    double rest = 0;
+    while (!decisive.empty() && rest + decisive.back()->greatestFound() < best.least()) {
+        rest += decisive.back()->greatestFound();
+        decisive.pop_back();
+    }
+    if (decisive.size() == terms_.size()) return;
+    for (Candidate& candidate : std::span(candidates).subspan(first)) {
+        std::uint64_t hits = 0;
+        for (const TermEvidence* term : decisive) hits |= term->cells().hits(candidate.block);
+        candidate.hits &= hits;
+    }
+}
+
 LexicalRanking LexicalScorer::rank(std::size_t limit) const {
     LexicalRanking ranking;
-    std::vector<BlockBound> bounds;
-    for (std::size_t block = 0; block < blockCount(); ++block) {
-        std::size_t hits = 0;
-        const double bound = examine(block, hits);
+    std::vector<Candidate> candidates;
+    const std::size_t blockCount = CellMap::blockCountFor(index_.ordinalCount());
+    candidates.reserve(blockCount);
+    for (std::size_t block = 0; block < blockCount; ++block) {
+        const std::uint64_t hits = hitsOf(block);
         if (hits == 0) continue;
-        ranking.totalCount += hits;
-        bounds.push_back({bound, static_cast<std::uint32_t>(block)});
+        ranking.totalCount += static_cast<std::size_t>(std::popcount(hits));
+        candidates.push_back({boundOf(block), hits, static_cast<std::uint32_t>(block)});
     }
-    const auto later = [](const BlockBound& a, const BlockBound& b) {
-        return a.bound != b.bound ? a.bound < b.bound : a.block > b.block;
-    };
-    std::make_heap(bounds.begin(), bounds.end(), later);
     Best best(index_, limit);
-    while (!bounds.empty() && best.admits(bounds.front().bound)) {
-        scan(bounds.front().block, best);
-        std::pop_heap(bounds.begin(), bounds.end(), later);
-        bounds.pop_back();
+    // The most promising blocks first, so that few of the others need a look.
+    const std::size_t promising = std::min(promisingBlockCount, candidates.size());
+    std::nth_element(candidates.begin(),
+                     candidates.begin() + static_cast<std::ptrdiff_t>(promising), candidates.end(),
+                     [](const Candidate& a, const Candidate& b) { return a.bound > b.bound; });
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        if (i == promising) keepDecisive(candidates, promising, best);
+        const Candidate& candidate = candidates[i];
+        if (candidate.hits == 0) continue;
+        if (best.admits(candidate.bound, index_.newestIn(candidate.block))) {
+            scan(candidate.block, candidate.hits, best);
+        }
     }
     ranking.best = best.take();
     return ranking;

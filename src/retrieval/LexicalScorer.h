@@ -60,30 +60,40 @@ class LexicalScorer {
 
   private:
     using BlockBounds = std::array<std::uint16_t, CellMap::blockSize>;
-    struct BlockBound {
+    /// A block with hits, and the best score that any of them can have.
+    struct Candidate {
         double bound = 0;
+        std::uint64_t hits = 0;
         std::uint32_t block = 0;
+    };
+    /// TermEvidence::Line in whole units, `slope` in 256ths.
+    struct UnitLine {
+        std::uint16_t start = 0;
+        std::uint16_t slope = 0;
     };
     class Best;
 
-    std::size_t blockCount() const;
     double tagScore(Cell cell) const;
     double score(const Cell* termCells, Cell tagCell) const;
-    /// Counts the block's hits and says the best score that any of them can have.
-    double examine(std::size_t block, std::size_t& hitCount) const;
-    void scan(std::size_t block, Best& best) const;
+    std::uint64_t hitsOf(std::size_t block) const;
+    double boundOf(std::size_t block) const;
+    void keepDecisive(std::vector<Candidate>& candidates, std::size_t first,
+                      const Best& best) const;
+    void scan(std::size_t block, std::uint64_t hits, Best& best) const;
     void scoreMemory(std::size_t block, std::size_t place, Best& best) const;
-    void chooseUnits();
+    void prepareUnits();
     /// An upper bound for each score in a block without tags, in units.
-    BlockBounds boundsOf(std::size_t block) const;
+    BlockBounds boundsIn(std::size_t block) const;
 
     const LexicalIndex& index_;
     std::vector<const TermEvidence*> terms_;
     const TagEvidence* tags_;
+    bool hasExtras_;                // tags or people's names, which no BlockBest counts
     std::vector<double> coverage_;  // by number of terms held
     double requestedTagWorth_ = 0;
-    double unitsPerPoint_ = 0;           // of boundsOf
-    mutable std::vector<Cell> scratch_;  // a cell a term
+    double unitsPerPoint_ = 0;
+    std::vector<std::array<UnitLine, TermEvidence::rowCount>> unitLines_;  // a term each
+    mutable std::vector<Cell> scratch_;                                    // a cell a term
 };
 
 }  // namespace nookery

@@ -49,12 +49,13 @@ std::uint8_t greatestImpactElsewhere(const RankingWeights& weights) {
 struct BitRule {
     FieldMask kept = 0xFF;
     std::uint8_t added = 0;
+    bool makesHits = true;
 };
 
 constexpr BitRule asFound{};
 constexpr BitRule asElsewhere{peopleBit, fieldBit(SearchField::elsewhere)};
 constexpr BitRule asCorrected{0, correctedBit};
-constexpr BitRule asRelated{0, relatedBit};
+constexpr BitRule asRelated{0, relatedBit, false};
 
 struct PhraseHit {
     Ordinal ordinal = 0;
@@ -85,7 +86,7 @@ class TermLookup {
         } else {
             useCorrections();
         }
-        evidence_.cells_.summarise(hitBits);
+        evidence_.summarise();
         std::sort(evidence_.tokens_.begin(), evidence_.tokens_.end());
     }
 
@@ -128,9 +129,13 @@ class TermLookup {
 
     void findPhrase(std::vector<TermPiece> pieces, FormMatches& matches) {
         PhraseMatcher matcher(index_, std::move(pieces));
-        for (const Ordinal ordinal : matcher.candidates()) {
-            if (const auto found = matcher.find(index_.stream(ordinal))) {
-                matches.phraseHits.push_back({ordinal, *found});
+        // Streams lie anywhere in memory: each is asked for a few before its turn.
+        constexpr std::size_t ahead = 8;
+        const std::vector<Ordinal> candidates = matcher.candidates();
+        for (std::size_t i = 0; i < candidates.size(); ++i) {
+            if (i + ahead < candidates.size()) index_.fetchStream(candidates[i + ahead]);
+            if (const auto found = matcher.find(index_.stream(candidates[i]))) {
+                matches.phraseHits.push_back({candidates[i], *found});
             }
         }
         evidence_.phrases_.push_back(std::move(matcher));
@@ -243,23 +248,32 @@ class TermLookup {
 
     void scatter(const std::vector<TokenId>& tokens, const StrengthByImpact& strengths,
                  BitRule rule) {
-        const Postings& postings = index_.postings();
-        const bool checkAlive = index_.hasDead();
-        for (const TokenId token : tokens) {
-            scatterList(postings.sorted(token), strengths, rule, checkAlive);
-            scatterList(postings.grown(token), strengths, rule, checkAlive);
+        CellMap& cells = evidence_.cells_;
+        const auto mergeWith = [&](auto merge) {
+            forEachPosting(tokens, [&](Ordinal ordinal, PostingMark mark) {
+                merge(ordinal, static_cast<std::uint8_t>((mark.mask & rule.kept) | rule.added),
+                      strengths[mark.impact]);
+            });
+        };
+        if (rule.makesHits) {
+            mergeWith([&](auto... cell) { cells.merge(cell...); });
+        } else {
+            mergeWith([&](auto... cell) { cells.mergeAside(cell...); });
         }
     }
 
-    void scatterList(const Postings::List& list, const StrengthByImpact& strengths, BitRule rule,
-                     bool checkAlive) {
-        for (std::size_t i = 0; i < list.ordinals.size(); ++i) {
-            const Ordinal ordinal = list.ordinals[i];
-            if (checkAlive && !index_.isAlive(ordinal)) continue;
-            const PostingMark mark = list.marks[i];
-            evidence_.cells_.merge(ordinal,
-                                   static_cast<std::uint8_t>((mark.mask & rule.kept) | rule.added),
-                                   strengths[mark.impact]);
+    template <typename Use>
+    void forEachPosting(const std::vector<TokenId>& tokens, Use use) const {
+        const bool checkAlive = index_.hasDead();
+        const auto useAll = [&](const Postings::List& list) {
+            for (std::size_t i = 0; i < list.ordinals.size(); ++i) {
+                if (checkAlive && !index_.isAlive(list.ordinals[i])) continue;
+                use(list.ordinals[i], list.marks[i]);
+            }
+        };
+        for (const TokenId token : tokens) {
+            useAll(index_.postings().sorted(token));
+            useAll(index_.postings().grown(token));
         }
     }
 
@@ -289,7 +303,19 @@ void TermEvidence::noteTokens(const std::vector<TokenId>& tokens, bool expanded)
     if (expanded) expanded_.insert(expanded_.end(), tokens.begin(), tokens.end());
 }
 
-std::size_t TermEvidence::fieldRow(std::uint8_t bits) {
+void TermEvidence::summarise() {
+    cells_.summarise();
+    blockBests_.resize(cells_.blockCount());
+    for (std::size_t block = 0; block < blockBests_.size(); ++block) {
+        const Cell summary = cells_.summary(block);
+        if (summary == 0) continue;
+        blockBests_[block] = {weight(summary), relevance(summary), true};
+        greatestFound_ = std::max(greatestFound_, weight(summary) + relevance(summary));
+        inPeople_ = inPeople_ || (bitsOf(summary) & peopleBit) != 0;
+    }
+}
+
+std::size_t TermEvidence::rowOf(std::uint8_t bits) {
     constexpr unsigned fieldBits = (1U << searchFieldCount) - 1;
     const unsigned fields = bits & fieldBits;
     return fields == 0 ? searchFieldCount : static_cast<std::size_t>(std::countr_zero(fields));
@@ -309,10 +335,10 @@ void TermEvidence::fillWeights(const RankingWeights& weights, double scale, bool
     }
 }
 
-TermEvidence::Line TermEvidence::upperLine(std::uint8_t bits) const {
+TermEvidence::Line TermEvidence::upperLine(std::size_t row) const {
     // The second pass is a line through 0, from which the floor only takes.
-    const auto& row = weights_[fieldRow(bits)];
-    return {row.front(), (row.back() - row.front()) / strongest + relevanceStep_};
+    const auto& weights = weights_[row];
+    return {weights.front(), (weights.back() - weights.front()) / strongest + relevanceStep_};
 }
 
 double TermEvidence::greatest() const { return weights_[0].back() + relevanceStep_ * strongest; }

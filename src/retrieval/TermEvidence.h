@@ -17,7 +17,6 @@ namespace nookery {
 /// whether only a word reached from it is there.
 constexpr std::uint8_t correctedBit = 1U << 5;  ///< a correction of a word that stands nowhere
 constexpr std::uint8_t relatedBit = 1U << 6;    ///< a word of the same stem; makes no hit alone
-constexpr std::uint8_t hitBits = static_cast<std::uint8_t>(~relatedBit);
 
 /// A group of tokens by which a term is found, or a phrase.
 struct TermMatch {
@@ -39,16 +38,31 @@ class TermEvidence {
 
     /// The weights of both passes for a memory's cell: what the term adds to its score, relevance
     /// left out.
-    double weight(Cell cell) const { return weights_[fieldRow(bitsOf(cell))][strengthOf(cell)]; }
+    double weight(Cell cell) const { return weights_[rowOf(bitsOf(cell))][strengthOf(cell)]; }
     /// What the term adds to the relevance, before coverage.
     double relevance(Cell cell) const { return relevanceStep_ * strengthOf(cell); }
-    /// For any cell of these bits or of bits for lesser fields, weight plus relevance is at most
-    /// this: a part for being there, and a part for each step of strength.
+    /// The most that any memory of a block earns.
+    struct BlockBest {
+        double weight = 0;
+        double relevance = 0;
+        bool isHeld = false;
+    };
+    const BlockBest& blockBest(std::size_t block) const { return blockBests_[block]; }
+
+    /// The most that any memory earns.
+    double greatestFound() const { return greatestFound_; }
+
+    /// Weights go by rows: a row for each field, and one for what was reached, not typed.
+    static constexpr std::size_t rowCount = searchFieldCount + 1;
+    static std::size_t rowOf(std::uint8_t bits);
+
+    /// For any cell of this row or of a lower one, weight plus relevance is at most this: a part
+    /// for being there, and a part for each step of strength.
     struct Line {
         double start = 0;
         double slope = 0;
     };
-    Line upperLine(std::uint8_t bits) const;
+    Line upperLine(std::size_t row) const;
     /// At most this is `weight` plus `relevance`, for any memory.
     double greatest() const;
 
@@ -57,7 +71,8 @@ class TermEvidence {
     /// The tokens reached, not typed: of the same stem, or corrections.
     const std::vector<TokenId>& expandedTokens() const { return expanded_; }
     /// How many memories the term alone finds.
-    std::size_t hitCount() const { return cells_.totalCount(); }
+    std::size_t hitCount() const { return cells_.hitCount(); }
+    bool isInPeople() const { return inPeople_; }
     bool isCorrected() const { return corrected_; }
     const std::vector<TermMatch>& matches() const { return matches_; }
     double rarity() const { return rarity_; }
@@ -66,10 +81,8 @@ class TermEvidence {
     std::uint32_t sectionsIn(TokenStream stream) const;
 
   private:
-    static constexpr std::size_t rowCount = searchFieldCount + 1;
-    static std::size_t fieldRow(std::uint8_t bits);
-
     void fillWeights(const RankingWeights& weights, double scale, bool isShort);
+    void summarise();
     void noteTokens(const std::vector<TokenId>& tokens, bool expanded);
     friend class TermLookup;
 
@@ -78,6 +91,9 @@ class TermEvidence {
     std::vector<TokenId> expanded_;
     std::vector<PhraseMatcher> phrases_;  // for forms of several pieces
     std::vector<TermMatch> matches_;
+    std::vector<BlockBest> blockBests_;
+    double greatestFound_ = 0;
+    bool inPeople_ = false;
     bool corrected_ = false;
     double rarity_ = 0;
     double relevanceStep_ = 0;
