@@ -25,6 +25,11 @@ if(NOOKERY_SANITIZE)
   target_link_options(nookery_options INTERFACE -fsanitize=${NOOKERY_SANITIZE})
 endif()
 
+if(NOOKERY_FUZZ)
+  # The core tells the fuzzer which of its branches an input reached.
+  target_compile_options(nookery_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 # Every source file of a folder belongs to its target; a new file needs no list.
 function(nookery_sources target folder)
   file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp"

@@ -4,11 +4,11 @@
 
 #include "collection/FileText.h"
 #include "collection/OriginalNames.h"
-#include "collection/TextDecoding.h"
 #include "collection/TextExtraction.h"
 #include "collection/WebAddress.h"
 #include "foundation/DurableFile.h"
 #include "foundation/Text.h"
+#include "foundation/TextDecoding.h"
 #include "platform/Clock.h"
 #include "platform/WebFetcher.h"
 

@@ -4,9 +4,9 @@
 #include <array>
 #include <span>
 
-#include "collection/TextDecoding.h"
 #include "collection/TextExtraction.h"
 #include "foundation/Text.h"
+#include "foundation/TextDecoding.h"
 
 namespace nookery {
 namespace {

@@ -3,9 +3,9 @@
 #include <array>
 #include <utility>
 
-#include "collection/HtmlMarkup.h"
-#include "collection/TextLines.h"
+#include "foundation/HtmlMarkup.h"
 #include "foundation/Text.h"
+#include "foundation/TextLines.h"
 
 namespace nookery {
 namespace {

@@ -6,7 +6,7 @@
 #include "backends/documents/HtmlDocumentText.h"
 #include "backends/documents/OpcPackage.h"
 #include "backends/documents/XmlReader.h"
-#include "collection/TextDecoding.h"
+#include "foundation/TextDecoding.h"
 
 namespace nookery {
 namespace {

@@ -4,9 +4,9 @@
 
 #include <charconv>
 
-#include "collection/HtmlMarkup.h"
-#include "collection/TextLines.h"
+#include "foundation/HtmlMarkup.h"
 #include "foundation/Text.h"
+#include "foundation/TextLines.h"
 
 namespace nookery {
 namespace {

@@ -6,8 +6,8 @@
 #include <array>
 #include <memory>
 
-#include "collection/TextDecoding.h"
 #include "foundation/Text.h"
+#include "foundation/TextDecoding.h"
 
 namespace nookery {
 namespace {

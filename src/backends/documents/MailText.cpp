@@ -7,8 +7,8 @@
 #include "backends/documents/DocumentFormatReaders.h"
 #include "backends/documents/HtmlDocumentText.h"
 #include "backends/documents/MailLines.h"
-#include "collection/TextDecoding.h"
 #include "foundation/Text.h"
+#include "foundation/TextDecoding.h"
 
 namespace nookery {
 namespace {

@@ -5,8 +5,8 @@
 #include <charconv>
 #include <utility>
 
-#include "collection/TextDecoding.h"
 #include "foundation/Text.h"
+#include "foundation/TextDecoding.h"
 
 namespace nookery {
 namespace {

@@ -1,9 +1,10 @@
+#include "foundation/TextDecoding.h"
+
 #include <gtest/gtest.h>
 #include <unicode/ucnv.h>
 
 #include <random>
 
-#include "collection/TextDecoding.h"
 #include "foundation/Text.h"
 
 namespace nookery {
@@ -55,8 +56,7 @@ TEST(TextDecoding, GivesValidTextForAnyBytes) {
     for (int i = 0; i < 3000; ++i) {
         std::string bytes(random() % 200, '\0');
         const unsigned alphabet = i % 2 == 0 ? 256 : 5;
-        for (char& c : bytes)
-            c = static_cast<char>(random() % alphabet * (i % 4 == 1 ? 51 : 1));
+        for (char& c : bytes) c = static_cast<char>(random() % alphabet * (i % 4 == 1 ? 51 : 1));
         if (i % 7 == 0) bytes.insert(0, "\xFF\xFE");
         const std::string text = decodeText(bytes);
         ASSERT_TRUE(isValidUtf8(text)) << i;

@@ -1,4 +1,4 @@
-#include "collection/TextLines.h"
+#include "foundation/TextLines.h"
 
 #include "foundation/Text.h"
 

@@ -1,21 +1,19 @@
-#include "collection/HtmlMarkup.h"
+#include "foundation/HtmlMarkup.h"
 
 #include <unicode/uchar.h>
 
 #include <array>
 #include <functional>
 
-#include "collection/TextLines.h"
 #include "foundation/Text.h"
+#include "foundation/TextLines.h"
 
 namespace nookery {
 namespace {
 
 constexpr auto npos = std::string_view::npos;
 
-char asciiLower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
+char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 /// Where `name` (lower-case ASCII) ends when the text has it at `position`; npos when not. Of the
 /// characters beyond ASCII, only the long s and the two ligatures of s and t fold to letters that
@@ -126,8 +124,7 @@ std::string replaceLineBreaks(std::string_view text) {
         std::size_t position = endOfName(text, start + 1, "br");
         if (position == npos) return npos;
         std::size_t next = position;
-        while (next < text.size() && isWhiteSpace(nextCodePoint(text, next)))
-            position = next;
+        while (next < text.size() && isWhiteSpace(nextCodePoint(text, next))) position = next;
         if (text.substr(position).starts_with('/')) ++position;
         return text.substr(position).starts_with('>') ? position + 1 : npos;
     });

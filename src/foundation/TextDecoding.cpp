@@ -1,4 +1,4 @@
-#include "collection/TextDecoding.h"
+#include "foundation/TextDecoding.h"
 
 #include <unicode/ucnv.h>
 #include <unicode/ucsdet.h>
@@ -36,8 +36,7 @@ constexpr std::size_t sampleByteCount = 8000;
 const char* utf16WithoutMark(std::string_view bytes) {
     const std::size_t pairs = std::min(bytes.size(), sampleByteCount) / 2;
     std::array<std::size_t, 2> nulCounts = {0, 0};
-    for (std::size_t i = 0; i < 2 * pairs; ++i)
-        nulCounts[i % 2] += bytes[i] == '\0';
+    for (std::size_t i = 0; i < 2 * pairs; ++i) nulCounts[i % 2] += bytes[i] == '\0';
     const auto [high, low] = nulCounts;
     if (4 * low > pairs && 20 * high < pairs) return "UTF-16LE";
     if (4 * high > pairs && 20 * low < pairs) return "UTF-16BE";
