@@ -1,7 +1,5 @@
 #include "backends/documents/XmlReader.h"
 
-#include <libxml/xmlreader.h>
-
 namespace nookery {
 namespace {
 

@@ -1,13 +1,13 @@
 #pragma once
 
+#include <libxml/xmlreader.h>
+
 #include <exception>
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "backends/documents/ZipArchive.h"
-
-struct _xmlTextReader;
 
 namespace nookery {
 
@@ -50,7 +50,7 @@ class XmlReader {
     ZipPart part_;
     DocumentReading& reading_;
     std::exception_ptr failure_;  ///< thrown while the library asked for bytes
-    _xmlTextReader* reader_ = nullptr;
+    xmlTextReaderPtr reader_ = nullptr;
     Node node_ = Node::text;
     std::size_t valueCount_ = 0;  ///< places that look like attributes, since the last "<"
     bool isAfterEquals_ = false;
