@@ -66,7 +66,7 @@ void EmbeddingWorker::beginBatch() {
     announceCount();
     if (texts.empty()) return;
     auto finish = guard_.guarded([this](const Results& results) { finishBatch(results); });
-    platform_.enrichQueue.async([&platform = platform_, texts = std::move(texts), finish] {
+    platform_.enrichQueue.async([platform = platform_, texts = std::move(texts), finish] {
         platform.mainQueue.async(
             [finish, results = embedAll(*platform.embedder, texts)]() mutable { finish(results); });
     });

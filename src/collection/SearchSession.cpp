@@ -121,7 +121,7 @@ void SearchSession::startDeepSearch(const LexicalSnapshot& snapshot) {
                             .deepMicroseconds = stopwatch.microseconds()};
         publish(std::move(result));
     });
-    platform_.searchQueue.async([&platform = platform_, request = std::move(request), stop,
+    platform_.searchQueue.async([platform = platform_, request = std::move(request), stop,
                                  finish = std::move(finish)] {
         std::optional<DeepSearchResult> deep;
         try {
