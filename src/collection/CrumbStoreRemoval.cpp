@@ -62,7 +62,9 @@ void CrumbStore::Parts::dispose(const std::unordered_set<Uuid>& ids,
     removeSecureValues(ids, platform);
     removeThumbnails(ids, layout, platform);
     withSidecar([&](Sidecar& target) {
-        target.removePendingOriginals(belowLibrary(originals, layout));
+        const auto places = belowLibrary(originals, layout);
+        target.forgetOriginals(places);
+        target.removePendingOriginals(places);
         target.forgetMemories(std::vector(ids.begin(), ids.end()));
     });
 }

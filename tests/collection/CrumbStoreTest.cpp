@@ -206,6 +206,9 @@ TEST_F(CrumbStoreTest, DeletedMemoriesLeaveNoTraceButTheSnapshotAndTheTrash) {
               "Dear #friend, the key is here");
     open();
     EXPECT_EQ(store_->items()->size(), 1u);
+    EXPECT_EQ(capture(world_.folder / "letter.md").added.size(), 1u);
+    EXPECT_EQ(world_.folder.filesBelow("data/Crumb/Items"), std::vector<std::string>{"letter.md"})
+        << "the name is free again";
 }
 
 TEST_F(CrumbStoreTest, AnOriginalThatSeveralMemoriesShareGoesWithTheLast) {
