@@ -12,7 +12,6 @@ namespace nookery {
 namespace {
 
 constexpr std::size_t maximumChapterByteCount = std::size_t{32} << 20;
-constexpr std::size_t maximumChapterCount = 20'000;
 
 int hexadecimalValue(std::string_view digits) {
     constexpr std::string_view all = "0123456789abcdef";
@@ -51,7 +50,7 @@ std::set<std::string> protectedParts(const ZipArchive& archive) {
     auto list = archive.find("META-INF/encryption.xml");
     if (!list) return parts;
     XmlReader xml(std::move(*list), archive.reading());
-    while (xml.next()) {
+    while (parts.size() < maximumListedPartCount && xml.next()) {
         if (!xml.isStart("CipherReference")) continue;
         parts.insert(resolvedPartName("", decodedAddress(xml.attribute("URI"))));
     }
@@ -68,8 +67,10 @@ Book readPackage(const ZipArchive& archive, const std::string& part) {
     book.title = titleInPart(archive, part);
     std::map<std::string, std::string> addresses;
     XmlReader xml(archive.part(part), archive.reading());
-    while (book.chapters.size() < maximumChapterCount && xml.next()) {
-        if (xml.isStart("item")) addresses[xml.attribute("id")] = xml.attribute("href");
+    while (book.chapters.size() < maximumListedPartCount && xml.next()) {
+        if (xml.isStart("item") && addresses.size() < maximumListedPartCount) {
+            addresses[xml.attribute("id")] = xml.attribute("href");
+        }
         if (!xml.isStart("itemref")) continue;
         const auto found = addresses.find(xml.attribute("idref"));
         if (found == addresses.end()) continue;

@@ -1,7 +1,5 @@
 #include "backends/documents/OpcPackage.h"
 
-#include <algorithm>
-
 #include "backends/documents/OpenedFile.h"
 #include "backends/documents/XmlReader.h"
 
@@ -34,7 +32,7 @@ std::vector<OpcRelation> OpcPackage::relations(std::string_view part) const {
     auto list = archive_.find(relationListOf(part));
     if (!list) return relations;
     XmlReader xml(std::move(*list), reading());
-    while (xml.next()) {
+    while (relations.size() < maximumListedPartCount && xml.next()) {
         if (!xml.isStart("Relationship") || xml.attribute("TargetMode") == "External") continue;
         relations.push_back({xml.attribute("Id"), xml.attribute("Type"),
                              resolvedPartName(part, xml.attribute("Target"))});
@@ -58,10 +56,10 @@ std::string OpcPackage::title() const {
     return {};
 }
 
-std::string targetOf(const std::vector<OpcRelation>& relations, std::string_view id) {
-    const auto found = std::find_if(relations.begin(), relations.end(),
-                                    [&](const OpcRelation& each) { return each.id == id; });
-    return found == relations.end() ? std::string() : found->target;
+std::map<std::string, std::string> targetsById(const std::vector<OpcRelation>& relations) {
+    std::map<std::string, std::string> targets;
+    for (const OpcRelation& relation : relations) targets[relation.id] = relation.target;
+    return targets;
 }
 
 std::string titleInPart(const ZipArchive& archive, const std::string& part) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,8 +41,8 @@ class OpcPackage {
     ZipArchive archive_;
 };
 
-/// The target of the relation of this id; empty when there is none.
-std::string targetOf(const std::vector<OpcRelation>& relations, std::string_view id);
+/// The relations' targets by their ids.
+std::map<std::string, std::string> targetsById(const std::vector<OpcRelation>& relations);
 
 /// The text of the first element named "title" in a part, trimmed; empty when either is missing.
 std::string titleInPart(const ZipArchive& archive, const std::string& part);

@@ -38,12 +38,15 @@ void addSlide(const OpcPackage& package, const std::string& slide, GatheredText&
 DocumentText readPresentation(DocumentReading& reading) {
     const OpcPackage package = OpcPackage::open(reading);
     const std::string mainPart = package.mainPart();
-    const auto relations = package.relations(mainPart);
+    const auto targets = targetsById(package.relations(mainPart));
+    std::size_t slideCount = 0;
     GatheredText text(reading.limits().maximumTextByteCount);
     XmlReader xml(package.archive().part(mainPart), reading);
-    while (!text.isFull() && xml.next()) {
+    while (!text.isFull() && slideCount < maximumListedPartCount && xml.next()) {
         if (!xml.isStart("sldId")) continue;
-        addSlide(package, targetOf(relations, xml.attribute("id", "/relationships")), text);
+        ++slideCount;
+        const auto slide = targets.find(xml.attribute("id", "/relationships"));
+        if (slide != targets.end()) addSlide(package, slide->second, text);
     }
     return {package.title(), text.take()};
 }

@@ -107,13 +107,17 @@ DocumentText readWorkbook(DocumentReading& reading) {
     const auto relations = package.relations(mainPart);
     const SharedStrings strings = sharedStrings(package, relations);
     GatheredText text(reading.limits().maximumTextByteCount);
+    const auto targets = targetsById(relations);
+    std::size_t sheetCount = 0;
     XmlReader xml(package.archive().part(mainPart), reading);
-    while (!text.isFull() && xml.next()) {
+    while (!text.isFull() && sheetCount < maximumListedPartCount && xml.next()) {
         if (!xml.isStart("sheet")) continue;
+        ++sheetCount;
         text.add(xml.attribute("name"));
         text.endLine();
-        auto sheet =
-            package.archive().find(targetOf(relations, xml.attribute("id", "/relationships")));
+        const auto target = targets.find(xml.attribute("id", "/relationships"));
+        if (target == targets.end()) continue;
+        auto sheet = package.archive().find(target->second);
         if (sheet) addSheet(std::move(*sheet), reading, strings, text);
     }
     return {package.title(), text.take()};

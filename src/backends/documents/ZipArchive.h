@@ -12,6 +12,9 @@ struct zip_file;
 
 namespace nookery {
 
+/// A document that lists more parts of one sort than this is not followed further.
+constexpr std::size_t maximumListedPartCount = 20'000;
+
 /// One part of a zip archive being unpacked from the front.
 class ZipPart {
   public:
