@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "cli/Commands.h"
 #include "cli/Enrichment.h"
 #include "cli/Input.h"
@@ -11,7 +13,7 @@ namespace nookery::cli {
 namespace {
 
 constexpr std::size_t maximumTextByteCount = std::size_t{64} << 20;
-constexpr std::size_t mostLinesShown = 20;
+constexpr std::size_t mostLinesShown = 10;
 
 CaptureSource sourceFor(Session& session, const Arguments& arguments, const std::string& word) {
     if (word == "-") {
@@ -71,11 +73,40 @@ OrderedJson reportJson(const CrumbStore& store, const CaptureReport& report) {
             {"cancelled", report.cancelled}};
 }
 
+/// Says the first few lines, and how many more there are.
+void sayLines(Session& session, const std::vector<std::string>& lines) {
+    for (std::size_t i = 0; i < std::min(lines.size(), mostLinesShown); ++i) {
+        session.say(printable(lines[i]));
+    }
+    if (lines.size() > mostLinesShown) {
+        session.say(fmt::format("and {} more like this (--json names them all)",
+                                lines.size() - mostLinesShown));
+    }
+}
+
 void sayMessages(Session& session, std::string_view label,
                  const std::vector<CaptureMessage>& messages) {
+    std::vector<std::string> lines;
     for (const CaptureMessage& message : messages) {
-        session.say(printable(fmt::format("{}: {}: {}", label, message.source, message.message)));
+        lines.push_back(fmt::format("{}: {}: {}", label, message.source, message.message));
     }
+    sayLines(session, lines);
+}
+
+void sayTwins(Session& session, const CrumbStore& store, const CaptureReport& report) {
+    const ShortIds shortIds(store);
+    std::vector<std::string> lines;
+    for (const CaptureDuplicate& duplicate : report.duplicates) {
+        lines.push_back(
+            fmt::format("Already in NOOKERY: {} is {}", duplicate.source, shortIds(duplicate.of)));
+    }
+    sayLines(session, lines);
+    lines.clear();
+    for (const CaptureVersion& version : report.versions) {
+        lines.push_back(fmt::format("Looks like another version: {} of {}", shortIds(version.id),
+                                    shortIds(version.of)));
+    }
+    sayLines(session, lines);
 }
 
 void printReport(Session& session, const CrumbStore& store, const CaptureReport& report) {
@@ -88,15 +119,7 @@ void printReport(Session& session, const CrumbStore& store, const CaptureReport&
     if (report.added.size() > added.size()) {
         session.out().writeLine(fmt::format("and {} more", report.added.size() - added.size()));
     }
-    const ShortIds shortIds(store);
-    for (const CaptureDuplicate& duplicate : report.duplicates) {
-        session.say(printable(
-            fmt::format("Already in NOOKERY: {} is {}", duplicate.source, shortIds(duplicate.of))));
-    }
-    for (const CaptureVersion& version : report.versions) {
-        session.say(fmt::format("Looks like another version: {} of {}", shortIds(version.id),
-                                shortIds(version.of)));
-    }
+    sayTwins(session, store, report);
     sayMessages(session, "skipped", report.skipped);
     sayMessages(session, "taken in, but", report.warnings);
     sayMessages(session, "not taken in", report.failed);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <stop_token>
 
 #include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
@@ -46,6 +47,8 @@ int runInWorld(const CommandLine& line, const Interrupts& interrupts, Output& ou
                            .userData = places.userData,
                            .programFolder = programFolder()},
                           log);
+    // What waits for the main loop looks again when the person interrupts.
+    const std::stop_callback wake(interrupts.token(), [&] { system.mainLoop().async([] {}); });
     Session session({.platform = system.platform(),
                      .runUntil = [&](const auto& done) { system.mainLoop().runUntil(done); },
                      .interrupts = interrupts,
