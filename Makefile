@@ -8,7 +8,7 @@ ARGS ?=
 DIR ?=
 
 .DEFAULT_GOAL := help
-.PHONY: help run test test-sanitized build bench bench-relevance check install package clean
+.PHONY: help run test test-sanitized build bench bench-relevance check format install package clean
 
 # $(call build,PRESET[,TARGETS])
 define build
@@ -23,6 +23,7 @@ help:
 	@echo "make bench                   the benchmarks"
 	@echo "make bench-relevance DIR=…   how well the ranking finds what is relevant"
 	@echo "make check                   format, tidy, layers, headers, sizes"
+	@echo "make format                  lay the sources out as make check wants them"
 	@echo "make install                 install under PREFIX ($(PREFIX))"
 	@echo "make package                 a Debian package, in build/release/"
 
@@ -59,6 +60,10 @@ bench-relevance:
 check:
 	@packaging/setup check
 	@tools/check
+
+format:
+	@packaging/setup check
+	@git ls-files '*.cpp' '*.h' | xargs clang-format-16 -i
 
 install: build
 	@DESTDIR="$(DESTDIR)" cmake --install build/release --prefix "$(PREFIX)"
