@@ -91,12 +91,17 @@ void NookeryProgram::Running::closeInput() {
 }
 
 Outcome NookeryProgram::Running::finish(const std::string& input) {
+    return readToTheEnd(input, true);
+}
+
+Outcome NookeryProgram::Running::finishWhileItWaits() { return readToTheEnd({}, false); }
+
+Outcome NookeryProgram::Running::readToTheEnd(std::string_view rest, bool closesInput) {
     Outcome outcome;
-    std::string_view rest = input;
     while (output_ >= 0 || error_ >= 0) {
-        if (rest.empty() && input_ >= 0) closeInput();
-        std::array<pollfd, 3> sources{pollfd{input_, POLLOUT, 0}, pollfd{output_, POLLIN, 0},
-                                      pollfd{error_, POLLIN, 0}};
+        if (rest.empty() && input_ >= 0 && closesInput) closeInput();
+        std::array<pollfd, 3> sources{pollfd{rest.empty() ? -1 : input_, POLLOUT, 0},
+                                      pollfd{output_, POLLIN, 0}, pollfd{error_, POLLIN, 0}};
         if (::poll(sources.data(), sources.size(), patienceMilliseconds) <= 0) {
             ADD_FAILURE() << "the program hangs";
             signal(SIGKILL);

@@ -49,8 +49,13 @@ class NookeryProgram {
         void closeInput();
         /// Feeds what is left of the input, reads all output, and waits for the end.
         Outcome finish(const std::string& input = {});
+        /// As `finish`, but gives no more input and keeps it open: for a program that is to end
+        /// while it waits.
+        Outcome finishWhileItWaits();
 
       private:
+        Outcome readToTheEnd(std::string_view input, bool closesInput);
+
         pid_t process_;
         int input_, output_, error_;
     };

@@ -159,7 +159,7 @@ TEST(Trouble, AnInterruptWhileWaitingForInputEndsAtOnce) {
     const auto running = nookery.start({"add", "-"});
     names.waitFor(1);
     running->signal(SIGTERM);
-    EXPECT_EQ(running->finish("x").status, 130);
+    EXPECT_EQ(running->finishWhileItWaits().status, 130);
     EXPECT_EQ(nookery.json({"list"})["count"], 1);
 }
 
