@@ -24,6 +24,8 @@ class DatabaseError : public Error {
     DatabaseFailure failure() const { return failure_; }
     /// SQLite's message alone.
     const std::string& message() const { return message_; }
+    /// SQLite's extended result code.
+    int code() const { return code_; }
 
     bool isBusy() const;      ///< another program holds the database
     bool isDiskFull() const;  ///< no room left

@@ -124,6 +124,9 @@ class FileSystem {
     virtual void setModified(const Path& path, std::int64_t nanoseconds) = 0;
     /// Makes the folder's entries (creations, renames, removals) survive a power cut.
     virtual void syncDirectory(const Path& path) = 0;
+    /// Makes everything written so far to the file system that holds `path` survive a power cut,
+    /// contents and folder entries: for thousands of files a small part of what syncing each costs.
+    virtual void syncFileSystem(const Path& path) = 0;
 };
 
 /// The kernel's file system.

@@ -243,6 +243,11 @@ class PosixFileSystem final : public FileSystem {
         }
     }
 
+    void syncFileSystem(const Path& path) override {
+        const Descriptor place = openOrThrow(path, O_RDONLY | O_NONBLOCK, "write");
+        check(::syncfs(place.number()), "write", path);
+    }
+
   private:
     static std::optional<FileStatus> statusWith(const Path& path, int flags) {
         struct ::stat raw {};

@@ -60,6 +60,10 @@ SqliteConnection SqliteConnection::open(const Path& path, SqliteAccess access,
     if (code != SQLITE_OK) throwDatabaseError(DatabaseFailure::openFailed, raw, code);
     sqlite3_extended_result_codes(raw, 1);
     sqlite3_busy_timeout(raw, static_cast<int>(busyTimeout.count()));
+    // A database may come from elsewhere: nothing in its schema may call functions with effects,
+    // and nothing may write into the schema's own tables.
+    sqlite3_db_config(raw, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(raw, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     if (access != SqliteAccess::readWriteCreate) {
         // Only the writer may move pages from the log into the file.
         sqlite3_wal_autocheckpoint(raw, 0);
@@ -183,7 +187,7 @@ void backUp(SqliteConnection& source, SqliteConnection& destination, const Sqlit
     BackupHandle backup(sqlite3_backup_init(destination.handle(), "main", source.handle(), "main"),
                         &sqlite3_backup_finish);
     if (!backup) {
-        throwDatabaseError(DatabaseFailure::stepFailed, destination.handle(), SQLITE_ERROR);
+        throwDatabaseError(DatabaseFailure::prepareFailed, destination.handle(), SQLITE_ERROR);
     }
     copyAllPages(backup.get(), pace);
     if (const int code = sqlite3_backup_finish(backup.release()); code != SQLITE_OK) {

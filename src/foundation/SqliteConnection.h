@@ -82,7 +82,7 @@ struct SqliteBackupPace {
 /// Copies the whole of `source` into `destination`, whatever others write meanwhile: the copy
 /// holds the state at its beginning, since the source is read in one transaction. The copy is a
 /// whole file without a log beside it, and durable but for its name. On failure `destination` is of
-/// no use.
+/// no use; DatabaseError says prepareFailed when the backup could not begin.
 void backUp(SqliteConnection& source, SqliteConnection& destination, const SqliteBackupPace& pace);
 
 /// Waits, so that a backup leaves the disk to others between its steps. Not on the main thread.

@@ -64,6 +64,7 @@ class FaultyFileSystem final : public FileSystem {
     void removeDirectory(const Path& path) override;
     void setModified(const Path& path, std::int64_t nanoseconds) override;
     void syncDirectory(const Path& path) override;
+    void syncFileSystem(const Path& path) override;
 
     /// One changing operation is about to happen; meets the fault when it is its turn.
     void step(std::string_view operation, const Path& path, bool needsSpace);
