@@ -134,8 +134,15 @@ void bindPath(SqliteStatement& statement, const Path& path) {
 Sidecar Sidecar::open(FileSystem& files, const LibraryLayout& layout,
                       std::chrono::milliseconds busyTimeout) {
     createDirectories(files, layout.library());
-    auto connection =
-        SqliteConnection::open(layout.sidecar(), SqliteAccess::readWriteCreate, busyTimeout);
+    return openForWriting(layout.sidecar(), busyTimeout);
+}
+
+Sidecar Sidecar::create(const Path& path) {
+    return openForWriting(path, SqliteConnection::defaultBusyTimeout);
+}
+
+Sidecar Sidecar::openForWriting(const Path& path, std::chrono::milliseconds busyTimeout) {
+    auto connection = SqliteConnection::open(path, SqliteAccess::readWriteCreate, busyTimeout);
     connection.execute("PRAGMA journal_mode=WAL;");
     connection.execute("PRAGMA synchronous=NORMAL;");
     upgrade(connection);

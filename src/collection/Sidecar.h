@@ -47,6 +47,8 @@ class Sidecar {
     static Sidecar open(
         FileSystem& files, const LibraryLayout& layout,
         std::chrono::milliseconds busyTimeout = SqliteConnection::defaultBusyTimeout);
+    /// Creates a sidecar at `path`, for a library that is being put together elsewhere.
+    static Sidecar create(const Path& path);
     /// `path` may lie anywhere; nothing is created.
     static Sidecar openForReading(const Path& path);
 
@@ -90,6 +92,7 @@ class Sidecar {
     void removeState(std::string_view key);
 
   private:
+    static Sidecar openForWriting(const Path& path, std::chrono::milliseconds busyTimeout);
     explicit Sidecar(SqliteConnection connection) : connection_(std::move(connection)) {}
 
     SqliteConnection connection_;

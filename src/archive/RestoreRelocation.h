@@ -1,0 +1,23 @@
+#pragma once
+
+#include "archive/ArchiveManifest.h"
+#include "collection/LibraryLayout.h"
+#include "platform/Platform.h"
+
+namespace nookery {
+
+/// Makes an archive's copy in `pending` ready to become the library at `layout`: every original
+/// gets its place, and the databases learn of it. Only originals that the manifest lists are
+/// touched.
+/// - Managed originals will lie in `Items` under their names in the archive.
+/// - A linked original stays linked when a file with the same digest still lies where it was,
+/// outside
+///   the library; else its copy comes into `Items` under a free name.
+/// - Receipts will lie among the receipts' originals.
+/// - A sidecar with the archive's digests is made.
+/// Each database is changed in one transaction, and doing all of it again after an interruption
+/// comes to the same. Throws DatabaseError, FileError or RestoreError.
+void relocateOriginals(const Platform& platform, const LibraryLayout& layout, const Path& pending,
+                       const ArchiveContents& contents);
+
+}  // namespace nookery
