@@ -20,7 +20,7 @@ constexpr const char* damaged = "Archive integrity check failed: ";
 class ArchiveCheck : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
-        world_ = new TestPlatform;
+        world_ = new TestPlatform(Place::memory);
         makeSampleLibrary(*world_, world_->layout(), "new");
         exportArchive(*world_, world_->folder / "sound");
     }
@@ -85,7 +85,7 @@ TEST_F(ArchiveCheck, AManifestOfAnotherKindIsNotSupported) {
         writeText(archive() / "Collection.json", text);
         EXPECT_EQ(failure(), unsupported) << text.substr(0, 80);
     };
-    for (const std::string text : {"", "null", "[]", "{}", "{", "\xff\xfe", "\"x\""}) tryText(text);
+    for (const char* text : {"", "null", "[]", "{}", "{", "\xff\xfe", "\"x\""}) tryText(text);
     tryText(sound.dump() + "{}");
     tryText(std::string(100'000, '[') + std::string(100'000, ']'));
     tryText("{\"files\": " + std::string(100'000, '['));
@@ -143,42 +143,40 @@ TEST_F(ArchiveCheck, AHugeManifestIsRefusedBeforeItFillsTheMemory) {
 TEST_F(ArchiveCheck, NoSpellingOfAPathLeadsOutOfTheArchive) {
     writeText(world().folder / "secret.txt", "photo new");
     const std::string outside = (world().folder / "secret.txt").native();
-    for (const std::string path : {std::string("../secret.txt"),
-                                   std::string("Originals/../../secret.txt"),
-                                   std::string("Originals/trip/../../../secret.txt"),
-                                   std::string("./../secret.txt"),
-                                   std::string("../copy/../secret.txt"),
-                                   outside,
-                                   "/" + outside,
-                                   std::string(""),
-                                   std::string("."),
-                                   std::string(".."),
-                                   std::string("Originals"),
-                                   std::string("Originals/"),
-                                   std::string("Originals/photo.png/"),
-                                   std::string("Originals/photo.png\0", 20),
-                                   std::string("Originals/photo.png\0.txt", 24),
-                                   std::string("originals/photo.png"),
-                                   std::string("Originals\\photo.png"),
-                                   std::string("Originals/%2e%2e/secret.txt"),
-                                   std::string("Originals/\u2025/\u2025/secret.txt"),
-                                   std::string("\uFF0E\uFF0E/secret.txt"),
-                                   std::string("..\u2215secret.txt"),
-                                   std::string("Originals/photo\u0301.png"),
-                                   "Originals/" + std::string(300, 'x'),
-                                   std::string(5'000, 'x'),
-                                   std::string(3'000, '/') + "Originals/photo.png"}) {
+    for (const std::string& path : {std::string("../secret.txt"),
+                                    std::string("Originals/../../secret.txt"),
+                                    std::string("Originals/trip/../../../secret.txt"),
+                                    std::string("./../secret.txt"),
+                                    std::string("../copy/../secret.txt"),
+                                    outside,
+                                    "/" + outside,
+                                    std::string(""),
+                                    std::string("."),
+                                    std::string(".."),
+                                    std::string("Originals"),
+                                    std::string("Originals/"),
+                                    std::string("Originals/photo.png\0", 20),
+                                    std::string("Originals/photo.png\0.txt", 24),
+                                    std::string("originals/photo.png"),
+                                    std::string("Originals\\photo.png"),
+                                    std::string("Originals/%2e%2e/secret.txt"),
+                                    std::string("Originals/\u2025/\u2025/secret.txt"),
+                                    std::string("\uFF0E\uFF0E/secret.txt"),
+                                    std::string("..\u2215secret.txt"),
+                                    std::string("Originals/photo\u0301.png"),
+                                    "Originals/" + std::string(300, 'x'),
+                                    std::string(5'000, 'x'),
+                                    std::string(3'000, '/') + "Originals/photo.png"}) {
         SetUp();
         editManifest(archive(), [&](Json& manifest) {
             fileNamed(manifest, "Originals/photo.png")["relativePath"] = path;
         });
-        const bool isDetour = path.ends_with("photo.png/");
-        if (isDetour) continue;
         EXPECT_TRUE(failure().starts_with(unsafe)) << path;
     }
     // A detour that stays inside is the file itself, and so a second mention of it is refused.
-    for (const char* path : {"Originals/./photo.png", "Originals//photo.png",
-                             "Originals/trip/../photo.png", "Originals/photo.png"}) {
+    for (const char* path :
+         {"Originals/./photo.png", "Originals//photo.png", "Originals/trip/../photo.png",
+          "Originals/photo.png/", "Originals/photo.png"}) {
         SetUp();
         editManifest(archive(), [&](Json& manifest) {
             Json again = fileNamed(manifest, "Originals/photo.png");
@@ -239,10 +237,6 @@ TEST_F(ArchiveCheck, ADatabaseThatIsNoneOrMisbehavesIsRefused) {
     const std::string name = "Data/crumb.sqlite3";
     const std::string place = (archive() / name).native();
     const std::string invalid = "Archived database failed integrity validation: ";
-    editManifest(archive(), [&](Json& manifest) {
-        fileNamed(manifest, name)["relativePath"] = "Data/local-state.json";
-        manifest["files"].erase(2);
-    });
     SetUp();
     editManifest(archive(), [&](Json& manifest) {
         auto& files = manifest["files"];

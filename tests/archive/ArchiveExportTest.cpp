@@ -31,7 +31,7 @@ class ArchiveExport : public ::testing::Test {
                (fs::is_directory(destination) && fs::is_empty(destination));
     }
 
-    TestPlatform world;
+    TestPlatform world{Place::memory};
     Path destination = [this] {
         fs::create_directories(world.folder / "out");
         return world.folder / "out" / "archive";

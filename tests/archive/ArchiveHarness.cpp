@@ -81,7 +81,7 @@ void makeSampleLibrary(TestPlatform& world, const LibraryLayout& layout,
     writeText(items / "photo.png", "photo " + flavour);
     writeText(items / "trip/day one.txt", "day " + flavour);
     writeText(items / "empty.txt", "");
-    writeText(items / "shared.bin", std::string(3'000'000, flavour.front()));
+    writeText(items / "shared.bin", std::string(1'200'000, flavour.front()));
     writeText(linked, "linked " + flavour);
     writeText(items / "plan.pdf", "managed plan " + flavour);
     {

@@ -4,10 +4,14 @@
 
 namespace nookery::testing {
 
+/// What a folder's files lie on. In memory a test may sync thousands of times in no time; where the
+/// system has no room there, it is the disk all the same.
+enum class Place { disk, memory };
+
 /// A folder of its own for one test, removed with all it holds.
 class TemporaryDirectory {
   public:
-    TemporaryDirectory();
+    explicit TemporaryDirectory(Place place = Place::disk);
     ~TemporaryDirectory();
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;

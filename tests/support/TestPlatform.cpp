@@ -105,8 +105,10 @@ std::optional<std::vector<float>> FakeEmbedder::embedMemory(std::string_view tex
     return vector;
 }
 
-TestPlatform::TestPlatform()
-    : trash(folder / "trash"), cloud(files, folder / "drive" / cloudContainerName) {}
+TestPlatform::TestPlatform(Place place)
+    : folder(place),
+      trash(folder / "trash"),
+      cloud(files, folder / "drive" / cloudContainerName) {}
 
 Platform TestPlatform::platform() {
     return {.clock = time,

@@ -72,7 +72,7 @@ class FakeEmbedder final : public TextEmbedder {
 /// operations can be made to fail. Settle `time` to let queued work run.
 class TestPlatform {
   public:
-    TestPlatform();
+    explicit TestPlatform(Place place = Place::disk);
 
     Platform platform();
     LibraryLayout layout() const { return {folder / "data", folder / "cache"}; }

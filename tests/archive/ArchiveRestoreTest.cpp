@@ -1,0 +1,322 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "archive/ArchiveHarness.h"
+#include "archive/RestoreAtStart.h"
+#include "archive/RestorePlaces.h"
+#include "collection/DefaultsKeys.h"
+#include "collection/FileDigest.h"
+#include "collection/LibraryLock.h"
+#include "collection/Sidecar.h"
+
+namespace nookery {
+namespace {
+
+using namespace testing;
+namespace fs = std::filesystem;
+
+const std::map<std::string, std::string>& archivedLibrary() {
+    static const std::map<std::string, std::string> held{
+        {"note new", "(none)"},       {"photo", "photo new"},
+        {"day", "day new"},           {"empty", ""},
+        {"plan", "managed plan new"}, {"shared 1", std::string(1'200'000, 'n')},
+        {"linked 1", "linked new"},   {"shared 2", std::string(1'200'000, 'n')},
+        {"linked 2", "linked new"},   {"receipt", "receipt new"},
+        {"tags", "tags new"}};
+    return held;
+}
+
+/// An archive of one machine, and the library of another that it is restored into.
+class ArchiveRestore : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        source_ = new TestPlatform(Place::memory);
+        makeSampleLibrary(*source_, source_->layout(), "new");
+        exportArchive(*source_, source_->folder / "archive");
+    }
+    static void TearDownTestSuite() { delete source_; }
+
+    ArchiveRestore() {
+        fs::copy(source_->folder / "archive", archive, fs::copy_options::recursive);
+        makeSampleLibrary(world, world.layout(), "old");
+        // As a killed process leaves it.
+        writeText(world.layout().library() / "crumb.sqlite3-journal", "");
+        before = readLibrary(world, world.layout());
+    }
+
+    void prepare() { prepareArchiveRestore(world.platform(), world.layout(), archive, {}); }
+    std::vector<RestoreNotice> start() {
+        return completeWaitingRestores(world.platform(), world.layout());
+    }
+    std::map<std::string, std::string> held() { return readLibrary(world, world.layout()); }
+    static const Path& sourceFolder() { return source_->folder.path(); }
+
+    TestPlatform world{Place::memory};
+    Path archive = world.folder / "archive";
+    Path pending = world.layout().library() / restore::pendingName;
+    Path safety = world.layout().dataHome / restore::safetyName;
+    std::map<std::string, std::string> before;
+
+  private:
+    static inline TestPlatform* source_ = nullptr;
+};
+
+TEST_F(ArchiveRestore, OnAnotherMachineEveryOriginalOpens) {
+    fs::rename(sourceFolder() / "data", sourceFolder() / "gone");
+    fs::rename(sourceFolder() / "linked", sourceFolder() / "gone linked");
+    world.defaults.set(bringBackDefaultsKey, "kept");
+    prepare();
+    EXPECT_EQ(held(), before);
+    const auto notices = start();
+    fs::rename(sourceFolder() / "gone", sourceFolder() / "data");
+    fs::rename(sourceFolder() / "gone linked", sourceFolder() / "linked");
+
+    ASSERT_EQ(notices.size(), 1u);
+    EXPECT_TRUE(notices[0].restored);
+    EXPECT_EQ(notices[0].title, "NOOKERY Collection Restored");
+    EXPECT_TRUE(world.log.contains("NOOKERY: Complete archive restored; prior live data saved at " +
+                                   safety.native()));
+    EXPECT_TRUE(world.log.contains("NOOKERY startup notice: NOOKERY Collection Restored"));
+    EXPECT_EQ(lastRestore(world.files, world.layout())->notice.detail, notices[0].detail);
+    EXPECT_EQ(held(), archivedLibrary());
+    // Clashing with an original of the same name, the linked one came under another.
+    EXPECT_EQ(readText(world.layout().items() / "plan (2).pdf"), "linked new");
+    EXPECT_EQ(world.defaults.get(bringBackDefaultsKey), "kept");
+    EXPECT_FALSE(fs::exists(pending));
+    EXPECT_FALSE(fs::exists(world.layout().library() / "crumb.sqlite3-journal"));
+    EXPECT_TRUE(fs::exists(safety / "crumb.sqlite3-journal"));
+    EXPECT_EQ(readText(safety / "Items/photo.png"), "photo old");
+    EXPECT_EQ(safetyCopy(world.files, world.layout()), safety);
+    EXPECT_TRUE(start().empty());
+
+    auto facts = Sidecar::openForReading(world.layout().sidecar());
+    EXPECT_EQ(facts.originals().size(), 6u);
+    for (const OriginalFact& fact : facts.originals()) {
+        const Path place = world.layout().library() / fact.relativePath;
+        EXPECT_EQ(digestOfFile(world.files, world.digester, place), fact.digest);
+        EXPECT_EQ(world.files.status(place)->modifiedNanoseconds, fact.modifiedNanoseconds);
+    }
+}
+
+TEST_F(ArchiveRestore, AMachineWithoutALibraryGetsOne) {
+    fs::remove_all(world.layout().dataHome);
+    world.defaults.remove(manualTagsDefaultsKey);
+    prepare();
+    EXPECT_TRUE(start().at(0).restored);
+    EXPECT_EQ(held(), archivedLibrary());
+}
+
+TEST_F(ArchiveRestore, LinkedOriginalsStayLinkedOnlyWhereTheyLieUnchanged) {
+    const Path linked = sourceFolder() / "linked/plan.pdf";
+    prepare();
+    start();
+    EXPECT_EQ(held(), archivedLibrary());
+    EXPECT_FALSE(fs::exists(world.layout().items() / "plan (2).pdf"));
+
+    fs::rename(safety, world.folder / "first safety copy");
+    writeText(linked, "linked NEW");  // of the same size
+    prepare();
+    start();
+    EXPECT_EQ(held(), archivedLibrary());
+    EXPECT_EQ(readText(linked), "linked NEW");
+    writeText(linked, "linked new");
+}
+
+TEST_F(ArchiveRestore, WithoutReceiptsInTheArchiveTheLiveOnesStay) {
+    fs::remove_all(archive / "Receipts");
+    fs::remove_all(archive / "Data/Coffer");
+    editManifest(archive, [](Json& manifest) {
+        Json kept = Json::array();
+        for (const Json& file : manifest["files"]) {
+            const std::string path = file["relativePath"];
+            if (path.find("Receipts") != 0 && path.find("Data/Coffer") != 0) kept.push_back(file);
+        }
+        manifest["files"] = kept;
+    });
+    prepare();
+    start();
+    EXPECT_EQ(held()["receipt"], "receipt old");
+    EXPECT_EQ(held()["photo"], "photo new");
+}
+
+TEST_F(ArchiveRestore, OneRestoreWaitsAtATime) {
+    prepare();
+    EXPECT_EQ(failureOf([this] { prepare(); }),
+              "A restore is already pending. Reopen NOOKERY to complete it.");
+    {
+        const auto lock = LibraryLock::acquire(world.files, world.layout(), Date{});
+        EXPECT_TRUE(start().empty());  // whoever holds the library still uses it
+    }
+    EXPECT_EQ(held(), before);
+    EXPECT_EQ(start().size(), 1u);
+}
+
+TEST_F(ArchiveRestore, AnEarlierSafetyCopyIsNeverTouched) {
+    prepare();
+    writeText(safety / "mine", "mine");
+    const Tree live = treeOf(world.layout().items());
+    const auto notices = start();
+    ASSERT_EQ(notices.size(), 1u);
+    EXPECT_EQ(notices[0].title, "NOOKERY Restore Not Completed");
+    EXPECT_EQ(notices[0].detail,
+              "Your restore could not finish: A previous pre-restore safety copy exists at " +
+                  safety.native() +
+                  ". Move it to a safe location before completing another restore. The pending "
+                  "archive has been preserved.");
+    EXPECT_EQ(treeOf(world.layout().items()), live);
+    EXPECT_EQ(treeOf(safety).size(), 1u);
+    EXPECT_EQ(held(), before);
+    fs::remove_all(safety);
+    start();
+    EXPECT_EQ(held(), archivedLibrary());
+}
+
+TEST_F(ArchiveRestore, WhatWasCheckedIsWhatIsInstalled) {
+    const auto prepareWhile = [this](const std::function<void()>& change) {
+        bool changed = false;
+        ArchiveFollower follower;
+        follower.progress = [&](const ArchiveProgress& progress) {
+            if (changed || progress.filesDone < 2) return;
+            changed = true;
+            change();
+        };
+        return failureOf(
+            [&] { prepareArchiveRestore(world.platform(), world.layout(), archive, follower); });
+    };
+    EXPECT_EQ(prepareWhile([this] { writeText(archive / "Originals/photo.png", "photo NEW"); }),
+              "Archive integrity check failed: Originals/photo.png");
+    EXPECT_FALSE(fs::exists(pending));
+    writeText(archive / "Originals/photo.png", "photo new");
+    // A manifest exchanged meanwhile, and files that it does not list, change nothing.
+    writeText(archive / "Originals/stranger.txt", "?");
+    writeText(archive / "Data/crumb.sqlite3-journal", "?");
+    EXPECT_EQ(prepareWhile([this] { writeText(archive / "Collection.json", "{}"); }), "");
+    EXPECT_EQ(treeOf(pending).count("Originals/stranger.txt"), 0u);
+    EXPECT_EQ(treeOf(pending).count("Data/crumb.sqlite3-journal"), 0u);
+    start();
+    EXPECT_EQ(held(), archivedLibrary());
+}
+
+TEST_F(ArchiveRestore, AListedNameNeverMeetsOneOfTheRestoresOwn) {
+    writeText(archive / restore::journalName, "photo new");
+    editManifest(archive, [](Json& manifest) {
+        for (Json file : Json(manifest["files"])) {
+            if (file["relativePath"] != "Originals/photo.png") continue;
+            file["relativePath"] = std::string(restore::journalName);
+            manifest["files"].push_back(file);
+        }
+    });
+    prepare();
+    EXPECT_FALSE(fs::exists(pending / restore::journalName));
+    EXPECT_TRUE(start().at(0).restored);
+}
+
+TEST_F(ArchiveRestore, ALibraryFolderThatIsALinkIsRestoredWhereItLeads) {
+    fs::rename(world.layout().library(), world.folder / "real");
+    fs::create_directory_symlink(world.folder / "real", world.layout().library());
+    prepare();
+    EXPECT_TRUE(start().at(0).restored);
+    EXPECT_EQ(held(), archivedLibrary());
+    EXPECT_TRUE(fs::is_symlink(world.layout().library()));
+    EXPECT_TRUE(fs::exists(world.folder / restore::safetyName));
+}
+
+class ArchiveRestoreFaults : public ArchiveRestore, public ::testing::WithParamInterface<Fault> {
+  protected:
+    /// Runs the action with the fault at its k-th operation; true when it ended as a crash does.
+    bool crashes(int k, const std::function<void()>& action) {
+        world.files.arm(GetParam(), k);
+        bool crashed = false;
+        try {
+            action();
+        } catch (const SimulatedCrash&) {
+            crashed = true;
+            world.files.losePower();
+        }
+        world.files.disarm();
+        return crashed;
+    }
+    int operationsOf(const std::function<void()>& action) {
+        world.files.arm(Fault::none, 0);
+        action();
+        return world.files.operationCount();
+    }
+    bool somethingHiddenIsLeft() { return !restoreLeftovers(world.files, world.layout()).empty(); }
+    /// The whole world of files, to be put back before each attempt.
+    void keep() { fs::copy(world.layout().dataHome, kept, fs::copy_options::recursive); }
+    void putBack() {
+        fs::remove_all(world.layout().dataHome);
+        fs::copy(kept, world.layout().dataHome, fs::copy_options::recursive);
+        world.defaults.set(manualTagsDefaultsKey, "tags old");
+    }
+
+    Path kept = world.folder / "kept";
+};
+
+TEST_P(ArchiveRestoreFaults, WhilePreparingLeaveTheLibraryAlone) {
+    keep();
+    const int operations = operationsOf([this] { prepare(); });
+    ASSERT_GT(operations, 30);
+    for (int k = 1; k <= operations; ++k) {
+        SCOPED_TRACE(k);
+        putBack();
+        std::string failure;
+        const bool crashed = crashes(k, [&] { failure = failureOf([this] { prepare(); }); });
+        EXPECT_TRUE(crashed || !somethingHiddenIsLeft());
+        EXPECT_EQ(held(), before);
+        if (fs::exists(pending)) {
+            start();
+            EXPECT_EQ(held(), archivedLibrary());
+        } else {
+            EXPECT_TRUE(crashed || failure != "");
+            start();  // clears up
+        }
+        EXPECT_FALSE(somethingHiddenIsLeft());
+    }
+}
+
+TEST_P(ArchiveRestoreFaults, WhileCompletingAreFinishedOrUndoneAtTheNextStart) {
+    prepare();
+    keep();
+    const int operations = operationsOf([this] { start(); });
+    ASSERT_GT(operations, 40);
+    for (int k = 1; k <= operations; ++k) {
+        SCOPED_TRACE(k);
+        putBack();
+        std::vector<RestoreNotice> notices;
+        std::string refusal;
+        const bool crashed = crashes(k, [&] { refusal = failureOf([&] { notices = start(); }); });
+        if (!crashed && refusal.empty()) {
+            // The library may be opened now: it is the old one, or the new one, whole.
+            ASSERT_EQ(notices.size(), 1u);
+            EXPECT_EQ(held(), notices[0].restored ? archivedLibrary() : before);
+            EXPECT_EQ(fs::exists(pending), !notices[0].restored);
+        }
+        start();
+        EXPECT_EQ(held(), archivedLibrary());
+        EXPECT_FALSE(somethingHiddenIsLeft());
+        EXPECT_EQ(treeOf(safety)["Items/photo.png"], "photo old");
+        EXPECT_TRUE(fs::exists(safety / "crumb.sqlite3"));
+        EXPECT_EQ(treeOf(safety)["Coffer/Originals/5D1F.jpg"], "receipt old");
+    }
+}
+
+TEST_P(ArchiveRestoreFaults, AgainAndAgainLoseNothing) {
+    prepare();
+    keep();
+    const int operations = operationsOf([this] { start(); });
+    putBack();
+    for (int k = 1; k <= operations + 20; ++k) {
+        crashes(k, [this] { failureOf([this] { start(); }); });
+    }
+    start();
+    EXPECT_EQ(held(), archivedLibrary());
+    EXPECT_EQ(treeOf(safety)["Items/photo.png"], "photo old");
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, ArchiveRestoreFaults,
+                         ::testing::Values(Fault::fail, Fault::diskFull, Fault::crash));
+
+}  // namespace
+}  // namespace nookery
