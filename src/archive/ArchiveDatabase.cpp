@@ -59,7 +59,6 @@ void snapshotDatabase(FileSystem& files, const Path& live, const Path& copy, std
     pace.stop = std::move(stop);
     try {
         backUp(source, destination, pace);
-        destination.leaveWriteAheadLog();
     } catch (const DatabaseError& error) {
         throw ArchiveError::sqlite(backupFailure(error));
     }

@@ -24,6 +24,9 @@ namespace nookery {
 ArchiveSummary prepareArchiveRestore(const Platform& platform, const LibraryLayout& layout,
                                      const Path& archiveFolder, const ArchiveFollower& follower);
 
+/// Throws RestoreError when a restore already waits, of an archive or of a snapshot.
+void refuseWhileRestoreWaits(FileSystem& files, const LibraryLayout& layout);
+
 /// Whether a prepared or interrupted restore waits.
 bool archiveRestoreWaits(FileSystem& files, const LibraryLayout& layout);
 

@@ -88,9 +88,7 @@ ArchiveSummary prepareArchiveRestore(const Platform& platform, const LibraryLayo
                                      const Path& archiveFolder, const ArchiveFollower& follower) {
     FileSystem& files = platform.files;
     createDirectories(files, layout.library());
-    if (archiveRestoreWaits(files, layout) || snapshotRestoreWaits(files, layout)) {
-        throw RestoreError("A restore is already pending. Reopen NOOKERY to complete it.");
-    }
+    refuseWhileRestoreWaits(files, layout);
     sweepRestoreLeftovers(files, layout);
     const auto archive = files.resolve(archiveFolder);
     if (!archive) throw FileError("find", archiveFolder, ENOENT);
@@ -106,6 +104,11 @@ ArchiveSummary prepareArchiveRestore(const Platform& platform, const LibraryLayo
         removeQuietly(files, preparing);
         throw;
     }
+}
+
+void refuseWhileRestoreWaits(FileSystem& files, const LibraryLayout& layout) {
+    if (!archiveRestoreWaits(files, layout) && !snapshotRestoreWaits(files, layout)) return;
+    throw RestoreError("A restore is already pending. Reopen NOOKERY to complete it.");
 }
 
 bool archiveRestoreWaits(FileSystem& files, const LibraryLayout& layout) {

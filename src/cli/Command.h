@@ -47,6 +47,8 @@ struct Command {
     std::vector<Option> options{};
     std::string notes{};  ///< paragraphs below the options, if any
     bool isHidden = false;
+    /// Every other command's start completes a restore that waits.
+    bool leavesRestoresWaiting = false;
     /// Answers the exit status; throws Error, UsageError or Cancelled.
     Run run = nullptr;
     /// In place of `run`, for a command that only says something and needs nothing of the world.

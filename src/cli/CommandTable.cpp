@@ -15,6 +15,7 @@ std::vector<Command> makeTable() {
     add(bringBackCommands());
     add(deleteCommands());
     add(snapshotCommands());
+    add(archiveCommands());
     add(importAndExportCommands());
     add({enrichCommand(), statsCommand()});
     add(configCommands());

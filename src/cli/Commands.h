@@ -17,6 +17,7 @@ std::vector<Command> deleteCommands();
 Command searchCommand();
 std::vector<Command> bringBackCommands();
 std::vector<Command> snapshotCommands();
+std::vector<Command> archiveCommands();
 Command enrichCommand();
 Command statsCommand();
 std::vector<Command> configCommands();

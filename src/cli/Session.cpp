@@ -4,8 +4,6 @@
 
 #include <cstdlib>
 
-#include "collection/LibraryLock.h"
-#include "collection/SnapshotRestore.h"
 #include "platform/Clock.h"
 
 namespace nookery::cli {
@@ -39,7 +37,6 @@ Session::Session(World world, Output& output, const Arguments& arguments)
 Session::~Session() { messages_.endProgress(); }
 
 CrumbStore& Session::open(LibraryAccess access) {
-    if (access == LibraryAccess::reading) completePendingRestore();
     FileSystem& files = world_.platform.files;
     if (access == LibraryAccess::reading && !files.statusFollowingLinks(layout().database()) &&
         !files.statusFollowingLinks(layout().legacyFile())) {
@@ -54,16 +51,6 @@ CrumbStore& Session::open(LibraryAccess access) {
         if (progress) messages_.progress(snapshotText(*progress));
     });
     return *store_;
-}
-
-void Session::completePendingRestore() {
-    if (!snapshotRestoreWaits(world_.platform.files, layout())) return;
-    try {
-        const auto lock = LibraryLock::acquire(world_.platform.files, layout(), now());
-        tell(completePendingSnapshotRestore(world_.platform, layout()));
-    } catch (const LibraryInUse&) {
-        // It waits on; a command that changes the library will meet the same refusal itself.
-    }
 }
 
 void Session::tell(const std::optional<RestoreNotice>& notice) {

@@ -35,12 +35,9 @@ class Session {
     const Platform& platform() const { return world_.platform; }
     const LibraryLayout& layout() const { return world_.layout; }
 
-    /// Opens the library; a pending restore is completed first. Throws LibraryInUse, or Error when
-    /// it cannot be read, or when there is none and reading was asked for. Once per session.
+    /// Opens the library. Throws LibraryInUse, or Error when it cannot be read, or when there is none
+    /// and reading was asked for. Once per session.
     CrumbStore& open(LibraryAccess access);
-    /// Completes a pending restore, if one waits and no other process holds the library; the store
-    /// does so itself when it is opened for writing.
-    void completePendingRestore();
 
     /// Runs what comes back to the main thread until the condition holds.
     void waitUntil(const std::function<bool()>& condition);

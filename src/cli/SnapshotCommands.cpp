@@ -29,7 +29,6 @@ OrderedJson summaryJson(const SnapshotSummary& summary) {
 }
 
 int runList(Session& session, const Arguments&) {
-    session.completePendingRestore();
     OrderedJson list = OrderedJson::array();
     for (const SnapshotSummary& summary : summaries(session)) {
         list.push_back(summaryJson(summary));
@@ -86,7 +85,6 @@ void demandSnapshot(Session& session, const std::string& name) {
 
 int runRestore(Session& session, const Arguments& arguments) {
     const std::string name = arguments.positional(0);
-    session.completePendingRestore();
     demandSnapshot(session, name);
     const std::string title = fmt::format("Restore the snapshot {}?", name);
     const std::string text =

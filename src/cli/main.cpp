@@ -6,6 +6,7 @@
 #include <climits>
 #include <stop_token>
 
+#include "archive/RestoreAtStart.h"
 #include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
 #include "cli/CommandLine.h"
@@ -54,6 +55,9 @@ int runInWorld(const CommandLine& line, const Interrupts& interrupts, Output& ou
                      .interrupts = interrupts,
                      .layout = {places.dataHome, places.cacheHome}},
                     output, line.arguments);
+    if (!line.command->leavesRestoresWaiting) {
+        completeWaitingRestores(session.platform(), session.layout());
+    }
     return line.command->run(session, line.arguments);
 }
 

@@ -104,6 +104,14 @@ std::string SqliteConnection::integrityReport() {
     return report;
 }
 
+void SqliteConnection::leaveWriteAheadLog() {
+    SqliteStatement change(*this, "PRAGMA journal_mode=DELETE;");
+    if (!change.step() || change.text(0) != "delete") {
+        throw DatabaseError(DatabaseFailure::executeFailed, "the write-ahead log stays in use",
+                            SQLITE_BUSY);
+    }
+}
+
 SqliteTransaction::SqliteTransaction(SqliteConnection& connection) : connection_(connection) {
     connection_.execute("BEGIN IMMEDIATE TRANSACTION;");
 }
@@ -139,15 +147,6 @@ class ReadTransaction {
   private:
     SqliteConnection& connection_;
 };
-
-/// Gives up the write-ahead log that a copy inherits, so that the file is whole by itself.
-void leaveWriteAheadLog(SqliteConnection& connection) {
-    SqliteStatement change(connection, "PRAGMA journal_mode=DELETE;");
-    if (!change.step() || change.text(0) != "delete") {
-        throw DatabaseError(DatabaseFailure::executeFailed, "the write-ahead log stays in use",
-                            SQLITE_BUSY);
-    }
-}
 
 void syncFile(SqliteConnection& connection) {
     sqlite3_file* file = nullptr;
@@ -193,7 +192,7 @@ void backUp(SqliteConnection& source, SqliteConnection& destination, const Sqlit
     if (const int code = sqlite3_backup_finish(backup.release()); code != SQLITE_OK) {
         throwDatabaseError(DatabaseFailure::stepFailed, destination.handle(), code);
     }
-    leaveWriteAheadLog(destination);
+    destination.leaveWriteAheadLog();
     syncFile(destination);
 }
 

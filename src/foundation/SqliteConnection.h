@@ -39,6 +39,9 @@ class SqliteConnection {
     /// What SQLite's own check finds: "ok", or its complaints.
     std::string integrityReport();
 
+    /// Gives up the write-ahead log, so that the file is whole without companions beside it.
+    void leaveWriteAheadLog();
+
     sqlite3* handle() const { return handle_.get(); }
 
   private:
