@@ -19,9 +19,10 @@ void CellMap::reset(std::size_t count) {
     hitCount_ = 0;
 }
 
-void CellMap::summarise() {
+void CellMap::summarise(std::span<const std::uint64_t> alive) {
     for (std::size_t i = 0; i < hits_.size(); ++i) {
         if (hits_[i] == 0 && touched_[i] == 0) continue;
+        hits_[i] &= alive[i];
         hitCount_ += static_cast<std::size_t>(std::popcount(hits_[i]));
         Cell bits = 0;
         Cell strongest = 0;

@@ -44,8 +44,9 @@ class CellMap {
         mergeCell(ordinal, bits, strength);
     }
 
-    /// Makes the summaries and counts the hits; to be called after the last merge.
-    void summarise();
+    /// Makes the summaries, takes away the hits that are not alive (a bit each, a word a block),
+    /// and counts the rest; to be called after the last merge.
+    void summarise(std::span<const std::uint64_t> alive);
 
     std::size_t blockCount() const { return hits_.size(); }
     Block block(std::size_t index) const {

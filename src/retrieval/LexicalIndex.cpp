@@ -153,7 +153,11 @@ void LexicalIndex::addItem(const CrumbItemPointer& item) {
     items_.push_back(item);
     dates_.push_back(item->createdAt);
     ordinals_[item->id] = static_cast<Ordinal>(ordinal);
-    if (ordinal % CellMap::blockSize == 0) newestDates_.push_back(item->createdAt);
+    if (ordinal % CellMap::blockSize == 0) {
+        newestDates_.push_back(item->createdAt);
+        alive_.push_back(0);
+    }
+    alive_.back() |= std::uint64_t{1} << ordinal % CellMap::blockSize;
     newestDates_.back() = std::max(newestDates_.back(), item->createdAt);
 }
 
@@ -180,6 +184,7 @@ void LexicalIndex::bury(Ordinal ordinal) {
     totalLength_ -= tally_.length();
     ordinals_.erase(items_[ordinal]->id);
     items_[ordinal] = nullptr;
+    alive_[ordinal / CellMap::blockSize] &= ~(std::uint64_t{1} << ordinal % CellMap::blockSize);
 }
 
 void LexicalIndex::rebuildWhenDue() {

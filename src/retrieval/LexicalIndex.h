@@ -50,7 +50,8 @@ class LexicalIndex {
     std::uint64_t version() const { return version_; }
     std::optional<Ordinal> ordinalOf(const Uuid& id) const;
     bool isAlive(Ordinal ordinal) const { return items_[ordinal] != nullptr; }
-    bool hasDead() const { return items_.size() != ordinals_.size(); }
+    /// A bit for each memory alive, a word for each of a CellMap's blocks.
+    std::span<const std::uint64_t> alive() const { return alive_; }
     /// The memory, or null when the ordinal is dead.
     const CrumbItemPointer& item(Ordinal ordinal) const { return items_[ordinal]; }
     /// Kept for dead memories too.
@@ -106,6 +107,7 @@ class LexicalIndex {
     std::vector<std::uint32_t> frequencies_;  // memories alive that hold each token
     std::vector<CrumbItemPointer> items_;     // by ordinal; null = dead
     std::vector<Date> dates_;                 // when each was created
+    std::vector<std::uint64_t> alive_;        // a bit an ordinal
     std::vector<Date> newestDates_;           // by block of CellMap
     std::unordered_map<Uuid, Ordinal> ordinals_;
     TokenStreams streams_;

@@ -28,7 +28,6 @@ TagEvidence::TagEvidence(const LexicalIndex& index, const std::vector<std::strin
         const auto* ordinals = index.taggedWith(tag);
         if (ordinals == nullptr) return;
         for (const Ordinal ordinal : *ordinals) {
-            if (!index.isAlive(ordinal)) continue;
             std::uint8_t& held = counts[ordinal].*counter;
             if (held < 255) ++held;
         }
@@ -37,7 +36,7 @@ TagEvidence::TagEvidence(const LexicalIndex& index, const std::vector<std::strin
     for (const std::string& tag : plain) count(tag, &Counts::plain);
     cells_.reset(index.ordinalCount());
     for (const auto& [ordinal, held] : counts) cells_.merge(ordinal, held.requested, held.plain);
-    cells_.summarise();
+    cells_.summarise(index.alive());
 }
 
 /// The best memories so far, worst of them on top.
@@ -258,7 +257,8 @@ void LexicalScorer::keepDecisive(std::vector<Candidate>& candidates, std::size_t
     std::sort(decisive.begin(), decisive.end(), [](const TermEvidence* a, const TermEvidence* b) {
         return a->greatestFound() > b->greatestFound();
     });
-    double rest = 0;
+    constexpr double roundingError = 1e-9;
+    double rest = roundingError;
     while (!decisive.empty() && rest + decisive.back()->greatestFound() < best.least()) {
         rest += decisive.back()->greatestFound();
         decisive.pop_back();

@@ -86,7 +86,7 @@ class TermLookup {
         } else {
             useCorrections();
         }
-        evidence_.summarise();
+        evidence_.summarise(index_.alive());
         std::sort(evidence_.tokens_.begin(), evidence_.tokens_.end());
     }
 
@@ -264,10 +264,8 @@ class TermLookup {
 
     template <typename Use>
     void forEachPosting(const std::vector<TokenId>& tokens, Use use) const {
-        const bool checkAlive = index_.hasDead();
         const auto useAll = [&](const Postings::List& list) {
             for (std::size_t i = 0; i < list.ordinals.size(); ++i) {
-                if (checkAlive && !index_.isAlive(list.ordinals[i])) continue;
                 use(list.ordinals[i], list.marks[i]);
             }
         };
@@ -303,8 +301,8 @@ void TermEvidence::noteTokens(const std::vector<TokenId>& tokens, bool expanded)
     if (expanded) expanded_.insert(expanded_.end(), tokens.begin(), tokens.end());
 }
 
-void TermEvidence::summarise() {
-    cells_.summarise();
+void TermEvidence::summarise(std::span<const std::uint64_t> alive) {
+    cells_.summarise(alive);
     blockBests_.resize(cells_.blockCount());
     for (std::size_t block = 0; block < blockBests_.size(); ++block) {
         const Cell summary = cells_.summary(block);

@@ -82,7 +82,7 @@ class TermEvidence {
 
   private:
     void fillWeights(const RankingWeights& weights, double scale, bool isShort);
-    void summarise();
+    void summarise(std::span<const std::uint64_t> alive);
     void noteTokens(const std::vector<TokenId>& tokens, bool expanded);
     friend class TermLookup;
 
