@@ -9,6 +9,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <unordered_map>
 
 #include "foundation/Error.h"
 #include "foundation/Text.h"
@@ -71,16 +72,38 @@ std::string damaged(std::string word, Random& random) {
     return word == before ? damaged(std::move(word), random) : word;
 }
 
-std::string damagedQuestion(std::vector<std::string> words, Random& random) {
+/// Two to four of the words.
+std::vector<std::string> someOf(std::vector<std::string> words, Random& random) {
     const std::size_t count = std::min(words.size(), 2 + below(random, 3));
     for (std::size_t i = 0; i < count; ++i) {
         std::swap(words[i], words[i + below(random, words.size() - i)]);
     }
     words.resize(count);
-    std::string& word = words[below(random, count)];
-    word = damaged(word, random);
-    return fmt::format("{}", fmt::join(words, " "));
+    return words;
 }
+
+/// Which records hold a memorable word.
+class WordHolders {
+  public:
+    explicit WordHolders(const std::vector<Record>& records) {
+        for (std::size_t i = 0; i < records.size(); ++i) {
+            for (const auto& word : memorableWords(records[i])) holders_[word].push_back(i);
+        }
+    }
+    std::size_t countHoldingAll(const std::vector<std::string>& words) const {
+        std::vector<std::size_t> all = holders_.at(words.front());
+        for (const std::string& word : words) {
+            const auto& others = holders_.at(word);
+            std::erase_if(all, [&](std::size_t record) {
+                return !std::binary_search(others.begin(), others.end(), record);
+            });
+        }
+        return all.size();
+    }
+
+  private:
+    std::unordered_map<std::string, std::vector<std::size_t>> holders_;
+};
 
 }  // namespace
 
@@ -104,13 +127,18 @@ Collection damagedWordSet(const std::vector<Record>& records, std::size_t questi
     Collection collection{.name = "damaged word", .records = records, .questions = {}};
     std::map<std::string, std::set<std::size_t>> byText;
     for (std::size_t i = 0; i < records.size(); ++i) byText[records[i].text].insert(i);
+    const WordHolders holders(records);
     Random random(seed);
     while (collection.questions.size() < questionCount) {
         const Record& item = records[below(random, records.size())];
         auto words = memorableWords(item);
         if (words.size() < 2) continue;
+        words = someOf(std::move(words), random);
+        if (holders.countHoldingAll(words) > 10) continue;
+        std::string& word = words[below(random, words.size())];
+        word = damaged(word, random);
         collection.questions.push_back(
-            {damagedQuestion(std::move(words), random), byText.at(item.text)});
+            {fmt::format("{}", fmt::join(words, " ")), byText.at(item.text)});
     }
     return collection;
 }

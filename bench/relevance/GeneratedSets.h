@@ -11,8 +11,9 @@ namespace nookery::relevance {
 /// on many subjects. Throws Error when there is no package list.
 std::vector<Record> packageDescriptions();
 
-/// Known items: each question is two to four words of one record, one of them damaged by one
-/// edit. The record, and any with the same text, is the answer. The same for the same seed.
+/// Known items: each question is two to four words of one record that, as they stand, at most ten
+/// records hold together; one of them is then damaged by one edit. The record, and any with the
+/// same text, is the answer. The same for the same seed.
 Collection damagedWordSet(const std::vector<Record>& records, std::size_t questionCount,
                           unsigned seed);
 

@@ -28,7 +28,7 @@ constexpr std::size_t similarityAdmissionLimit = 24;
 /// A lexical hit that takes part in the deep stage.
 struct DeepCandidate {
     CrumbItemPointer item;
-    double lexicalScore = 0;
+    double lexicalScore = 0;  ///< on the deep stage's scale, see `deepFullMatchScore`
     std::string hint;
     /// The memory's title or tags hold every word typed: nothing that similarity alone admitted
     /// may stand above it.

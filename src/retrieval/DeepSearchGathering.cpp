@@ -1,7 +1,5 @@
 #include "retrieval/DeepSearchGathering.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 
 #include "foundation/Text.h"
@@ -59,11 +57,17 @@ class FullMatch {
     std::vector<Word> words_;
 };
 
+/// Brings the lexical scores of a query to the deep stage's scale, whatever its number of words.
+double scaleOf(const RankingWeights& weights, const LexicalSnapshot& snapshot) {
+    if (snapshot.fullMatchScore <= weights.deepFullMatchScore) return 1;
+    return weights.deepFullMatchScore / snapshot.fullMatchScore;
+}
+
 DeepCandidate candidateOf(const LexicalIndex& index, const VectorMatrix& vectors,
                           const LexicalSnapshot& snapshot, const Uuid& id, Ordinal ordinal) {
     DeepCandidate candidate;
     candidate.item = index.item(ordinal);
-    candidate.lexicalScore = snapshot.scores.at(id);
+    candidate.lexicalScore = snapshot.scores.at(id) * scaleOf(index.weights(), snapshot);
     candidate.hint = snapshot.hints.at(id);
     candidate.associationTokens = associationTokens(index, ordinal);
     candidate.vectorRow = vectors.rowOf(id);
@@ -77,7 +81,7 @@ std::shared_ptr<const DeepSearchRequest> gatherDeepSearch(const LexicalIndex& in
                                                           const LexicalSnapshot& snapshot,
                                                           const UsageSignals& usage, Date now) {
     auto request = std::make_shared<DeepSearchRequest>();
-    request->words = fmt::format("{}", fmt::join(snapshot.literalTerms, " "));
+    request->words = snapshot.understoodText;
     request->lexicalCount = snapshot.totalCount;
     request->admitsBySimilarity = snapshot.tellingCount < deepSemanticFallbackThreshold;
     request->vectors = vectors.view();

@@ -96,10 +96,15 @@ LexicalScorer::LexicalScorer(const LexicalIndex& index, std::vector<const TermEv
         index_.weights().people + index_.weights().plainTag * static_cast<double>(terms_.size());
     for (const TermEvidence* term : terms_) greatest += term->greatest();
     requestedTagWorth_ = index_.weights().requestedTag + (terms_.empty() ? 0 : greatest);
+    // Of a few words a person means each; of a long question, any may be missing.
+    const double brevity =
+        std::min(1.0, index_.weights().shortQueryTerms /
+                          static_cast<double>(std::max<std::size_t>(terms_.size(), 1)));
+    const double power = index_.weights().coveragePower * brevity * brevity;
     for (std::size_t held = 0; held <= terms_.size(); ++held) {
         const double share = static_cast<double>(held) /
                              static_cast<double>(std::max<std::size_t>(terms_.size(), 1));
-        coverage_.push_back(std::pow(share, index_.weights().coveragePower));
+        coverage_.push_back(std::pow(share, power));
     }
     for (const TermEvidence* term : terms_) hasExtras_ = hasExtras_ || term->isInPeople();
     scratch_.resize(terms_.size());
@@ -237,15 +242,6 @@ void LexicalScorer::scan(std::size_t block, std::uint64_t hits, Best& best) cons
     for (std::uint64_t rest = hits; rest != 0; rest &= rest - 1) {
         scoreMemory(block, static_cast<std::size_t>(std::countr_zero(rest)), best);
     }
-}
-
-std::size_t LexicalScorer::countUpTo(std::size_t enough) const {
-    std::size_t count = 0;
-    const std::size_t blockCount = CellMap::blockCountFor(index_.ordinalCount());
-    for (std::size_t block = 0; block < blockCount && count < enough; ++block) {
-        count += static_cast<std::size_t>(std::popcount(hitsOf(block)));
-    }
-    return count;
 }
 
 /// Terms that even together earn a memory less than the worst of the best has, decide nothing: of

@@ -52,8 +52,6 @@ class LexicalScorer {
                   const TagEvidence* tags);
 
     LexicalRanking rank(std::size_t limit) const;
-    /// The number of hits; at least `enough` when there are more than that.
-    std::size_t countUpTo(std::size_t enough) const;
     double scoreOf(Ordinal ordinal) const;
     /// What one requested tag adds.
     double requestedTagWorth() const { return requestedTagWorth_; }

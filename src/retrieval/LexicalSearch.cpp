@@ -1,6 +1,10 @@
 #include "retrieval/LexicalSearch.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <numeric>
+#include <span>
 
 #include "retrieval/SearchHints.h"
 
@@ -27,22 +31,53 @@ std::vector<std::string> expandedTerms(const LexicalIndex& index,
     return expanded;
 }
 
-/// From this many telling hits on, nobody asks how many more there are.
-constexpr std::size_t enoughTellingHits = 100;
-
+/// The hits that hold more than half of the words that say something, or a tag asked for. A memory
+/// that holds one of three rare words by chance does not show that words have found what was meant.
 std::size_t countTelling(const LexicalIndex& index, const LexicalSearch::Findings& findings,
-                         std::size_t totalCount) {
+                         std::span<const ScoredMemory> hits) {
     const double common = commonWordShare * static_cast<double>(index.size());
     std::vector<const TermEvidence*> telling;
     for (const TermEvidence* term : findings.terms) {
+        if (term->isFunctionWord()) continue;
         if (static_cast<double>(term->hitCount()) <= common) telling.push_back(term);
     }
-    if (telling.size() == findings.terms.size()) return totalCount;
-    std::optional<TagEvidence> requested;
-    if (!findings.query.requestedTags.empty())
-        requested.emplace(index, findings.requestedTags(), std::vector<std::string>{});
-    return LexicalScorer(index, telling, requested ? &*requested : nullptr)
-        .countUpTo(enoughTellingHits);
+    const auto isTelling = [&](const ScoredMemory& hit) {
+        const auto held = std::count_if(telling.begin(), telling.end(), [&](const auto* term) {
+            return (bitsOf(term->cells().at(hit.ordinal)) & ~relatedBit) != 0;
+        });
+        if (2 * static_cast<std::size_t>(held) > telling.size()) return true;
+        return findings.tags &&
+               TagEvidence::requestedCount(findings.tags->cells().at(hit.ordinal)) > 0;
+    };
+    return static_cast<std::size_t>(std::count_if(hits.begin(), hits.end(), isTelling));
+}
+
+/// The word as typed, or when it stands nowhere the most frequent of those it may stand for.
+std::string understood(const LexicalIndex& index, const QueryTerm& term,
+                       const TermEvidence& evidence) {
+    if (!evidence.isCorrected()) return term.typed;
+    const auto& tokens = evidence.expandedTokens();
+    const auto isRarer = [&](TokenId a, TokenId b) {
+        return index.documentFrequency(a) < index.documentFrequency(b);
+    };
+    return std::string(index.tokenText(*std::max_element(tokens.begin(), tokens.end(), isRarer)));
+}
+
+/// A word that stands nowhere counts as the rarest.
+double fullMatchScore(const RankingWeights& weights, const LexicalSearch::Findings& findings) {
+    constexpr auto contents = static_cast<std::size_t>(SearchField::contents);
+    const double impact =
+        weights.bandFloor[contents] + weights.bandWidth[contents] / (1 + weights.saturation);
+    const double whenRarest =
+        (weights.secondPass[contents] * weights.greatestStrength + weights.relevance) * impact;
+    std::vector<double> worths;
+    for (const TermEvidence* term : findings.terms) {
+        const double rarity = term->hitCount() == 0 ? 1 : term->rarity();
+        worths.push_back(weights.firstPass[contents] + rarity * whenRarest);
+    }
+    std::sort(worths.begin(), worths.end(), std::greater<>());
+    if (worths.size() > weights.fullMatchTerms) worths.resize(weights.fullMatchTerms);
+    return std::accumulate(worths.begin(), worths.end(), 0.0);
 }
 
 }  // namespace
@@ -90,11 +125,9 @@ LexicalSearch::Findings LexicalSearch::look(std::string_view searchText) {
     for (const QueryTerm& term : findings.query.terms) {
         if (index_.taggedWith(term.typed) != nullptr) findings.plainTags.push_back(term.typed);
         if (term.normal.empty() && term.allScripts.empty()) continue;
-        const TermEvidence* evidence = &evidenceOf(term);
-        if (std::find(findings.terms.begin(), findings.terms.end(), evidence) ==
-            findings.terms.end()) {
-            findings.terms.push_back(evidence);
-        }
+        // A word typed twice counts twice.
+        findings.terms.push_back(&evidenceOf(term));
+        findings.understood.push_back(understood(index_, term, *findings.terms.back()));
     }
     std::vector<std::string>& plain = findings.plainTags;
     std::sort(plain.begin(), plain.end());
@@ -110,6 +143,7 @@ LexicalSnapshot LexicalSearch::search(std::string_view searchText, std::size_t l
     snapshot.query = findings.query.text;
     if (findings.query.isEmpty()) return snapshot;
     for (const QueryTerm& term : findings.query.terms) snapshot.literalTerms.push_back(term.typed);
+    snapshot.understoodText = fmt::format("{}", fmt::join(findings.understood, " "));
     snapshot.expandedTerms = expandedTerms(index_, findings);
     snapshot.requestedTags = findings.query.requestedTags;
     snapshot.plainTagTerms = {findings.plainTags.begin(), findings.plainTags.end()};
@@ -117,7 +151,8 @@ LexicalSnapshot LexicalSearch::search(std::string_view searchText, std::size_t l
     const LexicalScorer scorer(index_, findings.terms, findings.tags ? &*findings.tags : nullptr);
     const LexicalRanking ranking = scorer.rank(limit);
     snapshot.totalCount = ranking.totalCount;
-    snapshot.tellingCount = countTelling(index_, findings, ranking.totalCount);
+    snapshot.fullMatchScore = fullMatchScore(index_.weights(), findings);
+    snapshot.tellingCount = countTelling(index_, findings, ranking.best);
     for (const ScoredMemory& hit : ranking.best) {
         const Uuid& id = index_.item(hit.ordinal)->id;
         snapshot.rankedIDs.push_back(id);

@@ -24,7 +24,8 @@ class LexicalSearch {
     /// of the index.
     struct Findings {
         Query query;
-        std::vector<const TermEvidence*> terms;  ///< of the query's different terms, in order
+        std::vector<const TermEvidence*> terms;  ///< of the query's terms, in order
+        std::vector<std::string> understood;     ///< the words, mistyped ones corrected
         std::vector<std::string> plainTags;      ///< terms that equal a tag
         std::optional<TagEvidence> tags;
 

@@ -33,21 +33,29 @@ struct RankingWeights {
 
     // The relevance term: at most this for one word, times how rare the word is (0 to 1), how
     // much of a token it is, and where and how often it stands (the impact).
-    double relevance = 40.0;
+    double relevance = 150.0;
+    /// At most so rare counts a word that only carries grammar, however few memories hold it.
+    double functionWordRarity = 0.1;
     std::array<double, matchKindCount> kindFactor{1.0, 0.66, 0.3, 0.1};
     /// The share of all words of the query that a memory holds, to this power, scales the term.
-    double coveragePower = 0.5;
+    double coveragePower = 1.0;
+    double shortQueryTerms = 4;  ///< with more words than this the power falls
 
     // Impact: in each field a band of its own, so that frequency never lifts a lower field above
     // a higher one; within the band the saturated frequency.
-    std::array<double, searchFieldCount> bandFloor{0.62, 0.50, 0.06, 0.01};
-    std::array<double, searchFieldCount> bandWidth{0.38, 0.12, 0.44, 0.04};
+    std::array<double, searchFieldCount> bandFloor{0.84, 0.80, 0.04, 0.01};
+    std::array<double, searchFieldCount> bandWidth{0.16, 0.04, 0.76, 0.02};
     std::array<double, searchFieldCount> fieldFrequency{3.0, 2.0, 1.0, 1.0};
     double saturation = 1.2;        ///< k1
     double lengthInfluence = 0.75;  ///< b
 
+    /// What a memory whose contents hold every word scores in the deep stage, before its blends:
+    /// the scale on which meaning, association, age and use are added.
+    double deepFullMatchScore = 30;
+    std::size_t fullMatchTerms = 6;  ///< of a longer question, holding this many is full
+
     // Words reached, not typed: a share of the relevance of a whole word.
-    double stemShare = 0.15;       ///< beside the typed word
+    double stemShare = 0.5;        ///< beside the typed word
     double correctionShare = 0.6;  ///< when the typed word stands nowhere
 };
 

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "foundation/Text.h"
+#include "retrieval/FunctionWords.h"
 #include "retrieval/TextNormalizer.h"
 
 namespace nookery {
@@ -78,6 +79,7 @@ class TermLookup {
         : index_(index), weights_(index.weights()), term_(term), evidence_(evidence) {}
 
     void run() {
+        evidence_.isFunctionWord_ = isFunctionWord(term_.typed);
         if (!term_.normal.empty()) findForm(term_.normal, false);
         if (!term_.allScripts.empty()) findForm(term_.allScripts, !term_.normal.empty());
         countMemories();
@@ -158,6 +160,12 @@ class TermLookup {
         }
     }
 
+    double rarity(double memoryCount) const {
+        const double inLibrary = rarityOf(memoryCount, index_.size());
+        return evidence_.isFunctionWord_ ? std::min(inLibrary, weights_.functionWordRarity)
+                                         : inLibrary;
+    }
+
     double foundCount() const {
         double sum = 0;
         for (const double count : counts_) sum += count;
@@ -173,18 +181,18 @@ class TermLookup {
         for (std::size_t kind = 0; kind < matchKindCount; ++kind) {
             if (counts_[kind] == 0) continue;
             memories += counts_[kind];
-            const double rarity = rarityOf(memories, index_.size());
-            factors[kind] = weights_.kindFactor[kind] * rarity;
+            const double kindRarity = rarity(memories);
+            factors[kind] = weights_.kindFactor[kind] * kindRarity;
             if (scale == 0) {
                 scale = factors[kind];
-                evidence_.rarity_ = rarity;
+                evidence_.rarity_ = kindRarity;
             }
         }
         const std::vector<TokenId> related = relatedTokens();
         const double relatedShare = related.empty() ? 0 : weights_.stemShare;
         for (std::size_t kind = 0; kind < matchKindCount; ++kind) {
             if (counts_[kind] == 0) continue;
-            useKind(kind, kind == 0 ? relatedShare : 0, factors[kind] / scale);
+            useKind(kind, 0, factors[kind] / scale);
         }
         if (!related.empty()) {
             scatter(related, strengthTable(0, relatedShare, 255), asRelated);
@@ -239,7 +247,7 @@ class TermLookup {
         if (tokens.empty()) return;
         const double memories = memoriesWith(tokens);
         evidence_.corrected_ = true;
-        evidence_.rarity_ = rarityOf(memories, index_.size());
+        evidence_.rarity_ = rarity(memories);
         scatter(tokens, strengthTable(0, 1, 255), asCorrected);
         evidence_.noteTokens(tokens, true);
         describe("one edit away", tokens.size(), memories, weights_.correctionShare);

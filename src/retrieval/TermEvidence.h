@@ -76,6 +76,7 @@ class TermEvidence {
     bool isCorrected() const { return corrected_; }
     const std::vector<TermMatch>& matches() const { return matches_; }
     double rarity() const { return rarity_; }
+    bool isFunctionWord() const { return isFunctionWord_; }
 
     /// The sections of a memory's stream where the term, or a word it led to, stands.
     std::uint32_t sectionsIn(TokenStream stream) const;
@@ -95,6 +96,7 @@ class TermEvidence {
     double greatestFound_ = 0;
     bool inPeople_ = false;
     bool corrected_ = false;
+    bool isFunctionWord_ = false;
     double rarity_ = 0;
     double relevanceStep_ = 0;
     std::array<std::array<double, 256>, rowCount> weights_{};
