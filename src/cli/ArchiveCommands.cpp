@@ -217,6 +217,7 @@ std::vector<Command> archiveCommands() {
          .run = runRestore},
         {.name = "archive status",
          .summary = "Say whether a restore waits, and how the last one ended",
+         .examples = {{"archive status", "after a restart"}},
          .leavesRestoresWaiting = true,
          .run = runStatus},
     };
