@@ -139,20 +139,20 @@ TEST(Places, FollowTheDesktopUntilTheyAreOverridden) {
         const auto found = variables.find(name);
         return found == variables.end() ? std::nullopt : std::optional(found->second);
     };
-    Places places = findPlaces(environment, {}, "/work/folder");
+    Places places = findPlaces(environment, {}, "/home/me/folder");
     EXPECT_EQ(places.dataHome, "/home/ada/.local/share");
     EXPECT_EQ(places.configHome, "/home/ada/.config/nookery");
     EXPECT_EQ(places.cacheHome, "/home/ada/.cache/nookery");
 
     variables["XDG_CONFIG_HOME"] = "relative, so to be ignored";
     variables["NOOKERY_DATA_HOME"] = "../mine";
-    places = findPlaces(environment, {}, "/work/folder");
-    EXPECT_EQ(places.dataHome, "/work/mine");
-    EXPECT_EQ(places.configHome, "/work/mine/config");
+    places = findPlaces(environment, {}, "/home/me/folder");
+    EXPECT_EQ(places.dataHome, "/home/me/mine");
+    EXPECT_EQ(places.configHome, "/home/me/mine/config");
     EXPECT_EQ(places.userData, "/home/ada/.local/share");
 
     variables["NOOKERY_CONFIG_HOME"] = "/etc/mine";
-    places = findPlaces(environment, "/other", "/work/folder");
+    places = findPlaces(environment, "/other", "/home/me/folder");
     EXPECT_EQ(places.dataHome, "/other");
     EXPECT_EQ(places.configHome, "/etc/mine");
 
