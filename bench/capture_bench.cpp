@@ -16,6 +16,7 @@
 #include "backends/SystemPlatform.h"
 #include "collection/CrumbStore.h"
 #include "foundation/DurableFile.h"
+#include "support/Benchmark.h"
 
 namespace nookery {
 namespace {
@@ -126,11 +127,6 @@ double processorSeconds() {
         return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
     };
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 void measure(const Path& folder, int count, int runs) {

@@ -2,13 +2,13 @@
 // the bare SQLite rows that makes no records.
 #include <fmt/format.h>
 
-#include <chrono>
-#include <cstdlib>
+#include <algorithm>
 #include <functional>
 
 #include "collection/CollectionStatements.h"
 #include "collection/SQLiteDatabase.h"
 #include "foundation/SqliteStatement.h"
+#include "support/Benchmark.h"
 
 namespace nookery {
 namespace {
@@ -19,10 +19,7 @@ constexpr int repetitions = 5;
 double bestSecondsFor(int count, const std::function<void()>& work) {
     double best = 1e9;
     for (int i = 0; i < count; ++i) {
-        const auto start = std::chrono::steady_clock::now();
-        work();
-        best = std::min(
-            best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        best = std::min(best, secondsFor(work));
     }
     return best;
 }
@@ -73,18 +70,4 @@ void run(const Path& folder) {
 }  // namespace
 }  // namespace nookery
 
-int main() {
-    using namespace nookery;
-    std::string folder = (std::filesystem::temp_directory_path() / "nookery-bench-XXXXXX").native();
-    if (::mkdtemp(folder.data()) == nullptr) return 1;
-    int result = 0;
-    try {
-        run(folder);
-    } catch (const Error& error) {
-        fmt::print(stderr, "database_bench: {}\n", error.description());
-        result = 1;
-    }
-    const auto files = makePosixFileSystem();
-    removeTree(*files, folder);
-    return result;
-}
+int main() { return nookery::runInTemporaryFolder("database_bench", nookery::run); }

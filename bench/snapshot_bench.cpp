@@ -3,8 +3,6 @@
 // of that is measured beside "cp -al" of the same originals, which links without looking.
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <random>
 #include <vector>
@@ -16,6 +14,7 @@
 #include "collection/Sidecar.h"
 #include "collection/SnapshotBuilder.h"
 #include "collection/SnapshotShelf.h"
+#include "support/Benchmark.h"
 
 namespace nookery {
 namespace {
@@ -23,14 +22,6 @@ namespace {
 constexpr int originalCount = 10'000;
 constexpr std::size_t originalByteCount = 100'000;
 constexpr int repetitions = 5;
-
-using Clock = std::chrono::steady_clock;
-
-double secondsFor(const std::function<void()>& work) {
-    const auto start = Clock::now();
-    work();
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 /// Fills a library, as capture would have left it.
 void fill(const Platform& platform, const LibraryLayout& layout) {
@@ -92,11 +83,6 @@ double linkingPeer(const Platform& platform, const LibraryLayout& layout, const 
     return seconds;
 }
 
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
 void run(const Path& folder) {
     StderrLog log;
     const SystemPlatform system({folder / "settings.json", folder, folder}, log);
@@ -126,18 +112,4 @@ void run(const Path& folder) {
 }  // namespace
 }  // namespace nookery
 
-int main() {
-    using namespace nookery;
-    std::string folder = (std::filesystem::temp_directory_path() / "nookery-bench-XXXXXX").native();
-    if (::mkdtemp(folder.data()) == nullptr) return 1;
-    int result = 0;
-    try {
-        run(folder);
-    } catch (const Error& error) {
-        fmt::print(stderr, "snapshot_bench: {}\n", error.description());
-        result = 1;
-    }
-    const auto files = makePosixFileSystem();
-    removeTree(*files, folder);
-    return result;
-}
+int main() { return nookery::runInTemporaryFolder("snapshot_bench", nookery::run); }

@@ -13,6 +13,7 @@
 #include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
 #include "collection/CrumbStore.h"
+#include "support/Benchmark.h"
 
 namespace {
 
@@ -24,9 +25,7 @@ constexpr int wordsPerNote = 150;
 
 class Stopwatch {
   public:
-    double seconds() const {
-        return Seconds(std::chrono::steady_clock::now() - start_).count();
-    }
+    double seconds() const { return Seconds(std::chrono::steady_clock::now() - start_).count(); }
     /// Of the processor, which other programs' load does not lengthen.
     double processorSeconds() const {
         return static_cast<double>(std::clock() - processorStart_) / CLOCKS_PER_SEC;
@@ -114,23 +113,12 @@ void run(const Path& folder) {
     const double answered = stopwatch.seconds();
     const double processor = stopwatch.processorSeconds();
     const double peer = readRows(layout.database());
-    fmt::print("start-up, {} memories of 1 kB: {:.2f} s, first answer after {:.2f} s "
-               "({:.2f} s of processor time); reading the rows alone: {:.2f} s (ratio {:.1f})\n",
-               memoryCount, started, answered, processor, peer, answered / peer);
+    fmt::print(
+        "start-up, {} memories of 1 kB: {:.2f} s, first answer after {:.2f} s "
+        "({:.2f} s of processor time); reading the rows alone: {:.2f} s (ratio {:.1f})\n",
+        memoryCount, started, answered, processor, peer, answered / peer);
 }
 
 }  // namespace
 
-int main() {
-    std::string folder = (std::filesystem::temp_directory_path() / "nookery-bench-XXXXXX").native();
-    if (::mkdtemp(folder.data()) == nullptr) return 1;
-    try {
-        run(folder);
-    } catch (const std::exception& error) {
-        fmt::print(stderr, "startup_bench: {}\n", error.what());
-        std::filesystem::remove_all(folder);
-        return 1;
-    }
-    std::filesystem::remove_all(folder);
-    return 0;
-}
+int main() { return nookery::runInTemporaryFolder("startup_bench", run); }

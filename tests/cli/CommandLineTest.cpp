@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <regex>
 
 #include "cli/Help.h"
 #include "cli/Places.h"
@@ -127,7 +126,8 @@ TEST(CommandLine, HelpManPageAndCompletionKnowEveryCommandAndOption) {
             EXPECT_NO_THROW(parseCommandLine(words)) << example.line;
         }
         if (!command.isHidden) {
-            const std::string name = std::regex_replace(command.name, std::regex("-"), "\\-");
+            std::string name;
+            for (const char c : command.name) name += c == '-' ? "\\-" : std::string(1, c);
             EXPECT_NE(page.find(".SS nookery " + name), std::string::npos) << command.name;
         }
     }
