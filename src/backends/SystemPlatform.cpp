@@ -8,6 +8,7 @@
 #include "backends/MagicContentTypes.h"
 #include "backends/MemoryKeyStore.h"
 #include "backends/OpenSslDigest.h"
+#include "backends/OpenSslEncryption.h"
 #include "backends/PropertyListXml.h"
 #include "backends/SystemClock.h"
 #include "backends/documents/DocumentFormats.h"
@@ -44,6 +45,7 @@ struct SystemPlatform::Parts {
     MemoryKeyStore keyStore;
     std::unique_ptr<Trash> trash;
     std::unique_ptr<ContentDigester> digester = makeOpenSslDigester();
+    std::unique_ptr<AuthenticatedEncryption> encryption = makeOpenSslEncryption();
     std::unique_ptr<ContentTypeDetector> contentTypes = makeContentTypeDetector();
     std::unique_ptr<DocumentReader> documents = makeDocumentReader();
     std::unique_ptr<PropertyListFormat> propertyLists = makeXmlPropertyLists();
@@ -59,6 +61,7 @@ struct SystemPlatform::Parts {
     std::unique_ptr<WorkQueue> inboxQueue = makeThreadQueue("inbox", log);
     std::unique_ptr<WorkQueue> searchQueue = makeThreadQueue("search", log);
     std::unique_ptr<WorkQueue> enrichQueue = makeThreadQueue("enrich", log);
+    std::unique_ptr<WorkQueue> linkQueue = makeThreadQueue("link", log);
 
     Platform platform{.clock = clock,
                       .files = *files,
@@ -67,6 +70,7 @@ struct SystemPlatform::Parts {
                       .trash = *trash,
                       .log = log,
                       .digester = *digester,
+                      .encryption = *encryption,
                       .contentTypes = *contentTypes,
                       .documents = *documents,
                       .propertyLists = *propertyLists,
@@ -79,7 +83,9 @@ struct SystemPlatform::Parts {
                       .captureQueue = *captureQueue,
                       .inboxQueue = *inboxQueue,
                       .searchQueue = *searchQueue,
-                      .enrichQueue = *enrichQueue};
+                      .enrichQueue = *enrichQueue,
+                      .linkQueue = *linkQueue,
+                      .applicationIdentifier = NOOKERY_APPLICATION_IDENTIFIER};
 };
 
 SystemPlatform::SystemPlatform(const SystemPlaces& places, Log& log)

@@ -5,13 +5,12 @@
 #include <algorithm>
 
 #include "platform/KeyStore.h"
+#include "platform/KeyStoreServices.h"
 #include "platform/Log.h"
 #include "platform/Trash.h"
 
 namespace nookery {
 namespace {
-
-constexpr std::string_view secureValuesService = "com.kestrelhq.Crumb.secure";
 
 void dispose(const Path& original, OriginalDisposal disposal, const Platform& platform) {
     if (!platform.files.status(original)) return;
@@ -62,7 +61,8 @@ std::size_t disposeOfOriginals(const std::vector<Path>& originals, OriginalDispo
 
 void removeSecureValues(const std::unordered_set<Uuid>& ids, const Platform& platform) {
     try {
-        for (const Uuid& id : ids) platform.keyStore.remove(secureValuesService, id.toString());
+        const std::string service = KeyStoreServices(platform.applicationIdentifier).secureValues();
+        for (const Uuid& id : ids) platform.keyStore.remove(service, id.toString());
     } catch (const Error& error) {
         platform.log.line("NOOKERY secure value removal error: " + error.description());
     }

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <string_view>
+
 namespace nookery {
 
+class AuthenticatedEncryption;
 class Clock;
 class CloudContainer;
 class ContentDigester;
@@ -28,6 +31,7 @@ struct Platform {
     Trash& trash;
     Log& log;
     const ContentDigester& digester;
+    const AuthenticatedEncryption& encryption;
     const ContentTypeDetector& contentTypes;
     const DocumentReader& documents;
     const PropertyListFormat& propertyLists;
@@ -44,6 +48,10 @@ struct Platform {
     WorkQueue& inboxQueue;
     WorkQueue& searchQueue;
     WorkQueue& enrichQueue;
+    WorkQueue& linkQueue;
+
+    /// Names the build: a developer's keeps its secrets apart from the released program's.
+    std::string_view applicationIdentifier;
 };
 
 }  // namespace nookery

@@ -118,6 +118,7 @@ Platform TestPlatform::platform() {
             .trash = trash,
             .log = log,
             .digester = digester,
+            .encryption = encryption,
             .contentTypes = contentTypes,
             .documents = documents,
             .propertyLists = propertyLists,
@@ -130,7 +131,9 @@ Platform TestPlatform::platform() {
             .captureQueue = captureQueue,
             .inboxQueue = inboxQueue,
             .searchQueue = searchQueue,
-            .enrichQueue = enrichQueue};
+            .enrichQueue = enrichQueue,
+            .linkQueue = linkQueue,
+            .applicationIdentifier = "com.kestrelhq.nookery"};
 }
 
 }  // namespace nookery::testing

@@ -10,6 +10,7 @@
 #include "platform/Platform.h"
 #include "platform/PropertyListFormat.h"
 #include "platform/TextEmbedder.h"
+#include "support/FakeEncryption.h"
 #include "support/FakeInboxWorld.h"
 #include "support/FaultyFileSystem.h"
 #include "support/TemporaryDirectory.h"
@@ -87,11 +88,13 @@ class TestPlatform {
     VirtualQueue inboxQueue{time};
     VirtualQueue searchQueue{time};
     VirtualQueue enrichQueue{time};
+    VirtualQueue linkQueue{time};
     MemoryDefaults defaults;
     MemoryKeyStore keyStore;
     RecordingLog log;
     FolderTrash trash;
     FakeDigester digester;
+    FakeEncryption encryption;
     FakeContentTypes contentTypes;
     FakeDocuments documents;
     FakePropertyLists propertyLists;
