@@ -119,10 +119,50 @@ std::optional<Date> dateFromUtc(const CalendarFields& fields) {
                           fields.minute <= 59 && fields.second >= 0 && fields.second <= 60 &&
                           fields.millisecond >= 0 && fields.millisecond <= 999;
     if (!calendar.ok() || !timeFits) return std::nullopt;
-    const auto moment = sys_days{calendar} + hours{fields.hour} + minutes{fields.minute} +
-                        seconds{fields.second};
+    const auto moment =
+        sys_days{calendar} + hours{fields.hour} + minutes{fields.minute} + seconds{fields.second};
     return Date{static_cast<double>(duration_cast<seconds>(moment.time_since_epoch()).count()) +
                 fields.millisecond / 1000.0};
+}
+
+bool exists(const CalendarDay& day) {
+    using namespace std::chrono;
+    return day.year >= 1 && day.year <= 9999 && day.month >= 1 && day.day >= 1 &&
+           year_month_day{year{day.year}, month{static_cast<unsigned>(day.month)},
+                          std::chrono::day{static_cast<unsigned>(day.day)}}
+               .ok();
+}
+
+CalendarDay localDay(Date date) {
+    const CalendarFields fields = localFields(date);
+    return {fields.year, fields.month, fields.day};
+}
+
+Date startOfLocalDay(const CalendarDay& day) {
+    // Where the clocks go forward at midnight the day begins at a later hour.
+    for (int hour = 0; hour < 3; ++hour) {
+        std::tm fields{};
+        fields.tm_year = day.year - 1900;
+        fields.tm_mon = day.month - 1;
+        fields.tm_mday = day.day;
+        fields.tm_hour = hour;
+        fields.tm_isdst = -1;
+        const Date moment{static_cast<double>(std::mktime(&fields))};
+        if (localDay(moment) == day) return moment;
+    }
+    return *dateFromUtc({.year = day.year, .month = day.month, .day = day.day});
+}
+
+std::string toText(const CalendarDay& day) {
+    return fmt::format("{:04}-{:02}-{:02}", day.year, day.month, day.day);
+}
+
+std::optional<CalendarDay> parseCalendarDay(std::string_view text) {
+    FieldReader reader(text);
+    CalendarFields fields;
+    if (!readDay(reader, fields) || !reader.atEnd()) return std::nullopt;
+    const CalendarDay day{fields.year, fields.month, fields.day};
+    return exists(day) ? std::optional(day) : std::nullopt;
 }
 
 std::string toIso8601(Date date) {

@@ -43,6 +43,25 @@ CalendarFields localFields(Date date);
 /// None when a field is out of its range (February 30, hour 24).
 std::optional<Date> dateFromUtc(const CalendarFields& fields);
 
+/// A day on the calendar, as people write it: no time of day, no time zone.
+struct CalendarDay {
+    int year = 1970;
+    int month = 1;  ///< 1 to 12
+    int day = 1;    ///< 1 to 31
+
+    auto operator<=>(const CalendarDay&) const = default;
+};
+
+/// Whether there is such a day, in the years 0001 to 9999.
+bool exists(const CalendarDay& day);
+/// The day on which the moment falls in the machine's time zone. Any thread.
+CalendarDay localDay(Date date);
+/// The day's first moment in the machine's time zone. The day must exist. Any thread.
+Date startOfLocalDay(const CalendarDay& day);
+/// "2026-03-01", which is also all that parseCalendarDay reads.
+std::string toText(const CalendarDay& day);
+std::optional<CalendarDay> parseCalendarDay(std::string_view text);
+
 /// "2026-03-01T09:30:00Z", with ".123" before the Z only when there are milliseconds.
 std::string toIso8601(Date date);
 

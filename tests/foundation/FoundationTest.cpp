@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "foundation/Date.h"
 #include "foundation/Published.h"
 #include "foundation/Text.h"
@@ -12,9 +14,9 @@ TEST(Uuid, IsWrittenInUpperCaseAndReadInEither) {
     const std::string text = "0F8FAD5B-D9CB-469F-A165-70867728950E";
     EXPECT_EQ(Uuid::parse("0f8fad5b-d9cb-469f-a165-70867728950e")->toString(), text);
     EXPECT_EQ(Uuid::parse(text)->toString(), text);
-    for (const char* wrong : {"", "0F8FAD5B", "0F8FAD5BD9CB-469F-A165-70867728950E-",
-                              "0F8FAD5B-D9CB-469F-A165-70867728950G",
-                              "{0F8FAD5B-D9CB-469F-A165-70867728950E}"}) {
+    for (const char* wrong :
+         {"", "0F8FAD5B", "0F8FAD5BD9CB-469F-A165-70867728950E-",
+          "0F8FAD5B-D9CB-469F-A165-70867728950G", "{0F8FAD5B-D9CB-469F-A165-70867728950E}"}) {
         EXPECT_FALSE(Uuid::parse(wrong)) << wrong;
     }
     EXPECT_NE(Uuid::random(), Uuid::random());
@@ -26,8 +28,9 @@ TEST(Date, Iso8601RoundTripsAndRefusesWhatIsNotADate) {
     EXPECT_EQ(parseIso8601("2026-03-01T11:30:00+02:00"), parseIso8601("2026-03-01T09:30:00Z"));
     EXPECT_EQ(toIso8601(*parseIso8601("2024-02-29T23:59:59.25Z")), "2024-02-29T23:59:59.250Z");
     EXPECT_EQ(toIso8601(*parseIso8601("2024-02-29")), "2024-02-29T00:00:00Z");
-    for (const char* wrong : {"", "2023-02-29", "2024-13-01", "2024-1-01", "2024-01-01T24:00Z",
-                              "2024-01-01T10", "2024-01-01x", "0000-01-01", "2024-01-01T10:00:00."}) {
+    for (const char* wrong :
+         {"", "2023-02-29", "2024-13-01", "2024-1-01", "2024-01-01T24:00Z", "2024-01-01T10",
+          "2024-01-01x", "0000-01-01", "2024-01-01T10:00:00."}) {
         EXPECT_FALSE(parseIso8601(wrong)) << wrong;
     }
 }
@@ -38,6 +41,28 @@ TEST(Date, FolderTimestampsSortInTimeOrder) {
     EXPECT_LT(toFolderTimestamp(early), toFolderTimestamp(late));
     EXPECT_EQ(parseFolderTimestamp(toFolderTimestamp(early)), early);
     EXPECT_FALSE(parseFolderTimestamp(".building-" + toFolderTimestamp(early)));
+}
+
+TEST(Date, LocalDaysBeginWhereTheirClocksDo) {
+    const char* before = std::getenv("TZ");
+    const std::string zoneBefore = before == nullptr ? "" : before;
+    // In Havana the clocks go forward at midnight: March 8, 2026 begins at one o'clock.
+    for (const char* zone : {"UTC", "America/Havana", "Pacific/Kiritimati", "Asia/Kolkata"}) {
+        ::setenv("TZ", zone, 1);
+        ::tzset();
+        for (const CalendarDay day : {CalendarDay{2026, 3, 8}, CalendarDay{1969, 12, 31}}) {
+            const Date start = startOfLocalDay(day);
+            EXPECT_EQ(localDay(start), day) << zone;
+            EXPECT_LT(localDay(Date{start.secondsSince1970 - 1}), day) << zone;
+            EXPECT_EQ(parseCalendarDay(toText(day)), day);
+        }
+    }
+    ::setenv("TZ", zoneBefore.c_str(), 1);
+    if (before == nullptr) ::unsetenv("TZ");
+    ::tzset();
+    for (const char* wrong : {"2026-02-29", "2026-3-01", "2026-03-01 ", "0000-01-01"}) {
+        EXPECT_FALSE(parseCalendarDay(wrong)) << wrong;
+    }
 }
 
 TEST(Text, CountsWhatAPersonCallsACharacter) {

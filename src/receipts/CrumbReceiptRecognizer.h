@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/Date.h"
+#include "foundation/FileSystem.h"
+#include "platform/TextRecognizer.h"
+
+namespace nookery {
+
+struct Platform;
+
+/// Reads receipts: the lines of text in a receipt's file, and what they say about the purchase.
+namespace CrumbReceiptRecognizer {
+
+/// Why a total that was read may be wrong.
+enum class Doubt {
+    totalLinesDisagree,   ///< several lines name a total, and not the same
+    sumContradictsTotal,  ///< the subtotal and the tax make another amount
+    largerAmountAbove,    ///< an amount printed above the total is larger
+    poorlyReadTotal,      ///< the recogniser was unsure of the lines that gave the total
+};
+
+/// One line, worded for the person who checks the receipt.
+std::string_view explanation(Doubt doubt);
+
+struct Result {
+    std::optional<std::string> merchant;
+    std::optional<CalendarDay> purchaseDate;
+    std::optional<std::int64_t> totalCents;
+
+    /// Which lines gave each value, as indices into what was parsed; empty where the value is
+    /// absent. A total can come from several: a label and its amount, a subtotal and a tax.
+    std::vector<std::size_t> merchantLines;
+    std::vector<std::size_t> dateLines;
+    std::vector<std::size_t> totalLines;
+
+    std::vector<Doubt> doubts;  ///< about the total; each at most once
+};
+
+/// What the lines, in reading order, say. Pure; any thread.
+Result parse(std::span<const OCRLine> lines);
+
+/// The lines of an image, or of a PDF's first page, in reading order. Throws RecognitionError when
+/// the file is neither or nothing can recognise text, ImageError, DocumentError, FileError, or
+/// Cancelled. Any thread; takes up to a second.
+std::vector<OCRLine> recognise(const Platform& platform, const Path& file, std::stop_token stop);
+
+}  // namespace CrumbReceiptRecognizer
+
+}  // namespace nookery
