@@ -24,19 +24,25 @@ Path temporaryBeside(const Path& path) {
     return path.parent_path() / (std::string(temporaryPrefix) + Uuid::random().toString());
 }
 
-void writeDurably(FileSystem& files, const Path& path, std::string_view content) {
+void replaceDurably(FileSystem& files, const Path& path,
+                    const std::function<void(WritableFile&)>& write) {
     const Path temporary = temporaryBeside(path);
     const auto file = files.createFile(temporary);
     try {
-        file->write(std::as_bytes(std::span(content)));
+        write(*file);
         file->sync();
         file->close();
         files.rename(temporary, path);
-    } catch (const FileError&) {
+    } catch (const std::exception&) {
         removeQuietly(files, temporary);
         throw;
     }
     files.syncDirectory(path.parent_path());
+}
+
+void writeDurably(FileSystem& files, const Path& path, std::string_view content) {
+    replaceDurably(files, path,
+                   [&](WritableFile& file) { file.write(std::as_bytes(std::span(content))); });
 }
 
 void copyNewFile(FileSystem& files, const Path& from, const Path& to,

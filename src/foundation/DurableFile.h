@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <span>
 #include <string_view>
 
@@ -12,6 +13,11 @@ namespace nookery {
 /// sync, close checked, rename, sync of the folder. On failure the old content stays, the
 /// temporary file is removed where that is still possible, and FileError is thrown.
 void writeDurably(FileSystem& files, const Path& path, std::string_view content);
+
+/// As `writeDurably`, for content that is made piece by piece: `write` fills the new file. What it
+/// throws is thrown here, with the old content kept.
+void replaceDurably(FileSystem& files, const Path& path,
+                    const std::function<void(WritableFile&)>& write);
 
 /// Prefix of the temporary names used here; anything so named that is found at a start is a
 /// leftover of an interrupted write.
