@@ -15,6 +15,7 @@
 #include "cli/Places.h"
 #include "cli/Session.h"
 #include "cli/TextLayout.h"
+#include "foundation/DatabaseError.h"
 #include "foundation/Text.h"
 
 namespace nookery::cli {
@@ -87,6 +88,9 @@ Ending endingOf(const Words& words, Output& output, CommandLog& log) {
         return {exitFailed, error.isClosedPipe() ? "" : error.description()};
     } catch (const Cancelled&) {
         return {exitInterrupted, "interrupted; what was done is kept."};
+    } catch (const DatabaseError& error) {
+        const std::string advice = error.advice();
+        return {exitFailed, error.description() + (advice.empty() ? "" : ". " + advice)};
     } catch (const std::exception& error) {
         return {exitFailed, error.what()};
     }

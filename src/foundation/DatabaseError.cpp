@@ -43,7 +43,7 @@ bool DatabaseError::isReadOnly() const {
 std::string DatabaseError::advice() const {
     if (isBusy()) return "Another program holds the database; close it and try again.";
     if (isDiskFull()) return "Free some space and try again.";
-    if (isDamaged()) return "The file is damaged; a recovery snapshot can replace it.";
+    if (isDamaged()) return "It is damaged; a recovery snapshot can take its place.";
     if (isReadOnly() || primaryCode(code_) == SQLITE_CANTOPEN) {
         return "Check that the library folder is there and may be written to.";
     }

@@ -1,7 +1,10 @@
 #include "foundation/SqliteConnection.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cctype>
 
@@ -34,6 +37,14 @@ int flagsFor(SqliteAccess access) {
     return SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
 }
 
+/// SQLite would let everybody read the file that it makes, and gives its companions the same mode.
+/// A file that exists is not opened here: to close it would drop this process's locks on it. A
+/// failure is left for SQLite to meet and word.
+void createPrivately(const Path& path) {
+    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (file >= 0) ::close(file);
+}
+
 }  // namespace
 
 void throwDatabaseError(DatabaseFailure failure, sqlite3* connection, int code) {
@@ -52,6 +63,7 @@ void SqliteConnection::Close::operator()(sqlite3* handle) const { sqlite3_close_
 SqliteConnection SqliteConnection::open(const Path& path, SqliteAccess access,
                                         std::chrono::milliseconds busyTimeout) {
     const std::string name = access == SqliteAccess::immutable ? immutableUri(path) : path.native();
+    if (access == SqliteAccess::readWriteCreate) createPrivately(path);
     sqlite3* raw = nullptr;
     // The connection is used by one thread at a time, so SQLite need not lock around each call.
     const int code =

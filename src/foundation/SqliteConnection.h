@@ -14,7 +14,7 @@ struct sqlite3;
 namespace nookery {
 
 enum class SqliteAccess {
-    readWriteCreate,  ///< creates the file when it is missing
+    readWriteCreate,  ///< creates the file, for its owner alone, when it is missing
     readOnly,         ///< beside a writer; creates nothing, never checkpoints
     immutable,        ///< a file that nobody writes, such as a copy; touches nothing beside it
 };

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include "foundation/SqliteStatement.h"
 #include "support/TemporaryDirectory.h"
@@ -66,6 +67,17 @@ TEST(SqliteConnection, MakingDurableSyncsTheLogAndReportsASyncThatFails) {
     LogSyncCounter::fails = true;
     EXPECT_THROW(connection.makeDurable(), DatabaseError);
     LogSyncCounter::fails = false;
+}
+
+TEST(SqliteConnection, ANewDatabaseAndWhatLiesBesideItAreTheOwnersAlone) {
+    const TemporaryDirectory folder;
+    auto connection = SqliteConnection::open(folder / "db", SqliteAccess::readWriteCreate);
+    connection.execute("PRAGMA journal_mode=WAL; CREATE TABLE t (x);");
+    for (const char* name : {"db", "db-wal", "db-shm"}) {
+        struct stat status {};
+        ASSERT_EQ(::stat((folder / name).c_str(), &status), 0) << name;
+        EXPECT_EQ(status.st_mode & 0777, 0600U) << name;
+    }
 }
 
 TEST(SqliteConnection, ABackupIsOneWholeFileThatOpensAsImmutableUnderAnyName) {
