@@ -1,0 +1,92 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "foundation/Cents.h"
+#include "foundation/Date.h"
+#include "foundation/Uuid.h"
+
+namespace nookery {
+
+enum class ReceiptType { purchase, returnReceipt, refund, shippingDropoff, service, other };
+enum class Classification { unclassified, business, personal };
+
+/// How a value of an enumeration is stored, and what people read.
+template <typename Value>
+struct ReceiptTerm {
+    Value value;
+    std::string_view raw;
+    std::string_view label;
+};
+
+/// In the order in which pickers show them.
+inline constexpr std::array receiptTypes{
+    ReceiptTerm<ReceiptType>{ReceiptType::purchase, "purchase", "Purchase"},
+    ReceiptTerm<ReceiptType>{ReceiptType::returnReceipt, "return", "Return"},
+    ReceiptTerm<ReceiptType>{ReceiptType::refund, "refund", "Refund"},
+    ReceiptTerm<ReceiptType>{ReceiptType::shippingDropoff, "shipping_dropoff",
+                             "Shipping / Drop-off"},
+    ReceiptTerm<ReceiptType>{ReceiptType::service, "service", "Service"},
+    ReceiptTerm<ReceiptType>{ReceiptType::other, "other", "Other"},
+};
+inline constexpr std::array classifications{
+    ReceiptTerm<Classification>{Classification::unclassified, "unclassified", "Unclassified"},
+    ReceiptTerm<Classification>{Classification::business, "business", "Business"},
+    ReceiptTerm<Classification>{Classification::personal, "personal", "Personal"},
+};
+
+std::string_view rawValue(ReceiptType type);
+std::string_view rawValue(Classification classification);
+std::string_view label(ReceiptType type);
+std::string_view label(Classification classification);
+/// Exact match of a raw value; anything else yields none.
+std::optional<ReceiptType> receiptTypeFromRawValue(std::string_view raw);
+std::optional<Classification> classificationFromRawValue(std::string_view raw);
+
+/// The categories that every library has, in this order; the user adds others.
+inline constexpr std::array<std::string_view, 10> builtInCategories{
+    "Computer & Technology", "Office", "Vehicle", "Travel",    "Meals",
+    "Equipment",             "Home",   "Medical", "Education", "Other",
+};
+
+/// One receipt. A plain value: changes are made on a copy and saved through the store.
+struct CrumbReceipt {
+    Uuid id;
+    ReceiptType type = ReceiptType::purchase;
+    std::optional<Uuid> sourceCrumbID;            ///< the memory it was taken from; may be gone
+    std::optional<std::string> originalFilePath;  ///< its own preserved copy, an absolute path
+    std::optional<std::string> merchant;
+    /// A calendar day, held as that day's midnight in UTC wherever the machine is: a receipt does
+    /// not change its date when its owner travels.
+    std::optional<Date> purchaseDate;
+    std::optional<Cents> totalCents;
+    Classification classification = Classification::unclassified;
+    std::optional<std::string> category;
+    bool needsReview = true;
+    std::string note;
+    Date importedAt;
+    Date modifiedAt;
+
+    bool operator==(const CrumbReceipt&) const = default;
+};
+
+/// Whether the receipt's amount is spending: a purchase whose amount is known.
+bool countsAsExpense(const CrumbReceipt& receipt);
+
+/// "2026-03-01": the day of a purchase date.
+std::string calendarDay(Date purchaseDate);
+
+// What lists and details say of a receipt.
+/// "$12.34", or "Amount unavailable".
+std::string shownAmount(const CrumbReceipt& receipt);
+/// The day, or "Date unavailable".
+std::string shownDate(const CrumbReceipt& receipt);
+/// The merchant; while there is none, what the record waits for.
+std::string shownMerchant(const CrumbReceipt& receipt, bool isBeingRead);
+/// What is said beside a record that is no expense by its type; none for purchases.
+std::optional<std::string_view> documentationRemark(const CrumbReceipt& receipt);
+
+}  // namespace nookery
