@@ -43,14 +43,12 @@ bool countsAsExpense(const CrumbReceipt& receipt) {
     return receipt.type == ReceiptType::purchase && receipt.totalCents;
 }
 
-std::string calendarDay(Date purchaseDate) { return toIso8601(purchaseDate).substr(0, 10); }
-
 std::string shownAmount(const CrumbReceipt& receipt) {
     return receipt.totalCents ? "$" + toText(*receipt.totalCents) : "Amount unavailable";
 }
 
 std::string shownDate(const CrumbReceipt& receipt) {
-    return receipt.purchaseDate ? calendarDay(*receipt.purchaseDate) : "Date unavailable";
+    return receipt.purchaseDate ? toText(*receipt.purchaseDate) : "Date unavailable";
 }
 
 std::string shownMerchant(const CrumbReceipt& receipt, bool isBeingRead) {

@@ -48,8 +48,16 @@ std::optional<Classification> classificationFromRawValue(std::string_view raw);
 
 /// The categories that every library has, in this order; the user adds others.
 inline constexpr std::array<std::string_view, 10> builtInCategories{
-    "Computer & Technology", "Office", "Vehicle", "Travel",    "Meals",
-    "Equipment",             "Home",   "Medical", "Education", "Other",
+    "Computer & Technology",
+    "Office",
+    "Vehicle",
+    "Travel",
+    "Meals",
+    "Equipment",
+    "Home",
+    "Medical",
+    "Education",
+    "Other",
 };
 
 /// One receipt. A plain value: changes are made on a copy and saved through the store.
@@ -59,9 +67,7 @@ struct CrumbReceipt {
     std::optional<Uuid> sourceCrumbID;            ///< the memory it was taken from; may be gone
     std::optional<std::string> originalFilePath;  ///< its own preserved copy, an absolute path
     std::optional<std::string> merchant;
-    /// A calendar day, held as that day's midnight in UTC wherever the machine is: a receipt does
-    /// not change its date when its owner travels.
-    std::optional<Date> purchaseDate;
+    std::optional<CalendarDay> purchaseDate;
     std::optional<Cents> totalCents;
     Classification classification = Classification::unclassified;
     std::optional<std::string> category;
@@ -75,9 +81,6 @@ struct CrumbReceipt {
 
 /// Whether the receipt's amount is spending: a purchase whose amount is known.
 bool countsAsExpense(const CrumbReceipt& receipt);
-
-/// "2026-03-01": the day of a purchase date.
-std::string calendarDay(Date purchaseDate);
 
 // What lists and details say of a receipt.
 /// "$12.34", or "Amount unavailable".

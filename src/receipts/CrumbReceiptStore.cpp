@@ -29,8 +29,8 @@ bool isUpToDate(SqliteConnection& connection) {
     for (const auto& column : receiptsql::addedColumns) {
         if (!names.contains(std::string(column.name))) return false;
     }
-    SqliteStatement tables(
-        connection, "SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = ?;");
+    SqliteStatement tables(connection,
+                           "SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = ?;");
     return tables.with("receipt_categories").step();
 }
 
@@ -49,6 +49,20 @@ std::optional<std::string> validText(const SqliteStatement& row, int column) {
     return text ? std::optional(toValidUtf8(*text)) : std::nullopt;
 }
 
+/// Days are stored as their midnight in UTC, wherever the machine is: a receipt does not change its
+/// date when its owner travels.
+std::optional<double> storedDay(const std::optional<CalendarDay>& day) {
+    if (!day) return std::nullopt;
+    const auto midnight = dateFromUtc({.year = day->year, .month = day->month, .day = day->day});
+    return midnight ? std::optional(midnight->secondsSince1970) : std::nullopt;
+}
+
+std::optional<CalendarDay> dayOf(const std::optional<Date>& date) {
+    if (!date) return std::nullopt;
+    const CalendarFields fields = utcFields(*date);
+    return CalendarDay{fields.year, fields.month, fields.day};
+}
+
 std::optional<Date> calendarDate(const SqliteStatement& row, int column) {
     if (row.isNull(column) || !isOnCalendar(row.date(column))) return std::nullopt;
     return row.date(column);
@@ -63,7 +77,7 @@ std::optional<CrumbReceipt> receiptFromRow(const SqliteStatement& row) {
     receipt.sourceCrumbID = row.uuid(1);
     receipt.originalFilePath = row.optionalString(2);
     receipt.merchant = validText(row, 3);
-    receipt.purchaseDate = calendarDate(row, 4);
+    receipt.purchaseDate = dayOf(calendarDate(row, 4));
     if (!row.isNull(5)) receipt.totalCents = Cents{row.integer(5)};
     receipt.classification =
         classificationFromRawValue(row.string(6)).value_or(Classification::unclassified);
@@ -140,7 +154,7 @@ void CrumbReceiptStore::save(const CrumbReceipt& receipt) {
     withDatabase([&](SqliteConnection& connection) {
         SqliteStatement(connection, receiptsql::save)
             .with(receipt.id, receipt.sourceCrumbID, receipt.originalFilePath, receipt.merchant,
-                  receipt.purchaseDate, countOf(receipt.totalCents),
+                  storedDay(receipt.purchaseDate), countOf(receipt.totalCents),
                   rawValue(receipt.classification), int{receipt.needsReview}, receipt.note,
                   receipt.importedAt, receipt.modifiedAt, receipt.category, rawValue(receipt.type))
             .run();

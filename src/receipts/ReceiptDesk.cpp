@@ -1,0 +1,273 @@
+#include "receipts/ReceiptDesk.h"
+
+#include <algorithm>
+
+#include "collection/OriginalCopy.h"
+#include "foundation/Text.h"
+#include "platform/Clock.h"
+#include "platform/ContentType.h"
+#include "platform/Log.h"
+
+namespace nookery {
+namespace {
+
+constexpr std::size_t headByteCount = std::size_t{1} << 16;
+
+std::string head(FileSystem& files, const Path& path) {
+    std::string bytes(headByteCount, '\0');
+    const auto file = files.openForReading(path);
+    bytes.resize(file->read(std::as_writable_bytes(std::span(bytes))));
+    return bytes;
+}
+
+ReceiptList shared(std::vector<CrumbReceipt> receipts) {
+    ReceiptList list;
+    list.reserve(receipts.size());
+    for (CrumbReceipt& receipt : receipts) {
+        list.push_back(std::make_shared<const CrumbReceipt>(std::move(receipt)));
+    }
+    return list;
+}
+
+auto placeOf(const ReceiptList& list, const Uuid& id) {
+    return std::find_if(list.begin(), list.end(),
+                        [&](const ReceiptPointer& receipt) { return receipt->id == id; });
+}
+
+/// Runs the work; what it throws gets words in front that say what was being done.
+template <typename Work>
+auto saying(const char* prefix, const Work& work) {
+    try {
+        return work();
+    } catch (const Cancelled&) {
+        throw;
+    } catch (const Error& error) {
+        throw Error(prefix + error.description());
+    }
+}
+
+}  // namespace
+
+ReceiptSource receiptSourceOf(const CrumbItem& memory, const Platform& platform) {
+    return saying("Unable to select receipt: ", [&] {
+        if (!memory.filePath) throw Error("the memory has no original.");
+        const Path file = *memory.filePath;
+        const auto real = platform.files.resolve(file);
+        if (!real) throw FileError("find", file, ENOENT);
+        const ContentType type = platform.contentTypes.detect(head(platform.files, *real), file);
+        if (!type.isImage() && type.mediaType != "application/pdf") {
+            throw Error(displayName(file) + " is neither an image nor a PDF.");
+        }
+        return ReceiptSource{file, memory.id.toString(), memory.id};
+    });
+}
+
+/// One import: the files left, and what became of the others.
+struct ReceiptDesk::Job {
+    std::vector<ReceiptSource> sources;
+    std::stop_token stop;
+    std::function<void(const ReceiptImport&)> finished;
+    std::size_t next = 0;
+    ReceiptImport outcome{};
+};
+
+ReceiptDesk::ReceiptDesk(const Platform& platform, LibraryLayout layout, NoteOriginal noteOriginal)
+    : platform_(platform),
+      layout_(std::move(layout)),
+      noteOriginal_(std::move(noteOriginal)),
+      store_(platform.files, layout_) {}
+
+ReceiptDesk::~ReceiptDesk() { stop_.request_stop(); }
+
+void ReceiptDesk::open() {
+    saying("Unable to load Receipts: ", [&] {
+        store_.open();
+        removeInterruptedCopies(platform_.files, layout_);
+        receipts_.set(shared(store_.load()));
+    });
+}
+
+bool ReceiptDesk::openForReading() {
+    return saying("Unable to load Receipts: ", [&] {
+        if (!store_.openForReading()) return false;
+        receipts_.set(shared(store_.load()));
+        return true;
+    });
+}
+
+ReceiptPointer ReceiptDesk::find(const Uuid& id) const {
+    const auto place = placeOf(*receipts_, id);
+    return place == receipts_->end() ? nullptr : *place;
+}
+
+std::vector<std::string> ReceiptDesk::categories() {
+    std::vector<std::string> names(builtInCategories.begin(), builtInCategories.end());
+    for (std::string& name : store_.customCategories()) names.push_back(std::move(name));
+    return names;
+}
+
+void ReceiptDesk::addCategory(const std::string& name) {
+    const std::string_view plain = trimmed(name);
+    if (plain.empty()) throw Error("A category needs a name.");
+    store_.addCategory(std::string(plain));
+}
+
+void ReceiptDesk::import(std::vector<ReceiptSource> sources, std::stop_token stop,
+                         std::function<void(const ReceiptImport&)> finished) {
+    importNext(
+        std::make_shared<Job>(Job{std::move(sources), std::move(stop), std::move(finished)}));
+}
+
+/// One file at a time: copied off the main thread, then recorded on it.
+void ReceiptDesk::importNext(const std::shared_ptr<Job>& job) {
+    if (job->next == job->sources.size() || job->stop.stop_requested()) {
+        job->finished(job->outcome);
+        return;
+    }
+    const ReceiptSource source = job->sources[job->next++];
+    const auto copied = [this, job, source](const std::optional<PreservedReceipt>& preserved,
+                                            const std::string& failure) {
+        if (preserved) {
+            add(*job, source, *preserved);
+        } else if (!failure.empty()) {
+            job->outcome.failed.push_back({source.name, "Unable to import receipt: " + failure});
+        }
+        importNext(job);
+    };
+    platform_.captureQueue.async([&platform = platform_, layout = layout_, job, source,
+                                  done = guard_.guarded(copied)]() mutable {
+        std::optional<PreservedReceipt> preserved;
+        std::string failure;
+        try {
+            preserved = preserveReceipt(platform, layout, source.file, job->stop);
+        } catch (const Cancelled&) {
+            // Neither taken in nor failed; the import ends here.
+        } catch (const std::exception& error) {
+            failure = error.what();
+        }
+        platform.mainQueue.async(
+            [done, preserved, failure]() mutable { done(preserved, failure); });
+    });
+}
+
+void ReceiptDesk::add(Job& job, const ReceiptSource& source, const PreservedReceipt& preserved) {
+    CrumbReceipt receipt;
+    receipt.id = Uuid::random();
+    receipt.originalFilePath = preserved.place.native();
+    receipt.sourceCrumbID = source.crumbID;
+    receipt.importedAt = receipt.modifiedAt = platform_.clock.now();
+    try {
+        store_.save(receipt);
+    } catch (const Error& error) {
+        removeQuietly(platform_.files, preserved.place);
+        job.outcome.failed.push_back(
+            {source.name, "Unable to import receipt: " + error.description()});
+        return;
+    }
+    note(receipt.id, preserved.fact);
+    put(receipt);
+    job.outcome.added.push_back(find(receipt.id));
+    read(receipt);
+}
+
+/// A digest that cannot be noted is missed by later checks only.
+void ReceiptDesk::note(const Uuid& id, OriginalFact fact) {
+    fact.memoryID = id;
+    try {
+        noteOriginal_(fact);
+    } catch (const Error& error) {
+        platform_.log.line("NOOKERY sidecar save error: " + error.description());
+    }
+}
+
+/// Recognition has a record to fill in any case: whatever goes wrong becomes a message beside it.
+void ReceiptDesk::read(const CrumbReceipt& receipt) {
+    beingRead_.update([&](auto& ids) { ids.insert(receipt.id); });
+    const auto read = [this, id = receipt.id](
+                          const std::optional<CrumbReceiptRecognizer::Result>& result,
+                          const std::string& failure) {
+        if (result) {
+            merge(id, *result);
+        } else {
+            finishReading(id, failure.empty()
+                                  ? ""
+                                  : "Receipt saved, but recognition could not begin: " + failure);
+        }
+    };
+    platform_.enrichQueue.async([&platform = platform_, file = Path(*receipt.originalFilePath),
+                                 stop = stop_.get_token(), done = guard_.guarded(read)]() mutable {
+        std::optional<CrumbReceiptRecognizer::Result> result;
+        std::string failure;
+        try {
+            result = CrumbReceiptRecognizer::parse(
+                CrumbReceiptRecognizer::recognise(platform, file, stop));
+        } catch (const Cancelled&) {
+            // The desk is closing.
+        } catch (const std::exception& error) {
+            failure = error.what();
+        }
+        platform.mainQueue.async([done, result, failure]() mutable { done(result, failure); });
+    });
+}
+
+/// Fills what the record lacks, and nothing else: the person may have corrected it meanwhile.
+void ReceiptDesk::merge(const Uuid& id, const CrumbReceiptRecognizer::Result& result) {
+    const auto current = find(id);
+    if (!current) return finishReading(id, "");
+    CrumbReceipt filled = *current;
+    if (!filled.merchant) filled.merchant = result.merchant;
+    if (!filled.purchaseDate) filled.purchaseDate = result.purchaseDate;
+    if (!filled.totalCents && result.totalCents) filled.totalCents = Cents{*result.totalCents};
+    std::string failure;
+    try {
+        if (filled != *current) {
+            filled.modifiedAt = platform_.clock.now();
+            store_.save(filled);
+            put(std::move(filled));
+        }
+    } catch (const Error& error) {
+        failure = "Receipt saved, but recognition could not be recorded: " + error.description();
+    }
+    finishReading(id, failure);
+}
+
+void ReceiptDesk::finishReading(const Uuid& id, const std::string& failure) {
+    if (!failure.empty()) {
+        platform_.log.line(failure);
+        recognitionMessages_.update([&](auto& messages) { messages[id] = failure; });
+    }
+    beingRead_.update([&](auto& ids) { ids.erase(id); });
+}
+
+void ReceiptDesk::save(CrumbReceipt edited) {
+    if (edited.merchant) {
+        const std::string merchant(trimmed(*edited.merchant));
+        edited.merchant = merchant.empty() ? std::nullopt : std::optional(merchant);
+    }
+    edited.modifiedAt = platform_.clock.now();
+    saying("Unable to save receipt: ", [&] { store_.save(edited); });
+    put(std::move(edited));
+}
+
+void ReceiptDesk::remove(const Uuid& id) {
+    saying("Unable to remove receipt: ", [&] { store_.remove(id); });
+    receipts_.update([&](ReceiptList& list) {
+        std::erase_if(list, [&](const ReceiptPointer& receipt) { return receipt->id == id; });
+    });
+}
+
+/// Into the place that the list's order gives it.
+void ReceiptDesk::put(CrumbReceipt receipt) {
+    auto record = std::make_shared<const CrumbReceipt>(std::move(receipt));
+    receipts_.update([&](ReceiptList& list) {
+        if (const auto old = placeOf(list, record->id); old != list.end()) list.erase(old);
+        const auto place =
+            std::upper_bound(list.begin(), list.end(), record,
+                             [](const ReceiptPointer& left, const ReceiptPointer& right) {
+                                 return standsBefore(*left, *right);
+                             });
+        list.insert(place, record);
+    });
+}
+
+}  // namespace nookery

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <set>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "collection/CrumbItem.h"
+#include "foundation/Published.h"
+#include "platform/Platform.h"
+#include "platform/WorkQueue.h"
+#include "receipts/CrumbReceiptRecognizer.h"
+#include "receipts/CrumbReceiptStore.h"
+#include "receipts/ReceiptList.h"
+#include "receipts/ReceiptOriginals.h"
+
+namespace nookery {
+
+/// A file to take in as a receipt.
+struct ReceiptSource {
+    Path file;
+    std::string name;  ///< as it is told back: what the person gave
+    std::optional<Uuid> crumbID{};
+};
+
+/// The file of a memory, for its receipt. Throws Error unless the memory is an image or a PDF.
+ReceiptSource receiptSourceOf(const CrumbItem& memory, const Platform& platform);
+
+struct ReceiptImport {
+    struct Failure {
+        std::string source;
+        std::string message;
+    };
+    ReceiptList added;
+    std::vector<Failure> failed;
+};
+
+/// What a window or a command does with receipts: takes files in, has them read in the background,
+/// and keeps the published list and the database in step. The library's lock is the caller's to
+/// hold when it opens for writing. Messages of errors are whole sentences for the person. Main
+/// thread.
+class ReceiptDesk {
+  public:
+    /// Where the digests of preserved copies are noted.
+    using NoteOriginal = std::function<void(const OriginalFact&)>;
+
+    ReceiptDesk(const Platform& platform, LibraryLayout layout, NoteOriginal noteOriginal);
+    ~ReceiptDesk();
+
+    /// Opens the database and loads the list. Throws Error.
+    void open();
+    /// As `open`, without changing anything. False when there is no database yet, or only an older
+    /// one that `open` must bring up to date.
+    bool openForReading();
+
+    const Published<ReceiptList>& receipts() const { return receipts_; }
+    /// Receipts whose text is being recognised, or is about to be.
+    const Published<std::set<Uuid>>& beingRead() const { return beingRead_; }
+    /// Why a receipt could not be read, by id, since the start.
+    const Published<std::map<Uuid, std::string>>& recognitionMessages() const {
+        return recognitionMessages_;
+    }
+    ReceiptPointer find(const Uuid& id) const;  ///< null when there is none
+
+    /// Built-in ones, then the user's own.
+    std::vector<std::string> categories();
+    void addCategory(const std::string& name);
+
+    /// Copies each file, adds its record and begins to read it. What was added stays when `stop` is
+    /// requested. `finished` is called once, when all files are in.
+    void import(std::vector<ReceiptSource> sources, std::stop_token stop,
+                std::function<void(const ReceiptImport&)> finished);
+
+    /// Saves an edited record: the merchant trimmed, a blank one absent, the time of modification
+    /// set. Throws Error, and the list stays as it was.
+    void save(CrumbReceipt edited);
+    /// Removes the record; its preserved file stays. Throws Error.
+    void remove(const Uuid& id);
+
+  private:
+    struct Job;
+
+    void importNext(const std::shared_ptr<Job>& job);
+    void add(Job& job, const ReceiptSource& source, const PreservedReceipt& preserved);
+    void note(const Uuid& id, OriginalFact fact);
+    void read(const CrumbReceipt& receipt);
+    void merge(const Uuid& id, const CrumbReceiptRecognizer::Result& result);
+    void finishReading(const Uuid& id, const std::string& failure);
+    void put(CrumbReceipt receipt);
+
+    const Platform& platform_;
+    LibraryLayout layout_;
+    NoteOriginal noteOriginal_;
+    CrumbReceiptStore store_;
+    Published<ReceiptList> receipts_;
+    Published<std::set<Uuid>> beingRead_;
+    Published<std::map<Uuid, std::string>> recognitionMessages_;
+    std::stop_source stop_;
+    CallbackGuard guard_;
+};
+
+}  // namespace nookery
