@@ -13,6 +13,7 @@
 #include "backends/SystemClock.h"
 #include "backends/documents/DocumentFormats.h"
 #include "backends/embedding/SentenceEncoder.h"
+#include "backends/pdf/QtPdfWriter.h"
 
 namespace nookery {
 namespace {
@@ -49,6 +50,7 @@ struct SystemPlatform::Parts {
     std::unique_ptr<ContentTypeDetector> contentTypes = makeContentTypeDetector();
     std::unique_ptr<DocumentReader> documents = makeDocumentReader();
     std::unique_ptr<PropertyListFormat> propertyLists = makeXmlPropertyLists();
+    std::unique_ptr<PdfWriter> pdf = makePdfWriter();
     std::unique_ptr<DirectoryEvents> directoryEvents = makeInotifyDirectoryEvents();
     std::unique_ptr<CloudContainer> cloud;
     std::unique_ptr<TextEmbedder> embedder;
@@ -74,6 +76,7 @@ struct SystemPlatform::Parts {
                       .contentTypes = *contentTypes,
                       .documents = *documents,
                       .propertyLists = *propertyLists,
+                      .pdf = *pdf,
                       .directoryEvents = *directoryEvents,
                       .cloud = *cloud,
                       .embedder = embedder.get(),

@@ -14,6 +14,7 @@ class DocumentReader;
 class FileSystem;
 class KeyStore;
 class Log;
+class PdfWriter;
 class PropertyListFormat;
 class TextEmbedder;
 class Trash;
@@ -35,6 +36,7 @@ struct Platform {
     const ContentTypeDetector& contentTypes;
     const DocumentReader& documents;
     const PropertyListFormat& propertyLists;
+    PdfWriter& pdf;
     DirectoryEvents& directoryEvents;
     CloudContainer& cloud;
     /// None when the set-up could not provide the model: finding by meaning is then off.

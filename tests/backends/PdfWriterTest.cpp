@@ -85,7 +85,7 @@ TEST_F(PdfWriterTest, LinesFitTheirWidthAndLoseNothing) {
             joined += line.text;
         }
         EXPECT_EQ(joined, "One" + std::string(200, 'w') +
-                              "twothree و four fivesix seven eightnine ten eleven");
+                              " twothree و four fivesix seven eightnine ten eleven");
         EXPECT_TRUE(canvas.breakText("", body, 90).empty());
         const PdfTextLine fitted = canvas.fitText("Up\nand " + std::string(300, 'x'), body, 90);
         EXPECT_LE(fitted.width, 90.01);

@@ -106,9 +106,7 @@ std::optional<std::vector<float>> FakeEmbedder::embedMemory(std::string_view tex
 }
 
 TestPlatform::TestPlatform(Place place)
-    : folder(place),
-      trash(folder / "trash"),
-      cloud(files, folder / "drive" / cloudContainerName) {}
+    : folder(place), trash(folder / "trash"), cloud(files, folder / "drive" / cloudContainerName) {}
 
 Platform TestPlatform::platform() {
     return {.clock = time,
@@ -122,6 +120,7 @@ Platform TestPlatform::platform() {
             .contentTypes = contentTypes,
             .documents = documents,
             .propertyLists = propertyLists,
+            .pdf = pdf,
             .directoryEvents = directoryEvents,
             .cloud = cloud,
             .embedder = embedder,

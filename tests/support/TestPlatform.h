@@ -12,6 +12,7 @@
 #include "platform/TextEmbedder.h"
 #include "support/FakeEncryption.h"
 #include "support/FakeInboxWorld.h"
+#include "support/FakePdfWriter.h"
 #include "support/FaultyFileSystem.h"
 #include "support/TemporaryDirectory.h"
 #include "support/VirtualWorld.h"
@@ -98,6 +99,7 @@ class TestPlatform {
     FakeContentTypes contentTypes;
     FakeDocuments documents;
     FakePropertyLists propertyLists;
+    FakePdfWriter pdf;
     FakeDirectoryEvents directoryEvents{files};
     FakeCloud cloud;
     FakeEmbedder fakeEmbedder;
