@@ -4,12 +4,13 @@
 #include "backends/CurlWebFetcher.h"
 #include "backends/DefaultsFile.h"
 #include "backends/DesktopTrash.h"
+#include "backends/FileKeyStore.h"
 #include "backends/InotifyDirectoryEvents.h"
 #include "backends/MagicContentTypes.h"
-#include "backends/MemoryKeyStore.h"
 #include "backends/OpenSslDigest.h"
 #include "backends/OpenSslEncryption.h"
 #include "backends/PropertyListXml.h"
+#include "backends/SecretServiceKeyStore.h"
 #include "backends/SystemClock.h"
 #include "backends/documents/DocumentFormats.h"
 #include "backends/embedding/SentenceEncoder.h"
@@ -29,12 +30,17 @@ std::unique_ptr<TextEmbedder> openEmbedder(FileSystem& files, const Path& progra
     }
 }
 
+std::unique_ptr<KeyStore> openKeyStore(FileSystem& files, const std::optional<Path>& file) {
+    return file ? makeFileKeyStore(files, *file) : makeSecretServiceKeyStore();
+}
+
 }  // namespace
 
 struct SystemPlatform::Parts {
     Parts(const SystemPlaces& places, Log& programLog)
         : log(programLog),
           defaults(openDefaultsFile(*files, places.defaultsFile)),
+          keyStore(openKeyStore(*files, places.keyStoreFile)),
           trash(makeDesktopTrash(*files, clock, places.userData)),
           cloud(makeCloudFolder(*files, *defaults, places.cloudFolder)),
           embedder(openEmbedder(*files, places.programFolder, log)) {}
@@ -43,7 +49,7 @@ struct SystemPlatform::Parts {
     SystemClock clock;
     std::unique_ptr<FileSystem> files = makePosixFileSystem();
     std::unique_ptr<UserDefaults> defaults;
-    MemoryKeyStore keyStore;
+    std::unique_ptr<KeyStore> keyStore;
     std::unique_ptr<Trash> trash;
     std::unique_ptr<ContentDigester> digester = makeOpenSslDigester();
     std::unique_ptr<AuthenticatedEncryption> encryption = makeOpenSslEncryption();
@@ -68,7 +74,7 @@ struct SystemPlatform::Parts {
     Platform platform{.clock = clock,
                       .files = *files,
                       .defaults = *defaults,
-                      .keyStore = keyStore,
+                      .keyStore = *keyStore,
                       .trash = *trash,
                       .log = log,
                       .digester = *digester,

@@ -14,7 +14,8 @@ struct SystemPlaces {
     Path defaultsFile;   ///< the settings
     Path userData;       ///< the desktop's own data folder, for the trash
     Path programFolder;  ///< where the program itself lies, for the files shipped with it
-    std::optional<Path> cloudFolder{};  ///< in place of the setting
+    std::optional<Path> cloudFolder{};   ///< in place of the setting
+    std::optional<Path> keyStoreFile{};  ///< in place of the desktop's keyring
 };
 
 /// The real world, built once by `main`. Whatever was given the platform must be destroyed before
@@ -22,7 +23,8 @@ struct SystemPlaces {
 class SystemPlatform {
   public:
     /// Throws Error when the settings cannot be read, or a part that no program works without is
-    /// missing. `log` outlives this. A missing sentence encoder is no error; a damaged one is logged and left out.
+    /// missing. `log` outlives this. A missing sentence encoder is no error; a damaged one is
+    /// logged and left out.
     SystemPlatform(const SystemPlaces& places, Log& log);
     ~SystemPlatform();
 

@@ -23,6 +23,17 @@ Path absolute(const Path& path, const Path& workingFolder) {
     return (workingFolder / path).lexically_normal();
 }
 
+std::optional<Path> keyStoreFile(const Environment& environment, const Path& workingFolder) {
+    constexpr std::string_view filePrefix = "file:";
+    const auto kind = environment("NOOKERY_KEYSTORE");
+    if (!kind || *kind == "secret-service") return std::nullopt;
+    if (kind->size() <= filePrefix.size() || !kind->starts_with(filePrefix)) {
+        throw Error(
+            "NOOKERY_KEYSTORE names no key store: it is \"secret-service\" or \"file:PATH\".");
+    }
+    return absolute(kind->substr(filePrefix.size()), workingFolder);
+}
+
 }  // namespace
 
 Places findPlaces(const Environment& environment, const std::optional<std::string>& dataHome,
@@ -46,6 +57,7 @@ Places findPlaces(const Environment& environment, const std::optional<std::strin
         places.cacheHome = baseFolder(environment, "XDG_CACHE_HOME", ".cache") / "nookery";
     }
     if (config) places.configHome = absolute(*config, workingFolder);
+    places.keyStoreFile = keyStoreFile(environment, workingFolder);
     return places;
 }
 

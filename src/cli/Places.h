@@ -14,6 +14,7 @@ struct Places {
     Path configHome;  ///< the folder of the settings
     Path cacheHome;   ///< what can be made again
     Path userData;    ///< the desktop's own data folder, whatever is overridden
+    std::optional<Path> keyStoreFile{};  ///< in place of the desktop's keyring
 };
 
 /// Reads one environment variable; none when it is unset or empty.
@@ -21,7 +22,9 @@ using Environment = std::function<std::optional<std::string>(const char*)>;
 
 /// The defaults follow the desktop's base folders. NOOKERY_DATA_HOME or `dataHome` (--data-home,
 /// which wins) put the library elsewhere, with its settings and its cache inside that folder;
-/// NOOKERY_CONFIG_HOME puts the settings elsewhere again. Throws Error when there is no home.
+/// NOOKERY_CONFIG_HOME puts the settings elsewhere again. NOOKERY_KEYSTORE=file:PATH
+/// names a key store; "secret-service" is the usual one. Throws Error when there is no home, or the
+/// key store is of another kind.
 Places findPlaces(const Environment& environment, const std::optional<std::string>& dataHome,
                   const Path& workingFolder);
 

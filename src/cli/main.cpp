@@ -47,7 +47,8 @@ int runInWorld(const CommandLine& line, const Interrupts& interrupts, Output& ou
         findPlaces(processEnvironment(), line.arguments.value("data-home"), workingFolder());
     SystemPlatform system({.defaultsFile = places.configHome / "defaults.json",
                            .userData = places.userData,
-                           .programFolder = programFolder()},
+                           .programFolder = programFolder(),
+                           .keyStoreFile = places.keyStoreFile},
                           log);
     // What waits for the main loop looks again when the person interrupts.
     const std::stop_callback wake(interrupts.token(), [&] { system.mainLoop().async([] {}); });

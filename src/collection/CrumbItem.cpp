@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -15,6 +16,9 @@ constexpr std::array<std::pair<CrumbKind, std::string_view>, 5> kindNames{{
     {CrumbKind::file, "file"},
     {CrumbKind::activity, "activity"},
 }};
+
+constexpr std::array<std::string_view, 2> secureMarkers{"__crumb_secure__",
+                                                        "__crumb_secure_credit_card__"};
 
 Json dateToJson(Date date, KeyedDates dates) {
     if (dates == KeyedDates::iso8601) return toIso8601(date);
@@ -65,6 +69,12 @@ std::optional<CrumbKind> kindFromRawValue(std::string_view raw) {
         if (name == raw) return kind;
     }
     return std::nullopt;
+}
+
+bool isSecure(const CrumbItem& item) {
+    return std::any_of(secureMarkers.begin(), secureMarkers.end(), [&](std::string_view marker) {
+        return item.searchableText.find(marker) != std::string::npos;
+    });
 }
 
 Json toKeyedForm(const CrumbItem& item, KeyedDates dates) {

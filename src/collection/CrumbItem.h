@@ -43,6 +43,9 @@ struct CrumbItem {
     bool operator==(const CrumbItem&) const = default;
 };
 
+/// Whether the memory's value is kept in the key store. Such a memory never leaves this computer.
+bool isSecure(const CrumbItem& item);
+
 /// Records are immutable once published, so that lists share them instead of copying.
 using CrumbItemPointer = std::shared_ptr<const CrumbItem>;
 using CrumbItemList = std::vector<CrumbItemPointer>;

@@ -59,7 +59,6 @@ void CrumbStore::Parts::forget(const std::unordered_set<Uuid>& ids) {
 void CrumbStore::Parts::dispose(const std::unordered_set<Uuid>& ids,
                                 const std::vector<Path>& originals, OriginalDisposal disposal) {
     disposeOfOriginals(originals, disposal, platform);
-    removeSecureValues(ids, platform);
     removeThumbnails(ids, layout, platform);
     withSidecar([&](Sidecar& target) {
         const auto places = belowLibrary(originals, layout);
@@ -80,9 +79,8 @@ void CrumbStore::deleteGroup(const Uuid& id, Finished finished) {
     parts_->destructively(
         "before-delete-group", std::move(finished), [this, id](const RecoveryPoint& point) {
             const auto failure =
-                parts_->save("Crumb group delete error: ", [&](SQLiteDatabase& target) {
-                    target.deleteGroup(id, point);
-                });
+                parts_->save("Crumb group delete error: ",
+                             [&](SQLiteDatabase& target) { target.deleteGroup(id, point); });
             if (failure) return DestructiveOutcome{.failure = failure};
             parts_->groups.update([&](auto& groups) {
                 std::erase_if(groups, [&](const CrumbGroup& group) { return group.id == id; });
@@ -111,6 +109,7 @@ void CrumbStore::deleteMemories(const std::vector<Uuid>& ids, Finished finished)
                     target.deleteItems(std::vector(removed.begin(), removed.end()), point);
                 });
             if (failure) return DestructiveOutcome{.failure = failure};
+            removeSecureValues(removed, *parts_->memories.all(), parts_->platform);
             parts_->forget(removed);
             parts_->dispose(removed, originals, OriginalDisposal::moveToTrash);
             return DestructiveOutcome{.count = removed.size()};
@@ -125,10 +124,11 @@ void CrumbStore::clearLibrary(Finished finished) {
             const auto originals =
                 originalsUsedOnlyBy(*parts_->memories.all(), removed, parts_->layout);
             parts_->notePendingRemoval(originals);
-            const auto failure = parts_->save(
-                "Crumb clear-library database error: ",
-                [&](SQLiteDatabase& target) { target.clearLibrary(point); });
+            const auto failure =
+                parts_->save("Crumb clear-library database error: ",
+                             [&](SQLiteDatabase& target) { target.clearLibrary(point); });
             if (failure) return DestructiveOutcome{.failure = failure};
+            removeSecureValues(removed, *parts_->memories.all(), parts_->platform);
             parts_->forgetEverything();
             parts_->dispose(removed, originals, OriginalDisposal::removeForGood);
             return DestructiveOutcome{.count = removed.size()};

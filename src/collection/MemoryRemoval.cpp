@@ -59,11 +59,18 @@ std::size_t disposeOfOriginals(const std::vector<Path>& originals, OriginalDispo
     return failures;
 }
 
-void removeSecureValues(const std::unordered_set<Uuid>& ids, const Platform& platform) {
+void removeSecureValues(const std::unordered_set<Uuid>& removed, const CrumbItemList& all,
+                        const Platform& platform) {
+    std::vector<std::string> accounts;
+    for (const Uuid& id : removed) accounts.push_back(id.toString());
     try {
-        const std::string service = KeyStoreServices(platform.applicationIdentifier).secureValues();
-        for (const Uuid& id : ids) platform.keyStore.remove(service, id.toString());
-    } catch (const Error& error) {
+        platform.keyStore.remove(KeyStoreServices(platform.applicationIdentifier).secureValues(),
+                                 accounts);
+    } catch (const KeyStoreUnavailable& error) {
+        const bool leavesValues = std::any_of(all.begin(), all.end(), [&](const auto& item) {
+            return removed.contains(item->id) && isSecure(*item);
+        });
+        if (!leavesValues) return;
         platform.log.line("NOOKERY secure value removal error: " + error.description());
     }
 }
@@ -75,7 +82,8 @@ void removeThumbnails(const std::unordered_set<Uuid>& ids, const LibraryLayout& 
         for (const DirectoryEntry& entry : platform.files.list(layout.thumbnails())) {
             // Thumbnails are named by their memory's id, then what they show.
             const auto id = Uuid::parse(entry.name.native().substr(0, 36));
-            if (id && ids.contains(*id)) removeTree(platform.files, layout.thumbnails() / entry.name);
+            if (id && ids.contains(*id))
+                removeTree(platform.files, layout.thumbnails() / entry.name);
         }
     } catch (const Error& error) {
         platform.log.line("NOOKERY thumbnail cleanup error: " + error.description());

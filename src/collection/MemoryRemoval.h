@@ -27,9 +27,11 @@ std::vector<Path> originalsUsedOnlyBy(const CrumbItemList& all,
 std::size_t disposeOfOriginals(const std::vector<Path>& originals, OriginalDisposal disposal,
                                const Platform& platform);
 
-/// Deletes the memories' secure values from the key store. An unavailable key store is logged; the
-/// memories are removed all the same.
-void removeSecureValues(const std::unordered_set<Uuid>& ids, const Platform& platform);
+/// Deletes the secure values of removed memories from the key store. That it is unavailable is
+/// logged when one of them had such a value; the memories are removed all the same. `all` are the
+/// memories as they were before.
+void removeSecureValues(const std::unordered_set<Uuid>& removed, const CrumbItemList& all,
+                        const Platform& platform);
 
 /// Removes the thumbnails of the given memories.
 void removeThumbnails(const std::unordered_set<Uuid>& ids, const LibraryLayout& layout,

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/Error.h"
 
@@ -17,20 +18,24 @@ class KeyStoreUnavailable : public Error {
 
 /// The per-user store of secrets, addressed by service and account. A secret is any bytes. Any
 /// thread. Blocks for a few seconds at most: nobody is asked to unlock it, a locked one is
-/// unavailable.
+/// unavailable. Every function that reaches for a secret throws KeyStoreUnavailable when it cannot
+/// do what it says.
 class KeyStore {
   public:
     virtual ~KeyStore() = default;
 
-    /// None when there is no such secret; throws KeyStoreUnavailable when that cannot be known. The
-    /// caller wipes what it was given.
+    /// Where the secrets lie, for the person: part of a sentence.
+    virtual std::string place() const = 0;
+
+    /// None only when it is certain that there is no such secret. The caller wipes what it was
+    /// given.
     virtual std::optional<std::string> read(std::string_view service, std::string_view account) = 0;
-    /// Replaces the secret that is there. Throws KeyStoreUnavailable.
+    /// Replaces the secret that is there.
     virtual void write(std::string_view service, std::string_view account,
                        std::string_view secret) = 0;
-    /// Every secret with this service and account; nothing there is fine. Throws
-    /// KeyStoreUnavailable.
-    virtual void remove(std::string_view service, std::string_view account) = 0;
+    /// Every secret with this service and one of these accounts; nothing there is fine. Costs one
+    /// look at the service, however many accounts are named. When it throws, some may be gone.
+    virtual void remove(std::string_view service, const std::vector<std::string>& accounts) = 0;
 };
 
 }  // namespace nookery

@@ -55,9 +55,9 @@ void MemoryKeyStore::write(std::string_view service, std::string_view account,
     secrets_[{std::string(service), std::string(account)}] = secret;
 }
 
-void MemoryKeyStore::remove(std::string_view service, std::string_view account) {
+void MemoryKeyStore::remove(std::string_view service, const std::vector<std::string>& accounts) {
     if (!available) throw KeyStoreUnavailable("The key store is locked.");
-    secrets_.erase({std::string(service), std::string(account)});
+    for (const std::string& account : accounts) secrets_.erase({std::string(service), account});
 }
 
 bool RecordingLog::contains(std::string_view part) const {

@@ -69,10 +69,11 @@ class MemoryKeyStore final : public KeyStore {
     /// While false, every call throws KeyStoreUnavailable.
     bool available = true;
 
+    std::string place() const override { return "the test's memory"; }
     std::optional<std::string> read(std::string_view service, std::string_view account) override;
     void write(std::string_view service, std::string_view account,
                std::string_view secret) override;
-    void remove(std::string_view service, std::string_view account) override;
+    void remove(std::string_view service, const std::vector<std::string>& accounts) override;
 
   private:
     std::map<std::pair<std::string, std::string>, std::string> secrets_;
