@@ -13,8 +13,11 @@
 #include "backends/SecretServiceKeyStore.h"
 #include "backends/SystemClock.h"
 #include "backends/documents/DocumentFormats.h"
+#include "backends/documents/PdfPages.h"
 #include "backends/embedding/SentenceEncoder.h"
+#include "backends/images/ImageFiles.h"
 #include "backends/pdf/QtPdfWriter.h"
+#include "backends/recognition/TesseractTextRecognizer.h"
 
 namespace nookery {
 namespace {
@@ -55,6 +58,9 @@ struct SystemPlatform::Parts {
     std::unique_ptr<AuthenticatedEncryption> encryption = makeOpenSslEncryption();
     std::unique_ptr<ContentTypeDetector> contentTypes = makeContentTypeDetector();
     std::unique_ptr<DocumentReader> documents = makeDocumentReader();
+    std::unique_ptr<PageReader> pages = makePdfPages();
+    std::unique_ptr<ImageReader> images = makeImageReader(*files);
+    std::unique_ptr<TextRecognizer> textRecognizer = makeTextRecognizer(*files);
     std::unique_ptr<PropertyListFormat> propertyLists = makeXmlPropertyLists();
     std::unique_ptr<PdfWriter> pdf = makePdfWriter();
     std::unique_ptr<DirectoryEvents> directoryEvents = makeInotifyDirectoryEvents();
@@ -81,6 +87,9 @@ struct SystemPlatform::Parts {
                       .encryption = *encryption,
                       .contentTypes = *contentTypes,
                       .documents = *documents,
+                      .pages = *pages,
+                      .images = *images,
+                      .textRecognizer = textRecognizer.get(),
                       .propertyLists = *propertyLists,
                       .pdf = *pdf,
                       .directoryEvents = *directoryEvents,

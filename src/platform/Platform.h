@@ -12,11 +12,14 @@ class ContentTypeDetector;
 class DirectoryEvents;
 class DocumentReader;
 class FileSystem;
+class ImageReader;
 class KeyStore;
 class Log;
+class PageReader;
 class PdfWriter;
 class PropertyListFormat;
 class TextEmbedder;
+class TextRecognizer;
 class Trash;
 class UserDefaults;
 class WebFetcher;
@@ -35,6 +38,10 @@ struct Platform {
     const AuthenticatedEncryption& encryption;
     const ContentTypeDetector& contentTypes;
     const DocumentReader& documents;
+    const PageReader& pages;
+    const ImageReader& images;
+    /// None when the language data is not installed.
+    const TextRecognizer* textRecognizer;
     const PropertyListFormat& propertyLists;
     PdfWriter& pdf;
     DirectoryEvents& directoryEvents;

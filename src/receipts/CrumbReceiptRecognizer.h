@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <span>
 #include <stop_token>
@@ -9,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "foundation/Cents.h"
 #include "foundation/Date.h"
 #include "foundation/FileSystem.h"
 #include "platform/TextRecognizer.h"
@@ -22,10 +22,11 @@ namespace CrumbReceiptRecognizer {
 
 /// Why a total that was read may be wrong.
 enum class Doubt {
-    totalLinesDisagree,   ///< several lines name a total, and not the same
-    sumContradictsTotal,  ///< the subtotal and the tax make another amount
-    largerAmountAbove,    ///< an amount printed above the total is larger
-    poorlyReadTotal,      ///< the recogniser was unsure of the lines that gave the total
+    totalLinesDisagree,    ///< several lines name a total, and not the same
+    sumContradictsTotal,   ///< the subtotal and the tax make another amount
+    cardContradictsTotal,  ///< a card was charged another amount
+    largerAmountAbove,     ///< an amount printed above the total is larger
+    poorlyReadTotal,       ///< the recogniser was unsure of the lines that gave the total
 };
 
 /// One line, worded for the person who checks the receipt.
@@ -34,7 +35,7 @@ std::string_view explanation(Doubt doubt);
 struct Result {
     std::optional<std::string> merchant;
     std::optional<CalendarDay> purchaseDate;
-    std::optional<std::int64_t> totalCents;
+    std::optional<Cents> totalCents;
 
     /// Which lines gave each value, as indices into what was parsed; empty where the value is
     /// absent. A total can come from several: a label and its amount, a subtotal and a tax.

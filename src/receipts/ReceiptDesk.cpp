@@ -217,7 +217,7 @@ void ReceiptDesk::merge(const Uuid& id, const CrumbReceiptRecognizer::Result& re
     CrumbReceipt filled = *current;
     if (!filled.merchant) filled.merchant = result.merchant;
     if (!filled.purchaseDate) filled.purchaseDate = result.purchaseDate;
-    if (!filled.totalCents && result.totalCents) filled.totalCents = Cents{*result.totalCents};
+    if (!filled.totalCents && result.totalCents) filled.totalCents = result.totalCents;
     std::string failure;
     try {
         if (filled != *current) {

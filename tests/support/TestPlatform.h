@@ -13,6 +13,7 @@
 #include "support/FakeEncryption.h"
 #include "support/FakeInboxWorld.h"
 #include "support/FakePdfWriter.h"
+#include "support/FakeRecognition.h"
 #include "support/FaultyFileSystem.h"
 #include "support/TemporaryDirectory.h"
 #include "support/VirtualWorld.h"
@@ -98,6 +99,9 @@ class TestPlatform {
     FakeEncryption encryption;
     FakeContentTypes contentTypes;
     FakeDocuments documents;
+    FakePages pages;
+    FakeImages images;
+    FakeTextRecognizer textRecognizer;
     FakePropertyLists propertyLists;
     FakePdfWriter pdf;
     FakeDirectoryEvents directoryEvents{files};

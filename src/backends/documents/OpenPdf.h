@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QFile>
+#include <QPdfDocument>
+#include <memory>
+#include <mutex>
+
+#include "backends/documents/DocumentReading.h"
+#include "backends/documents/OpenedFile.h"
+
+namespace nookery {
+
+/// A PDF document, open while this lives. PDFium may be used by one thread at a time only: hold
+/// the mutex around each use, a page long, so that a short document need not wait for the end of
+/// a long one.
+class OpenPdf {
+  public:
+    static std::mutex& mutex();
+
+    /// Throws DocumentError when the file is damaged, encrypted or too large, or FileError.
+    explicit OpenPdf(const DocumentReading& reading);
+    ~OpenPdf();
+    OpenPdf(const OpenPdf&) = delete;
+    OpenPdf& operator=(const OpenPdf&) = delete;
+
+    QPdfDocument& operator*() const { return *document_; }
+    QPdfDocument* operator->() const { return document_.get(); }
+
+  private:
+    OpenedFile opened_;
+    QFile file_;
+    std::unique_ptr<QPdfDocument> document_;
+};
+
+}  // namespace nookery

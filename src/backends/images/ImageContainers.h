@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string_view>
+
+namespace nookery {
+
+/// The camera's facts inside a picture file's bytes; empty when there are none.
+std::string_view exifInJpeg(std::string_view file);
+std::string_view exifInPng(std::string_view file);
+std::string_view exifInWebp(std::string_view file);
+
+/// Whether a JPEG must be unpacked as a whole, whatever size is asked for.
+bool isProgressiveJpeg(std::string_view file);
+
+}  // namespace nookery

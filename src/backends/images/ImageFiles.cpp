@@ -1,0 +1,234 @@
+#include "backends/images/ImageFiles.h"
+
+#include <fmt/format.h>
+
+#include <QBuffer>
+#include <QImageReader>
+#include <QLoggingCategory>
+#include <QTransform>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include "backends/images/ExifBlock.h"
+#include "backends/images/HeifImages.h"
+#include "backends/images/ImageContainers.h"
+#include "backends/images/QtPictures.h"
+
+namespace nookery {
+namespace {
+
+/// A media type and the name of the Qt plugin that reads it. Formats that run scripts or fetch
+/// other files are not among them.
+struct Format {
+    std::string_view mediaType;
+    const char* plugin;
+};
+constexpr std::array formats{Format{"image/jpeg", "jpeg"},
+                             Format{"image/png", "png"},
+                             Format{"image/webp", "webp"},
+                             Format{"image/tiff", "tiff"},
+                             Format{"image/gif", "gif"},
+                             Format{"image/bmp", "bmp"},
+                             Format{"image/x-ms-bmp", "bmp"},
+                             Format{"image/vnd.microsoft.icon", "ico"},
+                             Format{"image/x-icon", "ico"},
+                             Format{"image/x-tga", "tga"},
+                             Format{"image/x-portable-bitmap", "pbm"},
+                             Format{"image/x-portable-greymap", "pgm"},
+                             Format{"image/x-portable-pixmap", "ppm"}};
+
+constexpr std::size_t bytesPerPixel = 4;
+
+bool isHeif(const ContentType& type) {
+    return type.mediaType == "image/heic" || type.mediaType == "image/heif" ||
+           type.mediaType == "image/avif";
+}
+
+const char* pluginFor(const ContentType& type) {
+    const auto format = std::find_if(formats.begin(), formats.end(), [&type](const Format& known) {
+        return known.mediaType == type.mediaType;
+    });
+    return format == formats.end() ? nullptr : format->plugin;
+}
+
+QImage upright(const QImage& image, Orientation orientation) {
+    const auto turned = [](const QImage& picture, int degrees) {
+        return picture.transformed(QTransform().rotate(degrees));
+    };
+    switch (orientation) {
+        case Orientation::upright:
+            return image;
+        case Orientation::mirrored:
+            return image.mirrored(true, false);
+        case Orientation::upsideDown:
+            return image.mirrored(true, true);
+        case Orientation::mirroredUpsideDown:
+            return image.mirrored(false, true);
+        case Orientation::mirroredLeft:
+            return turned(image.mirrored(true, false), 270);
+        case Orientation::turnRight:
+            return turned(image, 90);
+        case Orientation::mirroredRight:
+            return turned(image.mirrored(true, false), 90);
+        case Orientation::turnLeft:
+            return turned(image, 270);
+    }
+    return image;
+}
+
+QSize scaledDown(QSize size, int longestSide) {
+    if (std::max(size.width(), size.height()) <= longestSide) return size;
+    return size.scaled(longestSide, longestSide, Qt::KeepAspectRatio).expandedTo(QSize(1, 1));
+}
+
+/// Refers to the file's bytes.
+struct OpenedPicture {
+    OpenedPicture(std::string_view file, const char* plugin)
+        : bytes(QByteArray::fromRawData(file.data(), static_cast<qsizetype>(file.size()))),
+          buffer(&bytes),
+          reader(&buffer, plugin) {
+        reader.setAutoDetectImageFormat(false);
+    }
+
+    QByteArray bytes;
+    QBuffer buffer;
+    QImageReader reader;
+};
+
+/// One picture file, wholly in memory, and what its head says.
+class ImageFile {
+  public:
+    ImageFile(FileSystem& files, const Path& path, const ContentType& type,
+              const ImageLimits& limits)
+        : name_("\"" + displayName(path.filename()) + "\""),
+          plugin_(pluginFor(type)),
+          limits_(limits) {
+        bytes_ = read(files, path);
+        if (bytes_.empty()) throw ImageError(name_ + " is empty.");
+        readHead(type);
+        const std::size_t pixelCount =
+            static_cast<std::size_t>(stored_.width()) * static_cast<std::size_t>(stored_.height());
+        if (pixelCount > limits_.maximumPixelCount) failTooLarge();
+    }
+
+    ImageFacts facts() const {
+        const QSize shown = swapsSides(exif_.orientation) ? stored_.transposed() : stored_;
+        return {shown.width(), shown.height(), exif_.camera, exif_.taken, exif_.position};
+    }
+
+    Picture decode(int longestSide, const std::stop_token& stop) const {
+        const QSize wanted = scaledDown(stored_, longestSide);
+        checkUnpackedSize(wanted);
+        QImage image =
+            plugin_ == nullptr ? decodeHeif(bytes_, name_, stop) : decodeByPlugin(wanted);
+        if (stop.stop_requested()) throw Cancelled();
+        const QSize fitting = scaledDown(image.size(), longestSide);
+        if (image.size() != fitting) {
+            image = image.scaled(fitting, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        }
+        return pictureFrom(upright(image, exif_.orientation));
+    }
+
+  private:
+    std::string read(FileSystem& files, const Path& path) const {
+        try {
+            return readWholeFile(files, path, limits_.maximumFileByteCount);
+        } catch (const FileError& error) {
+            if (error.errorNumber() != EFBIG) throw;
+            throw ImageError(
+                fmt::format("{} is larger than the {} MB up to which pictures are read.", name_,
+                            limits_.maximumFileByteCount >> 20));
+        }
+    }
+
+    void readHead(const ContentType& type) {
+        if (plugin_ == nullptr) {
+            HeifHead head = heifHead(bytes_, name_);
+            stored_ = QSize(head.width, head.height);
+            exif_ = readExif(head.exif);
+            exif_.orientation = Orientation::upright;  // libheif has turned it
+            return;
+        }
+        stored_ = OpenedPicture(bytes_, plugin_).reader.size();
+        if (stored_.isEmpty()) failDamaged();
+        exif_ = readExif(exifBytes(type));
+    }
+
+    std::string_view exifBytes(const ContentType& type) const {
+        if (type.mediaType == "image/jpeg") return exifInJpeg(bytes_);
+        if (type.mediaType == "image/png") return exifInPng(bytes_);
+        if (type.mediaType == "image/webp") return exifInWebp(bytes_);
+        if (type.mediaType == "image/tiff") return bytes_;
+        return {};
+    }
+
+    void checkUnpackedSize(QSize wanted) const {
+        const bool scalesWhileReading =
+            plugin_ != nullptr && std::string_view(plugin_) == "jpeg" && !isProgressiveJpeg(bytes_);
+        const QSize unpacked = scalesWhileReading ? wanted : stored_;
+        const std::size_t byteCount = bytesPerPixel * static_cast<std::size_t>(unpacked.width()) *
+                                      static_cast<std::size_t>(unpacked.height());
+        if (byteCount > limits_.maximumDecodedByteCount) failTooLarge();
+    }
+
+    QImage decodeByPlugin(QSize wanted) const {
+        OpenedPicture opened(bytes_, plugin_);
+        if (wanted != stored_) opened.reader.setScaledSize(wanted);
+        QImage image = opened.reader.read();
+        if (image.isNull()) failDamaged();
+        return image;
+    }
+
+    [[noreturn]] void failTooLarge() const {
+        throw ImageError(fmt::format("{} is a picture of {} x {} points, more than can be opened.",
+                                     name_, stored_.width(), stored_.height()));
+    }
+    [[noreturn]] void failDamaged() const {
+        throw ImageError(name_ + " cannot be read as a picture: it is damaged.");
+    }
+
+    std::string name_;
+    const char* plugin_;  ///< null for libheif
+    const ImageLimits& limits_;
+    std::string bytes_;
+    QSize stored_;
+    ExifBlock exif_;
+};
+
+class ImageFiles final : public ImageReader {
+  public:
+    explicit ImageFiles(FileSystem& files) : files_(files) {
+        // Each read has its own limits.
+        QImageReader::setAllocationLimit(0);
+        QLoggingCategory::setFilterRules(
+            "qt.gui.imageio*.warning=false\nqt.imageformats*.warning=false");
+    }
+
+    bool canRead(const ContentType& type) const override {
+        return isHeif(type) || pluginFor(type) != nullptr;
+    }
+
+    Picture read(const Path& path, const ContentType& type, int longestSide,
+                 const ImageLimits& limits, std::stop_token stop) const override {
+        const ImageFile file(files_, path, type, limits);
+        if (stop.stop_requested()) throw Cancelled();
+        return file.decode(longestSide, stop);
+    }
+
+    ImageFacts facts(const Path& path, const ContentType& type,
+                     const ImageLimits& limits) const override {
+        return ImageFile(files_, path, type, limits).facts();
+    }
+
+  private:
+    FileSystem& files_;
+};
+
+}  // namespace
+
+std::unique_ptr<ImageReader> makeImageReader(FileSystem& files) {
+    return std::make_unique<ImageFiles>(files);
+}
+
+}  // namespace nookery

@@ -1,0 +1,67 @@
+#include "backends/recognition/PicturePreparation.h"
+
+#include <cmath>
+#include <numbers>
+#include <utility>
+
+namespace nookery {
+namespace {
+
+constexpr int smallestSide = 8;
+
+OwnedPix grey(const Picture& picture) {
+    OwnedPix pix(pixCreateNoInit(picture.width, picture.height, 8));
+    if (!pix) return pix;
+    const std::uint8_t* pixel = picture.pixels.data();
+    l_uint32* row = pixGetData(pix.get());
+    for (int y = 0; y < picture.height; ++y, row += pixGetWpl(pix.get())) {
+        for (int x = 0; x < picture.width; ++x, pixel += 3) {
+            // Weights of 256ths, as the eye has them.
+            SET_DATA_BYTE(row, x, (77 * pixel[0] + 150 * pixel[1] + 29 * pixel[2]) >> 8);
+        }
+    }
+    return pix;
+}
+
+/// Shadows and folds become white where they are paper.
+OwnedPix evenedOut(OwnedPix pix) {
+    constexpr int tileWidth = 16;
+    constexpr int tileHeight = 16;
+    constexpr int foregroundThreshold = 80;
+    constexpr int fewestBackgroundPixels = 60;
+    constexpr int background = 230;
+    OwnedPix even(pixBackgroundNorm(pix.get(), nullptr, nullptr, tileWidth, tileHeight,
+                                    foregroundThreshold, fewestBackgroundPixels, background, 2, 2));
+    return even ? std::move(even) : std::move(pix);
+}
+
+/// Turned so that lines of text are level, when enough of them agree on an angle.
+OwnedPix levelled(OwnedPix pix) {
+    constexpr int inkThreshold = 150;
+    constexpr float sweepDegrees = 12;
+    constexpr float sweepStepDegrees = 1;
+    constexpr float smallestStepDegrees = 0.02F;
+    constexpr float leastConfidence = 3;
+    constexpr double leastDegrees = 0.15;
+    const OwnedPix ink(pixThresholdToBinary(pix.get(), inkThreshold));
+    l_float32 degrees = 0;
+    l_float32 confidence = 0;
+    if (!ink || pixFindSkewSweepAndSearch(ink.get(), &degrees, &confidence, 4, 2, sweepDegrees,
+                                          sweepStepDegrees, smallestStepDegrees) != 0) {
+        return pix;
+    }
+    if (confidence < leastConfidence || std::abs(degrees) < leastDegrees) return pix;
+    const auto radians = static_cast<l_float32>(degrees * std::numbers::pi / 180);
+    OwnedPix level(pixRotateAMGray(pix.get(), radians, 255));
+    return level ? std::move(level) : std::move(pix);
+}
+
+}  // namespace
+
+OwnedPix preparedForReading(const Picture& picture) {
+    if (picture.width < smallestSide || picture.height < smallestSide) return nullptr;
+    OwnedPix pix = grey(picture);
+    return pix ? levelled(evenedOut(std::move(pix))) : nullptr;
+}
+
+}  // namespace nookery

@@ -1,0 +1,145 @@
+#include "backends/recognition/TesseractTextRecognizer.h"
+
+#include <omp.h>
+#include <tesseract/baseapi.h>
+#include <tesseract/ocrclass.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <mutex>
+#include <optional>
+
+#include "backends/recognition/PicturePreparation.h"
+#include "backends/recognition/ReadingOrder.h"
+#include "foundation/Text.h"
+
+namespace nookery {
+namespace {
+
+using Engine = std::unique_ptr<tesseract::TessBaseAPI>;
+
+std::optional<Path> findLanguageData(FileSystem& files) {
+    std::vector<Path> folders = {"/usr/share/tesseract-ocr/5/tessdata", "/usr/share/tessdata"};
+    if (const char* chosen = std::getenv("TESSDATA_PREFIX")) folders = {chosen};
+    for (const Path& folder : folders) {
+        if (files.statusFollowingLinks(folder / "eng.traineddata")) return folder;
+    }
+    return std::nullopt;
+}
+
+NormalizedBox boxOf(const tesseract::ResultIterator& at, const Pix& pix) {
+    int left = 0;
+    int top = 0;
+    int right = 0;
+    int bottom = 0;
+    at.BoundingBox(tesseract::RIL_TEXTLINE, &left, &top, &right, &bottom);
+    const double width = pixGetWidth(&pix);
+    const double height = pixGetHeight(&pix);
+    return {left / width, 1 - bottom / height, (right - left) / width, (bottom - top) / height};
+}
+
+bool asksToStop(void* stop, int /*wordsSoFar*/) {
+    return static_cast<const std::stop_token*>(stop)->stop_requested();
+}
+
+class TesseractTextRecognizer final : public TextRecognizer {
+  public:
+    explicit TesseractTextRecognizer(Path languageData) : languageData_(std::move(languageData)) {
+        setMsgSeverity(L_SEVERITY_NONE);
+    }
+
+    std::vector<OCRLine> recognise(const Picture& picture, std::stop_token stop) const override {
+        if (stop.stop_requested()) throw Cancelled();
+        // The engine would start threads for each line of text, and lose time with them. The
+        // setting is the calling thread's own.
+        omp_set_max_active_levels(0);
+        const OwnedPix pix = preparedForReading(picture);
+        if (!pix) return {};
+        if (stop.stop_requested()) throw Cancelled();
+        Engine engine = takeEngine();
+        read(*engine, *pix, stop);
+        std::vector<OCRLine> lines = linesOf(*engine, *pix);
+        giveBack(std::move(engine));
+        return inReadingOrder(std::move(lines));
+    }
+
+  private:
+    static void read(tesseract::TessBaseAPI& engine, Pix& pix, std::stop_token& stop) {
+        engine.SetImage(&pix);
+        tesseract::ETEXT_DESC monitor;
+        monitor.cancel = asksToStop;
+        monitor.cancel_this = &stop;
+        const int result = engine.Recognize(&monitor);
+        if (stop.stop_requested()) throw Cancelled();
+        if (result != 0) throw RecognitionError("The text in the picture could not be recognised.");
+    }
+
+    static std::vector<OCRLine> linesOf(tesseract::TessBaseAPI& engine, const Pix& pix) {
+        std::vector<OCRLine> lines;
+        const std::unique_ptr<tesseract::ResultIterator> at(engine.GetIterator());
+        if (!at) return lines;
+        do {
+            OCRLine line;
+            line.box = boxOf(*at, pix);
+            line = withWords(std::move(line), *at);
+            if (!line.text.empty()) lines.push_back(std::move(line));
+        } while (at->Next(tesseract::RIL_TEXTLINE));
+        return lines;
+    }
+
+    static OCRLine withWords(OCRLine line, tesseract::ResultIterator& lineStart) {
+        tesseract::ResultIterator word(lineStart);
+        do {
+            const std::unique_ptr<char[]> text(word.GetUTF8Text(tesseract::RIL_WORD));
+            if (!text) continue;
+            const std::string clean(trimmed(toValidUtf8(text.get())));
+            if (clean.empty()) continue;
+            if (!line.text.empty()) line.text += ' ';
+            line.text += clean;
+            const double confidence = word.Confidence(tesseract::RIL_WORD) / 100.0;
+            line.confidence = std::min(line.confidence, std::clamp(confidence, 0.0, 1.0));
+        } while (!word.IsAtFinalElement(tesseract::RIL_TEXTLINE, tesseract::RIL_WORD) &&
+                 word.Next(tesseract::RIL_WORD));
+        return line;
+    }
+
+    Engine takeEngine() const {
+        {
+            const std::lock_guard lock(mutex_);
+            if (!idleEngines_.empty()) {
+                Engine engine = std::move(idleEngines_.back());
+                idleEngines_.pop_back();
+                return engine;
+            }
+        }
+        auto engine = std::make_unique<tesseract::TessBaseAPI>();
+        engine->SetVariable("debug_file", "/dev/null");
+        if (engine->Init(languageData_.c_str(), "eng", tesseract::OEM_LSTM_ONLY) != 0) {
+            throw RecognitionError("Text cannot be recognised: the language data in " +
+                                   displayName(languageData_) + " is damaged.");
+        }
+        engine->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);
+        return engine;
+    }
+
+    void giveBack(Engine engine) const {
+        engine->Clear();
+        const std::lock_guard lock(mutex_);
+        idleEngines_.push_back(std::move(engine));
+    }
+
+    Path languageData_;
+    mutable std::mutex mutex_;
+    mutable std::vector<Engine> idleEngines_;  ///< each is used by one thread at a time
+};
+
+}  // namespace
+
+std::unique_ptr<TextRecognizer> makeTextRecognizer(FileSystem& files) {
+    const auto languageData = findLanguageData(files);
+    if (!languageData) return nullptr;
+    return std::make_unique<TesseractTextRecognizer>(*languageData);
+}
+
+}  // namespace nookery
