@@ -68,7 +68,7 @@ double associationContribution(const Association& association) {
 
 double finalScore(const ScoreParts& parts) {
     return 0.9 * (0.72 * parts.lexical + parts.age) + parts.usage + parts.semantic +
-           parts.association;
+           parts.association + requestedTagLead * static_cast<double>(parts.requestedTags);
 }
 
 }  // namespace nookery

@@ -54,9 +54,14 @@ struct ScoreParts {
     double usage = 0;
     double semantic = 0;
     double association = 0;
+    std::size_t requestedTags = 0;  ///< tags asked for that the memory carries
 };
 
-/// 0.9 * (0.72 * lexical + age) + usage + semantic + association.
+/// What a tag asked for adds: more than meaning, association, use and age can, so that they order
+/// the tagged among themselves and lift no other above them.
+constexpr double requestedTagLead = 22.0;
+
+/// 0.9 * (0.72 * lexical + age) + usage + semantic + association, and the lead of its tags.
 double finalScore(const ScoreParts& parts);
 
 }  // namespace nookery

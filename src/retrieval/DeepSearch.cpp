@@ -87,6 +87,7 @@ std::vector<Contender> lexicalContenders(const DeepSearchRequest& request, const
     for (const DeepCandidate& candidate : candidates) {
         Contender contender = contenderFor(candidate.item, request);
         contender.parts.lexical = candidate.lexicalScore;
+        contender.parts.requestedTags = candidate.requestedTagCount;
         contender.lexicalHint = candidate.hint;
         contender.holdsEveryWord = candidate.holdsEveryWord;
         if (query && candidate.vectorRow) {
@@ -124,7 +125,8 @@ bool ranksBefore(const Contender& a, const Contender& b) {
 /// The strongest reason: the words' own unless meaning or association weighs more.
 std::string hintFor(const Contender& contender) {
     const ScoreParts& parts = contender.parts;
-    const double words = finalScore({.lexical = parts.lexical});
+    const double words =
+        finalScore({.lexical = parts.lexical, .requestedTags = parts.requestedTags});
     if (!contender.isAdmitted && words >= parts.semantic + parts.association) {
         return contender.lexicalHint;
     }

@@ -28,8 +28,9 @@ constexpr std::size_t similarityAdmissionLimit = 24;
 /// A lexical hit that takes part in the deep stage.
 struct DeepCandidate {
     CrumbItemPointer item;
-    double lexicalScore = 0;  ///< on the deep stage's scale, see `deepFullMatchScore`
+    double lexicalScore = 0;  ///< on the deep stage's scale, see RankingWeights
     std::string hint;
+    std::size_t requestedTagCount = 0;
     /// The memory's title or tags hold every word typed: nothing that similarity alone admitted
     /// may stand above it.
     bool holdsEveryWord = false;

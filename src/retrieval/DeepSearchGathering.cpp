@@ -19,59 +19,55 @@ bool holdsToken(std::string_view form, std::string_view token) {
     return std::find(tokens.begin(), tokens.end(), token) != tokens.end();
 }
 
-/// Tells whether a memory's title or tags hold every word typed.
-class FullMatch {
+bool isTagged(const std::vector<Ordinal>* tagged, Ordinal ordinal) {
+    return tagged != nullptr && std::binary_search(tagged->begin(), tagged->end(), ordinal);
+}
+
+/// Tells what a memory's title and tags hold of what was typed.
+class TitleAndTags {
   public:
-    FullMatch(const LexicalIndex& index, const LexicalSnapshot& snapshot) {
+    TitleAndTags(const LexicalIndex& index, const LexicalSnapshot& snapshot) {
         for (const std::string& term : snapshot.literalTerms) {
-            words_.push_back({normalForm(term), index.taggedWith(comparableTag(term))});
+            const std::string form = combinedForm(term);
+            if (!form.empty()) words_.push_back({form, index.taggedWith(comparableTag(term))});
         }
         for (const std::string& tag : snapshot.requestedTags) {
-            words_.push_back({"", index.taggedWith(tag)});
+            requestedTags_.push_back(index.taggedWith(tag));
         }
     }
 
-    bool operator()(Ordinal ordinal, const std::string& title) const {
-        const std::string form = normalForm(title);
+    std::size_t requestedTagCount(Ordinal ordinal) const {
+        return static_cast<std::size_t>(
+            std::count_if(requestedTags_.begin(), requestedTags_.end(),
+                          [&](const auto* tagged) { return isTagged(tagged, ordinal); }));
+    }
+    bool holdEverything(Ordinal ordinal, const std::string& title) const {
+        if (requestedTagCount(ordinal) < requestedTags_.size()) return false;
+        const std::string form = combinedForm(title);
         return std::all_of(words_.begin(), words_.end(), [&](const Word& word) {
-            return isTagged(word, ordinal) || isIn(word.form, form);
+            return isTagged(word.tagged, ordinal) || isIn(word.form, form);
         });
     }
 
   private:
     struct Word {
-        std::string form;  ///< empty when only a tag can hold it
-        const std::vector<Ordinal>* tagged = nullptr;
+        std::string form;
+        const std::vector<Ordinal>* tagged = nullptr;  ///< memories tagged with the word
     };
 
-    static bool isTagged(const Word& word, Ordinal ordinal) {
-        return word.tagged != nullptr &&
-               std::binary_search(word.tagged->begin(), word.tagged->end(), ordinal);
-    }
     static bool isIn(const std::string& word, const std::string& title) {
-        if (word.empty()) return false;
         return word.size() < fewestSubstringLetters ? holdsToken(title, word)
                                                     : title.find(word) != std::string::npos;
     }
 
     std::vector<Word> words_;
+    std::vector<const std::vector<Ordinal>*> requestedTags_;
 };
 
 /// Brings the lexical scores of a query to the deep stage's scale, whatever its number of words.
 double scaleOf(const RankingWeights& weights, const LexicalSnapshot& snapshot) {
     if (snapshot.fullMatchScore <= weights.deepFullMatchScore) return 1;
     return weights.deepFullMatchScore / snapshot.fullMatchScore;
-}
-
-DeepCandidate candidateOf(const LexicalIndex& index, const VectorMatrix& vectors,
-                          const LexicalSnapshot& snapshot, const Uuid& id, Ordinal ordinal) {
-    DeepCandidate candidate;
-    candidate.item = index.item(ordinal);
-    candidate.lexicalScore = snapshot.scores.at(id) * scaleOf(index.weights(), snapshot);
-    candidate.hint = snapshot.hints.at(id);
-    candidate.associationTokens = associationTokens(index, ordinal);
-    candidate.vectorRow = vectors.rowOf(id);
-    return candidate;
 }
 
 }  // namespace
@@ -87,15 +83,22 @@ std::shared_ptr<const DeepSearchRequest> gatherDeepSearch(const LexicalIndex& in
     request->vectors = vectors.view();
     request->usage = usage;
     request->now = now;
-    const FullMatch holdsEveryWord(index, snapshot);
+    const TitleAndTags titleAndTags(index, snapshot);
+    const double scale = scaleOf(index.weights(), snapshot);
     const auto count = std::min(snapshot.rankedIDs.size(), deepCandidateLimit);
     request->candidates.reserve(count);
     for (const Uuid& id : std::span(snapshot.rankedIDs).first(count)) {
         const auto ordinal = index.ordinalOf(id);
         if (!ordinal) continue;
-        auto candidate = candidateOf(index, vectors, snapshot, id, *ordinal);
-        candidate.holdsEveryWord = holdsEveryWord(*ordinal, candidate.item->title);
-        request->candidates.push_back(std::move(candidate));
+        const CrumbItemPointer& item = index.item(*ordinal);
+        request->candidates.push_back(
+            {.item = item,
+             .lexicalScore = snapshot.scores.at(id) * scale,
+             .hint = snapshot.hints.at(id),
+             .requestedTagCount = titleAndTags.requestedTagCount(*ordinal),
+             .holdsEveryWord = titleAndTags.holdEverything(*ordinal, item->title),
+             .associationTokens = associationTokens(index, *ordinal),
+             .vectorRow = vectors.rowOf(id)});
     }
     return request;
 }

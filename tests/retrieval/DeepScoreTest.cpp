@@ -57,6 +57,9 @@ TEST(DeepScore, partsAreBlendedInTheirProportions) {
         finalScore(
             {.lexical = 10, .age = 0.28, .usage = 0.55, .semantic = 7.5, .association = 2.2}),
         0.9 * (7.2 + 0.28) + 0.55 + 7.5 + 2.2);
+    const ScoreParts greatest{
+        .age = 0.28, .usage = 0.55, .semantic = 15, .association = 2.75 + 2.2};
+    EXPECT_GT(finalScore({.requestedTags = 1}), finalScore(greatest));
 }
 
 }  // namespace

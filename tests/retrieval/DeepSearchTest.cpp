@@ -49,6 +49,8 @@ class DeepSearchTest : public testing::Test {
         request_.candidates.push_back({.item = item,
                                        .lexicalScore = score,
                                        .hint = "Matched title",
+                                       .requestedTagCount = 0,
+                                       .holdsEveryWord = false,
                                        .associationTokens = {},
                                        .vectorRow = {}});
         return request_.candidates.back();
