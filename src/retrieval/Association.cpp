@@ -60,6 +60,7 @@ std::vector<std::optional<BestPartner>> bestPartners(
         }
         for (std::size_t other = 0; other < candidates.size(); ++other) {
             if (other == i || overlaps[other].count == 0) continue;
+            if (candidates[other].weight < leastPartnerWeight) continue;
             const Association association{
                 .value = std::min(1.0, overlaps[other].raritySum / std::min(sums[i], sums[other])),
                 .weight = candidates[other].weight,

@@ -36,6 +36,10 @@ bool isAssociating(std::size_t memoryCount, std::size_t collectionSize);
 /// How rare such a token is: the logarithm of how many memories there are to one that holds it.
 float associationRarity(std::size_t memoryCount, std::size_t collectionSize);
 
+/// A memory that matches the query less well is nobody's partner: it may have come by chance
+/// itself.
+constexpr double leastPartnerWeight = 0.5;
+
 /// For each candidate, the partner that contributes most (the earlier one, when two contribute
 /// the same). Takes time in proportion to the pairs that share a token, not to all pairs.
 std::vector<std::optional<BestPartner>> bestPartners(

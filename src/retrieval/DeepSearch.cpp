@@ -62,8 +62,9 @@ std::vector<Contender> admittedBySimilarity(const DeepSearchRequest& request,
     return admitted;
 }
 
-void addAssociations(std::span<const DeepCandidate> candidates, std::span<Contender> contenders) {
-    double bestScore = 0;
+void addAssociations(const DeepSearchRequest& request, std::span<Contender> contenders) {
+    const auto candidates = std::span(request.candidates).first(contenders.size());
+    double bestScore = request.fullMatchScore;
     for (const auto& candidate : candidates)
         bestScore = std::max(bestScore, candidate.lexicalScore);
     std::vector<AssociationCandidate> memories;
@@ -96,7 +97,7 @@ std::vector<Contender> lexicalContenders(const DeepSearchRequest& request, const
         }
         contenders.push_back(std::move(contender));
     }
-    addAssociations(candidates, contenders);
+    addAssociations(request, contenders);
     return contenders;
 }
 

@@ -45,6 +45,7 @@ class DeepSearchRequest {
     std::string words;
     std::vector<DeepCandidate> candidates;  ///< in rank order, at most deepCandidateLimit
     std::size_t lexicalCount = 0;           ///< all lexical hits
+    double fullMatchScore = 0;              ///< of a memory whose contents hold every word
     bool admitsBySimilarity = false;        ///< whether memories without a lexical hit may come in
     VectorView vectors;
     UsageSignals usage;

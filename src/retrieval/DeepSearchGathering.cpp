@@ -85,6 +85,7 @@ std::shared_ptr<const DeepSearchRequest> gatherDeepSearch(const LexicalIndex& in
     request->now = now;
     const TitleAndTags titleAndTags(index, snapshot);
     const double scale = scaleOf(index.weights(), snapshot);
+    request->fullMatchScore = snapshot.fullMatchScore * scale;
     const auto count = std::min(snapshot.rankedIDs.size(), deepCandidateLimit);
     request->candidates.reserve(count);
     for (const Uuid& id : std::span(snapshot.rankedIDs).first(count)) {

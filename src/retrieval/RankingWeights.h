@@ -36,9 +36,9 @@ struct RankingWeights {
     double relevance = 150.0;
     /// At most so rare counts a word that only carries grammar, however few memories hold it.
     double functionWordRarity = 0.1;
-    std::array<double, matchKindCount> kindFactor{1.0, 0.66, 0.3, 0.1};
+    std::array<double, matchKindCount> kindFactor{1.0, 0.8, 0.3, 0.1};
     /// The share of all words of the query that a memory holds, to this power, scales the term.
-    double coveragePower = 1.0;
+    double coveragePower = 1.4;
     double shortQueryTerms = 4;  ///< with more words than this the power falls
 
     // Impact: in each field a band of its own, so that frequency never lifts a lower field above
@@ -56,7 +56,11 @@ struct RankingWeights {
 
     // Words reached, not typed: a share of the relevance of a whole word.
     double stemShare = 0.5;        ///< beside the typed word
-    double correctionShare = 0.6;  ///< when the typed word stands nowhere
+    double correctionShare = 0.7;  ///< when the typed word stands nowhere
+    /// Beside parts inside words, as a share of those; finds no memory alone.
+    double besidePartsShare = 1.0;
+    /// From so many letters on, a word that is nothing else is taken for a beginning, mistyped.
+    std::size_t fewestBeginningLetters = 6;
 };
 
 /// The share of the collection from which on a word is too common to say much.

@@ -188,19 +188,29 @@ class TermLookup {
                 evidence_.rarity_ = kindRarity;
             }
         }
-        const std::vector<TokenId> related = relatedTokens();
-        const double relatedShare = related.empty() ? 0 : weights_.stemShare;
         for (std::size_t kind = 0; kind < matchKindCount; ++kind) {
             if (counts_[kind] == 0) continue;
             useKind(kind, 0, factors[kind] / scale);
         }
-        if (!related.empty()) {
-            scatter(related, strengthTable(0, relatedShare, 255), asRelated);
-            evidence_.noteTokens(related, true);
-            describe("another form of the word", related.size(), memoriesWith(related),
-                     relatedShare);
-        }
+        useBeside();
         evidence_.fillWeights(weights_, scale, isShort_);
+    }
+
+    /// Words that add to what was found. A part that stands only inside words may be a mistyped
+    /// word.
+    void useBeside() {
+        if (counts_[0] > 0) {
+            useBeside("another form of the word", otherForms(), weights_.stemShare);
+        } else if (counts_[1] + counts_[2] == 0) {
+            useBeside("one edit away", corrections(), weights_.besidePartsShare);
+        }
+    }
+
+    void useBeside(const char* description, const std::vector<TokenId>& tokens, double share) {
+        if (tokens.empty() || share == 0) return;
+        scatter(tokens, strengthTable(0, share, 255), asRelated);
+        evidence_.noteTokens(tokens, true);
+        describe(description, tokens.size(), memoriesWith(tokens), share);
     }
 
     void useKind(std::size_t kind, double floor, double share) {
@@ -223,9 +233,9 @@ class TermLookup {
         describe(kindNames[kind], tokenCount, counts_[kind], share);
     }
 
-    /// Words of the same stem in which the term does not stand. A part of a word has none.
-    std::vector<TokenId> relatedTokens() const {
-        if (counts_[0] == 0 || !term_.allScripts.empty()) return {};
+    /// Words of the same stem in which the term does not stand.
+    std::vector<TokenId> otherForms() const {
+        if (!term_.allScripts.empty()) return {};
         std::vector<TokenId> tokens = index_.vocabulary().sharingStem(term_.normal);
         std::erase_if(tokens, [&](TokenId token) {
             return index_.documentFrequency(token) == 0 ||
@@ -234,16 +244,25 @@ class TermLookup {
         return tokens;
     }
 
-    /// The term stands nowhere: what the user may have meant.
-    void useCorrections() {
+    /// What the user may have meant.
+    std::vector<TokenId> corrections() const {
         const std::string& form = term_.normal.empty() ? term_.allScripts : term_.normal;
-        if (form.empty() || form.find(' ') != std::string::npos) return;
+        if (form.empty() || form.find(' ') != std::string::npos) return {};
         std::vector<TokenId> tokens = index_.vocabulary().oneEditAway(form);
+        if (tokens.empty() && form.size() >= weights_.fewestBeginningLetters) {
+            tokens = index_.vocabulary().beginningOneEditAway(form);
+        }
         const std::vector<TokenId> stems = index_.vocabulary().sharingStem(form);
         tokens.insert(tokens.end(), stems.begin(), stems.end());
         std::sort(tokens.begin(), tokens.end());
         tokens.erase(std::unique(tokens.begin(), tokens.end()), tokens.end());
         std::erase_if(tokens, [&](TokenId token) { return index_.documentFrequency(token) == 0; });
+        return tokens;
+    }
+
+    /// The term stands nowhere.
+    void useCorrections() {
+        const std::vector<TokenId> tokens = corrections();
         if (tokens.empty()) return;
         const double memories = memoriesWith(tokens);
         evidence_.corrected_ = true;

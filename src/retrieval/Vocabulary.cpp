@@ -75,6 +75,15 @@ bool differByOneEdit(std::basic_string_view<Letter> shorter,
            shorter.substr(2) == longer.substr(2);
 }
 
+template <typename Letter>
+bool beginsOneEditAway(std::basic_string_view<Letter> word, std::basic_string_view<Letter> longer) {
+    for (std::size_t size = word.size() - 1; size <= word.size() + 1; ++size) {
+        if (size >= longer.size()) return false;
+        if (differByOneEdit(word, longer.substr(0, size))) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 Vocabulary::Vocabulary()
@@ -222,6 +231,20 @@ std::vector<TokenId> Vocabulary::oneEditAway(std::string_view word) const {
     }
     std::erase_if(candidates, [&](TokenId token) { return !isOneEditAway(word, text(token)); });
     return candidates;
+}
+
+std::vector<TokenId> Vocabulary::beginningOneEditAway(std::string_view word) const {
+    const std::u32string letters = lettersOf(word);
+    if (letters.size() < 4) return {};
+    const bool isAsciiWord = isAsciiText(word);
+    std::vector<TokenId> tokens;
+    for (const TokenId token : tokensWith({edge, letters[0], letters[1]})) {
+        const bool begins = isAsciiWord && isAsciiText(text(token))
+                                ? beginsOneEditAway(word, text(token))
+                                : beginsOneEditAway<char32_t>(letters, lettersOf(text(token)));
+        if (begins) tokens.push_back(token);
+    }
+    return tokens;
 }
 
 std::size_t Vocabulary::byteCount() const {

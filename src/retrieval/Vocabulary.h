@@ -47,6 +47,9 @@ class Vocabulary {
     /// Tokens one letter added, dropped, changed or swapped with its neighbour away from a word
     /// of at least four letters.
     std::vector<TokenId> oneEditAway(std::string_view word) const;
+    /// Tokens that go on after what is one edit away from a word, whose first two letters they
+    /// share.
+    std::vector<TokenId> beginningOneEditAway(std::string_view word) const;
 
     std::size_t byteCount() const;
 

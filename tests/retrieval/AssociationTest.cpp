@@ -5,7 +5,7 @@
 namespace nookery {
 namespace {
 
-AssociationCandidate candidate(std::vector<std::uint32_t> tokens, double weight = 0) {
+AssociationCandidate candidate(std::vector<std::uint32_t> tokens, double weight = 1) {
     AssociationCandidate result{.tokens = {}, .weight = weight};
     for (const auto token : tokens) result.tokens.push_back({token, token < 100 ? 4.0F : 1.0F});
     return result;
@@ -32,13 +32,15 @@ TEST(Association, theValueIsTheSharedRarityOverTheSmallerMemory) {
     EXPECT_EQ(best[0]->association.overlapCount, 3U);
     EXPECT_EQ(best[0]->association.weight, 0.5);
     EXPECT_DOUBLE_EQ(best[0]->contribution, (1.25 * 0.5 + 1.5 * 9 / 13) * 3 / 18);
-    EXPECT_EQ(best[1]->association.weight, 0);
+    EXPECT_EQ(best[1]->association.weight, 1);
 }
 
 TEST(Association, thePartnerThatContributesMostWins) {
-    const std::vector<AssociationCandidate> three{candidate({1, 2, 3, 4}), candidate({1, 2, 3, 4}),
-                                                  candidate({1, 2, 3, 5}, 1)};
-    EXPECT_EQ(bestPartners(three)[0]->partner, 2U);
+    const std::vector<AssociationCandidate> three{
+        candidate({1, 2, 3, 4}, 0.4), candidate({1, 2, 3, 4}, 0.6), candidate({1, 2, 3, 4, 5}, 1)};
+    const auto best = bestPartners(three);
+    EXPECT_EQ(best[0]->partner, 2U);
+    EXPECT_EQ(best[2]->partner, 1U) << "the first hardly matches the query itself";
 }
 
 TEST(Association, oneSharedTokenMakesNoPartners) {

@@ -165,7 +165,7 @@ TEST_F(DeepSearchTest, aClosePartnerRaisesAndIsNamed) {
     const auto invoice = memory("Boat invoice");
     const auto passage = memory("Passage plan");
     const auto other = memory("Other");
-    addHit(invoice, 9).associationTokens = tokens(1, 20);
+    addHit(invoice, 15).associationTokens = tokens(1, 20);
     addHit(other, 3).associationTokens = tokens(100, 20);
     addHit(passage, 2).associationTokens = tokens(1, 20);
     const auto result = run();

@@ -97,7 +97,7 @@ TEST_F(DeepStageTest, memoriesOfOneSubjectRaiseEachOther) {
         "gunwale transom bowsprit jibboom lanyard mizzen stanchion thwart";
     add("Refit of the Marguerite", subject + " invoice");
     add("Spring list", subject + " invoice");
-    const auto alone = add("Telephone", "invoice");
+    const auto alone = add("Telephone", "invoice of the year, to be paid in three parts");
     for (int i = 0; i < 5; ++i) add("Other " + std::to_string(i), "nothing shared");
     EXPECT_EQ(engine_.search("invoice", 240).rankedIDs.front(), alone);
     const auto hits = find("invoice");

@@ -112,6 +112,16 @@ TEST_F(LexicalRanking, OneWrongWordEmptiesNothingAndACorrectionNeverBeatsTheWord
     EXPECT_EQ(ranked("sailing"), std::vector{sailing});
 }
 
+TEST_F(LexicalRanking, AMistypedBeginningAndAMistypedWordThatStandsInsideOthersAreUnderstood) {
+    const Uuid photograph = add({.title = "photographs"});
+    EXPECT_EQ(ranked("phtogra"), std::vector{photograph});
+    const Uuid reaction = add({.title = "x", .contents = "reaction"});
+    const Uuid plan = add({.title = "x", .contents = "a plan"});
+    const Uuid exact = add({.title = "x", .contents = "an exact plan of it all"});
+    EXPECT_EQ(ranked("eact"), std::vector{reaction});
+    EXPECT_EQ(ranked("eact plan"), (std::vector{exact, plan, reaction}));
+}
+
 TEST_F(LexicalRanking, ShortTermsMatchWholeTokensOnly) {
     const Uuid token = add({.title = "x", .contents = "uses go and C# daily"});
     add({.title = "golang cargo"});

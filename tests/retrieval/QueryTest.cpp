@@ -104,6 +104,8 @@ TEST(Vocabulary, FindsTokensByAnyPart) {
     EXPECT_EQ(textsOf(vocabulary.oneEditAway("baot")), Texts{"boat"});
     EXPECT_EQ(textsOf(vocabulary.oneEditAway("boat")), (Texts{"boats", "oat"}));
     EXPECT_EQ(textsOf(vocabulary.oneEditAway("превет")), Texts{"привет"});
+    EXPECT_EQ(textsOf(vocabulary.beginningOneEditAway("boaz")), (Texts{"boat", "boats"}));
+    EXPECT_EQ(textsOf(vocabulary.beginningOneEditAway("превет")), Texts{"приветствие"});
 }
 
 TEST(Vocabulary, AnEditIsOneLetterAddedDroppedChangedOrSwapped) {
