@@ -11,6 +11,7 @@ std::vector<Command> makeTable() {
     add({addCommand(), searchCommand(), listCommand()});
     add(showCommands());
     add(editCommands());
+    add({cleanupNamesCommand()});
     add(groupCommands());
     add(bringBackCommands());
     add(deleteCommands());

@@ -14,6 +14,7 @@ std::vector<Command> showCommands();
 std::vector<Command> editCommands();
 std::vector<Command> groupCommands();
 std::vector<Command> deleteCommands();
+Command cleanupNamesCommand();
 Command searchCommand();
 std::vector<Command> bringBackCommands();
 std::vector<Command> snapshotCommands();

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 
 #include "cli/Commands.h"
@@ -12,6 +13,7 @@
 #include "cli/TextLayout.h"
 #include "collection/LibraryLock.h"
 #include "foundation/Text.h"
+#include "retrieval/SearchRecord.h"
 
 namespace nookery::cli {
 namespace {
@@ -21,6 +23,32 @@ constexpr std::size_t labelColumns = 10;
 void printField(Session& session, std::string_view label, const std::string& value) {
     if (value.empty()) return;
     session.out().writeLine(session.style().inDim(padded(label, labelColumns)) + value);
+}
+
+CrumbItemList itemsOf(const CrumbStore& store, const std::vector<Uuid>& ids) {
+    CrumbItemList items;
+    for (const Uuid& id : ids) items.push_back(store.item(id));
+    return items;
+}
+
+/// A list of other memories below one, the first few of them.
+void printBeside(Session& session, const CrumbStore& store, const std::string& heading,
+                 const std::vector<Uuid>& ids) {
+    constexpr std::size_t mostShown = 12;
+    if (ids.empty()) return;
+    session.out().writeLine("\n" + session.style().inTitle(heading));
+    CrumbItemList items = itemsOf(store, ids);
+    items.resize(std::min(items.size(), mostShown));
+    printMemoryTable(session, store, items);
+    if (ids.size() > mostShown) {
+        session.out().writeLine(fmt::format("and {} more", ids.size() - mostShown));
+    }
+}
+
+OrderedJson memoriesJson(const CrumbStore& store, const std::vector<Uuid>& ids) {
+    OrderedJson list = OrderedJson::array();
+    for (const auto& item : itemsOf(store, ids)) list.push_back(memoryJson(store, *item));
+    return list;
 }
 
 void printMemory(Session& session, const CrumbStore& store, const CrumbItem& item) {
@@ -37,8 +65,11 @@ void printMemory(Session& session, const CrumbStore& store, const CrumbItem& ite
     if (date != store.bringBackDates()->end()) {
         printField(session, "back on", exactDate(date->second));
     }
-    const std::string text = printableLines(item.text.value_or(item.searchableText));
+    const std::string text =
+        printableLines(item.text.value_or(withoutInternalMarkers(item.searchableText)));
     if (!text.empty()) session.out().writeLine("\n" + std::string(trimmed(text)));
+    printBeside(session, store, "This reminds me of…", store.retrieval().related(item.id));
+    printBeside(session, store, "Related Versions", store.retrieval().versions(item.id));
 }
 
 int runShow(Session& session, const Arguments& arguments) {
@@ -52,8 +83,37 @@ int runShow(Session& session, const Arguments& arguments) {
     document["searchableText"] = item->searchableText;
     const auto date = store.bringBackDates()->find(item->id);
     if (date != store.bringBackDates()->end()) document["bringBackDate"] = toIso8601(date->second);
+    document["related"] = memoriesJson(store, store.retrieval().related(item->id));
+    document["versions"] = memoriesJson(store, store.retrieval().versions(item->id));
     session.print(document);
     return exitDone;
+}
+
+/// Answers with a list of other memories; `none` is said when it is empty.
+int answerWith(Session& session, const CrumbStore& store, const std::vector<Uuid>& ids,
+               std::string_view none) {
+    if (session.wantsJson()) {
+        session.print({{"items", memoriesJson(store, ids)}});
+    } else if (ids.empty()) {
+        session.say(none);
+    } else {
+        printMemoryTable(session, store, itemsOf(store, ids));
+    }
+    return exitDone;
+}
+
+int runRelated(Session& session, const Arguments& arguments) {
+    const CrumbStore& store = session.open(LibraryAccess::reading);
+    const auto item = findMemory(store, arguments.positional(0));
+    return answerWith(session, store, store.retrieval().related(item->id),
+                      "This reminds of nothing else.");
+}
+
+int runVersions(Session& session, const Arguments& arguments) {
+    const CrumbStore& store = session.open(LibraryAccess::reading);
+    const auto item = findMemory(store, arguments.positional(0));
+    return answerWith(session, store, store.retrieval().versions(item->id),
+                      "There are no other versions of it.");
 }
 
 std::string targetOf(const CrumbItem& item) {
@@ -132,19 +192,33 @@ int runOpen(Session& session, const Arguments& arguments) {
 
 std::vector<Command> showCommands() {
     const Positional id{"ID", "the memory's id, or as much of its beginning as tells it apart"};
-    return {{.name = "show",
-             .summary = "Show everything about one memory",
-             .examples = {{"show 3F2A91C4", "title, date, tags, text and where the original lies"}},
-             .positionals = {id},
-             .run = runShow},
-            {.name = "open",
-             .summary = "Open a memory's original or link on the desktop",
-             .examples = {{"open 3F2A91C4", "open it in the program that knows its kind"},
-                          {"open --print 3F2A91C4", "only print where it lies"}},
-             .positionals = {id},
-             .options = {{"print", "", "print the path or address and open nothing"}},
-             .notes = "Opening counts as a use: what is used is found sooner.",
-             .run = runOpen}};
+    return {
+        {.name = "show",
+         .summary = "Show everything about one memory",
+         .examples = {{"show 3F2A91C4", "title, date, tags, text and where the original lies"}},
+         .positionals = {id},
+         .run = runShow},
+        {.name = "related",
+         .summary = "List the memories that one reminds of",
+         .examples = {{"related 3F2A91C4", "near-duplicates first, then what it has in common"}},
+         .positionals = {id},
+         .run = runRelated},
+        {.name = "versions",
+         .summary = "List the other versions of a memory's file",
+         .examples = {{"versions 3F2A91C4", "iterations of the same work, newest first"}},
+         .positionals = {id},
+         .notes = "Two files are versions of each other when their names differ only by marks "
+                  "such as \"final\", \"draft3\", \"v2\" or \"(2)\", and have the same "
+                  "extension.",
+         .run = runVersions},
+        {.name = "open",
+         .summary = "Open a memory's original or link on the desktop",
+         .examples = {{"open 3F2A91C4", "open it in the program that knows its kind"},
+                      {"open --print 3F2A91C4", "only print where it lies"}},
+         .positionals = {id},
+         .options = {{"print", "", "print the path or address and open nothing"}},
+         .notes = "Opening counts as a use: what is used is found sooner.",
+         .run = runOpen}};
 }
 
 }  // namespace nookery::cli

@@ -20,6 +20,7 @@
 #include "collection/SnapshotRestore.h"
 #include "foundation/Published.h"
 #include "platform/Platform.h"
+#include "retrieval/FilenameCleanup.h"
 #include "retrieval/RetrievalEngine.h"
 #include "retrieval/UsageSignal.h"
 
@@ -47,6 +48,11 @@ struct DestructiveOutcome {
     SaveFailure failure{};
 };
 
+struct CleanupOutcome {
+    std::size_t changedCount = 0;
+    SaveFailure failure{};
+};
+
 /// The one owner of the library while the program runs: the published state that every view
 /// observes, and the one connection that writes the collection database. It owns and delegates;
 /// each part can be read alone. Main thread only. Every change to a published field is announced.
@@ -67,7 +73,7 @@ class CrumbStore {
     const std::optional<RestoreNotice>& restoreNotice() const;
 
     // Published state.
-    const Published<CrumbItemList>& items() const;          ///< newest first
+    const Published<CrumbItemList>& items() const;             ///< newest first
     const Published<std::vector<CrumbGroup>>& groups() const;  ///< oldest first
     const Published<std::string>& searchText() const;
     const Published<CrumbItemList>& filteredItems() const;  ///< what the list shows for the query
@@ -89,7 +95,7 @@ class CrumbStore {
     const Published<std::optional<SnapshotProgress>>& snapshotProgress() const;
 
     // Looking things up.
-    CrumbItemPointer item(const Uuid& id) const;  ///< null when there is none
+    CrumbItemPointer item(const Uuid& id) const;            ///< null when there is none
     std::vector<std::string> tagsOf(const Uuid& id) const;  ///< hashtags and manual ones, sorted
     std::vector<std::string> manualTagsOf(const Uuid& id) const;
     std::string groupNameOf(const CrumbItem& item) const;
@@ -110,6 +116,9 @@ class CrumbStore {
     SaveFailure setManualTags(const Uuid& id, std::vector<std::string> tags);
     SaveFailure setBringBack(const Uuid& id, std::optional<Date> date);
     SaveFailure noteSelection(const Uuid& id);  ///< counts as a use
+    /// Gives memories their proposed titles, in one transaction: on failure none is changed. A
+    /// memory that is gone, or whose title is no longer the old one, is left alone.
+    CleanupOutcome cleanUpFilenames(const std::vector<CrumbFilenameCleanupCandidate>& candidates);
     void select(std::optional<Uuid> id);
     void setSelection(std::set<Uuid> ids);
 

@@ -152,8 +152,7 @@ SaveFailure CrumbStore::replaceItem(CrumbItem changed) {
 }
 
 SaveFailure CrumbStore::setManualTags(const Uuid& id, std::vector<std::string> tags) {
-    const auto failure =
-        parts_->annotate([&] { parts_->annotations.setManualTags(id, tags); });
+    const auto failure = parts_->annotate([&] { parts_->annotations.setManualTags(id, tags); });
     parts_->index(parts_->memories.find(id));
     parts_->noteChange();
     return failure;
@@ -165,6 +164,28 @@ SaveFailure CrumbStore::setBringBack(const Uuid& id, std::optional<Date> date) {
 
 SaveFailure CrumbStore::noteSelection(const Uuid& id) {
     return parts_->annotate([&] { parts_->annotations.noteSelection(id); });
+}
+
+CleanupOutcome CrumbStore::cleanUpFilenames(
+    const std::vector<CrumbFilenameCleanupCandidate>& candidates) {
+    CrumbItemList changed;
+    for (const auto& candidate : candidates) {
+        const auto item = parts_->memories.find(candidate.id);
+        if (!item || item->title != candidate.oldTitle) continue;
+        CrumbItem renamed = *item;
+        renamed.title = candidate.newTitle;
+        changed.push_back(std::make_shared<const CrumbItem>(std::move(renamed)));
+    }
+    if (auto failure =
+            parts_->save("Crumb filename cleanup save error: ", [&](SQLiteDatabase& target) {
+                target.saveItems(changed, parts_->platform.clock.now());
+            })) {
+        return {.failure = failure};
+    }
+    parts_->publish(changed);
+    parts_->noteChange();
+    parts_->renewEmbeddings(idsOf(changed));
+    return {.changedCount = changed.size()};
 }
 
 SaveFailure CrumbStore::createGroup(const std::string& name, Uuid* created) {

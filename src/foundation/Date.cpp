@@ -1,10 +1,14 @@
 #include "foundation/Date.h"
 
 #include <fmt/format.h>
+#include <unicode/datefmt.h>
 
 #include <chrono>
 #include <cmath>
 #include <ctime>
+#include <memory>
+
+#include "foundation/Error.h"
 
 namespace nookery {
 namespace {
@@ -163,6 +167,16 @@ std::optional<CalendarDay> parseCalendarDay(std::string_view text) {
     if (!readDay(reader, fields) || !reader.atEnd()) return std::nullopt;
     const CalendarDay day{fields.year, fields.month, fields.day};
     return exists(day) ? std::optional(day) : std::nullopt;
+}
+
+std::string toAbbreviatedDay(Date date) {
+    const std::unique_ptr<icu::DateFormat> format(
+        icu::DateFormat::createDateInstance(icu::DateFormat::kMedium));
+    if (!format) throw Error("The library for Unicode text has no formats for dates.");
+    icu::UnicodeString day;
+    format->format(date.secondsSince1970 * 1000, day);
+    std::string text;
+    return day.toUTF8String(text);
 }
 
 std::string toIso8601(Date date) {

@@ -61,6 +61,8 @@ Date startOfLocalDay(const CalendarDay& day);
 /// "2026-03-01", which is also all that parseCalendarDay reads.
 std::string toText(const CalendarDay& day);
 std::optional<CalendarDay> parseCalendarDay(std::string_view text);
+/// "Mar 1, 2026": the day in short, as the machine's locale and time zone have it. Any thread.
+std::string toAbbreviatedDay(Date date);
 
 /// "2026-03-01T09:30:00Z", with ".123" before the Z only when there are milliseconds.
 std::string toIso8601(Date date);

@@ -7,8 +7,6 @@
 namespace nookery {
 namespace {
 
-/// A memory of one or two connecting tokens says too little to be close to another by them; it is
-/// weighed as if it held this many.
 constexpr double leastTokenCount = 3;
 
 struct Overlap {
@@ -27,12 +25,6 @@ CandidatesByToken candidatesByToken(std::span<const AssociationCandidate> candid
     return holders;
 }
 
-double raritySum(const AssociationCandidate& candidate) {
-    double sum = 0;
-    for (const AssociationToken& token : candidate.tokens) sum += token.rarity;
-    return sum * std::max(1.0, leastTokenCount / static_cast<double>(candidate.tokens.size()));
-}
-
 }  // namespace
 
 bool isAssociating(std::size_t memoryCount, std::size_t collectionSize) {
@@ -43,11 +35,18 @@ float associationRarity(std::size_t memoryCount, std::size_t collectionSize) {
     return std::log(1 + static_cast<float>(collectionSize) / static_cast<float>(memoryCount));
 }
 
+double associationSum(std::span<const AssociationToken> tokens) {
+    double sum = 0;
+    for (const AssociationToken& token : tokens) sum += token.rarity;
+    return sum * std::max(1.0, leastTokenCount / static_cast<double>(tokens.size()));
+}
+
 std::vector<std::optional<BestPartner>> bestPartners(
     std::span<const AssociationCandidate> candidates) {
     const auto holders = candidatesByToken(candidates);
     std::vector<double> sums(candidates.size());
-    std::transform(candidates.begin(), candidates.end(), sums.begin(), raritySum);
+    std::transform(candidates.begin(), candidates.end(), sums.begin(),
+                   [](const auto& candidate) { return associationSum(candidate.tokens); });
     std::vector<std::optional<BestPartner>> best(candidates.size());
     std::vector<Overlap> overlaps(candidates.size());
     for (std::size_t i = 0; i < candidates.size(); ++i) {

@@ -36,6 +36,10 @@ bool isAssociating(std::size_t memoryCount, std::size_t collectionSize);
 /// How rare such a token is: the logarithm of how many memories there are to one that holds it.
 float associationRarity(std::size_t memoryCount, std::size_t collectionSize);
 
+/// The rarity of a memory's tokens together: what the rarity that two memories share is held
+/// against. A memory of one or two tokens, which say little, is weighed as if it held three.
+double associationSum(std::span<const AssociationToken> tokens);
+
 /// A memory that matches the query less well is nobody's partner: it may have come by chance
 /// itself.
 constexpr double leastPartnerWeight = 0.5;

@@ -3,8 +3,10 @@
 #include "retrieval/DeepSearch.h"
 #include "retrieval/DeepSearchGathering.h"
 #include "retrieval/Excerpt.h"
+#include "retrieval/FileFamilies.h"
 #include "retrieval/LexicalIndex.h"
 #include "retrieval/LexicalSearch.h"
+#include "retrieval/RelatedMemories.h"
 #include "retrieval/SearchExplanation.h"
 #include "retrieval/VectorMatrix.h"
 
@@ -17,6 +19,9 @@ class RetrievalEngine::State {
     LexicalIndex index;
     VectorMatrix vectors;
     LexicalSearch lexical{index};
+    FileFamilies families;
+    /// What each memory reminds of, as far as it was asked for since the last change.
+    std::unordered_map<Uuid, std::vector<Uuid>> relatedCache;
 };
 
 RetrievalEngine::RetrievalEngine(const RankingWeights& weights)
@@ -24,24 +29,34 @@ RetrievalEngine::RetrievalEngine(const RankingWeights& weights)
 RetrievalEngine::~RetrievalEngine() = default;
 
 void RetrievalEngine::put(const CrumbItemPointer& item, const MemoryFacets& facets) {
+    state_->relatedCache.clear();
     state_->index.put(item, facets);
     state_->vectors.setRecord(item);
+    state_->families.put(item);
 }
 
 void RetrievalEngine::putAll(std::span<const CrumbItemPointer> items,
                              const std::vector<MemoryFacets>& facets) {
+    state_->relatedCache.clear();
     state_->index.putAll(items, facets);
-    for (const CrumbItemPointer& item : items) state_->vectors.setRecord(item);
+    for (const CrumbItemPointer& item : items) {
+        state_->vectors.setRecord(item);
+        state_->families.put(item);
+    }
 }
 
 void RetrievalEngine::remove(const Uuid& id) {
+    state_->relatedCache.clear();
     state_->index.remove(id);
     state_->vectors.remove(id);
+    state_->families.remove(id);
 }
 
 void RetrievalEngine::clear() {
+    state_->relatedCache.clear();
     state_->index.clear();
     state_->vectors.clear();
+    state_->families.clear();
 }
 
 std::size_t RetrievalEngine::size() const { return state_->index.size(); }
@@ -49,6 +64,7 @@ std::size_t RetrievalEngine::size() const { return state_->index.size(); }
 void RetrievalEngine::setVector(const Uuid& id, std::span<const double> vector) {
     const auto ordinal = state_->index.ordinalOf(id);
     if (!ordinal) return;
+    state_->relatedCache.clear();
     if (vector.empty()) {
         state_->vectors.remove(id);
     } else {
@@ -81,6 +97,19 @@ std::string RetrievalEngine::excerpt(const CrumbItem& item, const LexicalSnapsho
     if (item.text) texts.emplace_back(*item.text);
     if (item.searchableText != item.text) texts.emplace_back(item.searchableText);
     return bestPassage(texts, terms, open, close);
+}
+
+std::vector<Uuid> RetrievalEngine::related(const Uuid& id) const {
+    const auto known = state_->relatedCache.find(id);
+    if (known != state_->relatedCache.end()) return known->second;
+    auto found = findRelated(state_->index, state_->vectors, state_->families, id);
+    return state_->relatedCache[id] = std::move(found);
+}
+
+std::vector<Uuid> RetrievalEngine::versions(const Uuid& id) const {
+    std::vector<Uuid> ids;
+    for (const auto& version : state_->families.versionsOf(id)) ids.push_back(version->id);
+    return ids;
 }
 
 std::string RetrievalEngine::explain(std::string_view searchText) const {

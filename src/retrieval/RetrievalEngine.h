@@ -51,6 +51,9 @@ struct DeepSearchResult {
 ///   VectorMatrix, Association   similarity of meaning, and what memories have in common
 ///   DeepSearchGathering, DeepScore, DeepSearch   the final order
 ///   Excerpt, SearchExplanation  what people see of it
+/// What it is like:
+///   VersionFamily, FileFamilies  other versions and formats of a file
+///   TextLikeness, RelatedMemories  near-duplicate texts, and what a memory reminds of
 /// The numbers are in RankingWeights and DeepScore.
 ///
 /// A term of one token stands in a text exactly when it stands inside one of the text's tokens.
@@ -91,6 +94,13 @@ class RetrievalEngine {
     /// the memory's own spelling. Empty when the memory holds no text.
     std::string excerpt(const CrumbItem& item, const LexicalSnapshot& snapshot,
                         std::string_view open, std::string_view close) const;
+
+    /// The memories that this one reminds of, best first, at most 12: near-duplicates of its text,
+    /// then what shares its rare words, its meaning or its file's name. Remembered until the next
+    /// change of the index. Empty for a memory that is not in it.
+    std::vector<Uuid> related(const Uuid& id) const;
+    /// The other versions of its file (VersionFamily.h), newest first.
+    std::vector<Uuid> versions(const Uuid& id) const;
 
     /// What each stage made of a query, for people.
     std::string explain(std::string_view searchText) const;

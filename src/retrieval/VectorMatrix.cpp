@@ -126,10 +126,14 @@ std::vector<VectorMatch> VectorView::mostSimilar(std::span<const float> query, d
     return matches;
 }
 
+std::span<const float> VectorView::row(std::size_t row) const {
+    const float* first = &blocks_[row / rowsPerBlock]->exact[row % rowsPerBlock * dimension_];
+    return {first, dimension_};
+}
+
 std::optional<double> VectorView::cosineOfRow(std::size_t row, std::span<const float> query) const {
     const std::vector<double> exactQuery(query.begin(), query.end());
-    const float* first = &blocks_[row / rowsPerBlock]->exact[row % rowsPerBlock * dimension_];
-    return cosine(std::span<const double>(exactQuery), std::span<const float>(first, dimension_));
+    return cosine(std::span<const double>(exactQuery), this->row(row));
 }
 
 void VectorMatrix::set(const CrumbItemPointer& item, std::span<const double> vector) {

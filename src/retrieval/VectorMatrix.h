@@ -35,6 +35,9 @@ class VectorView {
     std::vector<VectorMatch> mostSimilar(std::span<const float> query, double leastCosine,
                                          std::size_t limit, std::stop_token stop) const;
 
+    /// One row's vector, as given. Valid while the view lives.
+    std::span<const float> row(std::size_t row) const;
+
     /// The exact cosine of one row's vector; none when there is nothing to compare.
     std::optional<double> cosineOfRow(std::size_t row, std::span<const float> query) const;
 

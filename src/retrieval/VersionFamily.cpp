@@ -41,12 +41,24 @@ const std::array<VersionMarker, 14>& versionMarkers() {
     return markers;
 }
 
+struct TitlePatterns {
+    std::array<RE2, 5> markers{
+        {RE2("(?i)\\b(final|fnl|absolute|draft|copy|revision|rev|version|ver)\\b"),
+         RE2("(?i)\\b(v|r)" SPACE "*\\p{Nd}+\\b"),
+         RE2("(?i)\\b(this" SPACE "*is" SPACE "*the" SPACE "*one|thisistheone)\\b"),
+         RE2("\\(\\p{Nd}+\\)"), RE2("[_\\-.]+")}};
+};
+
 #undef SPACE
+
+std::string lowerCasedStem(const Path& file) {
+    return lowerCased(toValidUtf8(file.stem().native()));
+}
 
 }  // namespace
 
 std::optional<std::string> versionFamilyKey(const Path& file) {
-    std::string name = lowerCased(toValidUtf8(file.stem().native()));
+    std::string name = lowerCasedStem(file);
     for (const VersionMarker& marker : versionMarkers()) {
         if (name.find(marker.trigger) == std::string::npos) continue;
         RE2::GlobalReplace(&name, marker.pattern, " ");
@@ -62,6 +74,17 @@ std::optional<std::string> versionFamily(const Path& file) {
     auto key = versionFamilyKey(file);
     if (!key) return std::nullopt;
     return *key + lowerCased(toValidUtf8(file.extension().native()));
+}
+
+std::vector<std::string> versionFreeWords(const Path& file) {
+    static const TitlePatterns patterns;
+    std::string name = lowerCasedStem(file);
+    for (const RE2& marker : patterns.markers) RE2::GlobalReplace(&name, marker, " ");
+    std::vector<std::string> words;
+    for (const std::string_view word : splitWhiteSpace(name)) {
+        if (codePointCount(word) > 1) words.emplace_back(word);
+    }
+    return words;
 }
 
 }  // namespace nookery

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/FileSystem.h"
 
@@ -16,5 +17,9 @@ std::optional<std::string> versionFamilyKey(const Path& file);
 /// Equal for two files exactly when they are versions of each other: the key and the extension in
 /// lower case.
 std::optional<std::string> versionFamily(const Path& file);
+
+/// The words of a file's name without version markers that stand as words of their own and without
+/// single characters, in lower case.
+std::vector<std::string> versionFreeWords(const Path& file);
 
 }  // namespace nookery

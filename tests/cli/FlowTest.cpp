@@ -187,6 +187,28 @@ TEST_F(FlowTest, ExportAndImportCarryMemoriesToAnotherLibrary) {
     EXPECT_EQ(other.json({"search", "zest"})["total"], 1);
 }
 
+TEST_F(FlowTest, VersionsAreListedAndMachineMadeTitlesCleanedUp) {
+    nookery.home.write("Report final v2.txt", "one");
+    nookery.home.write("report_draft3.txt", "two");
+    nookery.home.write("IMG_4821.txt", "three");
+    const Json added =
+        nookery.json({"add", "Report final v2.txt", "report_draft3.txt", "IMG_4821.txt"})["added"];
+    const std::string first = added[0]["id"];
+    EXPECT_EQ(nookery.json({"versions", first})["items"][0]["id"], added[1]["id"]);
+    EXPECT_EQ(nookery.json({"show", first})["versions"].size(), 1);
+    EXPECT_EQ(nookery.json({"related", first})["items"].size(), 0);
+
+    const Json listed = nookery.json({"cleanup-names"});
+    EXPECT_EQ(listed["changed"], 0);
+    ASSERT_EQ(listed["candidates"].size(), 1);
+    EXPECT_EQ(listed["candidates"][0]["oldTitle"], "IMG_4821");
+    EXPECT_EQ(nookery.run({"cleanup-names", "--apply"}).status, 2) << "nobody can be asked";
+    EXPECT_EQ(nookery.json({"cleanup-names", "--apply", "--yes"})["changed"], 1);
+    EXPECT_EQ(nookery.json({"show", added[2]["id"]})["title"], listed["candidates"][0]["newTitle"]);
+    EXPECT_EQ(nookery.json({"cleanup-names"})["candidates"].size(), 0);
+    EXPECT_EQ(nookery.home.read(".local/share/Crumb/Items/IMG_4821.txt"), "three");
+}
+
 TEST_F(FlowTest, BatchAnswersALineForEveryQueryAndForEveryKeystroke) {
     addText("tulips and daffodils");
     const Outcome batch =

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "collection/CrumbItem.h"
+
+namespace nookery {
+
+/// The memories with files, by what their names have in common. Names are looked at when first
+/// asked for, so that loading a library does not wait for it. Main thread.
+class FileFamilies {
+  public:
+    /// Adds a memory or replaces what is known of it.
+    void put(const CrumbItemPointer& item);
+    void remove(const Uuid& id);
+    void clear();
+
+    /// The other versions of a memory's file, newest first: same key, same extension.
+    CrumbItemList versionsOf(const Uuid& id);
+    /// Files of the same name in other formats: same key, other extension; in no order.
+    CrumbItemList otherFormatsOf(const Uuid& id);
+
+  private:
+    struct Member {
+        CrumbItemPointer item;
+        std::string extension;  ///< lower case
+    };
+    using Members = std::vector<Member>;
+
+    void readNames();
+    void take(const Uuid& id);
+    CrumbItemList membersLike(const Uuid& id, bool sameExtension);
+
+    std::unordered_map<Uuid, CrumbItemPointer> unread_;
+    std::unordered_map<std::string, Members> families_;  // by key
+    std::unordered_map<Uuid, std::string> keys_;
+};
+
+}  // namespace nookery
