@@ -94,7 +94,7 @@ void sayMessages(Session& session, std::string_view label,
 }
 
 void sayTwins(Session& session, const CrumbStore& store, const CaptureReport& report) {
-    const ShortIds shortIds(store);
+    const ShortIds shortIds = shortIdsOf(store);
     std::vector<std::string> lines;
     for (const CaptureDuplicate& duplicate : report.duplicates) {
         lines.push_back(

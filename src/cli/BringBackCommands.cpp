@@ -74,7 +74,7 @@ int runSet(Session& session, const Arguments& arguments) {
 
 int runList(Session& session, const Arguments&) {
     const CrumbStore& store = session.open(LibraryAccess::reading);
-    const ShortIds shortIds(store);
+    const ShortIds shortIds = shortIdsOf(store);
     std::vector<std::pair<Date, CrumbItemPointer>> sorted;
     for (const auto& [id, date] : *store.bringBackDates()) {
         if (const auto item = store.item(id)) sorted.emplace_back(date, item);

@@ -17,6 +17,8 @@ std::vector<Command> makeTable() {
     add(deleteCommands());
     add(snapshotCommands());
     add(archiveCommands());
+    add(receiptImportCommands());
+    add(receiptCommands());
     add(importAndExportCommands());
     add({enrichCommand(), statsCommand()});
     add(configCommands());

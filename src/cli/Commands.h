@@ -19,6 +19,8 @@ Command searchCommand();
 std::vector<Command> bringBackCommands();
 std::vector<Command> snapshotCommands();
 std::vector<Command> archiveCommands();
+std::vector<Command> receiptImportCommands();
+std::vector<Command> receiptCommands();
 Command enrichCommand();
 Command statsCommand();
 std::vector<Command> configCommands();

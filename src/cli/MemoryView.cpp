@@ -11,7 +11,6 @@
 namespace nookery::cli {
 namespace {
 
-constexpr std::size_t leastIdLength = 8;
 constexpr std::size_t kindColumns = 8;
 constexpr std::size_t dateColumns = 16;
 constexpr std::size_t mostTitleColumns = 60;
@@ -19,35 +18,6 @@ constexpr std::size_t mostTitleColumns = 60;
 /// The keys of a memory in the order in which people read them.
 constexpr std::array keyOrder{"id",        "title",    "kind", "createdAt", "text",
                               "urlString", "filePath", "note", "groupID",   "sourceItemID"};
-
-std::size_t sharedLength(const std::string& left, const std::string& right) {
-    const auto [end, unused] = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
-    return static_cast<std::size_t>(end - left.begin());
-}
-
-std::string upperCased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
-    return text;
-}
-
-/// The only one of `things` whose id begins with `prefix`.
-template <typename Range, typename IdOf>
-auto onlyOne(const Range& things, const std::string& prefix, std::string_view what, IdOf idOf) {
-    const std::string wanted = upperCased(prefix);
-    std::vector<typename Range::value_type> found;
-    for (const auto& thing : things) {
-        if (!wanted.empty() && idOf(thing).toString().starts_with(wanted)) found.push_back(thing);
-    }
-    if (found.empty()) {
-        throw Error(fmt::format("There is no {} \"{}\".", what, printable(prefix)));
-    }
-    if (found.size() > 1) {
-        throw Error(fmt::format("More than one {}'s id begins with \"{}\": give more of it.", what,
-                                printable(prefix)));
-    }
-    return found.front();
-}
 
 std::string tagText(const CrumbStore& store, const CrumbItem& item) {
     std::string text;
@@ -71,23 +41,11 @@ OrderedJson memoryJson(const CrumbStore& store, const CrumbItem& item) {
     return document;
 }
 
-ShortIds::ShortIds(const CrumbStore& store) {
-    sorted_.reserve(store.items()->size());
-    for (const auto& item : *store.items()) sorted_.push_back(item->id);
-    std::sort(sorted_.begin(), sorted_.end());
-}
-
-std::string ShortIds::operator()(const Uuid& id) const {
-    const std::string text = id.toString();
-    std::size_t length = leastIdLength;
-    const auto place = std::lower_bound(sorted_.begin(), sorted_.end(), id);
-    if (place != sorted_.begin()) {
-        length = std::max(length, sharedLength(text, std::prev(place)->toString()) + 1);
-    }
-    const auto after = place != sorted_.end() && *place == id ? std::next(place) : place;
-    if (after != sorted_.end())
-        length = std::max(length, sharedLength(text, after->toString()) + 1);
-    return text.substr(0, length);
+ShortIds shortIdsOf(const CrumbStore& store) {
+    std::vector<Uuid> ids;
+    ids.reserve(store.items()->size());
+    for (const auto& item : *store.items()) ids.push_back(item->id);
+    return ShortIds(std::move(ids));
 }
 
 CrumbItemPointer findMemory(const CrumbStore& store, const std::string& prefix) {
@@ -144,8 +102,8 @@ std::string memoryLine(const CrumbStore& store, const CrumbItem& item, Date now)
 }
 
 void printMemoryTable(Session& session, const CrumbStore& store, const CrumbItemList& items) {
-    const ShortIds shortIds(store);
-    std::size_t idColumns = leastIdLength;
+    const ShortIds shortIds = shortIdsOf(store);
+    std::size_t idColumns = ShortIds::leastLength;
     std::size_t titleColumns = 0;
     for (const auto& item : items) {
         idColumns = std::max(idColumns, shortIds(item->id).size());

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/Ids.h"
 #include "cli/Session.h"
 #include "collection/CrumbStore.h"
 #include "foundation/Json.h"
@@ -15,15 +16,7 @@ namespace nookery::cli {
 /// A memory as every command's JSON gives it: its keyed form, with tags and the group's name.
 OrderedJson memoryJson(const CrumbStore& store, const CrumbItem& item);
 
-/// Ids as people see and type them: as many characters as tell them apart, eight at the least.
-class ShortIds {
-  public:
-    explicit ShortIds(const CrumbStore& store);
-    std::string operator()(const Uuid& id) const;
-
-  private:
-    std::vector<Uuid> sorted_;
-};
+ShortIds shortIdsOf(const CrumbStore& store);
 
 /// The memory whose id begins with `prefix`, in either case. Throws Error when there is none, or
 /// more than one.

@@ -93,7 +93,7 @@ void printHit(Session& session, const CrumbStore& store, const CrumbItem& item,
 void printResult(Session& session, const CrumbStore& store, const SearchResult& result,
                  const Query& query) {
     const LexicalSnapshot reading = readingOf(store, query.text);
-    const ShortIds shortIds(store);
+    const ShortIds shortIds = shortIdsOf(store);
     std::size_t shown = 0;
     for (const RankedHit& hit : result.hits) {
         const auto item = store.item(hit.id);

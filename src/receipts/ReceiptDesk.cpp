@@ -134,7 +134,7 @@ void ReceiptDesk::importNext(const std::shared_ptr<Job>& job) {
         }
         importNext(job);
     };
-    platform_.captureQueue.async([&platform = platform_, layout = layout_, job, source,
+    platform_.captureQueue.async([platform = platform_, layout = layout_, job, source,
                                   done = guard_.guarded(copied)]() mutable {
         std::optional<PreservedReceipt> preserved;
         std::string failure;
@@ -194,7 +194,7 @@ void ReceiptDesk::read(const CrumbReceipt& receipt) {
                                   : "Receipt saved, but recognition could not begin: " + failure);
         }
     };
-    platform_.enrichQueue.async([&platform = platform_, file = Path(*receipt.originalFilePath),
+    platform_.enrichQueue.async([platform = platform_, file = Path(*receipt.originalFilePath),
                                  stop = stop_.get_token(), done = guard_.guarded(read)]() mutable {
         std::optional<CrumbReceiptRecognizer::Result> result;
         std::string failure;

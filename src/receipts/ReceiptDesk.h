@@ -90,7 +90,7 @@ class ReceiptDesk {
     void finishReading(const Uuid& id, const std::string& failure);
     void put(CrumbReceipt receipt);
 
-    const Platform& platform_;
+    Platform platform_;
     LibraryLayout layout_;
     NoteOriginal noteOriginal_;
     CrumbReceiptStore store_;

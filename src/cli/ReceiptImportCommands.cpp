@@ -1,0 +1,170 @@
+#include <fmt/format.h>
+
+#include <optional>
+
+#include "cli/Commands.h"
+#include "cli/MemoryView.h"
+#include "cli/ReceiptView.h"
+#include "cli/TextLayout.h"
+#include "foundation/Text.h"
+
+namespace nookery::cli {
+namespace {
+
+using Failures = std::vector<ReceiptImport::Failure>;
+
+/// Takes the files in and waits until they are read, unless interrupted.
+ReceiptImport import(Session& session, ReceiptDesk& desk, std::vector<ReceiptSource> sources) {
+    std::optional<ReceiptImport> outcome;
+    const auto progress = desk.beingRead().subscribe([&](const std::set<Uuid>& ids) {
+        if (ids.empty()) return;
+        session.messages().progress(fmt::format("Reading receipt… {} left", ids.size()));
+    });
+    desk.import(std::move(sources), session.stop(),
+                [&](const ReceiptImport& finished) { outcome = finished; });
+    session.waitUntil(
+        [&] { return outcome && (session.isInterrupted() || desk.beingRead()->empty()); });
+    return *outcome;
+}
+
+void answerAsJson(Session& session, const ReceiptDesk& desk, const ReceiptImport& outcome) {
+    OrderedJson added = OrderedJson::array();
+    for (const auto& receipt : outcome.added) {
+        OrderedJson json = receiptJson(*desk.find(receipt->id));
+        const auto message = desk.recognitionMessages()->find(receipt->id);
+        if (message != desk.recognitionMessages()->end()) {
+            json["recognitionMessage"] = message->second;
+        }
+        added.push_back(std::move(json));
+    }
+    OrderedJson failed = OrderedJson::array();
+    for (const auto& failure : outcome.failed) {
+        failed.push_back({{"source", displayName(failure.source)}, {"message", failure.message}});
+    }
+    session.print({{"added", std::move(added)}, {"failed", std::move(failed)}});
+}
+
+int answer(Session& session, const ReceiptDesk& desk, const ReceiptImport& outcome) {
+    if (session.wantsJson()) {
+        answerAsJson(session, desk, outcome);
+    } else {
+        ReceiptList added;
+        for (const auto& receipt : outcome.added) added.push_back(desk.find(receipt->id));
+        printReceiptTable(session, desk, added);
+        for (const auto& failure : outcome.failed) {
+            session.say(printable(displayName(failure.source) + ": " + failure.message));
+        }
+        session.say(counted(added.size(), "receipt", "receipts") + " added, flagged for review.");
+    }
+    if (session.isInterrupted()) return exitInterrupted;
+    return outcome.failed.empty() ? exitDone : exitFailed;
+}
+
+int runImport(Session& session, const Arguments& arguments) {
+    std::vector<ReceiptSource> sources;
+    for (const std::string& file : arguments.positionals()) sources.push_back({file, file});
+    auto receipts = OpenReceipts::forWriting(session);
+    const ReceiptImport outcome = import(session, receipts.desk(), std::move(sources));
+    return answer(session, receipts.desk(), outcome);
+}
+
+int runFromMemory(Session& session, const Arguments& arguments) {
+    const CrumbStore& store = session.open(LibraryAccess::reading);
+    auto receipts = OpenReceipts::forWriting(session);
+    std::vector<ReceiptSource> sources;
+    Failures unselected;
+    for (const std::string& prefix : arguments.positionals()) {
+        try {
+            sources.push_back(receiptSourceOf(*findMemory(store, prefix), session.platform()));
+        } catch (const Error& error) {
+            unselected.push_back({prefix, error.description()});
+        }
+    }
+    ReceiptImport outcome = import(session, receipts.desk(), std::move(sources));
+    outcome.failed.insert(outcome.failed.begin(), unselected.begin(), unselected.end());
+    return answer(session, receipts.desk(), outcome);
+}
+
+OrderedJson lineJson(const OCRLine& line) {
+    return {{"text", line.text},
+            {"box",
+             {{"x", line.box.x},
+              {"y", line.box.y},
+              {"width", line.box.width},
+              {"height", line.box.height}}},
+            {"confidence", line.confidence}};
+}
+
+OrderedJson resultJson(const CrumbReceiptRecognizer::Result& result) {
+    OrderedJson json{{"merchant", nullptr}, {"purchaseDate", nullptr}, {"totalCents", nullptr}};
+    if (result.merchant) json["merchant"] = *result.merchant;
+    if (result.purchaseDate) json["purchaseDate"] = toText(*result.purchaseDate);
+    if (result.totalCents) json["totalCents"] = *result.totalCents;
+    json["merchantLines"] = result.merchantLines;
+    json["dateLines"] = result.dateLines;
+    json["totalLines"] = result.totalLines;
+    return json;
+}
+
+void printReading(Session& session, const std::vector<OCRLine>& lines,
+                  const CrumbReceiptRecognizer::Result& result) {
+    for (const OCRLine& line : lines) session.out().writeLine(printable(line.text));
+    const auto found = [&](std::string_view name, const std::string& value) {
+        session.say(fmt::format("{}: {}", name, value.empty() ? "not found" : printable(value)));
+    };
+    found("merchant", result.merchant.value_or(""));
+    found("date", result.purchaseDate ? toText(*result.purchaseDate) : "");
+    found("total", result.totalCents ? "$" + toText(Cents{*result.totalCents}) : "");
+}
+
+int runRecognize(Session& session, const Arguments& arguments) {
+    const Path file = arguments.positional(0);
+    const auto lines = CrumbReceiptRecognizer::recognise(session.platform(), file, session.stop());
+    const auto result = CrumbReceiptRecognizer::parse(lines);
+    OrderedJson doubts = OrderedJson::array();
+    for (const auto doubt : result.doubts) {
+        doubts.push_back(CrumbReceiptRecognizer::explanation(doubt));
+    }
+    if (!session.wantsJson()) {
+        printReading(session, lines, result);
+        for (const auto& doubt : doubts) session.say("doubt: " + doubt.get<std::string>());
+        return exitDone;
+    }
+    OrderedJson all = OrderedJson::array();
+    for (const OCRLine& line : lines) all.push_back(lineJson(line));
+    session.print(
+        {{"lines", std::move(all)}, {"result", resultJson(result)}, {"doubts", std::move(doubts)}});
+    return exitDone;
+}
+
+}  // namespace
+
+std::vector<Command> receiptImportCommands() {
+    return {
+        {.name = "receipts import",
+         .summary = "Take receipts in and read merchant, date and total",
+         .examples = {{"receipts import lunch.jpg hotel.pdf", "two at once"}},
+         .positionals = {{.name = "FILE",
+                          .help = "images and PDFs; they are copied, never changed",
+                          .repeats = true,
+                          .offers = Offers::files}},
+         .notes = "What was read is a proposal: every receipt stays flagged for review.",
+         .run = runImport},
+        {.name = "receipts from-memory",
+         .summary = "Take receipts from memories that are images or PDFs",
+         .examples = {{"receipts from-memory 3F2A91C4", "the memory stays as it is"}},
+         .positionals = {{.name = "ID",
+                          .help = "ids of memories, or their beginnings",
+                          .repeats = true}},
+         .notes = "NOOKERY preserves your saved memory. Receipts keeps its own unchanged copy for "
+                  "records and reports.",
+         .run = runFromMemory},
+        {.name = "receipts recognize",
+         .summary = "Print the lines read from a file, and what they say; keeps nothing",
+         .examples = {{"receipts recognize lunch.jpg", "why a total was or was not found"}},
+         .positionals = {{.name = "FILE", .help = "an image or a PDF", .offers = Offers::files}},
+         .run = runRecognize},
+    };
+}
+
+}  // namespace nookery::cli
