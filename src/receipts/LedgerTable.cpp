@@ -1,0 +1,138 @@
+#include "receipts/LedgerTable.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "foundation/Text.h"
+
+namespace nookery {
+namespace {
+
+using namespace reportstyle;
+
+constexpr PdfColumn dateColumn{47, 62};
+constexpr PdfColumn merchantColumn{112, 113};
+constexpr PdfColumn typeColumn{230, 73};
+constexpr PdfColumn classColumn{307, 67};
+constexpr PdfColumn categoryColumn{378, 91};
+constexpr PdfColumn amountColumn{478, 77};
+constexpr PdfColumn detailColumn{112, 443};
+
+constexpr PdfFont cellFont{.size = 8};
+constexpr PdfFont merchantFont{.size = 8, .face = PdfFont::Face::bold};
+constexpr PdfFont headFont{.size = 8, .face = PdfFont::Face::bold};
+constexpr PdfFont detailFont{.size = 6.5};
+constexpr double headHeight = 16;
+constexpr double padding = 4;
+constexpr double detailGap = 1.5;
+
+/// Whatever a record holds, a row fits on a page; the spreadsheet has the whole text.
+constexpr std::size_t mostCellLines = 12;
+constexpr std::size_t mostNoteLines = 20;
+
+std::string_view effectOf(const CrumbReceipt& receipt) {
+    if (receipt.type == ReceiptType::purchase) return "Purchase (+)";
+    return receipt.type == ReceiptType::refund ? "Refund (-)" : "Documentation";
+}
+
+std::string detailOf(const CrumbReceipt& receipt) {
+    return fmt::format("ID: {}   •   {}   •   {}", receipt.id.toString(), effectOf(receipt),
+                       receipt.needsReview ? "Review required" : "Reviewed");
+}
+
+}  // namespace
+
+/// A row's texts, broken to fit their columns.
+struct LedgerTable::Cells {
+    Lines date, merchant, type, classification, category, amount, detail, note;
+
+    double cellHeight() const {
+        return std::max({heightOf(date), heightOf(merchant), heightOf(type),
+                         heightOf(classification), heightOf(category), heightOf(amount)});
+    }
+    double height() const {
+        return padding + cellHeight() + detailGap + heightOf(detail) + heightOf(note) + padding;
+    }
+};
+
+void LedgerTable::draw(const std::vector<ReceiptPackage::Row>& rows) {
+    drawHead();
+    pages_.repeatOnNewPages([this] { drawHead(); });
+    for (const auto& row : rows) drawRow(*row.receipt);
+    pages_.repeatOnNewPages({});
+}
+
+void LedgerTable::drawHead() {
+    pages_.canvas().fillRectangle(
+        {ReportPages::body.left - 3, pages_.top(), ReportPages::body.width + 6, headHeight}, shade);
+    const double top = pages_.top() + 3;
+    const auto name = [&](std::string_view text, const PdfColumn& column,
+                          PdfAlignment alignment = PdfAlignment::left) {
+        pages_.line(text, headFont, accent, column, top, alignment);
+    };
+    name("Date", dateColumn);
+    name("Merchant", merchantColumn);
+    name("Type", typeColumn);
+    name("Class", classColumn);
+    name("Category", categoryColumn);
+    name("Amount", amountColumn, PdfAlignment::right);
+    pages_.moveDown(headHeight);
+}
+
+void LedgerTable::drawRow(const CrumbReceipt& receipt) {
+    const Cells cells = cellsOf(receipt);
+    pages_.demand(cells.height());
+    const double top = pages_.top() + padding;
+    pages_.lines(cells.date, cellFont, ink, dateColumn, top);
+    pages_.lines(cells.merchant, merchantFont, ink, merchantColumn, top);
+    pages_.lines(cells.type, cellFont, ink, typeColumn, top);
+    pages_.lines(cells.classification, cellFont, ink, classColumn, top);
+    pages_.lines(cells.category, cellFont, ink, categoryColumn, top);
+    pages_.lines(cells.amount, cellFont, ink, amountColumn, top, PdfAlignment::right);
+    const double below = top + cells.cellHeight() + detailGap;
+    const double noteTop = pages_.lines(cells.detail, detailFont, faint, detailColumn, below);
+    pages_.lines(cells.note, detailFont, faint, detailColumn, noteTop);
+    pages_.moveDown(cells.height());
+    pages_.rule(pages_.top(), 0.4, hairline);
+}
+
+LedgerTable::Cells LedgerTable::cellsOf(const CrumbReceipt& receipt) {
+    const std::string merchant(trimmed(receipt.merchant.value_or("")));
+    Cells cells;
+    cells.date = broken(shownDate(receipt), cellFont, dateColumn, mostCellLines);
+    cells.merchant = broken(merchant.empty() ? "Unknown merchant" : merchant, merchantFont,
+                            merchantColumn, mostCellLines);
+    cells.type = brokenOnce(std::string(label(receipt.type)), typeColumn);
+    cells.classification = brokenOnce(std::string(label(receipt.classification)), classColumn);
+    cells.category = brokenOnce(receipt.category.value_or(""), categoryColumn);
+    cells.amount = broken(shownAmount(receipt), cellFont, amountColumn, mostCellLines);
+    cells.detail = broken(detailOf(receipt), detailFont, detailColumn, 2);
+    const std::string_view note = trimmed(receipt.note);
+    if (!note.empty()) {
+        cells.note = broken(fmt::format("Note: {}", note), detailFont, detailColumn, mostNoteLines);
+    }
+    return cells;
+}
+
+/// What goes beyond the most lines is cut, and shows that it was.
+LedgerTable::Lines LedgerTable::broken(std::string_view text, const PdfFont& font,
+                                       const PdfColumn& column, std::size_t mostLines) {
+    constexpr std::size_t plentyForALine = 400;
+    const std::string_view start = firstCharacters(text, mostLines * plentyForALine);
+    Lines lines = pages_.canvas().breakText(start, font, column.width);
+    if (lines.size() <= mostLines && start.size() == text.size()) return lines;
+    lines.resize(std::min(lines.size(), mostLines));
+    lines.back() = pages_.canvas().fitText(lines.back().text + " …", font, column.width);
+    return lines;
+}
+
+const LedgerTable::Lines& LedgerTable::brokenOnce(const std::string& text,
+                                                  const PdfColumn& column) {
+    const std::string key = fmt::format("{}:{}", column.left, text);
+    if (const auto known = shared_.find(key); known != shared_.end()) return known->second;
+    return shared_.emplace(key, broken(text, cellFont, column, mostCellLines)).first->second;
+}
+
+}  // namespace nookery

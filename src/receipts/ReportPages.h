@@ -1,0 +1,69 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+#include <vector>
+
+#include "platform/PdfWriter.h"
+
+namespace nookery {
+
+/// A place across the page, in points.
+struct PdfColumn {
+    double left = 0;
+    double width = 0;
+
+    double right() const { return left + width; }
+};
+
+/// The accountant report's pages: header, footer, and where the next thing goes. What is asked to
+/// stay together never breaks across pages, unless it is higher than a page.
+class ReportPages {
+  public:
+    static constexpr PdfColumn body{47, 508};
+
+    explicit ReportPages(PdfCanvas& canvas);
+
+    PdfCanvas& canvas() { return canvas_; }
+    double top() const { return top_; }
+
+    /// Begins a new page unless so much room is left on this one.
+    void demand(double height);
+    void moveDown(double distance) { top_ += distance; }
+    /// Drawn at the top of each new page while it is set: a table's head.
+    void repeatOnNewPages(std::function<void()> head) { head_ = std::move(head); }
+
+    /// A section's heading, kept together with what follows it up to `heightBelow`.
+    void heading(std::string_view text, double heightBelow);
+    /// A text over the width of a column, broken across pages between lines only.
+    void paragraph(std::string_view text, const PdfFont& font, PdfColor color,
+                   const PdfColumn& column);
+    /// Draws lines below each other from `top` on; answers where they end.
+    double lines(const std::vector<PdfTextLine>& lines, const PdfFont& font, PdfColor color,
+                 const PdfColumn& column, double top,
+                 PdfAlignment alignment = PdfAlignment::natural);
+    void line(std::string_view text, const PdfFont& font, PdfColor color, const PdfColumn& column,
+              double top, PdfAlignment alignment = PdfAlignment::left);
+    void rule(double top, double thickness, PdfColor color);
+
+  private:
+    void beginPage();
+    void drawHeaderAndFooter(std::string_view header);
+
+    PdfCanvas& canvas_;
+    int pageNumber_ = 1;
+    double top_;
+    std::function<void()> head_;
+};
+
+double heightOf(const std::vector<PdfTextLine>& lines);
+
+namespace reportstyle {
+inline constexpr PdfColor ink{33, 37, 41};
+inline constexpr PdfColor faint{108, 117, 125};
+inline constexpr PdfColor accent{31, 78, 121};
+inline constexpr PdfColor shade{233, 238, 244};
+inline constexpr PdfColor hairline{206, 212, 218};
+}  // namespace reportstyle
+
+}  // namespace nookery
