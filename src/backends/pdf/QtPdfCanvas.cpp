@@ -129,7 +129,10 @@ void QtPdfCanvas::breakParagraph(const QString& paragraph, const PdfFont& font, 
 }
 
 PdfTextLine QtPdfCanvas::fitText(std::string_view text, const PdfFont& font, double width) const {
-    const QString wanted = shownText(text).simplified();
+    QString wanted = shownText(text).trimmed();
+    for (const QChar end : {QChar(QChar::LineSeparator), QChar(QChar::ParagraphSeparator)}) {
+        wanted.replace(end, u' ');
+    }
     const QFont face = deviceFont(font);
     const QString fitted =
         QFontMetricsF(face, &writer_).elidedText(wanted, Qt::ElideRight, dots(width));
