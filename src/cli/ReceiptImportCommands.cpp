@@ -7,6 +7,8 @@
 #include "cli/ReceiptView.h"
 #include "cli/TextLayout.h"
 #include "foundation/Text.h"
+#include "receipts/CrumbReceiptExporter.h"
+#include "receipts/ReceiptSummary.h"
 
 namespace nookery::cli {
 namespace {
@@ -137,6 +139,43 @@ int runRecognize(Session& session, const Arguments& arguments) {
     return exitDone;
 }
 
+void answer(Session& session, const CrumbReceiptExporter::Exported& exported) {
+    const ReceiptPackage& package = exported.package;
+    if (session.wantsJson()) {
+        session.print({{"path", displayName(exported.folder)},
+                       {"originalsCopied", package.originalsCopied},
+                       {"originalsMissing", package.originalsMissing},
+                       {"needReview", package.needReview}});
+        return;
+    }
+    const ReceiptExportNotice notice = receiptExportNotice(package);
+    session.out().writeLine(printable(displayName(exported.folder)));
+    session.say(notice.title + ": " + notice.text);
+}
+
+int runExport(Session& session, const Arguments& arguments) {
+    auto receipts = OpenReceipts::forReading(session);
+    constexpr std::size_t stride = 16;
+    const ReceiptExportFollower follower{.progress =
+                                             [&](std::size_t done, std::size_t total) {
+                                                 if (done % stride != 0) return;
+                                                 session.messages().progress(fmt::format(
+                                                     "copying originals: {} of {}", done, total));
+                                             },
+                                         .stop = session.stop()};
+    try {
+        const auto exported = CrumbReceiptExporter::write(session.platform(), session.layout(),
+                                                          *receipts.desk().receipts(),
+                                                          arguments.positional(0), follower);
+        answer(session, exported);
+        return exitDone;
+    } catch (const Cancelled&) {
+        throw;
+    } catch (const Error& error) {
+        throw Error("Unable to Export Receipts: " + error.description());
+    }
+}
+
 }  // namespace
 
 std::vector<Command> receiptImportCommands() {
@@ -164,6 +203,14 @@ std::vector<Command> receiptImportCommands() {
          .examples = {{"receipts recognize lunch.jpg", "why a total was or was not found"}},
          .positionals = {{.name = "FILE", .help = "an image or a PDF", .offers = Offers::files}},
          .run = runRecognize},
+        {.name = "receipts export",
+         .summary = "Everything your accountant needs, organized in one folder",
+         .examples = {{"receipts export ~/Documents", "makes a new folder in it"}},
+         .positionals = {{.name = "FOLDER",
+                          .help = "a folder that exists",
+                          .offers = Offers::files}},
+         .notes = "Your saved receipts remain unchanged. All records are included.",
+         .run = runExport},
     };
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "foundation/Text.h"
+
 namespace nookery {
 namespace {
 
@@ -54,6 +56,11 @@ std::string shownDate(const CrumbReceipt& receipt) {
 std::string shownMerchant(const CrumbReceipt& receipt, bool isBeingRead) {
     if (isBeingRead) return "Reading receipt…";
     return receipt.merchant.value_or("Receipt awaiting details");
+}
+
+std::string reportedMerchant(const CrumbReceipt& receipt) {
+    const std::string merchant(trimmed(receipt.merchant.value_or("")));
+    return merchant.empty() ? "Unknown merchant" : merchant;
 }
 
 std::optional<std::string_view> documentationRemark(const CrumbReceipt& receipt) {

@@ -89,6 +89,8 @@ std::string shownAmount(const CrumbReceipt& receipt);
 std::string shownDate(const CrumbReceipt& receipt);
 /// The merchant; while there is none, what the record waits for.
 std::string shownMerchant(const CrumbReceipt& receipt, bool isBeingRead);
+/// The merchant, or "Unknown merchant", in what is given to others.
+std::string reportedMerchant(const CrumbReceipt& receipt);
 /// What is said beside a record that is no expense by its type; none for purchases.
 std::optional<std::string_view> documentationRemark(const CrumbReceipt& receipt);
 

@@ -99,11 +99,9 @@ void LedgerTable::drawRow(const CrumbReceipt& receipt) {
 }
 
 LedgerTable::Cells LedgerTable::cellsOf(const CrumbReceipt& receipt) {
-    const std::string merchant(trimmed(receipt.merchant.value_or("")));
     Cells cells;
     cells.date = broken(shownDate(receipt), cellFont, dateColumn, mostCellLines);
-    cells.merchant = broken(merchant.empty() ? "Unknown merchant" : merchant, merchantFont,
-                            merchantColumn, mostCellLines);
+    cells.merchant = broken(reportedMerchant(receipt), merchantFont, merchantColumn, mostCellLines);
     cells.type = brokenOnce(std::string(label(receipt.type)), typeColumn);
     cells.classification = brokenOnce(std::string(label(receipt.classification)), classColumn);
     cells.category = brokenOnce(receipt.category.value_or(""), categoryColumn);

@@ -4,7 +4,6 @@
 
 #include <array>
 
-#include "foundation/Text.h"
 #include "receipts/LedgerTable.h"
 
 namespace nookery {
@@ -18,6 +17,9 @@ constexpr PdfFont boldFont{.size = 9, .face = PdfFont::Face::bold};
 constexpr PdfFont smallFont{.size = 7};
 constexpr PdfColumn labelColumn{47, 250};
 constexpr PdfColumn figureColumn{300, 110};
+constexpr PdfColumn entryColumn{47, 330};
+constexpr PdfColumn entryDateColumn{385, 80};
+constexpr PdfColumn entryAmountColumn{470, 85};
 constexpr PdfColumn bulletColumn{47, 10};
 constexpr PdfColumn noteColumn{57, 498};
 constexpr double rowHeight = 15;
@@ -122,22 +124,21 @@ class ReceiptReport {
 
     void drawReviewEntry(const ReceiptPackage::Row& row) {
         const CrumbReceipt& receipt = *row.receipt;
-        const std::string merchant(trimmed(receipt.merchant.value_or("")));
-        const std::string_view name = merchant.empty() ? "Unknown merchant" : merchant;
-        const PdfColumn right{400, 155};
-        const PdfColumn left{ReportPages::body.left, right.left - ReportPages::body.left - 8};
         const auto issues = pages_.canvas().breakText(
             fmt::format("{}", fmt::join(row.issues, " • ")), textFont, ReportPages::body.width);
-        const auto title = pages_.canvas().fitText(name, boldFont, left.width);
+        const auto title =
+            pages_.canvas().fitText(reportedMerchant(receipt), boldFont, entryColumn.width);
         const auto id = pages_.canvas().fitText("ID: " + receipt.id.toString(), smallFont,
                                                 ReportPages::body.width);
         const double height = title.height() + heightOf(issues) + id.height() + 2 * lineSpacing;
         pages_.demand(height);
         const double top = pages_.top() + lineSpacing;
-        pages_.lines({title}, boldFont, ink, left, top);
-        pages_.line(fmt::format("{}   {}", shownDate(receipt), shownAmount(receipt)), textFont, ink,
-                    right, top, PdfAlignment::right);
-        double below = pages_.lines(issues, textFont, ink, ReportPages::body, top + title.height());
+        pages_.lines({title}, boldFont, ink, entryColumn, top);
+        pages_.line(shownDate(receipt), textFont, ink, entryDateColumn, top, PdfAlignment::right);
+        pages_.line(shownAmount(receipt), textFont, ink, entryAmountColumn, top,
+                    PdfAlignment::right);
+        const double below =
+            pages_.lines(issues, textFont, ink, ReportPages::body, top + title.height());
         pages_.lines({id}, smallFont, faint, ReportPages::body, below);
         pages_.moveDown(height);
         pages_.rule(pages_.top(), 0.4, hairline);
