@@ -101,7 +101,7 @@ OrderedJson resultJson(const CrumbReceiptRecognizer::Result& result) {
     OrderedJson json{{"merchant", nullptr}, {"purchaseDate", nullptr}, {"totalCents", nullptr}};
     if (result.merchant) json["merchant"] = *result.merchant;
     if (result.purchaseDate) json["purchaseDate"] = toText(*result.purchaseDate);
-    if (result.totalCents) json["totalCents"] = *result.totalCents;
+    if (result.totalCents) json["totalCents"] = result.totalCents->count;
     json["merchantLines"] = result.merchantLines;
     json["dateLines"] = result.dateLines;
     json["totalLines"] = result.totalLines;
@@ -116,7 +116,7 @@ void printReading(Session& session, const std::vector<OCRLine>& lines,
     };
     found("merchant", result.merchant.value_or(""));
     found("date", result.purchaseDate ? toText(*result.purchaseDate) : "");
-    found("total", result.totalCents ? "$" + toText(Cents{*result.totalCents}) : "");
+    found("total", result.totalCents ? "$" + toText(*result.totalCents) : "");
 }
 
 int runRecognize(Session& session, const Arguments& arguments) {
