@@ -24,7 +24,7 @@ std::string summaryOf(const Candidates& candidates) {
 }
 
 void printCandidates(Session& session, const CrumbStore& store, const Candidates& candidates) {
-    const ShortIds shortIds(store);
+    const ShortIds shortIds = shortIdsOf(store);
     for (const auto& candidate : candidates) {
         session.out().writeLine(fmt::format(
             "{}  {} → {}", session.style().inDim(shortIds(candidate.id)),
