@@ -1,53 +1,40 @@
 #include "backends/SecretServiceKeyStore.h"
 
 #include <fmt/format.h>
-#include <libsecret/secret.h>
+#include <gio/gio.h>
 
-#include <algorithm>
+#include <array>
 #include <condition_variable>
 #include <mutex>
 #include <stop_token>
 #include <thread>
+#include <unordered_set>
 
 namespace nookery {
 namespace {
 
+constexpr const char* busName = "org.freedesktop.secrets";
+constexpr const char* servicePath = "/org/freedesktop/secrets";
+constexpr const char* serviceInterface = "org.freedesktop.Secret.Service";
+constexpr const char* collectionInterface = "org.freedesktop.Secret.Collection";
+constexpr const char* itemInterface = "org.freedesktop.Secret.Item";
 constexpr const char* itemLabel = "Nookery";
-
-/// The attributes by which items are found. Items that other programs made under another schema's
-/// name are found too.
-const SecretSchema schema = {
-    "org.freedesktop.Secret.Generic",
-    SECRET_SCHEMA_DONT_MATCH_NAME,
-    {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING}, {"account", SECRET_SCHEMA_ATTRIBUTE_STRING}},
-    0,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr};
+/// Stands for "none" wherever the service answers with a path.
+constexpr std::string_view noPath = "/";
 
 struct Release {
     void operator()(gpointer object) const { g_object_unref(object); }
-    void operator()(GHashTable* table) const { g_hash_table_unref(table); }
-    void operator()(SecretValue* value) const { secret_value_unref(value); }
+    void operator()(GVariant* value) const { g_variant_unref(value); }
     void operator()(GError* error) const { g_error_free(error); }
+    void operator()(gchar* text) const { g_free(text); }
 };
 template <typename T>
 using Held = std::unique_ptr<T, Release>;
+using Value = Held<GVariant>;
 
-/// Takes a list whose elements belong to the caller.
-template <typename T>
-std::vector<Held<T>> held(GList* list) {
-    std::vector<Held<T>> result;
-    for (const GList* entry = list; entry != nullptr; entry = entry->next) {
-        result.emplace_back(static_cast<T*>(entry->data));
-    }
-    g_list_free(list);
-    return result;
-}
+/// Objects on the bus.
+using Paths = std::vector<std::string>;
+using Attributes = std::vector<std::pair<const char*, std::string>>;
 
 /// Cancels what waits for an answer once its time is up.
 class Deadline {
@@ -55,8 +42,8 @@ class Deadline {
     explicit Deadline(std::chrono::milliseconds limit)
         : timer_([this, limit](const std::stop_token& stop) {
               std::unique_lock lock(mutex_);
-              const bool ended = passed_.wait_for(lock, stop, limit, [] { return false; });
-              if (!ended && !stop.stop_requested()) g_cancellable_cancel(cancellable_.get());
+              passed_.wait_for(lock, stop, limit, [] { return false; });
+              if (!stop.stop_requested()) g_cancellable_cancel(cancellable_.get());
           }) {}
 
     GCancellable* cancellable() const { return cancellable_.get(); }
@@ -68,91 +55,164 @@ class Deadline {
     std::jthread timer_;
 };
 
-/// One connection, for one of the key store's calls.
+Value child(const Value& tuple, gsize index) {
+    return Value(g_variant_get_child_value(tuple.get(), index));
+}
+
+std::string pathIn(const Value& tuple, gsize index) {
+    return g_variant_get_string(child(tuple, index).get(), nullptr);
+}
+
+Paths pathsOf(const Value& array) {
+    Paths paths;
+    for (gsize i = 0; i < g_variant_n_children(array.get()); ++i) {
+        paths.push_back(pathIn(array, i));
+    }
+    return paths;
+}
+
+GVariant* dictionaryOf(const Attributes& attributes) {
+    GVariantBuilder builder;
+    g_variant_builder_init(&builder, G_VARIANT_TYPE("a{ss}"));
+    for (const auto& [name, value] : attributes) {
+        g_variant_builder_add(&builder, "{ss}", name, value.c_str());
+    }
+    return g_variant_builder_end(&builder);
+}
+
+GVariant* bytesOf(std::string_view bytes) {
+    return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes.data(), bytes.size(), 1);
+}
+
+struct Found {
+    Paths unlocked;
+    Paths locked;
+};
+
+/// One connection of its own, for one of the key store's calls. The client library keeps to a
+/// shared one, which stays lost once it is lost, and ends the program when the person logs out.
 class Conversation {
   public:
     explicit Conversation(std::chrono::milliseconds limit) : deadline_(limit) {
-        const Held<GDBusConnection> bus(ask([](GCancellable* cancellable, GError** error) {
-            return g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, error);
+        const Held<gchar> address(ask([](GCancellable* cancellable, GError** error) {
+            return g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, cancellable, error);
         }));
-        // Else the library ends the whole program when the person logs out.
-        g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
-        service_.reset(ask([](GCancellable* cancellable, GError** error) {
-            return secret_service_open_sync(SECRET_TYPE_SERVICE, nullptr,
-                                            SECRET_SERVICE_OPEN_SESSION, cancellable, error);
-        }));
-    }
-
-    std::vector<Held<SecretItem>> itemsWith(GHashTable* attributes) {
-        return held<SecretItem>(ask([&](GCancellable* cancellable, GError** error) {
-            return secret_service_search_sync(service_.get(), &schema, attributes,
-                                              SECRET_SEARCH_ALL, cancellable, error);
+        bus_.reset(ask([&](GCancellable* cancellable, GError** error) {
+            constexpr auto flags =
+                static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                                  G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+            return g_dbus_connection_new_for_address_sync(address.get(), flags, nullptr,
+                                                          cancellable, error);
         }));
     }
 
-    /// A locked keyring finds nothing and reports no error: only its own state tells.
-    void demandNothingIsLocked() {
-        ask([&](GCancellable* cancellable, GError** error) {
-            return secret_service_load_collections_sync(service_.get(), cancellable, error);
-        });
-        for (const auto& collection :
-             held<SecretCollection>(secret_service_get_collections(service_.get()))) {
-            demandUnlocked(collection.get());
+    Found find(const Attributes& attributes) const {
+        const Value answer = call(servicePath, serviceInterface, "SearchItems",
+                                  g_variant_new("(@a{ss})", dictionaryOf(attributes)), "(aoao)");
+        return {pathsOf(child(answer, 0)), pathsOf(child(answer, 1))};
+    }
+
+    /// A locked keyring may find nothing and report no error: only its own state tells.
+    void demandNothingIsLocked(const Found& found) const {
+        for (const auto& keyring :
+             pathsOf(property(servicePath, serviceInterface, "Collections"))) {
+            demandUnlocked(keyring);
         }
+        if (!found.locked.empty()) throw KeyStoreUnavailable("The keyring's entry is locked.");
     }
 
-    std::string secretOf(SecretItem* item) {
-        if (secret_item_get_locked(item)) throw locked("The keyring");
-        ask([&](GCancellable* cancellable, GError** error) {
-            return secret_item_load_secret_sync(item, cancellable, error);
-        });
-        const Held<SecretValue> value(secret_item_get_secret(item));
-        if (!value) throw locked("The keyring");
-        gsize length = 0;
-        const gchar* bytes = secret_value_get(value.get(), &length);
-        return {bytes, length};
+    std::string secretOf(const std::string& item) const {
+        const Value answer = call(item, itemInterface, "GetSecret",
+                                  g_variant_new("(o)", openSession().c_str()), "((oayays))");
+        const Value bytes = child(child(answer, 0), 2);
+        gsize size = 0;
+        const auto* first =
+            static_cast<const char*>(g_variant_get_fixed_array(bytes.get(), &size, 1));
+        return {first, size};
     }
 
-    void remove(SecretItem* item) {
-        if (secret_item_get_locked(item)) throw locked("The keyring");
-        ask([&](GCancellable* cancellable, GError** error) {
-            return secret_item_delete_sync(item, cancellable, error);
-        });
+    std::string accountOf(const std::string& item) const {
+        const Value attributes = property(item, itemInterface, "Attributes");
+        const gchar* account = nullptr;
+        g_variant_lookup(attributes.get(), "account", "&s", &account);
+        return account == nullptr ? "" : account;
     }
 
-    void store(GHashTable* attributes, std::string_view secret) {
-        const Held<SecretCollection> keyring(ask([&](GCancellable* cancellable, GError** error) {
-            return secret_collection_for_alias_sync(service_.get(), SECRET_COLLECTION_DEFAULT,
-                                                    SECRET_COLLECTION_NONE, cancellable, error);
-        }));
-        if (!keyring) throw KeyStoreUnavailable("This session has no default keyring; create one.");
-        demandUnlocked(keyring.get());
-        const Held<SecretValue> value(secret_value_new(
-            secret.data(), static_cast<gssize>(secret.size()), "application/octet-stream"));
-        const Held<SecretItem> item(ask([&](GCancellable* cancellable, GError** error) {
-            return secret_item_create_sync(keyring.get(), &schema, attributes, itemLabel,
-                                           value.get(), SECRET_ITEM_CREATE_REPLACE, cancellable,
-                                           error);
-        }));
+    void remove(const std::string& item) const {
+        demandNoPrompt(pathIn(call(item, itemInterface, "Delete", nullptr, "(o)"), 0));
+    }
+
+    void store(const Attributes& attributes, std::string_view secret) const {
+        const std::string keyring = pathIn(call(servicePath, serviceInterface, "ReadAlias",
+                                                g_variant_new("(s)", "default"), "(o)"),
+                                           0);
+        if (keyring == noPath) {
+            throw KeyStoreUnavailable("This session has no default keyring; create one.");
+        }
+        demandUnlocked(keyring);
+        GVariantBuilder properties;
+        g_variant_builder_init(&properties, G_VARIANT_TYPE_VARDICT);
+        g_variant_builder_add(&properties, "{sv}", "org.freedesktop.Secret.Item.Label",
+                              g_variant_new_string(itemLabel));
+        g_variant_builder_add(&properties, "{sv}", "org.freedesktop.Secret.Item.Attributes",
+                              dictionaryOf(attributes));
+        const bool replaces = true;
+        const Value answer =
+            call(keyring, collectionInterface, "CreateItem",
+                 g_variant_new("(a{sv}(o@ay@ays)b)", &properties, openSession().c_str(),
+                               bytesOf({}), bytesOf(secret), "application/octet-stream", replaces),
+                 "(oo)");
+        demandNoPrompt(pathIn(answer, 1));
     }
 
   private:
-    static KeyStoreUnavailable locked(std::string_view what) {
-        return KeyStoreUnavailable(fmt::format("{} is locked; unlock it and try again.", what));
+    /// Secrets pass as they are: the bus is the person's own, and whoever may listen to it may ask
+    /// the keyring as well.
+    std::string openSession() const {
+        return pathIn(call(servicePath, serviceInterface, "OpenSession",
+                           g_variant_new("(sv)", "plain", g_variant_new_string("")), "(vo)"),
+                      1);
     }
 
-    static void demandUnlocked(SecretCollection* keyring) {
-        if (!secret_collection_get_locked(keyring)) return;
-        const std::unique_ptr<gchar, decltype(&g_free)> label(secret_collection_get_label(keyring),
-                                                              &g_free);
-        throw locked(label ? fmt::format("The keyring \"{}\"", label.get()) : "The keyring");
+    void demandUnlocked(const std::string& keyring) const {
+        if (!g_variant_get_boolean(property(keyring, collectionInterface, "Locked").get())) return;
+        const Value label = property(keyring, collectionInterface, "Label");
+        throw KeyStoreUnavailable(
+            fmt::format("The keyring \"{}\" is locked; unlock it and try again.",
+                        g_variant_get_string(label.get(), nullptr)));
+    }
+
+    static void demandNoPrompt(const std::string& prompt) {
+        if (prompt != noPath) throw KeyStoreUnavailable("The keyring wants to be unlocked first.");
+    }
+
+    /// Throws too when the answer is of another type than asked for.
+    Value property(const std::string& path, const char* interface, const char* name) const {
+        const Value answer = call(path, "org.freedesktop.DBus.Properties", "Get",
+                                  g_variant_new("(ss)", interface, name), "(v)");
+        Value value(g_variant_get_variant(child(answer, 0).get()));
+        const std::string_view type = g_variant_get_type_string(value.get());
+        for (const auto& [known, expected] : propertyTypes) {
+            if (known == name && type == expected) return value;
+        }
+        throw KeyStoreUnavailable("The desktop's keyring answers in a way of its own.");
+    }
+
+    /// `arguments` is taken over.
+    Value call(const std::string& path, const char* interface, const char* method,
+               GVariant* arguments, const char* answerType) const {
+        return Value(ask([&](GCancellable* cancellable, GError** error) {
+            return g_dbus_connection_call_sync(bus_.get(), busName, path.c_str(), interface, method,
+                                               arguments, G_VARIANT_TYPE(answerType),
+                                               G_DBUS_CALL_FLAGS_NONE, -1, cancellable, error);
+        }));
     }
 
     /// Makes one call that may wait, and turns its failure into ours.
     template <typename Call>
-    auto ask(const Call& call) const -> decltype(call(nullptr, nullptr)) {
+    auto ask(const Call& waitingCall) const -> decltype(waitingCall(nullptr, nullptr)) {
         GError* failure = nullptr;
-        const auto answer = call(deadline_.cancellable(), &failure);
+        const auto answer = waitingCall(deadline_.cancellable(), &failure);
         if (failure == nullptr) return answer;
         const Held<GError> error(failure);
         throw KeyStoreUnavailable(
@@ -161,27 +221,12 @@ class Conversation {
                 : fmt::format("The desktop's keyring is unavailable: {}", failure->message));
     }
 
+    static constexpr std::array<std::pair<std::string_view, std::string_view>, 4> propertyTypes{
+        {{"Collections", "ao"}, {"Locked", "b"}, {"Label", "s"}, {"Attributes", "a{ss}"}}};
+
     Deadline deadline_;
-    Held<SecretService> service_;
+    Held<GDBusConnection> bus_;
 };
-
-Held<GHashTable> attributesOf(std::string_view service) {
-    return Held<GHashTable>(
-        secret_attributes_build(&schema, "service", std::string(service).c_str(), nullptr));
-}
-
-Held<GHashTable> attributesOf(std::string_view service, std::string_view account) {
-    return Held<GHashTable>(secret_attributes_build(&schema, "service",
-                                                    std::string(service).c_str(), "account",
-                                                    std::string(account).c_str(), nullptr));
-}
-
-std::string accountOf(SecretItem* item) {
-    const Held<GHashTable> attributes(secret_item_get_attributes(item));
-    const auto* account =
-        static_cast<const char*>(g_hash_table_lookup(attributes.get(), "account"));
-    return account == nullptr ? "" : account;
-}
 
 class SecretServiceKeyStore final : public KeyStore {
   public:
@@ -190,30 +235,33 @@ class SecretServiceKeyStore final : public KeyStore {
     std::string place() const override { return "the desktop's keyring"; }
 
     std::optional<std::string> read(std::string_view service, std::string_view account) override {
-        Conversation conversation(limit_);
-        const auto items = conversation.itemsWith(attributesOf(service, account).get());
-        if (!items.empty()) return conversation.secretOf(items.front().get());
-        conversation.demandNothingIsLocked();
+        const Conversation conversation(limit_);
+        const Found found = conversation.find(attributesOf(service, account));
+        if (!found.unlocked.empty()) return conversation.secretOf(found.unlocked.front());
+        conversation.demandNothingIsLocked(found);
         return std::nullopt;
     }
 
     void write(std::string_view service, std::string_view account,
                std::string_view secret) override {
-        Conversation(limit_).store(attributesOf(service, account).get(), secret);
+        Conversation(limit_).store(attributesOf(service, account), secret);
     }
 
     void remove(std::string_view service, const std::vector<std::string>& accounts) override {
-        Conversation conversation(limit_);
-        for (const auto& item : conversation.itemsWith(attributesOf(service).get())) {
-            if (std::find(accounts.begin(), accounts.end(), accountOf(item.get())) !=
-                accounts.end()) {
-                conversation.remove(item.get());
-            }
+        const Conversation conversation(limit_);
+        const std::unordered_set<std::string> unwanted(accounts.begin(), accounts.end());
+        const Found found = conversation.find({{"service", std::string(service)}});
+        for (const std::string& item : found.unlocked) {
+            if (unwanted.contains(conversation.accountOf(item))) conversation.remove(item);
         }
-        conversation.demandNothingIsLocked();
+        conversation.demandNothingIsLocked(found);
     }
 
   private:
+    static Attributes attributesOf(std::string_view service, std::string_view account) {
+        return {{"service", std::string(service)}, {"account", std::string(account)}};
+    }
+
     std::chrono::milliseconds limit_;
 };
 
