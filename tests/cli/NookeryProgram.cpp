@@ -24,9 +24,9 @@ struct Pipe {
 };
 
 /// In the child: becomes the program. Never returns.
-[[noreturn]] void become(const std::vector<std::string>& arguments,
+[[noreturn]] void become(const std::string& program, const std::vector<std::string>& arguments,
                          const std::map<std::string, std::string>& extra, const Path& home) {
-    std::vector<std::string> words{NOOKERY_PROGRAM};
+    std::vector<std::string> words{program};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> environment{"HOME=" + home.native(), "PATH=/usr/bin:/bin", "TZ=UTC",
                                          "TERM=xterm"};
@@ -41,7 +41,7 @@ struct Pipe {
     sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     if (::chdir(home.c_str()) != 0) ::_exit(126);
-    ::execve(NOOKERY_PROGRAM, pointers(words).data(), pointers(environment).data());
+    ::execve(program.c_str(), pointers(words).data(), pointers(environment).data());
     ::_exit(127);
 }
 
@@ -136,7 +136,7 @@ std::unique_ptr<NookeryProgram::Running> NookeryProgram::start(
                                         : ::open(options.outputTo.c_str(), O_WRONLY | O_CLOEXEC),
                STDOUT_FILENO);
         ::dup2(error.writing(), STDERR_FILENO);
-        become(arguments, options.environment, home.path());
+        become(program, arguments, options.environment, home.path());
     }
     for (const int descriptor : {input.reading(), output.writing(), error.writing()}) {
         ::close(descriptor);
@@ -166,7 +166,7 @@ Outcome NookeryProgram::runOnTerminal(const std::vector<std::string>& arguments,
     int terminal = -1;
     winsize size{.ws_row = 40, .ws_col = 100, .ws_xpixel = 0, .ws_ypixel = 0};
     const pid_t process = ::forkpty(&terminal, nullptr, nullptr, &size);
-    if (process == 0) become(arguments, {}, home.path());
+    if (process == 0) become(program, arguments, {}, home.path());
     Outcome outcome;
     bool answered = false;
     while (drain(terminal, outcome.out)) {

@@ -67,6 +67,7 @@ class NookeryProgram {
     Outcome runOnTerminal(const std::vector<std::string>& arguments, const std::string& prompt,
                           const std::string& typed) const;
 
+    std::string program = NOOKERY_PROGRAM;
     TemporaryDirectory home;
     Path library = home / ".local/share/Crumb";
 };
