@@ -1,6 +1,7 @@
 #include "retrieval/LexicalIndex.h"
 
 #include <algorithm>
+#include <future>
 #include <numeric>
 
 #include "retrieval/TextNormalizer.h"
@@ -10,6 +11,9 @@ namespace {
 
 /// Below this many changes the postings are not made anew.
 constexpr std::size_t fewestChanges = 4096;
+
+/// So many memories' texts are read at a time when many are taken in.
+constexpr std::size_t batchSize = 1024;
 
 /// The lengths of memories on which impacts are based while there are none to go by.
 constexpr double assumedAverageLength = 30;
@@ -88,7 +92,8 @@ LexicalIndex::LexicalIndex(const RankingWeights& weights)
 void LexicalIndex::put(const CrumbItemPointer& item, const MemoryFacets& facets) {
     ++version_;
     remove(item->id);
-    addPostings(append(item, facets));
+    writeSearchRecord(*item, facets, record_);
+    addPostings(append(item, record_));
     rebuildWhenDue();
 }
 
@@ -103,9 +108,24 @@ void LexicalIndex::putAll(std::span<const CrumbItemPointer> items,
     std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
         return items[a]->createdAt > items[b]->createdAt;
     });
-    for (const std::size_t i : order) {
-        if (const auto old = ordinalOf(items[i]->id)) bury(*old);
-        append(items[i], facets.empty() ? noFacets : facets[i]);
+    // While one batch is taken in, another thread reads the texts of the next.
+    const auto recordsFrom = [&](std::size_t begin) {
+        std::vector<SearchRecord> records(std::min(batchSize, order.size() - begin));
+        for (std::size_t i = 0; i < records.size(); ++i) {
+            const std::size_t place = order[begin + i];
+            writeSearchRecord(*items[place], facets.empty() ? noFacets : facets[place], records[i]);
+        }
+        return records;
+    };
+    std::future<std::vector<SearchRecord>> next = std::async(recordsFrom, 0);
+    for (std::size_t begin = 0; begin < order.size(); begin += batchSize) {
+        const std::vector<SearchRecord> records = next.get();
+        if (begin + batchSize < order.size()) next = std::async(recordsFrom, begin + batchSize);
+        for (std::size_t i = 0; i < records.size(); ++i) {
+            const CrumbItemPointer& item = items[order[begin + i]];
+            if (const auto old = ordinalOf(item->id)) bury(*old);
+            append(item, records[i]);
+        }
     }
     derivePostings();
 }
@@ -129,13 +149,12 @@ std::optional<Ordinal> LexicalIndex::ordinalOf(const Uuid& id) const {
     return found == ordinals_.end() ? std::nullopt : std::optional(found->second);
 }
 
-Ordinal LexicalIndex::append(const CrumbItemPointer& item, const MemoryFacets& facets) {
+Ordinal LexicalIndex::append(const CrumbItemPointer& item, const SearchRecord& record) {
     const auto ordinal = static_cast<Ordinal>(items_.size());
-    writeSearchRecord(*item, facets, record_);
     TokenStreamWriter writer;
-    RecordWriter(vocabulary_, writer).write(record_);
-    if (!record_.tags.empty()) writer.begin(Section::tags);
-    for (const std::string& name : record_.tags) {
+    RecordWriter(vocabulary_, writer).write(record);
+    if (!record.tags.empty()) writer.begin(Section::tags);
+    for (const std::string& name : record.tags) {
         const std::uint32_t number = tagNumber(name);
         writer.add(number);
         tags_[number].ordinals.push_back(ordinal);
@@ -237,17 +256,28 @@ void LexicalIndex::derivePostings() {
                                        : static_cast<double>(totalLength_) /
                                              static_cast<double>(ordinals_.size());
     postings_.reserve(frequencies_);
-    for (Ordinal ordinal = 0; ordinal < items_.size(); ++ordinal) {
-        if (!isAlive(ordinal)) continue;
-        tally_.count(streams_.at(ordinal), vocabulary_.size());
-        for (const auto& entry : tally_.entries()) {
-            const std::uint8_t impact = impactOf(weights_, entry.mask, entry.weightedFrequency,
-                                                 tally_.length(), averageLength_);
-            postings_.place(entry.token, ordinal, {entry.mask, impact});
-        }
+    const auto end = static_cast<Ordinal>(items_.size());
+    const Ordinal middle = end / 2;
+    using Direction = Postings::Filler::Direction;
+    auto back = std::async([&] {
+        Postings::Filler filler(postings_, Direction::fromBack);
+        TokenTally tally(meanings_);
+        for (Ordinal ordinal = end; ordinal-- > middle;) place(ordinal, tally, filler);
+    });
+    Postings::Filler filler(postings_, Direction::fromFront);
+    for (Ordinal ordinal = 0; ordinal < middle; ++ordinal) place(ordinal, tally_, filler);
+    back.get();
+    sortedOrdinals_ = end;
+}
+
+void LexicalIndex::place(Ordinal ordinal, TokenTally& tally, Postings::Filler& filler) const {
+    if (!isAlive(ordinal)) return;
+    tally.count(streams_.at(ordinal), vocabulary_.size());
+    for (const auto& entry : tally.entries()) {
+        const std::uint8_t impact =
+            impactOf(weights_, entry.mask, entry.weightedFrequency, tally.length(), averageLength_);
+        filler.place(entry.token, ordinal, {entry.mask, impact});
     }
-    postings_.finishPlacing();
-    sortedOrdinals_ = items_.size();
 }
 
 std::uint32_t LexicalIndex::tagNumber(const std::string& name) {

@@ -27,7 +27,7 @@ namespace nookery {
 /// (which memories hold a token) are derived from the streams: in one sorted part made at load
 /// and whenever a quarter of the library has changed, and a growing part for what came since.
 ///
-/// Main thread.
+/// Main thread; taking in many memories, and deriving all postings, use a second one inside.
 class LexicalIndex {
   public:
     explicit LexicalIndex(const RankingWeights& weights = {});
@@ -90,7 +90,7 @@ class LexicalIndex {
         std::size_t aliveCount = 0;
     };
 
-    Ordinal append(const CrumbItemPointer& item, const MemoryFacets& facets);
+    Ordinal append(const CrumbItemPointer& item, const SearchRecord& record);
     void addItem(const CrumbItemPointer& item);
     void addToFrequencies(Ordinal ordinal);
     void addPostings(Ordinal ordinal);
@@ -99,6 +99,7 @@ class LexicalIndex {
     void compact();
     void adopt(const LexicalIndex& other, Ordinal ordinal);
     void derivePostings();
+    void place(Ordinal ordinal, TokenTally& tally, Postings::Filler& filler) const;
     std::uint32_t tagNumber(const std::string& name);
 
     RankingWeights weights_;

@@ -11,10 +11,15 @@ void Postings::reserve(std::span<const std::uint32_t> counts) {
         total += count;
     }
     starts_.push_back(total);
-    filled_.assign(counts.size(), 0);
     ordinals_.resize(total);
     marks_.resize(total);
 }
+
+Postings::Filler::Filler(Postings& postings, Direction direction)
+    : postings_(postings),
+      direction_(direction),
+      next_(postings.starts_.begin() + (direction == Direction::fromFront ? 0 : 1),
+            postings.starts_.end()) {}
 
 void Postings::append(TokenId token, Ordinal ordinal, PostingMark mark) {
     GrownList& list = grown_[token];

@@ -27,13 +27,26 @@ class Postings {
 
     /// Empties all and makes room in the sorted part: `counts[t]` memories for token t.
     void reserve(std::span<const std::uint32_t> counts);
-    /// Fills that room; ordinals of a token come in ascending order.
-    void place(TokenId token, Ordinal ordinal, PostingMark mark) {
-        const std::uint64_t position = starts_[token] + filled_[token]++;
-        ordinals_[position] = ordinal;
-        marks_[position] = mark;
-    }
-    void finishPlacing() { filled_ = {}; }
+    /// Fills that room from the front with ascending ordinals, or from the back with descending
+    /// ones. One of either may work at the same time, on threads of their own: while each memory
+    /// is placed by one of them and all counts are right, they meet and do not cross.
+    class Filler {
+      public:
+        enum class Direction { fromFront, fromBack };
+
+        Filler(Postings& postings, Direction direction);
+        void place(TokenId token, Ordinal ordinal, PostingMark mark) {
+            const std::uint64_t position =
+                direction_ == Direction::fromFront ? next_[token]++ : --next_[token];
+            postings_.ordinals_[position] = ordinal;
+            postings_.marks_[position] = mark;
+        }
+
+      private:
+        Postings& postings_;
+        Direction direction_;
+        std::vector<std::uint64_t> next_;
+    };
 
     /// Adds to the growing part; the ordinal is above all before it.
     void append(TokenId token, Ordinal ordinal, PostingMark mark);
@@ -57,7 +70,6 @@ class Postings {
     };
 
     std::vector<std::uint64_t> starts_;
-    std::vector<std::uint32_t> filled_;
     std::vector<Ordinal> ordinals_;
     std::vector<PostingMark> marks_;
     std::unordered_map<TokenId, GrownList> grown_;

@@ -44,6 +44,13 @@ class CombinedLines {
         writeCombinedForm(text, line_);
         addForm(line_);
     }
+    void add(std::string_view text, const std::string& normal) {
+        if (isAsciiText(text)) {
+            addForm(normal);
+        } else {
+            add(text);
+        }
+    }
     void addForm(std::string_view form) {
         if (!combined_.empty() || started_) combined_ += '\n';
         started_ = true;
@@ -105,9 +112,9 @@ void writeSearchRecord(const CrumbItem& item, const MemoryFacets& facets, Search
     for (const std::string& name : facets.people) record.people.insert(lowerCased(name));
 
     CombinedLines lines(record.combined);
-    lines.add(item.title);
-    lines.add(item.note);
-    lines.add(contents);
+    lines.add(item.title, record.title);
+    lines.add(item.note, record.note);
+    lines.add(contents, record.searchable);
     lines.add(withoutScheme(item.urlString.value_or("")));
     lines.add(fileName(item.filePath.value_or("")));
     lines.add(facets.groupName);

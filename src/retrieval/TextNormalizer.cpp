@@ -187,12 +187,6 @@ std::size_t writeAsciiNormalForm(std::string_view text, char* output) {
     return size;
 }
 
-bool isAsciiText(std::string_view text) {
-    unsigned char all = 0;
-    for (const char byte : text) all |= static_cast<unsigned char>(byte);
-    return all < 0x80;
-}
-
 template <typename Sink>
 void scanCombined(std::string_view text, Sink& sink) {
     const FoldTable& table = FoldTable::shared();
@@ -224,6 +218,12 @@ void scanCombined(std::string_view text, Sink& sink) {
 }
 
 }  // namespace
+
+bool isAsciiText(std::string_view text) {
+    unsigned char all = 0;
+    for (const char byte : text) all |= static_cast<unsigned char>(byte);
+    return all < 0x80;
+}
 
 void writeNormalForm(std::string_view text, std::string& output) {
     if (isAsciiText(text)) {

@@ -25,6 +25,9 @@ void writeNormalForm(std::string_view text, std::string& output);
 std::string combinedForm(std::string_view text);
 void writeCombinedForm(std::string_view text, std::string& output);
 
+/// Whether a text is all ASCII, so that both forms of it are the same.
+bool isAsciiText(std::string_view text);
+
 /// Calls `use` for each token of a text in either form: its pieces between spaces, and each run
 /// of ideographs "c1 c2 c3" as c1, c1c2, c2, c2c3, c3, so that a shorter run stands in it exactly
 /// when its own tokens follow one another there.

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 #include "foundation/Text.h"
 #include "retrieval/EnglishStemmer.h"
 #include "retrieval/FoldTable.h"
+#include "retrieval/TextNormalizer.h"
 
 namespace nookery {
 namespace {
@@ -54,11 +56,6 @@ std::uint32_t hashOf(std::string_view text) {
     return static_cast<std::uint32_t>(std::hash<std::string_view>{}(text));
 }
 
-bool isAsciiText(std::string_view text) {
-    return std::all_of(text.begin(), text.end(),
-                       [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
-}
-
 template <typename Letter>
 bool differByOneEdit(std::basic_string_view<Letter> shorter,
                      std::basic_string_view<Letter> longer) {
@@ -87,7 +84,7 @@ bool beginsOneEditAway(std::basic_string_view<Letter> word, std::basic_string_vi
 }  // namespace
 
 Vocabulary::Vocabulary()
-    : starts_{0}, slots_(1024, 0), asciiGrams_(alphabetSize * alphabetSize * alphabetSize) {}
+    : starts_{0}, slots_(1024), asciiGrams_(alphabetSize * alphabetSize * alphabetSize) {}
 
 std::uint32_t Vocabulary::stemKeyOf(std::string_view word) {
     const bool stems = word.size() >= 3 && std::all_of(word.begin(), word.end(), [](char letter) {
@@ -96,23 +93,33 @@ std::uint32_t Vocabulary::stemKeyOf(std::string_view word) {
     return stems ? std::max(1U, hashOf(englishStem(word))) : 0;
 }
 
-std::size_t Vocabulary::slotOf(std::string_view token) const {
+std::size_t Vocabulary::slotOf(std::string_view token, std::uint32_t hash) const {
     const std::size_t mask = slots_.size() - 1;
-    std::size_t slot = hashOf(token) & mask;
-    while (slots_[slot] != 0 && text(slots_[slot] - 1) != token) slot = (slot + 1) & mask;
+    std::size_t slot = hash & mask;
+    while (slots_[slot].entry != 0 &&
+           (slots_[slot].hash != hash || text(slots_[slot].entry - 1) != token)) {
+        slot = (slot + 1) & mask;
+    }
     return slot;
 }
 
 void Vocabulary::growSlots() {
-    slots_.assign(slots_.size() * 2, 0);
-    for (TokenId token = 0; token < size(); ++token) slots_[slotOf(text(token))] = token + 1;
+    const std::vector<Slot> old(std::exchange(slots_, std::vector<Slot>(slots_.size() * 2)));
+    const std::size_t mask = slots_.size() - 1;
+    for (const Slot& moved : old) {
+        if (moved.entry == 0) continue;
+        std::size_t slot = moved.hash & mask;
+        while (slots_[slot].entry != 0) slot = (slot + 1) & mask;
+        slots_[slot] = moved;
+    }
 }
 
 TokenId Vocabulary::intern(std::string_view token) {
-    const std::size_t slot = slotOf(token);
-    if (slots_[slot] != 0) return slots_[slot] - 1;
+    const std::uint32_t hash = hashOf(token);
+    Slot& slot = slots_[slotOf(token, hash)];
+    if (slot.entry != 0) return slot.entry - 1;
     const auto id = static_cast<TokenId>(size());
-    slots_[slot] = id + 1;
+    slot = {hash, id + 1};
     text_ += token;
     starts_.push_back(static_cast<std::uint32_t>(text_.size()));
     stemKeys_.push_back(stemKeyOf(token));
@@ -122,7 +129,7 @@ TokenId Vocabulary::intern(std::string_view token) {
 }
 
 std::optional<TokenId> Vocabulary::find(std::string_view token) const {
-    const std::uint32_t entry = slots_[slotOf(token)];
+    const std::uint32_t entry = slots_[slotOf(token, hashOf(token))].entry;
     return entry == 0 ? std::nullopt : std::optional<TokenId>(entry - 1);
 }
 
@@ -248,8 +255,8 @@ std::vector<TokenId> Vocabulary::beginningOneEditAway(std::string_view word) con
 }
 
 std::size_t Vocabulary::byteCount() const {
-    std::size_t bytes =
-        text_.capacity() + 4 * (starts_.capacity() + slots_.capacity() + stemKeys_.capacity());
+    std::size_t bytes = text_.capacity() + 4 * (starts_.capacity() + stemKeys_.capacity());
+    bytes += slots_.capacity() * sizeof(Slot);
     bytes += asciiGrams_.capacity() * sizeof(TokenList);
     for (const TokenList& list : asciiGrams_) bytes += list.capacity() * sizeof(TokenId);
     for (const auto& [key, list] : otherGrams_) {

@@ -56,7 +56,13 @@ class Vocabulary {
   private:
     using TokenList = std::vector<TokenId>;
 
-    std::size_t slotOf(std::string_view token) const;
+    /// A place in the hash table; the hash tells most other tokens apart without their text.
+    struct Slot {
+        std::uint32_t hash = 0;
+        std::uint32_t entry = 0;  ///< token + 1, 0 = free
+    };
+
+    std::size_t slotOf(std::string_view token, std::uint32_t hash) const;
     void growSlots();
     void addGrams(TokenId token);
     void addGram(const std::array<char32_t, 3>& gram, TokenId token);
@@ -65,7 +71,7 @@ class Vocabulary {
 
     std::string text_;                   // all tokens, one after the other
     std::vector<std::uint32_t> starts_;  // where each begins, and the end of the last
-    std::vector<std::uint32_t> slots_;   // hash table: token + 1, 0 = free
+    std::vector<Slot> slots_;
     std::vector<std::uint32_t> stemKeys_;
     std::vector<TokenList> asciiGrams_;  // by the letters' places in the alphabet
     std::unordered_map<std::uint64_t, TokenList> otherGrams_;
