@@ -30,7 +30,7 @@ class FileKeyStore final : public KeyStore {
             const auto found = accounts->find(account);
             if (found == accounts->end()) return std::nullopt;
             auto bytes = fromBase64(found->get<std::string>());
-            if (!bytes) throw JsonError(fmt::format("the secret of \"{}\" is not base64", account));
+            if (!bytes) throw JsonError("A secret is not base64.");
             return bytes;
         });
     }
@@ -64,13 +64,16 @@ class FileKeyStore final : public KeyStore {
             return work();
         } catch (const KeyStoreUnavailable&) {
             throw;
+        } catch (const JsonError&) {
+            // The reader's own words may quote what it stumbled over, and so a secret.
+            throw KeyStoreUnavailable("The key store " + displayName(path_) + " is damaged.");
         } catch (const Error& error) {
             throw KeyStoreUnavailable(fmt::format("The key store {} is unavailable: {}",
                                                   displayName(path_), error.description()));
         }
     }
 
-    /// Throws Error unless the document has the right shape throughout.
+    /// Throws JsonError unless the document has the right shape throughout.
     Json load() const {
         if (!files_.status(path_)) {
             if (files_.statusFollowingLinks(path_.parent_path())) return Json::object();
@@ -80,13 +83,11 @@ class FileKeyStore final : public KeyStore {
         Json services = parseJson(readWholeFile(files_, path_, maximumByteCount));
         const auto isObject = [](const Json& json) { return json.is_object(); };
         if (!isObject(services) || !std::all_of(services.begin(), services.end(), isObject)) {
-            throw JsonError("it is no object of services and their accounts");
+            throw JsonError("A service is no object.");
         }
         for (const Json& accounts : services) {
-            for (const auto& [account, value] : accounts.items()) {
-                if (!value.is_string()) {
-                    throw JsonError(fmt::format("the secret of \"{}\" is not text", account));
-                }
+            for (const Json& secret : accounts) {
+                if (!secret.is_string()) throw JsonError("A secret is no text.");
             }
         }
         return services;

@@ -70,6 +70,13 @@ TEST_F(FileKeyStoreTest, ADamagedFileIsUnavailableAndNeverOverwritten) {
     }
     folder_.write("keys.json", R"({"service":{"account":"not base64!"}})");
     EXPECT_THROW(store_->read("service", "account"), KeyStoreUnavailable);
+    folder_.write("keys.json", R"({"service":{"account":"c2VjcmV0)");
+    try {
+        store_->read("service", "account");
+        ADD_FAILURE() << "a damaged file was read";
+    } catch (const KeyStoreUnavailable& error) {
+        EXPECT_EQ(error.description().find("c2V"), std::string::npos) << error.description();
+    }
 }
 
 TEST_F(FileKeyStoreTest, AMissingFolderIsNotAnEmptyStore) {
