@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "foundation/DurableBatch.h"
 #include "foundation/DurableFile.h"
 
 namespace nookery {
@@ -112,15 +113,9 @@ void OriginalCopier::verify(const OriginalCopy& copy) {
 }
 
 void syncTogether(std::span<OriginalCopy* const> copies) {
-    // From a few files on, one sync of the file system is far cheaper than one of each file. For
-    // fewer it could mean to wait for everything that other programs have just written.
-    constexpr std::size_t fewCopies = 8;
-    if (copies.size() <= fewCopies) {
-        for (OriginalCopy* copy : copies) copy->file->sync();
-    } else {
-        // The one that was opened first sees the failures of all that was written after.
-        copies.front()->file->syncFileSystem();
-    }
+    std::vector<WritableFile*> files;
+    for (OriginalCopy* copy : copies) files.push_back(copy->file.get());
+    syncTogether(std::span<WritableFile* const>(files));
 }
 
 }  // namespace nookery
