@@ -113,6 +113,8 @@ class CrumbStore {
 
     // Changes to one memory. The id must exist.
     SaveFailure replaceItem(CrumbItem changed);
+    /// Several at once, in one transaction. Nothing is changed, in memory either, when it fails.
+    SaveFailure replaceItems(const CrumbItemList& changed);
     SaveFailure setManualTags(const Uuid& id, std::vector<std::string> tags);
     SaveFailure setBringBack(const Uuid& id, std::optional<Date> date);
     SaveFailure noteSelection(const Uuid& id);  ///< counts as a use

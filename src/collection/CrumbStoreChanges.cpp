@@ -151,6 +151,18 @@ SaveFailure CrumbStore::replaceItem(CrumbItem changed) {
     return failure;
 }
 
+SaveFailure CrumbStore::replaceItems(const CrumbItemList& changed) {
+    if (auto failure = parts_->save("Crumb SQLite save error: ", [&](SQLiteDatabase& target) {
+            target.saveItems(changed, parts_->platform.clock.now());
+        })) {
+        return failure;
+    }
+    parts_->publish(changed);
+    parts_->renewEmbeddings(idsOf(changed));
+    parts_->noteChange();
+    return std::nullopt;
+}
+
 SaveFailure CrumbStore::setManualTags(const Uuid& id, std::vector<std::string> tags) {
     const auto failure = parts_->annotate([&] { parts_->annotations.setManualTags(id, tags); });
     parts_->index(parts_->memories.find(id));

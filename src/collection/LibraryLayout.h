@@ -12,6 +12,7 @@ struct LibraryLayout {
     Path library() const { return dataHome / "Crumb"; }
     Path database() const { return library() / "crumb.sqlite3"; }
     Path sidecar() const { return library() / "sidecar.sqlite3"; }
+    Path linkRecords() const { return library() / "phone-link.sqlite3"; }
     Path lockFile() const { return library() / "library.lock"; }
     Path legacyFile() const { return library() / "crumbs.json"; }
     Path migratedLegacyFile() const { return library() / "crumbs-migrated.json"; }

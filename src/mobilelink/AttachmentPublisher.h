@@ -1,0 +1,68 @@
+#pragma once
+
+#include <stop_token>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "collection/CrumbItem.h"
+#include "foundation/DurableBatch.h"
+#include "mobilelink/LinkRecords.h"
+#include "platform/Platform.h"
+
+namespace nookery {
+
+/// "memory-" + identifier + ".enc"
+std::string attachmentNameOf(const Uuid& memoryID);
+/// The memory whose attachment has this name; none for every other name.
+std::optional<Uuid> memoryOfAttachment(std::string_view name);
+
+struct AttachmentReport {
+    std::unordered_set<Uuid> attached;  ///< memories whose attachment lies in the folder
+    std::size_t writtenCount = 0;
+    std::size_t unchangedCount = 0;
+    std::size_t failedCount = 0;  ///< could not be read or written
+    std::string firstFailure{};
+};
+
+/// Puts the memories' files, sealed, into the shared folder. A file that is already there as this
+/// computer last wrote it, under the same key, is not written again: the drive's owner pays for
+/// every byte. Failures are the memory's own and end nothing; DatabaseError of the records, and
+/// Cancelled, are thrown.
+class AttachmentPublisher {
+  public:
+    static constexpr std::int64_t maximumByteCount = 20'000'000;
+
+    AttachmentPublisher(const Platform& platform, const EncryptionKey& key, Path folder,
+                        LinkRecords& records, std::stop_token stop);
+
+    void publish(const CrumbItem& item);
+    /// Call once, after the last.
+    AttachmentReport finish();
+
+  private:
+    bool isCurrent(const CrumbItem& item, const FileStatus& source);
+    bool isOnDrive(const PublishedAttachment& last) const;
+    bool isFromSameContent(const PublishedAttachment& last, const CrumbItem& item,
+                           const FileStatus& source) const;
+    void seal(const CrumbItem& item);
+    PublishedAttachment sealInto(WritableFile& target, const CrumbItem& item);
+    void commit();
+    void noteFailure(const Error& error, std::size_t count);
+    Path placeOf(const Uuid& memoryID) const { return folder_ / attachmentNameOf(memoryID); }
+
+    Platform platform_;
+    const EncryptionKey& key_;
+    Sha256Digest keyID_;
+    Path folder_;
+    LinkRecords& records_;
+    std::stop_token stop_;
+    std::vector<std::byte> buffer_;
+    std::optional<DurableBatch> batch_;
+    std::vector<PublishedAttachment> written_;  ///< in the batch, not committed yet
+    std::int64_t batchByteCount_ = 0;
+    bool driveIsFull_ = false;
+    AttachmentReport report_;
+};
+
+}  // namespace nookery

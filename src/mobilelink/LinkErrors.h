@@ -1,0 +1,37 @@
+#pragma once
+
+#include "foundation/Error.h"
+
+namespace nookery {
+
+/// Why the phone and this computer cannot be brought together.
+enum class PairingFailure {
+    iCloudUnavailable,
+    invalidInvitation,
+    invalidResponse,
+    notYetAvailable,
+    invalidApproval,
+};
+
+class PairingError : public Error {
+  public:
+    explicit PairingError(PairingFailure failure);
+    PairingFailure failure() const { return failure_; }
+
+  private:
+    PairingFailure failure_;
+};
+
+/// Publishing without a paired phone.
+class PublishError : public Error {
+  public:
+    PublishError();
+};
+
+/// A file of the link that is no sealed box, or was not sealed with this key, or was changed since.
+class UnreadableSealedFile : public Error {
+  public:
+    UnreadableSealedFile();
+};
+
+}  // namespace nookery

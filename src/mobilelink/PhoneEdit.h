@@ -1,0 +1,45 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "foundation/Date.h"
+#include "foundation/Uuid.h"
+
+namespace nookery {
+
+/// A change to a memory that the phone asks for.
+struct PhoneEdit {
+    Uuid id;
+    Uuid memoryID;
+    Date createdAt;
+    // As the phone last saw the memory.
+    std::string baseTitle;
+    std::string baseDetails;
+    std::string baseBody;
+    // None means unchanged.
+    std::optional<std::string> title;
+    std::optional<std::string> details;
+    std::optional<std::string> body;
+};
+
+/// Throws JsonError for anything but a whole request.
+PhoneEdit phoneEditFromJson(std::string_view json);
+
+/// What became of a request. Each has one result and one sentence for the phone's user.
+enum class EditAnswer {
+    applied,
+    conflictChanged,    ///< the memory is no longer as the phone last saw it
+    conflictFormatted,  ///< the body of formatted text cannot be changed from the phone
+    missing,            ///< no such memory, or none that the phone may know of
+};
+
+struct EditReceipt {
+    Uuid requestID;
+    EditAnswer answer = EditAnswer::applied;
+};
+
+std::string receiptJson(const EditReceipt& receipt);
+
+}  // namespace nookery

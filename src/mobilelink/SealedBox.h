@@ -1,0 +1,52 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "foundation/FileSystem.h"
+#include "platform/AuthenticatedEncryption.h"
+
+namespace nookery {
+
+/// A sealed box is a nonce of 12 bytes, the ciphertext, and a tag of 16 bytes.
+inline constexpr std::int64_t sealedBoxExtraByteCount =
+    std::tuple_size_v<EncryptionNonce> + std::tuple_size_v<AuthenticationTag>;
+
+/// What tells a sealed box from every other that the same key has made.
+struct SealedMark {
+    EncryptionNonce nonce{};
+    AuthenticationTag tag{};
+
+    bool operator==(const SealedMark&) const = default;
+};
+
+/// Writes a sealed box into a new file, piece by piece: its memory does not grow with the content.
+class SealedBoxWriter {
+  public:
+    SealedBoxWriter(const AuthenticatedEncryption& encryption, const EncryptionKey& key,
+                    WritableFile& file);
+
+    /// `plain` is overwritten with what was written.
+    void write(std::span<std::byte> plain);
+    SealedMark finish();
+
+  private:
+    WritableFile& file_;
+    SealedMark mark_;
+    std::unique_ptr<SealingStream> stream_;
+};
+
+/// The whole box, with a fresh nonce.
+std::string sealBox(const AuthenticatedEncryption& encryption, const EncryptionKey& key,
+                    std::string_view plain);
+
+/// Throws UnreadableSealedFile for anything but an untouched box sealed with this key.
+std::string openBox(const AuthenticatedEncryption& encryption, const EncryptionKey& key,
+                    std::string_view box);
+
+/// Whether the file is the box with this mark, untouched. Reads all of it. Throws FileError.
+bool isSealedBox(FileSystem& files, const AuthenticatedEncryption& encryption,
+                 const EncryptionKey& key, const Path& path, const SealedMark& mark);
+
+}  // namespace nookery

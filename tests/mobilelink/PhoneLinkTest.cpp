@@ -1,0 +1,175 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "collection/MemoryRemoval.h"
+#include "mobilelink/LinkErrors.h"
+#include "mobilelink/LinkRecords.h"
+#include "mobilelink/LinkWorld.h"
+#include "platform/KeyStoreServices.h"
+
+namespace nookery {
+namespace {
+
+using testing::LinkWorld;
+using Strings = std::vector<std::string>;
+
+class PhoneLinkTest : public ::testing::Test {
+  protected:
+    void start() {
+        link.link->start([this](const LinkOutcome& outcome) { seen.push_back(outcome); });
+        link.world.time.advance(3);
+        seen.clear();
+    }
+    std::size_t publishCount() const {
+        return static_cast<std::size_t>(std::ranges::count_if(
+            seen, [](const LinkOutcome& outcome) { return outcome.publish.publishedCount > 0; }));
+    }
+    std::size_t logCount(const std::string& line) const {
+        return static_cast<std::size_t>(std::ranges::count(link.world.log.lines, line));
+    }
+
+    LinkWorld link;
+    std::vector<LinkOutcome> seen;
+};
+
+TEST_F(PhoneLinkTest, ABurstOfChangesIsPublishedOnceThreeSecondsAfterTheLast) {
+    start();
+    link.note("one");
+    link.world.time.advance(2);
+    link.note("two");
+    link.world.time.advance(2.9);
+    EXPECT_EQ(publishCount(), 0u);
+    link.world.time.advance(0.2);
+    EXPECT_EQ(publishCount(), 1u);
+    EXPECT_EQ(link.index().size(), 2u);
+    EXPECT_EQ(logCount("NOOKERY: automatically published 2 memories to iCloud"), 1u);
+    link.world.time.advance(600);
+    EXPECT_EQ(publishCount(), 1u);
+}
+
+TEST_F(PhoneLinkTest, WhatChangedBeforeTheStartIsPublishedToo) {
+    link.note("one");
+    link.link->start({});
+    link.world.time.advance(3);
+    EXPECT_EQ(link.index().size(), 1u);
+}
+
+TEST_F(PhoneLinkTest, AManualRunTakesThePlaceOfTheOneThatWaits) {
+    start();
+    link.note("one");
+    EXPECT_EQ(link.publish().publishedCount, 1u);
+    link.world.time.advance(60);
+    EXPECT_EQ(publishCount(), 1u);
+}
+
+TEST_F(PhoneLinkTest, AnEditFromThePhoneIsAppliedAndComesBackInTheIndex) {
+    start();
+    const CrumbItem item = link.note("old title");
+    link.world.time.advance(4);
+    const Uuid request = link.ask(item, {{"title", "new title"}});
+    link.world.time.advance(5);
+    EXPECT_EQ(link.result(request), "applied");
+    link.world.time.advance(3);
+    EXPECT_EQ(link.indexTitles(), Strings{"new title"});
+    EXPECT_EQ(publishCount(), 2u);
+}
+
+TEST_F(PhoneLinkTest, ARunTakesTheEditsInFirstAndIsNotRepeatedForThem) {
+    start();
+    const CrumbItem item = link.note("old title");
+    const Uuid request = link.ask(item, {{"title", "new title"}});
+    link.publish();
+    EXPECT_EQ(link.result(request), "applied");
+    EXPECT_EQ(link.indexTitles(), Strings{"new title"});
+    link.world.time.advance(60);
+    EXPECT_EQ(publishCount(), 1u) << "the index holds the edit already";
+}
+
+TEST_F(PhoneLinkTest, ItIsSilentWithoutAPhoneAndAwakeWhenOneIsPaired) {
+    link.unpair();
+    start();
+    const auto before = link.everything();
+    link.note("one");
+    link.world.time.advance(600);
+    EXPECT_EQ(link.everything(), before);
+    EXPECT_TRUE(seen.empty());
+    EXPECT_TRUE(link.world.log.lines.empty()) << link.world.log.lines.front();
+    link.pair(std::string(32, 'n'));
+    link.note("two");
+    link.world.time.advance(4);
+    EXPECT_EQ(link.index().size(), 2u);
+    link.unpair();
+    link.note("three");
+    link.world.time.advance(60);
+    EXPECT_EQ(link.index().size(), 2u);
+}
+
+TEST_F(PhoneLinkTest, ADriveThatComesLateIsToldOfOnceAndThenUsed) {
+    start();
+    link.world.cloud.available = false;
+    const CrumbItem item = link.note("one");
+    link.world.time.advance(600);
+    const std::string words = PairingError(PairingFailure::iCloudUnavailable).description();
+    EXPECT_EQ(logCount("NOOKERY: automatic iPhone memory sync deferred: " + words), 1u);
+    EXPECT_EQ(logCount("NOOKERY: mobile edit receiver will retry: " + words), 1u);
+    link.connect();
+    const Uuid request = link.ask(item, {{"title", "new"}});
+    link.world.time.advance(12);
+    EXPECT_EQ(link.result(request), "applied");
+    link.world.time.advance(3);
+    EXPECT_EQ(link.indexTitles(), Strings{"new"});
+}
+
+TEST_F(PhoneLinkTest, TheRecordsTellWhatWasDoneNewestFirst) {
+    const CrumbItem item = link.note("one");
+    link.ask(item, {{"title", "new"}});
+    link.publish();
+    link.world.cloud.available = false;
+    EXPECT_THROW(link.receive(), PairingError);
+    EXPECT_THROW(link.receive(), PairingError);
+    link.world.time.settle();
+    auto records = LinkRecords::openForReading(link.world.files, link.world.layout().linkRecords());
+    ASSERT_TRUE(records);
+    Strings kinds;
+    for (const LinkEvent& event : records->events(10)) kinds.push_back(event.kind);
+    EXPECT_EQ(kinds, (Strings{"failed", "published", "edits"}));
+    EXPECT_EQ(records->lastEvent("edits")->text, "1 applied, 0 in conflict, 0 missing");
+}
+
+TEST_F(PhoneLinkTest, ARunThatIsGivenUpReportsNothingAndLeavesAWholeIndex) {
+    link.picture("one", "pixels");
+    link.publish();
+    link.picture("two", "more pixels");
+    bool reported = false;
+    link.link->publish([&](const LinkOutcome&) { reported = true; });
+    link.link.reset();
+    link.world.time.advance(60);
+    EXPECT_FALSE(reported);
+    EXPECT_EQ(link.index().size(), 1u);
+}
+
+TEST_F(PhoneLinkTest, RemovingAMemoryRemovesItsSecureValue) {
+    const std::string service = "com.kestrelhq.Crumb.secure";
+    const CrumbItem gone = link.note("gone");
+    const CrumbItem kept = link.note("kept");
+    auto& keyStore = link.world.keyStore;
+    for (const CrumbItem& item : {gone, kept}) {
+        keyStore.write(service, item.id.toString(), "4111 1111");
+        keyStore.write(service + ".development", item.id.toString(), "a developer's");
+    }
+    link.store->deleteMemories({gone.id, link.note("without a value").id}, [](const auto&) {});
+    link.world.time.settle();
+    EXPECT_FALSE(keyStore.read(service, gone.id.toString()));
+    EXPECT_TRUE(keyStore.read(service, kept.id.toString()));
+    EXPECT_TRUE(keyStore.read(service + ".development", gone.id.toString()));
+
+    Platform development = link.world.platform();
+    development.applicationIdentifier = developmentApplicationIdentifier;
+    removeSecureValues({kept.id}, *link.store->items(), development);
+    EXPECT_TRUE(keyStore.read(service, kept.id.toString()));
+    EXPECT_FALSE(keyStore.read(service + ".development", kept.id.toString()));
+}
+
+}  // namespace
+}  // namespace nookery
