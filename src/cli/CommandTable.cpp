@@ -19,6 +19,7 @@ std::vector<Command> makeTable() {
     add(archiveCommands());
     add(receiptImportCommands());
     add(receiptCommands());
+    add(linkCommands());
     add(importAndExportCommands());
     add({enrichCommand(), statsCommand()});
     add(configCommands());

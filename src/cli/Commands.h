@@ -21,6 +21,7 @@ std::vector<Command> snapshotCommands();
 std::vector<Command> archiveCommands();
 std::vector<Command> receiptImportCommands();
 std::vector<Command> receiptCommands();
+std::vector<Command> linkCommands();
 Command enrichCommand();
 Command statsCommand();
 std::vector<Command> configCommands();
