@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <random>
 #include <vector>
 
@@ -50,15 +50,14 @@ class Vectors {
     std::vector<Doubles> subjects_ = std::vector<Doubles>(300);
 };
 
+/// Of the processor, which other programs' load does not lengthen.
 template <typename Work>
 double medianMilliseconds(Work work) {
     std::vector<double> times;
     for (int i = 0; i < repetitions; ++i) {
-        const auto start = std::chrono::steady_clock::now();
+        const std::clock_t start = std::clock();
         work(i);
-        times.push_back(
-            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
-                .count());
+        times.push_back(1e3 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
     }
     std::nth_element(times.begin(), times.begin() + repetitions / 2, times.end());
     return times[repetitions / 2];
