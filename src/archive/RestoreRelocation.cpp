@@ -105,8 +105,8 @@ class Relocation {
         if (files_.status(pending_ / archive::receiptsDatabaseName)) {
             rewriteColumn(pending_ / archive::receiptsDatabaseName, "receipts",
                           "original_file_path",
-                          [this](const std::optional<Uuid>&, const std::string& stored) {
-                              return receiptPlaceOf(stored);
+                          [this](const std::optional<Uuid>& id, const std::string& stored) {
+                              return receiptPlaceOf(id, stored);
                           });
         }
         makeSidecar();
@@ -183,14 +183,20 @@ class Relocation {
 
     void note(const Uuid& id, const Path& itemsName, const std::string& listedName) {
         if (const FileContent* content = listed_.find(listedName)) {
-            noted_.push_back({id, itemsName, *content});
+            noted_.push_back({id, Path(archive::originalsName) / itemsName,
+                              Path(snapshot::itemsName) / itemsName, *content});
         }
     }
 
-    std::optional<std::string> receiptPlaceOf(const std::string& stored) const {
+    std::optional<std::string> receiptPlaceOf(const std::optional<Uuid>& id,
+                                              const std::string& stored) {
         const Path name = Path(stored).filename();
         const std::string listed = std::string(archive::receiptOriginalsName) + "/" + name.native();
-        if (name.empty() || listed_.find(listed) == nullptr) return std::nullopt;
+        const FileContent* content = name.empty() ? nullptr : listed_.find(listed);
+        if (content == nullptr) return std::nullopt;
+        if (id) {
+            noted_.push_back({*id, listed, Path(snapshot::receiptOriginalsName) / name, *content});
+        }
         return (layout_.receiptOriginals() / name).native();
     }
 
@@ -201,9 +207,9 @@ class Relocation {
         }
         std::vector<OriginalFact> facts;
         for (const Noted& noted : noted_) {
-            const auto status = files_.status(pending_ / archive::originalsName / noted.itemsName);
+            const auto status = files_.status(pending_ / noted.pendingName);
             if (!status) continue;
-            facts.push_back({.relativePath = Path(snapshot::itemsName) / noted.itemsName,
+            facts.push_back({.relativePath = noted.liveName,
                              .memoryID = noted.id,
                              .digest = noted.content.digest,
                              .byteCount = noted.content.byteCount,
@@ -215,7 +221,8 @@ class Relocation {
 
     struct Noted {
         Uuid id;
-        Path itemsName;
+        Path pendingName;  ///< below the pending folder
+        Path liveName;     ///< below the library folder
         FileContent content;
     };
 

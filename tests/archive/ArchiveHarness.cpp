@@ -5,8 +5,7 @@
 #include "collection/DefaultsKeys.h"
 #include "collection/FileDigest.h"
 #include "collection/SQLiteDatabase.h"
-#include "foundation/SqliteConnection.h"
-#include "foundation/SqliteStatement.h"
+#include "receipts/CrumbReceiptStore.h"
 
 namespace nookery::testing {
 namespace {
@@ -32,17 +31,16 @@ CrumbItemPointer memory(const std::string& title, const std::optional<Path>& ori
     return std::make_shared<const CrumbItem>(std::move(item));
 }
 
-void makeReceipts(const LibraryLayout& layout, const std::string& flavour) {
+void makeReceipts(TestPlatform& world, const LibraryLayout& layout, const std::string& flavour) {
     const Path original = layout.receiptOriginals() / "5D1F.jpg";
     writeText(original, "receipt " + flavour);
-    auto receipts =
-        SqliteConnection::open(layout.receiptsDatabase(), SqliteAccess::readWriteCreate);
-    receipts.execute("PRAGMA journal_mode=WAL;");
-    receipts.execute(
-        "CREATE TABLE receipts (id TEXT PRIMARY KEY NOT NULL, original_file_path TEXT);");
-    SqliteStatement(receipts, "INSERT INTO receipts VALUES ('R', ?);")
-        .with(original.native())
-        .run();
+    CrumbReceiptStore receipts(world.files, layout);
+    receipts.open();
+    CrumbReceipt receipt;
+    receipt.id = Uuid::random();
+    receipt.merchant = flavour;
+    receipt.originalFilePath = original.native();
+    receipts.save(receipt);
 }
 
 std::string originalContent(const std::optional<std::string>& path) {
@@ -96,7 +94,7 @@ void makeSampleLibrary(TestPlatform& world, const LibraryLayout& layout,
              memory("linked 2", linked)},
             Date{});
     }
-    makeReceipts(layout, flavour);
+    makeReceipts(world, layout, flavour);
     world.defaults.set(manualTagsDefaultsKey, "tags " + flavour);
 }
 
@@ -124,9 +122,11 @@ std::map<std::string, std::string> readLibrary(TestPlatform& world, const Librar
         }
     }
     if (fs::exists(layout.receiptsDatabase())) {
-        auto receipts = SqliteConnection::open(layout.receiptsDatabase(), SqliteAccess::readOnly);
-        SqliteStatement rows(receipts, "SELECT original_file_path FROM receipts;");
-        while (rows.step()) held["receipt"] = originalContent(rows.optionalString(0));
+        CrumbReceiptStore receipts(world.files, layout);
+        receipts.openForReading();
+        for (const CrumbReceipt& receipt : receipts.load()) {
+            held["receipt"] = originalContent(receipt.originalFilePath);
+        }
     }
     held["tags"] = world.defaults.get(manualTagsDefaultsKey).value_or("(none)");
     return held;

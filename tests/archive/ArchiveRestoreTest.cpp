@@ -91,7 +91,7 @@ TEST_F(ArchiveRestore, OnAnotherMachineEveryOriginalOpens) {
     EXPECT_TRUE(start().empty());
 
     auto facts = Sidecar::openForReading(world.layout().sidecar());
-    EXPECT_EQ(facts.originals().size(), 6u);
+    EXPECT_EQ(facts.originals().size(), 7u);
     for (const OriginalFact& fact : facts.originals()) {
         const Path place = world.layout().library() / fact.relativePath;
         EXPECT_EQ(digestOfFile(world.files, world.digester, place), fact.digest);

@@ -1,0 +1,216 @@
+#include "receipts/ReceiptDesk.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "support/TestPlatform.h"
+
+namespace nookery {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::Fault;
+using testing::Place;
+using testing::TestPlatform;
+
+constexpr const char* png = "\x89PNG\r\n\x1a\n";
+
+class Desk : public ::testing::Test {
+  protected:
+    Desk() {
+        world.textRecognizer.lines = {{"Blue Door Bakery", {0.1, 0.9, 0.5, 0.02}},
+                                  {"03/14/2026", {0.1, 0.8, 0.3, 0.02}},
+                                  {"TOTAL $22.14", {0.1, 0.2, 0.4, 0.02}}};
+        desk.open();
+    }
+
+    std::string photo(const std::string& name, const std::string& content = "receipt") {
+        return world.folder.write(name, png + content).native();
+    }
+    /// Lets the copies be made, but nothing be read yet unless `reads`.
+    ReceiptImport import(const std::vector<std::string>& files) {
+        std::vector<ReceiptSource> sources;
+        for (const std::string& file : files) sources.push_back({file, file});
+        std::optional<ReceiptImport> outcome;
+        desk.import(std::move(sources), {}, [&](const auto& finished) { outcome = finished; });
+        world.time.settle();
+        return *outcome;
+    }
+    std::vector<std::string> preserved() const {
+        return world.folder.filesBelow("data/Crumb/Coffer/Originals");
+    }
+
+    TestPlatform world{Place::memory};
+    std::vector<OriginalFact> noted;
+    ReceiptDesk desk{world.platform(), world.layout(),
+                     [this](const OriginalFact& fact) { noted.push_back(fact); }};
+};
+
+TEST_F(Desk, TakesAFileInAndFillsWhatItsTextSays) {
+    const std::string source = photo("in/Lunch.PNG");
+    fs::create_symlink(source, world.folder / "link.png");
+    const ReceiptImport outcome = import({(world.folder / "link.png").native()});
+    ASSERT_EQ(outcome.added.size(), 1u);
+    const CrumbReceipt receipt = *desk.find(outcome.added[0]->id);
+    EXPECT_EQ(receipt.merchant, "Blue Door Bakery");
+    EXPECT_EQ(receipt.purchaseDate, (CalendarDay{2026, 3, 14}));
+    EXPECT_EQ(receipt.totalCents, Cents{2214});
+    EXPECT_TRUE(receipt.needsReview);
+    EXPECT_EQ(receipt.type, ReceiptType::purchase);
+    EXPECT_EQ(receipt.classification, Classification::unclassified);
+    const Path copy = *receipt.originalFilePath;
+    EXPECT_EQ(copy.parent_path(), world.layout().receiptOriginals());
+    EXPECT_TRUE(Uuid::parse(copy.stem().native())) << copy;
+    EXPECT_EQ(copy.extension(), ".png");
+    ASSERT_EQ(noted.size(), 1u);
+    EXPECT_EQ(world.layout().library() / noted[0].relativePath, copy);
+    EXPECT_EQ(noted[0].memoryID, receipt.id);
+    EXPECT_EQ(world.folder.read("in/Lunch.PNG"), std::string(png) + "receipt");
+
+    ReceiptDesk reader(world.platform(), world.layout(), {});
+    ASSERT_TRUE(reader.openForReading());
+    EXPECT_EQ(*reader.find(receipt.id), receipt);
+}
+
+TEST_F(Desk, RecognitionLeavesAloneWhatThePersonGaveOrTookAwayMeanwhile) {
+    std::vector<Uuid> ids;
+    const auto watch = desk.beingRead().subscribe([&](const std::set<Uuid>& reading) {
+        for (const Uuid& id : reading) {
+            if (std::find(ids.begin(), ids.end(), id) != ids.end()) continue;
+            ids.push_back(id);
+            if (ids.size() == 2) return desk.remove(id);
+            CrumbReceipt edited = *desk.find(id);
+            EXPECT_EQ(shownMerchant(edited, true), "Reading receipt…");
+            edited.merchant = "  Corrected  ";
+            edited.totalCents = Cents{1};
+            edited.needsReview = false;
+            desk.save(edited);
+        }
+    });
+    import({photo("a.png"), photo("b.png")});
+    ASSERT_EQ(desk.receipts()->size(), 1u);
+    const CrumbReceipt& receipt = *desk.receipts()->front();
+    EXPECT_EQ(receipt.merchant, "Corrected");
+    EXPECT_EQ(receipt.totalCents, Cents{1});
+    EXPECT_EQ(receipt.purchaseDate, (CalendarDay{2026, 3, 14}));
+    EXPECT_FALSE(receipt.needsReview);
+    EXPECT_TRUE(desk.beingRead()->empty());
+    EXPECT_EQ(preserved().size(), 2u) << "the removed record's file is kept";
+}
+
+TEST_F(Desk, KeepsWhatCannotBeReadAndSaysWhatCannotBeTakenIn) {
+    const std::string gone = photo("gone.png");
+    fs::remove(gone);
+    world.folder.write("empty.png", "");
+    fs::create_directories(world.folder / "folder");
+    const ReceiptImport outcome =
+        import({photo("bad.png", "damaged"), gone, (world.folder / "empty.png").native(),
+                (world.folder / "folder").native(),
+                world.folder.write("letter.doc", "no picture").native()});
+    ASSERT_EQ(outcome.added.size(), 2u);
+    for (const auto& added : outcome.added) {
+        EXPECT_EQ(*desk.find(added->id), *added);
+        const std::string& message = desk.recognitionMessages()->at(added->id);
+        EXPECT_TRUE(message.starts_with("Receipt saved, but recognition could not begin: "))
+            << message;
+    }
+    ASSERT_EQ(outcome.failed.size(), 3u);
+    for (const auto& failure : outcome.failed) {
+        EXPECT_TRUE(failure.message.starts_with("Unable to import receipt: ")) << failure.message;
+    }
+    EXPECT_EQ(preserved().size(), 2u);
+}
+
+TEST_F(Desk, AFaultAtAnyStepLeavesNoRecordWithoutItsFileAndNoFileWithoutItsRecord) {
+    const std::string source = photo("a.png");
+    for (const Fault fault : {Fault::fail, Fault::diskFull, Fault::crash}) {
+        int k = 1;
+        for (bool reached = true; reached; ++k) {
+            fs::remove_all(world.layout().receipts());
+            TestPlatform& w = world;
+            try {
+                ReceiptDesk victim(w.platform(), w.layout(), [](const OriginalFact&) {});
+                victim.open();
+                w.files.arm(fault, k);
+                victim.import({{source, source}}, {}, [](const auto&) {});
+                w.time.settle();
+            } catch (const testing::SimulatedCrash&) {
+            }
+            reached = w.files.operationCount() >= k;
+            w.files.losePower();
+            w.files.disarm();
+            ReceiptDesk next(w.platform(), w.layout(), {});
+            next.open();
+            for (const auto& receipt : *next.receipts()) {
+                EXPECT_EQ(readWholeFile(*w.realFiles, *receipt->originalFilePath, 1000),
+                          std::string(png) + "receipt");
+            }
+            // A crash between file and record leaves the file, which costs nobody anything.
+            const std::size_t most = fault == Fault::crash ? 1 : next.receipts()->size();
+            EXPECT_LE(preserved().size(), most) << static_cast<int>(fault) << " " << k;
+        }
+        EXPECT_GT(k, 6);
+    }
+}
+
+TEST_F(Desk, ListsAndFindsAsTheDatabaseDoes) {
+    import({photo("a.png"), photo("b.png"), photo("c.png"), photo("d.png")});
+    const ReceiptList all = *desk.receipts();
+    const auto edit = [&](std::size_t index, const std::function<void(CrumbReceipt&)>& change) {
+        CrumbReceipt receipt = *all[index];
+        change(receipt);
+        desk.save(receipt);
+    };
+    edit(0, [](auto& r) { r.purchaseDate.reset(); });
+    edit(1, [](auto& r) {
+        r.purchaseDate = CalendarDay{2027, 1, 1};
+        r.merchant = "Café Zoë";
+    });
+    edit(2, [](auto& r) {
+        r.type = ReceiptType::refund;
+        r.note = "Übergabe";
+    });
+    edit(3, [](auto& r) {
+        r.classification = Classification::business;
+        r.totalCents.reset();
+    });
+    CrumbReceiptStore store(world.files, world.layout());
+    ASSERT_TRUE(store.openForReading());
+    std::vector<CrumbReceipt> listed;
+    for (const auto& receipt : *desk.receipts()) listed.push_back(*receipt);
+    EXPECT_EQ(listed, store.load());
+
+    const auto found = [&](const ReceiptFilter& filter) {
+        return filtered(*desk.receipts(), filter).size();
+    };
+    EXPECT_EQ(found({}), 4u);
+    EXPECT_EQ(found({.query = "cafe zoe"}), 1u);
+    EXPECT_EQ(found({.query = "ZOË 2027-01"}), 1u);
+    EXPECT_EQ(found({.query = "ubergabe refund"}), 1u);
+    EXPECT_EQ(found({.query = "22.14"}), 3u);
+    EXPECT_EQ(found({.query = "bakery nowhere"}), 0u);
+    EXPECT_EQ(found({.type = ReceiptType::refund}), 1u);
+    EXPECT_EQ(found({.classification = Classification::business, .query = "blue"}), 1u);
+}
+
+TEST_F(Desk, TakesOnlyImagesAndPdfsFromMemories) {
+    CrumbItem memory;
+    memory.id = Uuid::random();
+    const auto refusal = [&] {
+        try {
+            receiptSourceOf(memory, world.platform());
+            return std::string("none");
+        } catch (const Error& error) {
+            return error.description();
+        }
+    };
+    EXPECT_TRUE(refusal().starts_with("Unable to select receipt: "));
+    memory.filePath = world.folder.write("note.txt", "text").native();
+    EXPECT_TRUE(refusal().ends_with("note.txt is neither an image nor a PDF."));
+    memory.filePath = photo("p.png");
+    EXPECT_EQ(receiptSourceOf(memory, world.platform()).crumbID, memory.id);
+}
+
+}  // namespace
+}  // namespace nookery
