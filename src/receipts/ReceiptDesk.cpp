@@ -34,6 +34,15 @@ auto placeOf(const ReceiptList& list, const Uuid& id) {
                         [&](const ReceiptPointer& receipt) { return receipt->id == id; });
 }
 
+/// The copy's name means nothing to whoever gave the file.
+std::string namingSource(std::string message, const Path& copy, const std::string& source) {
+    for (const std::string& name : {displayName(copy), displayName(copy.filename())}) {
+        const std::size_t position = message.find(name);
+        if (position != std::string::npos) return message.replace(position, name.size(), source);
+    }
+    return message;
+}
+
 /// Runs the work; what it throws gets words in front that say what was being done.
 template <typename Work>
 auto saying(const char* prefix, const Work& work) {
@@ -167,7 +176,7 @@ void ReceiptDesk::add(Job& job, const ReceiptSource& source, const PreservedRece
     note(receipt.id, preserved.fact);
     put(receipt);
     job.outcome.added.push_back(find(receipt.id));
-    read(receipt);
+    read(receipt, source.name);
 }
 
 /// A digest that cannot be noted is missed by later checks only.
@@ -181,7 +190,7 @@ void ReceiptDesk::note(const Uuid& id, OriginalFact fact) {
 }
 
 /// Recognition has a record to fill in any case: whatever goes wrong becomes a message beside it.
-void ReceiptDesk::read(const CrumbReceipt& receipt) {
+void ReceiptDesk::read(const CrumbReceipt& receipt, const std::string& name) {
     beingRead_.update([&](auto& ids) { ids.insert(receipt.id); });
     const auto read = [this, id = receipt.id](
                           const std::optional<CrumbReceiptRecognizer::Result>& result,
@@ -194,7 +203,7 @@ void ReceiptDesk::read(const CrumbReceipt& receipt) {
                                   : "Receipt saved, but recognition could not begin: " + failure);
         }
     };
-    platform_.enrichQueue.async([platform = platform_, file = Path(*receipt.originalFilePath),
+    platform_.enrichQueue.async([platform = platform_, file = Path(*receipt.originalFilePath), name,
                                  stop = stop_.get_token(), done = guard_.guarded(read)]() mutable {
         std::optional<CrumbReceiptRecognizer::Result> result;
         std::string failure;
@@ -204,7 +213,7 @@ void ReceiptDesk::read(const CrumbReceipt& receipt) {
         } catch (const Cancelled&) {
             // The desk is closing.
         } catch (const std::exception& error) {
-            failure = error.what();
+            failure = namingSource(error.what(), file, displayName(name));
         }
         platform.mainQueue.async([done, result, failure]() mutable { done(result, failure); });
     });

@@ -85,7 +85,7 @@ class ReceiptDesk {
     void importNext(const std::shared_ptr<Job>& job);
     void add(Job& job, const ReceiptSource& source, const PreservedReceipt& preserved);
     void note(const Uuid& id, OriginalFact fact);
-    void read(const CrumbReceipt& receipt);
+    void read(const CrumbReceipt& receipt, const std::string& name);
     void merge(const Uuid& id, const CrumbReceiptRecognizer::Result& result);
     void finishReading(const Uuid& id, const std::string& failure);
     void put(CrumbReceipt receipt);
