@@ -36,6 +36,7 @@ AttachmentPublisher::AttachmentPublisher(const Platform& platform, const Encrypt
       keyID_(keyIDOf(key, platform.digester)),
       folder_(std::move(folder)),
       records_(records),
+      known_(records.attachments()),
       stop_(std::move(stop)),
       buffer_(chunkByteCount) {
     batch_.emplace(platform_.files);
@@ -68,17 +69,19 @@ AttachmentReport AttachmentPublisher::finish() {
 }
 
 bool AttachmentPublisher::isCurrent(const CrumbItem& item, const FileStatus& source) {
-    auto last = records_.attachment(item.id);
-    if (!last || last->keyID != keyID_ || last->sourceByteCount != source.byteCount) return false;
-    if (!isFromSameContent(*last, item, source) || !isOnDrive(*last)) return false;
+    const auto found = known_.find(item.id);
+    if (found == known_.end()) return false;
+    const PublishedAttachment& last = found->second;
+    if (last.keyID != keyID_ || last.sourceByteCount != source.byteCount) return false;
+    if (!isFromSameContent(last, item, source) || !isOnDrive(last)) return false;
     // What had to be read this time is known by its marks the next.
-    PublishedAttachment now = *last;
+    PublishedAttachment now = last;
     now.source = *item.filePath;
     now.sourceModifiedNanoseconds = source.modifiedNanoseconds;
     if (const auto sealed = platform_.files.status(placeOf(item.id))) {
         now.sealedModifiedNanoseconds = sealed->modifiedNanoseconds;
     }
-    if (now != *last) records_.record(std::span(&now, 1));
+    if (now != last) records_.record(std::span(&now, 1));
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <stop_token>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -56,6 +57,7 @@ class AttachmentPublisher {
     Sha256Digest keyID_;
     Path folder_;
     LinkRecords& records_;
+    std::unordered_map<Uuid, PublishedAttachment> known_;  ///< as it was before this run
     std::stop_token stop_;
     std::vector<std::byte> buffer_;
     std::optional<DurableBatch> batch_;

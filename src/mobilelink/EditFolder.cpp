@@ -16,8 +16,17 @@ constexpr std::string_view requestPrefix = "edit-";
 constexpr std::string_view receiptPrefix = "edit-result-";
 constexpr const char* nameExtension = ".enc";
 
+/// Some sync clients give a file its size and time before its content. So only what costs much to
+/// read again is taken to stay unreadable.
+constexpr std::int64_t costlyByteCount = 1 << 20;
+
 std::string receiptNameOf(const Uuid& requestID) {
     return std::string(receiptPrefix) + requestID.toString() + nameExtension;
+}
+
+/// What the receipt is called if the request's file bears its own identifier, as it usually does.
+std::string receiptNameBeside(const Path& request) {
+    return std::string(receiptPrefix) + request.filename().native().substr(requestPrefix.size());
 }
 
 /// The order in which the phone made them, so that a second change of a memory follows the first.
@@ -66,8 +75,10 @@ void EditFolder::addRequest(const Path& path, const std::set<std::string>& recei
                             const EncryptionKey& key, PendingEdits& pending) try {
     const auto status = platform_.files.status(path);
     if (!status) {
-        ++pending.skippedCount;
+        // What is answered may stay where it is: clients take the content of old files away.
+        if (receipts.contains(receiptNameBeside(path))) return;
         platform_.cloud.requestDownload(path);
+        ++pending.skippedCount;
         return;
     }
     const auto known = known_.find(path);
@@ -79,7 +90,10 @@ void EditFolder::addRequest(const Path& path, const std::set<std::string>& recei
     }
     if (isUnchanged && receipts.contains(receiptNameOf(*known->second.requestID))) return;
     auto edit = read(path, key);
-    known_.insert_or_assign(path, Known{*status, edit ? std::optional(edit->id) : std::nullopt});
+    if (edit || status->byteCount > costlyByteCount) {
+        known_.insert_or_assign(path,
+                                Known{*status, edit ? std::optional(edit->id) : std::nullopt});
+    }
     if (!edit) {
         ++pending.skippedCount;
     } else if (!receipts.contains(receiptNameOf(edit->id))) {

@@ -17,8 +17,8 @@ struct PendingEdits {
 };
 
 /// The folder where the phone leaves requests and this computer its receipts. Requests are never
-/// changed or removed. Remembers what each file held, so that looking often is cheap; a file is
-/// read again when its size or time changes, and all are under another key. One thread at a time.
+/// changed or removed. Remembers what each file held, so that looking often is cheap; it is read
+/// again when its size or time changes, and under another key. One thread at a time.
 class EditFolder {
   public:
     static constexpr std::size_t maximumRequestByteCount = 64u << 20;

@@ -61,6 +61,20 @@ Array arrayFrom(std::span<const std::byte> blob) {
     return array;
 }
 
+PublishedAttachment attachmentFrom(const SqliteStatement& row, const Uuid& memoryID) {
+    PublishedAttachment attachment{.memoryID = memoryID};
+    attachment.keyID.bytes = arrayFrom<decltype(Sha256Digest::bytes)>(row.blob(1));
+    const auto source = row.blob(2);
+    attachment.source = std::string(reinterpret_cast<const char*>(source.data()), source.size());
+    attachment.sourceByteCount = row.integer(3);
+    attachment.sourceModifiedNanoseconds = row.integer(4);
+    attachment.sourceDigest.bytes = arrayFrom<decltype(Sha256Digest::bytes)>(row.blob(5));
+    attachment.sealedModifiedNanoseconds = row.integer(6);
+    attachment.mark.nonce = arrayFrom<EncryptionNonce>(row.blob(7));
+    attachment.mark.tag = arrayFrom<AuthenticationTag>(row.blob(8));
+    return attachment;
+}
+
 std::vector<LinkEvent> collectEvents(SqliteStatement& rows) {
     std::vector<LinkEvent> events;
     while (rows.step()) events.push_back({rows.date(0), rows.string(1), rows.string(2)});
@@ -108,23 +122,16 @@ std::optional<LinkRecords> LinkRecords::openForReading(FileSystem& files, const 
     return LinkRecords(std::move(connection));
 }
 
-std::optional<PublishedAttachment> LinkRecords::attachment(const Uuid& memoryID) {
-    SqliteStatement row(connection_,
-                        "SELECT key_id, source, source_byte_count, source_modified_nanoseconds, "
-                        "source_digest, sealed_modified_nanoseconds, nonce, tag "
-                        "FROM attachments WHERE memory_id = ?;");
-    if (!row.with(memoryID).step()) return std::nullopt;
-    PublishedAttachment attachment{.memoryID = memoryID};
-    attachment.keyID.bytes = arrayFrom<decltype(Sha256Digest::bytes)>(row.blob(0));
-    const auto source = row.blob(1);
-    attachment.source = std::string(reinterpret_cast<const char*>(source.data()), source.size());
-    attachment.sourceByteCount = row.integer(2);
-    attachment.sourceModifiedNanoseconds = row.integer(3);
-    attachment.sourceDigest.bytes = arrayFrom<decltype(Sha256Digest::bytes)>(row.blob(4));
-    attachment.sealedModifiedNanoseconds = row.integer(5);
-    attachment.mark.nonce = arrayFrom<EncryptionNonce>(row.blob(6));
-    attachment.mark.tag = arrayFrom<AuthenticationTag>(row.blob(7));
-    return attachment;
+std::unordered_map<Uuid, PublishedAttachment> LinkRecords::attachments() {
+    std::unordered_map<Uuid, PublishedAttachment> found;
+    SqliteStatement rows(connection_,
+                         "SELECT memory_id, key_id, source, source_byte_count, "
+                         "source_modified_nanoseconds, source_digest, "
+                         "sealed_modified_nanoseconds, nonce, tag FROM attachments;");
+    while (rows.step()) {
+        if (const auto id = rows.uuid(0)) found.emplace(*id, attachmentFrom(rows, *id));
+    }
+    return found;
 }
 
 void LinkRecords::record(std::span<const PublishedAttachment> attachments) {

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "foundation/Date.h"
@@ -51,7 +52,7 @@ class LinkRecords {
     /// None when there is no such file.
     static std::optional<LinkRecords> openForReading(FileSystem& files, const Path& path);
 
-    std::optional<PublishedAttachment> attachment(const Uuid& memoryID);
+    std::unordered_map<Uuid, PublishedAttachment> attachments();  ///< by memory
     /// Each replaces what was known of its memory; one transaction.
     void record(std::span<const PublishedAttachment> attachments);
     void forgetAttachment(const Uuid& memoryID);

@@ -33,7 +33,7 @@ std::string describe(const std::vector<EditReceipt>& receipts) {
 
 std::string describe(const PublishReport& report) {
     std::string text =
-        fmt::format("{} memories, {} attachments written, {} unchanged", report.publishedCount,
+        fmt::format("{} memories; attachments: {} written, {} unchanged", report.publishedCount,
                     report.attachmentsWritten, report.attachmentsUnchanged);
     if (report.attachmentsFailed > 0) {
         text += fmt::format(", {} left out: {}", report.attachmentsFailed, report.firstFailure);
