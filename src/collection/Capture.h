@@ -12,10 +12,11 @@
 
 namespace nookery {
 
-/// A file, or a folder that is taken with all below it. A symbolic link named here is followed;
-/// links found inside a folder are not.
+/// A file, or a folder that is taken with all below it. A symbolic link named here is followed
+/// unless forbidden; links found inside a folder are not.
 struct CaptureFile {
     Path path;
+    bool mayBeLink = true;
 };
 struct CaptureLink {
     std::string url;     ///< http or https
@@ -33,6 +34,7 @@ struct CaptureRequest {
     std::string note{};
     std::vector<std::string> tags{};
     std::optional<Uuid> groupID{};
+    std::optional<Uuid> sourceItemID{};  ///< the memory that all of it belongs to
 };
 
 struct CaptureDuplicate {
@@ -50,6 +52,15 @@ struct CaptureMessage {
     std::string message;
 };
 
+/// A file whose content is now in the library, durably.
+struct CaptureOrigin {
+    Path path;
+    FileStatus status;  ///< of the file that was read
+    Sha256Digest digest;
+    Uuid memoryID;          ///< the memory added, or the one that was there
+    bool wasKnown = false;  ///< it is in the list of duplicates
+};
+
 /// Every source of the request, and every file below its folders, is in exactly one of the first
 /// four lists.
 struct CaptureReport {
@@ -59,6 +70,7 @@ struct CaptureReport {
     /// Left out on purpose: links, pipes and devices met inside a folder, the library itself.
     std::vector<CaptureMessage> skipped{};
     std::vector<CaptureVersion> versions{};  ///< some of those added
+    std::vector<CaptureOrigin> origins{};    ///< of all files added or already there
     /// About sources that were added all the same: a damaged document, a page not fetched.
     std::vector<CaptureMessage> warnings{};
     bool cancelled = false;  ///< what came after the cancellation is in no list

@@ -28,6 +28,7 @@ struct CaptureEntry {
     std::string source;  ///< how a report calls it
     PreparedMemory memory;
     std::optional<OriginalCopy> original;
+    std::optional<CaptureOrigin> origin;
     Path wishedName;                ///< in `Items`
     std::optional<Path> finalName;  ///< in `Items`; noted in the sidecar while it is set
     int namesTried = 0;

@@ -21,16 +21,35 @@ bool isAsNoted(const FileStatus& status, const OriginalFact& fact) {
            status.modifiedNanoseconds == fact.modifiedNanoseconds;
 }
 
+void removeIfAsNoted(FileSystem& files, const Path& place, const OriginalFact& fact) {
+    const auto status = files.status(place);
+    if (!status || !isAsNoted(*status, fact)) return;
+    files.removeFile(place);
+    files.syncDirectory(place.parent_path());
+}
+
+/// Removes the folders that hold nothing any more.
+void removeEmptyFolders(FileSystem& files, const Path& folder) {
+    for (const DirectoryEntry& entry : files.list(folder)) {
+        if (entry.type == FileType::directory) removeEmptyFolders(files, folder / entry.name);
+    }
+    if (files.list(folder).empty()) files.removeDirectory(folder);
+}
+
+/// Of a file or folder whose commit was never reached.
 void removeRemains(FileSystem& files, Sidecar& sidecar, const LibraryLayout& layout,
                    const Path& relativePath) {
-    const Path place = layout.library() / relativePath;
-    const auto fact = sidecar.original(relativePath);
-    const auto status = files.status(place);
-    if (fact && status && isAsNoted(*status, *fact)) {
-        files.removeFile(place);
-        files.syncDirectory(place.parent_path());
+    std::vector<Path> forgotten;
+    for (const OriginalFact& fact : sidecar.originalsAt(relativePath)) {
+        removeIfAsNoted(files, layout.library() / fact.relativePath, fact);
+        forgotten.push_back(fact.relativePath);
     }
-    sidecar.forgetOriginals({&relativePath, 1});
+    const Path place = layout.library() / relativePath;
+    const auto status = files.status(place);
+    if (status && status->type == FileType::directory && !forgotten.empty()) {
+        removeEmptyFolders(files, place);
+    }
+    sidecar.forgetOriginals(forgotten);
 }
 
 }  // namespace

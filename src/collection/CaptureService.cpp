@@ -140,6 +140,8 @@ std::optional<Uuid> CaptureService::knownTwin(const CaptureEntry& entry) {
 /// A memory whose own original is gone or was changed does not make a newcomer superfluous.
 std::optional<Uuid> CaptureService::knownOriginal(const OriginalCopy& original) const {
     for (const OriginalFact& fact : sidecar_.originalsWithDigest(original.digest)) {
+        // A file inside a folder original belongs to that memory; it is not a memory itself.
+        if (fact.relativePath != relativePath(fact.relativePath.filename())) continue;
         if (!owner_.find(fact.memoryID)) continue;
         const auto status = platform_.files.status(layout_.library() / fact.relativePath);
         if (status && status->byteCount == fact.byteCount) return fact.memoryID;
@@ -279,6 +281,13 @@ void CaptureService::announceCount() const {
 
 void CaptureService::report(const CaptureEntry& entry) {
     CaptureReport& report = jobs_.front()->report;
+    const bool isDuplicate = entry.stage == Stage::duplicate;
+    if (entry.origin && (isDuplicate || entry.stage == Stage::added)) {
+        CaptureOrigin origin = *entry.origin;
+        origin.memoryID = isDuplicate ? entry.duplicateOf : entry.memory.item.id;
+        origin.wasKnown = isDuplicate;
+        report.origins.push_back(std::move(origin));
+    }
     switch (entry.stage) {
         case Stage::added:
             report.added.push_back(entry.memory.item.id);

@@ -59,7 +59,7 @@ std::optional<FoundSource> CaptureWalk::advance() {
 }
 
 std::optional<FoundSource> CaptureWalk::begin(CaptureSource source) {
-    if (const auto* file = std::get_if<CaptureFile>(&source)) return beginNamed(file->path);
+    if (const auto* file = std::get_if<CaptureFile>(&source)) return beginNamed(*file);
     if (auto* link = std::get_if<CaptureLink>(&source)) {
         return FoundSource{link->url, std::move(*link), true};
     }
@@ -67,8 +67,9 @@ std::optional<FoundSource> CaptureWalk::begin(CaptureSource source) {
     return FoundSource{text.sourceName, std::move(text), true};
 }
 
-std::optional<FoundSource> CaptureWalk::beginNamed(const Path& path) try {
-    const auto resolved = files_.resolve(path);
+std::optional<FoundSource> CaptureWalk::beginNamed(const CaptureFile& file) try {
+    const Path& path = file.path;
+    const auto resolved = file.mayBeLink ? files_.resolve(path) : path;
     const auto status = resolved ? files_.status(*resolved) : std::nullopt;
     if (!status) return failure(path, "There is no such file or folder.");
     switch (status->type) {
@@ -80,7 +81,7 @@ std::optional<FoundSource> CaptureWalk::beginNamed(const Path& path) try {
             return failure(path, specialMessage);
     }
 } catch (const FileError& error) {
-    return failure(path, error.description());
+    return failure(file.path, error.description());
 }
 
 std::optional<FoundSource> CaptureWalk::visit(const Path& folder, const DirectoryEntry& entry) {

@@ -48,7 +48,7 @@ class CaptureWalk {
 
     std::optional<FoundSource> advance();
     std::optional<FoundSource> begin(CaptureSource source);
-    std::optional<FoundSource> beginNamed(const Path& path);
+    std::optional<FoundSource> beginNamed(const CaptureFile& file);
     std::optional<FoundSource> visit(const Path& folder, const DirectoryEntry& entry);
     std::optional<FoundSource> enter(const Path& folder, bool named);
     bool isLibrary(const Path& folder) const;

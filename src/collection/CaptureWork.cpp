@@ -79,6 +79,7 @@ std::optional<CaptureEntry> CaptureWork::begin(FoundSource found) {
     item.createdAt = platform_.clock.now();
     item.note = request_.note;
     item.groupID = request_.groupID;
+    item.sourceItemID = request_.sourceItemID;
     entry.memory.tags = request_.tags;
     try {
         beginContent(entry, found);
@@ -106,6 +107,10 @@ void CaptureWork::beginContent(CaptureEntry& entry, FoundSource& found) {
 void CaptureWork::beginFile(CaptureEntry& entry, const FoundFile& file) {
     makeIncomingFolder();
     entry.original = copier_.copy(file.path, file.name);
+    entry.origin = CaptureOrigin{.path = file.path,
+                                 .status = entry.original->source,
+                                 .digest = entry.original->digest,
+                                 .memoryID = {}};
     entry.wishedName = originalName(file.name);
     entry.memory.digest = entry.original->digest;
     entry.memory.item.title = titleFromFileName(file.name);

@@ -61,11 +61,23 @@ void CrumbStore::Parts::dispose(const std::unordered_set<Uuid>& ids,
     disposeOfOriginals(originals, disposal, platform);
     removeThumbnails(ids, layout, platform);
     withSidecar([&](Sidecar& target) {
-        const auto places = belowLibrary(originals, layout);
-        target.forgetOriginals(places);
-        target.removePendingOriginals(places);
+        target.removePendingOriginals(belowLibrary(originals, layout));
+        target.forgetOriginals(factsOfRemoved(originals, target));
         target.forgetMemories(std::vector(ids.begin(), ids.end()));
     });
+}
+
+/// The names become free again with the files; what could not be removed stays known.
+std::vector<Path> CrumbStore::Parts::factsOfRemoved(const std::vector<Path>& originals,
+                                                    Sidecar& target) const {
+    std::vector<Path> facts;
+    for (const Path& original : originals) {
+        if (platform.files.status(original)) continue;
+        for (const auto& fact : target.originalsAt(original.lexically_relative(layout.library()))) {
+            facts.push_back(fact.relativePath);
+        }
+    }
+    return facts;
 }
 
 void CrumbStore::Parts::notePendingRemoval(const std::vector<Path>& originals) {

@@ -48,9 +48,8 @@ void removeInterruptedWrites(const LibraryLayout& layout, const Platform& platfo
         try {
             if (!platform.files.statusFollowingLinks(folder)) continue;
             for (const DirectoryEntry& entry : platform.files.list(folder)) {
-                const bool leftover = entry.type == FileType::regular &&
-                                      entry.name.native().starts_with(temporaryPrefix);
-                if (leftover) platform.files.removeFile(folder / entry.name);
+                if (!entry.name.native().starts_with(temporaryPrefix)) continue;
+                removeTree(platform.files, folder / entry.name);
             }
         } catch (const Error& error) {
             platform.log.line("NOOKERY leftover cleanup error: " + error.description());

@@ -17,7 +17,7 @@ void dispose(const Path& original, OriginalDisposal disposal, const Platform& pl
     if (disposal == OriginalDisposal::moveToTrash) {
         platform.trash.moveToTrash(original);
     } else {
-        platform.files.removeFile(original);
+        removeTree(platform.files, original);  // an activity's original is a folder
     }
 }
 

@@ -61,6 +61,7 @@ std::optional<OriginalCopy> OriginalCopier::copyUnlessChanging(ReadableFile& sou
             return std::nullopt;
         }
         copy.digest = digest->finish();
+        copy.source = after;
         setModifiedQuietly(platform_.files, copy.place, before.modifiedNanoseconds);
         const auto marks = platform_.files.status(copy.place);
         if (!marks) throw FileError("find", copy.place, ENOENT);

@@ -18,6 +18,7 @@ struct OriginalCopy {
     Path place;                          ///< where the copy lies now
     std::unique_ptr<WritableFile> file;  ///< open and not yet synced; none once it is
     Sha256Digest digest;                 ///< of the bytes that were read from the source
+    FileStatus source;                   ///< of the file that was read
     FileStatus marks;                    ///< size and modification time of the copy
     ContentType type;
 };

@@ -97,8 +97,7 @@ OriginalFact factFromRow(const SqliteStatement& row) {
 
 std::vector<OriginalFact> collectFacts(SqliteStatement& rows) {
     std::vector<OriginalFact> facts;
-    while (rows.step())
-        facts.push_back(factFromRow(rows));
+    while (rows.step()) facts.push_back(factFromRow(rows));
     return facts;
 }
 
@@ -125,9 +124,7 @@ void runForEach(SqliteConnection& connection, const char* sql, const Values& val
     transaction.commit();
 }
 
-void bindPath(SqliteStatement& statement, const Path& path) {
-    statement.with(bytesOf(path));
-}
+void bindPath(SqliteStatement& statement, const Path& path) { statement.with(bytesOf(path)); }
 
 }  // namespace
 
@@ -186,6 +183,16 @@ std::optional<OriginalFact> Sidecar::original(const Path& relativePath) {
     return rows.step() ? std::optional(factFromRow(rows)) : std::nullopt;
 }
 
+std::vector<OriginalFact> Sidecar::originalsAt(const Path& relativePath) {
+    SqliteStatement rows(
+        connection_,
+        std::string(originalColumns) + "WHERE path = ? OR (path > ? AND path < ?) ORDER BY path;");
+    // Paths are bytes: what lies below "a" is between "a/" and "a0", the byte after the slash.
+    const Path first = relativePath.native() + "/";
+    const Path end = relativePath.native() + "0";
+    return collectFacts(rows.with(bytesOf(relativePath), bytesOf(first), bytesOf(end)));
+}
+
 void Sidecar::forgetOriginals(std::span<const Path> relativePaths) {
     runForEach(connection_, "DELETE FROM originals WHERE path = ?;", relativePaths, bindPath);
 }
@@ -203,8 +210,7 @@ void Sidecar::removePendingOriginals(std::span<const Path> relativePaths) {
 std::vector<Path> Sidecar::pendingOriginals() {
     std::vector<Path> paths;
     SqliteStatement rows(connection_, "SELECT path FROM pending_originals ORDER BY path;");
-    while (rows.step())
-        paths.emplace_back(stringOf(rows.blob(0)));
+    while (rows.step()) paths.emplace_back(stringOf(rows.blob(0)));
     return paths;
 }
 

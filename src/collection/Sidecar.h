@@ -63,6 +63,8 @@ class Sidecar {
     /// Memories that were taken in with this content, in the order of their paths.
     std::vector<OriginalFact> originalsWithDigest(const Sha256Digest& digest);
     std::optional<OriginalFact> original(const Path& relativePath);
+    /// What is known of a managed original: of the file, or of all files of a folder.
+    std::vector<OriginalFact> originalsAt(const Path& relativePath);
     void forgetOriginals(std::span<const Path> relativePaths);
 
     // Names placed in `Items` before their record is committed. What is still listed at a start was

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "collection/InboxNames.h"
+#include "foundation/FileSystem.h"
+#include "platform/CloudContainer.h"
+
+namespace nookery {
+
+struct InboxFile {
+    Path path;
+    FileStatus status;  ///< as it was when it was looked at
+};
+
+struct InboxPackage {
+    Path path;
+    PackageKind kind = PackageKind::note;
+    std::vector<InboxFile> files{};  ///< every regular file below it, in a fixed order
+    std::vector<Path> unfinished{};  ///< what below it is still on its way
+};
+
+/// Something that stays in an inbox, and one line about why.
+struct InboxWaiting {
+    Path path;
+    std::string reason;
+};
+
+/// One entry of an inbox with all below it: a file, a package, or a folder of these. It comes to
+/// rest as a whole, so that nothing is taken from under a program that still writes into it.
+struct InboxUnit {
+    Path path;
+    std::vector<InboxFile> files{};        ///< to be taken in, each as a memory
+    std::vector<InboxPackage> packages{};  ///< to be taken in, each as one
+    std::vector<Path> folders{};           ///< its folders, deeper ones first
+    std::vector<InboxWaiting> waiting{};   ///< what is left alone
+    std::vector<InboxFile> everything{};   ///< all that was met, for telling whether it changed
+
+    bool hasSomethingToTake() const { return !files.empty() || !packages.empty(); }
+    /// Size, time and identity of everything are what they were.
+    bool isUnchangedSince(const InboxUnit& earlier) const;
+};
+
+/// What lies in an inbox folder, names in byte order. Links are never followed. A folder further
+/// down that cannot be listed is part of what waits; throws FileError when the inbox itself cannot
+/// be.
+std::vector<InboxUnit> surveyInbox(FileSystem& files, const CloudContainer& cloud,
+                                   const Path& inbox);
+
+}  // namespace nookery

@@ -1,0 +1,98 @@
+#include "collection/PackageIntake.h"
+
+#include "collection/PackageJob.h"
+#include "collection/Sidecar.h"
+#include "platform/Log.h"
+
+namespace nookery {
+
+PackageIntake::PackageIntake(const Platform& platform, LibraryLayout layout, Sidecar& sidecar,
+                             InboxIntakeOwner owner)
+    : platform_(platform),
+      layout_(std::move(layout)),
+      sidecar_(sidecar),
+      owner_(std::move(owner)) {}
+
+void PackageIntake::take(const InboxPackage& package, std::stop_token stop, Finished finished) {
+    const auto job = std::make_shared<Job>(Job{package, std::move(stop), std::move(finished)});
+    if (package.kind == PackageKind::note) {
+        readNote(job);
+    } else {
+        readActivity(job);
+    }
+}
+
+/// The ledger holds the content's digest and the memory's id, which may be gone by now: what the
+/// person removed does not come back.
+bool PackageIntake::isSettledByLedger(const JobPointer& job) {
+    const auto entry = sidecar_.state(job->ledgerKey());
+    if (!entry) return false;
+    if (!entry->starts_with(job->digest.toHex())) {
+        fail(job,
+             "It was taken in before with another content. Rename it aside, or add its files by "
+             "hand.",
+             false);
+        return true;
+    }
+    takeAll(*job);
+    const auto id = Uuid::parse(entry->substr(entry->rfind(' ') + 1));
+    if (id && owner_.find(*id)) {
+        job->outcome.report.duplicates.push_back({job->source(), *id});
+    } else {
+        job->outcome.report.skipped.push_back(
+            {job->source(), "It was taken in before, and its memory was removed since."});
+    }
+    job->finished(std::move(job->outcome));
+    return true;
+}
+
+void PackageIntake::noteInLedger(const Job& job) {
+    sidecar_.setState(job.ledgerKey(), job.digest.toHex() + " " + job.memoryID.toString());
+    sidecar_.makeDurable();
+}
+
+void PackageIntake::takeAll(Job& job) const {
+    job.outcome.taken.clear();
+    for (const PackageFile& file : job.files) {
+        job.outcome.taken.push_back({job.package.path / file.relative, file.status});
+    }
+}
+
+void PackageIntake::fail(const JobPointer& job, const std::string& reason, bool mayRetry) {
+    job->outcome.taken.clear();
+    job->outcome.failure = InboxFailure{job->package.path, reason, mayRetry};
+    job->outcome.report.failed.push_back({job->source(), reason});
+    job->finished(std::move(job->outcome));
+}
+
+void PackageIntake::logOnce(const std::string& line) {
+    if (logged_.insert(line).second) platform_.log.line(line);
+}
+
+void PackageIntake::announce(const Job& job, const std::string& title) {
+    const auto item = owner_.find(job.memoryID);
+    owner_.announce(
+        {IntakeNoticeKind::captured, title, item ? item->title : std::string(), job.memoryID});
+}
+
+/// The reply runs on the main thread, unless the intake is gone by then; what `work` met is in the
+/// job's problem.
+void PackageIntake::inBackground(const JobPointer& job, std::function<void()> work,
+                                 std::function<void()> reply) {
+    platform_.captureQueue.async([job, work = std::move(work), &mainQueue = platform_.mainQueue,
+                                  reply = std::function<void()>(guard_.guarded(std::move(reply)))] {
+        job->problem.reset();
+        try {
+            work();
+        } catch (const ManifestError& error) {
+            job->problem = Job::Problem{error.description(), true};
+        } catch (const FileError& error) {
+            job->problem = Job::Problem{error.description(), false, error.errorNumber() == EEXIST};
+        } catch (const std::exception& error) {
+            job->problem = Job::Problem{error.what()};
+        }
+        mainQueue.async(reply);
+    });
+}
+
+}  // namespace nookery

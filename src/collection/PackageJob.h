@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "collection/PackageIntake.h"
+
+namespace nookery {
+
+/// One package on its way. Touched by the main thread, and by the capture queue while it works.
+struct PackageIntake::Job {
+    InboxPackage package;
+    std::stop_token stop;
+    Finished finished;
+    PackageOutcome outcome{};
+
+    std::optional<MobileNoteManifest> note{};
+    std::optional<MobileActivityManifest> activity{};
+    std::vector<PackageFile> files{};  ///< of the package, the manifest first
+    Sha256Digest digest{};             ///< of all of them
+    std::optional<PackageCopy> copy{};
+    Path name{};      ///< of the copy in `Items`, once it has one
+    Uuid memoryID{};  ///< the memory that it became
+    /// What the background met; `isForeign`: the package's own fault, so that only a change helps.
+    struct Problem {
+        std::string reason;
+        bool isForeign = false;
+        bool isNameTaken = false;
+    };
+    std::optional<Problem> problem{};
+
+    std::string source() const { return displayName(package.path); }
+    std::string ledgerKey() const {
+        return note ? "package.note." + note->noteID : "package.activity." + digest.toHex();
+    }
+};
+
+}  // namespace nookery
