@@ -10,7 +10,7 @@ namespace nookery {
 CrumbStore::CrumbStore(const Platform& platform, LibraryLayout layout, LibraryAccess access)
     : parts_(std::make_unique<Parts>(platform, std::move(layout), access)) {}
 
-CrumbStore::~CrumbStore() = default;
+CrumbStore::~CrumbStore() { parts_->stopInboxes(); }
 
 const std::optional<std::string>& CrumbStore::startFailure() const { return parts_->startFailure; }
 const std::optional<RestoreNotice>& CrumbStore::restoreNotice() const {
@@ -39,6 +39,10 @@ const Published<int>& CrumbStore::importCountInProgress() const {
 
 const Published<int>& CrumbStore::inboxImportCount() const { return parts_->inboxImportCount; }
 const Published<int>& CrumbStore::cloudImportCount() const { return parts_->cloudImportCount; }
+const Published<std::optional<InboxReport>>& CrumbStore::inboxReport() const {
+    return parts_->inboxReport;
+}
+
 const Published<int>& CrumbStore::faceDataRevision() const { return parts_->faceDataRevision; }
 
 const Published<std::optional<BringBackNotice>>& CrumbStore::bringBackNotice() const {
@@ -53,7 +57,8 @@ const Published<int>& CrumbStore::indexingCount() const {
     return parts_->embeddings.waitingCount();
 }
 
-const Published<std::unordered_map<Uuid, std::vector<std::byte>>>& CrumbStore::richTextByID() const {
+const Published<std::unordered_map<Uuid, std::vector<std::byte>>>& CrumbStore::richTextByID()
+    const {
     return parts_->richTextByID;
 }
 

@@ -12,6 +12,7 @@
 
 #include "collection/Capture.h"
 #include "collection/CrumbItem.h"
+#include "collection/InboxIntake.h"
 #include "collection/IntakeNotice.h"
 #include "collection/LibraryLayout.h"
 #include "collection/MemoryAnnotations.h"
@@ -84,6 +85,8 @@ class CrumbStore {
     const Published<int>& importCountInProgress() const;
     const Published<int>& inboxImportCount() const;
     const Published<int>& cloudImportCount() const;
+    /// What the latest handover of an inbox came to; none before the first.
+    const Published<std::optional<InboxReport>>& inboxReport() const;
     const Published<int>& indexingCount() const;  ///< memories whose enrichment waits or runs
     const Published<std::unordered_map<Uuid, std::vector<std::byte>>>& richTextByID() const;
     const Published<std::optional<IntakeNotice>>& intakeNotice() const;
@@ -106,6 +109,11 @@ class CrumbStore {
     void capture(CaptureRequest request, std::stop_token stop,
                  std::function<void(const CaptureProgress&)> progress,
                  std::function<void(const CaptureReport&)> finished);
+    /// Takes what waits in both inboxes now, once, in a session that does not watch them. `finished`
+    /// is called on the main thread, once: what came of it, and what is left there and why.
+    using InboxesFinished =
+        std::function<void(const std::vector<InboxReport>&, const std::vector<InboxWaiting>&)>;
+    void takeFromInboxes(std::stop_token stop, InboxesFinished finished);
     using TagsByID = std::unordered_map<Uuid, std::vector<std::string>>;
     /// Complete records with new ids from elsewhere (import), saved in one transaction. Nothing is
     /// added when that fails; when only the tags cannot be saved, the memories are in.

@@ -10,9 +10,12 @@
 #include <vector>
 
 #include "collection/CaptureService.h"
+#include "collection/CloudInboxWatcher.h"
 #include "collection/CrumbRecoverySnapshots.h"
 #include "collection/CrumbStore.h"
 #include "collection/EmbeddingWorker.h"
+#include "collection/InboxIntake.h"
+#include "collection/InboxWatcher.h"
 #include "collection/LibraryLock.h"
 #include "collection/MemoryAnnotations.h"
 #include "collection/MemoryList.h"
@@ -48,6 +51,7 @@ class CrumbStore::Parts {
     Published<int> importCountInProgress{0};
     Published<int> inboxImportCount{0};
     Published<int> cloudImportCount{0};
+    Published<std::optional<InboxReport>> inboxReport;
     Published<int> faceDataRevision{0};
     Published<std::optional<SnapshotProgress>> snapshotProgress;
     Published<std::optional<IntakeNotice>> intakeNotice;
@@ -57,6 +61,9 @@ class CrumbStore::Parts {
     EmbeddingWorker embeddings;
     std::unique_ptr<CrumbRecoverySnapshots> recoverySnapshots;
     std::unique_ptr<CaptureService> capture;
+    std::unique_ptr<InboxIntake> inboxIntake;
+    std::shared_ptr<InboxWatcher> inboxWatcher;
+    std::shared_ptr<CloudInboxWatcher> cloudInboxWatcher;
     bool destructiveOperationRuns = false;
     CallbackGuard guard;
 
@@ -70,6 +77,13 @@ class CrumbStore::Parts {
     void loadAnnotations();
     void buildIndex();
     void loadEmbeddings();
+
+    // Inboxes.
+    void createInboxes();
+    /// Hands what an inbox found to the intake, on the main thread.
+    InboxHandler inboxHandler(InboxKind inbox);
+    void startInboxes();
+    void stopInboxes();
 
     // Saving. A failure is logged behind the prefix and returned; nothing is thrown.
     /// Runs a change of the database and makes it durable.
@@ -114,6 +128,7 @@ class CrumbStore::Parts {
     /// Disposes of what removed memories had outside the database.
     void dispose(const std::unordered_set<Uuid>& ids, const std::vector<Path>& originals,
                  OriginalDisposal disposal);
+    std::vector<Path> factsOfRemoved(const std::vector<Path>& originals, Sidecar& target) const;
     /// Drops memories that the database no longer holds from everything kept in memory of them.
     void forget(const std::unordered_set<Uuid>& ids);
     void forgetEverything();

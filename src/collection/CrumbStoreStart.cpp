@@ -48,7 +48,9 @@ void CrumbStore::start(SessionLength length) {
     parts_->resumeEmbeddings();
     parts_->search.setText("", defaultSearchLimit, SearchDepth::deep);
     if (parts_->capture && !parts_->startFailure) parts_->capture->recover();
-    if (length == SessionLength::lasting) startBackgroundWork();
+    if (length == SessionLength::oneCommand) return;
+    parts_->startInboxes();
+    startBackgroundWork();
 }
 
 /// Runs one step of the loading. A failure is logged behind the prefix, kept as the reason why the
@@ -86,6 +88,7 @@ void CrumbStore::Parts::createServices() {
             .all = [this]() -> const CrumbItemList& { return *memories.all(); },
             .announce = [this](const IntakeNotice& notice) { intakeNotice.set(notice); },
             .importCountChanged = [this](int count) { importCountInProgress.set(count); }});
+    createInboxes();
 }
 
 void CrumbStore::Parts::loadMemories() {

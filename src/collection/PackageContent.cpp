@@ -61,7 +61,8 @@ PackageFile copyOne(const Platform& platform, const Path& package, const Package
         throw Error(displayName(package / file.relative) + " changes while it is being copied.");
     }
     copier.verify(copy);
-    OriginalCopier::sync(copy);
+    copy.file->sync();
+    copy.file->close();
     platform.files.renameExclusive(copy.place, target);
     return {file.relative, file.digest, copy.marks};
 }
