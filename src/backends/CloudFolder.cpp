@@ -20,7 +20,8 @@ class CloudFolder final : public CloudContainer {
         if (!drive) {
             return {.reason =
                         "No cloud folder is set; \"nookery config set cloud-folder DIR\" "
-                        "sets it."};
+                        "sets it.",
+                    .isWanted = false};
         }
         if (!isFolder(*drive)) {
             return {.reason = "The cloud folder " + displayName(*drive) +

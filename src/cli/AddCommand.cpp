@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/CaptureView.h"
 #include "cli/Commands.h"
 #include "cli/Enrichment.h"
 #include "cli/Input.h"
@@ -43,91 +44,6 @@ CaptureRequest requestFor(Session& session, CrumbStore& store, const Arguments& 
     return request;
 }
 
-OrderedJson messagesJson(const std::vector<CaptureMessage>& messages) {
-    OrderedJson list = OrderedJson::array();
-    for (const CaptureMessage& message : messages) {
-        list.push_back({{"source", message.source}, {"message", message.message}});
-    }
-    return list;
-}
-
-OrderedJson reportJson(const CrumbStore& store, const CaptureReport& report) {
-    OrderedJson added = OrderedJson::array();
-    for (const Uuid& id : report.added) {
-        if (const auto item = store.item(id)) added.push_back(memoryJson(store, *item));
-    }
-    OrderedJson duplicates = OrderedJson::array();
-    for (const CaptureDuplicate& duplicate : report.duplicates) {
-        duplicates.push_back({{"source", duplicate.source}, {"of", duplicate.of.toString()}});
-    }
-    OrderedJson versions = OrderedJson::array();
-    for (const CaptureVersion& version : report.versions) {
-        versions.push_back({{"id", version.id.toString()}, {"of", version.of.toString()}});
-    }
-    return {{"added", std::move(added)},
-            {"duplicates", std::move(duplicates)},
-            {"failed", messagesJson(report.failed)},
-            {"skipped", messagesJson(report.skipped)},
-            {"versions", std::move(versions)},
-            {"warnings", messagesJson(report.warnings)},
-            {"cancelled", report.cancelled}};
-}
-
-/// Says the first few lines, and how many more there are.
-void sayLines(Session& session, const std::vector<std::string>& lines) {
-    for (std::size_t i = 0; i < std::min(lines.size(), mostLinesShown); ++i) {
-        session.say(printable(lines[i]));
-    }
-    if (lines.size() > mostLinesShown) {
-        session.say(fmt::format("and {} more like this (--json names them all)",
-                                lines.size() - mostLinesShown));
-    }
-}
-
-void sayMessages(Session& session, std::string_view label,
-                 const std::vector<CaptureMessage>& messages) {
-    std::vector<std::string> lines;
-    for (const CaptureMessage& message : messages) {
-        lines.push_back(fmt::format("{}: {}: {}", label, message.source, message.message));
-    }
-    sayLines(session, lines);
-}
-
-void sayTwins(Session& session, const CrumbStore& store, const CaptureReport& report) {
-    const ShortIds shortIds = shortIdsOf(store);
-    std::vector<std::string> lines;
-    for (const CaptureDuplicate& duplicate : report.duplicates) {
-        lines.push_back(
-            fmt::format("Already in NOOKERY: {} is {}", duplicate.source, shortIds(duplicate.of)));
-    }
-    sayLines(session, lines);
-    lines.clear();
-    for (const CaptureVersion& version : report.versions) {
-        lines.push_back(fmt::format("Looks like another version: {} of {}", shortIds(version.id),
-                                    shortIds(version.of)));
-    }
-    sayLines(session, lines);
-}
-
-void printReport(Session& session, const CrumbStore& store, const CaptureReport& report) {
-    CrumbItemList added;
-    for (const Uuid& id : report.added) {
-        if (added.size() == mostLinesShown) break;
-        if (const auto item = store.item(id)) added.push_back(item);
-    }
-    printMemoryTable(session, store, added);
-    if (report.added.size() > added.size()) {
-        session.out().writeLine(fmt::format("and {} more", report.added.size() - added.size()));
-    }
-    sayTwins(session, store, report);
-    sayMessages(session, "skipped", report.skipped);
-    sayMessages(session, "taken in, but", report.warnings);
-    sayMessages(session, "not taken in", report.failed);
-    session.say(fmt::format("{} added, {} already there, {} failed.",
-                            counted(report.added.size(), "memory", "memories"),
-                            report.duplicates.size(), report.failed.size()));
-}
-
 CaptureReport captureAll(Session& session, CrumbStore& store, CaptureRequest request) {
     std::optional<CaptureReport> report;
     store.capture(
@@ -149,9 +65,9 @@ int runAdd(Session& session, const Arguments& arguments) {
     const CaptureReport report = captureAll(session, store, requestFor(session, store, arguments));
     if (arguments.has("wait")) finishEnrichment(session, store);
     if (session.wantsJson()) {
-        session.print(reportJson(store, report));
+        session.print(captureReportJson(store, report));
     } else {
-        printReport(session, store, report);
+        printCaptureReport(session, store, report);
     }
     if (report.cancelled) {
         session.say("Interrupted; what was added is whole.");

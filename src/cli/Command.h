@@ -47,6 +47,7 @@ struct Command {
     std::vector<Option> options{};
     std::string notes{};  ///< paragraphs below the options, if any
     bool isHidden = false;
+    bool isLasting = false;  ///< runs until it is interrupted, and logs as things happen
     /// Every other command's start completes a restore that waits.
     bool leavesRestoresWaiting = false;
     /// Answers the exit status; throws Error, UsageError or Cancelled.

@@ -21,7 +21,8 @@ std::vector<Command> makeTable() {
     add(receiptCommands());
     add(linkCommands());
     add(importAndExportCommands());
-    add({enrichCommand(), statsCommand()});
+    add({inboxCommand(), watchCommand()});
+    add({enrichCommand(), statsCommand(), verifyCommand()});
     add(configCommands());
     add(aboutCommands());
     return table;

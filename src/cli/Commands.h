@@ -24,6 +24,9 @@ std::vector<Command> receiptCommands();
 std::vector<Command> linkCommands();
 Command enrichCommand();
 Command statsCommand();
+Command verifyCommand();
+Command inboxCommand();
+Command watchCommand();
 std::vector<Command> configCommands();
 std::vector<Command> aboutCommands();
 

@@ -6,6 +6,7 @@
 #include "cli/Session.h"
 #include "cli/TextLayout.h"
 #include "foundation/Text.h"
+#include "platform/CloudContainer.h"
 #include "platform/UserDefaults.h"
 
 namespace nookery::cli {
@@ -23,7 +24,7 @@ struct Setting {
 const std::vector<Setting>& settings() {
     static const std::vector<Setting> all{
         {"cloud-folder",
-         "NOOKERY.CloudFolder.v1",
+         std::string(cloudFolderDefaultsKey),
          "the cloud-drive folder shared with the phone",
          "",
          {}},

@@ -58,6 +58,9 @@ Places findPlaces(const Environment& environment, const std::optional<std::strin
     }
     if (config) places.configHome = absolute(*config, workingFolder);
     places.keyStoreFile = keyStoreFile(environment, workingFolder);
+    if (const auto cloud = environment("NOOKERY_CLOUD_HOME")) {
+        places.cloudHome = absolute(*cloud, workingFolder);
+    }
     return places;
 }
 

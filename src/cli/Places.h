@@ -15,6 +15,7 @@ struct Places {
     Path cacheHome;   ///< what can be made again
     Path userData;    ///< the desktop's own data folder, whatever is overridden
     std::optional<Path> keyStoreFile{};  ///< in place of the desktop's keyring
+    std::optional<Path> cloudHome{};     ///< the cloud drive's folder, in place of the setting
 };
 
 /// Reads one environment variable; none when it is unset or empty.

@@ -36,7 +36,7 @@ Session::Session(World world, Output& output, const Arguments& arguments)
 
 Session::~Session() { messages_.endProgress(); }
 
-CrumbStore& Session::open(LibraryAccess access) {
+CrumbStore& Session::open(LibraryAccess access, SessionLength length) {
     FileSystem& files = world_.platform.files;
     if (access == LibraryAccess::reading && !files.statusFollowingLinks(layout().database()) &&
         !files.statusFollowingLinks(layout().legacyFile())) {
@@ -44,7 +44,7 @@ CrumbStore& Session::open(LibraryAccess access) {
                                 displayName(layout().library())));
     }
     store_ = std::make_unique<CrumbStore>(world_.platform, layout(), access);
-    store_->start(SessionLength::oneCommand);
+    store_->start(length);
     tell(store_->restoreNotice());
     if (store_->startFailure()) throw Error(*store_->startFailure());
     snapshotProgress_ = store_->snapshotProgress().subscribe([this](const auto& progress) {

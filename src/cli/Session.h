@@ -35,9 +35,9 @@ class Session {
     const Platform& platform() const { return world_.platform; }
     const LibraryLayout& layout() const { return world_.layout; }
 
-    /// Opens the library. Throws LibraryInUse, or Error when it cannot be read, or when there is none
-    /// and reading was asked for. Once per session.
-    CrumbStore& open(LibraryAccess access);
+    /// Opens the library. Throws LibraryInUse, or Error when it cannot be read, or when there is
+    /// none and reading was asked for. Once per session.
+    CrumbStore& open(LibraryAccess access, SessionLength length = SessionLength::oneCommand);
 
     /// Runs what comes back to the main thread until the condition holds.
     void waitUntil(const std::function<bool()>& condition);

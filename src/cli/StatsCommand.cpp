@@ -6,7 +6,10 @@
 #include "cli/Commands.h"
 #include "cli/MemoryView.h"
 #include "cli/TextLayout.h"
+#include "collection/CloudInboxWatcher.h"
+#include "collection/InboxSurvey.h"
 #include "collection/SnapshotShelf.h"
+#include "platform/CloudContainer.h"
 #include "platform/TextEmbedder.h"
 
 namespace nookery::cli {
@@ -57,6 +60,28 @@ OrderedJson newestSnapshot(Session& session) {
     return name ? OrderedJson(*name) : OrderedJson();
 }
 
+/// What lies in both inboxes; an inbox that cannot be looked at is told as such.
+OrderedJson inboxWaiting(Session& session) {
+    const Platform& platform = session.platform();
+    std::vector<Path> inboxes{session.layout().inbox()};
+    const auto container = platform.cloud.locate().container;
+    if (container) inboxes.push_back(cloudInboxFolder(*container));
+    OrderedJson list = OrderedJson::array();
+    const auto add = [&](const Path& path, const std::string& message) {
+        list.push_back({{"source", displayName(path)}, {"message", message}});
+    };
+    for (const Path& inbox : inboxes) {
+        try {
+            for (const auto& entry : waitingInInbox(platform.files, platform.cloud, inbox)) {
+                add(entry.path, entry.reason);
+            }
+        } catch (const FileError& error) {
+            add(inbox, error.description());
+        }
+    }
+    return list;
+}
+
 OrderedJson gather(Session& session) {
     const auto start = std::chrono::steady_clock::now();
     const CrumbStore& store = session.open(LibraryAccess::reading);
@@ -75,6 +100,7 @@ OrderedJson gather(Session& session) {
             {"newestSnapshot", newestSnapshot(session)},
             {"indexByteCount", store.retrieval().indexByteCount()},
             {"startMillis", elapsed.count()},
+            {"inboxWaiting", inboxWaiting(session)},
             {"meaning", embedder ? OrderedJson(embedder->modelName()) : OrderedJson()}};
 }
 
@@ -108,6 +134,11 @@ int runStats(Session& session, const Arguments&) {
         stats["newestSnapshot"].is_null() ? "none" : stats["newestSnapshot"].get<std::string>());
     printRow(session, "index in memory", bytes("indexByteCount"));
     printRow(session, "start-up", fmt::format("{:.1f} ms", stats["startMillis"].get<double>()));
+    printRow(session, "in the inboxes", counted(stats["inboxWaiting"].size(), "entry", "entries"));
+    for (const auto& entry : stats["inboxWaiting"]) {
+        session.say(printable(entry["source"].get<std::string>() + ": " +
+                              entry["message"].get<std::string>()));
+    }
     printRow(session, "meaning",
              stats["meaning"].is_null() ? "off: the sentence encoder is not installed"
                                         : stats["meaning"].get<std::string>());

@@ -41,13 +41,13 @@ Path workingFolder() {
 }
 
 /// Builds the world, and the session in it, for a command that needs them.
-int runInWorld(const CommandLine& line, const Interrupts& interrupts, Output& output,
-               CommandLog& log) {
+int runInWorld(const CommandLine& line, const Interrupts& interrupts, Output& output, Log& log) {
     const Places places =
         findPlaces(processEnvironment(), line.arguments.value("data-home"), workingFolder());
     SystemPlatform system({.defaultsFile = places.configHome / "defaults.json",
                            .userData = places.userData,
                            .programFolder = programFolder(),
+                           .cloudFolder = places.cloudHome,
                            .keyStoreFile = places.keyStoreFile},
                           log);
     // What waits for the main loop looks again when the person interrupts.
@@ -69,6 +69,10 @@ int runCommand(const Words& words, const Interrupts& interrupts, Output& output,
         output.write(line.arguments.has("version") ? versionText(line.arguments.has("json"))
                                                    : programHelp());
         return line.arguments.has("version") ? exitDone : exitWrongUsage;
+    }
+    if (line.command->isLasting) {
+        StderrLog atOnce;
+        return runInWorld(line, interrupts, output, atOnce);
     }
     if (line.command->text == nullptr) return runInWorld(line, interrupts, output, log);
     const std::string text = line.command->text(line.arguments);

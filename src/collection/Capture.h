@@ -76,6 +76,9 @@ struct CaptureReport {
     bool cancelled = false;  ///< what came after the cancellation is in no list
 };
 
+/// Adds what a further request came to.
+void append(CaptureReport& whole, const CaptureReport& part);
+
 struct CaptureProgress {
     std::size_t done = 0;   ///< sources that are in one of the report's lists
     std::size_t found = 0;  ///< so far: folders are walked while files are taken

@@ -5,23 +5,6 @@
 #include <unordered_set>
 
 namespace nookery {
-namespace {
-
-void append(CaptureReport& whole, const CaptureReport& part) {
-    const auto add = [](auto& to, const auto& from) {
-        to.insert(to.end(), from.begin(), from.end());
-    };
-    add(whole.added, part.added);
-    add(whole.duplicates, part.duplicates);
-    add(whole.failed, part.failed);
-    add(whole.skipped, part.skipped);
-    add(whole.versions, part.versions);
-    add(whole.warnings, part.warnings);
-    whole.cancelled |= part.cancelled;
-}
-
-}  // namespace
-
 InboxIntake::InboxIntake(const Platform& platform, const LibraryLayout& layout, Sidecar& sidecar,
                          Owner owner)
     : owner_(std::move(owner)), packages_(platform, layout, sidecar, owner_.library) {}

@@ -108,4 +108,20 @@ std::vector<InboxUnit> surveyInbox(FileSystem& files, const CloudContainer& clou
     return units;
 }
 
+std::vector<InboxWaiting> waitingInInbox(FileSystem& files, const CloudContainer& cloud,
+                                         const Path& inbox) {
+    std::vector<InboxWaiting> waiting;
+    if (!files.statusFollowingLinks(inbox)) return waiting;
+    for (const InboxUnit& unit : surveyInbox(files, cloud, inbox)) {
+        for (const InboxFile& file : unit.files) {
+            waiting.push_back({file.path, "It waits to be taken in."});
+        }
+        for (const InboxPackage& package : unit.packages) {
+            waiting.push_back({package.path, "It waits to be taken in."});
+        }
+        waiting.insert(waiting.end(), unit.waiting.begin(), unit.waiting.end());
+    }
+    return waiting;
+}
+
 }  // namespace nookery

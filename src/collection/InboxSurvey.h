@@ -48,4 +48,9 @@ struct InboxUnit {
 std::vector<InboxUnit> surveyInbox(FileSystem& files, const CloudContainer& cloud,
                                    const Path& inbox);
 
+/// All that an inbox holds, what is to be taken and what is left alone, for showing it. Nothing in
+/// an inbox that is not there; throws as surveyInbox.
+std::vector<InboxWaiting> waitingInInbox(FileSystem& files, const CloudContainer& cloud,
+                                         const Path& inbox);
+
 }  // namespace nookery

@@ -21,7 +21,7 @@ constexpr double secondsPerDay = 86400;
 
 Json parseObject(std::string_view json) {
     Json object = parseJson(json, {.maximumByteCount = maximumManifestByteCount});
-    if (!object.is_object()) throw ManifestError("Its list of contents is not a JSON object.");
+    if (!object.is_object()) throw PackageError("Its list of contents is not a JSON object.");
     return object;
 }
 
@@ -54,7 +54,7 @@ std::optional<std::int64_t> optionalCount(const Json& object, std::string_view k
 /// A path as a package names its files: relative, without ".", ".." or empty parts.
 Path safeRelativePath(const std::string& text) {
     const auto refuse = [&] [[noreturn]] (std::string_view why) {
-        throw ManifestError(
+        throw PackageError(
             fmt::format("It names a file that {}: \"{}\".", why, displayName(Path(text))));
     };
     if (text.empty() || text.size() > maximumPathByteCount) refuse("cannot be");
@@ -74,24 +74,24 @@ void checkIdentifier(const std::string& text, std::string_view key) {
         text.begin(), text.end(), [](unsigned char byte) { return byte <= ' ' || byte == 0x7f; });
     if (text.empty() || text.size() > maximumIdentifierByteCount || !isPlain ||
         !isValidUtf8(text)) {
-        throw ManifestError(fmt::format("Its \"{}\" is not an identifier.", key));
+        throw PackageError(fmt::format("Its \"{}\" is not an identifier.", key));
     }
 }
 
 std::vector<Path> attachmentsOf(const Json& object) {
     const auto list = object.find("attachments");
     if (list == object.end() || !list->is_array()) {
-        throw ManifestError("Its \"attachments\" are not a list.");
+        throw PackageError("Its \"attachments\" are not a list.");
     }
-    if (list->size() > mostFilesNamed) throw ManifestError("It names too many files.");
+    if (list->size() > mostFilesNamed) throw PackageError("It names too many files.");
     std::vector<Path> paths;
     std::set<Path> seen;
     for (const Json& entry : *list) {
-        if (!entry.is_string()) throw ManifestError("Its \"attachments\" are not all texts.");
+        if (!entry.is_string()) throw PackageError("Its \"attachments\" are not all texts.");
         const std::string text = entry.get<std::string>();
         Path path = safeRelativePath(text);
         if (!text.starts_with("media/")) {
-            throw ManifestError(fmt::format("It names a file that is not below \"media/\": \"{}\".",
+            throw PackageError(fmt::format("It names a file that is not below \"media/\": \"{}\".",
                                             displayName(path)));
         }
         if (seen.insert(path).second) paths.push_back(std::move(path));
@@ -103,10 +103,10 @@ std::vector<Path> eventFilesOf(const Json& object) {
     std::vector<Path> paths;
     const auto events = object.find("events");
     if (events == object.end() || events->is_null()) return paths;
-    if (!events->is_array()) throw ManifestError("Its \"events\" are not a list.");
-    if (events->size() > mostFilesNamed) throw ManifestError("It names too many files.");
+    if (!events->is_array()) throw PackageError("Its \"events\" are not a list.");
+    if (events->size() > mostFilesNamed) throw PackageError("It names too many files.");
     for (const Json& event : *events) {
-        if (!event.is_object()) throw ManifestError("Its \"events\" are not all objects.");
+        if (!event.is_object()) throw PackageError("Its \"events\" are not all objects.");
         const auto path = optionalString(event, "relativePath");
         if (path) paths.push_back(safeRelativePath(*path));
     }
@@ -119,7 +119,7 @@ auto asManifest(Read read) {
     try {
         return read();
     } catch (const JsonError& error) {
-        throw ManifestError(error.description());
+        throw PackageError(error.description());
     }
 }
 
@@ -160,13 +160,13 @@ MobileNoteManifest noteManifestFromJson(std::string_view json) {
         const Json object = parseObject(json);
         MobileNoteManifest manifest;
         const auto version = optionalCount(object, "schemaVersion");
-        if (!version || *version < 1) throw ManifestError("It has no \"schemaVersion\".");
+        if (!version || *version < 1) throw PackageError("It has no \"schemaVersion\".");
         manifest.schemaVersion = static_cast<int>(std::min<std::int64_t>(*version, 1'000'000));
         manifest.kind = cleanText(requiredString(object, "kind"));
         manifest.noteID = requiredString(object, "noteID");
         checkIdentifier(manifest.noteID, "noteID");
         const auto created = optionalTime(object, "createdAt");
-        if (!created) throw ManifestError("It has no \"createdAt\".");
+        if (!created) throw PackageError("It has no \"createdAt\".");
         manifest.createdAt = *created;
         manifest.text = cleanText(requiredString(object, "text"));
         manifest.attachments = attachmentsOf(object);

@@ -13,7 +13,7 @@
 namespace nookery {
 
 /// A package whose list of contents cannot be used; the description says why.
-class ManifestError : public Error {
+class PackageError : public Error {
   public:
     using Error::Error;
 };
@@ -46,7 +46,7 @@ inline constexpr std::size_t maximumManifestByteCount = std::size_t{16} << 20;
 Path manifestName(PackageKind kind);
 
 // What a package holds is foreign: anything not as described, nested deeply or leading out of the
-// package throws ManifestError.
+// package throws PackageError.
 MobileNoteManifest noteManifestFromJson(std::string_view json);
 MobileActivityManifest activityManifestFromJson(std::string_view json);
 

@@ -84,7 +84,7 @@ void PackageIntake::inBackground(const JobPointer& job, std::function<void()> wo
         job->problem.reset();
         try {
             work();
-        } catch (const ManifestError& error) {
+        } catch (const PackageError& error) {
             job->problem = Job::Problem{error.description(), true};
         } catch (const FileError& error) {
             job->problem = Job::Problem{error.description(), false, error.errorNumber() == EEXIST};

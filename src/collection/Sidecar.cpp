@@ -146,8 +146,8 @@ Sidecar Sidecar::openForWriting(const Path& path, std::chrono::milliseconds busy
     return Sidecar(std::move(connection));
 }
 
-Sidecar Sidecar::openForReading(const Path& path) {
-    auto connection = SqliteConnection::open(path, SqliteAccess::readOnly);
+Sidecar Sidecar::openForReading(const Path& path, SqliteAccess access) {
+    auto connection = SqliteConnection::open(path, access);
     refuseNewer(versionOf(connection));
     return Sidecar(std::move(connection));
 }

@@ -50,7 +50,8 @@ class Sidecar {
     /// Creates a sidecar at `path`, for a library that is being put together elsewhere.
     static Sidecar create(const Path& path);
     /// `path` may lie anywhere; nothing is created.
-    static Sidecar openForReading(const Path& path);
+    static Sidecar openForReading(const Path& path,
+                                  SqliteAccess access = SqliteAccess::readOnly);
 
     /// As SQLiteDatabase::makeDurable.
     void makeDurable() { connection_.makeDurable(); }

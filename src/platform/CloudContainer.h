@@ -17,6 +17,7 @@ inline constexpr std::string_view cloudFolderDefaultsKey = "NOOKERY.CloudFolder.
 struct CloudLookup {
     std::optional<Path> container{};  ///< an existing folder; none while it is unavailable
     std::string reason{};             ///< why it is unavailable, and what to do
+    bool isWanted = true;             ///< false when no cloud folder was ever named
 };
 
 /// How much of a file a sync client has brought to this computer.

@@ -1,47 +1,24 @@
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/inotify.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 
+#include "cli/NameWatch.h"
 #include "cli/NookeryProgram.h"
 #include "foundation/Text.h"
 
 namespace nookery {
 namespace {
 
+using testing::NameWatch;
 using testing::NookeryProgram;
 using testing::Outcome;
 
 std::size_t lineCount(const std::string& text) {
     return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
-
-/// Waits until so many names have appeared in a folder.
-class NameWatch {
-  public:
-    explicit NameWatch(const Path& folder) : descriptor_(::inotify_init1(IN_CLOEXEC)) {
-        EXPECT_GE(::inotify_add_watch(descriptor_, folder.c_str(), IN_CREATE | IN_MOVED_TO), 0);
-    }
-    ~NameWatch() { ::close(descriptor_); }
-
-    void waitFor(std::size_t count) const {
-        alignas(inotify_event) std::array<char, 65536> buffer{};
-        for (std::size_t seen = 0; seen < count;) {
-            const ssize_t length = ::read(descriptor_, buffer.data(), buffer.size());
-            ASSERT_GT(length, 0);
-            for (ssize_t at = 0; at < length; ++seen) {
-                const auto* event = reinterpret_cast<const inotify_event*>(buffer.data() + at);
-                at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
-            }
-        }
-    }
-
-  private:
-    int descriptor_;
-};
 
 TEST(Trouble, EveryFailureHasItsStatusAndOneLine) {
     const NookeryProgram nookery;
