@@ -215,6 +215,7 @@ class Relocation {
                              .byteCount = noted.content.byteCount,
                              .modifiedNanoseconds = status->modifiedNanoseconds});
         }
+        files_.createFile(place)->close();  // as private as every other file
         Sidecar::create(place).recordOriginals(facts);
         files_.syncDirectory(pending_);
     }

@@ -4,6 +4,7 @@
 #include "cli/Enrichment.h"
 #include "cli/MemoryView.h"
 #include "cli/TextLayout.h"
+#include "collection/Sidecar.h"
 #include "platform/TextEmbedder.h"
 
 namespace nookery::cli {
@@ -22,6 +23,17 @@ EnrichmentOutcome finishEnrichment(Session& session, CrumbStore& store) {
 
 namespace {
 
+OrderedJson failures(const LibraryLayout& layout) {
+    OrderedJson failed = OrderedJson::array();
+    for (const PendingWork& work : Sidecar::openForReading(layout.sidecar()).pendingWork()) {
+        if (!work.lastFailure) continue;
+        failed.push_back({{"id", work.memoryID.toString()},
+                          {"task", work.task},
+                          {"message", *work.lastFailure}});
+    }
+    return failed;
+}
+
 int runEnrich(Session& session, const Arguments& arguments) {
     CrumbStore& store = session.open(LibraryAccess::writing);
     const auto ids = findMemories(store, arguments.positionals());
@@ -30,7 +42,7 @@ int runEnrich(Session& session, const Arguments& arguments) {
     if (session.wantsJson()) {
         session.print({{"done", outcome.done},
                        {"pending", outcome.pending},
-                       {"failed", OrderedJson::array()}});
+                       {"failed", failures(session.layout())}});
     } else {
         session.out().writeLine(
             fmt::format("{} read for meaning, {} left.",

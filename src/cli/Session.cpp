@@ -37,12 +37,7 @@ Session::Session(World world, Output& output, const Arguments& arguments)
 Session::~Session() { messages_.endProgress(); }
 
 CrumbStore& Session::open(LibraryAccess access, SessionLength length) {
-    FileSystem& files = world_.platform.files;
-    if (access == LibraryAccess::reading && !files.statusFollowingLinks(layout().database()) &&
-        !files.statusFollowingLinks(layout().legacyFile())) {
-        throw Error(fmt::format("There is no library in {} yet; \"nookery add\" makes one.",
-                                displayName(layout().library())));
-    }
+    if (access == LibraryAccess::reading) demandLibrary();
     store_ = std::make_unique<CrumbStore>(world_.platform, layout(), access);
     store_->start(length);
     tell(store_->restoreNotice());
@@ -51,6 +46,14 @@ CrumbStore& Session::open(LibraryAccess access, SessionLength length) {
         if (progress) messages_.progress(snapshotText(*progress));
     });
     return *store_;
+}
+
+void Session::demandLibrary() const {
+    FileSystem& files = world_.platform.files;
+    if (files.statusFollowingLinks(layout().database())) return;
+    if (files.statusFollowingLinks(layout().legacyFile())) return;
+    throw Error(fmt::format("There is no library in {} yet; \"nookery add\" makes one.",
+                            displayName(layout().library())));
 }
 
 void Session::tell(const std::optional<RestoreNotice>& notice) {

@@ -38,6 +38,8 @@ class Session {
     /// Opens the library. Throws LibraryInUse, or Error when it cannot be read, or when there is
     /// none and reading was asked for. Once per session.
     CrumbStore& open(LibraryAccess access, SessionLength length = SessionLength::oneCommand);
+    /// Throws Error when there is no library yet.
+    void demandLibrary() const;
 
     /// Runs what comes back to the main thread until the condition holds.
     void waitUntil(const std::function<bool()>& condition);

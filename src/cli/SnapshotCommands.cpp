@@ -29,6 +29,7 @@ OrderedJson summaryJson(const SnapshotSummary& summary) {
 }
 
 int runList(Session& session, const Arguments&) {
+    session.demandLibrary();
     OrderedJson list = OrderedJson::array();
     for (const SnapshotSummary& summary : summaries(session)) {
         list.push_back(summaryJson(summary));

@@ -85,7 +85,7 @@ void printReport(Session& session, const VerifyReport& report) {
 }
 
 int runVerify(Session& session, const Arguments& arguments) {
-    session.completePendingRestore();
+    session.demandLibrary();
     const VerifyReport report =
         verify(session, arguments.has("quick") ? VerifyDepth::quick : VerifyDepth::full);
     if (session.wantsJson()) {
