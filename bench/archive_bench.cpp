@@ -5,7 +5,6 @@
 #include <sys/resource.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <random>
 
@@ -16,17 +15,10 @@
 #include "backends/SystemPlatform.h"
 #include "collection/SQLiteDatabase.h"
 #include "foundation/DurableFile.h"
+#include "support/Benchmark.h"
 
 namespace nookery {
 namespace {
-
-using Time = std::chrono::steady_clock;
-
-double secondsOf(const std::function<void()>& action) {
-    const auto start = Time::now();
-    action();
-    return std::chrono::duration<double>(Time::now() - start).count();
-}
 
 void runShell(const std::string& command) {
     if (std::system(command.c_str()) != 0) throw Error("Failed: " + command);
@@ -76,11 +68,6 @@ struct Figures {
     std::vector<double> peer, written, checked, prepared;
 };
 
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
 void measure(const char* what, const Path& folder, int count, std::size_t byteCount, int runs) {
     const auto files = makePosixFileSystem();
     const Path root = temporaryBeside(folder / "archive-bench");
@@ -93,7 +80,7 @@ void measure(const char* what, const Path& folder, int count, std::size_t byteCo
     for (int run = 0; run < runs; ++run) {
         const std::string tree = layout.library().native();
         settle(root);
-        figures.peer.push_back(secondsOf([&] {
+        figures.peer.push_back(secondsFor([&] {
             runShell(
                 fmt::format("cp -r '{0}' '{1}' && cd '{1}' && find . -type f -print0 | "
                             "xargs -0 sha256sum > '{2}'",
@@ -101,12 +88,12 @@ void measure(const char* what, const Path& folder, int count, std::size_t byteCo
         }));
         removeTree(*files, root / "copy");
         settle(root);
-        figures.written.push_back(secondsOf([&] {
+        figures.written.push_back(secondsFor([&] {
             CrumbCompleteArchive::write(world.platform(), layout, source, root / "archive", {});
         }));
         figures.checked.push_back(
-            secondsOf([&] { checkArchive(world.platform(), root / "archive", {}); }));
-        figures.prepared.push_back(secondsOf([&] {
+            secondsFor([&] { checkArchive(world.platform(), root / "archive", {}); }));
+        figures.prepared.push_back(secondsFor([&] {
             prepareArchiveRestore(world.platform(), {root / "other", root / "cache"},
                                   root / "archive", {});
         }));

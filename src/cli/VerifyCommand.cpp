@@ -62,9 +62,10 @@ OrderedJson reportJson(const VerifyReport& report) {
                             {"path", displayName(problem.path)},
                             {"message", problem.message}});
     }
-    return {{"ok", report.problems.empty()},           {"problems", std::move(problems)},
-            {"memories", report.memoryCount},          {"originals", report.originalFileCount},
-            {"withoutDigest", report.undigestedCount}, {"snapshots", report.snapshotCount}};
+    return {{"ok", report.problems.empty()},         {"problems", std::move(problems)},
+            {"memories", report.memoryCount},        {"receipts", report.receiptCount},
+            {"originals", report.originalFileCount}, {"withoutDigest", report.undigestedCount},
+            {"snapshots", report.snapshotCount}};
 }
 
 void printReport(Session& session, const VerifyReport& report) {
@@ -73,7 +74,8 @@ void printReport(Session& session, const VerifyReport& report) {
         session.out().writeLine("  " + printable(problem.message));
     }
     session.say(fmt::format(
-        "{}, {}, {} checked: {}.", counted(report.memoryCount, "memory", "memories"),
+        "{}, {}, {}, {} checked: {}.", counted(report.memoryCount, "memory", "memories"),
+        counted(report.receiptCount, "receipt", "receipts"),
         counted(report.originalFileCount, "original", "originals"),
         counted(report.snapshotCount, "snapshot", "snapshots"),
         report.problems.empty() ? "all is well"

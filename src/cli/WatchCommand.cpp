@@ -1,55 +1,22 @@
 #include <fmt/format.h>
 
 #include "cli/Commands.h"
-#include "cli/MemoryView.h"
-#include "cli/Session.h"
 #include "cli/TextLayout.h"
+#include "cli/WatchPart.h"
 #include "platform/CloudContainer.h"
-#include "platform/DirectoryEvents.h"
 
 namespace nookery::cli {
 namespace {
 
-/// Tells what happens, one line each, as it happens.
-class EventLines {
-  public:
-    explicit EventLines(Session& session) : session_(session) {}
-
-    void tell(std::string_view event, const std::string& text) {
-        const Date now = session_.now();
-        if (session_.wantsJson()) {
-            session_.print({{"time", toIso8601(now)}, {"event", event}, {"text", text}});
-        } else {
-            session_.out().writeLine(
-                printable(fmt::format("{} {}: {}", exactDate(now), event, text)));
-        }
-        session_.out().flush();
+void tellEvent(Session& session, std::string_view event, const std::string& text) {
+    const Date now = session.now();
+    if (session.wantsJson()) {
+        session.print({{"time", toIso8601(now)}, {"event", event}, {"text", text}});
+    } else {
+        session.out().writeLine(printable(fmt::format("{} {}: {}", exactDate(now), event, text)));
     }
-
-    void tell(const CrumbStore& store, const InboxReport& report) {
-        for (const Uuid& id : report.taken.added) {
-            const auto item = store.item(id);
-            if (item) tell("added", shownTitle(*item));
-        }
-        for (const CaptureDuplicate& duplicate : report.taken.duplicates) {
-            tell("already there", duplicate.source);
-        }
-        for (const auto* messages : {&report.taken.skipped, &report.taken.failed}) {
-            for (const CaptureMessage& message : *messages) {
-                tell("not taken in", message.source + ": " + message.message);
-            }
-        }
-    }
-
-    void tellSnapshots(const DirectoryReport& report) {
-        for (const Path& name : report.names) {
-            if (parseFolderTimestamp(name.native())) tell("snapshot", name.native());
-        }
-    }
-
-  private:
-    Session& session_;
-};
+    session.out().flush();
+}
 
 std::string placesWatched(Session& session) {
     const CloudLookup cloud = session.platform().cloud.locate();
@@ -59,25 +26,42 @@ std::string placesWatched(Session& session) {
                                                                      : "");
 }
 
+/// Runs the parts from its making to its end.
+class RunningParts {
+  public:
+    explicit RunningParts(std::vector<std::unique_ptr<WatchPart>> parts)
+        : parts_(std::move(parts)) {
+        try {
+            for (; started_ < parts_.size(); ++started_) parts_[started_]->start();
+        } catch (...) {
+            stop();
+            throw;
+        }
+    }
+    RunningParts(const RunningParts&) = delete;
+    RunningParts& operator=(const RunningParts&) = delete;
+    ~RunningParts() { stop(); }
+
+  private:
+    void stop() {
+        while (started_ > 0) parts_[--started_]->stop();
+    }
+
+    std::vector<std::unique_ptr<WatchPart>> parts_;
+    std::size_t started_ = 0;
+};
+
 int runWatch(Session& session, const Arguments&) {
-    EventLines lines(session);
+    const TellEvent tell = [&](std::string_view event, const std::string& text) {
+        tellEvent(session, event, text);
+    };
     CrumbStore& store = session.open(LibraryAccess::writing, SessionLength::lasting);
-    const auto reports = store.inboxReport().subscribe([&](const auto& report) {
-        if (report) lines.tell(store, *report);
-    });
-    int lastWaiting = *store.indexingCount();
-    const auto enrichment = store.indexingCount().subscribe([&](int waiting) {
-        if (waiting == 0 && lastWaiting > 0) lines.tell("enriched", "nothing waits any more");
-        lastWaiting = waiting;
-    });
-    const Platform& platform = session.platform();
-    createDirectories(platform.files, session.layout().snapshots());
-    const auto snapshots = platform.directoryEvents.watch(
-        session.layout().snapshots(), platform.mainQueue,
-        [&](const DirectoryReport& report) { lines.tellSnapshots(report); });
-    lines.tell("watching", placesWatched(session));
-    session.waitUntil([&] { return session.isInterrupted(); });
-    lines.tell("ended", "what was taken in is whole");
+    {
+        const RunningParts running(makeWatchParts(session, store, tell));
+        tell("watching", placesWatched(session));
+        session.waitUntil([&] { return session.isInterrupted(); });
+    }
+    tell("ended", "what was taken in is whole");
     return exitDone;
 }
 

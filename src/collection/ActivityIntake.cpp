@@ -75,8 +75,7 @@ void PackageIntake::readActivity(const JobPointer& job) {
                 Path path = file.path.lexically_relative(package);
                 if (path != manifest) relative.push_back(std::move(path));
             }
-            job->files = digestPackage(platform, package, relative, job->stop);
-            job->digest = digestOfAll(platform.digester, job->files);
+            readFiles(platform, *job, std::move(relative));
         },
         [this, job] { decideActivity(job); });
 }
@@ -84,6 +83,7 @@ void PackageIntake::readActivity(const JobPointer& job) {
 void PackageIntake::decideActivity(const JobPointer& job) try {
     if (job->problem) return withdrawActivity(job, job->problem->reason);
     if (isSettledByLedger(job)) return;
+    if (job->package.incomplete) return leaveWaiting(job);
     if (const auto known = activityWithContent(*job)) {
         job->memoryID = *known;
         job->outcome.report.duplicates.push_back({job->source(), *known});

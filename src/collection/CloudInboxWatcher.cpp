@@ -40,17 +40,15 @@ std::optional<Path> CloudInboxWatcher::findInbox() const {
 }
 
 void CloudInboxWatcher::noteWaiting(const std::vector<InboxWaiting>& waiting) {
-    std::set<Path> placeholders;
+    std::erase_if(requested_, [this](const Path& file) {
+        return platform().cloud.presence(file) != CloudPresence::placeholder;
+    });
     for (const InboxWaiting& entry : waiting) {
         const auto name = platform().cloud.nameBehindPlaceholder(entry.path.filename());
         if (!name) continue;
-        const Path file = entry.path.parent_path() / *name;
-        if (!placeholders_.contains(file)) {
-            requestDownload(file, "NOOKERY iCloud download request error for ");
-        }
-        placeholders.insert(file);
+        requestDownload(entry.path.parent_path() / *name,
+                        "NOOKERY iCloud download request error for ");
     }
-    placeholders_ = std::move(placeholders);
 }
 
 void CloudInboxWatcher::noteMissing(const Path& file) {
@@ -58,6 +56,7 @@ void CloudInboxWatcher::noteMissing(const Path& file) {
 }
 
 void CloudInboxWatcher::requestDownload(const Path& file, std::string_view logPrefix) {
+    if (!requested_.insert(file).second) return;
     try {
         platform().cloud.requestDownload(file);
     } catch (const Error& error) {

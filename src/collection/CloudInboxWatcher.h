@@ -25,7 +25,7 @@ class CloudInboxWatcher final : public InboxFolderWatcher {
 
     void requestDownload(const Path& file, std::string_view logPrefix);
 
-    std::set<Path> placeholders_;  ///< whose download was asked for
+    std::set<Path> requested_;  ///< placeholders whose content was asked for
 };
 
 }  // namespace nookery

@@ -4,9 +4,21 @@
 #include <set>
 
 #include "collection/FileDigest.h"
+#include "collection/MobileManifests.h"
 #include "platform/Log.h"
 
 namespace nookery {
+namespace {
+
+bool isManifest(const InboxUnit& unit, const Path& file) {
+    return std::any_of(unit.packages.begin(), unit.packages.end(),
+                       [&](const InboxPackage& package) {
+                           return file == package.path / manifestName(package.kind);
+                       });
+}
+
+}  // namespace
+
 InboxScanner::InboxScanner(const Platform& platform, std::string cleanupErrorPrefix,
                            Readiness whyNotReady)
     : platform_(platform),
@@ -22,10 +34,13 @@ InboxRipening::Look InboxScanner::look(const Path& inbox) {
 void InboxScanner::holdBackUnready(InboxRipening::Look& look) {
     for (InboxUnit& unit : look.ripe) {
         std::string reason;
-        std::erase_if(unit.packages, [&](const InboxPackage& package) {
-            const auto missing = whyNotReady_(package);
-            if (missing) reason = *missing;
-            return missing.has_value();
+        std::erase_if(unit.packages, [&](InboxPackage& package) {
+            package.incomplete = whyNotReady_(package);
+            if (!package.incomplete) return false;
+            reason = *package.incomplete;
+            const Path manifest = package.path / manifestName(package.kind);
+            return std::none_of(package.files.begin(), package.files.end(),
+                                [&](const InboxFile& file) { return file.path == manifest; });
         });
         if (unit.hasSomethingToTake()) continue;
         ripening_.fail(unit.path, reason, false);
@@ -65,28 +80,35 @@ void InboxScanner::close(const std::vector<InboxUnit>& units, const InboxOutcome
     }
 }
 
-std::optional<InboxFailure> InboxScanner::clean(const InboxUnit& unit, const Taken& taken) {
+std::optional<InboxFailure> InboxScanner::clean(const InboxUnit& unit, const Taken& taken) try {
     std::optional<InboxFailure> problem;
-    std::set<Path> folders;
+    std::set<Path> touched;
     for (const InboxTaken& file : taken) {
-        if (auto failure = remove(file)) {
-            if (failure->mayRetry && !uncleaned_.contains(unit.path)) {
-                platform_.log.line(cleanupErrorPrefix_ + displayName(file.path.filename()) + ": " +
-                                   failure->reason);
-            }
-            problem = std::move(failure);
-        } else {
-            folders.insert(file.path.parent_path());
+        if (isManifest(unit, file.path)) {
+            // By it the rest is known again; so it goes after the rest, also in a power cut.
+            if (problem) continue;
+            for (const Path& folder : touched) platform_.files.syncDirectory(folder);
         }
+        auto failure = remove(file);
+        if (!failure) {
+            touched.insert(file.path.parent_path());
+            continue;
+        }
+        if (failure->mayRetry && !uncleaned_.contains(unit.path)) {
+            noteCleanupError(file.path, failure->reason);
+        }
+        problem = std::move(failure);
     }
-    try {
-        for (const Path& folder : folders) platform_.files.syncDirectory(folder);
-        if (!folders.empty()) removeEmptied(unit);
-    } catch (const Error& error) {
-        platform_.log.line(cleanupErrorPrefix_ + displayName(unit.path.filename()) + ": " +
-                           error.description());
-    }
+    for (const Path& folder : touched) platform_.files.syncDirectory(folder);
+    if (!touched.empty()) removeEmptied(unit);
     return problem;
+} catch (const Error& error) {
+    noteCleanupError(unit.path, error.description());
+    return std::nullopt;
+}
+
+void InboxScanner::noteCleanupError(const Path& path, const std::string& reason) {
+    platform_.log.line(cleanupErrorPrefix_ + displayName(path.filename()) + ": " + reason);
 }
 
 /// None when the file is gone, or has become another one that is to be looked at afresh.

@@ -41,6 +41,7 @@ class InboxScanner {
     std::optional<InboxFailure> clean(const InboxUnit& unit, const Taken& taken);
     std::optional<InboxFailure> remove(const InboxTaken& taken);
     void removeEmptied(const InboxUnit& unit);
+    void noteCleanupError(const Path& path, const std::string& reason);
     bool stillHolds(const HeldOriginal& original);
 
     Platform platform_;

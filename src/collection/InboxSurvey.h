@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,9 @@ struct InboxPackage {
     PackageKind kind = PackageKind::note;
     std::vector<InboxFile> files{};  ///< every regular file below it, in a fixed order
     std::vector<Path> unfinished{};  ///< what below it is still on its way
+    /// Says what it lacks. Such a package is never taken in, but may be what is left of one that
+    /// was.
+    std::optional<std::string> incomplete{};
 };
 
 /// Something that stays in an inbox, and one line about why.

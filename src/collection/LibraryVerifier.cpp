@@ -23,10 +23,35 @@ constexpr auto restoreHint =
     "Bring back a sound state with \"nookery snapshot list\" and \"nookery snapshot restore\", or "
     "from an archive.";
 
-/// A memory's row, as far as originals are concerned.
-struct OriginalRow {
-    std::string title;
+/// A database of the library, and what it says of originals.
+struct KnownDatabase {
     Path path;
+    std::string_view purpose;
+    bool isOptional = false;
+    std::string_view ownersQuery{};  ///< name and original of each row; none when it has no such
+    std::string_view ownerKind{};
+};
+
+std::vector<KnownDatabase> databasesOf(const LibraryLayout& layout) {
+    return {{.path = layout.database(),
+             .purpose = "It holds all memories.",
+             .ownersQuery = "SELECT title, file_path FROM crumbs;",
+             .ownerKind = "memory"},
+            {.path = layout.sidecar(), .purpose = "It holds the first digests of the originals."},
+            {.path = layout.receiptsDatabase(),
+             .purpose = "It holds all receipts.",
+             .isOptional = true,
+             .ownersQuery = "SELECT coalesce(merchant, id), original_file_path FROM receipts;",
+             .ownerKind = "receipt"}};
+}
+
+/// A row that has an original.
+struct Owner {
+    std::string_view kind;
+    std::string name;
+    Path original;
+
+    std::string description() const { return fmt::format("{} \"{}\"", kind, name); }
 };
 
 class LibraryVerifier {
@@ -45,13 +70,12 @@ class LibraryVerifier {
         if (!files_.statusFollowingLinks(layout_.library())) {
             throw FileError("find", layout_.library(), ENOENT);
         }
-        checkDatabases();
         // Before the rows are read: what is committed meanwhile is then known, and what is deleted
         // meanwhile is seen to be gone.
-        listItems();
-        readRows();
+        listOriginals();
+        for (const KnownDatabase& database : databasesOf(layout_)) checkDatabase(database);
         readFacts();
-        checkRows();
+        checkOwners();
         checkOriginals();
         checkForUnlisted();
         checkSnapshots();
@@ -59,23 +83,19 @@ class LibraryVerifier {
     }
 
   private:
-    void checkDatabases() {
-        checkDatabase(layout_.database(), "It holds all memories.");
-        checkDatabase(layout_.sidecar(), "It holds the first digests of the originals.");
-        if (files_.status(layout_.receiptsDatabase()))
-            checkDatabase(layout_.receiptsDatabase(), "");
-    }
-
-    void checkDatabase(const Path& path, std::string_view purpose) {
+    void checkDatabase(const KnownDatabase& database) {
         tell({VerifyProgress::Phase::databases});
-        if (!files_.statusFollowingLinks(path)) {
-            return add("missing-database", path,
-                       fmt::format("It is not there. {} {}", purpose, restoreHint));
+        if (!files_.statusFollowingLinks(database.path)) {
+            if (database.isOptional) return;
+            return add("missing-database", database.path,
+                       fmt::format("It is not there. {} {}", database.purpose, restoreHint));
         }
-        const std::string complaint = complaintAbout(path);
-        if (complaint == "ok") return;
-        add("damaged-database", path,
-            fmt::format("It is damaged: {}. {}", firstOf(complaint), restoreHint));
+        const std::string complaint = complaintAbout(database.path);
+        if (complaint != "ok") {
+            add("damaged-database", database.path,
+                fmt::format("It is damaged: {}. {}", firstOf(complaint), restoreHint));
+        }
+        if (!database.ownersQuery.empty()) readOwners(database);
     }
 
     std::string complaintAbout(const Path& path) const {
@@ -105,30 +125,38 @@ class LibraryVerifier {
         return complaint.size() <= enough ? complaint : complaint.substr(0, enough) + "…";
     }
 
-    void listItems() {
-        if (!files_.statusFollowingLinks(layout_.items())) return;
-        try {
-            walkTree(files_, layout_.items(), [&](const Path& relative, FileType) {
-                const bool isOnItsWay = relative.begin()->native().starts_with(temporaryPrefix);
-                if (!isOnItsWay) items_.insert(Path("Items") / relative);
-            });
-        } catch (const FileError& error) {
-            add("unreadable-original", error.path(), error.description());
+    void listOriginals() {
+        for (const Path& folder : {layout_.items(), layout_.receiptOriginals()}) {
+            if (!files_.statusFollowingLinks(folder)) continue;
+            try {
+                walkTree(files_, folder, [&](const Path& relative, FileType) {
+                    const bool isOnItsWay = relative.begin()->native().starts_with(temporaryPrefix);
+                    if (!isOnItsWay) originals_.insert(belowLibrary(folder / relative));
+                });
+            } catch (const FileError& error) {
+                add("unreadable-original", error.path(), error.description());
+            }
         }
-        report_.originalFileCount = items_.size();
+        report_.originalFileCount = originals_.size();
     }
 
-    /// Also rows that the program itself passes over: their originals are not nobody's.
-    void readRows() try {
-        auto connection = SqliteConnection::open(layout_.database(), accessTo(layout_.database()));
-        SqliteStatement rows(connection, "SELECT title, file_path FROM crumbs;");
+    Path belowLibrary(const Path& path) const {
+        return path.lexically_normal().lexically_relative(layout_.library());
+    }
+
+    /// Also of rows that the program itself passes over: their originals are not nobody's.
+    void readOwners(const KnownDatabase& database) try {
+        auto connection = SqliteConnection::open(database.path, accessTo(database.path));
+        SqliteStatement rows(connection, database.ownersQuery);
+        const bool areMemories = database.path == layout_.database();
         while (rows.step()) {
-            ++report_.memoryCount;
-            if (const auto path = rows.optionalString(1)) rows_.push_back({rows.string(0), *path});
+            ++(areMemories ? report_.memoryCount : report_.receiptCount);
+            const auto original = rows.optionalString(1);
+            if (original) owners_.push_back({database.ownerKind, rows.string(0), *original});
         }
-        rowsAreWhole_ = true;
+        memoriesAreWhole_ |= areMemories;
     } catch (const DatabaseError& error) {
-        noteUnreadable(layout_.database(), error);
+        noteUnreadable(database.path, error);
     }
 
     void readFacts() try {
@@ -153,21 +181,27 @@ class LibraryVerifier {
             fmt::format("It cannot be read: {} {}", error.description(), restoreHint));
     }
 
-    void checkRows() {
-        for (const OriginalRow& row : rows_) {
-            const bool isManaged = isManagedOriginal(layout_, row.path);
-            if (isManaged)
-                owned_.insert(row.path.lexically_normal().lexically_relative(layout_.library()));
-            if (isThere(row.path)) continue;
+    void checkOwners() {
+        for (const Owner& owner : owners_) {
+            const Path relative = belowLibrary(owner.original);
+            const bool isManaged = isManagedPath(owner.original);
+            if (isManaged) owned_.insert(relative);
+            if (isThere(owner.original)) continue;
             if (isManaged) {
-                addMissing(row.path, row.title);
+                addMissing(owner.original, owner);
             } else {
-                add("missing-linked-original", row.path,
-                    fmt::format("The memory \"{}\" links to this file, which is not there. Put it "
-                                "back, connect its drive, or delete the memory.",
-                                row.title));
+                add("missing-linked-original", owner.original,
+                    fmt::format("The {} links to this file, which is not there. Put it back, "
+                                "connect its drive, or delete the {}.",
+                                owner.description(), owner.kind));
             }
         }
+    }
+
+    bool isManagedPath(const Path& path) const {
+        const std::string receipts = layout_.receiptOriginals().native() + "/";
+        return isManagedOriginal(layout_, path) ||
+               path.lexically_normal().native().starts_with(receipts);
     }
 
     bool isThere(const Path& path) const try {
@@ -176,12 +210,12 @@ class LibraryVerifier {
         return false;
     }
 
-    void addMissing(const Path& path, const std::string& title) {
+    void addMissing(const Path& path, const Owner& owner) {
         if (!missing_.insert(path).second) return;
         add("missing-original", path,
-            fmt::format("The memory \"{}\" has lost its original. Copy it back from a recovery "
-                        "snapshot or an archive, or delete the memory.",
-                        title));
+            fmt::format("The {} has lost its original. Copy it back from a recovery snapshot or "
+                        "an archive, or delete the {}.",
+                        owner.description(), owner.kind));
     }
 
     /// What is known since an original came in: also files inside a folder that is one original.
@@ -189,51 +223,58 @@ class LibraryVerifier {
         std::size_t done = 0;
         for (const auto& [relative, fact] : facts_) {
             tell({VerifyProgress::Phase::originals, ++done, facts_.size()});
-            const auto owner = ownerOf(relative);
-            if (!owner) continue;  // its memory was removed
-            checkOriginal(layout_.library() / relative, fact, *owner);
+            // Without one, its memory was removed.
+            if (const Owner* owner = ownerOf(relative)) {
+                checkOriginal(layout_.library() / relative, fact, *owner);
+            }
         }
-        for (const Path& item : items_) report_.undigestedCount += facts_.contains(item) ? 0 : 1;
+        for (const Path& original : originals_) {
+            report_.undigestedCount += facts_.contains(original) ? 0 : 1;
+        }
     }
 
-    void checkOriginal(const Path& path, const OriginalFact& fact, const std::string& title) {
+    void checkOriginal(const Path& path, const OriginalFact& fact, const Owner& owner) {
         try {
             const auto status = files_.status(path);
-            if (!status) return missing_.contains(path) ? void() : addMissing(path, title);
+            if (!status) return addMissing(path, owner);
             const bool isChanged = status->byteCount != fact.byteCount ||
                                    (depth_ == VerifyDepth::full &&
                                     digestOfFile(files_, platform_.digester, path) != fact.digest);
             if (!isChanged) return;
             add("changed-original", path,
-                fmt::format("The original of \"{}\" is not what was taken in: its content was "
+                fmt::format("The original of the {} is not what was taken in: its content was "
                             "changed or is damaged. Copy a sound one back from a recovery "
                             "snapshot or an archive.",
-                            title));
+                            owner.description()));
         } catch (const FileError& error) {
             add("unreadable-original", path, error.description());
         }
     }
 
-    /// The title of the memory whose original this is, or lies in; none when there is none.
-    std::optional<std::string> ownerOf(const Path& relative) {
-        if (titles_.empty()) {
-            for (const OriginalRow& row : rows_) {
-                titles_.emplace(row.path.lexically_normal().native(), row.title);
+    /// The row whose original this is, or lies in; null when there is none.
+    const Owner* ownerOf(const Path& relative) {
+        if (ownerByPath_.empty()) {
+            for (const Owner& owner : owners_) {
+                ownerByPath_.emplace(owner.original.lexically_normal().native(), &owner);
             }
         }
         for (Path path = relative; path.has_parent_path(); path = path.parent_path()) {
-            const auto found = titles_.find((layout_.library() / path).native());
-            if (found != titles_.end()) return found->second;
+            const auto found = ownerByPath_.find((layout_.library() / path).native());
+            if (found != ownerByPath_.end()) return found->second;
         }
-        return std::nullopt;
+        return nullptr;
     }
 
-    /// Only rows that could all be read can say that a file is nobody's.
+    /// Only memories that could all be read can say that a file is nobody's. The copies of removed
+    /// receipts are kept on purpose.
     void checkForUnlisted() {
-        if (!rowsAreWhole_) return;
-        for (const Path& item : items_) {
-            if (isOwned(item) || !files_.status(layout_.library() / item)) continue;
-            add("unlisted-file", layout_.library() / item,
+        if (!memoriesAreWhole_) return;
+        for (const Path& original : originals_) {
+            const Path path = layout_.library() / original;
+            if (!isManagedOriginal(layout_, path) || isOwned(original) || !files_.status(path)) {
+                continue;
+            }
+            add("unlisted-file", path,
                 "No memory knows this file. Add it with \"nookery add\" or move it away.");
         }
     }
@@ -304,13 +345,13 @@ class LibraryVerifier {
     const std::function<void(const VerifyProgress&)>& progress_;
     std::stop_token stop_;
     VerifyReport report_;
-    std::set<Path> items_;  ///< files in `Items`, below the library
-    std::vector<OriginalRow> rows_;
-    bool rowsAreWhole_ = false;
+    std::set<Path> originals_;  ///< files of memories and receipts, below the library
+    std::vector<Owner> owners_;
+    bool memoriesAreWhole_ = false;
     std::map<Path, OriginalFact> facts_;
     std::set<Path> owned_;  ///< originals of rows, below the library, and names on their way
     std::set<Path> missing_;
-    std::unordered_map<std::string, std::string> titles_;
+    std::unordered_map<std::string, const Owner*> ownerByPath_;
     std::map<std::pair<std::uint64_t, std::uint64_t>, Sha256Digest> digests_;
 };
 

@@ -23,7 +23,8 @@ struct VerifyProblem {
 struct VerifyReport {
     std::vector<VerifyProblem> problems{};
     std::size_t memoryCount = 0;
-    std::size_t originalFileCount = 0;  ///< in `Items`
+    std::size_t receiptCount = 0;
+    std::size_t originalFileCount = 0;  ///< managed ones, of memories and receipts
     std::size_t undigestedCount = 0;    ///< of these, without a first digest to compare with
     std::size_t snapshotCount = 0;
 };

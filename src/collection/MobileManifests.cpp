@@ -92,7 +92,7 @@ std::vector<Path> attachmentsOf(const Json& object) {
         Path path = safeRelativePath(text);
         if (!text.starts_with("media/")) {
             throw PackageError(fmt::format("It names a file that is not below \"media/\": \"{}\".",
-                                            displayName(path)));
+                                           displayName(path)));
         }
         if (seen.insert(path).second) paths.push_back(std::move(path));
     }
@@ -128,6 +128,7 @@ bool isPlausible(Date date, Date now) {
 }
 
 std::optional<Date> nearestPlausible(double number, Date now) {
+    if (number <= 0) return std::nullopt;
     std::optional<Date> best;
     for (const Date date : {Date{number}, Date::since2001(number), Date{number / 1000}}) {
         if (!isPlausible(date, now)) continue;
@@ -178,8 +179,7 @@ MobileActivityManifest activityManifestFromJson(std::string_view json) {
     return asManifest([&] {
         const Json object = parseObject(json);
         MobileActivityManifest manifest;
-        manifest.activityID = optionalString(object, "activityID");
-        if (manifest.activityID) checkIdentifier(*manifest.activityID, "activityID");
+        manifest.activityID = optionalText(object, "activityID");
         manifest.title = optionalText(object, "title");
         manifest.activityType = optionalText(object, "activityType");
         manifest.startedAt = optionalTime(object, "startedAt");

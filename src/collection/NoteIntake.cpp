@@ -24,14 +24,12 @@ void PackageIntake::readNote(const JobPointer& job) {
     inBackground(
         job,
         [job, platform = platform_] {
-            const Path& package = job->package.path;
             const Path name = manifestName(PackageKind::note);
             job->note = noteManifestFromJson(
-                readWholeFile(platform.files, package / name, maximumManifestByteCount));
+                readWholeFile(platform.files, job->package.path / name, maximumManifestByteCount));
             std::vector<Path> files{name};
             files.insert(files.end(), job->note->attachments.begin(), job->note->attachments.end());
-            job->files = digestPackage(platform, package, files, job->stop);
-            job->digest = digestOfAll(platform.digester, job->files);
+            readFiles(platform, *job, std::move(files));
         },
         [this, job] { decideNote(job); });
 }
@@ -44,6 +42,7 @@ void PackageIntake::decideNote(const JobPointer& job) try {
         return fail(job, job->problem->reason, !job->problem->isForeign);
     }
     if (isSettledByLedger(job)) return;
+    if (job->package.incomplete) return leaveWaiting(job);
     const auto known = noteWithMarker(std::string(noteMarkerPrefix) + job->note->noteID);
     if (!known) return commitNote(job);
     if (known->text.value_or("") != job->note->text) return fail(job, otherNoteMessage, false);

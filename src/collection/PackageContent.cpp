@@ -79,13 +79,11 @@ std::vector<PackageFile> digestPackage(const Platform& platform, const Path& pac
     return files;
 }
 
-Sha256Digest digestOfAll(const ContentDigester& digester, const std::vector<PackageFile>& files) {
+std::string fingerprint(const ContentDigester& digester, const PackageFile& file) {
+    const std::string text = file.relative.native() + '\0' + file.digest.toHex();
     const auto digest = digester.sha256();
-    for (const PackageFile& file : files) {
-        const std::string line = file.relative.native() + '\0' + file.digest.toHex() + '\n';
-        digest->update(std::as_bytes(std::span(line)));
-    }
-    return digest->finish();
+    digest->update(std::as_bytes(std::span(text)));
+    return digest->finish().toHex();
 }
 
 PackageCopy copyPackage(const Platform& platform, const LibraryLayout& layout, const Path& package,

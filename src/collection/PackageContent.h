@@ -23,8 +23,8 @@ std::vector<PackageFile> digestPackage(const Platform& platform, const Path& pac
                                        const std::vector<Path>& relativePaths,
                                        std::stop_token stop);
 
-/// One digest for names and contents of all files.
-Sha256Digest digestOfAll(const ContentDigester& digester, const std::vector<PackageFile>& files);
+/// One digest for a file's name in its package and its content, in hexadecimal.
+std::string fingerprint(const ContentDigester& digester, const PackageFile& file);
 
 /// A package folder copied into `Items` under a temporary name, verified and synced.
 struct PackageCopy {

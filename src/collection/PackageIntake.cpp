@@ -1,5 +1,7 @@
 #include "collection/PackageIntake.h"
 
+#include <algorithm>
+
 #include "collection/PackageJob.h"
 #include "collection/Sidecar.h"
 #include "platform/Log.h"
@@ -22,12 +24,16 @@ void PackageIntake::take(const InboxPackage& package, std::stop_token stop, Fini
     }
 }
 
-/// The ledger holds the content's digest and the memory's id, which may be gone by now: what the
-/// person removed does not come back.
+/// The ledger holds a line for the memory's id and one for each file's fingerprint. The memory may
+/// be gone by now: what the person removed does not come back. Files may be gone, too: an inbox
+/// whose cleaning was interrupted, or a sync client that brought some back.
 bool PackageIntake::isSettledByLedger(const JobPointer& job) {
     const auto entry = sidecar_.state(job->ledgerKey());
     if (!entry) return false;
-    if (!entry->starts_with(job->digest.toHex())) {
+    const auto isKnown = [&](const std::string& print) {
+        return entry->find("\n" + print) != std::string::npos;
+    };
+    if (!std::all_of(job->fingerprints.begin(), job->fingerprints.end(), isKnown)) {
         fail(job,
              "It was taken in before with another content. Rename it aside, or add its files by "
              "hand.",
@@ -35,7 +41,7 @@ bool PackageIntake::isSettledByLedger(const JobPointer& job) {
         return true;
     }
     takeAll(*job);
-    const auto id = Uuid::parse(entry->substr(entry->rfind(' ') + 1));
+    const auto id = Uuid::parse(entry->substr(0, entry->find('\n')));
     if (id && owner_.find(*id)) {
         job->outcome.report.duplicates.push_back({job->source(), *id});
     } else {
@@ -47,15 +53,36 @@ bool PackageIntake::isSettledByLedger(const JobPointer& job) {
 }
 
 void PackageIntake::noteInLedger(const Job& job) {
-    sidecar_.setState(job.ledgerKey(), job.digest.toHex() + " " + job.memoryID.toString());
+    std::string entry = job.memoryID.toString();
+    for (const std::string& print : job.fingerprints) entry += "\n" + print;
+    sidecar_.setState(job.ledgerKey(), entry);
     sidecar_.makeDurable();
 }
 
+/// Of a package that is incomplete, what there is.
+void PackageIntake::readFiles(const Platform& platform, Job& job, std::vector<Path> relativePaths) {
+    if (job.package.incomplete) {
+        std::erase_if(relativePaths, [&](const Path& path) {
+            return !platform.files.status(job.package.path / path);
+        });
+    }
+    job.files = digestPackage(platform, job.package.path, relativePaths, job.stop);
+    for (const PackageFile& file : job.files) {
+        job.fingerprints.push_back(fingerprint(platform.digester, file));
+    }
+}
+
+/// The manifest goes last: by it the rest is known again when the cleaning is interrupted.
 void PackageIntake::takeAll(Job& job) const {
     job.outcome.taken.clear();
-    for (const PackageFile& file : job.files) {
-        job.outcome.taken.push_back({job.package.path / file.relative, file.status});
+    for (auto file = job.files.rbegin(); file != job.files.rend(); ++file) {
+        job.outcome.taken.push_back({job.package.path / file->relative, file->status});
     }
+}
+
+void PackageIntake::leaveWaiting(const JobPointer& job) {
+    job->outcome.failure = InboxFailure{job->package.path, *job->package.incomplete, false};
+    job->finished(std::move(job->outcome));
 }
 
 void PackageIntake::fail(const JobPointer& job, const std::string& reason, bool mayRetry) {

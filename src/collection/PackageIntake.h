@@ -80,8 +80,11 @@ class PackageIntake {
     /// Whether the ledger knows this package; if so, the job is finished.
     bool isSettledByLedger(const JobPointer& job);
     void noteInLedger(const Job& job);
+    static void readFiles(const Platform& platform, Job& job, std::vector<Path> relativePaths);
     void takeAll(Job& job) const;
     void fail(const JobPointer& job, const std::string& reason, bool mayRetry);
+    /// Leaves a package that is not whole yet where it is, which is no failure.
+    void leaveWaiting(const JobPointer& job);
     /// What is tried again and again is told once.
     void logOnce(const std::string& line);
     void announce(const Job& job, const std::string& title);

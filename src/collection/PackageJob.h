@@ -16,8 +16,8 @@ struct PackageIntake::Job {
 
     std::optional<MobileNoteManifest> note{};
     std::optional<MobileActivityManifest> activity{};
-    std::vector<PackageFile> files{};  ///< of the package, the manifest first
-    Sha256Digest digest{};             ///< of all of them
+    std::vector<PackageFile> files{};         ///< of the package, the manifest first
+    std::vector<std::string> fingerprints{};  ///< of these
     std::optional<PackageCopy> copy{};
     Path name{};      ///< of the copy in `Items`, once it has one
     Uuid memoryID{};  ///< the memory that it became
@@ -31,7 +31,8 @@ struct PackageIntake::Job {
 
     std::string source() const { return displayName(package.path); }
     std::string ledgerKey() const {
-        return note ? "package.note." + note->noteID : "package.activity." + digest.toHex();
+        return note ? "package.note." + note->noteID
+                    : "package.activity." + files.front().digest.toHex();
     }
 };
 

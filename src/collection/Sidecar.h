@@ -50,8 +50,7 @@ class Sidecar {
     /// Creates a sidecar at `path`, for a library that is being put together elsewhere.
     static Sidecar create(const Path& path);
     /// `path` may lie anywhere; nothing is created.
-    static Sidecar openForReading(const Path& path,
-                                  SqliteAccess access = SqliteAccess::readOnly);
+    static Sidecar openForReading(const Path& path, SqliteAccess access = SqliteAccess::readOnly);
 
     /// As SQLiteDatabase::makeDurable.
     void makeDurable() { connection_.makeDurable(); }

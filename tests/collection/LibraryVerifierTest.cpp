@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <map>
+#include <set>
 
 #include "collection/CrumbRecoverySnapshots.h"
+#include "collection/FileDigest.h"
+#include "collection/Sidecar.h"
 #include "foundation/SqliteConnection.h"
 #include "support/InboxHarness.h"
 
@@ -15,7 +19,8 @@ namespace {
 using testing::InboxHarness;
 using testing::TestPlatform;
 
-using Problems = std::multimap<std::string, std::string>;  ///< what it is, the path's last name
+/// What it is, and the path's last name.
+using Problems = std::multiset<std::pair<std::string, std::string>>;
 
 /// A closed library with two files, an activity and a snapshot of all.
 class LibraryVerifierTest : public ::testing::Test {
@@ -27,7 +32,8 @@ class LibraryVerifierTest : public ::testing::Test {
         inbox_.drop("Run.crumbactivity/media/river.png", "\x89PNG river");
         inbox_.start();
         inbox_.advance(10);
-        inbox_.advance(24 * 3600);  // a routine snapshot
+        inbox_.store->recoverySnapshots()->take("by-hand", {}, {}, [](const auto&) {});
+        inbox_.advance(10);
         inbox_.close();
         world_.time.advance(10);
     }
@@ -40,6 +46,10 @@ class LibraryVerifierTest : public ::testing::Test {
             problems.emplace(problem.what, problem.path.filename());
         }
         return problems;
+    }
+    static std::ptrdiff_t count(const Problems& problems, std::string_view what) {
+        return std::count_if(problems.begin(), problems.end(),
+                             [&](const auto& problem) { return problem.first == what; });
     }
     void overwrite(const Path& path, std::streamoff at, std::string_view bytes) {
         std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
@@ -120,16 +130,43 @@ TEST_F(LibraryVerifierTest, ADamagedPageIsFoundInEachDatabase) {
         for (const std::streamoff at : {std::streamoff{0}, std::streamoff{4096}}) {
             overwrite(database, at, std::string(4096, '\x5a'));
             const auto problems = verify();
-            EXPECT_EQ(problems.count("damaged-database"), 1u) << database << at;
-            EXPECT_EQ(problems.count("unlisted-file"), 0u) << "rows unread say nothing of files";
+            EXPECT_EQ(count(problems, "damaged-database"), 1) << database << at;
+            EXPECT_EQ(count(problems, "unlisted-file"), 0) << "rows unread say nothing of files";
             overwrite(database, 0, sound);
             EXPECT_EQ(verify(), Problems{});
         }
         world_.realFiles->removeFile(database);
-        EXPECT_EQ(verify().count("missing-database"), 1u);
+        EXPECT_EQ(count(verify(), "missing-database"), 1);
         overwriteNew(database, sound);
     }
-    world_.folder.write("data/Crumb/Coffer/coffer.sqlite3", "not a database at all");
+}
+
+TEST_F(LibraryVerifierTest, ReceiptsAreCheckedOnceThereAreAny) {
+    const Path folder = "data/Crumb/Coffer/Originals";
+    {
+        world_.folder.write(folder / "kept.pdf", "of a receipt that was removed");
+        const Path copy = world_.folder.write(folder / "copy.pdf", "a receipt");
+        auto database =
+            SqliteConnection::open(layout_.receiptsDatabase(), SqliteAccess::readWriteCreate);
+        database.execute(
+            "CREATE TABLE receipts (id TEXT, merchant TEXT, original_file_path TEXT);"
+            "INSERT INTO receipts VALUES ('1', 'Baker', '" +
+            copy.native() + "'), ('2', NULL, NULL);");
+        Sidecar sidecar = Sidecar::open(*world_.realFiles, layout_);
+        const OriginalFact fact{
+            .relativePath = "Coffer/Originals/copy.pdf",
+            .memoryID = Uuid::random(),
+            .digest = digestOfFile(*world_.realFiles, world_.platform().digester, copy),
+            .byteCount = 9};
+        sidecar.recordOriginals({&fact, 1});
+    }
+    EXPECT_EQ(verify(), Problems{});
+    EXPECT_EQ(report_.receiptCount, 2u);
+    overwriteNew(layout_.receiptOriginals() / "copy.pdf", "A receipt");
+    EXPECT_EQ(verify(), (Problems{{"changed-original", "copy.pdf"}}));
+    world_.realFiles->removeFile(layout_.receiptOriginals() / "copy.pdf");
+    EXPECT_EQ(verify(), (Problems{{"missing-original", "copy.pdf"}}));
+    overwrite(layout_.receiptsDatabase(), 0, std::string(8192, '\x5a'));
     EXPECT_EQ(verify(), (Problems{{"damaged-database", "coffer.sqlite3"}}));
 }
 

@@ -96,6 +96,11 @@ TEST_F(MobilePackageTest, ANoteThatArrivesTwiceIsTakenOnceAndAnotherUnderItsName
     EXPECT_EQ(inbox_.store->items()->size(), 3u);
     EXPECT_EQ(inbox_.left(inbox_.cloudInbox()).size(), 3u) << "its text is nowhere else";
 
+    writeNote("left.crumbnote", note("N1", "Plums", photos));
+    inbox_.dropInCloud("left.crumbnote/media/two.png", "\x89PNG two");
+    inbox_.advance(20);
+    EXPECT_EQ(inbox_.left(inbox_.cloudInbox()).size(), 3u) << "what is left of it goes, too";
+
     inbox_.store->deleteMemories({inbox_.find("Plums")->id, inbox_.find("one")->id}, [](auto&) {});
     inbox_.advance(1);
     writeNote("d.crumbnote", note("N1", "Plums", photos));
@@ -155,8 +160,7 @@ TEST_F(MobilePackageTest, HostilePackagesStayAndReachNothing) {
     }
     inbox_.advance(100);
     EXPECT_EQ(inbox_.titles(), Names{});
-    EXPECT_EQ(inbox_.left(inbox_.cloudInbox()).size(), manifests.size() * 3)
-        << "links to files are no files of the package";
+    EXPECT_EQ(inbox_.left(inbox_.cloudInbox()).size(), manifests.size() * 4) << "the links, too";
     EXPECT_TRUE(world_.log.contains("Crumb note package manifest invalid: "));
     EXPECT_LE(world_.log.lines.size(), manifests.size()) << "each is told once";
     EXPECT_EQ(inbox_.disorder(), "");

@@ -1,0 +1,98 @@
+#include "cli/MemoryView.h"
+#include "cli/WatchPart.h"
+#include "platform/DirectoryEvents.h"
+
+namespace nookery::cli {
+namespace {
+
+/// The store watches the inboxes itself; here is told what it takes in.
+class InboxPart final : public WatchPart {
+  public:
+    InboxPart(CrumbStore& store, TellEvent tell) : store_(store), tell_(std::move(tell)) {}
+
+    void start() override {
+        reports_ = store_.inboxReport().subscribe([this](const auto& report) {
+            if (report) tellReport(report->taken);
+        });
+    }
+    void stop() override { reports_.reset(); }
+
+  private:
+    void tellReport(const CaptureReport& taken) {
+        for (const Uuid& id : taken.added) {
+            if (const auto item = store_.item(id)) tell_("added", shownTitle(*item));
+        }
+        for (const CaptureDuplicate& duplicate : taken.duplicates) {
+            tell_("already there", duplicate.source);
+        }
+        for (const auto* messages : {&taken.skipped, &taken.failed}) {
+            for (const CaptureMessage& message : *messages) {
+                tell_("not taken in", message.source + ": " + message.message);
+            }
+        }
+    }
+
+    CrumbStore& store_;
+    TellEvent tell_;
+    Subscription reports_;
+};
+
+/// The store's background work; told when it has come to its end.
+class EnrichmentPart final : public WatchPart {
+  public:
+    EnrichmentPart(CrumbStore& store, TellEvent tell) : store_(store), tell_(std::move(tell)) {}
+
+    void start() override {
+        lastWaiting_ = *store_.indexingCount();
+        waiting_ = store_.indexingCount().subscribe([this](int waiting) {
+            if (waiting == 0 && lastWaiting_ > 0) tell_("enriched", "nothing waits any more");
+            lastWaiting_ = waiting;
+        });
+    }
+    void stop() override { waiting_.reset(); }
+
+  private:
+    CrumbStore& store_;
+    TellEvent tell_;
+    int lastWaiting_ = 0;
+    Subscription waiting_;
+};
+
+/// The store takes snapshots when they are due; told by the folders that they become.
+class SnapshotPart final : public WatchPart {
+  public:
+    SnapshotPart(Session& session, TellEvent tell) : session_(session), tell_(std::move(tell)) {}
+
+    void start() override {
+        const Platform& platform = session_.platform();
+        createDirectories(platform.files, session_.layout().snapshots());
+        folders_ = platform.directoryEvents.watch(
+            session_.layout().snapshots(), platform.mainQueue,
+            [this](const DirectoryReport& report) { tellNames(report.names); });
+    }
+    void stop() override { folders_.reset(); }
+
+  private:
+    void tellNames(const std::vector<Path>& names) {
+        for (const Path& name : names) {
+            if (parseFolderTimestamp(name.native())) tell_("snapshot", name.native());
+        }
+    }
+
+    Session& session_;
+    TellEvent tell_;
+    std::unique_ptr<DirectoryWatch> folders_;
+};
+
+}  // namespace
+
+std::vector<std::unique_ptr<WatchPart>> makeWatchParts(Session& session, CrumbStore& store,
+                                                       const TellEvent& tell) {
+    std::vector<std::unique_ptr<WatchPart>> parts;
+    parts.push_back(std::make_unique<InboxPart>(store, tell));
+    parts.push_back(std::make_unique<EnrichmentPart>(store, tell));
+    parts.push_back(std::make_unique<SnapshotPart>(session, tell));
+    return parts;
+}
+
+}  // namespace nookery::cli
