@@ -94,10 +94,18 @@ complete -F _nookery nookery
 std::string zshScript() {
     std::string commands;
     std::string cases;
+    std::string casesOfTwoWords;
+    const auto caseOf = [](const Command& command) {
+        return fmt::format("        {}) compadd -- {}{} ;;\n", single(command.name),
+                           wordsAfter(command), offersFiles(command) ? "; _files" : "");
+    };
     for (const Command& command : firstWords()) {
         commands += fmt::format("        {}\n", single(command.name + ":" + command.summary));
-        cases += fmt::format("        {}) compadd -- {}{} ;;\n", command.name, wordsAfter(command),
-                             offersFiles(command) ? "; _files" : "");
+        cases += caseOf(command);
+    }
+    for (const Command& command : commandTable()) {
+        const bool hasTwoWords = firstWord(command.name) != command.name;
+        if (hasTwoWords && !command.isHidden) casesOfTwoWords += caseOf(command);
     }
     return fmt::format(R"(#compdef nookery
 # zsh completion for nookery, made by "nookery completion zsh"
@@ -109,12 +117,17 @@ _nookery() {{
         _describe command commands
         return
     fi
+    if (( CURRENT > 3 )); then
+        case "$words[2] $words[3]" in
+{}        *) false ;;
+        esac && return
+    fi
     case $words[2] in
 {}    esac
 }}
 _nookery "$@"
 )",
-                       commands, cases);
+                       commands, casesOfTwoWords, cases);
 }
 
 std::string fishOption(const std::string& condition, const Option& option) {
@@ -134,13 +147,14 @@ std::string fishScript() {
     }
     for (const Command& command : commandTable()) {
         if (command.isHidden) continue;
-        const std::string condition =
-            fmt::format(" -n '__fish_seen_subcommand_from {}'", firstWord(command.name));
+        std::string seen = "__fish_seen_subcommand_from " + firstWord(command.name);
         if (command.name != firstWord(command.name)) {
-            text += fmt::format("complete -c nookery{} -a {} -d {}\n", condition,
-                                command.name.substr(firstWord(command.name).size() + 1),
+            const std::string second = command.name.substr(firstWord(command.name).size() + 1);
+            text += fmt::format("complete -c nookery -n '{}' -a {} -d {}\n", seen, second,
                                 single(command.summary));
+            seen += "; and __fish_seen_subcommand_from " + second;
         }
+        const std::string condition = fmt::format(" -n '{}'", seen);
         for (const Option& option : command.options) text += fishOption(condition, option);
         if (offersFiles(command)) text += fmt::format("complete -c nookery{} -F\n", condition);
     }

@@ -77,7 +77,7 @@ TEST(CommandLine, WhatCannotBeUnderstoodIsRefused) {
              Words{"list", "--json=yes"},
              Words{"edit", "a", "--title", "x", "--title", "y"},
              Words{""},
-             Words{"related", "a"},
+             Words{"recall", "a"},
          }) {
         if (words == Words{"--"}) {
             EXPECT_EQ(parseCommandLine(words).command, nullptr);
