@@ -8,6 +8,7 @@
 #include "mobilelink/LinkRecords.h"
 #include "mobilelink/PhoneLink.h"
 #include "platform/CloudContainer.h"
+#include "platform/KeyStore.h"
 
 namespace nookery::cli {
 namespace {
@@ -16,6 +17,7 @@ constexpr std::size_t defaultLogLength = 50;
 
 struct Status {
     PairingState pairing;
+    std::string keyStore;  ///< where the key lies
     CloudLookup cloud;
     std::optional<LinkEvent> lastPublished{};
     std::size_t attachmentCount = 0;
@@ -23,6 +25,7 @@ struct Status {
 
 Status lookAround(Session& session) {
     Status status{.pairing = NookerySecurePairingTransport(session.platform()).pairingState(),
+                  .keyStore = session.platform().keyStore.place(),
                   .cloud = session.platform().cloud.locate()};
     auto records =
         LinkRecords::openForReading(session.platform().files, session.layout().linkRecords());
@@ -35,6 +38,7 @@ Status lookAround(Session& session) {
 
 OrderedJson statusJson(const Status& status) {
     OrderedJson json{{"paired", status.pairing.isPaired},
+                     {"keyStore", status.keyStore},
                      {"cloudAvailable", status.cloud.container.has_value()},
                      {"attachments", status.attachmentCount}};
     if (!status.pairing.isPaired) json["pairingProblem"] = status.pairing.reason;
@@ -53,6 +57,7 @@ int runStatus(Session& session, const Arguments&) {
     Output& out = session.out();
     out.writeLine("Phone: " +
                   (status.pairing.isPaired ? "paired" : printable(status.pairing.reason)));
+    out.writeLine("Key store: " + printable(status.keyStore));
     out.writeLine("Cloud folder: " + printable(status.cloud.container
                                                    ? displayName(*status.cloud.container)
                                                    : status.cloud.reason));

@@ -61,6 +61,13 @@ then lie inside it too
 .B NOOKERY_CONFIG_HOME
 the folder of the settings, in place of $XDG_CONFIG_HOME/nookery
 .TP
+.B NOOKERY_CLOUD_HOME
+the cloud drive's folder, in place of the setting cloud-folder
+.TP
+.B NOOKERY_KEYSTORE
+"secret-service", the desktop's keyring, as without it; or "file:PATH", a file that is not encrypted,
+for computers without a keyring
+.TP
 .B NO_COLOR
 when set to anything, no colours
 )";

@@ -1,4 +1,5 @@
 #include "cli/MemoryView.h"
+#include "cli/PhoneWatchParts.h"
 #include "cli/WatchPart.h"
 #include "platform/DirectoryEvents.h"
 
@@ -90,6 +91,7 @@ std::vector<std::unique_ptr<WatchPart>> makeWatchParts(Session& session, CrumbSt
                                                        const TellEvent& tell) {
     std::vector<std::unique_ptr<WatchPart>> parts;
     parts.push_back(std::make_unique<InboxPart>(store, tell));
+    parts.push_back(makeLinkPart(session, store, tell));
     parts.push_back(std::make_unique<EnrichmentPart>(store, tell));
     parts.push_back(std::make_unique<SnapshotPart>(session, tell));
     return parts;
