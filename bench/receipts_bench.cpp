@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include <array>
+#include <functional>
 #include <random>
 
 #include "backends/StderrLog.h"
@@ -70,18 +71,35 @@ long peakMegabytes() {
     return usage.ru_maxrss / 1024;
 }
 
+struct Spent {
+    double whole = 0;
+    double computing = 0;
+};
+
+Spent spentOn(const std::function<void()>& work) {
+    Spent spent;
+    spent.whole = secondsFor([&] { spent.computing = computingSecondsFor(work); });
+    return spent;
+}
+
+void print(const std::string& what, const Spent& spent) {
+    fmt::print("{:<32}{:8.3f} s, of that computing {:7.3f} s\n", what, spent.whole,
+               spent.computing);
+}
+
 void measureList(FileSystem& files, const LibraryLayout& layout) {
-    std::vector<double> seconds;
+    std::vector<double> whole, computing;
     std::size_t count = 0;
     for (int i = 0; i < repetitions; ++i) {
-        seconds.push_back(secondsFor([&] {
+        const Spent spent = spentOn([&] {
             CrumbReceiptStore store(files, layout);
             store.openForReading();
             count = store.load().size();
-        }));
+        });
+        whole.push_back(spent.whole);
+        computing.push_back(spent.computing);
     }
-    fmt::print("list of {} receipts          {:8.1f} ms (median of {})\n", count,
-               median(seconds) * 1000, repetitions);
+    print(fmt::format("list of {} receipts", count), {median(whole), median(computing)});
 }
 
 ReceiptList loaded(FileSystem& files, const LibraryLayout& layout) {
@@ -102,11 +120,11 @@ void measureReport(const Platform& platform, const ReceiptList& receipts, const 
         if (!package.rows.back().issues.empty()) ++package.needReview;
     }
     const auto file = platform.files.createFile(folder / "report.pdf");
-    const double seconds = secondsFor([&] {
+    const Spent spent = spentOn([&] {
         platform.pdf.write(*file, {},
                            [&](PdfCanvas& canvas) { drawReceiptReport(canvas, package); });
     });
-    fmt::print("report of {} records, PDF    {:8.2f} s\n", receipts.size(), seconds);
+    print(fmt::format("report of {} records, PDF", receipts.size()), spent);
 }
 
 void run(const Path& folder) {
@@ -119,10 +137,10 @@ void run(const Path& folder) {
     const ReceiptList receipts = loaded(platform.files, layout);
     measureReport(platform, {receipts.begin(), receipts.begin() + reportedCount}, folder);
     const long before = peakMegabytes();
-    const double seconds =
-        secondsFor([&] { CrumbReceiptExporter::write(platform, layout, receipts, folder, {}); });
-    fmt::print("package of {} records        {:8.2f} s, {} MB more at the peak\n", receipts.size(),
-               seconds, peakMegabytes() - before);
+    const Spent spent =
+        spentOn([&] { CrumbReceiptExporter::write(platform, layout, receipts, folder, {}); });
+    print(fmt::format("package of {} records", receipts.size()), spent);
+    fmt::print("  memory beyond the list and one report: {} MB\n", peakMegabytes() - before);
 }
 
 }  // namespace

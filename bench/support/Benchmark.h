@@ -15,6 +15,10 @@ int runInTemporaryFolder(std::string_view program,
 /// Wall-clock seconds that `work` takes.
 double secondsFor(const std::function<void()>& work);
 
+/// Processor seconds that this process spends meanwhile, all threads together: what other work on
+/// the machine changes least.
+double computingSecondsFor(const std::function<void()>& work);
+
 /// The lesser of the two middle values when their number is even; `values` is not empty.
 double median(std::vector<double> values);
 

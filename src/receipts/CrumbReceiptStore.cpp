@@ -17,6 +17,14 @@ bool isOnCalendar(Date date) {
     return date.secondsSince1970 >= firstSecond && date.secondsSince1970 < endSecond;
 }
 
+/// The list is read in the order of an index, all over the table: without room for its pages each
+/// would be fetched many times.
+SqliteConnection openWithRoom(const Path& path, SqliteAccess access) {
+    auto connection = SqliteConnection::open(path, access);
+    connection.execute("PRAGMA cache_size=-32000;");
+    return connection;
+}
+
 std::set<std::string> columnNames(SqliteConnection& connection) {
     SqliteStatement rows(connection, receiptsql::listColumns);
     std::set<std::string> names;
@@ -107,8 +115,7 @@ void CrumbReceiptStore::open() {
     connection_.reset();
     createDirectories(files_, layout_.receiptOriginals());
     try {
-        auto opened =
-            SqliteConnection::open(layout_.receiptsDatabase(), SqliteAccess::readWriteCreate);
+        auto opened = openWithRoom(layout_.receiptsDatabase(), SqliteAccess::readWriteCreate);
         createSchema(opened);
         connection_ = std::move(opened);
     } catch (const DatabaseError& error) {
@@ -120,7 +127,7 @@ bool CrumbReceiptStore::openForReading() {
     connection_.reset();
     if (!files_.statusFollowingLinks(layout_.receiptsDatabase())) return false;
     try {
-        auto opened = SqliteConnection::open(layout_.receiptsDatabase(), SqliteAccess::readOnly);
+        auto opened = openWithRoom(layout_.receiptsDatabase(), SqliteAccess::readOnly);
         if (!isUpToDate(opened)) return false;
         connection_ = std::move(opened);
         return true;
