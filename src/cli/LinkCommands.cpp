@@ -76,7 +76,8 @@ LinkOutcome runLink(Session& session, Start start) {
     std::optional<LinkOutcome> outcome;
     start(link, [&](const LinkOutcome& finished) { outcome = finished; });
     session.waitUntil([&] { return outcome || session.isInterrupted(); });
-    if (!outcome) throw Cancelled();
+    link.stop();
+    session.waitUntil([&] { return link.isIdle(); });
     if (outcome->failure) std::rethrow_exception(outcome->failure);
     return *outcome;
 }
@@ -111,9 +112,7 @@ int runReceive(Session& session, const Arguments&) {
                        {"missing", report.missingCount},
                        {"skipped", report.skippedCount}});
     } else {
-        session.out().writeLine(fmt::format("{} applied, {} in conflict, {} missing, {} skipped",
-                                            report.appliedCount, report.conflictCount,
-                                            report.missingCount, report.skippedCount));
+        session.out().writeLine(report.summary());
     }
     return exitDone;
 }

@@ -69,11 +69,12 @@ int runWatch(Session& session, const Arguments&) {
 
 Command watchCommand() {
     return {.name = "watch",
-            .summary = "Take in what arrives in the inbox folders until interrupted",
+            .summary = "Take in what arrives, and keep the phone up to date, until interrupted",
             .examples = {{"watch", "Ctrl-C ends it"}},
             .notes =
-                "Also takes recovery snapshots when they are due and does the background "
-                "work. One line for each thing that happens.",
+                "Inbox folders, the phone's edits, publishing to it three seconds after a change, "
+                "recovery snapshots when they are due, the background work. One line for each "
+                "thing that happens.",
             .isLasting = true,
             .run = runWatch};
 }

@@ -1,6 +1,7 @@
 #include "cli/MemoryView.h"
 #include "cli/PhoneWatchParts.h"
 #include "cli/WatchPart.h"
+#include "mobilelink/PhoneLink.h"
 #include "platform/DirectoryEvents.h"
 
 namespace nookery::cli {
@@ -85,6 +86,31 @@ class SnapshotPart final : public WatchPart {
     std::unique_ptr<DirectoryWatch> folders_;
 };
 
+/// Publishes to the paired phone and takes in its edits; what fails is logged by the link itself.
+class PhonePart final : public WatchPart {
+  public:
+    PhonePart(Session& session, CrumbStore& store, TellEvent tell)
+        : session_(session),
+          tell_(std::move(tell)),
+          link_(session.platform(), session.layout(), store) {}
+
+    void start() override {
+        link_.start([this](const LinkOutcome& outcome) {
+            if (outcome.edits.answeredCount() > 0) tell_("edits", outcome.edits.summary());
+            if (outcome.publish.publishedCount > 0) tell_("published", outcome.publish.summary());
+        });
+    }
+    void stop() override {
+        link_.stop();
+        session_.waitUntil([this] { return link_.isIdle(); });
+    }
+
+  private:
+    Session& session_;
+    TellEvent tell_;
+    PhoneLink link_;
+};
+
 }  // namespace
 
 std::vector<std::unique_ptr<WatchPart>> makeWatchParts(Session& session, CrumbStore& store,
@@ -94,6 +120,7 @@ std::vector<std::unique_ptr<WatchPart>> makeWatchParts(Session& session, CrumbSt
     parts.push_back(makeLinkPart(session, store, tell));
     parts.push_back(std::make_unique<EnrichmentPart>(store, tell));
     parts.push_back(std::make_unique<SnapshotPart>(session, tell));
+    parts.push_back(std::make_unique<PhonePart>(session, store, tell));
     return parts;
 }
 

@@ -24,23 +24,6 @@ void noteEvent(const Platform& platform, const LibraryLayout& layout, std::strin
     platform.log.line("NOOKERY phone link record error: " + error.description());
 }
 
-std::string describe(const std::vector<EditReceipt>& receipts) {
-    EditReport report;
-    for (const EditReceipt& receipt : receipts) report.count(receipt.answer);
-    return fmt::format("{} applied, {} in conflict, {} missing", report.appliedCount,
-                       report.conflictCount, report.missingCount);
-}
-
-std::string describe(const PublishReport& report) {
-    std::string text =
-        fmt::format("{} memories; attachments: {} written, {} unchanged", report.publishedCount,
-                    report.attachmentsWritten, report.attachmentsUnchanged);
-    if (report.attachmentsFailed > 0) {
-        text += fmt::format(", {} left out: {}", report.attachmentsFailed, report.firstFailure);
-    }
-    return text;
-}
-
 /// Nothing to tell of when the person stopped it, or has no phone.
 std::optional<std::string> descriptionWorthKeeping(const std::exception_ptr& failure) {
     try {
@@ -71,6 +54,11 @@ void EditReport::count(EditAnswer answer) {
             ++missingCount;
             break;
     }
+}
+
+std::string EditReport::summary() const {
+    return fmt::format("{} applied, {} in conflict, {} missing, {} skipped", appliedCount,
+                       conflictCount, missingCount, skippedCount);
 }
 
 LinkRun::LinkRun(const Platform& platform, LibraryLayout layout, CrumbStore& store,
@@ -128,6 +116,7 @@ void LinkRun::answerNext() {
     if (doneCount_ == edits.size()) {
         return purpose_ == LinkPurpose::publish ? publish() : finish(nullptr);
     }
+    if (stop_.stop_requested()) throw Cancelled();
     const std::size_t count = std::min(editsPerTurn, edits.size() - doneCount_);
     auto receipts = answerEdits(store_, std::span(edits).subspan(doneCount_, count));
     doneCount_ += count;
@@ -135,7 +124,9 @@ void LinkRun::answerNext() {
         [platform = platform_, layout = layout_, folder = folder_, key = found_.key,
          receipts = std::move(receipts)] {
             folder->answer(receipts, *key);
-            noteEvent(platform, layout, "edits", describe(receipts));
+            EditReport report;
+            for (const EditReceipt& receipt : receipts) report.count(receipt.answer);
+            noteEvent(platform, layout, "edits", report.summary());
             return receipts;
         },
         [this](const std::vector<EditReceipt>& written) {
@@ -154,7 +145,7 @@ void LinkRun::publish() {
                 auto records = LinkRecords::open(platform.files, layout.linkRecords());
                 report = NookeryMemoryPublisher(platform).publish(items, *key, records, stop);
             }
-            noteEvent(platform, layout, "published", describe(report));
+            noteEvent(platform, layout, "published", report.summary());
             return report;
         },
         [this](const PublishReport& report) {

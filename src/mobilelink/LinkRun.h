@@ -19,6 +19,7 @@ struct EditReport {
     std::size_t skippedCount = 0;  ///< files that are no request of the paired phone, or not yet
 
     void count(EditAnswer answer);
+    std::string summary() const;  ///< one line for the person
     std::size_t answeredCount() const { return appliedCount + conflictCount + missingCount; }
 };
 
@@ -35,7 +36,7 @@ enum class LinkPurpose { receive, publish };
 /// so that the index holds them. What is slow runs on the link's queue, what touches the store on
 /// the main one, in turns. Without a paired phone there is nothing to receive, and publishing fails
 /// with PublishError. Lives on the main thread; destroying it stops it soon, and nothing is
-/// reported then.
+/// reported then: edits that were just saved may stay without a receipt.
 class LinkRun {
   public:
     struct Callbacks {
@@ -51,6 +52,9 @@ class LinkRun {
 
     /// Returns at once; `finished` is called from the main queue, once.
     void start();
+    /// What is under way comes to a good end soon; the run then fails with Cancelled, unless it was
+    /// through.
+    void requestStop() { stop_.request_stop(); }
 
   private:
     struct Found {

@@ -1,5 +1,7 @@
 #include "mobilelink/NookeryMemoryPublisher.h"
 
+#include <fmt/format.h>
+
 #include <unordered_map>
 
 #include "foundation/DurableFile.h"
@@ -56,6 +58,15 @@ class SealedText {
 };
 
 }  // namespace
+
+std::string PublishReport::summary() const {
+    std::string text = fmt::format("{} memories; attachments: {} written, {} unchanged",
+                                   publishedCount, attachmentsWritten, attachmentsUnchanged);
+    if (attachmentsFailed > 0) {
+        text += fmt::format(", {} left out: {}", attachmentsFailed, firstFailure);
+    }
+    return text;
+}
 
 PublishReport NookeryMemoryPublisher::publish(const CrumbItemList& items, const EncryptionKey& key,
                                               LinkRecords& records, std::stop_token stop) const {

@@ -17,6 +17,8 @@ struct PublishReport {
     std::size_t attachmentsUnchanged = 0;  ///< on the drive as last written, and left alone
     std::size_t attachmentsFailed = 0;
     std::string firstFailure{};  ///< of an attachment; empty when none failed
+
+    std::string summary() const;  ///< one line for the person
 };
 
 /// Puts a sealed copy of the library where the paired phone can read it: one index of all memories

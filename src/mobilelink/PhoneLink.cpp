@@ -51,6 +51,14 @@ void PhoneLink::publish(Finished finished) {
 
 void PhoneLink::receive(Finished finished) { add({LinkPurpose::receive, std::move(finished)}); }
 
+void PhoneLink::stop() {
+    isStopping_ = true;
+    jobs_.clear();
+    changes_.reset();
+    automaticRun_.cancel();
+    if (run_) run_->requestStop();
+}
+
 void PhoneLink::libraryChanged() {
     ++revision_;
     automaticRun_.cancel();
@@ -88,6 +96,7 @@ void PhoneLink::scheduleReceiving(const LinkOutcome& last) {
 }
 
 void PhoneLink::add(Job job) {
+    if (isStopping_) return;
     jobs_.push_back(std::move(job));
     if (!run_) runNext();
 }

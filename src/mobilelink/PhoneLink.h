@@ -28,6 +28,11 @@ class PhoneLink {
     /// Takes in the phone's edits now.
     void receive(Finished finished);
 
+    /// Begins nothing more, and lets a run that is under way end soon and well. The link may go
+    /// once it is idle; earlier, edits that were just saved may stay without a receipt.
+    void stop();
+    bool isIdle() const { return !run_; }
+
   private:
     struct Job {
         LinkPurpose purpose;
@@ -52,6 +57,7 @@ class PhoneLink {
     int publishedRevision_ = -1;  ///< what the last run that succeeded has published
     DelayedWork automaticRun_;
     std::string lastReceiveFailure_;
+    bool isStopping_ = false;
     std::deque<Job> jobs_;
     std::unique_ptr<LinkRun> run_;
     CallbackGuard guard_;

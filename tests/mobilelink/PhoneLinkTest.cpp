@@ -134,7 +134,7 @@ TEST_F(PhoneLinkTest, TheRecordsTellWhatWasDoneNewestFirst) {
     Strings kinds;
     for (const LinkEvent& event : records->events(10)) kinds.push_back(event.kind);
     EXPECT_EQ(kinds, (Strings{"failed", "published", "edits"}));
-    EXPECT_EQ(records->lastEvent("edits")->text, "1 applied, 0 in conflict, 0 missing");
+    EXPECT_EQ(records->lastEvent("edits")->text, "1 applied, 0 in conflict, 0 missing, 0 skipped");
 }
 
 TEST_F(PhoneLinkTest, ARunThatIsGivenUpReportsNothingAndLeavesAWholeIndex) {
@@ -147,6 +147,26 @@ TEST_F(PhoneLinkTest, ARunThatIsGivenUpReportsNothingAndLeavesAWholeIndex) {
     link.world.time.advance(60);
     EXPECT_FALSE(reported);
     EXPECT_EQ(link.index().size(), 1u);
+}
+
+TEST_F(PhoneLinkTest, StoppingLeavesNoSavedEditWithoutItsReceipt) {
+    std::vector<Uuid> requests;
+    for (int i = 0; i < 100; ++i)
+        requests.push_back(link.ask(link.note("old"), {{"title", "new"}}));
+    // Stops in the middle of the run, when the first edits are saved and not answered yet.
+    const auto saved = link.store->items().subscribe([&](const auto&) { link.link->stop(); });
+    std::exception_ptr failure;
+    link.link->receive([&](const LinkOutcome& outcome) { failure = outcome.failure; });
+    link.world.time.settle();
+    EXPECT_TRUE(link.link->isIdle());
+    EXPECT_THROW(std::rethrow_exception(failure), Cancelled);
+    const auto answered = std::ranges::count_if(
+        requests, [&](const Uuid& request) { return link.result(request) == "applied"; });
+    const auto changed = std::ranges::count_if(
+        *link.store->items(), [](const auto& item) { return item->title == "new"; });
+    EXPECT_EQ(answered, changed);
+    EXPECT_GT(answered, 0);
+    EXPECT_LT(answered, 100);
 }
 
 TEST_F(PhoneLinkTest, RemovingAMemoryRemovesItsSecureValue) {
