@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
+#include "backends/SecretServiceKeyStore.h"
 #include "conversation/Conversation.h"
 #include "support/TestKeyring.h"
 
@@ -192,6 +195,29 @@ TEST(PhoneLinkWithKeyringTest, PairsThroughARealKeyringAndFailsClosedWhenItIsLoc
     EXPECT_NE(status.at("pairingProblem").get<std::string>().find("locked"), std::string::npos);
     EXPECT_EQ(conversation.cloud().filesBelow(), before);
     EXPECT_EQ(conversation.nookeryJson({"show", id}).at("title"), "Cake");
+}
+
+TEST(SecureValuesTest, GoWithTheirMemoriesFromARealKeyring) {
+    const auto keyring = TestKeyring::start();
+    if (!keyring) GTEST_SKIP() << "needs dbus-daemon and gnome-keyring";
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", keyring->busAddress().c_str(), 1);
+    const auto keyStore = makeSecretServiceKeyStore();
+    const std::string service = "com.kestrelhq.Crumb.secure";
+    const Conversation conversation(*keyring);
+    std::vector<std::string> ids;
+    for (const char* title : {"First card", "Second card", "Third card"}) {
+        ids.push_back(conversation.addNote(title, "kept elsewhere"));
+        keyStore->write(service, ids.back(), title);
+    }
+    conversation.nookeryJson({"delete", "--yes", ids[0]});
+    EXPECT_EQ(keyStore->read(service, ids[0]), std::nullopt);
+    EXPECT_EQ(keyStore->read(service, ids[1]), "Second card");
+    conversation.nookeryJson({"clear", "--yes"});
+    for (const std::string& id : ids) EXPECT_EQ(keyStore->read(service, id), std::nullopt);
+
+    const std::string last = conversation.addNote("Fourth card", "kept elsewhere");
+    keyring->lock();
+    EXPECT_EQ(conversation.nookeryJson({"delete", "--yes", last}).at("deleted"), 1);
 }
 
 }  // namespace
