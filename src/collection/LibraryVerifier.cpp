@@ -27,6 +27,7 @@ constexpr auto restoreHint =
 struct KnownDatabase {
     Path path;
     std::string_view purpose;
+    std::string_view advice = restoreHint;
     bool isOptional = false;
     std::string_view ownersQuery{};  ///< name and original of each row; none when it has no such
     std::string_view ownerKind{};
@@ -42,7 +43,11 @@ std::vector<KnownDatabase> databasesOf(const LibraryLayout& layout) {
              .purpose = "It holds all receipts.",
              .isOptional = true,
              .ownersQuery = "SELECT coalesce(merchant, id), original_file_path FROM receipts;",
-             .ownerKind = "receipt"}};
+             .ownerKind = "receipt"},
+            {.path = layout.linkRecords(),
+             .purpose = "It holds what was published to the phone.",
+             .advice = "Move it away; the next \"nookery link publish\" makes it anew.",
+             .isOptional = true}};
 }
 
 /// A row that has an original.
@@ -88,12 +93,12 @@ class LibraryVerifier {
         if (!files_.statusFollowingLinks(database.path)) {
             if (database.isOptional) return;
             return add("missing-database", database.path,
-                       fmt::format("It is not there. {} {}", database.purpose, restoreHint));
+                       fmt::format("It is not there. {} {}", database.purpose, database.advice));
         }
         const std::string complaint = complaintAbout(database.path);
         if (complaint != "ok") {
             add("damaged-database", database.path,
-                fmt::format("It is damaged: {}. {}", firstOf(complaint), restoreHint));
+                fmt::format("It is damaged: {}. {}", firstOf(complaint), database.advice));
         }
         if (!database.ownersQuery.empty()) readOwners(database);
     }

@@ -139,6 +139,8 @@ TEST_F(LibraryVerifierTest, ADamagedPageIsFoundInEachDatabase) {
         EXPECT_EQ(count(verify(), "missing-database"), 1);
         overwriteNew(database, sound);
     }
+    overwriteNew(layout_.linkRecords(), "not a database at all");
+    EXPECT_EQ(verify(), (Problems{{"damaged-database", "phone-link.sqlite3"}}));
 }
 
 TEST_F(LibraryVerifierTest, ReceiptsAreCheckedOnceThereAreAny) {
