@@ -46,7 +46,7 @@ std::vector<KnownDatabase> databasesOf(const LibraryLayout& layout) {
              .ownerKind = "receipt"},
             {.path = layout.linkRecords(),
              .purpose = "It holds what was published to the phone.",
-             .advice = "Move it away; the next \"nookery link publish\" makes it anew.",
+             .advice = "Nothing is lost: the next \"nookery link publish\" begins it anew.",
              .isOptional = true}};
 }
 
