@@ -1,5 +1,4 @@
 #include "cli/MemoryView.h"
-#include "cli/PhoneWatchParts.h"
 #include "cli/WatchPart.h"
 #include "mobilelink/PhoneLink.h"
 #include "platform/DirectoryEvents.h"
@@ -117,7 +116,6 @@ std::vector<std::unique_ptr<WatchPart>> makeWatchParts(Session& session, CrumbSt
                                                        const TellEvent& tell) {
     std::vector<std::unique_ptr<WatchPart>> parts;
     parts.push_back(std::make_unique<InboxPart>(store, tell));
-    parts.push_back(makeLinkPart(session, store, tell));
     parts.push_back(std::make_unique<EnrichmentPart>(store, tell));
     parts.push_back(std::make_unique<SnapshotPart>(session, tell));
     parts.push_back(std::make_unique<PhonePart>(session, store, tell));
