@@ -60,7 +60,7 @@ class SealedText {
 }  // namespace
 
 std::string PublishReport::summary() const {
-    std::string text = fmt::format("{} memories; attachments: {} written, {} unchanged",
+    std::string text = fmt::format("memories: {}; attachments: {} written, {} unchanged",
                                    publishedCount, attachmentsWritten, attachmentsUnchanged);
     if (attachmentsFailed > 0) {
         text += fmt::format(", {} left out: {}", attachmentsFailed, firstFailure);
