@@ -22,15 +22,17 @@ struct NormalizedBox {
     double width = 0;
     double height = 0;
 
+    double centreX() const { return x + width / 2; }
     double centreY() const { return y + height / 2; }
     bool operator==(const NormalizedBox&) const = default;
 };
 
 /// A line of text found in a picture.
 struct OCRLine {
-    std::string text;       ///< valid UTF-8, trimmed, not empty
-    NormalizedBox box;      ///< in the picture once its text stands straight
-    double confidence = 1;  ///< 0 to 1: of the line's least certain word
+    std::string text;   ///< valid UTF-8, trimmed, not empty
+    NormalizedBox box;  ///< in the picture once its text stands straight
+    /// 0 to 1: of the least certain number in the line; without one, of its least certain word.
+    double confidence = 1;
 
     bool operator==(const OCRLine&) const = default;
 };

@@ -49,9 +49,13 @@ struct Result {
 /// What the lines, in reading order, say. Pure; any thread.
 Result parse(std::span<const OCRLine> lines);
 
-/// The lines of an image, or of a PDF's first page, in reading order. Throws RecognitionError when
-/// the file is neither or nothing can recognise text, ImageError, DocumentError, FileError, or
-/// Cancelled. Any thread; takes up to a second.
+/// The lines with the decimal points that print and camera lost: a dollar sign, digits, a gap and
+/// two digits at a line's end are an amount.
+std::vector<OCRLine> withDecimalPoints(std::vector<OCRLine> lines);
+
+/// The lines of an image, or of a PDF's first page, in reading order and with decimal points.
+/// Throws RecognitionError when the file is neither or nothing can recognise text, ImageError,
+/// DocumentError, FileError, or Cancelled. Any thread; takes up to a second.
 std::vector<OCRLine> recognise(const Platform& platform, const Path& file, std::stop_token stop);
 
 }  // namespace CrumbReceiptRecognizer

@@ -40,10 +40,8 @@ std::optional<Cents> centsFrom(std::string_view dollars, std::string_view cents)
     return error == std::errc() ? std::optional(value) : std::nullopt;
 }
 
-/// The first amount that 64 bits can hold.
-std::optional<Cents> firstAmount(std::string_view text) {
-    if (text.find('.') == std::string_view::npos) return std::nullopt;
-    re2::StringPiece rest(text.data(), text.size());
+/// Moves past the next amount that 64 bits can hold.
+std::optional<Cents> nextAmount(re2::StringPiece& rest) {
     re2::StringPiece dollars;
     re2::StringPiece cents;
     while (RE2::FindAndConsume(&rest, patterns().amountInside, &dollars, &cents)) {
@@ -52,6 +50,12 @@ std::optional<Cents> firstAmount(std::string_view text) {
         if (amount) return amount;
     }
     return std::nullopt;
+}
+
+std::optional<Cents> firstAmount(std::string_view text) {
+    if (text.find('.') == std::string_view::npos) return std::nullopt;
+    re2::StringPiece rest(text.data(), text.size());
+    return nextAmount(rest);
 }
 
 bool isAmountAlone(const std::string& text) { return RE2::FullMatch(text, patterns().amountAlone); }
@@ -67,11 +71,18 @@ ReceiptAmounts::ReceiptAmounts(std::span<const OCRLine> lines) : lines_(lines) {
     }
 }
 
+std::optional<Cents> ReceiptAmounts::lastAmountIn(std::size_t line) const {
+    re2::StringPiece rest(lines_[line].text);
+    std::optional<Cents> last;
+    while (const auto amount = nextAmount(rest)) last = amount;
+    return last;
+}
+
 bool ReceiptAmounts::onSameRow(std::size_t label, std::size_t other) const {
     const NormalizedBox& box = lines_[label].box;
     const double tolerance = std::max(0.55 * box.height, 0.012);
     return std::abs(lines_[other].box.centreY() - box.centreY()) <= tolerance &&
-           lines_[other].box.x > box.x;
+           lines_[other].box.x > box.x + box.width / 2;
 }
 
 std::optional<std::size_t> ReceiptAmounts::amountLineInRow(std::size_t label) const {

@@ -28,6 +28,9 @@ class ReceiptAmounts {
     /// The first amount inside the line.
     std::optional<Cents> amountIn(std::size_t line) const { return amounts_[line]; }
 
+    /// The last amount inside the line, as after a rate of tax.
+    std::optional<Cents> lastAmountIn(std::size_t line) const;
+
     /// The amount that belongs to a label: inside its own line, else on the same printed row,
     /// beginning to the right of it; there a line that is nothing but an amount comes first, and
     /// of several the one most level with the label.

@@ -1,3 +1,5 @@
+#include <re2/re2.h>
+
 #include <array>
 
 #include "foundation/Text.h"
@@ -38,13 +40,20 @@ Picture pictureOf(const Platform& platform, const Path& file, const std::stop_to
 
 }  // namespace
 
+std::vector<OCRLine> withDecimalPoints(std::vector<OCRLine> lines) {
+    static const RE2 lostPoint(R"((\$ ?\d[\d,]*)(?: ?[.,] ?| )(\d{2})$)");
+    for (OCRLine& line : lines) RE2::Replace(&line.text, lostPoint, R"(\1.\2)");
+    return lines;
+}
+
 std::vector<OCRLine> recognise(const Platform& platform, const Path& file, std::stop_token stop) {
     if (platform.textRecognizer == nullptr) {
         throw RecognitionError(
             "Text in pictures cannot be read: the recogniser's English language data is missing "
             "(on Debian, install tesseract-ocr-eng).");
     }
-    return platform.textRecognizer->recognise(pictureOf(platform, file, stop), stop);
+    return withDecimalPoints(
+        platform.textRecognizer->recognise(pictureOf(platform, file, stop), stop));
 }
 
 }  // namespace nookery::CrumbReceiptRecognizer

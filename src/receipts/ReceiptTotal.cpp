@@ -51,10 +51,9 @@ std::vector<FoundAmount> amountsOfTotalLines(const ReceiptAmounts& amounts) {
     return found;
 }
 
-std::optional<FoundAmount> subtotalAndTax(const ReceiptAmounts& amounts,
-                                          std::string_view taxLabel) {
+std::optional<FoundAmount> subtotalAndSalesTax(const ReceiptAmounts& amounts) {
     auto subtotal = amounts.amountBesideLabel("subtotal");
-    const auto tax = amounts.amountBesideLabel(taxLabel);
+    const auto tax = amounts.amountBesideLabel("sales tax");
     if (!subtotal || !tax) return std::nullopt;
     const auto sum = checkedSum(subtotal->amount, tax->amount);
     if (!sum) return std::nullopt;
@@ -70,8 +69,14 @@ bool totalLinesDisagree(const FoundAmount& total, const ReceiptAmounts& amounts)
 }
 
 bool sumContradicts(const FoundAmount& total, const ReceiptAmounts& amounts) {
-    const auto sum = subtotalAndTax(amounts, "tax");
-    return sum && sum->amount != total.amount;
+    const auto subtotal = amounts.amountBesideLabel("subtotal");
+    const auto tax = amounts.amountBesideLabel("tax");
+    if (!subtotal || !tax) return false;
+    const auto makesTotal = [&](std::optional<Cents> taxAmount) {
+        return taxAmount && checkedSum(subtotal->amount, *taxAmount) == total.amount;
+    };
+    // The first amount in the line may be the tax's rate.
+    return !makesTotal(tax->amount) && !makesTotal(amounts.lastAmountIn(tax->lines.back()));
 }
 
 bool cardContradicts(const FoundAmount& total, const ReceiptAmounts& amounts) {
@@ -101,7 +106,7 @@ bool poorlyRead(const FoundAmount& total, std::span<const OCRLine> lines) {
 std::optional<FoundAmount> receiptTotal(const ReceiptAmounts& amounts) {
     auto found = amountsOfTotalLines(amounts);
     if (!found.empty()) return std::move(found.back());
-    return subtotalAndTax(amounts, "sales tax");
+    return subtotalAndSalesTax(amounts);
 }
 
 std::vector<Doubt> doubtsAbout(const FoundAmount& total, const ReceiptAmounts& amounts,

@@ -1,13 +1,17 @@
 #include "backends/recognition/PicturePreparation.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <utility>
+#include <vector>
 
 namespace nookery {
 namespace {
 
 constexpr int smallestSide = 8;
+/// Of a picture whose paper is white.
+constexpr int inkThreshold = 150;
 
 OwnedPix grey(const Picture& picture) {
     OwnedPix pix(pixCreateNoInit(picture.width, picture.height, 8));
@@ -37,7 +41,6 @@ OwnedPix evenedOut(OwnedPix pix) {
 
 /// Turned so that lines of text are level, when enough of them agree on an angle.
 OwnedPix levelled(OwnedPix pix) {
-    constexpr int inkThreshold = 150;
     constexpr float sweepDegrees = 12;
     constexpr float sweepStepDegrees = 1;
     constexpr float smallestStepDegrees = 0.02F;
@@ -56,12 +59,57 @@ OwnedPix levelled(OwnedPix pix) {
     return level ? std::move(level) : std::move(pix);
 }
 
+OwnedPix withContrast(OwnedPix pix) {
+    constexpr int black = 60;
+    constexpr int white = 200;
+    OwnedPix clear(pixGammaTRC(nullptr, pix.get(), 1.0F, black, white));
+    return clear ? std::move(clear) : std::move(pix);
+}
+
+struct BoxesRelease {
+    void operator()(Boxa* boxes) const { boxaDestroy(&boxes); }
+};
+
+/// The middle height of what may be letters; 0 when there are too few.
+int letterHeight(Pix* grey) {
+    constexpr int smallest = 8;
+    constexpr int largest = 150;
+    constexpr std::size_t fewest = 20;
+    const OwnedPix ink(pixThresholdToBinary(grey, inkThreshold));
+    if (!ink) return 0;
+    const std::unique_ptr<Boxa, BoxesRelease> boxes(pixConnCompBB(ink.get(), 8));
+    std::vector<int> heights;
+    for (int i = 0; i < boxaGetCount(boxes.get()); ++i) {
+        int width = 0;
+        int height = 0;
+        boxaGetBoxGeometry(boxes.get(), i, nullptr, nullptr, &width, &height);
+        if (height >= smallest && height <= largest && width <= 3 * height) {
+            heights.push_back(height);
+        }
+    }
+    if (heights.size() < fewest) return 0;
+    const auto middle = heights.begin() + static_cast<std::ptrdiff_t>(heights.size() / 2);
+    std::nth_element(heights.begin(), middle, heights.end());
+    return *middle;
+}
+
+/// Letters larger than the recogniser needs cost time, and their grain is read as ink.
+OwnedPix readablySmall(OwnedPix pix) {
+    constexpr float wantedHeight = 20;
+    constexpr float smallestScale = 0.3F;
+    const int height = letterHeight(pix.get());
+    if (height <= wantedHeight) return pix;
+    const float scale = std::max(smallestScale, wantedHeight / static_cast<float>(height));
+    OwnedPix small(pixScale(pix.get(), scale, scale));
+    return small ? std::move(small) : std::move(pix);
+}
+
 }  // namespace
 
 OwnedPix preparedForReading(const Picture& picture) {
     if (picture.width < smallestSide || picture.height < smallestSide) return nullptr;
     OwnedPix pix = grey(picture);
-    return pix ? levelled(evenedOut(std::move(pix))) : nullptr;
+    return pix ? readablySmall(withContrast(levelled(evenedOut(std::move(pix))))) : nullptr;
 }
 
 }  // namespace nookery

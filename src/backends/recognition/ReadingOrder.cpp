@@ -1,28 +1,149 @@
 #include "backends/recognition/ReadingOrder.h"
 
 #include <algorithm>
+#include <cmath>
+#include <utility>
 
 namespace nookery {
 namespace {
 
-/// Each reaches at least half of its height into the other's.
+/// Photographed paper is seldom flat: what was printed as one row rises or falls on its way from
+/// left to right, and more so at one end of the paper than at the other.
+struct RowSlope {
+    double level = 0;   ///< rise over the picture's width, at half height
+    double change = 0;  ///< of that rise, from the bottom to the top
+
+    double straightened(const NormalizedBox& box) const {
+        const double y = box.centreY();
+        return y - (level + change * (y - 0.5)) * (box.centreX() - 0.5);
+    }
+};
+
+/// Two pieces of text, one of which may continue the other's row.
+struct Pair {
+    const NormalizedBox* left;
+    const NormalizedBox* right;
+    double height;
+};
+
+double medianHeight(const std::vector<TextPiece>& pieces) {
+    std::vector<double> heights;
+    for (const TextPiece& piece : pieces) heights.push_back(piece.line.box.height);
+    const auto middle = heights.begin() + static_cast<std::ptrdiff_t>(heights.size() / 2);
+    std::nth_element(heights.begin(), middle, heights.end());
+    return *middle;
+}
+
+/// What is printed in one row is near to where the row's rise leads.
+std::vector<Pair> pairsOf(const std::vector<TextPiece>& pieces, double height, double rise) {
+    std::vector<Pair> pairs;
+    for (const TextPiece& left : pieces) {
+        for (const TextPiece& right : pieces) {
+            const NormalizedBox& from = left.line.box;
+            const NormalizedBox& to = right.line.box;
+            const double led = from.centreY() + rise * (to.centreX() - from.centreX());
+            const bool follows = to.x >= from.x + from.width;
+            if (follows && std::abs(to.centreY() - led) < 2 * height) {
+                pairs.push_back({&from, &to, height});
+            }
+        }
+    }
+    return pairs;
+}
+
+/// How well the slope explains the pairs as rows. A pair that fits by being moved far counts less
+/// than one that nearly fits as it is, since each row also fits its neighbours' slope.
+double fitness(const RowSlope& slope, const std::vector<Pair>& pairs) {
+    double sum = 0;
+    for (const Pair& pair : pairs) {
+        const double off =
+            (slope.straightened(*pair.left) - slope.straightened(*pair.right)) / pair.height;
+        sum += std::max(0.0, 1 - 9 * off * off);
+    }
+    return sum;
+}
+
+/// The rise of the text's own baselines, of which each counts as much as it is long.
+double medianRise(const std::vector<TextPiece>& pieces) {
+    std::vector<std::pair<double, double>> rises;
+    double wholeWidth = 0;
+    for (const TextPiece& piece : pieces) {
+        rises.emplace_back(piece.rise, piece.line.box.width);
+        wholeWidth += piece.line.box.width;
+    }
+    std::sort(rises.begin(), rises.end());
+    double width = 0;
+    for (const auto& [rise, pieceWidth] : rises) {
+        width += pieceWidth;
+        if (width >= wholeWidth / 2) return rise;
+    }
+    return 0;
+}
+
+RowSlope findSlope(const std::vector<TextPiece>& pieces) {
+    constexpr int steps = 24;
+    const double height = medianHeight(pieces);
+    const double step = height / 12;
+    const double rise = medianRise(pieces);
+    const std::vector<Pair> pairs = pairsOf(pieces, height, rise);
+    RowSlope best{rise, 0};
+    double bestFitness = fitness(best, pairs);
+    for (int level = -steps; level <= steps; ++level) {
+        for (int change = -steps; change <= steps; change += 2) {
+            const RowSlope slope{rise + level * step, change * step};
+            const double farness = (std::abs(level) + std::abs(change) / 2.0) / steps;
+            const double found = fitness(slope, pairs) * (1 - 0.35 * farness);
+            if (found <= bestFitness) continue;
+            best = slope;
+            bestFitness = found;
+        }
+    }
+    return best;
+}
+
 bool standBeside(const NormalizedBox& a, const NormalizedBox& b) {
-    const double shared = std::min(a.y + a.height, b.y + b.height) - std::max(a.y, b.y);
-    return shared >= 0.5 * std::max(a.height, b.height);
+    return std::abs(a.centreY() - b.centreY()) <= 0.45 * std::max(a.height, b.height);
+}
+
+void join(TextPiece& row, const TextPiece& next) {
+    OCRLine& line = row.line;
+    const NormalizedBox& box = next.line.box;
+    line.text += ' ';
+    line.text += next.line.text;
+    if (row.holdsNumber == next.holdsNumber) {
+        line.confidence = std::min(line.confidence, next.line.confidence);
+    } else if (next.holdsNumber) {
+        line.confidence = next.line.confidence;
+    }
+    row.holdsNumber = row.holdsNumber || next.holdsNumber;
+    const double top = std::max(line.box.y + line.box.height, box.y + box.height);
+    line.box.width = std::max(line.box.x + line.box.width, box.x + box.width) - line.box.x;
+    line.box.y = std::min(line.box.y, box.y);
+    line.box.height = top - line.box.y;
 }
 
 }  // namespace
 
-std::vector<OCRLine> inReadingOrder(std::vector<OCRLine> lines) {
-    std::stable_sort(lines.begin(), lines.end(), [](const OCRLine& a, const OCRLine& b) {
-        return a.box.centreY() > b.box.centreY();
+std::vector<OCRLine> inRows(std::vector<TextPiece> pieces) {
+    std::vector<OCRLine> lines;
+    if (pieces.empty()) return lines;
+    const RowSlope slope = findSlope(pieces);
+    for (TextPiece& piece : pieces) {
+        NormalizedBox& box = piece.line.box;
+        box.y = slope.straightened(box) - box.height / 2;
+    }
+    std::stable_sort(pieces.begin(), pieces.end(), [](const TextPiece& a, const TextPiece& b) {
+        return a.line.box.centreY() > b.line.box.centreY();
     });
-    for (auto row = lines.begin(); row != lines.end();) {
-        const auto end = std::find_if(row + 1, lines.end(), [&row](const OCRLine& line) {
-            return !standBeside(row->box, line.box);
+    for (auto row = pieces.begin(); row != pieces.end();) {
+        const auto end = std::find_if(row + 1, pieces.end(), [&row](const TextPiece& piece) {
+            return !standBeside(row->line.box, piece.line.box);
         });
-        std::stable_sort(row, end,
-                         [](const OCRLine& a, const OCRLine& b) { return a.box.x < b.box.x; });
+        std::stable_sort(row, end, [](const TextPiece& a, const TextPiece& b) {
+            return a.line.box.x < b.line.box.x;
+        });
+        for (auto next = row + 1; next != end; ++next) join(*row, *next);
+        lines.push_back(std::move(row->line));
         row = end;
     }
     return lines;

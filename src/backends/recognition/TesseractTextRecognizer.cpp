@@ -39,6 +39,21 @@ NormalizedBox boxOf(const tesseract::ResultIterator& at, const Pix& pix) {
     return {left / width, 1 - bottom / height, (right - left) / width, (bottom - top) / height};
 }
 
+double riseOf(const tesseract::ResultIterator& at, const Pix& pix) {
+    int left = 0;
+    int leftY = 0;
+    int right = 0;
+    int rightY = 0;
+    const bool known = at.Baseline(tesseract::RIL_TEXTLINE, &left, &leftY, &right, &rightY);
+    if (!known || right <= left) return 0;
+    const double slope = static_cast<double>(leftY - rightY) / (right - left);
+    return slope * pixGetWidth(&pix) / pixGetHeight(&pix);
+}
+
+bool holdsDigit(std::string_view text) {
+    return text.find_first_of("0123456789") != std::string_view::npos;
+}
+
 bool asksToStop(void* stop, int /*wordsSoFar*/) {
     return static_cast<const std::stop_token*>(stop)->stop_requested();
 }
@@ -59,9 +74,9 @@ class TesseractTextRecognizer final : public TextRecognizer {
         if (stop.stop_requested()) throw Cancelled();
         Engine engine = takeEngine();
         read(*engine, *pix, stop);
-        std::vector<OCRLine> lines = linesOf(*engine, *pix);
+        std::vector<TextPiece> pieces = piecesOf(*engine, *pix);
         giveBack(std::move(engine));
-        return inReadingOrder(std::move(lines));
+        return inRows(std::move(pieces));
     }
 
   private:
@@ -75,33 +90,36 @@ class TesseractTextRecognizer final : public TextRecognizer {
         if (result != 0) throw RecognitionError("The text in the picture could not be recognised.");
     }
 
-    static std::vector<OCRLine> linesOf(tesseract::TessBaseAPI& engine, const Pix& pix) {
-        std::vector<OCRLine> lines;
+    static std::vector<TextPiece> piecesOf(tesseract::TessBaseAPI& engine, const Pix& pix) {
+        std::vector<TextPiece> pieces;
         const std::unique_ptr<tesseract::ResultIterator> at(engine.GetIterator());
-        if (!at) return lines;
+        if (!at) return pieces;
         do {
-            OCRLine line;
-            line.box = boxOf(*at, pix);
-            line = withWords(std::move(line), *at);
-            if (!line.text.empty()) lines.push_back(std::move(line));
+            TextPiece piece{{"", boxOf(*at, pix)}, riseOf(*at, pix)};
+            readWords(piece, *at);
+            if (!piece.line.text.empty()) pieces.push_back(std::move(piece));
         } while (at->Next(tesseract::RIL_TEXTLINE));
-        return lines;
+        return pieces;
     }
 
-    static OCRLine withWords(OCRLine line, tesseract::ResultIterator& lineStart) {
+    static void readWords(TextPiece& piece, const tesseract::ResultIterator& lineStart) {
+        OCRLine& line = piece.line;
         tesseract::ResultIterator word(lineStart);
+        double leastOfNumbers = 2;
         do {
-            const std::unique_ptr<char[]> text(word.GetUTF8Text(tesseract::RIL_WORD));
-            if (!text) continue;
-            const std::string clean(trimmed(toValidUtf8(text.get())));
-            if (clean.empty()) continue;
+            const std::unique_ptr<char[]> found(word.GetUTF8Text(tesseract::RIL_WORD));
+            const std::string text(found ? trimmed(toValidUtf8(found.get())) : "");
+            if (text.empty()) continue;
             if (!line.text.empty()) line.text += ' ';
-            line.text += clean;
-            const double confidence = word.Confidence(tesseract::RIL_WORD) / 100.0;
-            line.confidence = std::min(line.confidence, std::clamp(confidence, 0.0, 1.0));
+            line.text += text;
+            const double confidence =
+                std::clamp(word.Confidence(tesseract::RIL_WORD) / 100.0, 0.0, 1.0);
+            line.confidence = std::min(line.confidence, confidence);
+            if (holdsDigit(text)) leastOfNumbers = std::min(leastOfNumbers, confidence);
         } while (!word.IsAtFinalElement(tesseract::RIL_TEXTLINE, tesseract::RIL_WORD) &&
                  word.Next(tesseract::RIL_WORD));
-        return line;
+        piece.holdsNumber = leastOfNumbers <= 1;
+        if (piece.holdsNumber) line.confidence = leastOfNumbers;
     }
 
     Engine takeEngine() const {
@@ -119,7 +137,7 @@ class TesseractTextRecognizer final : public TextRecognizer {
             throw RecognitionError("Text cannot be recognised: the language data in " +
                                    displayName(languageData_) + " is damaged.");
         }
-        engine->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);
+        engine->SetPageSegMode(tesseract::PSM_SPARSE_TEXT);
         return engine;
     }
 
