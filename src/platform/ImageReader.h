@@ -61,7 +61,7 @@ class ImageReader {
     virtual Picture read(const Path& path, const ContentType& type, int longestSide,
                          const ImageLimits& limits, std::stop_token stop) const = 0;
 
-    /// Reads the file's head only. Throws as `read` does.
+    /// Decodes nothing. Throws as `read` does.
     virtual ImageFacts facts(const Path& path, const ContentType& type,
                              const ImageLimits& limits) const = 0;
 };

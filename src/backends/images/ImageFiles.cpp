@@ -202,7 +202,7 @@ class ImageFiles final : public ImageReader {
         // Each read has its own limits.
         QImageReader::setAllocationLimit(0);
         QLoggingCategory::setFilterRules(
-            "qt.gui.imageio*.warning=false\nqt.imageformats*.warning=false");
+            "qt.gui.imageio*=false\nqt.imageformats*=false");
     }
 
     bool canRead(const ContentType& type) const override {

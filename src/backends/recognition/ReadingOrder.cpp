@@ -34,6 +34,15 @@ double medianHeight(const std::vector<TextPiece>& pieces) {
     return *middle;
 }
 
+/// A crowded page shows its slope by a part of its pairs.
+std::vector<Pair> thinned(const std::vector<Pair>& pairs) {
+    constexpr std::size_t enough = 4000;
+    const std::size_t step = pairs.size() / enough + 1;
+    std::vector<Pair> kept;
+    for (std::size_t i = 0; i < pairs.size(); i += step) kept.push_back(pairs[i]);
+    return kept;
+}
+
 /// What is printed in one row is near to where the row's rise leads.
 std::vector<Pair> pairsOf(const std::vector<TextPiece>& pieces, double height, double rise) {
     std::vector<Pair> pairs;
@@ -48,7 +57,7 @@ std::vector<Pair> pairsOf(const std::vector<TextPiece>& pieces, double height, d
             }
         }
     }
-    return pairs;
+    return thinned(pairs);
 }
 
 /// How well the slope explains the pairs as rows. A pair that fits by being moved far counts less
@@ -130,7 +139,7 @@ std::vector<OCRLine> inRows(std::vector<TextPiece> pieces) {
     const RowSlope slope = findSlope(pieces);
     for (TextPiece& piece : pieces) {
         NormalizedBox& box = piece.line.box;
-        box.y = slope.straightened(box) - box.height / 2;
+        box.y = std::clamp(slope.straightened(box) - box.height / 2, 0.0, 1 - box.height);
     }
     std::stable_sort(pieces.begin(), pieces.end(), [](const TextPiece& a, const TextPiece& b) {
         return a.line.box.centreY() > b.line.box.centreY();

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <optional>
 
+#include "backends/recognition/BrokenNumbers.h"
 #include "backends/recognition/PicturePreparation.h"
 #include "backends/recognition/ReadingOrder.h"
 #include "foundation/Text.h"
@@ -73,15 +74,35 @@ class TesseractTextRecognizer final : public TextRecognizer {
         if (!pix) return {};
         if (stop.stop_requested()) throw Cancelled();
         Engine engine = takeEngine();
-        read(*engine, *pix, stop);
-        std::vector<TextPiece> pieces = piecesOf(*engine, *pix);
+        std::vector<TextPiece> pieces = readAll(*engine, *pix, stop);
         giveBack(std::move(engine));
         return inRows(std::move(pieces));
     }
 
   private:
-    static void read(tesseract::TessBaseAPI& engine, Pix& pix, std::stop_token& stop) {
+    static std::vector<TextPiece> readAll(tesseract::TessBaseAPI& engine, Pix& pix,
+                                          std::stop_token& stop) {
+        engine.SetPageSegMode(tesseract::PSM_SPARSE_TEXT);
         engine.SetImage(&pix);
+        read(engine, stop);
+        std::vector<TextPiece> pieces = piecesOf(engine, pix);
+        const double width = pixGetWidth(&pix);
+        const double height = pixGetHeight(&pix);
+        engine.SetPageSegMode(tesseract::PSM_SINGLE_LINE);
+        for (const NormalizedBox& box : takeBrokenNumbers(pieces, width / height)) {
+            const double margin = 0.25 * box.height * height;
+            engine.SetRectangle(
+                static_cast<int>(std::max(0.0, box.x * width - margin)),
+                static_cast<int>(std::max(0.0, (1 - box.y - box.height) * height - margin)),
+                static_cast<int>(box.width * width + 2 * margin),
+                static_cast<int>(box.height * height + 2 * margin));
+            read(engine, stop);
+            std::ranges::move(piecesOf(engine, pix), std::back_inserter(pieces));
+        }
+        return pieces;
+    }
+
+    static void read(tesseract::TessBaseAPI& engine, std::stop_token& stop) {
         tesseract::ETEXT_DESC monitor;
         monitor.cancel = asksToStop;
         monitor.cancel_this = &stop;
@@ -137,7 +158,6 @@ class TesseractTextRecognizer final : public TextRecognizer {
             throw RecognitionError("Text cannot be recognised: the language data in " +
                                    displayName(languageData_) + " is damaged.");
         }
-        engine->SetPageSegMode(tesseract::PSM_SPARSE_TEXT);
         return engine;
     }
 
