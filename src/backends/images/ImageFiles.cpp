@@ -201,8 +201,7 @@ class ImageFiles final : public ImageReader {
     explicit ImageFiles(FileSystem& files) : files_(files) {
         // Each read has its own limits.
         QImageReader::setAllocationLimit(0);
-        QLoggingCategory::setFilterRules(
-            "qt.gui.imageio*=false\nqt.imageformats*=false");
+        QLoggingCategory::setFilterRules("qt.gui.imageio*=false\nqt.imageformats*=false");
     }
 
     bool canRead(const ContentType& type) const override {
