@@ -22,6 +22,9 @@ struct LibraryLayout {
     Path thumbnails() const { return cacheHome / "Thumbnails"; }
     Path receipts() const { return library() / "Coffer"; }
     Path receiptsDatabase() const { return receipts() / "coffer.sqlite3"; }
+    Path fieldReports() const { return library() / "FieldReports"; }
+    Path fieldReportEdits() const { return fieldReports() / ".FieldReportEdits"; }
+    Path deletedFieldReports() const { return fieldReports() / ".DeletedFieldReports.json"; }
     Path receiptOriginals() const { return receipts() / "Originals"; }
 };
 

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "fieldreports/FieldReportShelf.h"
+#include "platform/Platform.h"
+
+namespace nookery {
+
+/// What one look at the upload place came to.
+struct FieldReportScan {
+    struct Failure {
+        std::string folderName;
+        std::string message;
+    };
+
+    std::vector<Uuid> received;
+    std::size_t waitingCount = 0;  ///< reports of which something is not on this computer yet
+    std::vector<Failure> failed;   ///< bad reports, and good ones that could not be copied
+    std::string unavailable;       ///< why there was no place to look at; empty when there was
+};
+
+/// Takes every whole report that is neither on the shelf nor deleted. What is uploaded is never
+/// changed. A bad report never stops the others. Throws Error when the upload place, or what was
+/// deleted, cannot be read. Any thread, one scan at a time.
+FieldReportScan scanFieldReports(const Platform& platform, FieldReportShelf& shelf);
+
+}  // namespace nookery

@@ -1,0 +1,190 @@
+#include "fieldreports/FieldReportShelf.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "fieldreports/FieldReportError.h"
+#include "fieldreports/FieldReportWorkingCopy.h"
+#include "foundation/DurableFile.h"
+#include "foundation/Json.h"
+#include "platform/Log.h"
+#include "platform/Trash.h"
+
+namespace nookery {
+namespace {
+
+constexpr std::string_view stagingPrefix = ".staging-";
+constexpr std::size_t maximumListByteCount = std::size_t{16} << 20;
+
+}  // namespace
+
+FieldReportShelf::FieldReportShelf(const Platform& platform, LibraryLayout layout)
+    : platform_(platform), files_(platform.files), layout_(std::move(layout)) {}
+
+std::vector<NookeryReceivedFieldReport> FieldReportShelf::load() const {
+    std::vector<NookeryReceivedFieldReport> reports;
+    if (!files_.status(layout_.fieldReports())) return reports;
+    for (const DirectoryEntry& entry : files_.list(layout_.fieldReports())) {
+        const auto id = Uuid::parse(entry.name.native());
+        if (!id || entry.type != FileType::directory || entry.name != id->toString()) continue;
+        try {
+            reports.push_back(loadOne(*id));
+        } catch (const Error& error) {
+            platform_.log.line(fmt::format("NOOKERY Field Report load error ({}): {}",
+                                           id->toString(), error.description()));
+        }
+    }
+    std::sort(reports.begin(), reports.end(), [](const auto& left, const auto& right) {
+        return std::tie(right.reportDate, left.id) < std::tie(left.reportDate, right.id);
+    });
+    return reports;
+}
+
+NookeryReceivedFieldReport FieldReportShelf::loadOne(const Uuid& id) const {
+    const Path folder = layout_.fieldReports() / id.toString();
+    const FieldReportManifest manifest = readFieldReportManifest(
+        readWholeFile(files_, folder / fieldReportManifestName, maximumManifestByteCount), id);
+    NookeryReceivedFieldReport report{.id = id,
+                                      .title = manifest.title,
+                                      .clientProject = manifest.clientProject,
+                                      .location = manifest.location,
+                                      .reportDate = manifest.reportDate,
+                                      .createdAt = manifest.createdAt,
+                                      .updatedAt = manifest.updatedAt,
+                                      .notes = manifest.notes,
+                                      .attachments = {},
+                                      .folderURL = folder};
+    for (const auto& attachment : manifest.attachments) {
+        report.attachments.push_back(
+            {.id = attachment.id,
+             .name = attachment.originalName,
+             .caption = {},
+             .url = folder / fieldReportAttachmentsName / attachment.storedName});
+    }
+    auto draft = FieldReportWorkingCopy(files_, layout_, report).saved();
+    if (!draft) return report;
+    report.title = draft->title;
+    for (FieldReportAttachment& attachment : report.attachments) {
+        if (const auto* media = findMedia(*draft, attachment.id))
+            attachment.caption = media->caption;
+    }
+    return report;
+}
+
+bool FieldReportShelf::holds(const Uuid& id) const {
+    return files_.status(layout_.fieldReports() / id.toString()).has_value();
+}
+
+bool FieldReportShelf::isDeleted(const Uuid& id) const {
+    const auto ids = deletedIDs();
+    return std::find(ids.begin(), ids.end(), id) != ids.end();
+}
+
+std::vector<Uuid> FieldReportShelf::deletedIDs() const {
+    std::vector<Uuid> ids;
+    const Path list = layout_.deletedFieldReports();
+    if (!files_.status(list)) return ids;
+    const Json entries = parseJson(readWholeFile(files_, list, maximumListByteCount));
+    const auto damaged = [&] {
+        return FieldReportError(fmt::format("{} is no list of ids.", displayName(list)));
+    };
+    if (!entries.is_array()) throw damaged();
+    for (const Json& entry : entries) {
+        const auto id = entry.is_string() ? Uuid::parse(entry.get<std::string>()) : std::nullopt;
+        if (!id) throw damaged();
+        ids.push_back(*id);
+    }
+    return ids;
+}
+
+void FieldReportShelf::saveDeletedIDs(const std::vector<Uuid>& ids) {
+    Json entries = Json::array();
+    for (const Uuid& id : ids) entries.push_back(id.toString());
+    writeDurably(files_, layout_.deletedFieldReports(), toPrettyJsonText(entries));
+}
+
+void FieldReportShelf::receive(const Path& upload, std::string_view manifestText,
+                               const FieldReportManifest& manifest) {
+    createDirectories(files_, layout_.fieldReports());
+    const Path staging =
+        layout_.fieldReports() / (std::string(stagingPrefix) + Uuid::random().toString());
+    try {
+        copyInto(staging, upload, manifestText, manifest);
+        files_.renameExclusive(staging, layout_.fieldReports() / manifest.id.toString());
+    } catch (const Error&) {
+        try {
+            removeTree(files_, staging);
+        } catch (const FileError&) {
+            // The next start removes it; what failed first is the one to report.
+        }
+        throw;
+    }
+    files_.syncDirectory(layout_.fieldReports());
+}
+
+void FieldReportShelf::copyInto(const Path& staging, const Path& upload,
+                                std::string_view manifestText,
+                                const FieldReportManifest& manifest) {
+    const Path attachments = staging / fieldReportAttachmentsName;
+    files_.createDirectory(staging);
+    files_.createDirectory(attachments);
+    for (const auto& attachment : manifest.attachments) {
+        copyUnchanging(upload / fieldReportAttachmentsName / attachment.storedName,
+                       attachments / attachment.storedName);
+    }
+    writeDurably(files_, staging / fieldReportManifestName, manifestText);
+    files_.syncDirectory(attachments);
+}
+
+void FieldReportShelf::copyUnchanging(const Path& from, const Path& to) {
+    const auto before = files_.status(from);
+    copyNewFile(files_, from, to, {});
+    const auto after = files_.status(from);
+    const auto copied = files_.status(to);
+    if (!before || !after || !copied || !after->sameContentMarks(*before) ||
+        copied->byteCount != after->byteCount) {
+        throw FieldReportError(
+            fmt::format("\"{}\" changed while it was copied.", displayName(from.filename())));
+    }
+}
+
+void FieldReportShelf::checkPlace(const NookeryReceivedFieldReport& report) const {
+    const auto shelf = files_.resolve(layout_.fieldReports());
+    const auto folder = files_.resolve(report.folderURL);
+    if (!shelf || !folder || *folder != *shelf / report.id.toString()) {
+        throw FieldReportError("Unexpected Field Report location.");
+    }
+}
+
+void FieldReportShelf::rename(const NookeryReceivedFieldReport& report, const std::string& title) {
+    checkPlace(report);
+    FieldReportWorkingCopy workingCopy(files_, layout_, report);
+    NookeryReportWorkingDraft draft = workingCopy.draft();
+    draft.title = title;
+    workingCopy.save(draft);
+}
+
+void FieldReportShelf::remove(const NookeryReceivedFieldReport& report) {
+    checkPlace(report);
+    // First, so that no scan takes the report in again, whenever this ends.
+    auto ids = deletedIDs();
+    if (std::find(ids.begin(), ids.end(), report.id) == ids.end()) {
+        ids.push_back(report.id);
+        saveDeletedIDs(ids);
+    }
+    const Path edits = FieldReportWorkingCopy::folderOf(layout_, report.id);
+    if (files_.status(edits)) platform_.trash.moveToTrash(edits);
+    platform_.trash.moveToTrash(report.folderURL);
+}
+
+void FieldReportShelf::removeLeftovers() {
+    if (!files_.status(layout_.fieldReports())) return;
+    for (const DirectoryEntry& entry : files_.list(layout_.fieldReports())) {
+        if (entry.name.native().starts_with(stagingPrefix)) {
+            removeTree(files_, layout_.fieldReports() / entry.name);
+        }
+    }
+}
+
+}  // namespace nookery

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "collection/LibraryLayout.h"
+#include "collection/NookeryReceivedFieldReport.h"
+#include "fieldreports/FieldReportManifest.h"
+#include "platform/Platform.h"
+
+namespace nookery {
+
+/// The received reports on disk: one folder each, named by its id, that is never written to once it
+/// is there. Any thread.
+class FieldReportShelf {
+  public:
+    FieldReportShelf(const Platform& platform, LibraryLayout layout);
+
+    /// Every report, the newest report date first. One that cannot be read is logged and left out.
+    /// No folder of reports means no reports. Throws FileError.
+    std::vector<NookeryReceivedFieldReport> load() const;
+
+    bool holds(const Uuid& id) const;
+    /// Whether the person deleted it. Throws FileError or JsonError: a list that cannot be read
+    /// never means that nothing was deleted.
+    bool isDeleted(const Uuid& id) const;
+
+    /// Copies an uploaded report, whose manifest is this text, beside the others: whole, or not at
+    /// all. The uploaded folder is only read. Throws FileError, or FieldReportError when a file
+    /// changed meanwhile.
+    void receive(const Path& upload, std::string_view manifestText,
+                 const FieldReportManifest& manifest);
+
+    /// Gives the report another title in its working copy. Throws Error; then it keeps the old one.
+    void rename(const NookeryReceivedFieldReport& report, const std::string& title);
+    /// Moves the report and its working copy to the trash; it is never taken in again. Throws
+    /// Error, naming what stayed. Main thread.
+    void remove(const NookeryReceivedFieldReport& report);
+
+    /// Removes what a killed process left half-copied. Throws FileError.
+    void removeLeftovers();
+
+  private:
+    NookeryReceivedFieldReport loadOne(const Uuid& id) const;
+    void copyInto(const Path& staging, const Path& upload, std::string_view manifestText,
+                  const FieldReportManifest& manifest);
+    void copyUnchanging(const Path& from, const Path& to);
+    void checkPlace(const NookeryReceivedFieldReport& report) const;
+    std::vector<Uuid> deletedIDs() const;
+    void saveDeletedIDs(const std::vector<Uuid>& ids);
+
+    Platform platform_;
+    FileSystem& files_;
+    LibraryLayout layout_;
+};
+
+}  // namespace nookery

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "fieldreports/FieldReportScan.h"
+#include "fieldreports/FieldReportShelf.h"
+#include "platform/Platform.h"
+#include "platform/WorkQueue.h"
+
+namespace nookery {
+
+/// Brings in the reports that the phone uploads, and keeps the list of them. Main thread; it copies
+/// on the link queue.
+class NookeryFieldReportReceiver {
+  public:
+    using Reports = std::vector<NookeryReceivedFieldReport>;
+    /// Called on the main thread with the full list whenever it may have changed.
+    using Handler = std::function<void(const Reports&)>;
+
+    NookeryFieldReportReceiver(const Platform& platform, const LibraryLayout& layout,
+                               Handler handler);
+    ~NookeryFieldReportReceiver();
+
+    /// Delivers the local reports, then looks at the upload place now and every few seconds. Call
+    /// once. Whatever fails is logged.
+    void start();
+    /// Looks at the upload place. Ignored while a look is under way.
+    void scan();
+    bool importInProgress() const { return importInProgress_; }
+
+    // Both throw Error, and deliver the list when they succeed.
+    void rename(const NookeryReceivedFieldReport& report, const std::string& title);
+    void remove(const NookeryReceivedFieldReport& report);
+
+  private:
+    void deliver();
+    void finish(const FieldReportScan& scan);
+    void logOnce(const std::string& about, const std::string& message);
+
+    Platform platform_;
+    /// Shared with a look that is under way when this is destroyed.
+    std::shared_ptr<FieldReportShelf> shelf_;
+    Handler handler_;
+    bool importInProgress_ = false;
+    DelayedWork nextScan_;
+    /// What was last logged about each folder, so that a bad one is not told of every few seconds.
+    std::map<std::string, std::string> logged_;
+    CallbackGuard guard_;
+};
+
+}  // namespace nookery

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "collection/NookeryReceivedFieldReport.h"
+#include "foundation/Date.h"
+#include "foundation/Uuid.h"
+
+namespace nookery {
+
+/// What the person made of a received report: the only thing that edits change.
+struct NookeryReportWorkingDraft {
+    struct Media {
+        Uuid id;  ///< the attachment's, or a new one for a file that was added
+        std::string displayName;
+        bool isIncluded = true;  ///< what is not stays listed
+        std::string caption{};
+        std::optional<std::string> addedFileName{};  ///< in the working copy's folder
+
+        bool operator==(const Media&) const = default;
+    };
+
+    std::string title;
+    std::string clientProject;
+    std::string location;
+    Date reportDate;
+    std::string notes;
+    std::vector<Media> media;
+
+    bool operator==(const NookeryReportWorkingDraft&) const = default;
+};
+
+enum class MoveDirection { up, down };
+
+/// A new working copy: the report's fields, then its attachments, all included.
+NookeryReportWorkingDraft draftOf(const NookeryReceivedFieldReport& report);
+
+/// Moves one item by one place; at the end nothing happens. The id must be one of the draft's.
+void moveMedia(NookeryReportWorkingDraft& draft, const Uuid& id, MoveDirection direction);
+
+/// The draft's item; null when it has none of this id.
+NookeryReportWorkingDraft::Media* findMedia(NookeryReportWorkingDraft& draft, const Uuid& id);
+
+/// The keys are the field names, dates are ISO 8601.
+std::string toJsonText(const NookeryReportWorkingDraft& draft);
+/// Throws JsonError or FieldReportError for anything but a whole draft.
+NookeryReportWorkingDraft draftFromJson(const std::string& text);
+
+}  // namespace nookery
