@@ -45,6 +45,14 @@ const Published<std::optional<InboxReport>>& CrumbStore::inboxReport() const {
 
 const Published<int>& CrumbStore::faceDataRevision() const { return parts_->faceDataRevision; }
 
+const Published<std::vector<NookeryReceivedFieldReport>>& CrumbStore::fieldReports() const {
+    return parts_->fieldReports;
+}
+
+void CrumbStore::setFieldReports(std::vector<NookeryReceivedFieldReport> reports) {
+    parts_->fieldReports.set(std::move(reports));
+}
+
 const Published<std::optional<BringBackNotice>>& CrumbStore::bringBackNotice() const {
     return parts_->annotations.bringBackNotice();
 }

@@ -16,6 +16,7 @@
 #include "collection/IntakeNotice.h"
 #include "collection/LibraryLayout.h"
 #include "collection/MemoryAnnotations.h"
+#include "collection/NookeryReceivedFieldReport.h"
 #include "collection/SearchSession.h"
 #include "collection/SnapshotBuilder.h"
 #include "collection/SnapshotRestore.h"
@@ -94,6 +95,7 @@ class CrumbStore {
     const Published<std::set<Uuid>>& broughtBackIDs() const;
     const Published<std::optional<BringBackNotice>>& bringBackNotice() const;
     const Published<int>& faceDataRevision() const;
+    const Published<std::vector<NookeryReceivedFieldReport>>& fieldReports() const;
     /// How far the recovery snapshot before a destructive operation is; none while there is none.
     const Published<std::optional<SnapshotProgress>>& snapshotProgress() const;
 
@@ -158,6 +160,9 @@ class CrumbStore {
     void pauseBackgroundWork();
     /// Adds memories to what is enriched, also those enriched before.
     void requestEnrichment(const std::vector<Uuid>& ids);
+
+    /// What the field-report receiver found.
+    void setFieldReports(std::vector<NookeryReceivedFieldReport> reports);
 
     /// Null with reading access or when the library could not be opened.
     CrumbRecoverySnapshots* recoverySnapshots() const;

@@ -53,6 +53,7 @@ class CrumbStore::Parts {
     Published<int> cloudImportCount{0};
     Published<std::optional<InboxReport>> inboxReport;
     Published<int> faceDataRevision{0};
+    Published<std::vector<NookeryReceivedFieldReport>> fieldReports;
     Published<std::optional<SnapshotProgress>> snapshotProgress;
     Published<std::optional<IntakeNotice>> intakeNotice;
     MemoryAnnotations annotations;

@@ -40,11 +40,17 @@ NookeryReportWorkingDraft FieldReportWorkingCopy::draft() const {
 }
 
 void FieldReportWorkingCopy::save(const NookeryReportWorkingDraft& draft) {
-    createDirectories(files_, folder_);
-    writeDurably(files_, folder_ / draftName, toJsonText(draft));
+    explaining("Could not save report edits: ", [&] {
+        createDirectories(files_, folder_);
+        writeDurably(files_, folder_ / draftName, toJsonText(draft));
+    });
 }
 
 NookeryReportWorkingDraft::Media FieldReportWorkingCopy::addFile(const Path& source) {
+    return explaining("Could not add file: ", [&] { return copyIn(source); });
+}
+
+NookeryReportWorkingDraft::Media FieldReportWorkingCopy::copyIn(const Path& source) {
     const auto real = files_.resolve(source);
     const auto status = real ? files_.status(*real) : std::nullopt;
     if (!status || status->type != FileType::regular) {

@@ -21,20 +21,25 @@ class FieldReportWorkingCopy {
     /// What was saved, else a new draft of the report. Throws as `saved` does.
     NookeryReportWorkingDraft draft() const;
 
-    /// Durable when it returns. Throws FileError; then what was saved before stays.
+    /// Durable when it returns. Throws FieldReportError; then what was saved before stays.
     void save(const NookeryReportWorkingDraft& draft);
 
     /// Copies a file into the working copy and gives the item for it, which is the draft's once it
-    /// was appended and saved. Throws FileError, or FieldReportError for what is no file.
+    /// was appended and saved. Throws FieldReportError.
     NookeryReportWorkingDraft::Media addFile(const Path& source);
 
     /// Where an item's content lies. Throws FieldReportError for one that the report does not have.
     Path fileOf(const NookeryReportWorkingDraft::Media& media) const;
 
+    /// The folder of all received reports, in which nothing else may be written.
+    Path shelf() const { return folder_.parent_path().parent_path(); }
+
     /// Where the working copy of this report lies, whether there is one or not.
     static Path folderOf(const LibraryLayout& layout, const Uuid& id);
 
   private:
+    NookeryReportWorkingDraft::Media copyIn(const Path& source);
+
     FileSystem& files_;
     Path folder_;
     NookeryReceivedFieldReport report_;

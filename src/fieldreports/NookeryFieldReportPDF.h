@@ -24,7 +24,7 @@ struct FieldReportPdfFollower {
 };
 
 /// Writes the draft as a PDF to `destination`, in place of a file that is there: whole, or not at
-/// all. Photographs are decoded one at a time. Throws PdfError, FileError, FieldReportError or
+/// all. Photographs are decoded one at a time. Throws PdfError, FieldReportError or
 /// Cancelled. Main thread.
 FieldReportPdfOutcome writeFieldReportPdf(const Platform& platform,
                                           const FieldReportWorkingCopy& workingCopy,

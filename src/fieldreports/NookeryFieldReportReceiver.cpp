@@ -46,13 +46,13 @@ void NookeryFieldReportReceiver::scan() {
     if (importInProgress_) return;
     importInProgress_ = true;
     nextScan_.cancel();
-    const auto finished = guard_.guarded([this](const FieldReportScan& scan) { finish(scan); });
+    auto finished = guard_.guarded([this](const FieldReportScan& scan) { finish(scan); });
     platform_.linkQueue.async([platform = platform_, shelf = shelf_, finished] {
         FieldReportScan scan;
         try {
             scan = scanFieldReports(platform, *shelf);
-        } catch (const Error& error) {
-            scan.failed.push_back({"NookeryFieldReports", error.description()});
+        } catch (const std::exception& error) {
+            scan.failed.push_back({"NookeryFieldReports", error.what()});
         }
         platform.mainQueue.async([finished, scan]() mutable { finished(scan); });
     });

@@ -23,15 +23,18 @@ Json jsonOf(const Media& media) {
 Media mediaFrom(const Json& object) {
     const auto id = Uuid::parse(requiredString(object, "id"));
     const auto isIncluded = object.find("isIncluded");
-    Media media{.displayName = requiredString(object, "displayName"),
+    if (!id || isIncluded == object.end() || !isIncluded->is_boolean()) {
+        throw FieldReportError(
+            "An item of the working copy has no id, or is not said to be in it.");
+    }
+    Media media{.id = *id,
+                .displayName = requiredString(object, "displayName"),
+                .isIncluded = isIncluded->get<bool>(),
                 .caption = requiredString(object, "caption"),
                 .addedFileName = optionalString(object, "addedFileName")};
-    if (!id || isIncluded == object.end() || !isIncluded->is_boolean() ||
-        (media.addedFileName && !isPlainFileName(*media.addedFileName))) {
-        throw FieldReportError("An item of the working copy is damaged.");
+    if (media.addedFileName && !isPlainFileName(*media.addedFileName)) {
+        throw FieldReportError("A file of the working copy lies outside it.");
     }
-    media.id = *id;
-    media.isIncluded = isIncluded->get<bool>();
     return media;
 }
 

@@ -84,7 +84,8 @@ PropertyList FakePropertyLists::read(const std::string& xml) const {
 
 Path FolderTrash::moveToTrash(const Path& path) {
     std::filesystem::create_directories(folder_);
-    const Path target = folder_ / path.filename();
+    Path target = folder_ / path.filename();
+    while (std::filesystem::exists(target)) target += " again";
     std::filesystem::rename(path, target);
     return target;
 }

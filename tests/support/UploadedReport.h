@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "foundation/Json.h"
+#include "foundation/Uuid.h"
 #include "support/TestPlatform.h"
 
 namespace nookery::testing {
