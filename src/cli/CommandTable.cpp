@@ -20,6 +20,7 @@ std::vector<Command> makeTable() {
     add(receiptImportCommands());
     add(receiptCommands());
     add(linkCommands());
+    add(reportCommands());
     add(importAndExportCommands());
     add({inboxCommand(), watchCommand()});
     add({enrichCommand(), statsCommand(), verifyCommand()});

@@ -22,6 +22,8 @@ std::vector<Command> archiveCommands();
 std::vector<Command> receiptImportCommands();
 std::vector<Command> receiptCommands();
 std::vector<Command> linkCommands();
+std::vector<Command> reportCommands();
+Command reportDraftCommand();
 Command enrichCommand();
 Command statsCommand();
 Command verifyCommand();

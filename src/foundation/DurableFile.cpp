@@ -37,7 +37,7 @@ void replaceDurably(FileSystem& files, const Path& path,
         removeQuietly(files, temporary);
         throw;
     }
-    files.syncDirectory(path.parent_path());
+    files.syncDirectory(path.has_parent_path() ? path.parent_path() : Path("."));
 }
 
 void writeDurably(FileSystem& files, const Path& path, std::string_view content) {

@@ -5,6 +5,7 @@
 #include "fieldreports/FieldReportError.h"
 #include "fieldreports/FieldReportShelf.h"
 #include "fieldreports/NookeryFieldReportPDF.h"
+#include "support/TestPlatform.h"
 #include "support/UploadedReport.h"
 
 namespace nookery {
@@ -22,9 +23,9 @@ class FieldReportPdfTest : public ::testing::Test {
     FieldReportPdfTest() {
         testing::UploadedReport upload(Uuid::random());
         upload.attach("roof.png", png + "0123456789").attach("plan.pdf", "%PDF");
-        upload.attach("wall.png", png + "01234").upload(world);
+        upload.attach("wall.png", png + "01234").upload(world.folder);
         FieldReportShelf shelf(world.platform(), world.layout());
-        shelf.receive(world.cloud.container() / upload.folder(), upload.manifest.dump(),
+        shelf.receive(world.folder / upload.folder(), upload.manifest.dump(),
                       readFieldReportManifest(upload.manifest.dump(), upload.id));
         report = shelf.load().at(0);
     }

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "fieldreports/NookeryFieldReportReceiver.h"
+#include "support/TestPlatform.h"
 #include "support/UploadedReport.h"
 
 namespace nookery {
@@ -22,7 +23,7 @@ class FieldReportReceiverTest : public ::testing::Test {
         world.time.settle();
     }
 
-    Path uploads() const { return world.cloud.container() / "Documents/NookeryFieldReports"; }
+    Path uploads() const { return world.folder / testing::uploadedReports; }
     std::string uploaded() { return testing::everythingBelow(*world.realFiles, uploads()); }
     std::string received() {
         return testing::everythingBelow(*world.realFiles, reports.at(0).folderURL);
@@ -42,7 +43,9 @@ class FieldReportReceiverTest : public ::testing::Test {
 };
 
 TEST_F(FieldReportReceiverTest, AWholeReportIsTakenOnceAndListedAtEveryStart) {
-    upload.attach("a.jpg", "first bytes").attach("b.pdf", std::string("\0\xFF", 2)).upload(world);
+    upload.attach("a.jpg", "first bytes")
+        .attach("b.pdf", std::string("\0\xFF", 2))
+        .upload(world.folder);
     start();
     ASSERT_EQ(reports.size(), 1u);
     const auto& report = reports[0];
@@ -69,7 +72,7 @@ TEST_F(FieldReportReceiverTest, AWholeReportIsTakenOnceAndListedAtEveryStart) {
 }
 
 TEST_F(FieldReportReceiverTest, AReportWaitsUntilEverythingIsHere) {
-    upload.attach("a.jpg", "here").attach("b.jpg", std::nullopt).upload(world);
+    upload.attach("a.jpg", "here").attach("b.jpg", std::nullopt).upload(world.folder);
     const Path missing = uploads() / upload.id.toString() / "Attachments/b.jpg";
     world.folder.write(
         (missing.native() + ".nextcloud").substr(world.folder.path().native().size() + 1), "");
@@ -126,12 +129,12 @@ TEST_F(FieldReportReceiverTest, HostileReportsAreRefusedWholeAndStopNoOther) {
         SCOPED_TRACE(name);
         UploadedReport bad(Uuid::random());
         spoil(bad);
-        bad.upload(world);
+        bad.upload(world.folder);
         world.time.advance(6);
         EXPECT_TRUE(reports.empty());
         EXPECT_EQ(importErrors(), ++badCount);
     }
-    upload.upload(world);
+    upload.upload(world.folder);
     world.time.advance(20);
     EXPECT_EQ(reports.size(), 1u);
     EXPECT_EQ(importErrors(), badCount) << "told again";
@@ -140,7 +143,7 @@ TEST_F(FieldReportReceiverTest, HostileReportsAreRefusedWholeAndStopNoOther) {
 
 TEST_F(FieldReportReceiverTest, LinksAndFoldersInPlaceOfFilesAreRefused) {
     world.folder.write("secret/a.jpg", "secret");
-    upload.attach("a.jpg", "x").upload(world);
+    upload.attach("a.jpg", "x").upload(world.folder);
     const Path folder = uploads() / upload.id.toString();
     const auto linkInstead = [&](const char* name, const Path& target) {
         std::filesystem::remove_all(folder / name);
@@ -154,15 +157,13 @@ TEST_F(FieldReportReceiverTest, LinksAndFoldersInPlaceOfFilesAreRefused) {
     EXPECT_EQ(importErrors(), 3u);
 
     std::filesystem::create_symlink(folder, uploads() / Uuid::random().toString());
-    world.folder.write("drive/iCloud.com.kestrel.Nookery/Documents/NookeryFieldReports/" +
-                           Uuid::random().toString(),
-                       "no folder");
+    world.folder.write(testing::uploadedReports / Uuid::random().toString(), "no folder");
     start();
     EXPECT_TRUE(reports.empty());
 }
 
 TEST_F(FieldReportReceiverTest, RenamingChangesTheWorkingCopyAlone) {
-    upload.attach("a.jpg", "bytes").upload(world);
+    upload.attach("a.jpg", "bytes").upload(world.folder);
     start();
     const std::string before = received() + uploaded();
     receiver->rename(reports.at(0), "Pier 4, roof");
@@ -175,7 +176,7 @@ TEST_F(FieldReportReceiverTest, RenamingChangesTheWorkingCopyAlone) {
 }
 
 TEST_F(FieldReportReceiverTest, DeletedReportsStayDeleted) {
-    upload.attach("a.jpg", "bytes").upload(world);
+    upload.attach("a.jpg", "bytes").upload(world.folder);
     start();
     const std::string before = uploaded();
     receiver->rename(reports.at(0), "Other");
@@ -196,7 +197,7 @@ TEST_F(FieldReportReceiverTest, DeletedReportsStayDeleted) {
 }
 
 TEST_F(FieldReportReceiverTest, NothingOutsideTheShelfIsRenamedOrDeleted) {
-    upload.upload(world);
+    upload.upload(world.folder);
     start();
     auto elsewhere = reports.at(0);
     world.folder.write("other/" + elsewhere.id.toString() + "/manifest.json", "x");
@@ -220,7 +221,7 @@ TEST_F(FieldReportReceiverTest, NothingOutsideTheShelfIsRenamedOrDeleted) {
 }
 
 TEST_F(FieldReportReceiverTest, WhateverFailsTheNextLookTakesTheReportWhole) {
-    upload.attach("a.jpg", std::string(100000, 'a')).attach("b.jpg", "b").upload(world);
+    upload.attach("a.jpg", std::string(100000, 'a')).attach("b.jpg", "b").upload(world.folder);
     const std::string before = uploaded();
     for (const auto fault :
          {testing::Fault::fail, testing::Fault::diskFull, testing::Fault::crash}) {

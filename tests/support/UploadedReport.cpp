@@ -27,13 +27,9 @@ UploadedReport& UploadedReport::attach(const std::string& storedName,
     return *this;
 }
 
-void UploadedReport::upload(const TestPlatform& world) const {
-    const Path place = world.cloud.container() / folder();
-    const auto write = [&](const Path& relative, const std::string& content) {
-        world.folder.write((place / relative).lexically_relative(world.folder.path()), content);
-    };
-    write("manifest.json", manifest.dump());
-    for (const auto& [name, content] : files) write(Path("Attachments") / name, content);
+void UploadedReport::upload(const TemporaryDirectory& home) const {
+    home.write(folder() / "manifest.json", manifest.dump());
+    for (const auto& [name, content] : files) home.write(folder() / "Attachments" / name, content);
 }
 
 std::string everythingBelow(FileSystem& files, const Path& folder) {
