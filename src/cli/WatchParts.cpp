@@ -1,7 +1,11 @@
+#include <set>
+
 #include "cli/MemoryView.h"
 #include "cli/WatchPart.h"
+#include "fieldreports/NookeryFieldReportReceiver.h"
 #include "mobilelink/PhoneLink.h"
 #include "platform/DirectoryEvents.h"
+#include "platform/WorkQueue.h"
 
 namespace nookery::cli {
 namespace {
@@ -36,6 +40,41 @@ class InboxPart final : public WatchPart {
     CrumbStore& store_;
     TellEvent tell_;
     Subscription reports_;
+};
+
+/// Brings in what the phone uploads as field reports; told of each that is new.
+class FieldReportPart final : public WatchPart {
+  public:
+    FieldReportPart(Session& session, CrumbStore& store, TellEvent tell)
+        : session_(session), store_(store), tell_(std::move(tell)) {}
+
+    void start() override {
+        receiver_ = std::make_unique<NookeryFieldReportReceiver>(
+            session_.platform(), session_.layout(),
+            [this](const auto& reports) { takeOver(reports); });
+        receiver_->start();
+    }
+    void stop() override {
+        receiver_.reset();
+        session_.platform().linkQueue.sync([] {});
+    }
+
+  private:
+    void takeOver(const NookeryFieldReportReceiver::Reports& reports) {
+        for (const auto& report : reports) {
+            const bool isNew = known_.insert(report.id).second;
+            if (isNew && hasFirstList_) tell_("field report", report.shownTitle());
+        }
+        hasFirstList_ = true;
+        store_.setFieldReports(reports);
+    }
+
+    Session& session_;
+    CrumbStore& store_;
+    TellEvent tell_;
+    bool hasFirstList_ = false;
+    std::set<Uuid> known_;
+    std::unique_ptr<NookeryFieldReportReceiver> receiver_;
 };
 
 /// The store's background work; told when it has come to its end.
@@ -116,6 +155,7 @@ std::vector<std::unique_ptr<WatchPart>> makeWatchParts(Session& session, CrumbSt
                                                        const TellEvent& tell) {
     std::vector<std::unique_ptr<WatchPart>> parts;
     parts.push_back(std::make_unique<InboxPart>(store, tell));
+    parts.push_back(std::make_unique<FieldReportPart>(session, store, tell));
     parts.push_back(std::make_unique<EnrichmentPart>(store, tell));
     parts.push_back(std::make_unique<SnapshotPart>(session, tell));
     parts.push_back(std::make_unique<PhonePart>(session, store, tell));

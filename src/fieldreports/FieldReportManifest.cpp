@@ -82,7 +82,7 @@ bool isPlainFileName(std::string_view name) {
 
 FieldReportManifest readFieldReportManifest(std::string_view json, const Uuid& id) {
     const Json document = parseJson(
-        json, {.maximumByteCount = maximumManifestByteCount, .maximumDepth = maximumDepth});
+        json, {.maximumByteCount = maximumReportManifestByteCount, .maximumDepth = maximumDepth});
     checkFormat(document);
     const Json& report = member(document, "report");
     if (requiredUuid(report, "id") != id) {

@@ -14,7 +14,7 @@ inline constexpr std::string_view fieldReportManifestName = "manifest.json";
 inline constexpr std::string_view fieldReportAttachmentsName = "Attachments";
 
 /// No honest manifest is larger; its notes are what a person typed on a phone.
-inline constexpr std::size_t maximumManifestByteCount = std::size_t{8} << 20;
+inline constexpr std::size_t maximumReportManifestByteCount = std::size_t{8} << 20;
 
 struct FieldReportManifest {
     struct Attachment {

@@ -47,7 +47,7 @@ Outcome takeOne(const Platform& platform, FieldReportShelf& shelf, const Path& u
         return platform.cloud.presence(file) == CloudPresence::absent ? Outcome::absent
                                                                       : Outcome::waits;
     }
-    const std::string text = readWholeFile(platform.files, file, maximumManifestByteCount);
+    const std::string text = readWholeFile(platform.files, file, maximumReportManifestByteCount);
     const FieldReportManifest manifest = readFieldReportManifest(text, id);
     if (!attachmentsAreHere(platform, upload, manifest)) return Outcome::waits;
     shelf.receive(upload, text, manifest);

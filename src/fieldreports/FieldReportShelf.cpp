@@ -44,7 +44,8 @@ std::vector<NookeryReceivedFieldReport> FieldReportShelf::load() const {
 NookeryReceivedFieldReport FieldReportShelf::loadOne(const Uuid& id) const {
     const Path folder = layout_.fieldReports() / id.toString();
     const FieldReportManifest manifest = readFieldReportManifest(
-        readWholeFile(files_, folder / fieldReportManifestName, maximumManifestByteCount), id);
+        readWholeFile(files_, folder / fieldReportManifestName, maximumReportManifestByteCount),
+        id);
     NookeryReceivedFieldReport report{.id = id,
                                       .title = manifest.title,
                                       .clientProject = manifest.clientProject,

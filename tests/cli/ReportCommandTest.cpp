@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <filesystem>
 
+#include "cli/NameWatch.h"
 #include "cli/NookeryProgram.h"
 #include "support/UploadedReport.h"
 
@@ -72,6 +74,18 @@ TEST_F(ReportCommand, DeletedToTheTrashAndNeverTakenAgain) {
     EXPECT_EQ(nookery.json({"reports", "list"})["count"], 0);
     EXPECT_TRUE(std::filesystem::exists(nookery.home / ".local/share/Trash/files" / id));
     EXPECT_EQ(below(nookery.home / "drive"), evidence);
+}
+
+TEST_F(ReportCommand, WatchTakesReportsInByItself) {
+    UploadedReport second(Uuid::random(), "Second");
+    second.upload(nookery.home);
+    const testing::NameWatch arrived(received.parent_path(), IN_MOVED_TO);
+    const auto watching = nookery.start({"watch"});
+    arrived.waitFor(second.id.toString());
+    watching->signal(SIGINT);
+    EXPECT_EQ(watching->finish().status, 0);
+    EXPECT_EQ(nookery.json({"reports", "list"})["count"], 2);
+    EXPECT_EQ(nookery.json({"reports", "show", second.id.toString()})["title"], "Second");
 }
 
 TEST_F(ReportCommand, SaysWhatIsWrong) {
