@@ -43,6 +43,13 @@ TEST(WatchTest, DoesTheWholeConversationByItself) {
     conversation.phoneJson({"note", "Seen at the market"});
     expectSoon("the note is taken in and published", showsTitle("Seen at the market"));
 
+    const std::string report =
+        conversation.phoneJson({"report", home.write("report.json", R"({"title":"Pier 4"})")})
+            .at("id");
+    expectSoon("the report is received", [&] {
+        return std::filesystem::exists(home / ".local/share/Crumb/FieldReports" / report);
+    });
+
     conversation.phoneJson({"unpair"});
     home.write(inbox / "While unpaired.txt", "nobody sees this yet");
     expectSoon("the file is taken in",
