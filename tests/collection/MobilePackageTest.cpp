@@ -128,6 +128,7 @@ TEST_F(MobilePackageTest, HostilePackagesStayAndReachNothing) {
         "null",
         "{}",
         deep,
+        std::string(17 << 20, ' ') + note("1", "t"),
         "\xff\xfe{}",
         R"({"schemaVersion":"1","kind":"n","noteID":"1","createdAt":"","text":"","attachments":[]})",
         R"({"schemaVersion":1,"kind":"n","noteID":7,"createdAt":"","text":"","attachments":[]})",
