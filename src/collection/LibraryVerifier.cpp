@@ -12,6 +12,7 @@
 #include "collection/MemoryRemoval.h"
 #include "collection/Sidecar.h"
 #include "collection/SnapshotCheck.h"
+#include "collection/SnapshotOriginals.h"
 #include "collection/SnapshotShelf.h"
 #include "foundation/DurableFile.h"
 #include "foundation/SqliteStatement.h"
@@ -292,6 +293,7 @@ class LibraryVerifier {
     }
 
     void checkSnapshots() {
+        SnapshotOriginals originals(files_, platform_.digester);
         const SnapshotShelf shelf(files_, layout_.snapshots());
         const auto names = shelf.names();
         for (const std::string& name : names) {
@@ -299,7 +301,7 @@ class LibraryVerifier {
             const Path folder = layout_.snapshots() / name;
             try {
                 checkSnapshot(files_, platform_.propertyLists, folder);
-                if (depth_ == VerifyDepth::full) checkSnapshotOriginals(folder);
+                if (depth_ == VerifyDepth::full) originals.check(folder, stop_);
             } catch (const Cancelled&) {
                 throw;
             } catch (const Error& error) {
@@ -310,28 +312,6 @@ class LibraryVerifier {
                         "take\".");
             }
         }
-    }
-
-    void checkSnapshotOriginals(const Path& folder) {
-        if (!files_.status(folder / snapshot::sidecarName)) return;
-        Sidecar sidecar =
-            Sidecar::openForReading(folder / snapshot::sidecarName, SqliteAccess::immutable);
-        for (const OriginalFact& fact : sidecar.originals()) {
-            if (stop_.stop_requested()) throw Cancelled();
-            const Path copy = folder / fact.relativePath;
-            const auto status = files_.status(copy);
-            // The manifest's count has told already whether something is missing.
-            if (!status || digestOnce(copy, *status) == fact.digest) continue;
-            throw Error(fmt::format("Its copy of {} is damaged.", displayName(fact.relativePath)));
-        }
-    }
-
-    /// Snapshots share unchanged copies; each is read once.
-    Sha256Digest digestOnce(const Path& path, const FileStatus& status) {
-        const auto key = std::pair(status.device, status.inode);
-        const auto known = digests_.find(key);
-        if (known != digests_.end()) return known->second;
-        return digests_.emplace(key, digestOfFile(files_, platform_.digester, path)).first->second;
     }
 
     void tell(const VerifyProgress& progress) {
@@ -357,7 +337,6 @@ class LibraryVerifier {
     std::set<Path> owned_;  ///< originals of rows, below the library, and names on their way
     std::set<Path> missing_;
     std::unordered_map<std::string, const Owner*> ownerByPath_;
-    std::map<std::pair<std::uint64_t, std::uint64_t>, Sha256Digest> digests_;
 };
 
 }  // namespace
