@@ -12,7 +12,7 @@
 #include "collection/MemoryRemoval.h"
 #include "collection/Sidecar.h"
 #include "collection/SnapshotCheck.h"
-#include "collection/SnapshotOriginals.h"
+#include "collection/SnapshotDigests.h"
 #include "collection/SnapshotShelf.h"
 #include "foundation/DurableFile.h"
 #include "foundation/SqliteStatement.h"
@@ -293,7 +293,7 @@ class LibraryVerifier {
     }
 
     void checkSnapshots() {
-        SnapshotOriginals originals(files_, platform_.digester);
+        SnapshotDigests digests(files_, platform_.digester);
         const SnapshotShelf shelf(files_, layout_.snapshots());
         const auto names = shelf.names();
         for (const std::string& name : names) {
@@ -301,7 +301,7 @@ class LibraryVerifier {
             const Path folder = layout_.snapshots() / name;
             try {
                 checkSnapshot(files_, platform_.propertyLists, folder);
-                if (depth_ == VerifyDepth::full) originals.check(folder, stop_);
+                if (depth_ == VerifyDepth::full) digests.check(folder, stop_);
             } catch (const Cancelled&) {
                 throw;
             } catch (const Error& error) {
