@@ -1,5 +1,8 @@
 #include "backends/SystemPlatform.h"
 
+#include <algorithm>
+#include <thread>
+
 #include "backends/CloudFolder.h"
 #include "backends/CurlWebFetcher.h"
 #include "backends/DefaultsFile.h"
@@ -16,6 +19,8 @@
 #include "backends/documents/PdfPages.h"
 #include "backends/embedding/SentenceEncoder.h"
 #include "backends/images/ImageFiles.h"
+#include "backends/images/JpegEncoder.h"
+#include "backends/media/AvMediaReader.h"
 #include "backends/pdf/QtPdfWriter.h"
 #include "backends/recognition/TesseractTextRecognizer.h"
 
@@ -35,6 +40,12 @@ std::unique_ptr<TextEmbedder> openEmbedder(FileSystem& files, const Path& progra
 
 std::unique_ptr<KeyStore> openKeyStore(FileSystem& files, const std::optional<Path>& file) {
     return file ? makeFileKeyStore(files, *file) : makeSecretServiceKeyStore();
+}
+
+/// Recognising a page takes a few hundred megabytes: more threads than these would crowd others
+/// out.
+int enrichThreadCount() {
+    return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U));
 }
 
 }  // namespace
@@ -60,6 +71,8 @@ struct SystemPlatform::Parts {
     std::unique_ptr<DocumentReader> documents = makeDocumentReader();
     std::unique_ptr<PageReader> pages = makePdfPages();
     std::unique_ptr<ImageReader> images = makeImageReader(*files);
+    std::unique_ptr<PictureEncoder> pictureEncoder = makePictureEncoder();
+    std::unique_ptr<MediaReader> media = makeMediaReader();
     std::unique_ptr<TextRecognizer> textRecognizer = makeTextRecognizer(*files);
     std::unique_ptr<PropertyListFormat> propertyLists = makeXmlPropertyLists();
     std::unique_ptr<PdfWriter> pdf = makePdfWriter();
@@ -74,7 +87,7 @@ struct SystemPlatform::Parts {
     std::unique_ptr<WorkQueue> captureQueue = makeThreadQueue("capture", log);
     std::unique_ptr<WorkQueue> inboxQueue = makeThreadQueue("inbox", log);
     std::unique_ptr<WorkQueue> searchQueue = makeThreadQueue("search", log);
-    std::unique_ptr<WorkQueue> enrichQueue = makeThreadQueue("enrich", log);
+    std::unique_ptr<WorkQueue> enrichQueue = makeBackgroundPool("enrich", enrichThreadCount(), log);
     std::unique_ptr<WorkQueue> linkQueue = makeThreadQueue("link", log);
 
     Platform platform{.clock = clock,
@@ -89,6 +102,8 @@ struct SystemPlatform::Parts {
                       .documents = *documents,
                       .pages = *pages,
                       .images = *images,
+                      .pictureEncoder = *pictureEncoder,
+                      .media = *media,
                       .textRecognizer = textRecognizer.get(),
                       .propertyLists = *propertyLists,
                       .pdf = *pdf,
@@ -103,6 +118,7 @@ struct SystemPlatform::Parts {
                       .searchQueue = *searchQueue,
                       .enrichQueue = *enrichQueue,
                       .linkQueue = *linkQueue,
+                      .enrichThreadCount = enrichThreadCount(),
                       .applicationIdentifier = NOOKERY_APPLICATION_IDENTIFIER};
 };
 

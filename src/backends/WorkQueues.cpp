@@ -1,6 +1,8 @@
 #include "backends/WorkQueues.h"
 
 #include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <condition_variable>
 #include <exception>
@@ -8,6 +10,7 @@
 #include <map>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace nookery {
 namespace {
@@ -30,7 +33,7 @@ class WorkList {
             const std::lock_guard lock(mutex_);
             stopped_ = true;
         }
-        changed_.notify_one();
+        changed_.notify_all();
     }
 
     /// Waits for the next due piece; an empty one means that the list was stopped.
@@ -103,22 +106,34 @@ class ListQueue : public Interface {
     WorkList list_;
 };
 
+/// To be called on the thread concerned. Where the system refuses, the work runs as any other.
+void lowerOwnPriority() {
+    constexpr int lowest = 19;
+    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), lowest);
+}
+
+enum class Priority { normal, background };
+
 class ThreadQueue final : public ListQueue<WorkQueue> {
   public:
-    ThreadQueue(const std::string& name, Log& log) : ListQueue(log) {
-        thread_ = std::thread([this, shortName = name.substr(0, 15)] {
-            ::pthread_setname_np(::pthread_self(), shortName.c_str());
-            while (const Work work = list_.take()) runLogged(work, log_);
-        });
+    ThreadQueue(const std::string& name, int threadCount, Priority priority, Log& log)
+        : ListQueue(log) {
+        for (int i = 0; i < threadCount; ++i) {
+            threads_.emplace_back([this, priority, shortName = name.substr(0, 15)] {
+                ::pthread_setname_np(::pthread_self(), shortName.c_str());
+                if (priority == Priority::background) lowerOwnPriority();
+                while (const Work work = list_.take()) runLogged(work, log_);
+            });
+        }
     }
 
     ~ThreadQueue() override {
         list_.stop();
-        thread_.join();
+        for (std::thread& thread : threads_) thread.join();
     }
 
   private:
-    std::thread thread_;
+    std::vector<std::thread> threads_;
 };
 
 class MainLoopQueue final : public ListQueue<LoopQueue> {
@@ -133,7 +148,11 @@ class MainLoopQueue final : public ListQueue<LoopQueue> {
 }  // namespace
 
 std::unique_ptr<WorkQueue> makeThreadQueue(const std::string& name, Log& log) {
-    return std::make_unique<ThreadQueue>(name, log);
+    return std::make_unique<ThreadQueue>(name, 1, Priority::normal, log);
+}
+
+std::unique_ptr<WorkQueue> makeBackgroundPool(const std::string& name, int threadCount, Log& log) {
+    return std::make_unique<ThreadQueue>(name, threadCount, Priority::background, log);
 }
 
 std::unique_ptr<LoopQueue> makeLoopQueue(Log& log) { return std::make_unique<MainLoopQueue>(log); }

@@ -12,6 +12,10 @@ namespace nookery {
 /// has not begun and waits for the piece that runs.
 std::unique_ptr<WorkQueue> makeThreadQueue(const std::string& name, Log& log);
 
+/// A queue whose work runs on several threads at once, in any order, at a priority that leaves the
+/// machine to everything else. Its destruction as that of a thread queue.
+std::unique_ptr<WorkQueue> makeBackgroundPool(const std::string& name, int threadCount, Log& log);
+
 /// The queue of the thread that calls `run`: the main thread of a command-line program.
 class LoopQueue : public WorkQueue {
   public:

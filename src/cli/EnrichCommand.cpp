@@ -4,17 +4,15 @@
 #include "cli/Enrichment.h"
 #include "cli/MemoryView.h"
 #include "cli/TextLayout.h"
-#include "collection/Sidecar.h"
 #include "platform/TextEmbedder.h"
 
 namespace nookery::cli {
 
 EnrichmentOutcome finishEnrichment(Session& session, CrumbStore& store) {
     const int waiting = *store.indexingCount();
-    if (session.platform().embedder == nullptr) return {.done = 0, .pending = waiting};
     store.startBackgroundWork();
     const auto subscription = store.indexingCount().subscribe([&](int left) {
-        session.messages().progress(fmt::format("reading for meaning: {} left", left));
+        session.messages().progress(fmt::format("reading what was taken in: {} left", left));
     });
     session.waitUntil([&] { return session.isInterrupted() || *store.indexingCount() == 0; });
     store.pauseBackgroundWork();
@@ -23,15 +21,36 @@ EnrichmentOutcome finishEnrichment(Session& session, CrumbStore& store) {
 
 namespace {
 
-OrderedJson failures(const LibraryLayout& layout) {
-    OrderedJson failed = OrderedJson::array();
-    for (const PendingWork& work : Sidecar::openForReading(layout.sidecar()).pendingWork()) {
-        if (!work.lastFailure) continue;
-        failed.push_back({{"id", work.memoryID.toString()},
-                          {"task", work.task},
-                          {"message", *work.lastFailure}});
+OrderedJson failuresJson(const std::vector<EnrichmentFailure>& failures) {
+    OrderedJson list = OrderedJson::array();
+    for (const EnrichmentFailure& failure : failures) {
+        list.push_back({{"id", failure.id.toString()},
+                        {"message", failure.message},
+                        {"givenUp", failure.isGivenUp}});
     }
-    return failed;
+    return list;
+}
+
+void sayFailures(Session& session, const CrumbStore& store,
+                 const std::vector<EnrichmentFailure>& failures) {
+    const ShortIds shortIds(store);
+    for (const EnrichmentFailure& failure : failures) {
+        session.say(fmt::format("not read: {} ({}): {}", shortIds(failure.id),
+                                shownTitle(*store.item(failure.id)), printable(failure.message)));
+    }
+}
+
+void sayWhatIsOff(Session& session) {
+    if (session.platform().embedder == nullptr) {
+        session.say(
+            "Finding by meaning is off: the sentence encoder is not installed. Everything else "
+            "works.");
+    }
+    if (session.platform().textRecognizer == nullptr) {
+        session.say(
+            "Text in images is not read: Tesseract's English data is not installed. Everything "
+            "else works.");
+    }
 }
 
 int runEnrich(Session& session, const Arguments& arguments) {
@@ -39,21 +58,19 @@ int runEnrich(Session& session, const Arguments& arguments) {
     const auto ids = findMemories(store, arguments.positionals());
     if (!ids.empty()) store.requestEnrichment(ids);
     const EnrichmentOutcome outcome = finishEnrichment(session, store);
+    const auto failures = store.enrichmentFailures();
     if (session.wantsJson()) {
         session.print({{"done", outcome.done},
                        {"pending", outcome.pending},
-                       {"failed", failures(session.layout())}});
+                       {"failed", failuresJson(failures)}});
     } else {
         session.out().writeLine(
-            fmt::format("{} read for meaning, {} left.",
+            fmt::format("{} read, {} left.",
                         counted(static_cast<std::size_t>(outcome.done), "memory", "memories"),
                         outcome.pending));
+        sayFailures(session, store, failures);
     }
-    if (session.platform().embedder == nullptr) {
-        session.say(
-            "Finding by meaning is off: the sentence encoder is not installed. Everything else "
-            "works.");
-    }
+    sayWhatIsOff(session);
     return session.isInterrupted() ? exitInterrupted : exitDone;
 }
 
@@ -61,13 +78,16 @@ int runEnrich(Session& session, const Arguments& arguments) {
 
 Command enrichCommand() {
     return {.name = "enrich",
-            .summary = "Do the background work that waits, such as reading for meaning",
+            .summary = "Read what was taken in: text in images, documents, media, meaning",
             .examples = {{"enrich", "catch up after adding many files"}},
             .positionals = {{.name = "ID",
                              .help = "do these memories anew, also when they were done before",
                              .required = false,
                              .repeats = true}},
             .options = {{"wait", "", "until nothing waits, which is what happens anyway"}},
+            .notes =
+                "An original that cannot be read is tried again at the next runs, three times "
+                "in all, and after that only when it is named here.",
             .run = runEnrich};
 }
 

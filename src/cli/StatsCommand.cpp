@@ -101,6 +101,8 @@ OrderedJson gather(Session& session) {
             {"indexByteCount", store.retrieval().indexByteCount()},
             {"startMillis", elapsed.count()},
             {"inboxWaiting", inboxWaiting(session)},
+            {"waiting", *store.indexingCount()},
+            {"unreadable", store.enrichmentFailures().size()},
             {"meaning", embedder ? OrderedJson(embedder->modelName()) : OrderedJson()}};
 }
 
@@ -138,6 +140,13 @@ int runStats(Session& session, const Arguments&) {
     for (const auto& entry : stats["inboxWaiting"]) {
         session.say(printable(entry["source"].get<std::string>() + ": " +
                               entry["message"].get<std::string>()));
+    }
+    printRow(session, "waiting",
+             counted(stats["waiting"].get<std::size_t>(), "memory", "memories") +
+                 " to be read (nookery enrich)");
+    if (stats["unreadable"] != 0) {
+        printRow(session, "unreadable",
+                 counted(stats["unreadable"].get<std::size_t>(), "original", "originals"));
     }
     printRow(session, "meaning",
              stats["meaning"].is_null() ? "off: the sentence encoder is not installed"

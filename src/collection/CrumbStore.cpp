@@ -61,10 +61,6 @@ const Published<std::optional<SnapshotProgress>>& CrumbStore::snapshotProgress()
     return parts_->snapshotProgress;
 }
 
-const Published<int>& CrumbStore::indexingCount() const {
-    return parts_->embeddings.waitingCount();
-}
-
 const Published<std::unordered_map<Uuid, std::vector<std::byte>>>& CrumbStore::richTextByID()
     const {
     return parts_->richTextByID;
@@ -125,14 +121,8 @@ std::string CrumbStore::statusText() const { return parts_->search.statusText();
 void CrumbStore::select(std::optional<Uuid> id) { parts_->selectedID.set(id); }
 void CrumbStore::setSelection(std::set<Uuid> ids) { parts_->selectedIDs.set(std::move(ids)); }
 
-void CrumbStore::requestEnrichment(const std::vector<Uuid>& ids) { parts_->renewEmbeddings(ids); }
-
 CrumbRecoverySnapshots* CrumbStore::recoverySnapshots() const {
     return parts_->recoverySnapshots.get();
 }
-
-void CrumbStore::startBackgroundWork() { parts_->embeddings.start(); }
-
-void CrumbStore::pauseBackgroundWork() { parts_->embeddings.pause(); }
 
 }  // namespace nookery

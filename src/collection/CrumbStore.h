@@ -50,6 +50,12 @@ struct DestructiveOutcome {
     SaveFailure failure{};
 };
 
+struct EnrichmentFailure {
+    Uuid id;
+    std::string message;
+    bool isGivenUp = false;  ///< not tried again unless somebody asks
+};
+
 struct CleanupOutcome {
     std::size_t changedCount = 0;
     SaveFailure failure{};
@@ -155,11 +161,14 @@ class CrumbStore {
     /// The count shown and " most recent memories" while the text is empty, else empty.
     std::string statusText() const;
 
-    // Background work. Nothing of it runs before the start; pausing lets the piece under way end.
+    // Background work: originals are read, embeddings made. Nothing of it runs before the start;
+    // pausing gives up what is under way, which waits for the next start.
     void startBackgroundWork();
     void pauseBackgroundWork();
-    /// Adds memories to what is enriched, also those enriched before.
+    /// Adds memories to what is enriched, also those enriched or given up before.
     void requestEnrichment(const std::vector<Uuid>& ids);
+    /// Originals that could not be read, wholly or in part. Throws DatabaseError.
+    std::vector<EnrichmentFailure> enrichmentFailures() const;
 
     /// What the field-report receiver found.
     void setFieldReports(std::vector<NookeryReceivedFieldReport> reports);

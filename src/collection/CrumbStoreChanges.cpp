@@ -112,7 +112,7 @@ CaptureService::Committed CrumbStore::Parts::addRecords(const CrumbItemList& rec
     }
     publish(records);
     if (capture) capture->remember(records);
-    embeddings.add(idsOf(records));
+    enrichNew(records);
     noteChange();
     return {true, failure};
 }

@@ -13,7 +13,7 @@
 #include "collection/CloudInboxWatcher.h"
 #include "collection/CrumbRecoverySnapshots.h"
 #include "collection/CrumbStore.h"
-#include "collection/EmbeddingWorker.h"
+#include "collection/EnrichmentWorker.h"
 #include "collection/InboxIntake.h"
 #include "collection/InboxWatcher.h"
 #include "collection/LibraryLock.h"
@@ -59,13 +59,15 @@ class CrumbStore::Parts {
     MemoryAnnotations annotations;
     RetrievalEngine retrieval;
     SearchSession search;
-    EmbeddingWorker embeddings;
+    EnrichmentWorker enrichment;
+    std::vector<EnrichmentResult> heldResults;  ///< that came during a destructive operation
     std::unique_ptr<CrumbRecoverySnapshots> recoverySnapshots;
     std::unique_ptr<CaptureService> capture;
     std::unique_ptr<InboxIntake> inboxIntake;
     std::shared_ptr<InboxWatcher> inboxWatcher;
     std::shared_ptr<CloudInboxWatcher> cloudInboxWatcher;
     bool destructiveOperationRuns = false;
+    bool changeIsToBeNoted = false;
     CallbackGuard guard;
 
     // Start-up.
@@ -112,13 +114,23 @@ class CrumbStore::Parts {
     /// list follows.
     void noteChange();
 
-    // Embeddings.
+    // Enrichment.
+    EnrichmentWorker::Owner enrichmentOwner();
+    /// Lets new or replaced records have their turn as far as they need one.
+    void enrichNew(const CrumbItemList& records);
     /// After an edit: the vector is of the old text.
     void renewEmbeddings(const std::vector<Uuid>& ids);
-    void resumeEmbeddings();
+    /// Has originals read again, whatever came of it before.
+    void renewContents(const std::vector<Uuid>& ids);
+    void resumeEnrichment();
     std::vector<Uuid> idsWithoutVectorOf(const std::string& model);
-    std::optional<std::string> embeddingTextOf(const Uuid& id) const;
-    void storeEmbeddings(const EmbeddingWorker::Results& results);
+    /// Memories whose originals are still to be read, by what they hold and what was noted.
+    std::vector<Uuid> idsWithUnreadContents();
+    std::vector<PendingWork> notedContentsWork();
+    void storeEnrichment(const std::vector<EnrichmentResult>& results);
+    CrumbItemList recordsWithContents(const std::vector<EnrichmentResult>& results) const;
+    void noteChangeSoon();
+    void noteContentsOutcome(const EnrichmentResult& result);
 
     // Removal.
     void destructively(std::string_view reason, Finished finished,

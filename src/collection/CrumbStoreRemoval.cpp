@@ -2,6 +2,7 @@
 // take the recovery point as proof; there is no other way to them.
 
 #include <algorithm>
+#include <utility>
 
 #include "collection/CrumbStore.h"
 #include "collection/CrumbStoreParts.h"
@@ -35,6 +36,7 @@ void CrumbStore::Parts::destructively(
             snapshotProgress.set(std::nullopt);
             DestructiveOutcome outcome = operation(point);
             outcome.snapshotName = point.snapshotName();
+            storeEnrichment(std::exchange(heldResults, {}));
             noteChange();
             finished(outcome);
         }),
@@ -44,7 +46,7 @@ void CrumbStore::Parts::destructively(
 void CrumbStore::Parts::forget(const std::unordered_set<Uuid>& ids) {
     memories.remove(ids);
     for (const Uuid& id : ids) retrieval.remove(id);
-    embeddings.remove(ids);
+    enrichment.remove(ids);
     if (capture) capture->forgetRemoved();
     annotate([&] { annotations.forget(ids); });
     selectedIDs.update([&](auto& selected) {
@@ -152,7 +154,7 @@ void CrumbStore::Parts::forgetEverything() {
     groups.set({});
     richTextByID.set({});
     retrieval.clear();
-    embeddings.clear();
+    enrichment.clear();
     if (capture) capture->forgetRemoved();
     annotate([&] { annotations.forgetAll(); });
     selectedIDs.set({});

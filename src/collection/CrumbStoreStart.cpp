@@ -1,22 +1,15 @@
-// Start-up, in its fixed order, and what the background hands back to the store.
+// Start-up, in its fixed order.
 
 #include <fmt/format.h>
 
 #include "collection/CrumbStore.h"
 #include "collection/CrumbStoreParts.h"
 #include "collection/LibraryLoader.h"
-#include "collection/TextForMeaning.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/TextEmbedder.h"
 
 namespace nookery {
-namespace {
-
-constexpr std::string_view embeddingTask = "embedding";
-
-}  // namespace
-
 CrumbStore::Parts::Parts(const Platform& platformServices, LibraryLayout libraryLayout,
                          LibraryAccess libraryAccess)
     : platform(platformServices),
@@ -24,8 +17,7 @@ CrumbStore::Parts::Parts(const Platform& platformServices, LibraryLayout library
       access(libraryAccess),
       annotations(platform),
       search(platform, retrieval, memories, annotations),
-      embeddings(platform, {.textOf = [this](const Uuid& id) { return embeddingTextOf(id); },
-                            .store = [this](const auto& results) { storeEmbeddings(results); }}) {}
+      enrichment(platform, layout, enrichmentOwner()) {}
 
 void CrumbStore::start(SessionLength length) {
     if (parts_->access == LibraryAccess::writing) {
@@ -45,7 +37,7 @@ void CrumbStore::start(SessionLength length) {
     parts_->loadAnnotations();
     parts_->buildIndex();
     parts_->loadEmbeddings();
-    parts_->resumeEmbeddings();
+    parts_->resumeEnrichment();
     parts_->search.setText("", defaultSearchLimit, SearchDepth::deep);
     if (parts_->capture && !parts_->startFailure) parts_->capture->recover();
     if (length == SessionLength::oneCommand) return;
@@ -133,56 +125,6 @@ void CrumbStore::Parts::loadEmbeddings() {
             if (current.contains(id)) retrieval.setVector(id, vector);
         });
     });
-}
-
-/// Memories that no run has embedded yet with this model, and edits noted by earlier runs.
-void CrumbStore::Parts::resumeEmbeddings() {
-    if (!sidecar || platform.embedder == nullptr) return;
-    load("Crumb embedding load error: ", [this] {
-        embeddings.add(idsWithoutVectorOf(platform.embedder->modelName()));
-        std::vector<Uuid> edited;
-        for (const PendingWork& work : sidecar->pendingWork(embeddingTask)) {
-            edited.push_back(work.memoryID);
-        }
-        embeddings.add(edited);
-    });
-}
-
-std::vector<Uuid> CrumbStore::Parts::idsWithoutVectorOf(const std::string& model) {
-    const auto current = database->itemsEmbeddedBy(model);
-    std::vector<Uuid> ids;
-    for (const auto& item : *memories.all()) {
-        if (!current.contains(item->id)) ids.push_back(item->id);
-    }
-    return ids;
-}
-
-void CrumbStore::Parts::renewEmbeddings(const std::vector<Uuid>& ids) {
-    withSidecar([&](Sidecar& target) { target.addWork(ids, embeddingTask); });
-    embeddings.add(ids);
-}
-
-std::optional<std::string> CrumbStore::Parts::embeddingTextOf(const Uuid& id) const {
-    const auto item = memories.find(id);
-    if (!item) return std::nullopt;
-    return textForMeaning(*item);
-}
-
-void CrumbStore::Parts::storeEmbeddings(const EmbeddingWorker::Results& results) {
-    if (refusal()) return;
-    SQLiteDatabase::Embeddings made;
-    std::vector<Uuid> ids;
-    for (const auto& [id, vector] : results) {
-        // A text without a meaning that the model knows is stored as an empty vector: done, too.
-        ids.push_back(id);
-        made.emplace_back(id, vector ? std::vector<double>(vector->begin(), vector->end())
-                                     : std::vector<double>());
-    }
-    const auto failure = save("Crumb SQLite save error: ", [&](SQLiteDatabase& target) {
-        target.saveEmbeddings(made, platform.embedder->modelName(), platform.clock.now());
-    });
-    for (const auto& [id, vector] : made) retrieval.setVector(id, vector);
-    if (!failure) withSidecar([&](Sidecar& target) { target.finishWork(ids, embeddingTask); });
 }
 
 void CrumbStore::Parts::withSidecar(const std::function<void(Sidecar&)>& change) {

@@ -224,10 +224,28 @@ void Sidecar::finishWork(std::span<const Uuid> memoryIDs, std::string_view task)
                [task](SqliteStatement& finish, const Uuid& id) { finish.with(id, task); });
 }
 
+void Sidecar::noteWorkBegun(std::span<const Uuid> memoryIDs, std::string_view task) {
+    runForEach(connection_,
+               "INSERT INTO pending_work (memory_id, task, attempts, last_failure) "
+               "VALUES (?1, ?2, 1, ?3) ON CONFLICT(memory_id, task) DO UPDATE SET "
+               "attempts = attempts + 1, last_failure = excluded.last_failure;",
+               memoryIDs, [task](SqliteStatement& note, const Uuid& id) {
+                   note.with(id, task, std::string_view("NOOKERY ended while it worked on this."));
+               });
+}
+
+void Sidecar::takeWorkBack(std::span<const Uuid> memoryIDs, std::string_view task) {
+    runForEach(connection_,
+               "UPDATE pending_work SET attempts = max(0, attempts - 1), last_failure = NULL "
+               "WHERE memory_id = ? AND task = ?;",
+               memoryIDs,
+               [task](SqliteStatement& takeBack, const Uuid& id) { takeBack.with(id, task); });
+}
+
 void Sidecar::noteWorkFailure(const Uuid& memoryID, std::string_view task,
                               std::string_view failure) {
     SqliteStatement note(connection_,
-                         "UPDATE pending_work SET attempts = attempts + 1, last_failure = ? "
+                         "UPDATE pending_work SET last_failure = ? "
                          "WHERE memory_id = ? AND task = ?;");
     note.with(failure, memoryID, task).run();
 }

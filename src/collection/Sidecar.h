@@ -27,7 +27,8 @@ struct OriginalFact {
     bool operator==(const OriginalFact&) const = default;
 };
 
-/// Something to be done for a memory in the background. `task` names what ("embed", "thumbnail").
+/// Something to be done for a memory in the background. `task` names what ("contents",
+/// "embedding").
 struct PendingWork {
     Uuid memoryID;
     std::string task;
@@ -77,6 +78,12 @@ class Sidecar {
     /// Adds the task for each memory; one that waits already keeps its attempts.
     void addWork(std::span<const Uuid> memoryIDs, std::string_view task);
     void finishWork(std::span<const Uuid> memoryIDs, std::string_view task);
+    /// Adds the task when it does not wait yet, and counts an attempt. Until its end is noted it
+    /// counts as one that ended the program.
+    void noteWorkBegun(std::span<const Uuid> memoryIDs, std::string_view task);
+    /// The attempt that began was given up by no fault of its own, and does not count.
+    void takeWorkBack(std::span<const Uuid> memoryIDs, std::string_view task);
+    /// What came of the attempt that began.
     void noteWorkFailure(const Uuid& memoryID, std::string_view task, std::string_view failure);
     /// In the order in which it was added.
     std::vector<PendingWork> pendingWork();

@@ -1,6 +1,7 @@
 #include "collection/TextForMeaning.h"
 
 #include "foundation/Text.h"
+#include "retrieval/ContentPieces.h"
 #include "retrieval/SearchRecord.h"
 
 namespace nookery {
@@ -28,7 +29,7 @@ std::string textForMeaning(const CrumbItem& item) {
     std::string body;
     addUnlessSaid(body, bounded(item.note));
     if (item.text) addUnlessSaid(body, bounded(*item.text));
-    addUnlessSaid(body, bounded(item.searchableText));
+    addUnlessSaid(body, bounded(readableContents(item.searchableText)));
     const std::string_view title = trimmed(item.title);
     if (body.starts_with(title)) return body;
     return std::string(title) + '\n' + body;

@@ -17,6 +17,11 @@ class PageReader {
     /// Throws DocumentError or FileError.
     virtual int pageCount(const Path& path, const DocumentLimits& limits) const = 0;
 
+    /// The pages, counted from 0, on which no text stands as text: scans and pictures. Throws as
+    /// `render` does.
+    virtual std::vector<int> pagesWithoutText(const Path& path, const DocumentLimits& limits,
+                                              std::stop_token stop) const = 0;
+
     /// The page (counted from 0) over white, its longer side `longestSide` pixels. Throws
     /// DocumentError, also when there is no such page, FileError, or Cancelled when stop was
     /// requested.

@@ -15,8 +15,10 @@ class FileSystem;
 class ImageReader;
 class KeyStore;
 class Log;
+class MediaReader;
 class PageReader;
 class PdfWriter;
+class PictureEncoder;
 class PropertyListFormat;
 class TextEmbedder;
 class TextRecognizer;
@@ -40,6 +42,8 @@ struct Platform {
     const DocumentReader& documents;
     const PageReader& pages;
     const ImageReader& images;
+    const PictureEncoder& pictureEncoder;
+    const MediaReader& media;
     /// None when the language data is not installed.
     const TextRecognizer* textRecognizer;
     const PropertyListFormat& propertyLists;
@@ -56,8 +60,12 @@ struct Platform {
     WorkQueue& captureQueue;
     WorkQueue& inboxQueue;
     WorkQueue& searchQueue;
+    /// The one that is not serial: as many pieces of work as the count below run at a time, in any
+    /// order, at low priority.
     WorkQueue& enrichQueue;
     WorkQueue& linkQueue;
+
+    int enrichThreadCount;
 
     /// Names the build: a developer's keeps its secrets apart from the released program's.
     std::string_view applicationIdentifier;

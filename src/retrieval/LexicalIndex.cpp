@@ -20,7 +20,7 @@ constexpr double assumedAverageLength = 30;
 
 /// Lines of SearchRecord::combined before those that come once a tag or person.
 constexpr std::size_t textLineCount = 3;
-constexpr std::size_t detailLineCount = 3;
+constexpr std::size_t detailLineCount = 4;
 
 /// Writes a search record as a token stream.
 class RecordWriter {

@@ -1,5 +1,6 @@
 #include "retrieval/RetrievalEngine.h"
 
+#include "retrieval/ContentPieces.h"
 #include "retrieval/DeepSearch.h"
 #include "retrieval/DeepSearchGathering.h"
 #include "retrieval/Excerpt.h"
@@ -95,7 +96,10 @@ std::string RetrievalEngine::excerpt(const CrumbItem& item, const LexicalSnapsho
                           snapshot.expandedTerms.end());
     std::vector<std::string_view> texts{item.note};
     if (item.text) texts.emplace_back(*item.text);
-    if (item.searchableText != item.text) texts.emplace_back(item.searchableText);
+    const ContentPieces pieces = parseContentPieces(item.searchableText);
+    if (pieces.captured != item.text) texts.emplace_back(pieces.captured);
+    texts.insert(texts.end(),
+                 {pieces.document, pieces.recognised, pieces.description, pieces.facts});
     return bestPassage(texts, terms, open, close);
 }
 

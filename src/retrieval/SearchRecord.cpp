@@ -1,6 +1,7 @@
 #include "retrieval/SearchRecord.h"
 
 #include "foundation/Text.h"
+#include "retrieval/ContentPieces.h"
 #include "retrieval/Hashtags.h"
 #include "retrieval/TextNormalizer.h"
 
@@ -63,14 +64,29 @@ class CombinedLines {
     bool started_ = false;
 };
 
-std::string contentsOf(const CrumbItem& item) {
-    std::string contents = item.text.value_or("");
-    if (!item.searchableText.empty() && item.searchableText != contents) {
-        if (!contents.empty()) contents += '\n';
-        contents += item.searchableText;
+/// What an original holds, and what is merely known of it.
+struct Contents {
+    std::string text;
+    std::string facts;
+};
+
+bool holdsMarkers(std::string_view text) { return nextMarker(text, 0) != std::string::npos; }
+
+Contents contentsOf(const CrumbItem& item) {
+    Contents contents;
+    contents.text = item.text.value_or("");
+    if (holdsMarkers(contents.text)) contents.text = withoutInternalMarkers(contents.text);
+    std::string readable;
+    std::string_view searchable = item.searchableText;
+    if (holdsMarkers(searchable)) {
+        contents.facts = parseContentPieces(searchable).facts;
+        readable = readableContents(searchable);
+        searchable = readable;
     }
-    if (nextMarker(contents, 0) == std::string::npos) return contents;
-    return withoutInternalMarkers(contents);
+    if (searchable.empty() || searchable == contents.text) return contents;
+    if (!contents.text.empty()) contents.text += '\n';
+    contents.text += searchable;
+    return contents;
 }
 
 }  // namespace
@@ -103,10 +119,10 @@ std::set<std::string> tagsOf(const CrumbItem& item, const std::vector<std::strin
 }
 
 void writeSearchRecord(const CrumbItem& item, const MemoryFacets& facets, SearchRecord& record) {
-    const std::string contents = contentsOf(item);
+    const Contents contents = contentsOf(item);
     writeNormalForm(item.title, record.title);
     writeNormalForm(item.note, record.note);
-    writeNormalForm(contents, record.searchable);
+    writeNormalForm(contents.text, record.searchable);
     record.tags = tagsOf(item, facets.manualTags);
     record.people.clear();
     for (const std::string& name : facets.people) record.people.insert(lowerCased(name));
@@ -114,10 +130,11 @@ void writeSearchRecord(const CrumbItem& item, const MemoryFacets& facets, Search
     CombinedLines lines(record.combined);
     lines.add(item.title, record.title);
     lines.add(item.note, record.note);
-    lines.add(contents, record.searchable);
+    lines.add(contents.text, record.searchable);
     lines.add(withoutScheme(item.urlString.value_or("")));
     lines.add(fileName(item.filePath.value_or("")));
     lines.add(facets.groupName);
+    lines.add(contents.facts);
     for (const std::string& tag : record.tags) lines.add(tag);
     for (const std::string& name : record.people) lines.add(name);
 }

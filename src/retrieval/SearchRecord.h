@@ -18,12 +18,14 @@ struct MemoryFacets {
 
 /// The text that a memory is searched by.
 struct SearchRecord {
-    std::string title;       ///< normal form
-    std::string note;        ///< normal form
-    std::string searchable;  ///< the memory's text and its extracted contents, normal form
+    std::string title;  ///< normal form
+    std::string note;   ///< normal form
+    /// The memory's text and its extracted contents without facts, normal form.
+    std::string searchable;
 
     /// All fields in the form that keeps all scripts, one a line: title, note, contents, link,
-    /// file name, group, tags, people. No match reaches across a line's end.
+    /// file name, group, facts about the original, tags, people. No match reaches across a line's
+    /// end.
     std::string combined;
 
     std::set<std::string> tags;    ///< lower-case, without "#": hashtags and manual tags

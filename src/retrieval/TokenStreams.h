@@ -23,7 +23,7 @@ enum class Section : std::uint8_t {
     titleAllScripts,
     noteAllScripts,
     contentsAllScripts,
-    details,  ///< link, file name, group, tags, each on a line
+    details,  ///< link, file name, group, facts, tags, each on a line
     people,   ///< a name a line
     tags,     ///< tag numbers, not tokens
     end = 15,

@@ -44,6 +44,8 @@ ContentType FakeContentTypes::detect(std::string_view head, const Path& name) co
     const std::string extension = name.extension();
     if (head.starts_with("\x89PNG")) return {"image/png"};
     if (extension == ".testdoc") return {"application/x-test-document"};
+    if (extension == ".pdf") return {"application/pdf"};
+    if (extension == ".mp4") return {"video/mp4"};
     if (extension == ".html") return {"text/html"};
     if (extension == ".md") return {"text/markdown"};
     if (isValidUtf8(head)) return {"text/plain"};
@@ -122,6 +124,8 @@ Platform TestPlatform::platform() {
             .documents = documents,
             .pages = pages,
             .images = images,
+            .pictureEncoder = pictureEncoder,
+            .media = media,
             .textRecognizer = &textRecognizer,
             .propertyLists = propertyLists,
             .pdf = pdf,
@@ -136,6 +140,7 @@ Platform TestPlatform::platform() {
             .searchQueue = searchQueue,
             .enrichQueue = enrichQueue,
             .linkQueue = linkQueue,
+            .enrichThreadCount = 2,
             .applicationIdentifier = "com.kestrelhq.nookery"};
 }
 

@@ -26,7 +26,7 @@ class FakeDigester final : public ContentDigester {
     std::unique_ptr<Sha256Stream> sha256() const override;
 };
 
-/// Knows PNG by its first bytes, HTML, Markdown and text by the name's extension.
+/// Knows PNG by its first bytes, PDF, films, HTML, Markdown and text by the name's extension.
 class FakeContentTypes final : public ContentTypeDetector {
   public:
     /// Runs while a file is being looked at, and so in the middle of its copying.
@@ -101,6 +101,8 @@ class TestPlatform {
     FakeDocuments documents;
     FakePages pages;
     FakeImages images;
+    FakePictureEncoder pictureEncoder;
+    FakeMedia media;
     FakeTextRecognizer textRecognizer;
     FakePropertyLists propertyLists;
     FakePdfWriter pdf;

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <QImage>
+#include <QPdfSelection>
+#include <algorithm>
 
 #include "backends/documents/OpenPdf.h"
 #include "backends/images/QtPictures.h"
@@ -24,6 +26,19 @@ class PdfPages final : public PageReader {
         return document->pageCount();
     }
 
+    std::vector<int> pagesWithoutText(const Path& path, const DocumentLimits& limits,
+                                      std::stop_token stop) const override {
+        const DocumentReading reading(path, limits, std::move(stop));
+        const OpenPdf document(reading);
+        std::vector<int> pages;
+        const int count = std::min(document->pageCount(), maximumPageCount);
+        for (int page = 0; page < count; ++page) {
+            reading.checkStop();
+            if (!hasText(*document, page)) pages.push_back(page);
+        }
+        return pages;
+    }
+
     Picture render(const Path& path, int page, int longestSide, const DocumentLimits& limits,
                    std::stop_token stop) const override {
         const DocumentReading reading(path, limits, std::move(stop));
@@ -38,6 +53,11 @@ class PdfPages final : public PageReader {
     }
 
   private:
+    static bool hasText(QPdfDocument& document, int page) {
+        const std::lock_guard lock(OpenPdf::mutex());
+        return !document.getAllText(page).text().trimmed().isEmpty();
+    }
+
     static QImage rendered(QPdfDocument& document, int page, int longestSide) {
         const std::lock_guard lock(OpenPdf::mutex());
         const QSizeF points = document.pagePointSize(page);

@@ -8,9 +8,6 @@
 namespace nookery {
 namespace {
 
-/// A damaged or hostile page tree can claim any number of pages.
-constexpr int maximumPageCount = 50'000;
-
 std::string pageText(QPdfDocument& document, int page) {
     const std::lock_guard lock(OpenPdf::mutex());
     return document.getAllText(page).text().toStdString();

@@ -1,0 +1,157 @@
+#include "collection/ContentsReader.h"
+
+#include "collection/FactLines.h"
+#include "collection/FileText.h"
+#include "collection/Thumbnails.h"
+#include "foundation/Text.h"
+#include "platform/ContentType.h"
+#include "platform/ImageReader.h"
+#include "platform/Log.h"
+#include "platform/MediaReader.h"
+#include "platform/PageReader.h"
+#include "platform/TextRecognizer.h"
+#include "retrieval/ContentPieces.h"
+
+namespace nookery {
+namespace {
+
+constexpr std::size_t headByteCount = 64 << 10;
+
+/// A scan of more pages keeps the background busy for many minutes; its first pages say what it is.
+constexpr std::size_t mostPagesRecognised = 300;
+
+class ContentsReading {
+  public:
+    ContentsReading(const CrumbItem& item, const Platform& platform, const LibraryLayout& layout,
+                    const std::stop_token& stop)
+        : item_(item),
+          platform_(platform),
+          layout_(layout),
+          stop_(stop),
+          path_(item.filePath.value_or("")),
+          pieces_(parseContentPieces(item.searchableText)) {}
+
+    ReadContents run() {
+        attempt([this] { type_ = detectType(); });
+        if (problem_) return {item_.searchableText, problem_};
+        pieces_ = {.captured = std::move(pieces_.captured), .isEnriched = true};
+        if (platform_.images.canRead(type_)) {
+            readImage();
+        } else if (platform_.media.canRead(type_)) {
+            readMedia();
+        } else {
+            if (trimmed(pieces_.captured).empty() && !item_.text) attempt([this] { readText(); });
+            if (type_.mediaType == "application/pdf") readPages();
+        }
+        return {toSearchableText(pieces_), problem_};
+    }
+
+  private:
+    /// The first problem is kept; what was read before it, and what is read after, stays.
+    template <typename Work>
+    void attempt(Work work) {
+        try {
+            work();
+        } catch (const Cancelled&) {
+            throw;
+        } catch (const std::exception& error) {
+            if (!problem_) problem_ = error.what();
+        }
+    }
+
+    ContentType detectType() const {
+        std::string head(headByteCount, '\0');
+        const auto file = platform_.files.openForReading(path_);
+        std::size_t size = 0;
+        while (size < head.size()) {
+            const std::size_t count =
+                file->read(std::as_writable_bytes(std::span(head)).subspan(size));
+            if (count == 0) break;
+            size += count;
+        }
+        head.resize(size);
+        return platform_.contentTypes.detect(head, path_.filename());
+    }
+
+    void readImage() {
+        attempt([this] {
+            pieces_.facts = factLines(platform_.images.facts(path_, type_, ImageLimits{}));
+        });
+        attempt([this] {
+            const Picture picture = platform_.images.read(
+                path_, type_, TextRecognizer::usefulLongestSide, ImageLimits{}, stop_);
+            keepThumbnail(picture);
+            addRecognised(picture);
+        });
+    }
+
+    void readMedia() {
+        attempt([this] {
+            const MediaFacts facts = platform_.media.facts(path_, stop_);
+            pieces_.facts = factLines(facts);
+            pieces_.description = joinedLines(facts.descriptions);
+        });
+        if (problem_) return;
+        attempt([this] { keepThumbnail(platform_.media.cover(path_, thumbnailSide, stop_)); });
+    }
+
+    void readText() {
+        const ExtractedText extracted =
+            extractText(path_, type_, platform_.files, platform_.documents, {}, stop_);
+        pieces_.document = extracted.text;
+        if (extracted.problem) throw Error(*extracted.problem);
+    }
+
+    void readPages() {
+        std::vector<int> pages;
+        attempt([this] {
+            const int count = platform_.pages.pageCount(path_, DocumentLimits{});
+            pieces_.facts = pageFactLine(count);
+            keepThumbnail(platform_.pages.render(path_, 0, thumbnailSide, DocumentLimits{}, stop_));
+        });
+        if (platform_.textRecognizer == nullptr) return;
+        attempt([&] { pages = platform_.pages.pagesWithoutText(path_, DocumentLimits{}, stop_); });
+        if (pages.size() > mostPagesRecognised) pages.resize(mostPagesRecognised);
+        for (const int page : pages) {
+            attempt([&] {
+                addRecognised(platform_.pages.render(path_, page, TextRecognizer::usefulLongestSide,
+                                                     DocumentLimits{}, stop_));
+            });
+        }
+    }
+
+    void addRecognised(const Picture& picture) {
+        if (platform_.textRecognizer == nullptr) return;
+        for (const OCRLine& line : platform_.textRecognizer->recognise(picture, stop_)) {
+            pieces_.recognised += line.text + '\n';
+        }
+    }
+
+    /// The cache is a convenience: what goes wrong with it is no problem of the original.
+    void keepThumbnail(const Picture& picture) {
+        if (picture.isEmpty()) return;
+        try {
+            writeThumbnail(item_.id, picture, platform_, layout_);
+        } catch (const Error& error) {
+            platform_.log.line("NOOKERY thumbnail error: " + error.description());
+        }
+    }
+
+    const CrumbItem& item_;
+    const Platform& platform_;
+    const LibraryLayout& layout_;
+    const std::stop_token& stop_;
+    Path path_;
+    ContentType type_;
+    ContentPieces pieces_;
+    std::optional<std::string> problem_;
+};
+
+}  // namespace
+
+ReadContents readContents(const CrumbItem& item, const Platform& platform,
+                          const LibraryLayout& layout, const std::stop_token& stop) {
+    return ContentsReading(item, platform, layout, stop).run();
+}
+
+}  // namespace nookery

@@ -1,0 +1,221 @@
+// What waits for the background, and what it hands back to the store.
+
+#include <algorithm>
+
+#include "collection/CrumbStore.h"
+#include "collection/CrumbStoreParts.h"
+#include "platform/Clock.h"
+#include "platform/TextEmbedder.h"
+#include "retrieval/ContentPieces.h"
+
+namespace nookery {
+namespace {
+
+constexpr std::string_view embeddingTask = "embedding";
+constexpr std::string_view contentsTask = "contents";
+
+/// An original that could not be read so often is not tried again until somebody asks.
+constexpr int mostAttempts = 3;
+
+/// Packages are folders and links have no original: there is nothing to read.
+bool hasReadableOriginal(const CrumbItem& item) {
+    return item.filePath && (item.kind == CrumbKind::image || item.kind == CrumbKind::file);
+}
+
+bool hasUnreadContents(const CrumbItem& item) {
+    return hasReadableOriginal(item) && !isEnriched(item.searchableText);
+}
+
+/// The searchable text with the pieces that were read. What was taken in with the memory stays as
+/// the record has it now.
+CrumbItemPointer withContents(const CrumbItem& item, const ReadContents& contents) {
+    ContentPieces pieces = parseContentPieces(contents.searchableText);
+    pieces.captured = parseContentPieces(item.searchableText).captured;
+    CrumbItem changed = item;
+    changed.searchableText = toSearchableText(pieces);
+    return std::make_shared<const CrumbItem>(std::move(changed));
+}
+
+}  // namespace
+
+EnrichmentWorker::Owner CrumbStore::Parts::enrichmentOwner() {
+    return {.find = [this](const Uuid& id) { return memories.find(id); },
+            .begun =
+                [this](std::span<const Uuid> ids) {
+                    withSidecar([&](Sidecar& target) { target.noteWorkBegun(ids, contentsTask); });
+                },
+            .givenUp =
+                [this](std::span<const Uuid> ids) {
+                    withSidecar([&](Sidecar& target) { target.takeWorkBack(ids, contentsTask); });
+                },
+            .store = [this](const auto& results) { storeEnrichment(results); }};
+}
+
+void CrumbStore::Parts::enrichNew(const CrumbItemList& records) {
+    std::vector<Uuid> unread;
+    std::vector<Uuid> all;
+    for (const auto& record : records) {
+        all.push_back(record->id);
+        if (hasUnreadContents(*record)) unread.push_back(record->id);
+    }
+    enrichment.add(unread, {.contents = true});
+    if (platform.embedder != nullptr) enrichment.add(all, {.embedding = true});
+}
+
+void CrumbStore::Parts::renewEmbeddings(const std::vector<Uuid>& ids) {
+    withSidecar([&](Sidecar& target) { target.addWork(ids, embeddingTask); });
+    if (platform.embedder != nullptr) enrichment.add(ids, {.embedding = true});
+}
+
+void CrumbStore::Parts::renewContents(const std::vector<Uuid>& ids) {
+    std::vector<Uuid> readable;
+    for (const Uuid& id : ids) {
+        const auto item = memories.find(id);
+        if (item && hasReadableOriginal(*item)) readable.push_back(id);
+    }
+    withSidecar([&](Sidecar& target) {
+        target.finishWork(readable, contentsTask);
+        target.addWork(readable, contentsTask);
+    });
+    enrichment.add(readable, {.contents = true});
+}
+
+/// What no run has done yet, and what was asked for in earlier runs.
+void CrumbStore::Parts::resumeEnrichment() {
+    load("NOOKERY enrichment load error: ", [this] {
+        enrichment.add(idsWithUnreadContents(), {.contents = true});
+        if (platform.embedder == nullptr) return;
+        enrichment.add(idsWithoutVectorOf(platform.embedder->modelName()), {.embedding = true});
+        if (!sidecar) return;
+        std::vector<Uuid> edited;
+        for (const PendingWork& work : sidecar->pendingWork(embeddingTask)) {
+            edited.push_back(work.memoryID);
+        }
+        enrichment.add(edited, {.embedding = true});
+    });
+}
+
+std::vector<Uuid> CrumbStore::Parts::idsWithoutVectorOf(const std::string& model) {
+    const auto current = database->itemsEmbeddedBy(model);
+    std::vector<Uuid> ids;
+    for (const auto& item : *memories.all()) {
+        if (!current.contains(item->id)) ids.push_back(item->id);
+    }
+    return ids;
+}
+
+std::vector<PendingWork> CrumbStore::Parts::notedContentsWork() {
+    if (sidecar) return sidecar->pendingWork(contentsTask);
+    if (!platform.files.status(layout.sidecar())) return {};
+    return Sidecar::openForReading(layout.sidecar()).pendingWork(contentsTask);
+}
+
+std::vector<Uuid> CrumbStore::Parts::idsWithUnreadContents() {
+    std::unordered_set<Uuid> noted;
+    std::vector<Uuid> ids;
+    for (const PendingWork& work : notedContentsWork()) {
+        noted.insert(work.memoryID);
+        if (work.attempts < mostAttempts && memories.find(work.memoryID)) {
+            ids.push_back(work.memoryID);
+        }
+    }
+    for (const auto& item : *memories.all()) {
+        if (hasUnreadContents(*item) && !noted.contains(item->id)) ids.push_back(item->id);
+    }
+    return ids;
+}
+
+/// What comes while memories are being removed waits for the end of that: their snapshot must not
+/// change under it.
+void CrumbStore::Parts::storeEnrichment(const std::vector<EnrichmentResult>& results) {
+    if (destructiveOperationRuns) {
+        heldResults.insert(heldResults.end(), results.begin(), results.end());
+        return;
+    }
+    if (results.empty()) return;
+    const CrumbItemList changed = recordsWithContents(results);
+    SQLiteDatabase::Embeddings made;
+    std::vector<Uuid> embedded;
+    for (const EnrichmentResult& result : results) {
+        if (!result.isEmbedded || result.isOutdated) continue;
+        // A text without a meaning that the model knows is stored as an empty vector: done, too.
+        embedded.push_back(result.id);
+        made.emplace_back(result.id, result.vector ? std::vector<double>(result.vector->begin(),
+                                                                         result.vector->end())
+                                                   : std::vector<double>());
+    }
+    const auto failure = save("Crumb SQLite save error: ", [&](SQLiteDatabase& target) {
+        if (!changed.empty()) target.saveItems(changed, platform.clock.now());
+        if (made.empty()) return;
+        target.saveEmbeddings(made, platform.embedder->modelName(), platform.clock.now());
+    });
+    for (const auto& record : changed) {
+        memories.replace(record);
+        index(record);
+    }
+    for (const auto& [id, vector] : made) retrieval.setVector(id, vector);
+    if (failure) return;
+    if (!changed.empty()) noteChangeSoon();
+    withSidecar([&](Sidecar& target) { target.finishWork(embedded, embeddingTask); });
+    for (const EnrichmentResult& result : results) noteContentsOutcome(result);
+}
+
+/// The background changes many records a second; whoever watches the list need not see each.
+void CrumbStore::Parts::noteChangeSoon() {
+    if (changeIsToBeNoted) return;
+    changeIsToBeNoted = true;
+    platform.mainQueue.after(WorkQueue::Delay(0.5), guard.guarded([this] {
+        changeIsToBeNoted = false;
+        noteChange();
+    }));
+}
+
+CrumbItemList CrumbStore::Parts::recordsWithContents(
+    const std::vector<EnrichmentResult>& results) const {
+    CrumbItemList changed;
+    for (const EnrichmentResult& result : results) {
+        const auto item = memories.find(result.id);
+        if (!item || !result.contents) continue;
+        auto record = withContents(*item, *result.contents);
+        if (*record != *item) changed.push_back(std::move(record));
+    }
+    return changed;
+}
+
+void CrumbStore::Parts::noteContentsOutcome(const EnrichmentResult& result) {
+    if (!result.contents || !memories.find(result.id)) return;
+    withSidecar([&](Sidecar& target) {
+        if (result.contents->problem) {
+            target.noteWorkFailure(result.id, contentsTask, *result.contents->problem);
+        } else {
+            target.finishWork(std::span(&result.id, 1), contentsTask);
+        }
+    });
+}
+
+std::vector<EnrichmentFailure> CrumbStore::enrichmentFailures() const {
+    std::vector<EnrichmentFailure> failures;
+    for (const PendingWork& work : parts_->notedContentsWork()) {
+        if (work.lastFailure && parts_->memories.find(work.memoryID)) {
+            failures.push_back({work.memoryID, *work.lastFailure, work.attempts >= mostAttempts});
+        }
+    }
+    return failures;
+}
+
+void CrumbStore::requestEnrichment(const std::vector<Uuid>& ids) {
+    parts_->renewContents(ids);
+    parts_->renewEmbeddings(ids);
+}
+
+const Published<int>& CrumbStore::indexingCount() const {
+    return parts_->enrichment.waitingCount();
+}
+
+void CrumbStore::startBackgroundWork() {
+    if (!parts_->refusal()) parts_->enrichment.start();
+}
+
+void CrumbStore::pauseBackgroundWork() { parts_->enrichment.pause(); }
+
+}  // namespace nookery
