@@ -17,9 +17,11 @@ constexpr std::string_view contentsTask = "contents";
 /// An original that could not be read so often is not tried again until somebody asks.
 constexpr int mostAttempts = 3;
 
-/// Packages are folders and links have no original: there is nothing to read.
+/// Packages are folders and links have no original: there is nothing to read. What is kept secret
+/// is not written out of its original into the index.
 bool hasReadableOriginal(const CrumbItem& item) {
-    return item.filePath && (item.kind == CrumbKind::image || item.kind == CrumbKind::file);
+    return item.filePath && (item.kind == CrumbKind::image || item.kind == CrumbKind::file) &&
+           !isSecure(item);
 }
 
 bool hasUnreadContents(const CrumbItem& item) {

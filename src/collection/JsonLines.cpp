@@ -6,6 +6,7 @@
 #include "collection/WebAddress.h"
 #include "foundation/Json.h"
 #include "foundation/Text.h"
+#include "retrieval/ContentPieces.h"
 
 namespace nookery {
 namespace {
@@ -80,7 +81,7 @@ std::string jsonLineOf(const CrumbItem& item, const std::vector<std::string>& ta
                        {"kind", rawValue(item.kind)},
                        {"created", toIso8601(item.createdAt)}};
     if (item.urlString) object["url"] = *item.urlString;
-    const std::string text = item.text.value_or(item.searchableText);
+    const std::string text = item.text.value_or(joinedPieces(item.searchableText));
     if (item.text || !text.empty()) object["text"] = text;
     if (!item.note.empty()) object["note"] = item.note;
     if (!tags.empty()) object["tags"] = tags;

@@ -2,6 +2,7 @@
 
 #include "foundation/Text.h"
 #include "mobilelink/AttachmentPublisher.h"
+#include "retrieval/ContentPieces.h"
 
 namespace nookery {
 namespace {
@@ -27,14 +28,14 @@ const char* shownKind(CrumbKind kind) {
 }  // namespace
 
 std::string phoneMemoryJson(const CrumbItem& item, bool hasAttachment) {
-    OrderedJson memory{
-        {"id", item.id.toString()},
-        {"title", item.title},
-        {"kind", shownKind(item.kind)},
-        {"createdAt", item.createdAt.secondsSince2001()},
-        {"details", item.note},
-        {"body", item.text.value_or("")},
-        {"searchable", firstCharacters(item.searchableText, searchableCharacterCount)}};
+    const std::string searchable = joinedPieces(item.searchableText);
+    OrderedJson memory{{"id", item.id.toString()},
+                       {"title", item.title},
+                       {"kind", shownKind(item.kind)},
+                       {"createdAt", item.createdAt.secondsSince2001()},
+                       {"details", item.note},
+                       {"body", item.text.value_or("")},
+                       {"searchable", firstCharacters(searchable, searchableCharacterCount)}};
     if (hasAttachment) memory["attachmentName"] = attachmentNameOf(item.id);
     return toJsonText(memory);
 }

@@ -36,6 +36,12 @@ std::size_t findMarkerLine(std::string_view text, std::string_view marker) {
     return std::string_view::npos;
 }
 
+void addLines(std::string& text, std::string_view lines) {
+    if (lines.empty()) return;
+    if (!text.empty()) text += '\n';
+    text += lines;
+}
+
 }  // namespace
 
 bool isEnriched(std::string_view searchableText) {
@@ -72,13 +78,18 @@ std::string toSearchableText(const ContentPieces& pieces) {
     return text;
 }
 
+std::string joinedPieces(std::string_view searchableText) {
+    const ContentPieces pieces = parseContentPieces(searchableText);
+    std::string text = pieces.captured;
+    for (const PieceMarker& known : pieceMarkers) addLines(text, pieces.*(known.piece));
+    return text;
+}
+
 std::string readableContents(std::string_view searchableText) {
-    ContentPieces pieces = parseContentPieces(searchableText);
+    const ContentPieces pieces = parseContentPieces(searchableText);
     std::string contents = withoutInternalMarkers(pieces.captured);
-    for (const std::string* piece : {&pieces.document, &pieces.recognised, &pieces.description}) {
-        if (piece->empty()) continue;
-        if (!contents.empty()) contents += '\n';
-        contents += *piece;
+    for (const auto* piece : {&pieces.document, &pieces.recognised, &pieces.description}) {
+        addLines(contents, *piece);
     }
     return contents;
 }

@@ -29,6 +29,10 @@ std::string toSearchableText(const ContentPieces& pieces);
 /// Whether the original was read in the background. Costs less than parsing.
 bool isEnriched(std::string_view searchableText);
 
+/// All pieces, facts too, one below the other without the markers between them: for those who take
+/// a memory elsewhere. A memory that is not enriched gives its searchable text as it is.
+std::string joinedPieces(std::string_view searchableText);
+
 /// All that was written or said in the original, without facts and markers.
 std::string readableContents(std::string_view searchableText);
 

@@ -180,6 +180,22 @@ TEST_F(EnrichmentTest, AnEditMeanwhileIsKeptAndTheMeaningIsOfTheNewText) {
     EXPECT_NE(hintFor("garden", id), "") << "and the new title";
 }
 
+TEST_F(EnrichmentTest, WhatIsKeptSecretIsNotReadOutOfItsOriginal) {
+    open();
+    see("4111 1111 1111 1111");
+    CrumbItem card;
+    card.id = Uuid::random();
+    card.title = "Card";
+    card.kind = CrumbKind::image;
+    card.filePath = world_.folder.write("card.png", pngBytes);
+    card.searchableText = "__crumb_secure_credit_card__";
+    EXPECT_FALSE(store_->addRecords({std::make_shared<const CrumbItem>(card)}, {}));
+    store_->requestEnrichment({card.id});
+    work();
+    EXPECT_EQ(store_->item(card.id)->searchableText, card.searchableText);
+    EXPECT_FALSE(world_.files.status(thumbnailPath(world_.layout(), card.id)));
+}
+
 TEST_F(EnrichmentTest, MemoriesRemovedMeanwhileStayRemoved) {
     open();
     const Uuid id = capture("IMG_1.png", pngBytes);

@@ -54,6 +54,9 @@ TEST(ContentPieces, WhatWasSeenIsFoundAndShownWithoutMarkers) {
     // A fact is found, below what was seen, and is shown.
     EXPECT_LT(engine.search("pixels", 10).scores.at(image.id), found.scores.at(image.id));
     EXPECT_EQ(engine.excerpt(image, engine.search("480", 10), "[", "]"), "640 x [480] pixels");
+    EXPECT_EQ(joinedPieces(image.searchableText),
+              "taken in\nwith lines\n\nSTOP\nAhead\nAlbum\n640 x 480 pixels");
+    EXPECT_EQ(joinedPieces("mobile-note-id:7"), "mobile-note-id:7");
     EXPECT_EQ(readableContents(image.searchableText), "taken in\nwith lines\n\nSTOP\nAhead\nAlbum");
 }
 
