@@ -33,7 +33,7 @@ OrderedJson failuresJson(const std::vector<EnrichmentFailure>& failures) {
 
 void sayFailures(Session& session, const CrumbStore& store,
                  const std::vector<EnrichmentFailure>& failures) {
-    const ShortIds shortIds(store);
+    const ShortIds shortIds = shortIdsOf(store);
     for (const EnrichmentFailure& failure : failures) {
         session.say(fmt::format("not read: {} ({}): {}", shortIds(failure.id),
                                 shownTitle(*store.item(failure.id)), printable(failure.message)));
