@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "collection/InboxNames.h"
+#include "retrieval/ContentPieces.h"
 #include "support/InboxHarness.h"
 
 namespace nookery {
@@ -61,7 +62,7 @@ TEST_F(InboxTest, AFileThatGrowsIsNotTakenWhateverTheClockSays) {
     }
     inbox_.advance(6);
     ASSERT_EQ(inbox_.reports.size(), 1u);
-    EXPECT_EQ(inbox_.find("film")->searchableText.size(), 49u);
+    EXPECT_EQ(readableContents(inbox_.find("film")->searchableText).size(), 49u);
     EXPECT_EQ(inbox_.left(inbox_.inbox()), Names{});
 }
 
