@@ -11,7 +11,7 @@ ALLOWED = {
     "retrieval": {"foundation", "platform"},
     "collection": {"foundation", "platform", "retrieval"},
     "archive": {"foundation", "platform", "collection"},
-    "mobilelink": {"foundation", "platform", "collection"},
+    "mobilelink": {"foundation", "platform", "retrieval", "collection"},
     "receipts": {"foundation", "platform", "retrieval", "collection"},
     "fieldreports": {"foundation", "platform", "collection"},
     "backends": {"foundation", "platform"},

@@ -117,8 +117,9 @@ class CrumbStore {
     void capture(CaptureRequest request, std::stop_token stop,
                  std::function<void(const CaptureProgress&)> progress,
                  std::function<void(const CaptureReport&)> finished);
-    /// Takes what waits in both inboxes now, once, in a session that does not watch them. `finished`
-    /// is called on the main thread, once: what came of it, and what is left there and why.
+    /// Takes what waits in both inboxes now, once, in a session that does not watch them.
+    /// `finished` is called on the main thread, once: what came of it, and what is left there and
+    /// why.
     using InboxesFinished =
         std::function<void(const std::vector<InboxReport>&, const std::vector<InboxWaiting>&)>;
     void takeFromInboxes(std::stop_token stop, InboxesFinished finished);

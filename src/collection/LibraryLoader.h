@@ -18,8 +18,8 @@ class SQLiteDatabase;
 void migrateLegacyFile(SQLiteDatabase& database, const LibraryLayout& layout,
                        const Platform& platform);
 
-/// Removes the leftovers of writes that a killed process did not finish: temporary files and folders
-/// in the library folder and in `Items`. Failures are logged.
+/// Removes the leftovers of writes that a killed process did not finish: temporary files and
+/// folders in the library folder and in `Items`. Failures are logged.
 void removeInterruptedWrites(const LibraryLayout& layout, const Platform& platform);
 
 }  // namespace nookery

@@ -187,8 +187,8 @@ void MemoryAnnotations::refreshBroughtBack() {
     const bool someWait = due.size() < bringBackDates_->size();
     publishBroughtBack(std::move(due));
     if (!someWait) return;
-    nextBringBack_ = platform_.mainQueue.after(
-        WorkQueue::Delay(wait), guard_.guarded([this] { refreshBroughtBack(); }));
+    nextBringBack_ = platform_.mainQueue.after(WorkQueue::Delay(wait),
+                                               guard_.guarded([this] { refreshBroughtBack(); }));
 }
 
 void MemoryAnnotations::publishBroughtBack(std::set<Uuid> due) {

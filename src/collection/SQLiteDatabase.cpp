@@ -38,8 +38,7 @@ SQLiteDatabase SQLiteDatabase::open(FileSystem& files, const LibraryLayout& layo
     createDirectories(files, layout.library());
     SQLiteDatabase database(
         SqliteConnection::open(layout.database(), SqliteAccess::readWriteCreate, busyTimeout));
-    for (const char* setting : connectionSettings)
-        database.connection_.execute(setting);
+    for (const char* setting : connectionSettings) database.connection_.execute(setting);
     for (const SchemaStep& step : collectionSchema) {
         std::visit(SchemaStepRunner{database.connection_}, step);
     }
@@ -52,8 +51,7 @@ SQLiteDatabase SQLiteDatabase::openForReading(const LibraryLayout& layout) {
 
 void SQLiteDatabase::clearLibrary(const RecoveryPoint&) {
     SqliteTransaction transaction(connection_);
-    for (const std::string_view sql : clearLibraryStatements)
-        connection_.execute(std::string(sql));
+    for (const std::string_view sql : clearLibraryStatements) connection_.execute(std::string(sql));
     transaction.commit();
 }
 

@@ -62,8 +62,7 @@ void SQLiteDatabase::replaceFaces(const Uuid& crumbID, std::span<const CrumbFace
     SqliteTransaction transaction(connection_);
     SqliteStatement(connection_, sqlOf(CollectionStatement::deleteFacesOfItem)).with(crumbID).run();
     SqliteStatement save(connection_, sqlOf(CollectionStatement::saveFace));
-    for (const CrumbFace& face : faces)
-        runSave(save, face);
+    for (const CrumbFace& face : faces) runSave(save, face);
     transaction.commit();
 }
 

@@ -59,8 +59,7 @@ void SQLiteDatabase::saveItem(const CrumbItem& item, Date now) {
 void SQLiteDatabase::saveItems(const CrumbItemList& items, Date now) {
     SqliteTransaction transaction(connection_);
     SqliteStatement save(connection_, sqlOf(CollectionStatement::saveItem));
-    for (const CrumbItemPointer& item : items)
-        runSave(save, *item, now);
+    for (const CrumbItemPointer& item : items) runSave(save, *item, now);
     transaction.commit();
 }
 
@@ -72,8 +71,7 @@ void SQLiteDatabase::deleteItem(const Uuid& id, const RecoveryPoint&) {
 void SQLiteDatabase::deleteItems(std::span<const Uuid> ids, const RecoveryPoint&) {
     SqliteTransaction transaction(connection_);
     SqliteStatement remove(connection_, sqlOf(CollectionStatement::deleteItem));
-    for (const Uuid& id : ids)
-        remove.with(id).run();
+    for (const Uuid& id : ids) remove.with(id).run();
     transaction.commit();
 }
 

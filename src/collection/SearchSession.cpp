@@ -40,7 +40,8 @@ std::vector<RankedHit> hitsOf(const LexicalSnapshot& snapshot) {
 }
 
 /// The deep order, and behind it the lexical hits that did not enter the deep stage.
-std::vector<RankedHit> appended(std::vector<RankedHit> deep, const std::vector<RankedHit>& lexical) {
+std::vector<RankedHit> appended(std::vector<RankedHit> deep,
+                                const std::vector<RankedHit>& lexical) {
     std::unordered_map<Uuid, bool> present;
     for (const RankedHit& hit : deep) present.emplace(hit.id, true);
     for (const RankedHit& hit : lexical) {
@@ -85,7 +86,8 @@ std::string SearchSession::statusText() const {
 }
 
 void SearchSession::browse() {
-    SearchResult result{.text = *text_, .totalCount = memories_.size(), .hits = {}, .isFinal = true};
+    SearchResult result{
+        .text = *text_, .totalCount = memories_.size(), .hits = {}, .isFinal = true};
     const auto& all = memories_.all().get();
     for (const auto& item : std::span(all).first(std::min(limit_, all.size()))) {
         result.hits.push_back({item->id, 0, ""});
@@ -96,7 +98,8 @@ void SearchSession::browse() {
 void SearchSession::search() {
     const Stopwatch stopwatch;
     const auto snapshot = engine_.search(*text_, std::max(limit_, deepCandidateLimit));
-    SearchResult result{.text = *text_, .totalCount = snapshot.totalCount, .hits = hitsOf(snapshot)};
+    SearchResult result{
+        .text = *text_, .totalCount = snapshot.totalCount, .hits = hitsOf(snapshot)};
     result.lexicalMicroseconds = stopwatch.microseconds();
     result.isFinal = depth_ == SearchDepth::lexical;
     publish(std::move(result));
@@ -104,36 +107,36 @@ void SearchSession::search() {
 }
 
 void SearchSession::startDeepSearch(const LexicalSnapshot& snapshot) {
-    auto request = engine_.prepareDeepSearch(snapshot, annotations_.usageSignals(),
-                                             platform_.clock.now());
+    auto request =
+        engine_.prepareDeepSearch(snapshot, annotations_.usageSignals(), platform_.clock.now());
     auto lexical = hitsOf(snapshot);
     const auto stop = deepSearchTask_.get_token();
     const Stopwatch stopwatch;
-    auto finish = guard_.guarded([this, stop, stopwatch, lexical = std::move(lexical),
-                                  lexicalMicroseconds = result_->lexicalMicroseconds](
-                                     std::optional<DeepSearchResult> deep) {
-        if (stop.stop_requested()) return;
-        SearchResult result{.text = *text_,
-                            .totalCount = deep ? deep->totalCount : result_->totalCount,
-                            .hits = deep ? appended(std::move(deep->hits), lexical) : lexical,
-                            .isFinal = true,
-                            .lexicalMicroseconds = lexicalMicroseconds,
-                            .deepMicroseconds = stopwatch.microseconds()};
-        publish(std::move(result));
-    });
-    platform_.searchQueue.async([platform = platform_, request = std::move(request), stop,
-                                 finish = std::move(finish)] {
-        std::optional<DeepSearchResult> deep;
-        try {
-            deep = RetrievalEngine::deepSearch(*request, platform.embedder, stop);
-        } catch (const Cancelled&) {
-            return;  // A newer text has taken over; it publishes.
-        } catch (const Error& error) {
-            platform.log.line("NOOKERY deep search error: " + error.description());
-        }
-        platform.mainQueue.async(
-            [finish, deep = std::move(deep)]() mutable { finish(std::move(deep)); });
-    });
+    auto finish = guard_.guarded(
+        [this, stop, stopwatch, lexical = std::move(lexical),
+         lexicalMicroseconds = result_->lexicalMicroseconds](std::optional<DeepSearchResult> deep) {
+            if (stop.stop_requested()) return;
+            SearchResult result{.text = *text_,
+                                .totalCount = deep ? deep->totalCount : result_->totalCount,
+                                .hits = deep ? appended(std::move(deep->hits), lexical) : lexical,
+                                .isFinal = true,
+                                .lexicalMicroseconds = lexicalMicroseconds,
+                                .deepMicroseconds = stopwatch.microseconds()};
+            publish(std::move(result));
+        });
+    platform_.searchQueue.async(
+        [platform = platform_, request = std::move(request), stop, finish = std::move(finish)] {
+            std::optional<DeepSearchResult> deep;
+            try {
+                deep = RetrievalEngine::deepSearch(*request, platform.embedder, stop);
+            } catch (const Cancelled&) {
+                return;  // A newer text has taken over; it publishes.
+            } catch (const Error& error) {
+                platform.log.line("NOOKERY deep search error: " + error.description());
+            }
+            platform.mainQueue.async(
+                [finish, deep = std::move(deep)]() mutable { finish(std::move(deep)); });
+        });
 }
 
 void SearchSession::publish(SearchResult result) {

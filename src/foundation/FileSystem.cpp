@@ -15,11 +15,15 @@ namespace {
 std::string_view adviceFor(int errorNumber) {
     switch (errorNumber) {
         case ENOSPC:
-        case EDQUOT: return " Free some space and try again.";
+        case EDQUOT:
+            return " Free some space and try again.";
         case EACCES:
-        case EPERM: return " Check who may read and write there.";
-        case EROFS: return " Choose a place that can be written to.";
-        default: return "";
+        case EPERM:
+            return " Check who may read and write there.";
+        case EROFS:
+            return " Choose a place that can be written to.";
+        default:
+            return "";
     }
 }
 

@@ -46,10 +46,14 @@ FileStatus toFileStatus(const struct ::stat& raw) {
 
 FileType toFileType(unsigned char directoryType) {
     switch (directoryType) {
-        case DT_REG: return FileType::regular;
-        case DT_DIR: return FileType::directory;
-        case DT_LNK: return FileType::symbolicLink;
-        default: return FileType::other;
+        case DT_REG:
+            return FileType::regular;
+        case DT_DIR:
+            return FileType::directory;
+        case DT_LNK:
+            return FileType::symbolicLink;
+        default:
+            return FileType::other;
     }
 }
 
@@ -113,9 +117,7 @@ class PosixWritableFile final : public WritableFile {
 
     void sync() override { check(::fsync(descriptor_.number()), "write", path_); }
 
-    void syncFileSystem() override {
-        check(::syncfs(descriptor_.number()), "write", path_);
-    }
+    void syncFileSystem() override { check(::syncfs(descriptor_.number()), "write", path_); }
 
     void close() override { check(::close(descriptor_.release()), "write", path_); }
 
@@ -215,9 +217,7 @@ class PosixFileSystem final : public FileSystem {
         return false;
     }
 
-    void removeFile(const Path& path) override {
-        check(::unlink(path.c_str()), "remove", path);
-    }
+    void removeFile(const Path& path) override { check(::unlink(path.c_str()), "remove", path); }
 
     void removeDirectory(const Path& path) override {
         check(::rmdir(path.c_str()), "remove", path);

@@ -13,7 +13,8 @@ namespace nookery {
 class DelayedWork {
   public:
     DelayedWork() = default;
-    explicit DelayedWork(std::shared_ptr<std::atomic<bool>> cancelled) : cancelled_(std::move(cancelled)) {}
+    explicit DelayedWork(std::shared_ptr<std::atomic<bool>> cancelled)
+        : cancelled_(std::move(cancelled)) {}
 
     void cancel() {
         if (cancelled_) *cancelled_ = true;

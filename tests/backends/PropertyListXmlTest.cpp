@@ -1,7 +1,8 @@
+#include "backends/PropertyListXml.h"
+
 #include <gtest/gtest.h>
 
 #include "backends/OpenSslDigest.h"
-#include "backends/PropertyListXml.h"
 #include "foundation/Error.h"
 
 namespace nookery {
@@ -9,8 +10,7 @@ namespace {
 
 TEST(PropertyListXml, EveryKindOfValueComesBackAsItWas) {
     std::vector<unsigned char> everyByte(256);
-    for (std::size_t i = 0; i < everyByte.size(); ++i)
-        everyByte[i] = static_cast<unsigned char>(i);
+    for (std::size_t i = 0; i < everyByte.size(); ++i) everyByte[i] = static_cast<unsigned char>(i);
     PropertyList list;
     list["text"] = std::string("a < b & \"c\" ]]> \r\n\t Ünïcode ");
     list["number"] = -42L;

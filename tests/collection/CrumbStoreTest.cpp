@@ -44,9 +44,9 @@ class CrumbStoreTest : public ::testing::Test {
 
     CaptureReport capture(const Path& file) {
         CaptureReport report;
-        store_->capture({.sources = {CaptureFile{file}}, .title = {}, .note = {}, .tags = {},
-                         .groupID = {}},
-                        {}, {}, [&](const CaptureReport& done) { report = done; });
+        store_->capture(
+            {.sources = {CaptureFile{file}}, .title = {}, .note = {}, .tags = {}, .groupID = {}},
+            {}, {}, [&](const CaptureReport& done) { report = done; });
         world_.time.settle();
         return report;
     }
@@ -111,8 +111,9 @@ TEST_F(CrumbStoreTest, ADamagedLegacyFileStaysForTheNextStart) {
 }
 
 TEST_F(CrumbStoreTest, ADatabaseThatCannotBeOpenedIsSaidAndRefusesSaves) {
-    world_.folder.write("data/Crumb/crumb.sqlite3", "this is no database, and longer than a header "
-                                                    "of one hundred bytes, to be sure of that .....");
+    world_.folder.write("data/Crumb/crumb.sqlite3",
+                        "this is no database, and longer than a header "
+                        "of one hundred bytes, to be sure of that .....");
     open();
     EXPECT_TRUE(store_->startFailure());
     EXPECT_TRUE(world_.log.contains("Crumb database unavailable."));
@@ -277,10 +278,9 @@ TEST_F(CrumbStoreTest, OnlyTheLastQuerysDeepResultIsShown) {
     add("red boats");
     add("blue boats");
     int published = 0;
-    const auto subscription =
-        store_->searchResult().subscribe([&](const SearchResult& result) {
-            if (result.isFinal) ++published;
-        });
+    const auto subscription = store_->searchResult().subscribe([&](const SearchResult& result) {
+        if (result.isFinal) ++published;
+    });
     for (const char* typed : {"r", "re", "red"}) store_->setSearchText(typed);
     world_.time.settle();
     EXPECT_EQ(published, 1);

@@ -1,6 +1,7 @@
+#include "collection/FileText.h"
+
 #include <gtest/gtest.h>
 
-#include "collection/FileText.h"
 #include "foundation/Text.h"
 #include "support/TemporaryDirectory.h"
 
@@ -64,8 +65,7 @@ TEST_F(FileText, TellsOfADamagedDocumentAndThrowsOnlyForTheFile) {
 TEST_F(FileText, IsCutBetweenCodePointsAndStaysInItsEncoding) {
     limits_.maximumTextByteCount = 1000;
     std::string text;
-    while (text.size() < 200'000)
-        text += "漢";
+    while (text.size() < 200'000) text += "漢";
     const auto extracted = extract("text/plain", text);
     EXPECT_EQ(extracted.text, text.substr(0, 999));
     const auto old = extract("text/plain", std::string(5000, '\xE9'));

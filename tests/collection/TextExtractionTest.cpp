@@ -1,3 +1,5 @@
+#include "collection/TextExtraction.h"
+
 #include <gtest/gtest.h>
 #include <unicode/regex.h>
 
@@ -7,7 +9,6 @@
 #include <memory>
 #include <random>
 
-#include "collection/TextExtraction.h"
 #include "foundation/Text.h"
 
 namespace nookery {
@@ -200,8 +201,7 @@ std::string randomPage(std::mt19937& random) {
     std::uniform_int_distribution<std::size_t> pick(0, pieces.size() - 1);
     std::uniform_int_distribution<int> length(1, 40);
     std::string page;
-    for (int i = length(random); i > 0; --i)
-        page += pieces[pick(random)];
+    for (int i = length(random); i > 0; --i) page += pieces[pick(random)];
     return page;
 }
 
@@ -239,8 +239,7 @@ TEST(TextExtraction, TakesTheFirstLineAsTitleAndCutsAfter72Characters) {
     EXPECT_EQ(titleFromText(""), "Untitled Memory");
     EXPECT_EQ(titleFromText(" \r\n\u2028  Plan \u2029 details"), "Plan");
     std::string line;
-    for (int i = 0; i < 72; ++i)
-        line += "e\u0301";
+    for (int i = 0; i < 72; ++i) line += "e\u0301";
     EXPECT_EQ(titleFromText(line), line);
     EXPECT_EQ(titleFromText(line + "x"), line + "…");
 }
@@ -248,8 +247,7 @@ TEST(TextExtraction, TakesTheFirstLineAsTitleAndCutsAfter72Characters) {
 TEST(TextExtraction, KeepsTheFirst120000Characters) {
     EXPECT_EQ(plainTextFromHTML(std::string(200000, 'x')).size(), 120000u);
     std::string families;
-    for (int i = 0; i < 130000; ++i)
-        families += i % 9 == 8 ? "<p>" : "👩‍👩‍👧 ";
+    for (int i = 0; i < 130000; ++i) families += i % 9 == 8 ? "<p>" : "👩‍👩‍👧 ";
     const std::string text = plainTextFromHTML(families);
     EXPECT_EQ(firstCharacters(text, 120000).size(), text.size());
     EXPECT_LT(firstCharacters(text, 119999).size(), text.size());
@@ -262,8 +260,7 @@ TEST(TextExtraction, StaysLinearOnHostilePages) {
         "<title",  "<style></script>", "<title>\n", "<noscript <p", "&amp;"};
     for (const auto& unit : units) {
         std::string page;
-        while (page.size() < 5'000'000)
-            page += unit;
+        while (page.size() < 5'000'000) page += unit;
         const auto start = std::chrono::steady_clock::now();
         plainTextFromHTML(page);
         titleFromHTML(page);

@@ -20,8 +20,8 @@ class Desk : public ::testing::Test {
   protected:
     Desk() {
         world.textRecognizer.lines = {{"Blue Door Bakery", {0.1, 0.9, 0.5, 0.02}},
-                                  {"03/14/2026", {0.1, 0.8, 0.3, 0.02}},
-                                  {"TOTAL $22.14", {0.1, 0.2, 0.4, 0.02}}};
+                                      {"03/14/2026", {0.1, 0.8, 0.3, 0.02}},
+                                      {"TOTAL $22.14", {0.1, 0.2, 0.4, 0.02}}};
         desk.open();
     }
 

@@ -108,7 +108,8 @@ TEST(TextNormalizer, TracedFormsPointIntoTheOriginal) {
     const TracedForm form = tracedNormalForm(text);
     const std::size_t cafe = form.text.find("cafe");
     ASSERT_NE(cafe, std::string::npos);
-    EXPECT_EQ(text.substr(form.starts[cafe], form.ends[cafe + 3] - form.starts[cafe]), "Cafe\u0301");
+    EXPECT_EQ(text.substr(form.starts[cafe], form.ends[cafe + 3] - form.starts[cafe]),
+              "Cafe\u0301");
     const std::size_t wide = form.text.find("ab");
     EXPECT_EQ(text.substr(form.starts[wide], form.ends[wide + 1] - form.starts[wide]), "ＡＢ");
 }

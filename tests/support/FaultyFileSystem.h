@@ -13,7 +13,8 @@ namespace nookery::testing {
 enum class Fault {
     none,
     fail,      ///< it fails with EIO and does nothing
-    diskFull,  ///< it and every later operation that needs space fails with ENOSPC; a write is short
+    diskFull,  ///< it and every later operation that needs space fails with ENOSPC; a write is
+               ///< short
     crash,     ///< it does nothing and SimulatedCrash is thrown, there and ever after
 };
 
