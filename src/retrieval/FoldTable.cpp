@@ -171,8 +171,8 @@ const FoldTable& FoldTable::shared() {
     return table;
 }
 
-FoldTable::FoldTable() : normal_(tableSize, '.'), combinedPlaces_(tableSize, U'\0') {
-    folded_ = separator;
+FoldTable::FoldTable()
+    : normal_(tableSize, '.'), combinedPlaces_(tableSize, U'\0'), folded_(separator) {
     const char32_t separatorPlace = separator.size();  // offset 0
     for (char32_t codePoint = 0; codePoint < tableSize; ++codePoint) {
         if (isSurrogateOrUnassigned(codePoint)) {
