@@ -10,7 +10,10 @@ namespace nookery {
 CrumbStore::CrumbStore(const Platform& platform, LibraryLayout layout, LibraryAccess access)
     : parts_(std::make_unique<Parts>(platform, std::move(layout), access)) {}
 
-CrumbStore::~CrumbStore() { parts_->stopInboxes(); }
+CrumbStore::~CrumbStore() {
+    parts_->stopInboxes();
+    parts_->settleEnrichment();
+}
 
 const std::optional<std::string>& CrumbStore::startFailure() const { return parts_->startFailure; }
 const std::optional<RestoreNotice>& CrumbStore::restoreNotice() const {

@@ -40,11 +40,18 @@ SaveFailure CrumbStore::Parts::refusal() const {
 
 SaveFailure CrumbStore::Parts::save(std::string_view logPrefix,
                                     const std::function<void(SQLiteDatabase&)>& change) {
+    return saveUnsynced(logPrefix, [&](SQLiteDatabase& target) {
+        change(target);
+        target.makeDurable();
+    });
+}
+
+SaveFailure CrumbStore::Parts::saveUnsynced(std::string_view logPrefix,
+                                            const std::function<void(SQLiteDatabase&)>& change) {
     if (auto refused = refusal()) return refused;
     if (!database) return logged("", "Crumb database unavailable.");
     try {
         change(*database);
-        database->makeDurable();
         return std::nullopt;
     } catch (const Error& error) {
         return logged(logPrefix, error.description());

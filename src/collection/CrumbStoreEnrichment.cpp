@@ -1,6 +1,6 @@
 // What waits for the background, and what it hands back to the store.
 
-#include <algorithm>
+#include <utility>
 
 #include "collection/CrumbStore.h"
 #include "collection/CrumbStoreParts.h"
@@ -65,6 +65,7 @@ void CrumbStore::Parts::enrichNew(const CrumbItemList& records) {
 }
 
 void CrumbStore::Parts::renewEmbeddings(const std::vector<Uuid>& ids) {
+    settleEnrichment();  // or what is noted here would be taken for done
     withSidecar([&](Sidecar& target) { target.addWork(ids, embeddingTask); });
     if (platform.embedder != nullptr) enrichment.add(ids, {.embedding = true});
 }
@@ -75,6 +76,7 @@ void CrumbStore::Parts::renewContents(const std::vector<Uuid>& ids) {
         const auto item = memories.find(id);
         if (item && hasReadableOriginal(*item)) readable.push_back(id);
     }
+    settleEnrichment();
     withSidecar([&](Sidecar& target) {
         target.finishWork(readable, contentsTask);
         target.addWork(readable, contentsTask);
@@ -146,7 +148,7 @@ void CrumbStore::Parts::storeEnrichment(const std::vector<EnrichmentResult>& res
                                                                          result.vector->end())
                                                    : std::vector<double>());
     }
-    const auto failure = save("Crumb SQLite save error: ", [&](SQLiteDatabase& target) {
+    const auto failure = saveUnsynced("Crumb SQLite save error: ", [&](SQLiteDatabase& target) {
         if (!changed.empty()) target.saveItems(changed, platform.clock.now());
         if (made.empty()) return;
         target.saveEmbeddings(made, platform.embedder->modelName(), platform.clock.now());
@@ -157,19 +159,45 @@ void CrumbStore::Parts::storeEnrichment(const std::vector<EnrichmentResult>& res
     }
     for (const auto& [id, vector] : made) retrieval.setVector(id, vector);
     if (failure) return;
-    if (!changed.empty()) noteChangeSoon();
-    withSidecar([&](Sidecar& target) { target.finishWork(embedded, embeddingTask); });
-    for (const EnrichmentResult& result : results) noteContentsOutcome(result);
+    enrichedListIsStale |= !changed.empty();
+    unsettled.embedded.insert(unsettled.embedded.end(), embedded.begin(), embedded.end());
+    for (const EnrichmentResult& result : results) {
+        if (result.contents) unsettled.problems.emplace_back(result.id, result.contents->problem);
+    }
+    settleSoon();
 }
 
-/// The background changes many records a second; whoever watches the list need not see each.
-void CrumbStore::Parts::noteChangeSoon() {
-    if (changeIsToBeNoted) return;
-    changeIsToBeNoted = true;
+void CrumbStore::Parts::settleSoon() {
+    if (std::exchange(settlingIsScheduled, true)) return;
     platform.mainQueue.after(WorkQueue::Delay(0.5), guard.guarded([this] {
-        changeIsToBeNoted = false;
-        noteChange();
+        settlingIsScheduled = false;
+        settleAndShowEnrichment();
     }));
+}
+
+void CrumbStore::Parts::settleEnrichment() {
+    const UnsettledEnrichment settled = std::exchange(unsettled, {});
+    if (settled.embedded.empty() && settled.problems.empty()) return;
+    try {
+        database->makeDurable();
+    } catch (const Error& error) {
+        logged("Crumb SQLite save error: ", error.description());
+        return;  // what it was is done again at the next start
+    }
+    withSidecar([&](Sidecar& target) {
+        std::vector<Uuid> read;
+        for (const auto& [id, problem] : settled.problems) {
+            if (!problem) read.push_back(id);
+            if (problem) target.noteWorkFailure(id, contentsTask, *problem);
+        }
+        target.finishWork(read, contentsTask);
+        target.finishWork(settled.embedded, embeddingTask);
+    });
+}
+
+void CrumbStore::Parts::settleAndShowEnrichment() {
+    settleEnrichment();
+    if (std::exchange(enrichedListIsStale, false)) noteChange();
 }
 
 CrumbItemList CrumbStore::Parts::recordsWithContents(
@@ -184,20 +212,11 @@ CrumbItemList CrumbStore::Parts::recordsWithContents(
     return changed;
 }
 
-void CrumbStore::Parts::noteContentsOutcome(const EnrichmentResult& result) {
-    if (!result.contents || !memories.find(result.id)) return;
-    withSidecar([&](Sidecar& target) {
-        if (result.contents->problem) {
-            target.noteWorkFailure(result.id, contentsTask, *result.contents->problem);
-        } else {
-            target.finishWork(std::span(&result.id, 1), contentsTask);
-        }
-    });
-}
-
 std::vector<EnrichmentFailure> CrumbStore::enrichmentFailures() const {
+    parts_->settleEnrichment();
     std::vector<EnrichmentFailure> failures;
     for (const PendingWork& work : parts_->notedContentsWork()) {
+        if (parts_->enrichment.isUnderWay(work.memoryID)) continue;
         if (work.lastFailure && parts_->memories.find(work.memoryID)) {
             failures.push_back({work.memoryID, *work.lastFailure, work.attempts >= mostAttempts});
         }
@@ -218,6 +237,9 @@ void CrumbStore::startBackgroundWork() {
     if (!parts_->refusal()) parts_->enrichment.start();
 }
 
-void CrumbStore::pauseBackgroundWork() { parts_->enrichment.pause(); }
+void CrumbStore::pauseBackgroundWork() {
+    parts_->enrichment.pause();
+    parts_->settleAndShowEnrichment();
+}
 
 }  // namespace nookery

@@ -26,6 +26,12 @@
 
 namespace nookery {
 
+/// Results that are saved, but not synced to the disk.
+struct UnsettledEnrichment {
+    std::vector<Uuid> embedded{};
+    std::vector<std::pair<Uuid, std::optional<std::string>>> problems{};  ///< of originals read
+};
+
 /// What the store owns. The members are created in this order and destroyed in the opposite one;
 /// the store's own source files, and nobody else, work on them.
 class CrumbStore::Parts {
@@ -61,13 +67,15 @@ class CrumbStore::Parts {
     SearchSession search;
     EnrichmentWorker enrichment;
     std::vector<EnrichmentResult> heldResults;  ///< that came during a destructive operation
+    UnsettledEnrichment unsettled;
+    bool settlingIsScheduled = false;
+    bool enrichedListIsStale = false;  ///< records changed that the shown list does not show yet
     std::unique_ptr<CrumbRecoverySnapshots> recoverySnapshots;
     std::unique_ptr<CaptureService> capture;
     std::unique_ptr<InboxIntake> inboxIntake;
     std::shared_ptr<InboxWatcher> inboxWatcher;
     std::shared_ptr<CloudInboxWatcher> cloudInboxWatcher;
     bool destructiveOperationRuns = false;
-    bool changeIsToBeNoted = false;
     CallbackGuard guard;
 
     // Start-up.
@@ -80,6 +88,8 @@ class CrumbStore::Parts {
     void loadAnnotations();
     void buildIndex();
     void loadEmbeddings();
+    /// Piece by piece, between whatever else the main thread has to do.
+    void prepareVersions();
 
     // Inboxes.
     void createInboxes();
@@ -92,6 +102,9 @@ class CrumbStore::Parts {
     /// Runs a change of the database and makes it durable.
     SaveFailure save(std::string_view logPrefix,
                      const std::function<void(SQLiteDatabase&)>& change);
+    /// The same for what can be made again: it survives the end of the process only.
+    SaveFailure saveUnsynced(std::string_view logPrefix,
+                             const std::function<void(SQLiteDatabase&)>& change);
     /// Runs a change of what lies in the user defaults.
     SaveFailure annotate(const std::function<void()>& change);
     /// Runs a change of the sidecar; what it holds can be made again, so a failure is only logged.
@@ -129,8 +142,11 @@ class CrumbStore::Parts {
     std::vector<PendingWork> notedContentsWork();
     void storeEnrichment(const std::vector<EnrichmentResult>& results);
     CrumbItemList recordsWithContents(const std::vector<EnrichmentResult>& results) const;
-    void noteChangeSoon();
-    void noteContentsOutcome(const EnrichmentResult& result);
+    /// Syncing each result would hold the main thread up; those of half a second are synced and
+    /// taken off the list of work together, and then shown.
+    void settleSoon();
+    void settleEnrichment();
+    void settleAndShowEnrichment();
 
     // Removal.
     void destructively(std::string_view reason, Finished finished,

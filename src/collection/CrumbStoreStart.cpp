@@ -43,6 +43,7 @@ void CrumbStore::start(SessionLength length) {
     if (length == SessionLength::oneCommand) return;
     parts_->startInboxes();
     startBackgroundWork();
+    parts_->prepareVersions();
 }
 
 /// Runs one step of the loading. A failure is logged behind the prefix, kept as the reason why the
@@ -125,6 +126,11 @@ void CrumbStore::Parts::loadEmbeddings() {
             if (current.contains(id)) retrieval.setVector(id, vector);
         });
     });
+}
+
+void CrumbStore::Parts::prepareVersions() {
+    if (!retrieval.prepareVersions()) return;
+    platform.mainQueue.async(guard.guarded([this] { prepareVersions(); }));
 }
 
 void CrumbStore::Parts::withSidecar(const std::function<void(Sidecar&)>& change) {

@@ -67,6 +67,7 @@ class EnrichmentWorker {
     /// Gives up what is under way, within a second or so, and begins nothing else.
     void pause();
 
+    bool isUnderWay(const Uuid& id) const { return underWay_.contains(id); }
     /// Memories whose work waits or is under way.
     const Published<int>& waitingCount() const { return waitingCount_; }
 

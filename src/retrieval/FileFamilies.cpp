@@ -33,19 +33,21 @@ void FileFamilies::take(const Uuid& id) {
     keys_.erase(key);
 }
 
-void FileFamilies::readNames() {
-    for (const auto& [id, item] : unread_) {
+bool FileFamilies::readNames(std::size_t limit) {
+    for (; limit > 0 && !unread_.empty(); --limit) {
+        const auto [id, item] = *unread_.begin();
+        unread_.erase(unread_.begin());
         const Path file(*item->filePath);
         const auto key = versionFamilyKey(file);
         if (!key) continue;
         families_[*key].push_back({item, lowerCased(toValidUtf8(file.extension().native()))});
         keys_[id] = *key;
     }
-    unread_.clear();
+    return !unread_.empty();
 }
 
 CrumbItemList FileFamilies::membersLike(const Uuid& id, bool sameExtension) {
-    readNames();
+    readNames(unread_.size());
     const auto key = keys_.find(id);
     if (key == keys_.end()) return {};
     const Members& members = families_.at(key->second);

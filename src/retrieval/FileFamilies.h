@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -9,13 +10,16 @@
 namespace nookery {
 
 /// The memories with files, by what their names have in common. Names are looked at when first
-/// asked for, so that loading a library does not wait for it. Main thread.
+/// asked for, or ahead of it, so that loading a library does not wait for it. Main thread.
 class FileFamilies {
   public:
     /// Adds a memory or replaces what is known of it.
     void put(const CrumbItemPointer& item);
     void remove(const Uuid& id);
     void clear();
+
+    /// Looks at up to so many names ahead of being asked; answers whether some are left.
+    bool readNames(std::size_t limit);
 
     /// The other versions of a memory's file, newest first: same key, same extension.
     CrumbItemList versionsOf(const Uuid& id);
@@ -29,7 +33,6 @@ class FileFamilies {
     };
     using Members = std::vector<Member>;
 
-    void readNames();
     void take(const Uuid& id);
     CrumbItemList membersLike(const Uuid& id, bool sameExtension);
 

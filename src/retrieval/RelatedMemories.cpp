@@ -74,17 +74,25 @@ class ContentsComparison {
 
     bool takesPart() const { return takesPart_; }
 
-    /// Its rarest distinct tokens, so many that a near-duplicate must hold one of them: of n tokens
-    /// it lacks fewer than that.
-    std::vector<TokenId> tellingTokens() {
+    /// Some of its distinct tokens, and how many of them every near-duplicate holds.
+    struct Telling {
+        std::vector<TokenId> tokens;
+        std::size_t leastShared = 1;
+    };
+
+    /// A near-duplicate holds at least `needed` of the distinct tokens and so lacks at most the
+    /// others: of any so many and k more it holds k. The rarest tokens are held by fewest others,
+    /// and a k above 1 leaves out those that share a word by chance.
+    Telling tellingTokens() {
         const auto needed = static_cast<std::size_t>(
             std::ceil(leastTokenOverlap * static_cast<double>(distinct_.size())));
-        const std::size_t count = distinct_.size() - needed + 1;
-        const auto middle = distinct_.begin() + static_cast<std::ptrdiff_t>(count);
-        std::nth_element(distinct_.begin(), middle - 1, distinct_.end(), [&](TokenId a, TokenId b) {
+        const std::size_t leastShared = 1 + needed / 8;
+        const std::size_t count = distinct_.size() - needed + leastShared;
+        const auto end = distinct_.begin() + static_cast<std::ptrdiff_t>(count);
+        std::nth_element(distinct_.begin(), end - 1, distinct_.end(), [&](TokenId a, TokenId b) {
             return index_.documentFrequency(a) < index_.documentFrequency(b);
         });
-        return {distinct_.begin(), middle};
+        return {{distinct_.begin(), end}, leastShared};
     }
 
     /// How much of their words they share, when the other memory is a near-duplicate; else 0.
@@ -158,9 +166,10 @@ void addNearDuplicates(const LexicalIndex& index, Ordinal self, Strengths& stren
     ContentsComparison contents(index, self);
     if (!contents.takesPart()) return;
     SharedTokens shared(index);
-    for (const TokenId token : contents.tellingTokens()) shared.add(token, 1);
+    const auto telling = contents.tellingTokens();
+    for (const TokenId token : telling.tokens) shared.add(token, 1);
     for (const Ordinal other : shared.holders()) {
-        if (other == self) continue;
+        if (other == self || shared.count(other) < telling.leastShared) continue;
         const double likeness = contents.likenessTo(other);
         if (likeness > 0) strengths[other] += nearDuplicateStrength + likeness;
     }

@@ -116,6 +116,11 @@ std::vector<Uuid> RetrievalEngine::versions(const Uuid& id) const {
     return ids;
 }
 
+bool RetrievalEngine::prepareVersions() {
+    constexpr std::size_t namesAtATime = 1000;
+    return state_->families.readNames(namesAtATime);
+}
+
 std::string RetrievalEngine::explain(std::string_view searchText) const {
     return explainSearch(state_->index, state_->lexical, searchText);
 }

@@ -101,6 +101,9 @@ class RetrievalEngine {
     std::vector<Uuid> related(const Uuid& id) const;
     /// The other versions of its file (VersionFamily.h), newest first.
     std::vector<Uuid> versions(const Uuid& id) const;
+    /// Does a part of what the first question for these must do (a millisecond or two); answers
+    /// whether there is more of it.
+    bool prepareVersions();
 
     /// What each stage made of a query, for people.
     std::string explain(std::string_view searchText) const;

@@ -41,6 +41,13 @@ const std::array<VersionMarker, 14>& versionMarkers() {
     return markers;
 }
 
+/// Only the last marker has no trigger: it is a number at the end.
+bool couldMatch(const VersionMarker& marker, const std::string& name) {
+    if (!marker.trigger.empty()) return name.find(marker.trigger) != std::string::npos;
+    const char last = name.empty() ? ' ' : name.back();
+    return (last >= '0' && last <= '9') || static_cast<unsigned char>(last) >= 0x80;
+}
+
 struct TitlePatterns {
     std::array<RE2, 5> markers{
         {RE2("(?i)\\b(final|fnl|absolute|draft|copy|revision|rev|version|ver)\\b"),
@@ -60,7 +67,7 @@ std::string lowerCasedStem(const Path& file) {
 std::optional<std::string> versionFamilyKey(const Path& file) {
     std::string name = lowerCasedStem(file);
     for (const VersionMarker& marker : versionMarkers()) {
-        if (name.find(marker.trigger) == std::string::npos) continue;
+        if (!couldMatch(marker, name)) continue;
         RE2::GlobalReplace(&name, marker.pattern, " ");
     }
     std::erase_if(name, [](char character) {
