@@ -49,7 +49,7 @@ class SealedText {
     static constexpr std::size_t pieceByteCount = 1 << 20;
 
     void flush() {
-        box_.write(std::as_writable_bytes(std::span(pending_)));
+        box_.write(std::as_bytes(std::span(pending_)));
         pending_.clear();
     }
 

@@ -1,7 +1,5 @@
 #include "mobilelink/SealedBox.h"
 
-#include <vector>
-
 #include "mobilelink/LinkErrors.h"
 
 namespace nookery {
@@ -64,9 +62,10 @@ SealedBoxWriter::SealedBoxWriter(const AuthenticatedEncryption& encryption,
     file_.write(mark_.nonce);
 }
 
-void SealedBoxWriter::write(std::span<std::byte> plain) {
-    stream_->update(plain, plain);
-    file_.write(plain);
+void SealedBoxWriter::write(std::span<const std::byte> plain) {
+    sealed_.resize(plain.size());
+    stream_->update(plain, sealed_);
+    file_.write(sealed_);
 }
 
 SealedMark SealedBoxWriter::finish() {

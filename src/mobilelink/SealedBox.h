@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/FileSystem.h"
 #include "platform/AuthenticatedEncryption.h"
@@ -27,14 +28,14 @@ class SealedBoxWriter {
     SealedBoxWriter(const AuthenticatedEncryption& encryption, const EncryptionKey& key,
                     WritableFile& file);
 
-    /// `plain` is overwritten with what was written.
-    void write(std::span<std::byte> plain);
+    void write(std::span<const std::byte> plain);
     SealedMark finish();
 
   private:
     WritableFile& file_;
     SealedMark mark_;
     std::unique_ptr<SealingStream> stream_;
+    std::vector<std::byte> sealed_;  ///< of the last piece
 };
 
 /// The whole box, with a fresh nonce.

@@ -120,7 +120,7 @@ TEST(OpenSslEncryptionTest, ASealedFileIsKnownByItsMarkAndCheckedToTheLastByte) 
         std::string plain(byteCount, 'p');
         const auto file = world.files.createFile(path);
         SealedBoxWriter writer(*encryption, key, *file);
-        writer.write(std::as_writable_bytes(std::span(plain)));
+        writer.write(std::as_bytes(std::span(plain)));
         const SealedMark mark = writer.finish();
         file->close();
         EXPECT_TRUE(isSealedBox(world.files, *encryption, key, path, mark));
