@@ -27,8 +27,7 @@ class RestoreCopy {
   public:
     RestoreCopy(const Platform& platform, Path archive, Path preparing,
                 const ArchiveFollower& follower)
-        : platform_(platform),
-          files_(platform.files),
+        : files_(platform.files),
           archive_(std::move(archive)),
           preparing_(std::move(preparing)),
           digested_(platform.files, platform.digester, follower) {}
@@ -66,7 +65,6 @@ class RestoreCopy {
         files_.createDirectory(preparing_ / relative);
     }
 
-    const Platform& platform_;
     FileSystem& files_;
     Path archive_;
     Path preparing_;

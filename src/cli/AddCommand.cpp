@@ -14,7 +14,6 @@ namespace nookery::cli {
 namespace {
 
 constexpr std::size_t maximumTextByteCount = std::size_t{64} << 20;
-constexpr std::size_t mostLinesShown = 10;
 
 CaptureSource sourceFor(Session& session, const Arguments& arguments, const std::string& word) {
     if (word == "-") {

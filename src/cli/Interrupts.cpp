@@ -2,12 +2,12 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <cstdint>
 
 #include "cli/Command.h"
@@ -31,7 +31,7 @@ Interrupts::Interrupts() {
     signals_ = ::signalfd(-1, &set, SFD_CLOEXEC);
     interrupted_ = ::eventfd(0, EFD_CLOEXEC);
     ending_ = ::eventfd(0, EFD_CLOEXEC);
-    watcher_ = std::jthread([this](std::stop_token ending) { watch(ending); });
+    watcher_ = std::jthread([this](const std::stop_token& ending) { watch(ending); });
 }
 
 Interrupts::~Interrupts() {
@@ -41,7 +41,7 @@ Interrupts::~Interrupts() {
     for (const int descriptor : {signals_, interrupted_, ending_}) ::close(descriptor);
 }
 
-void Interrupts::watch(std::stop_token ending) {
+void Interrupts::watch(const std::stop_token& ending) {
     std::array<pollfd, 2> sources{pollfd{signals_, POLLIN, 0}, pollfd{ending_, POLLIN, 0}};
     while (!ending.stop_requested()) {
         if (::poll(sources.data(), sources.size(), -1) < 0) continue;

@@ -23,7 +23,7 @@ class Interrupts {
     int descriptor() const { return interrupted_; }
 
   private:
-    void watch(std::stop_token ending);
+    void watch(const std::stop_token& ending);
 
     std::stop_source stop_;
     int signals_;

@@ -10,7 +10,7 @@ namespace nookery::cli {
 /// Standard output cannot be written to.
 class OutputError : public Error {
   public:
-    OutputError(int errorNumber);
+    explicit OutputError(int errorNumber);
 
     /// Whoever read it has left, on purpose: nothing to complain about.
     bool isClosedPipe() const { return isClosedPipe_; }

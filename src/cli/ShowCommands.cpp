@@ -1,12 +1,12 @@
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 
 #include "cli/Commands.h"
 #include "cli/MemoryView.h"

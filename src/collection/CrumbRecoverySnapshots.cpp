@@ -73,10 +73,12 @@ class CrumbRecoverySnapshots::Worker {
     SnapshotBuilder builder_;
 };
 
-CrumbRecoverySnapshots::CrumbRecoverySnapshots(const Platform& platform, LibraryLayout layout)
-    : CrumbRecoverySnapshots(platform, std::move(layout), &pauseBackup) {}
+CrumbRecoverySnapshots::CrumbRecoverySnapshots(const Platform& platform,
+                                               const LibraryLayout& layout)
+    : CrumbRecoverySnapshots(platform, layout, &pauseBackup) {}
 
-CrumbRecoverySnapshots::CrumbRecoverySnapshots(const Platform& platform, LibraryLayout layout,
+CrumbRecoverySnapshots::CrumbRecoverySnapshots(const Platform& platform,
+                                               const LibraryLayout& layout,
                                                SnapshotBuilder::Pause pause)
     : worker_(std::make_shared<Worker>(platform, layout, std::move(pause))),
       queue_(platform.snapshotQueue),

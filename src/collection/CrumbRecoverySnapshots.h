@@ -37,9 +37,9 @@ class CrumbRecoverySnapshots {
         std::optional<std::string> failure;  ///< "Cancelled." when it was stopped
     };
 
-    CrumbRecoverySnapshots(const Platform& platform, LibraryLayout layout);
+    CrumbRecoverySnapshots(const Platform& platform, const LibraryLayout& layout);
     /// With a pause of the caller's between the steps of a database's backup.
-    CrumbRecoverySnapshots(const Platform& platform, LibraryLayout layout,
+    CrumbRecoverySnapshots(const Platform& platform, const LibraryLayout& layout,
                            SnapshotBuilder::Pause pause);
     ~CrumbRecoverySnapshots();
 

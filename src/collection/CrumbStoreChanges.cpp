@@ -140,7 +140,7 @@ void CrumbStore::capture(CaptureRequest request, std::stop_token stop,
     auto refused = parts_->refusal();
     if (!refused && !parts_->capture) refused = parts_->logged("", "Crumb database unavailable.");
     if (!refused) {
-        parts_->capture->capture(std::move(request), stop, std::move(progress),
+        parts_->capture->capture(std::move(request), std::move(stop), std::move(progress),
                                  std::move(finished));
         return;
     }
