@@ -53,7 +53,7 @@ std::optional<std::int64_t> optionalCount(const Json& object, std::string_view k
 
 /// A path as a package names its files: relative, without ".", ".." or empty parts.
 Path safeRelativePath(const std::string& text) {
-    const auto refuse = [&] [[noreturn]] (std::string_view why) {
+    const auto refuse = [&](std::string_view why) {
         throw PackageError(
             fmt::format("It names a file that {}: \"{}\".", why, displayName(Path(text))));
     };
