@@ -16,6 +16,7 @@
 #include "backends/SecretServiceKeyStore.h"
 #include "backends/SystemClock.h"
 #include "backends/documents/DocumentFormats.h"
+#include "backends/documents/IsolatedPdf.h"
 #include "backends/documents/PdfPages.h"
 #include "backends/embedding/SentenceEncoder.h"
 #include "backends/images/ImageFiles.h"
@@ -42,6 +43,15 @@ std::unique_ptr<KeyStore> openKeyStore(FileSystem& files, const std::optional<Pa
     return file ? makeFileKeyStore(files, *file) : makeSecretServiceKeyStore();
 }
 
+std::unique_ptr<DocumentReader> documentReader(const std::optional<Path>& pdfProgram) {
+    auto reader = makeDocumentReader();
+    return pdfProgram ? makeIsolatedDocuments(std::move(reader), *pdfProgram) : std::move(reader);
+}
+
+std::unique_ptr<PageReader> pageReader(const std::optional<Path>& pdfProgram) {
+    return pdfProgram ? makeIsolatedPages(*pdfProgram) : makePdfPages();
+}
+
 /// Recognising a page takes a few hundred megabytes: more threads than these would crowd others
 /// out.
 int enrichThreadCount() {
@@ -56,6 +66,8 @@ struct SystemPlatform::Parts {
           defaults(openDefaultsFile(*files, places.defaultsFile)),
           keyStore(openKeyStore(*files, places.keyStoreFile)),
           trash(makeDesktopTrash(*files, clock, places.userData)),
+          documents(documentReader(places.pdfProgram)),
+          pages(pageReader(places.pdfProgram)),
           cloud(makeCloudFolder(*files, *defaults, places.cloudFolder)),
           embedder(openEmbedder(*files, places.programFolder, log)) {}
 
@@ -68,8 +80,8 @@ struct SystemPlatform::Parts {
     std::unique_ptr<ContentDigester> digester = makeOpenSslDigester();
     std::unique_ptr<AuthenticatedEncryption> encryption = makeOpenSslEncryption();
     std::unique_ptr<ContentTypeDetector> contentTypes = makeContentTypeDetector();
-    std::unique_ptr<DocumentReader> documents = makeDocumentReader();
-    std::unique_ptr<PageReader> pages = makePdfPages();
+    std::unique_ptr<DocumentReader> documents;
+    std::unique_ptr<PageReader> pages;
     std::unique_ptr<ImageReader> images = makeImageReader(*files);
     std::unique_ptr<PictureEncoder> pictureEncoder = makePictureEncoder();
     std::unique_ptr<MediaReader> media = makeMediaReader();

@@ -16,6 +16,8 @@ struct SystemPlaces {
     Path programFolder;  ///< where the program itself lies, for the files shipped with it
     std::optional<Path> cloudFolder{};   ///< in place of the setting
     std::optional<Path> keyStoreFile{};  ///< in place of the desktop's keyring
+    /// Started for reading PDF documents (IsolatedPdf.h); none for reading them in this process.
+    std::optional<Path> pdfProgram{};
 };
 
 /// The real world, built once by `main`. Whatever was given the platform must be destroyed before

@@ -20,6 +20,9 @@ constexpr std::size_t headByteCount = 64 << 10;
 /// A scan of more pages keeps the background busy for many minutes; its first pages say what it is.
 constexpr std::size_t mostPagesRecognised = 300;
 
+/// Pages that cannot be shown may have cost much; after so many, the others are left alone.
+constexpr int mostFailedPages = 3;
+
 class ContentsReading {
   public:
     ContentsReading(const CrumbItem& item, const Platform& platform, const LibraryLayout& layout,
@@ -41,22 +44,31 @@ class ContentsReading {
             readMedia();
         } else {
             if (trimmed(pieces_.captured).empty() && !item_.text) attempt([this] { readText(); });
-            if (type_.mediaType == "application/pdf") readPages();
+            if (type_.mediaType == "application/pdf" && !problem_) readPages();
         }
         return {toSearchableText(pieces_), problem_};
     }
 
   private:
-    /// The first problem is kept; what was read before it, and what is read after, stays.
+    /// Answers whether it went well. The first problem is kept; what was read before it, and what
+    /// is read after, stays.
     template <typename Work>
-    void attempt(Work work) {
+    bool attempt(Work work) {
         try {
             work();
+            return true;
         } catch (const Cancelled&) {
             throw;
+        } catch (const std::bad_alloc&) {
+            keepProblem("Reading this takes more memory than there is.");
         } catch (const std::exception& error) {
-            if (!problem_) problem_ = error.what();
+            keepProblem(error.what());
         }
+        return false;
+    }
+
+    void keepProblem(const std::string& problem) {
+        if (!problem_) problem_ = problem;
     }
 
     ContentType detectType() const {
@@ -103,20 +115,27 @@ class ContentsReading {
     }
 
     void readPages() {
-        std::vector<int> pages;
+        const bool isOpen = attempt([this] {
+            pieces_.facts = pageFactLine(platform_.pages.pageCount(path_, DocumentLimits{}));
+        });
+        if (!isOpen) return;
         attempt([this] {
-            const int count = platform_.pages.pageCount(path_, DocumentLimits{});
-            pieces_.facts = pageFactLine(count);
             keepThumbnail(platform_.pages.render(path_, 0, thumbnailSide, DocumentLimits{}, stop_));
         });
-        if (platform_.textRecognizer == nullptr) return;
+        if (platform_.textRecognizer != nullptr) recognisePages();
+    }
+
+    void recognisePages() {
+        std::vector<int> pages;
         attempt([&] { pages = platform_.pages.pagesWithoutText(path_, DocumentLimits{}, stop_); });
         if (pages.size() > mostPagesRecognised) pages.resize(mostPagesRecognised);
+        int failedCount = 0;
         for (const int page : pages) {
-            attempt([&] {
+            const bool isRead = attempt([&] {
                 addRecognised(platform_.pages.render(path_, page, TextRecognizer::usefulLongestSide,
                                                      DocumentLimits{}, stop_));
             });
+            if (!isRead && ++failedCount == mostFailedPages) return;
         }
     }
 

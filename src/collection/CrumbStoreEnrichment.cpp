@@ -76,7 +76,6 @@ void CrumbStore::Parts::renewContents(const std::vector<Uuid>& ids) {
         const auto item = memories.find(id);
         if (item && hasReadableOriginal(*item)) readable.push_back(id);
     }
-    settleEnrichment();
     withSidecar([&](Sidecar& target) {
         target.finishWork(readable, contentsTask);
         target.addWork(readable, contentsTask);
@@ -87,7 +86,9 @@ void CrumbStore::Parts::renewContents(const std::vector<Uuid>& ids) {
 /// What no run has done yet, and what was asked for in earlier runs.
 void CrumbStore::Parts::resumeEnrichment() {
     load("NOOKERY enrichment load error: ", [this] {
-        enrichment.add(idsWithUnreadContents(), {.contents = true});
+        const Unread unread = unreadContents();
+        enrichment.add(unread.ids, {.contents = true});
+        enrichment.add(unread.suspects, {.contents = true, .alone = true});
         if (platform.embedder == nullptr) return;
         enrichment.add(idsWithoutVectorOf(platform.embedder->modelName()), {.embedding = true});
         if (!sidecar) return;
@@ -114,19 +115,19 @@ std::vector<PendingWork> CrumbStore::Parts::notedContentsWork() {
     return Sidecar::openForReading(layout.sidecar()).pendingWork(contentsTask);
 }
 
-std::vector<Uuid> CrumbStore::Parts::idsWithUnreadContents() {
+CrumbStore::Parts::Unread CrumbStore::Parts::unreadContents() {
+    Unread unread;
     std::unordered_set<Uuid> noted;
-    std::vector<Uuid> ids;
     for (const PendingWork& work : notedContentsWork()) {
         noted.insert(work.memoryID);
-        if (work.attempts < mostAttempts && memories.find(work.memoryID)) {
-            ids.push_back(work.memoryID);
-        }
+        if (work.attempts >= mostAttempts || !memories.find(work.memoryID)) continue;
+        auto& ids = work.lastFailure == workEndedTheProgram ? unread.suspects : unread.ids;
+        ids.push_back(work.memoryID);
     }
     for (const auto& item : *memories.all()) {
-        if (hasUnreadContents(*item) && !noted.contains(item->id)) ids.push_back(item->id);
+        if (hasUnreadContents(*item) && !noted.contains(item->id)) unread.ids.push_back(item->id);
     }
-    return ids;
+    return unread;
 }
 
 /// What comes while memories are being removed waits for the end of that: their snapshot must not
@@ -158,13 +159,33 @@ void CrumbStore::Parts::storeEnrichment(const std::vector<EnrichmentResult>& res
         index(record);
     }
     for (const auto& [id, vector] : made) retrieval.setVector(id, vector);
-    if (failure) return;
+    if (failure) return takeContentsBack(results);
     enrichedListIsStale |= !changed.empty();
-    unsettled.embedded.insert(unsettled.embedded.end(), embedded.begin(), embedded.end());
-    for (const EnrichmentResult& result : results) {
-        if (result.contents) unsettled.problems.emplace_back(result.id, result.contents->problem);
-    }
+    noteContentsRead(results);
+    unsyncedVectors.insert(unsyncedVectors.end(), embedded.begin(), embedded.end());
+    resultsAreUnsynced = true;
     settleSoon();
+}
+
+void CrumbStore::Parts::noteContentsRead(const std::vector<EnrichmentResult>& results) {
+    std::vector<Uuid> read;
+    withSidecar([&](Sidecar& target) {
+        for (const EnrichmentResult& result : results) {
+            if (!result.contents) continue;
+            const auto& problem = result.contents->problem;
+            if (!problem) read.push_back(result.id);
+            if (problem) target.noteWorkFailure(result.id, contentsTask, *problem);
+        }
+        if (!read.empty()) target.finishWork(read, contentsTask);
+    });
+}
+
+void CrumbStore::Parts::takeContentsBack(const std::vector<EnrichmentResult>& results) {
+    std::vector<Uuid> ids;
+    for (const EnrichmentResult& result : results) {
+        if (result.contents) ids.push_back(result.id);
+    }
+    withSidecar([&](Sidecar& target) { target.takeWorkBack(ids, contentsTask); });
 }
 
 void CrumbStore::Parts::settleSoon() {
@@ -176,23 +197,15 @@ void CrumbStore::Parts::settleSoon() {
 }
 
 void CrumbStore::Parts::settleEnrichment() {
-    const UnsettledEnrichment settled = std::exchange(unsettled, {});
-    if (settled.embedded.empty() && settled.problems.empty()) return;
+    if (!std::exchange(resultsAreUnsynced, false)) return;
+    const std::vector<Uuid> embedded = std::exchange(unsyncedVectors, {});
     try {
         database->makeDurable();
     } catch (const Error& error) {
         logged("Crumb SQLite save error: ", error.description());
         return;  // what it was is done again at the next start
     }
-    withSidecar([&](Sidecar& target) {
-        std::vector<Uuid> read;
-        for (const auto& [id, problem] : settled.problems) {
-            if (!problem) read.push_back(id);
-            if (problem) target.noteWorkFailure(id, contentsTask, *problem);
-        }
-        target.finishWork(read, contentsTask);
-        target.finishWork(settled.embedded, embeddingTask);
-    });
+    withSidecar([&](Sidecar& target) { target.finishWork(embedded, embeddingTask); });
 }
 
 void CrumbStore::Parts::settleAndShowEnrichment() {
@@ -213,7 +226,6 @@ CrumbItemList CrumbStore::Parts::recordsWithContents(
 }
 
 std::vector<EnrichmentFailure> CrumbStore::enrichmentFailures() const {
-    parts_->settleEnrichment();
     std::vector<EnrichmentFailure> failures;
     for (const PendingWork& work : parts_->notedContentsWork()) {
         if (parts_->enrichment.isUnderWay(work.memoryID)) continue;
@@ -234,7 +246,9 @@ const Published<int>& CrumbStore::indexingCount() const {
 }
 
 void CrumbStore::startBackgroundWork() {
-    if (!parts_->refusal()) parts_->enrichment.start();
+    // Without a place to note what is begun, an original that ends the program would do so for
+    // ever.
+    if (!parts_->refusal() && parts_->sidecar) parts_->enrichment.start();
 }
 
 void CrumbStore::pauseBackgroundWork() {

@@ -26,12 +26,6 @@
 
 namespace nookery {
 
-/// Results that are saved, but not synced to the disk.
-struct UnsettledEnrichment {
-    std::vector<Uuid> embedded{};
-    std::vector<std::pair<Uuid, std::optional<std::string>>> problems{};  ///< of originals read
-};
-
 /// What the store owns. The members are created in this order and destroyed in the opposite one;
 /// the store's own source files, and nobody else, work on them.
 class CrumbStore::Parts {
@@ -67,9 +61,10 @@ class CrumbStore::Parts {
     SearchSession search;
     EnrichmentWorker enrichment;
     std::vector<EnrichmentResult> heldResults;  ///< that came during a destructive operation
-    UnsettledEnrichment unsettled;
     bool settlingIsScheduled = false;
-    bool enrichedListIsStale = false;  ///< records changed that the shown list does not show yet
+    bool resultsAreUnsynced = false;
+    std::vector<Uuid> unsyncedVectors;  ///< of memories whose vectors are saved, but not synced
+    bool enrichedListIsStale = false;   ///< records changed that the shown list does not show yet
     std::unique_ptr<CrumbRecoverySnapshots> recoverySnapshots;
     std::unique_ptr<CaptureService> capture;
     std::unique_ptr<InboxIntake> inboxIntake;
@@ -138,12 +133,21 @@ class CrumbStore::Parts {
     void resumeEnrichment();
     std::vector<Uuid> idsWithoutVectorOf(const std::string& model);
     /// Memories whose originals are still to be read, by what they hold and what was noted.
-    std::vector<Uuid> idsWithUnreadContents();
+    struct Unread {
+        std::vector<Uuid> ids;
+        std::vector<Uuid> suspects;  ///< under which the program ended
+    };
+    Unread unreadContents();
     std::vector<PendingWork> notedContentsWork();
     void storeEnrichment(const std::vector<EnrichmentResult>& results);
     CrumbItemList recordsWithContents(const std::vector<EnrichmentResult>& results) const;
-    /// Syncing each result would hold the main thread up; those of half a second are synced and
-    /// taken off the list of work together, and then shown.
+    /// Notes what came of reading originals. It need not be synced before: what is lost with the
+    /// record is read again.
+    void noteContentsRead(const std::vector<EnrichmentResult>& results);
+    /// The results did not reach the database, by no fault of the originals.
+    void takeContentsBack(const std::vector<EnrichmentResult>& results);
+    /// Syncing each result would hold the main thread up; those of half a second are synced
+    /// together, only then taken off the list of texts to be embedded, and shown.
     void settleSoon();
     void settleEnrichment();
     void settleAndShowEnrichment();

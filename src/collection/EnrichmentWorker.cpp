@@ -30,19 +30,24 @@ EnrichmentResult EnrichmentWorker::perform(const Job& job, const Platform& platf
     return result;
 }
 
-/// Those that ended before a stop was requested.
+/// Those that ended before a stop was requested. Whatever goes wrong with one, it has a result: the
+/// next ones wait for it.
 std::vector<EnrichmentResult> EnrichmentWorker::performAll(const Jobs& jobs,
                                                            const Platform& platform,
                                                            const LibraryLayout& layout,
                                                            const std::stop_token& stop) {
     std::vector<EnrichmentResult> results;
-    try {
-        for (const Job& job : jobs) {
-            if (stop.stop_requested()) break;
+    for (const Job& job : jobs) {
+        if (stop.stop_requested()) break;
+        try {
             results.push_back(perform(job, platform, layout, stop));
+        } catch (const Cancelled&) {
+            break;  // the rest waits for the next start
+        } catch (const std::exception& error) {
+            results.push_back({.id = job.item->id});
+            if (!job.needs.contents) continue;
+            results.back().contents = ReadContents{job.item->searchableText, error.what()};
         }
-    } catch (const Cancelled&) {
-        // The rest waits for the next start.
     }
     return results;
 }
@@ -72,6 +77,7 @@ void EnrichmentWorker::enqueue(const Uuid& id, EnrichmentNeeds needs) {
     const auto [known, isNew] = waitingNeeds_.emplace(id, needs);
     known->second.contents |= needs.contents;
     known->second.embedding |= needs.embedding;
+    known->second.alone |= needs.alone;
     if (isNew) waiting_.push_back(id);
 }
 
@@ -103,8 +109,9 @@ void EnrichmentWorker::pause() {
 }
 
 void EnrichmentWorker::beginBatches() {
-    while (running_ && batchCount_ < platform_.enrichThreadCount) {
-        Jobs jobs = takeJobs();
+    while (running_ && !isAloneUnderWay_ && batchCount_ < platform_.enrichThreadCount) {
+        Jobs jobs = takeJobs(false);
+        if (jobs.empty() && batchCount_ == 0) jobs = takeJobs(true);
         if (jobs.empty()) break;
         begin(std::move(jobs));
     }
@@ -113,14 +120,14 @@ void EnrichmentWorker::beginBatches() {
 
 /// One memory whose contents are to be read, or several that only need a vector. What is under way
 /// is left waiting for its own end.
-EnrichmentWorker::Jobs EnrichmentWorker::takeJobs() {
+EnrichmentWorker::Jobs EnrichmentWorker::takeJobs(bool alone) {
     Jobs jobs;
     std::size_t position = 0;
     while (position < waiting_.size() && jobs.size() < embeddingBatchSize) {
         const Uuid id = waiting_[position];
         const EnrichmentNeeds needs = waitingNeeds_.at(id);
         if (needs.contents && !jobs.empty()) break;
-        if (underWay_.contains(id)) {
+        if (needs.alone != alone || underWay_.contains(id)) {
             ++position;
             continue;
         }
@@ -137,6 +144,7 @@ EnrichmentWorker::Jobs EnrichmentWorker::takeJobs() {
 
 void EnrichmentWorker::begin(Jobs jobs) {
     ++batchCount_;
+    isAloneUnderWay_ = jobs.front().needs.alone;
     std::vector<Uuid> ids;
     for (const Job& job : jobs) ids.push_back(job.item->id);
     if (jobs.front().needs.contents) owner_.begun(ids);
@@ -152,6 +160,7 @@ void EnrichmentWorker::begin(Jobs jobs) {
 
 void EnrichmentWorker::finish(const std::vector<Uuid>& ids, std::vector<EnrichmentResult> results) {
     --batchCount_;
+    isAloneUnderWay_ = false;
     std::vector<Uuid> givenUp;
     for (const Uuid& id : ids) {
         const bool isDone = std::any_of(results.begin(), results.end(),

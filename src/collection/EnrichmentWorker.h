@@ -22,6 +22,9 @@ namespace nookery {
 struct EnrichmentNeeds {
     bool contents = false;   ///< its original is to be read
     bool embedding = false;  ///< its text is to be embedded
+    /// Reading it ended the program before: it is read last and nothing beside it, so that no other
+    /// memory is blamed when that happens again.
+    bool alone = false;
 };
 
 /// What came of it.
@@ -80,7 +83,7 @@ class EnrichmentWorker {
 
     void enqueue(const Uuid& id, EnrichmentNeeds needs);
     void beginBatches();
-    Jobs takeJobs();
+    Jobs takeJobs(bool alone);
     void begin(Jobs jobs);
     void finish(const std::vector<Uuid>& ids, std::vector<EnrichmentResult> results);
     void announceCount();
@@ -101,6 +104,7 @@ class EnrichmentWorker {
     int batchCount_ = 0;
     Published<int> waitingCount_{0};
     bool running_ = false;
+    bool isAloneUnderWay_ = false;
     std::stop_source stop_;
     CallbackGuard guard_;
 };

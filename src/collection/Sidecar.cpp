@@ -230,7 +230,7 @@ void Sidecar::noteWorkBegun(std::span<const Uuid> memoryIDs, std::string_view ta
                "VALUES (?1, ?2, 1, ?3) ON CONFLICT(memory_id, task) DO UPDATE SET "
                "attempts = attempts + 1, last_failure = excluded.last_failure;",
                memoryIDs, [task](SqliteStatement& note, const Uuid& id) {
-                   note.with(id, task, std::string_view("NOOKERY ended while it worked on this."));
+                   note.with(id, task, workEndedTheProgram);
                });
 }
 

@@ -27,6 +27,10 @@ struct OriginalFact {
     bool operator==(const OriginalFact&) const = default;
 };
 
+/// What is noted of work that began, until its end is: the failure of an attempt whose end was
+/// never noted.
+inline constexpr std::string_view workEndedTheProgram = "NOOKERY ended while it worked on this.";
+
 /// Something to be done for a memory in the background. `task` names what ("contents",
 /// "embedding").
 struct PendingWork {

@@ -191,5 +191,28 @@ TEST(Trouble, BashAcceptsItsCompletionScript) {
     EXPECT_EQ(::pclose(shell), 0);
 }
 
+TEST(Trouble, ADocumentThatTakesTooMuchMemoryTakesNothingElseWithIt) {
+    const NookeryProgram nookery;
+    std::string content;
+    while (content.size() < 40'000'000) content += "q q q q q q q q ";
+    const Path folder = nookery.home / "in";
+    nookery.home.write(
+        "in/bomb.pdf",
+        "%PDF-1.4\n1 0 obj <</Type/Catalog/Pages 2 0 R>> endobj\n"
+        "2 0 obj <</Type/Pages/Kids[3 0 R]/Count 1>> endobj\n"
+        "3 0 obj <</Type/Page/Parent 2 0 R/MediaBox[0 0 9 9]/Contents 4 0 R>> endobj\n"
+        "4 0 obj <</Length " +
+            std::to_string(content.size()) + ">> stream\n" + content +
+            "endstream endobj\ntrailer <</Root 1 0 R>>\n");
+    nookery.home.write("in/note.txt", "Feed the cat.");
+    const Json added = nookery.json({"add", folder});
+    EXPECT_EQ(added.at("added").size(), 2U);
+    const Json enriched = nookery.json({"enrich"});
+    EXPECT_EQ(enriched.at("pending"), 0);
+    EXPECT_EQ(
+        enriched.at("failed").at(0).at("message"),
+        "“bomb.pdf” was given up: reading it takes too much memory, or breaks what reads it.");
+}
+
 }  // namespace
 }  // namespace nookery

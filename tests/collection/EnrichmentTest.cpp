@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "collection/CrumbStore.h"
 #include "collection/FactLines.h"
 #include "collection/Sidecar.h"
@@ -141,6 +143,33 @@ TEST_F(EnrichmentTest, WhatEndsTheProgramIsNotReadForEver) {
     open();
     EXPECT_EQ(*store_->indexingCount(), 0);
     EXPECT_TRUE(store_->enrichmentFailures().at(0).isGivenUp);
+}
+
+TEST_F(EnrichmentTest, WhatWasReadWhenTheProgramEndedIsReadLastAndAlone) {
+    open();
+    const std::string bytes(pngBytes);
+    const std::vector suspects{capture("1.png", bytes + "1"), capture("2.png", bytes + "2")};
+    const Uuid other = capture("3.png", bytes + "3");
+    Sidecar::open(world_.files, world_.layout()).noteWorkBegun(suspects, "contents");
+    const auto attempts = [&] {
+        std::map<Uuid, int> counted;
+        auto sidecar = Sidecar::openForReading(world_.layout().sidecar());
+        for (const auto& work : sidecar.pendingWork("contents")) {
+            counted[work.memoryID] = work.attempts;
+        }
+        return counted;
+    };
+    open().startBackgroundWork();
+    EXPECT_EQ(attempts(), (std::map<Uuid, int>{{suspects[0], 1}, {suspects[1], 1}, {other, 1}}));
+    store_->pauseBackgroundWork();
+    world_.time.settle();
+    store_->deleteMemories({other}, [](const auto&) {});
+    world_.time.advance(5);
+    open().startBackgroundWork();
+    EXPECT_EQ(attempts()[suspects[0]] + attempts()[suspects[1]], 3);
+    world_.time.advance(5);
+    EXPECT_TRUE(attempts().empty());
+    EXPECT_TRUE(isEnriched(store_->item(suspects[1])->searchableText));
 }
 
 TEST_F(EnrichmentTest, WorkGivenUpHalfWayWaitsAndCountsAsNoAttempt) {
