@@ -43,6 +43,7 @@ icu::BreakIterator& characterIterator() {
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-function-size): ICU's macros nest.
 std::size_t validUtf8Prefix(std::string_view text) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
     const auto length = static_cast<std::int64_t>(text.size());
@@ -86,6 +87,7 @@ char32_t nextCodePoint(std::string_view text, std::size_t& position) {
     return static_cast<char32_t>(codePoint);
 }
 
+// NOLINTNEXTLINE(readability-function-size): ICU's macros nest.
 void appendUtf8(std::string& text, char32_t codePoint) {
     char buffer[4];
     std::int32_t length = 0;
