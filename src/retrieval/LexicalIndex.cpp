@@ -19,7 +19,6 @@ constexpr std::size_t batchSize = 1024;
 constexpr double assumedAverageLength = 30;
 
 /// Lines of SearchRecord::combined before those that come once a tag or person.
-constexpr std::size_t textLineCount = 3;
 constexpr std::size_t detailLineCount = 4;
 
 /// Writes a search record as a token stream.
