@@ -82,7 +82,10 @@ class PdfProcesses {
         OpenedFile::open(reading);
         details.insert(details.begin(), {std::string(what), reading.path().native()});
         auto process = take();
-        sendFields(process->socket(), details);
+        if (!sendFields(process->socket(), details)) {  // ended while it waited
+            process = std::make_unique<PdfProcess>(program_);
+            sendFields(process->socket(), details);
+        }
         auto answer = receiveFields(process->socket(), stop);
         if (!answer || answer->empty()) failBy(process->end(), reading);
         giveBack(std::move(process));

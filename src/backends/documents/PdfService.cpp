@@ -3,9 +3,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <poll.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -123,7 +121,6 @@ std::optional<PdfFields> receiveFields(int socket, const std::stop_token& stop) 
 }
 
 int servePdf() {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     while (const auto request = receiveFields(STDIN_FILENO, {})) {
         limitWhatFollows();
         PdfFields answer;
