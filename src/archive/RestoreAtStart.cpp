@@ -64,7 +64,7 @@ std::vector<RestoreNotice> completeWaitingRestores(const Platform& platform,
 std::optional<PastRestore> lastRestore(FileSystem& files, const LibraryLayout& layout) {
     const Path place = layout.library() / restore::outcomeName;
     if (!files.status(place)) return std::nullopt;
-    const Json object = parseJson(readWholeFile(files, place, maximumOutcomeByteCount));
+    const Json object = readJsonFile(files, place, {.maximumByteCount = maximumOutcomeByteCount});
     const auto date = parseIso8601(requiredString(object, "date"));
     const auto restored = object.find("restored");
     if (!date || restored == object.end() || !restored->is_boolean()) {

@@ -46,7 +46,7 @@ JournaledSwap JournaledSwap::begin(FileSystem& files, Path root, Path journal,
 
 std::optional<JournaledSwap> JournaledSwap::find(FileSystem& files, Path root, Path journal) {
     if (!files.status(journal)) return std::nullopt;
-    const Json object = parseJson(readWholeFile(files, journal, maximumJournalByteCount));
+    const Json object = readJsonFile(files, journal, {.maximumByteCount = maximumJournalByteCount});
     const std::string direction = requiredString(object, "direction");
     if (!object.contains("moves") || (direction != "forward" && direction != "back")) {
         throw JsonError("The journal " + displayName(journal) + " cannot be understood.");

@@ -12,8 +12,7 @@ namespace {
 constexpr std::size_t largestLegacyFile = std::size_t{4} << 30;
 
 CrumbItemList readLegacyFile(FileSystem& files, const Path& path) {
-    const std::string text = readWholeFile(files, path, largestLegacyFile);
-    const Json list = parseJson(text, {.maximumByteCount = largestLegacyFile});
+    const Json list = readJsonFile(files, path, {.maximumByteCount = largestLegacyFile});
     if (!list.is_array()) throw JsonError("Not a list of memories: " + displayName(path));
     CrumbItemList items;
     items.reserve(list.size());

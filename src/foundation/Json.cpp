@@ -45,8 +45,22 @@ Json parseJson(std::string_view text, const JsonLimits& limits) {
     checkDepth(text, limits.maximumDepth);
     try {
         return Json::parse(text);
-    } catch (const Json::exception& error) {
-        throw JsonError(fmt::format("Malformed JSON: {}", error.what()));
+    } catch (const Json::parse_error& error) {
+        // The library's own words quote what it stumbled over.
+        throw JsonError(
+            fmt::format("Not valid JSON: it goes wrong or breaks off at byte {}.", error.byte));
+    } catch (const Json::exception&) {
+        throw JsonError("Not valid JSON: a number is too large.");
+    }
+}
+
+Json readJsonFile(FileSystem& files, const Path& path, const JsonLimits& limits) {
+    const std::string text = readWholeFile(files, path, limits.maximumByteCount);
+    try {
+        return parseJson(text, limits);
+    } catch (const JsonError& error) {
+        throw JsonError(
+            fmt::format("{} cannot be understood: {}", displayName(path), error.description()));
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include "foundation/Date.h"
 #include "foundation/Error.h"
+#include "foundation/FileSystem.h"
 
 namespace nookery {
 
@@ -29,6 +30,9 @@ struct JsonLimits {
 /// Reads one JSON document of foreign origin: larger than the limits, deeper, malformed, not
 /// UTF-8, or followed by anything throws JsonError. Nesting never reaches the stack.
 Json parseJson(std::string_view text, const JsonLimits& limits = {});
+
+/// The same for a whole file, which JsonError then names. Also throws FileError.
+Json readJsonFile(FileSystem& files, const Path& path, const JsonLimits& limits = {});
 
 /// One line, no escapes but the necessary ones; text that is not UTF-8 is written with U+FFFD.
 std::string toJsonText(const Json& json);

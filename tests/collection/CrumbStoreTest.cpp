@@ -103,7 +103,9 @@ TEST_F(CrumbStoreTest, ADamagedLegacyFileStaysForTheNextStart) {
     open();
     EXPECT_TRUE(store_->items()->empty());
     EXPECT_TRUE(store_->startFailure());
-    EXPECT_TRUE(world_.log.contains("Crumb SQLite load/migration error: "));
+    EXPECT_TRUE(world_.log.contains("Crumb SQLite load/migration error: " +
+                                    (world_.folder / "data/Crumb/crumbs.json").native() +
+                                    " cannot be understood: Not valid JSON: "));
     EXPECT_EQ(world_.folder.read("data/Crumb/crumbs.json"), damaged);
     world_.folder.write("data/Crumb/crumbs.json", legacyLibrary);
     open();
