@@ -77,6 +77,11 @@ bool isSecure(const CrumbItem& item) {
     });
 }
 
+/// In front, where no later reading of the original replaces it.
+void markSecure(CrumbItem& item) {
+    item.searchableText.insert(0, std::string(secureMarkers.front()) + '\n');
+}
+
 Json toKeyedForm(const CrumbItem& item, KeyedDates dates) {
     Json object{{"id", item.id.toString()},
                 {"title", item.title},

@@ -43,8 +43,10 @@ struct CrumbItem {
     bool operator==(const CrumbItem&) const = default;
 };
 
-/// Whether the memory's value is kept in the key store. Such a memory never leaves this computer.
+/// Whether the memory is marked as secure: its value is kept in the key store, or it was derived
+/// from such a memory that is gone. It never leaves this computer.
 bool isSecure(const CrumbItem& item);
+void markSecure(CrumbItem& item);
 
 /// Records are immutable once published, so that lists share them instead of copying.
 using CrumbItemPointer = std::shared_ptr<const CrumbItem>;

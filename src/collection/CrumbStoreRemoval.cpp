@@ -7,6 +7,7 @@
 #include "collection/CrumbStore.h"
 #include "collection/CrumbStoreParts.h"
 #include "collection/MemoryRemoval.h"
+#include "collection/SecureMemories.h"
 #include "platform/Log.h"
 
 namespace nookery {
@@ -118,6 +119,11 @@ void CrumbStore::deleteMemories(const std::vector<Uuid>& ids, Finished finished)
             const auto originals =
                 originalsUsedOnlyBy(*parts_->memories.all(), removed, parts_->layout);
             parts_->notePendingRemoval(originals);
+            const CrumbItemList heirs = heirsOfSecrecy(*parts_->memories.all(), removed);
+            if (!heirs.empty()) {
+                if (const auto failure = parts_->saveChanged(heirs))
+                    return DestructiveOutcome{.failure = failure};
+            }
             const auto failure =
                 parts_->save("Crumb bulk database delete error: ", [&](SQLiteDatabase& target) {
                     target.deleteItems(std::vector(removed.begin(), removed.end()), point);

@@ -2,7 +2,7 @@
 
 #include <unordered_map>
 
-#include "mobilelink/SecureMemories.h"
+#include "collection/SecureMemories.h"
 
 namespace nookery {
 namespace {

@@ -2,14 +2,13 @@
 
 #include <fmt/format.h>
 
-#include <unordered_map>
-
+#include "collection/SecureMemories.h"
 #include "foundation/DurableFile.h"
 #include "mobilelink/AttachmentPublisher.h"
 #include "mobilelink/LinkFolders.h"
 #include "mobilelink/PhoneMemory.h"
-#include "mobilelink/SecureMemories.h"
 #include "platform/Clock.h"
+#include "platform/CloudContainer.h"
 #include "platform/Log.h"
 
 namespace nookery {
@@ -18,12 +17,7 @@ namespace {
 constexpr const char* indexName = "memories-index-v1.enc";
 
 CrumbItemList publishable(const CrumbItemList& items) {
-    std::unordered_map<Uuid, CrumbItemPointer> byID;
-    for (const auto& item : items) byID.emplace(item->id, item);
-    const FindMemory find = [&](const Uuid& id) {
-        const auto found = byID.find(id);
-        return found == byID.end() ? nullptr : found->second;
-    };
+    const FindMemory find = finderIn(items);
     CrumbItemList kept;
     for (const auto& item : items) {
         if (!neverLeaves(*item, find)) kept.push_back(item);
@@ -107,10 +101,11 @@ void NookeryMemoryPublisher::cleanObsoleteAttachments(const Path& folder,
                                                       const std::unordered_set<Uuid>& attached,
                                                       LinkRecords& records) const try {
     for (const DirectoryEntry& entry : platform_.files.list(folder)) {
-        const auto memory = memoryOfAttachment(entry.name.native());
+        const Path name = platform_.cloud.nameBehindPlaceholder(entry.name).value_or(entry.name);
+        const auto memory = memoryOfAttachment(name.native());
         // An id in lower case is no name of ours, and nothing that the index refers to.
         const bool isWanted =
-            memory && attached.contains(*memory) && entry.name == attachmentNameOf(*memory);
+            memory && attached.contains(*memory) && name == attachmentNameOf(*memory);
         if (!memory || isWanted || entry.type != FileType::regular) continue;
         platform_.files.removeFile(folder / entry.name);
         if (!attached.contains(*memory)) records.forgetAttachment(*memory);
