@@ -43,6 +43,8 @@ struct FileStatus {
     FileType type = FileType::other;
     std::int64_t byteCount = 0;
     std::int64_t modifiedNanoseconds = 0;  ///< since 1970
+    /// When the system last saw content, times, name or permissions change: cannot be set back.
+    std::int64_t changedNanoseconds = 0;
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
     std::uint64_t linkCount = 0;

@@ -31,13 +31,18 @@ class Descriptor {
     int number_;
 };
 
+std::int64_t nanosecondsOf(const ::timespec& time) {
+    return time.tv_sec * 1'000'000'000LL + time.tv_nsec;
+}
+
 FileStatus toFileStatus(const struct ::stat& raw) {
     FileStatus status;
     if (S_ISREG(raw.st_mode)) status.type = FileType::regular;
     if (S_ISDIR(raw.st_mode)) status.type = FileType::directory;
     if (S_ISLNK(raw.st_mode)) status.type = FileType::symbolicLink;
     status.byteCount = raw.st_size;
-    status.modifiedNanoseconds = raw.st_mtim.tv_sec * 1'000'000'000LL + raw.st_mtim.tv_nsec;
+    status.modifiedNanoseconds = nanosecondsOf(raw.st_mtim);
+    status.changedNanoseconds = nanosecondsOf(raw.st_ctim);
     status.device = raw.st_dev;
     status.inode = raw.st_ino;
     status.linkCount = raw.st_nlink;

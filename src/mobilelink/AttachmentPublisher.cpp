@@ -47,6 +47,16 @@ class DigestAlongside {
     std::future<void> running_;  ///< destroyed first, which waits for it
 };
 
+void noteSealed(PublishedAttachment& attachment, const FileStatus& sealed) {
+    attachment.sealedModifiedNanoseconds = sealed.modifiedNanoseconds;
+    attachment.sealedChangedNanoseconds = sealed.changedNanoseconds;
+}
+
+bool isAsNoted(const PublishedAttachment& attachment, const FileStatus& sealed) {
+    return attachment.sealedModifiedNanoseconds == sealed.modifiedNanoseconds &&
+           attachment.sealedChangedNanoseconds == sealed.changedNanoseconds;
+}
+
 }  // namespace
 
 std::string attachmentNameOf(const Uuid& memoryID) {
@@ -110,9 +120,7 @@ bool AttachmentPublisher::isCurrent(const CrumbItem& item, const FileStatus& sou
     PublishedAttachment now = last;
     now.source = *item.filePath;
     now.sourceModifiedNanoseconds = source.modifiedNanoseconds;
-    if (const auto sealed = platform_.files.status(placeOf(item.id))) {
-        now.sealedModifiedNanoseconds = sealed->modifiedNanoseconds;
-    }
+    if (const auto sealed = platform_.files.status(placeOf(item.id))) noteSealed(now, *sealed);
     if (now != last) records_.record(std::span(&now, 1));
     return true;
 }
@@ -135,7 +143,7 @@ bool AttachmentPublisher::isOnDrive(const PublishedAttachment& last) const {
         sealed->byteCount != last.sourceByteCount + sealedBoxExtraByteCount) {
         return false;
     }
-    return sealed->modifiedNanoseconds == last.sealedModifiedNanoseconds ||
+    return isAsNoted(last, *sealed) ||
            isSealedBox(platform_.files, platform_.encryption, key_, place, last.mark);
 }
 
@@ -186,7 +194,7 @@ void AttachmentPublisher::commit() {
         batch_->commit();
         for (PublishedAttachment& attachment : written_) {
             const auto sealed = platform_.files.status(placeOf(attachment.memoryID));
-            if (sealed) attachment.sealedModifiedNanoseconds = sealed->modifiedNanoseconds;
+            if (sealed) noteSealed(attachment, *sealed);
             report_.attached.insert(attachment.memoryID);
         }
         report_.writtenCount += written_.size();

@@ -31,4 +31,19 @@ PublishError::PublishError()
 UnreadableSealedFile::UnreadableSealedFile()
     : Error("The file is damaged, incomplete, or was not sealed with the paired key.") {}
 
+std::optional<std::string> failureWorthTelling(const std::exception_ptr& failure) {
+    if (!failure) return std::nullopt;
+    try {
+        std::rethrow_exception(failure);
+    } catch (const Cancelled&) {
+        return std::nullopt;
+    } catch (const PublishError&) {
+        return std::nullopt;
+    } catch (const std::exception& error) {
+        return error.what();
+    } catch (...) {
+        return std::nullopt;
+    }
+}
+
 }  // namespace nookery

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <exception>
+#include <optional>
+#include <string>
+
 #include "foundation/Error.h"
 
 namespace nookery {
@@ -33,5 +37,9 @@ class UnreadableSealedFile : public Error {
   public:
     UnreadableSealedFile();
 };
+
+/// What a run failed with, in words. None when it did not, or when there is nothing to tell: the
+/// person stopped it, or no phone is paired.
+std::optional<std::string> failureWorthTelling(const std::exception_ptr& failure);
 
 }  // namespace nookery

@@ -8,9 +8,11 @@
 namespace nookery {
 namespace {
 
-constexpr int formatVersion = 1;
+constexpr int formatVersion = 2;
 
 constexpr const char* schema = R"sql(
+DROP TABLE IF EXISTS attachments;
+DROP TABLE IF EXISTS events;
 CREATE TABLE attachments (
     memory_id TEXT PRIMARY KEY NOT NULL,
     key_id BLOB NOT NULL,
@@ -19,6 +21,7 @@ CREATE TABLE attachments (
     source_modified_nanoseconds INTEGER NOT NULL,
     source_digest BLOB NOT NULL,
     sealed_modified_nanoseconds INTEGER NOT NULL,
+    sealed_changed_nanoseconds INTEGER NOT NULL,
     nonce BLOB NOT NULL,
     tag BLOB NOT NULL
 ) WITHOUT ROWID;
@@ -28,7 +31,7 @@ CREATE TABLE events (
     kind TEXT NOT NULL,
     text TEXT NOT NULL
 );
-PRAGMA user_version=1;
+PRAGMA user_version=2;
 )sql";
 
 constexpr const char* eventColumns = "SELECT time, kind, text FROM events ";
@@ -70,8 +73,9 @@ PublishedAttachment attachmentFrom(const SqliteStatement& row, const Uuid& memor
     attachment.sourceModifiedNanoseconds = row.integer(4);
     attachment.sourceDigest.bytes = arrayFrom<decltype(Sha256Digest::bytes)>(row.blob(5));
     attachment.sealedModifiedNanoseconds = row.integer(6);
-    attachment.mark.nonce = arrayFrom<EncryptionNonce>(row.blob(7));
-    attachment.mark.tag = arrayFrom<AuthenticationTag>(row.blob(8));
+    attachment.sealedChangedNanoseconds = row.integer(7);
+    attachment.mark.nonce = arrayFrom<EncryptionNonce>(row.blob(8));
+    attachment.mark.tag = arrayFrom<AuthenticationTag>(row.blob(9));
     return attachment;
 }
 
@@ -97,7 +101,7 @@ LinkRecords LinkRecords::openForWriting(const Path& path) {
     connection.execute("PRAGMA synchronous=NORMAL;");
     const std::int64_t version = versionOf(connection);
     refuseNewer(version);
-    if (version == 0) {
+    if (version < formatVersion) {
         SqliteTransaction transaction(connection);
         connection.execute(schema);
         transaction.commit();
@@ -126,8 +130,8 @@ std::unordered_map<Uuid, PublishedAttachment> LinkRecords::attachments() {
     std::unordered_map<Uuid, PublishedAttachment> found;
     SqliteStatement rows(connection_,
                          "SELECT memory_id, key_id, source, source_byte_count, "
-                         "source_modified_nanoseconds, source_digest, "
-                         "sealed_modified_nanoseconds, nonce, tag FROM attachments;");
+                         "source_modified_nanoseconds, source_digest, sealed_modified_nanoseconds, "
+                         "sealed_changed_nanoseconds, nonce, tag FROM attachments;");
     while (rows.step()) {
         if (const auto id = rows.uuid(0)) found.emplace(*id, attachmentFrom(rows, *id));
     }
@@ -139,14 +143,15 @@ void LinkRecords::record(std::span<const PublishedAttachment> attachments) {
     SqliteStatement statement(connection_,
                               "INSERT OR REPLACE INTO attachments (memory_id, key_id, source, "
                               "source_byte_count, source_modified_nanoseconds, source_digest, "
-                              "sealed_modified_nanoseconds, nonce, tag) "
-                              "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?);");
+                              "sealed_modified_nanoseconds, "
+                              "sealed_changed_nanoseconds, nonce, tag) "
+                              "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
     for (const PublishedAttachment& attachment : attachments) {
         statement
             .with(attachment.memoryID, bytesOf(attachment.keyID),
                   std::as_bytes(std::span(attachment.source.native())), attachment.sourceByteCount,
                   attachment.sourceModifiedNanoseconds, bytesOf(attachment.sourceDigest),
-                  attachment.sealedModifiedNanoseconds,
+                  attachment.sealedModifiedNanoseconds, attachment.sealedChangedNanoseconds,
                   std::span<const std::byte>(attachment.mark.nonce),
                   std::span<const std::byte>(attachment.mark.tag))
             .run();

@@ -22,7 +22,9 @@ struct PublishedAttachment {
     std::int64_t sourceByteCount = 0;
     std::int64_t sourceModifiedNanoseconds = 0;
     Sha256Digest sourceDigest{};
+    // Of the sealed file, as the file system last told them.
     std::int64_t sealedModifiedNanoseconds = 0;
+    std::int64_t sealedChangedNanoseconds = 0;
     SealedMark mark{};
 
     bool operator==(const PublishedAttachment&) const = default;
@@ -47,7 +49,7 @@ class LinkRecords {
   public:
     static constexpr std::size_t eventsKept = 1000;
 
-    /// Creates the file when it is missing, and anew when it is damaged.
+    /// Creates the file when it is missing, and anew when it is damaged or of an older format.
     static LinkRecords open(FileSystem& files, const Path& path);
     /// None when there is no such file.
     static std::optional<LinkRecords> openForReading(FileSystem& files, const Path& path);

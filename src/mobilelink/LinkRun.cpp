@@ -24,21 +24,6 @@ void noteEvent(const Platform& platform, const LibraryLayout& layout, std::strin
     platform.log.line("NOOKERY phone link record error: " + error.description());
 }
 
-/// Nothing to tell of when the person stopped it, or has no phone.
-std::optional<std::string> descriptionWorthKeeping(const std::exception_ptr& failure) {
-    try {
-        std::rethrow_exception(failure);
-    } catch (const Cancelled&) {
-        return std::nullopt;
-    } catch (const PublishError&) {
-        return std::nullopt;
-    } catch (const std::exception& error) {
-        return error.what();
-    } catch (...) {
-        return std::nullopt;
-    }
-}
-
 }  // namespace
 
 void EditReport::count(EditAnswer answer) {
@@ -157,12 +142,10 @@ void LinkRun::publish() {
 void LinkRun::finish(std::exception_ptr failure) {
     found_ = {};
     outcome_.failure = failure;
-    if (failure) {
-        if (const auto text = descriptionWorthKeeping(failure)) {
-            platform_.linkQueue.async([platform = platform_, layout = layout_, text = *text] {
-                noteEvent(platform, layout, "failed", text);
-            });
-        }
+    if (const auto text = failureWorthTelling(failure)) {
+        platform_.linkQueue.async([platform = platform_, layout = layout_, text = *text] {
+            noteEvent(platform, layout, "failed", text);
+        });
     }
     platform_.mainQueue.async(guard_.guarded(
         [finished = callbacks_.finished, outcome = outcome_] { finished(outcome); }));

@@ -15,20 +15,6 @@ constexpr Seconds quietBeforePublishing{3};
 constexpr Seconds pauseAfterFailure{12};
 constexpr Seconds pauseBetweenLooks{5};
 
-/// The failure in words; none when there was none, or when it is nothing to tell of.
-std::optional<std::string> failureOf(const LinkOutcome& outcome) {
-    if (!outcome.failure) return std::nullopt;
-    try {
-        std::rethrow_exception(outcome.failure);
-    } catch (const Cancelled&) {
-        return std::nullopt;
-    } catch (const PublishError&) {
-        return std::nullopt;
-    } catch (const std::exception& error) {
-        return error.what();
-    }
-}
-
 }  // namespace
 
 PhoneLink::PhoneLink(const Platform& platform, LibraryLayout layout, CrumbStore& store)
@@ -74,7 +60,7 @@ void PhoneLink::publishAutomatically() {
                  platform_.log.line(
                      fmt::format("NOOKERY: automatically published {} memories to iCloud",
                                  outcome.publish.publishedCount));
-             } else if (const auto failure = failureOf(outcome)) {
+             } else if (const auto failure = failureWorthTelling(outcome.failure)) {
                  platform_.log.line("NOOKERY: automatic iPhone memory sync deferred: " + *failure);
              }
          }});
@@ -85,7 +71,7 @@ void PhoneLink::receiveInLoop() {
 }
 
 void PhoneLink::scheduleReceiving(const LinkOutcome& last) {
-    const std::string failure = failureOf(last).value_or("");
+    const std::string failure = failureWorthTelling(last.failure).value_or("");
     // A drive that is away for hours is told of once.
     if (!failure.empty() && failure != lastReceiveFailure_) {
         platform_.log.line("NOOKERY: mobile edit receiver will retry: " + failure);

@@ -74,6 +74,13 @@ void LinkWorld::change(const CrumbItem& item) {
     if (store->replaceItem(item)) throw std::runtime_error("not changed");
 }
 
+void LinkWorld::remove(const Uuid& id) {
+    store->deleteMemories({id}, [](const DestructiveOutcome& outcome) {
+        if (outcome.failure) throw std::runtime_error(*outcome.failure);
+    });
+    world.time.settle();
+}
+
 void LinkWorld::makeFormatted(const Uuid& id) {
     link.reset();
     store.reset();
@@ -100,9 +107,7 @@ EditReport LinkWorld::receive() {
 }
 
 std::string LinkWorld::opened(const Path& file) const {
-    const auto files = makePosixFileSystem();
-    return openBox(world.encryption, *EncryptionKey::fromBytes(keyBytes),
-                   readWholeFile(*files, file, 1 << 30));
+    return openBox(world.encryption, *EncryptionKey::fromBytes(keyBytes), world.folder.read(file));
 }
 
 Json LinkWorld::index() const { return parseJson(opened(memories() / "memories-index-v1.enc")); }
@@ -131,9 +136,7 @@ Json LinkWorld::requestFor(const CrumbItem& item, const Uuid& id) const {
 }
 
 void LinkWorld::putSealed(const Path& file, const std::string& plain) {
-    std::filesystem::create_directories(file.parent_path());
-    world.folder.write(file.lexically_relative(world.folder.path()),
-                       sealBox(world.encryption, *EncryptionKey::fromBytes(keyBytes), plain));
+    world.folder.write(file, sealBox(world.encryption, *EncryptionKey::fromBytes(keyBytes), plain));
 }
 
 Uuid LinkWorld::ask(const CrumbItem& item, const Json& changes) {

@@ -31,6 +31,7 @@ class LinkWorld {
     CrumbItem picture(const std::string& title, const std::string& content);
     void add(const CrumbItem& item);
     void change(const CrumbItem& item);
+    void remove(const Uuid& id);
     /// Gives the memory a formatted body.
     void makeFormatted(const Uuid& id);
     CrumbItem read(const Uuid& id) const { return *store->item(id); }
