@@ -8,23 +8,23 @@
 #include "fieldreports/FieldReportScan.h"
 #include "fieldreports/FieldReportShelf.h"
 #include "fieldreports/NookeryFieldReportPDF.h"
+#include "fieldreports/NookeryFieldReportReceiver.h"
 #include "foundation/Text.h"
 
 namespace nookery::cli {
 namespace {
 
-LibraryLock lockLibrary(Session& session) {
-    return LibraryLock::acquire(session.platform().files, session.layout(), session.now());
-}
-
-/// Runs a change that windows announce under this title when it fails.
+/// Runs a change of the store's reports, which windows announce under this title when it fails.
 template <typename Change>
-void changing(std::string_view failureTitle, const Change& change) {
-    try {
-        change();
-    } catch (const Error& error) {
-        throw Error(fmt::format("{}: {}", failureTitle, error.description()));
-    }
+void changing(Session& session, std::string_view failureTitle, const Change& change) {
+    CrumbStore& store = session.open(LibraryAccess::writing);
+    NookeryFieldReportReceiver receiver(
+        session.platform(), session.layout(),
+        [&](const auto& reports) { store.setFieldReports(reports); });
+    store.setFieldReportReceiver(&receiver);
+    const SaveFailure failure = change(store);
+    store.setFieldReportReceiver(nullptr);
+    if (failure) throw Error(fmt::format("{}: {}", failureTitle, *failure));
 }
 
 int runList(Session& session, const Arguments&) {
@@ -54,7 +54,8 @@ OrderedJson scanJson(const FieldReportScan& scan) {
 }
 
 int runScan(Session& session, const Arguments&) {
-    const LibraryLock lock = lockLibrary(session);
+    const auto lock =
+        LibraryLock::acquire(session.platform().files, session.layout(), session.now());
     FieldReportShelf shelf(session.platform(), session.layout());
     shelf.removeLeftovers();
     const FieldReportScan scan = scanFieldReports(session.platform(), shelf);
@@ -88,11 +89,9 @@ int runShow(Session& session, const Arguments& arguments) {
 }
 
 int runRename(Session& session, const Arguments& arguments) {
-    const LibraryLock lock = lockLibrary(session);
     const auto report = findReport(session, arguments.positional(0));
-    changing("Could Not Rename Field Report", [&] {
-        FieldReportShelf(session.platform(), session.layout())
-            .rename(report, toValidUtf8(arguments.positional(1)));
+    changing(session, "Could Not Rename Field Report", [&](CrumbStore& store) {
+        return store.renameFieldReport(report, toValidUtf8(arguments.positional(1)));
     });
     const auto renamed = findReport(session, report.id.toString());
     if (session.wantsJson()) {
@@ -105,7 +104,6 @@ int runRename(Session& session, const Arguments& arguments) {
 }
 
 int runDelete(Session& session, const Arguments& arguments) {
-    const LibraryLock lock = lockLibrary(session);
     const auto report = findReport(session, arguments.positional(0));
     const std::string title = "Delete Field Report?";
     const std::string text = fmt::format(
@@ -115,8 +113,8 @@ int runDelete(Session& session, const Arguments& arguments) {
     const bool isOnlyAsked = arguments.has("dry-run");
     if (!isOnlyAsked) {
         session.demandConsent(title, text);
-        changing("Could Not Delete Field Report",
-                 [&] { FieldReportShelf(session.platform(), session.layout()).remove(report); });
+        changing(session, "Could Not Delete Field Report",
+                 [&](CrumbStore& store) { return store.deleteFieldReport(report); });
     }
     if (session.wantsJson()) {
         session.print({{"deleted", isOnlyAsked ? 0 : 1}, {"id", report.id.toString()}});

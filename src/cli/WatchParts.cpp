@@ -52,9 +52,11 @@ class FieldReportPart final : public WatchPart {
         receiver_ = std::make_unique<NookeryFieldReportReceiver>(
             session_.platform(), session_.layout(),
             [this](const auto& reports) { takeOver(reports); });
+        store_.setFieldReportReceiver(receiver_.get());
         receiver_->start();
     }
     void stop() override {
+        store_.setFieldReportReceiver(nullptr);
         receiver_.reset();
         session_.platform().linkQueue.sync([] {});
     }

@@ -56,6 +56,31 @@ void CrumbStore::setFieldReports(std::vector<NookeryReceivedFieldReport> reports
     parts_->fieldReports.set(std::move(reports));
 }
 
+void CrumbStore::setFieldReportReceiver(FieldReportReceiver* receiver) {
+    parts_->fieldReportReceiver = receiver;
+}
+
+SaveFailure CrumbStore::renameFieldReport(const NookeryReceivedFieldReport& report,
+                                          const std::string& title) {
+    return parts_->changeFieldReport(
+        [&](FieldReportReceiver& receiver) { receiver.rename(report, title); });
+}
+
+SaveFailure CrumbStore::deleteFieldReport(const NookeryReceivedFieldReport& report) {
+    return parts_->changeFieldReport([&](FieldReportReceiver& receiver) { receiver.remove(report); });
+}
+
+SaveFailure CrumbStore::Parts::changeFieldReport(
+    const std::function<void(FieldReportReceiver&)>& change) {
+    if (fieldReportReceiver == nullptr) return "Field Report receiver is unavailable.";
+    try {
+        change(*fieldReportReceiver);
+        return std::nullopt;
+    } catch (const Error& error) {
+        return error.description();
+    }
+}
+
 const Published<std::optional<BringBackNotice>>& CrumbStore::bringBackNotice() const {
     return parts_->annotations.bringBackNotice();
 }

@@ -171,8 +171,14 @@ class CrumbStore {
     /// Originals that could not be read, wholly or in part. Throws DatabaseError.
     std::vector<EnrichmentFailure> enrichmentFailures() const;
 
-    /// What the field-report receiver found.
+    // Field reports. Changes fail while there is no receiver.
+    /// Null for none; it must stay until another is set.
+    void setFieldReportReceiver(FieldReportReceiver* receiver);
+    /// What the receiver found.
     void setFieldReports(std::vector<NookeryReceivedFieldReport> reports);
+    SaveFailure renameFieldReport(const NookeryReceivedFieldReport& report,
+                                  const std::string& title);
+    SaveFailure deleteFieldReport(const NookeryReceivedFieldReport& report);
 
     /// Null with reading access or when the library could not be opened.
     CrumbRecoverySnapshots* recoverySnapshots() const;

@@ -54,6 +54,7 @@ class CrumbStore::Parts {
     Published<std::optional<InboxReport>> inboxReport;
     Published<int> faceDataRevision{0};
     Published<std::vector<NookeryReceivedFieldReport>> fieldReports;
+    FieldReportReceiver* fieldReportReceiver = nullptr;
     Published<std::optional<SnapshotProgress>> snapshotProgress;
     Published<std::optional<IntakeNotice>> intakeNotice;
     MemoryAnnotations annotations;
@@ -102,6 +103,7 @@ class CrumbStore::Parts {
                              const std::function<void(SQLiteDatabase&)>& change);
     /// Runs a change of what lies in the user defaults.
     SaveFailure annotate(const std::function<void()>& change);
+    SaveFailure changeFieldReport(const std::function<void(FieldReportReceiver&)>& change);
     /// Runs a change of the sidecar; what it holds can be made again, so a failure is only logged.
     void withSidecar(const std::function<void(Sidecar&)>& change);
     SaveFailure logged(std::string_view logPrefix, const std::string& description);

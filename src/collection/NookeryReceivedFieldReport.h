@@ -33,4 +33,13 @@ struct NookeryReceivedFieldReport {
     std::string shownTitle() const { return title.empty() ? "Untitled Field Report" : title; }
 };
 
+/// Carries out what the person asks to be done with a received report. Both throw Error when it
+/// cannot be done. Main thread.
+class FieldReportReceiver {
+  public:
+    virtual ~FieldReportReceiver() = default;
+    virtual void rename(const NookeryReceivedFieldReport& report, const std::string& title) = 0;
+    virtual void remove(const NookeryReceivedFieldReport& report) = 0;
+};
+
 }  // namespace nookery

@@ -6,6 +6,7 @@
 
 #include "fieldreports/FieldReportError.h"
 #include "foundation/Json.h"
+#include "foundation/Text.h"
 
 namespace nookery {
 namespace {
@@ -67,7 +68,7 @@ std::vector<FieldReportManifest::Attachment> attachmentsFrom(const Json& list) {
     for (const Json& object : list) {
         attachments.push_back(attachmentFrom(object));
         const bool isNew = ids.insert(attachments.back().id).second &&
-                           names.insert(attachments.back().storedName).second;
+                           names.insert(composed(attachments.back().storedName)).second;
         if (!isNew) throw FieldReportError("The manifest lists an attachment twice.");
     }
     return attachments;

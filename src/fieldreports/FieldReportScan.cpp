@@ -33,7 +33,7 @@ bool attachmentsAreHere(const Platform& platform, const Path& upload,
     }
     bool allAreHere = true;
     for (const auto& attachment : manifest.attachments) {
-        allAreHere &= isHere(platform, folder / attachment.storedName);
+        allAreHere &= isHere(platform, uploadedFile(platform, folder, attachment.storedName));
     }
     return allAreHere;
 }

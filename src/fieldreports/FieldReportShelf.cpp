@@ -8,6 +8,8 @@
 #include "fieldreports/FieldReportWorkingCopy.h"
 #include "foundation/DurableFile.h"
 #include "foundation/Json.h"
+#include "foundation/Text.h"
+#include "platform/CloudContainer.h"
 #include "platform/Log.h"
 #include "platform/Trash.h"
 
@@ -18,6 +20,19 @@ constexpr std::string_view stagingPrefix = ".staging-";
 constexpr std::size_t maximumListByteCount = std::size_t{16} << 20;
 
 }  // namespace
+
+Path uploadedFile(const Platform& platform, const Path& folder, const std::string& storedName) {
+    const Path exact = folder / storedName;
+    const bool hasOneSpelling = codePointCount(storedName) == storedName.size();  // ASCII
+    if (hasOneSpelling || platform.cloud.presence(exact) != CloudPresence::absent) return exact;
+    if (!platform.files.status(folder)) return exact;
+    const std::string wanted = composed(storedName);
+    for (const DirectoryEntry& entry : platform.files.list(folder)) {
+        const Path name = platform.cloud.nameBehindPlaceholder(entry.name).value_or(entry.name);
+        if (composed(toValidUtf8(name.native())) == wanted) return folder / name;
+    }
+    return exact;
+}
 
 FieldReportShelf::FieldReportShelf(const Platform& platform, LibraryLayout layout)
     : platform_(platform), files_(platform.files), layout_(std::move(layout)) {}
@@ -31,8 +46,7 @@ std::vector<NookeryReceivedFieldReport> FieldReportShelf::load() const {
         try {
             reports.push_back(loadOne(*id));
         } catch (const Error& error) {
-            platform_.log.line(fmt::format("NOOKERY Field Report load error ({}): {}",
-                                           id->toString(), error.description()));
+            logLoadError(*id, error);
         }
     }
     std::sort(reports.begin(), reports.end(), [](const auto& left, const auto& right) {
@@ -63,14 +77,26 @@ NookeryReceivedFieldReport FieldReportShelf::loadOne(const Uuid& id) const {
              .caption = {},
              .url = folder / fieldReportAttachmentsName / attachment.storedName});
     }
+    showEdits(report);
+    return report;
+}
+
+/// A damaged working copy must not hide what was received.
+void FieldReportShelf::showEdits(NookeryReceivedFieldReport& report) const try {
     auto draft = FieldReportWorkingCopy(files_, layout_, report).saved();
-    if (!draft) return report;
+    if (!draft) return;
     report.title = draft->title;
     for (FieldReportAttachment& attachment : report.attachments) {
         if (const auto* media = findMedia(*draft, attachment.id))
             attachment.caption = media->caption;
     }
-    return report;
+} catch (const Error& error) {
+    logLoadError(report.id, error);
+}
+
+void FieldReportShelf::logLoadError(const Uuid& id, const Error& error) const {
+    platform_.log.line(fmt::format("NOOKERY Field Report load error ({}): {}", id.toString(),
+                                   error.description()));
 }
 
 bool FieldReportShelf::holds(const Uuid& id) const {
@@ -86,7 +112,7 @@ std::vector<Uuid> FieldReportShelf::deletedIDs() const {
     std::vector<Uuid> ids;
     const Path list = layout_.deletedFieldReports();
     if (!files_.status(list)) return ids;
-    const Json entries = parseJson(readWholeFile(files_, list, maximumListByteCount));
+    const Json entries = readJsonFile(files_, list, {.maximumByteCount = maximumListByteCount});
     const auto damaged = [&] {
         return FieldReportError(fmt::format("{} is no list of ids.", displayName(list)));
     };
@@ -131,8 +157,9 @@ void FieldReportShelf::copyInto(const Path& staging, const Path& upload,
     files_.createDirectory(staging);
     files_.createDirectory(attachments);
     for (const auto& attachment : manifest.attachments) {
-        copyUnchanging(upload / fieldReportAttachmentsName / attachment.storedName,
-                       attachments / attachment.storedName);
+        copyUnchanging(
+            uploadedFile(platform_, upload / fieldReportAttachmentsName, attachment.storedName),
+            attachments / attachment.storedName);
     }
     writeDurably(files_, staging / fieldReportManifestName, manifestText);
     files_.syncDirectory(attachments);

@@ -12,13 +12,18 @@
 
 namespace nookery {
 
+/// Where an uploaded attachment lies. Some drives spell names in another normal form than the
+/// phone, so that one and the same name may differ in its bytes. The folder must not be a link.
+Path uploadedFile(const Platform& platform, const Path& folder, const std::string& storedName);
+
 /// The received reports on disk: one folder each, named by its id, that is never written to once it
 /// is there. Any thread.
 class FieldReportShelf {
   public:
     FieldReportShelf(const Platform& platform, LibraryLayout layout);
 
-    /// Every report, the newest report date first. One that cannot be read is logged and left out.
+    /// Every report, the newest report date first. One that cannot be read is logged and left out;
+    /// when only its working copy cannot, it is shown as it was received.
     /// No folder of reports means no reports. Throws FileError.
     std::vector<NookeryReceivedFieldReport> load() const;
 
@@ -44,6 +49,8 @@ class FieldReportShelf {
 
   private:
     NookeryReceivedFieldReport loadOne(const Uuid& id) const;
+    void showEdits(NookeryReceivedFieldReport& report) const;
+    void logLoadError(const Uuid& id, const Error& error) const;
     void copyInto(const Path& staging, const Path& upload, std::string_view manifestText,
                   const FieldReportManifest& manifest);
     void copyUnchanging(const Path& from, const Path& to);

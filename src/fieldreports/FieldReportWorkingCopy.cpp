@@ -29,8 +29,10 @@ std::optional<NookeryReportWorkingDraft> FieldReportWorkingCopy::saved() const {
     } catch (const FileError&) {
         throw;
     } catch (const Error& error) {
-        throw FieldReportError(fmt::format("The working copy {} cannot be read: {}",
-                                           displayName(folder_ / draftName), error.description()));
+        throw FieldReportError(
+            fmt::format("The working copy {} cannot be read: {} Move it away to begin again with "
+                        "what was received.",
+                        displayName(folder_ / draftName), error.description()));
     }
 }
 

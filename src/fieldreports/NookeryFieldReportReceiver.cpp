@@ -27,18 +27,22 @@ void NookeryFieldReportReceiver::start() {
     } catch (const Error& error) {
         logOnce("", error.description());
     }
-    deliver();
+    if (const auto count = deliver()) {
+        platform_.log.line(
+            fmt::format("NOOKERY Field Reports: {} reports loaded into store", *count));
+    }
     scan();
 }
 
-void NookeryFieldReportReceiver::deliver() {
+/// How many reports there are; none when they cannot be read, which is logged.
+std::optional<std::size_t> NookeryFieldReportReceiver::deliver() {
     try {
         const Reports reports = shelf_->load();
-        platform_.log.line(
-            fmt::format("NOOKERY Field Reports: {} reports loaded into store", reports.size()));
         handler_(reports);
+        return reports.size();
     } catch (const Error& error) {
         logOnce("", error.description());
+        return std::nullopt;
     }
 }
 

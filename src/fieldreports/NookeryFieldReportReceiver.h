@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,7 @@ namespace nookery {
 
 /// Brings in the reports that the phone uploads, and keeps the list of them. Main thread; it copies
 /// on the link queue.
-class NookeryFieldReportReceiver {
+class NookeryFieldReportReceiver final : public FieldReportReceiver {
   public:
     using Reports = std::vector<NookeryReceivedFieldReport>;
     /// Called on the main thread with the full list whenever it may have changed.
@@ -23,7 +24,7 @@ class NookeryFieldReportReceiver {
 
     NookeryFieldReportReceiver(const Platform& platform, const LibraryLayout& layout,
                                Handler handler);
-    ~NookeryFieldReportReceiver();
+    ~NookeryFieldReportReceiver() override;
 
     /// Delivers the local reports, then looks at the upload place now and every few seconds. Call
     /// once. Whatever fails is logged.
@@ -32,12 +33,12 @@ class NookeryFieldReportReceiver {
     void scan();
     bool importInProgress() const { return importInProgress_; }
 
-    // Both throw Error, and deliver the list when they succeed.
-    void rename(const NookeryReceivedFieldReport& report, const std::string& title);
-    void remove(const NookeryReceivedFieldReport& report);
+    // Both also work before the start, and deliver the list when they succeed.
+    void rename(const NookeryReceivedFieldReport& report, const std::string& title) override;
+    void remove(const NookeryReceivedFieldReport& report) override;
 
   private:
-    void deliver();
+    std::optional<std::size_t> deliver();
     void finish(const FieldReportScan& scan);
     void logOnce(const std::string& about, const std::string& message);
 

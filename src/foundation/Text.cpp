@@ -1,6 +1,8 @@
 #include "foundation/Text.h"
 
 #include <unicode/brkiter.h>
+#include <unicode/bytestream.h>
+#include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 #include <unicode/utext.h>
@@ -197,6 +199,20 @@ std::string lowerCased(std::string_view text) {
     icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(text.size())})
         .toLower(icu::Locale::getRoot())
         .toUTF8String(result);
+    return result;
+}
+
+std::string composed(std::string_view text) {
+    if (isAscii(text)) return std::string(text);
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::Normalizer2* form = icu::Normalizer2::getNFCInstance(status);
+    std::string result;
+    if (U_SUCCESS(status)) {
+        icu::StringByteSink<std::string> sink(&result);
+        const icu::StringPiece source(text.data(), static_cast<std::int32_t>(text.size()));
+        form->normalizeUTF8(0, source, sink, nullptr, status);
+    }
+    if (U_FAILURE(status)) throw Error("The Unicode library cannot compose characters.");
     return result;
 }
 

@@ -42,6 +42,9 @@ std::string_view firstCharacters(std::string_view text, std::size_t count);
 /// Unicode lower case, no locale's special rules.
 std::string lowerCased(std::string_view text);
 
+/// In Unicode's normal form C: two spellings of the same characters come out the same.
+std::string composed(std::string_view text);
+
 /// First letter in upper case, the rest as it is.
 std::string capitalised(std::string_view text);
 
