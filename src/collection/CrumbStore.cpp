@@ -67,7 +67,8 @@ SaveFailure CrumbStore::renameFieldReport(const NookeryReceivedFieldReport& repo
 }
 
 SaveFailure CrumbStore::deleteFieldReport(const NookeryReceivedFieldReport& report) {
-    return parts_->changeFieldReport([&](FieldReportReceiver& receiver) { receiver.remove(report); });
+    return parts_->changeFieldReport(
+        [&](FieldReportReceiver& receiver) { receiver.remove(report); });
 }
 
 SaveFailure CrumbStore::Parts::changeFieldReport(

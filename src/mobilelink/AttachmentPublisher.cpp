@@ -115,12 +115,13 @@ bool AttachmentPublisher::isCurrent(const CrumbItem& item, const FileStatus& sou
     if (found == known_.end()) return false;
     const PublishedAttachment& last = found->second;
     if (last.keyID != keyID_ || last.sourceByteCount != source.byteCount) return false;
-    if (!isFromSameContent(last, item, source) || !isOnDrive(last)) return false;
+    const auto sealed = platform_.files.status(placeOf(item.id));
+    if (!isFromSameContent(last, item, source) || !isOnDrive(last, sealed)) return false;
     // What had to be read this time is known by its marks the next.
     PublishedAttachment now = last;
     now.source = *item.filePath;
     now.sourceModifiedNanoseconds = source.modifiedNanoseconds;
-    if (const auto sealed = platform_.files.status(placeOf(item.id))) noteSealed(now, *sealed);
+    if (sealed) noteSealed(now, *sealed);
     if (now != last) records_.record(std::span(&now, 1));
     return true;
 }
@@ -134,9 +135,9 @@ bool AttachmentPublisher::isFromSameContent(const PublishedAttachment& last, con
     return digestOfFile(platform_.files, platform_.digester, *item.filePath) == last.sourceDigest;
 }
 
-bool AttachmentPublisher::isOnDrive(const PublishedAttachment& last) const {
+bool AttachmentPublisher::isOnDrive(const PublishedAttachment& last,
+                                    const std::optional<FileStatus>& sealed) const {
     const Path place = placeOf(last.memoryID);
-    const auto sealed = platform_.files.status(place);
     // The sync client may have taken the content away again to save room.
     if (!sealed) return platform_.cloud.presence(place) == CloudPresence::placeholder;
     if (sealed->type != FileType::regular ||

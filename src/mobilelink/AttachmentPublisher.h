@@ -44,7 +44,7 @@ class AttachmentPublisher {
 
   private:
     bool isCurrent(const CrumbItem& item, const FileStatus& source);
-    bool isOnDrive(const PublishedAttachment& last) const;
+    bool isOnDrive(const PublishedAttachment& last, const std::optional<FileStatus>& sealed) const;
     bool isFromSameContent(const PublishedAttachment& last, const CrumbItem& item,
                            const FileStatus& source) const;
     void seal(const CrumbItem& item);

@@ -17,12 +17,6 @@ class PhoneLinkTest : public ::testing::Test {
         return conversation_.nookeryJson({"link", "receive"}).at(kind);
     }
 
-    /// Sealed with the paired key, whatever it holds.
-    void leaveRequest(const std::string& name, const std::string& plain) const {
-        conversation_.phoneJson({"seal", home_.write("request.json", plain),
-                                 conversation_.edits() / ("edit-" + name + ".enc")});
-    }
-
     Conversation conversation_;
     const TemporaryDirectory& home_ = conversation_.program().home;
 };
@@ -126,54 +120,6 @@ TEST_F(PhoneLinkTest, UnpairingSilencesAndANewKeySealsEverythingAnew) {
     conversation_.phoneJson({"attachment", file, home_ / "received"});
     EXPECT_EQ(home_.read("received"), "dig here");
     EXPECT_EQ(conversation_.seenByPhone(file).at("title"), "Plan");
-}
-
-TEST_F(PhoneLinkTest, HostileRequestsAreSkippedAndTheOthersAnswered) {
-    conversation_.phoneJson({"pair"});
-    const std::string id = conversation_.addNote("Recipe", "Two eggs");
-    publish();
-    const auto request = [&](const std::string& requestID, const std::string& memoryID,
-                             const std::string& more) {
-        return R"({"id":")" + requestID + R"(","memoryID":")" + memoryID +
-               R"(","createdAt":0,"baseTitle":"Recipe","baseDetails":"","baseBody":"Two eggs")" +
-               more + "}";
-    };
-    const std::string good = "11111111-2222-4333-8444-555555555555";
-    const std::vector<std::string> hostile{
-        "",
-        "null",
-        "[]",
-        std::string(100'000, '['),
-        request("../../escape", id, R"(,"title":"x")"),
-        request("", id, R"(,"title":"x")"),
-        request(good, "{" + id + "}", R"(,"title":"x")"),
-        request(good, id + "\\u0000", R"(,"title":"x")"),
-        request(good, id, R"(,"title":7)"),
-        request(good, id, R"(,"title":["x"])"),
-        R"({"id":")" + good + R"("})",
-        request(good, id, R"(,"title":"x")") + "trailing",
-        request(good, id, ",\"title\":\"\xff\xfe\""),
-    };
-    for (std::size_t i = 0; i < hostile.size(); ++i) {
-        leaveRequest("hostile" + std::to_string(i), hostile[i]);
-    }
-    const std::string edits = "iCloud.com.kestrel.Nookery/Documents/NookerySecureSyncV1/EditsV1/";
-    conversation_.cloud().write(edits + "edit-empty.enc", "");
-    conversation_.cloud().write(edits + "edit-garbage.enc", std::string(5'000'000, 'x'));
-    std::filesystem::create_directories(conversation_.edits() / "edit-folder.enc");
-    std::filesystem::create_symlink("/dev/zero", conversation_.edits() / "edit-link.enc");
-    leaveRequest("result-" + good, request(good, id, R"(,"title":"a receipt's name")"));
-    conversation_.cloud().write(edits + "edit-giant.enc", "");
-    std::filesystem::resize_file(conversation_.edits() / "edit-giant.enc", 40'000'000'000);
-
-    const Json report = conversation_.nookeryJson({"link", "receive"});
-    EXPECT_GE(report.at("skipped"), hostile.size() + 2);
-    EXPECT_EQ(report.at("applied"), 0);
-    EXPECT_TRUE(std::filesystem::exists(conversation_.edits() / "edit-hostile0.enc"));
-    EXPECT_FALSE(std::filesystem::exists(conversation_.documents() / "escape.enc"));
-    publish();
-    const Json receipt = conversation_.editAndAnswer({id, "--details", "still answered"});
-    EXPECT_EQ(receipt.at("result"), "applied");
 }
 
 TEST(PhoneLinkWithKeyringTest, PairsThroughARealKeyringAndFailsClosedWhenItIsLocked) {

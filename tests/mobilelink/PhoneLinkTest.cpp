@@ -48,31 +48,12 @@ TEST_F(PhoneLinkTest, ABurstOfChangesIsPublishedOnceThreeSecondsAfterTheLast) {
     EXPECT_EQ(publishCount(), 1u);
 }
 
-TEST_F(PhoneLinkTest, WhatChangedBeforeTheStartIsPublishedToo) {
-    link.note("one");
-    link.link->start({});
-    link.world.time.advance(3);
-    EXPECT_EQ(link.index().size(), 1u);
-}
-
 TEST_F(PhoneLinkTest, AManualRunTakesThePlaceOfTheOneThatWaits) {
     start();
     link.note("one");
     EXPECT_EQ(link.publish().publishedCount, 1u);
     link.world.time.advance(60);
     EXPECT_EQ(publishCount(), 1u);
-}
-
-TEST_F(PhoneLinkTest, AnEditFromThePhoneIsAppliedAndComesBackInTheIndex) {
-    start();
-    const CrumbItem item = link.note("old title");
-    link.world.time.advance(4);
-    const Uuid request = link.ask(item, {{"title", "new title"}});
-    link.world.time.advance(5);
-    EXPECT_EQ(link.result(request), "applied");
-    link.world.time.advance(3);
-    EXPECT_EQ(link.indexTitles(), Strings{"new title"});
-    EXPECT_EQ(publishCount(), 2u);
 }
 
 TEST_F(PhoneLinkTest, ARunTakesTheEditsInFirstAndIsNotRepeatedForThem) {
@@ -169,26 +150,21 @@ TEST_F(PhoneLinkTest, StoppingLeavesNoSavedEditWithoutItsReceipt) {
     EXPECT_LT(answered, 100);
 }
 
-TEST_F(PhoneLinkTest, RemovingAMemoryRemovesItsSecureValue) {
+TEST_F(PhoneLinkTest, RemovingAMemoryRemovesItsSecureValueAndNoDevelopersOne) {
     const std::string service = "com.kestrelhq.Crumb.secure";
-    const CrumbItem gone = link.note("gone");
-    const CrumbItem kept = link.note("kept");
+    const Uuid id = link.note("gone").id;
     auto& keyStore = link.world.keyStore;
-    for (const CrumbItem& item : {gone, kept}) {
-        keyStore.write(service, item.id.toString(), "4111 1111");
-        keyStore.write(service + ".development", item.id.toString(), "a developer's");
+    for (const std::string suffix : {"", ".development"}) {
+        keyStore.write(service + suffix, id.toString(), "4111 1111");
     }
-    link.store->deleteMemories({gone.id, link.note("without a value").id}, [](const auto&) {});
-    link.world.time.settle();
-    EXPECT_FALSE(keyStore.read(service, gone.id.toString()));
-    EXPECT_TRUE(keyStore.read(service, kept.id.toString()));
-    EXPECT_TRUE(keyStore.read(service + ".development", gone.id.toString()));
+    link.remove(id);
+    EXPECT_FALSE(keyStore.read(service, id.toString()));
+    EXPECT_TRUE(keyStore.read(service + ".development", id.toString()));
 
     Platform development = link.world.platform();
     development.applicationIdentifier = developmentApplicationIdentifier;
-    removeSecureValues({kept.id}, *link.store->items(), development);
-    EXPECT_TRUE(keyStore.read(service, kept.id.toString()));
-    EXPECT_FALSE(keyStore.read(service + ".development", kept.id.toString()));
+    removeSecureValues({id}, *link.store->items(), development);
+    EXPECT_FALSE(keyStore.read(service + ".development", id.toString()));
 }
 
 }  // namespace
