@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "foundation/DurableFile.h"
 #include "foundation/Text.h"
 
 namespace nookery {
@@ -27,8 +28,15 @@ std::string_view adviceFor(int errorNumber) {
     }
 }
 
+/// A temporary name means nothing to the reader; the folder that it is in does.
+std::string shownPlace(const Path& path) {
+    if (!path.filename().native().starts_with(temporaryPrefix)) return displayName(path);
+    const Path folder = path.parent_path();
+    return "a file in " + (folder.empty() ? "the working folder" : displayName(folder));
+}
+
 std::string describe(std::string_view operation, const Path& path, int errorNumber) {
-    return fmt::format("Could not {} {}: {}.{}", operation, displayName(path),
+    return fmt::format("Could not {} {}: {}.{}", operation, shownPlace(path),
                        std::generic_category().message(errorNumber), adviceFor(errorNumber));
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "support/FaultyFileSystem.h"
 #include "support/TemporaryDirectory.h"
 
@@ -66,10 +68,14 @@ TEST_F(DurableFileTest, ReadingRefusesWhatIsNotARegularFile) {
 }
 
 TEST_F(DurableFileTest, MessagesNameTheFileAndWhatToDo) {
-    const FileError error("write", Path("/x/caf\xE9"), ENOSPC);
-    EXPECT_EQ(error.description(),
-              "Could not write /x/caf\\xE9: No space left on device. Free some space and try "
-              "again.");
+    const std::string advice = "No space left on device. Free some space and try again.";
+    for (const auto& [path, shown] :
+         std::map<std::string, std::string>{{"/x/caf\xE9", "/x/caf\\xE9"},
+                                            {"/x/.nookery-tmp-1", "a file in /x"},
+                                            {".nookery-tmp-1", "a file in the working folder"}}) {
+        EXPECT_EQ(FileError("write", path, ENOSPC).description(),
+                  "Could not write " + shown + ": " + advice);
+    }
 }
 
 }  // namespace

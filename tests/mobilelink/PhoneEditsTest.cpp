@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "foundation/Text.h"
 #include "mobilelink/LinkErrors.h"
 #include "mobilelink/LinkWorld.h"
 
@@ -136,25 +137,24 @@ TEST_F(PhoneEditsTest, HostileRequestsAreSkippedCountedAndLeftAlone) {
     };
     const std::string whole = request("title", "owned");
     const std::string id = item.id.toString();
-    std::string lower = id;
-    for (char& letter : lower) letter = static_cast<char>(std::tolower(letter));
-    const std::vector<std::string> contents{"",
-                                            "null",
-                                            "[]",
-                                            whole.substr(0, whole.size() / 2),
-                                            whole + whole,
-                                            std::string(100'000, '['),
-                                            "{\"id\":" + std::string(1000, '['),
-                                            request("memoryID", "{" + id + "}"),
-                                            request("memoryID", id.substr(0, 35)),
-                                            request("memoryID", "../../../../etc/passwd"),
-                                            request("memoryID", 17),
-                                            request("id", "result-" + id),
-                                            request("createdAt", "yesterday"),
-                                            request("baseTitle", Json::array({"title"})),
-                                            request("title", {{"deep", {{"deeper", {1}}}}}),
-                                            request("body", false),
-                                            "{\"title\":\"\xff\xfe\"}"};
+    std::vector<std::string> contents{"",
+                                      "null",
+                                      "[]",
+                                      whole + whole,
+                                      "{\"title\":\"\xff\xfe\"}",
+                                      whole.substr(0, whole.size() / 2),
+                                      std::string(100'000, '['),
+                                      "{\"id\":" + std::string(1000, '[')};
+    const std::map<std::string, Json> wrongValues{
+        {"memoryID", {"{" + id + "}", id.substr(0, 35), "../../../../etc/passwd", 17, nullptr}},
+        {"id", {"result-" + id, ""}},
+        {"createdAt", {"yesterday"}},
+        {"baseTitle", {Json::array({"title"}), nullptr}},
+        {"title", {{{"deep", {{"deeper", {1}}}}}}},
+        {"body", {false}}};
+    for (const auto& [key, values] : wrongValues) {
+        for (const Json& value : values) contents.push_back(request(key, value));
+    }
     int number = 0;
     for (const std::string& content : contents) {
         link.putSealed(link.edits() / fmt::format("edit-{}.enc", ++number), content);
@@ -180,7 +180,7 @@ TEST_F(PhoneEditsTest, HostileRequestsAreSkippedCountedAndLeftAlone) {
     EXPECT_EQ(link.read(item.id), item);
 
     // The one beside them is taken, also with its ids in lower case.
-    link.putSealed(link.edits() / "edit-z.enc", request("memoryID", lower));
+    link.putSealed(link.edits() / "edit-z.enc", request("memoryID", lowerCased(id)));
     EXPECT_EQ(link.receive().appliedCount, 1u);
     EXPECT_EQ(link.read(item.id).title, "owned");
 }
