@@ -5,6 +5,7 @@
 #include "collection/LibraryState.h"
 #include "collection/SnapshotRestore.h"
 #include "collection/SnapshotShelf.h"
+#include "foundation/Json.h"
 #include "foundation/SqliteConnection.h"
 
 namespace nookery {
@@ -25,6 +26,16 @@ void checkDatabase(const Path& path) {
         fmt::format("The snapshot's database {} is damaged: {}", displayName(path), report));
 }
 
+RecoveryManifest readManifest(FileSystem& files, const Path& path) {
+    const std::string text = readWholeFile(files, path, maximumManifestByteCount);
+    try {
+        return recoveryManifestFromJson(text);
+    } catch (const JsonError& error) {
+        throw RestoreError(fmt::format("The snapshot's manifest {} cannot be understood: {}",
+                                       displayName(path), error.description()));
+    }
+}
+
 std::int64_t fileCountBelow(FileSystem& files, const Path& folder) {
     std::int64_t count = 0;
     if (!files.status(folder)) return count;
@@ -36,8 +47,7 @@ std::int64_t fileCountBelow(FileSystem& files, const Path& folder) {
 
 RecoveryManifest checkSnapshot(FileSystem& files, const PropertyListFormat& propertyLists,
                                const Path& folder) {
-    const auto manifest = recoveryManifestFromJson(
-        readWholeFile(files, folder / snapshot::manifestName, maximumManifestByteCount));
+    const RecoveryManifest manifest = readManifest(files, folder / snapshot::manifestName);
     checkDatabase(folder / snapshot::databaseName);
     for (const auto name : {snapshot::sidecarName, snapshot::receiptsDatabaseName}) {
         if (files.status(folder / name)) checkDatabase(folder / name);
