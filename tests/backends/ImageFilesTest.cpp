@@ -211,6 +211,7 @@ TEST_F(ImageFilesTest, HostilePicturesAreOneError) {
         {"image/png", ""},
         {"image/png", "\x89PNG\r\n\x1A\n"},
         {"image/png", png.substr(0, 40)},
+        {"image/png", std::string(png).replace(png.size() / 2, 8, 8, 'x')},
         {"image/png", pngHead(20'000, 10'000)},
         {"image/png", pngHead(0x7fffffff, 0x7fffffff)},
         {"image/jpeg", "\xFF\xD8\xFF\xE0"},
@@ -219,12 +220,28 @@ TEST_F(ImageFilesTest, HostilePicturesAreOneError) {
         {"image/webp", "RIFF....WEBPVP8 "},
         {"image/heic", heic.substr(0, heic.size() / 2)},
         {"image/heic", png}};
+    ::testing::internal::CaptureStderr();
     for (const auto& [type, bytes] : cases) {
         EXPECT_THROW(read(bytes, type), ImageError) << type << " " << bytes.size();
     }
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "") << "one error, and no other's words";
     EXPECT_THROW(read(png, "image/png", 100, {.maximumFileByteCount = 10}), ImageError);
     EXPECT_THROW(read(png, "image/png", 100, {.maximumPixelCount = 2000}), ImageError);
     EXPECT_THROW(read(png, "image/png", 100, {.maximumDecodedByteCount = 8000}), ImageError);
+}
+
+TEST_F(ImageFilesTest, APhotoThatWasCopiedInPartShowsThatPart) {
+    QImage image(640, 640, QImage::Format_RGB888);
+    for (int y = 0; y < 640; ++y) {
+        for (int x = 0; x < 640; ++x) image.setPixelColor(x, y, QColor(255, (x * y) % 60, 0));
+    }
+    const std::string jpeg = encoded(image, "jpeg");
+    ::testing::internal::CaptureStderr();
+    const Picture picture = read(jpeg.substr(0, jpeg.size() / 2), "image/jpeg");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(picture.height, 640);
+    EXPECT_EQ(colourAt(picture, 320, 100), Colour::red);
+    EXPECT_EQ(colourAt(picture, 320, 620), Colour::other);
 }
 
 TEST(PdfPages, ShowAPageOverWhite) {

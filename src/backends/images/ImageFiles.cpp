@@ -13,6 +13,7 @@
 #include "backends/images/ExifBlock.h"
 #include "backends/images/HeifImages.h"
 #include "backends/images/ImageContainers.h"
+#include "backends/images/PngImages.h"
 #include "backends/images/QtPictures.h"
 
 namespace nookery {
@@ -25,7 +26,6 @@ struct Format {
     const char* plugin;
 };
 constexpr std::array formats{Format{"image/jpeg", "jpeg"},
-                             Format{"image/png", "png"},
                              Format{"image/webp", "webp"},
                              Format{"image/tiff", "tiff"},
                              Format{"image/gif", "gif"},
@@ -44,6 +44,8 @@ bool isHeif(const ContentType& type) {
     return type.mediaType == "image/heic" || type.mediaType == "image/heif" ||
            type.mediaType == "image/avif";
 }
+
+bool isPng(const ContentType& type) { return type.mediaType == "image/png"; }
 
 const char* pluginFor(const ContentType& type) {
     const auto format = std::find_if(formats.begin(), formats.end(), [&type](const Format& known) {
@@ -102,11 +104,12 @@ class ImageFile {
     ImageFile(FileSystem& files, const Path& path, const ContentType& type,
               const ImageLimits& limits)
         : name_("\"" + displayName(path.filename()) + "\""),
+          type_(type),
           plugin_(pluginFor(type)),
           limits_(limits) {
         bytes_ = read(files, path);
         if (bytes_.empty()) throw ImageError(name_ + " is empty.");
-        readHead(type);
+        readHead();
         const std::size_t pixelCount =
             static_cast<std::size_t>(stored_.width()) * static_cast<std::size_t>(stored_.height());
         if (pixelCount > limits_.maximumPixelCount) failTooLarge();
@@ -120,8 +123,7 @@ class ImageFile {
     Picture decode(int longestSide, const std::stop_token& stop) const {
         const QSize wanted = scaledDown(stored_, longestSide);
         checkUnpackedSize(wanted);
-        QImage image =
-            plugin_ == nullptr ? decodeHeif(bytes_, name_, stop) : decodeByPlugin(wanted);
+        QImage image = decoded(wanted, stop);
         if (stop.stop_requested()) throw Cancelled();
         const QSize fitting = scaledDown(image.size(), longestSide);
         if (image.size() != fitting) {
@@ -142,34 +144,40 @@ class ImageFile {
         }
     }
 
-    void readHead(const ContentType& type) {
-        if (plugin_ == nullptr) {
+    void readHead() {
+        if (isHeif(type_)) {
             HeifHead head = heifHead(bytes_, name_);
             stored_ = QSize(head.width, head.height);
             exif_ = readExif(head.exif);
             exif_.orientation = Orientation::upright;  // libheif has turned it
             return;
         }
-        stored_ = OpenedPicture(bytes_, plugin_).reader.size();
+        stored_ =
+            isPng(type_) ? pngSize(bytes_, name_) : OpenedPicture(bytes_, plugin_).reader.size();
         if (stored_.isEmpty()) failDamaged();
-        exif_ = readExif(exifBytes(type));
+        exif_ = readExif(exifBytes());
     }
 
-    std::string_view exifBytes(const ContentType& type) const {
-        if (type.mediaType == "image/jpeg") return exifInJpeg(bytes_);
-        if (type.mediaType == "image/png") return exifInPng(bytes_);
-        if (type.mediaType == "image/webp") return exifInWebp(bytes_);
-        if (type.mediaType == "image/tiff") return bytes_;
+    std::string_view exifBytes() const {
+        if (type_.mediaType == "image/jpeg") return exifInJpeg(bytes_);
+        if (isPng(type_)) return exifInPng(bytes_);
+        if (type_.mediaType == "image/webp") return exifInWebp(bytes_);
+        if (type_.mediaType == "image/tiff") return bytes_;
         return {};
     }
 
     void checkUnpackedSize(QSize wanted) const {
         const bool scalesWhileReading =
-            plugin_ != nullptr && std::string_view(plugin_) == "jpeg" && !isProgressiveJpeg(bytes_);
+            type_.mediaType == "image/jpeg" && !isProgressiveJpeg(bytes_);
         const QSize unpacked = scalesWhileReading ? wanted : stored_;
         const std::size_t byteCount = bytesPerPixel * static_cast<std::size_t>(unpacked.width()) *
                                       static_cast<std::size_t>(unpacked.height());
         if (byteCount > limits_.maximumDecodedByteCount) failTooLarge();
+    }
+
+    QImage decoded(QSize wanted, const std::stop_token& stop) const {
+        if (isHeif(type_)) return decodeHeif(bytes_, name_, stop);
+        return isPng(type_) ? decodePng(bytes_, name_) : decodeByPlugin(wanted);
     }
 
     QImage decodeByPlugin(QSize wanted) const {
@@ -189,7 +197,8 @@ class ImageFile {
     }
 
     std::string name_;
-    const char* plugin_;  ///< null for libheif
+    ContentType type_;
+    const char* plugin_;  ///< null for what Qt does not read
     const ImageLimits& limits_;
     std::string bytes_;
     QSize stored_;
@@ -205,7 +214,7 @@ class ImageFiles final : public ImageReader {
     }
 
     bool canRead(const ContentType& type) const override {
-        return isHeif(type) || pluginFor(type) != nullptr;
+        return isHeif(type) || isPng(type) || pluginFor(type) != nullptr;
     }
 
     Picture read(const Path& path, const ContentType& type, int longestSide,
