@@ -70,7 +70,8 @@ class PdfCanvas {
     /// line of the text gives a line without text; an empty text gives none.
     virtual std::vector<PdfTextLine> breakText(std::string_view text, const PdfFont& font,
                                                double width) const = 0;
-    /// The text on one line, its line ends as blanks, cut behind with "…" where it is wider.
+    /// The text on one line, its line ends and tabs as blanks, cut behind with "…" where it is
+    /// wider.
     virtual PdfTextLine fitText(std::string_view text, const PdfFont& font, double width) const = 0;
 
     /// Draws a line that `breakText` or `fitText` made for this font. Its upper edge is at `top`;

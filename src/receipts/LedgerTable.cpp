@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 #include "foundation/Text.h"
@@ -48,12 +49,27 @@ std::string detailOf(const CrumbReceipt& receipt) {
 struct LedgerTable::Cells {
     Lines date, merchant, type, classification, category, amount, detail, note;
 
+    /// From the row's top to the baseline that the first lines share, whatever their scripts.
+    double baseline() const {
+        double baseline = 0;
+        for (const Lines* cell : cells()) {
+            if (!cell->empty()) baseline = std::max(baseline, cell->front().ascent);
+        }
+        return baseline;
+    }
     double cellHeight() const {
-        return std::max({heightOf(date), heightOf(merchant), heightOf(type),
-                         heightOf(classification), heightOf(category), heightOf(amount)});
+        double height = 0;
+        for (const Lines* cell : cells()) {
+            if (cell->empty()) continue;
+            height = std::max(height, baseline() - cell->front().ascent + heightOf(*cell));
+        }
+        return height;
     }
     double height() const {
         return padding + cellHeight() + detailGap + heightOf(detail) + heightOf(note) + padding;
+    }
+    std::array<const Lines*, 6> cells() const {
+        return {&date, &merchant, &type, &classification, &category, &amount};
     }
 };
 
@@ -85,12 +101,18 @@ void LedgerTable::drawRow(const CrumbReceipt& receipt) {
     const Cells cells = cellsOf(receipt);
     pages_.demand(cells.height());
     const double top = pages_.top() + padding;
-    pages_.lines(cells.date, cellFont, ink, dateColumn, top);
-    pages_.lines(cells.merchant, merchantFont, ink, merchantColumn, top);
-    pages_.lines(cells.type, cellFont, ink, typeColumn, top);
-    pages_.lines(cells.classification, cellFont, ink, classColumn, top);
-    pages_.lines(cells.category, cellFont, ink, categoryColumn, top);
-    pages_.lines(cells.amount, cellFont, ink, amountColumn, top, PdfAlignment::right);
+    const auto draw = [&, baseline = top + cells.baseline()](
+                          const Lines& cell, const PdfFont& font, const PdfColumn& column,
+                          PdfAlignment alignment = PdfAlignment::left) {
+        if (cell.empty()) return;
+        pages_.lines(cell, font, ink, column, baseline - cell.front().ascent, alignment);
+    };
+    draw(cells.date, cellFont, dateColumn);
+    draw(cells.merchant, merchantFont, merchantColumn);
+    draw(cells.type, cellFont, typeColumn);
+    draw(cells.classification, cellFont, classColumn);
+    draw(cells.category, cellFont, categoryColumn);
+    draw(cells.amount, cellFont, amountColumn, PdfAlignment::right);
     const double below = top + cells.cellHeight() + detailGap;
     const double noteTop = pages_.lines(cells.detail, detailFont, faint, detailColumn, below);
     pages_.lines(cells.note, detailFont, faint, detailColumn, noteTop);

@@ -133,7 +133,7 @@ class ReceiptReport {
         const double height = title.height() + heightOf(issues) + id.height() + 2 * lineSpacing;
         pages_.demand(height);
         const double top = pages_.top() + lineSpacing;
-        pages_.lines({title}, boldFont, ink, entryColumn, top);
+        pages_.lines({title}, boldFont, ink, entryColumn, top, PdfAlignment::left);
         pages_.line(shownDate(receipt), textFont, ink, entryDateColumn, top, PdfAlignment::right);
         pages_.line(shownAmount(receipt), textFont, ink, entryAmountColumn, top,
                     PdfAlignment::right);

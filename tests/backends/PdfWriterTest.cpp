@@ -2,9 +2,11 @@
 #include <stdlib.h>
 #include <time.h>
 
+#include <algorithm>
 #include <thread>
 
 #include "backends/documents/DocumentFormats.h"
+#include "backends/documents/PdfPages.h"
 #include "backends/pdf/QtPdfWriter.h"
 #include "foundation/DurableFile.h"
 #include "foundation/Text.h"
@@ -74,6 +76,14 @@ TEST_F(PdfWriterTest, TextOfAnyScriptIsThereToBeReadAgain) {
     }
 }
 
+TEST_F(PdfWriterTest, EmojiLeaveInk) {
+    made([&](PdfCanvas& canvas) { drawLines(canvas, "🍕", 400); });
+    const Picture page = makePdfPages()->render(file, 0, 800, {}, {});
+    EXPECT_GT(std::count_if(page.pixels.begin(), page.pixels.end(),
+                            [](std::uint8_t level) { return level < 128; }),
+              30);
+}
+
 TEST_F(PdfWriterTest, LinesFitTheirWidthAndLoseNothing) {
     const std::string text = "One " + std::string(200, 'w') +
                              "\x01two\n\nthree و four five six seven eight nine ten eleven";
@@ -87,7 +97,7 @@ TEST_F(PdfWriterTest, LinesFitTheirWidthAndLoseNothing) {
         EXPECT_EQ(joined, "One" + std::string(200, 'w') +
                               " twothree و four fivesix seven eightnine ten eleven");
         EXPECT_TRUE(canvas.breakText("", body, 90).empty());
-        const PdfTextLine fitted = canvas.fitText("Up\nand " + std::string(300, 'x'), body, 90);
+        const PdfTextLine fitted = canvas.fitText("Up\nand\t" + std::string(300, 'x'), body, 90);
         EXPECT_LE(fitted.width, 90.01);
         EXPECT_TRUE(fitted.text.starts_with("Up and x")) << fitted.text;
         EXPECT_TRUE(fitted.text.ends_with("…")) << fitted.text;

@@ -14,11 +14,13 @@ constexpr double tabStopPoints = 36;
 constexpr const char* cannotCreate = "Unable to create the PDF file.";
 
 /// Helvetica by the name of its free twin first: Qt asks the system what stands for a name only
-/// when none of the list is installed. What both lack is looked up in the rest.
+/// when none of the list is installed. What both lack is looked up in the rest: emoji in a font of
+/// outlines, since coloured ones cannot be drawn on paper.
 QStringList families() {
     return {QStringLiteral("Nimbus Sans"),      QStringLiteral("Helvetica"),
             QStringLiteral("Noto Sans"),        QStringLiteral("Noto Sans Arabic"),
-            QStringLiteral("Noto Sans Hebrew"), QStringLiteral("Noto Sans CJK SC")};
+            QStringLiteral("Noto Sans Hebrew"), QStringLiteral("Noto Sans CJK SC"),
+            QStringLiteral("Symbola")};
 }
 
 double dots(double points) { return points * dotsPerPoint; }
@@ -41,18 +43,18 @@ QString shownText(std::string_view text) {
     return shown;
 }
 
-Qt::Alignment deviceAlignment(PdfAlignment alignment) {
+Qt::Alignment deviceAlignment(PdfAlignment alignment, bool runsRightToLeft) {
     switch (alignment) {
         case PdfAlignment::natural:
-            return Qt::AlignLeading;
+            return runsRightToLeft ? Qt::AlignRight : Qt::AlignLeft;
         case PdfAlignment::left:
-            return Qt::AlignLeft | Qt::AlignAbsolute;
+            return Qt::AlignLeft;
         case PdfAlignment::center:
             return Qt::AlignHCenter;
         case PdfAlignment::right:
-            return Qt::AlignRight | Qt::AlignAbsolute;
+            return Qt::AlignRight;
     }
-    return Qt::AlignLeading;
+    return Qt::AlignLeft;
 }
 
 QTextOption textOption(bool runsRightToLeft, QTextOption::WrapMode wrapping) {
@@ -130,8 +132,9 @@ void QtPdfCanvas::breakParagraph(const QString& paragraph, const PdfFont& font, 
 
 PdfTextLine QtPdfCanvas::fitText(std::string_view text, const PdfFont& font, double width) const {
     QString wanted = shownText(text).trimmed();
-    for (const QChar end : {QChar(QChar::LineSeparator), QChar(QChar::ParagraphSeparator)}) {
-        wanted.replace(end, u' ');
+    for (const QChar blank : {QChar(QChar::LineSeparator), QChar(QChar::ParagraphSeparator),
+                              QChar(QChar::Tabulation)}) {
+        wanted.replace(blank, u' ');
     }
     const QFont face = deviceFont(font);
     const QString fitted =
@@ -150,7 +153,7 @@ void QtPdfCanvas::drawText(const PdfTextLine& line, const PdfFont& font, PdfColo
                            PdfPoint leftTop, double width, PdfAlignment alignment) {
     QTextLayout layout(QString::fromStdString(line.text), deviceFont(font), &writer_);
     QTextOption option = textOption(line.runsRightToLeft, QTextOption::NoWrap);
-    option.setAlignment(deviceAlignment(alignment));
+    option.setAlignment(deviceAlignment(alignment, line.runsRightToLeft));
     layout.setTextOption(option);
     layout.beginLayout();
     layout.createLine().setLineWidth(dots(width));
