@@ -18,7 +18,7 @@ void DocumentReading::countExpanded(std::size_t byteCount) {
 }
 
 void DocumentReading::fail(std::string_view what) const {
-    throw DocumentError(fmt::format("“{}” {}", displayName(path_.filename()), what));
+    throw DocumentError(fmt::format("\"{}\" {}", displayName(path_.filename()), what));
 }
 
 void DocumentReading::failDamaged(std::string_view how) const {

@@ -113,7 +113,7 @@ TEST_F(Documents, BooksReadAlongTheirSpine) {
     EXPECT_EQ(book.text, "Chapter\n\nCafé ’tis &amp; &unknown;");
     parts.emplace_back("META-INF/encryption.xml", "<e><CipherReference URI='c.xhtml'/></e>");
     EXPECT_EQ(problemOf([&] { readParts(parts, bookType); }),
-              "“document” is locked by its seller's copy protection.");
+              "\"document\" is locked by its seller's copy protection.");
 }
 
 std::string pdf(const std::string& trailer = "") {
@@ -145,7 +145,7 @@ TEST_F(Documents, PdfShowsAllPagesFromSeveralThreads) {
 }
 
 TEST_F(Documents, SayWhenAPasswordIsNeeded) {
-    const std::string expected = "“document” is encrypted with a password.";
+    const std::string expected = "\"document\" is encrypted with a password.";
     const std::string key = "(0123456789012345)";
     EXPECT_EQ(problemOf([&] { readBytes(pdf("/Encrypt 8 0 R/ID[" + key + key + "]"), pdfType); }),
               expected);

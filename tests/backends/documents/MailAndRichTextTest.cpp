@@ -64,11 +64,11 @@ TEST_F(MailAndRichText, RichTextIsReadInItsEncodings) {
 
 TEST_F(MailAndRichText, DamagedRichTextIsAProblem) {
     EXPECT_EQ(problemOf([&] { rtf(R"({\rtf1 Words {\b bold)"); }),
-              "“document” is damaged: it ends in the middle.");
+              "\"document\" is damaged: it ends in the middle.");
     EXPECT_EQ(problemOf([&] { rtf("{\\rtf1 " + std::string(1'000'000, '{')); }),
-              "“document” is damaged: its groups are nested too deeply.");
+              "\"document\" is damaged: its groups are nested too deeply.");
     EXPECT_EQ(problemOf([&] { rtf(R"({\rtf1\bin99999999999 a})"); }),
-              "“document” is damaged: it ends in the middle.");
+              "\"document\" is damaged: it ends in the middle.");
 }
 
 }  // namespace
