@@ -142,21 +142,6 @@ CalendarDay localDay(Date date) {
     return {fields.year, fields.month, fields.day};
 }
 
-Date startOfLocalDay(const CalendarDay& day) {
-    // Where the clocks go forward at midnight the day begins at a later hour.
-    for (int hour = 0; hour < 3; ++hour) {
-        std::tm fields{};
-        fields.tm_year = day.year - 1900;
-        fields.tm_mon = day.month - 1;
-        fields.tm_mday = day.day;
-        fields.tm_hour = hour;
-        fields.tm_isdst = -1;
-        const Date moment{static_cast<double>(std::mktime(&fields))};
-        if (localDay(moment) == day) return moment;
-    }
-    return *dateFromUtc({.year = day.year, .month = day.month, .day = day.day});
-}
-
 std::string toText(const CalendarDay& day) {
     return fmt::format("{:04}-{:02}-{:02}", day.year, day.month, day.day);
 }

@@ -56,8 +56,6 @@ struct CalendarDay {
 bool exists(const CalendarDay& day);
 /// The day on which the moment falls in the machine's time zone. Any thread.
 CalendarDay localDay(Date date);
-/// The day's first moment in the machine's time zone. The day must exist. Any thread.
-Date startOfLocalDay(const CalendarDay& day);
 /// "2026-03-01", which is also all that parseCalendarDay reads.
 std::string toText(const CalendarDay& day);
 std::optional<CalendarDay> parseCalendarDay(std::string_view text);
