@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "cli/Commands.h"
+#include "cli/ReceiptReading.h"
 #include "cli/ReceiptView.h"
 #include "cli/TextLayout.h"
 #include "foundation/Text.h"
@@ -31,8 +32,20 @@ int runList(Session& session, const Arguments& arguments) {
 
 int runShow(Session& session, const Arguments& arguments) {
     auto receipts = OpenReceipts::forReading(session);
-    const Uuid id = receipts.find(arguments.positional(0)).id;
-    return answerWith(session, receipts.desk(), id);
+    const CrumbReceipt receipt = receipts.find(arguments.positional(0));
+    if (!arguments.has("reading")) return answerWith(session, receipts.desk(), receipt.id);
+    if (!receipt.originalFilePath) throw Error("The receipt has no original file to be read.");
+    const ReceiptReading reading = readReceipt(session, *receipt.originalFilePath);
+    if (session.wantsJson()) {
+        OrderedJson json = receiptJson(receipt);
+        json["reading"] = readingJson(reading);
+        session.print(json);
+        return exitDone;
+    }
+    printReceipt(session, receipt);
+    session.out().writeLine("");
+    for (const std::string& line : readingLines(reading)) session.out().writeLine(line);
+    return exitDone;
 }
 
 CalendarDay givenDay(const std::string& text) {
@@ -179,8 +192,10 @@ std::vector<Command> receiptCommands() {
          .run = runList},
         {.name = "receipts show",
          .summary = "Show all that is known of a receipt",
-         .examples = {{"receipts show 3F2A91C4", "its details, and where its copy lies"}},
+         .examples = {{"receipts show 3F2A91C4", "its details, and where its copy lies"},
+                      {"receipts show 3F2A91C4 --reading", "whether its total can be trusted"}},
          .positionals = {id},
+         .options = {{"reading", "", "read its copy again: what each value came from, and doubts"}},
          .run = runShow},
         {.name = "receipts edit",
          .summary = "Correct a receipt's details",

@@ -4,6 +4,7 @@
 
 #include "cli/Commands.h"
 #include "cli/MemoryView.h"
+#include "cli/ReceiptReading.h"
 #include "cli/ReceiptView.h"
 #include "cli/TextLayout.h"
 #include "foundation/Text.h"
@@ -87,55 +88,14 @@ int runFromMemory(Session& session, const Arguments& arguments) {
     return answer(session, receipts.desk(), outcome);
 }
 
-OrderedJson lineJson(const OCRLine& line) {
-    return {{"text", line.text},
-            {"box",
-             {{"x", line.box.x},
-              {"y", line.box.y},
-              {"width", line.box.width},
-              {"height", line.box.height}}},
-            {"confidence", line.confidence}};
-}
-
-OrderedJson resultJson(const CrumbReceiptRecognizer::Result& result) {
-    OrderedJson json{{"merchant", nullptr}, {"purchaseDate", nullptr}, {"totalCents", nullptr}};
-    if (result.merchant) json["merchant"] = *result.merchant;
-    if (result.purchaseDate) json["purchaseDate"] = toText(*result.purchaseDate);
-    if (result.totalCents) json["totalCents"] = result.totalCents->count;
-    json["merchantLines"] = result.merchantLines;
-    json["dateLines"] = result.dateLines;
-    json["totalLines"] = result.totalLines;
-    return json;
-}
-
-void printReading(Session& session, const std::vector<OCRLine>& lines,
-                  const CrumbReceiptRecognizer::Result& result) {
-    for (const OCRLine& line : lines) session.out().writeLine(printable(line.text));
-    const auto found = [&](std::string_view name, const std::string& value) {
-        session.say(fmt::format("{}: {}", name, value.empty() ? "not found" : printable(value)));
-    };
-    found("merchant", result.merchant.value_or(""));
-    found("date", result.purchaseDate ? toText(*result.purchaseDate) : "");
-    found("total", result.totalCents ? "$" + toText(*result.totalCents) : "");
-}
-
 int runRecognize(Session& session, const Arguments& arguments) {
-    const Path file = arguments.positional(0);
-    const auto lines = CrumbReceiptRecognizer::recognise(session.platform(), file, session.stop());
-    const auto result = CrumbReceiptRecognizer::parse(lines);
-    OrderedJson doubts = OrderedJson::array();
-    for (const auto doubt : result.doubts) {
-        doubts.push_back(CrumbReceiptRecognizer::explanation(doubt));
-    }
-    if (!session.wantsJson()) {
-        printReading(session, lines, result);
-        for (const auto& doubt : doubts) session.say("doubt: " + doubt.get<std::string>());
+    const ReceiptReading reading = readReceipt(session, arguments.positional(0));
+    if (session.wantsJson()) {
+        session.print(readingJson(reading));
         return exitDone;
     }
-    OrderedJson all = OrderedJson::array();
-    for (const OCRLine& line : lines) all.push_back(lineJson(line));
-    session.print(
-        {{"lines", std::move(all)}, {"result", resultJson(result)}, {"doubts", std::move(doubts)}});
+    for (const OCRLine& line : reading.lines) session.out().writeLine(printable(line.text));
+    for (const std::string& line : readingLines(reading)) session.say(line);
     return exitDone;
 }
 

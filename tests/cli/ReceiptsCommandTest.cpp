@@ -81,6 +81,11 @@ TEST_F(ReceiptsCommand, AReceiptBecomesTheAccountantsRowInThreeCommands) {
     EXPECT_EQ(read["result"]["totalCents"], 2214);
     EXPECT_EQ(read["lines"][read["result"]["totalLines"][0].get<std::size_t>()]["text"],
               "TOTAL $22.14");
+    const Json again = nookery.json({"receipts", "show", id, "--reading"});
+    EXPECT_EQ(again["totalCents"], 123450);
+    EXPECT_EQ(again["reading"], read);
+    const std::string shown = nookery.run({"receipts", "show", id, "--reading"}).out;
+    EXPECT_NE(shown.find("\ntotal: $22.14, from \"TOTAL $22.14\"\n"), std::string::npos) << shown;
 }
 
 TEST_F(ReceiptsCommand, RefusesWhatItMustInOneLine) {
