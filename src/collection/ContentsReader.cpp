@@ -15,8 +15,6 @@
 namespace nookery {
 namespace {
 
-constexpr std::size_t headByteCount = 64 << 10;
-
 /// A scan of more pages keeps the background busy for many minutes; its first pages say what it is.
 constexpr std::size_t mostPagesRecognised = 300;
 
@@ -72,17 +70,9 @@ class ContentsReading {
     }
 
     ContentType detectType() const {
-        std::string head(headByteCount, '\0');
-        const auto file = platform_.files.openForReading(path_);
-        std::size_t size = 0;
-        while (size < head.size()) {
-            const std::size_t count =
-                file->read(std::as_writable_bytes(std::span(head)).subspan(size));
-            if (count == 0) break;
-            size += count;
-        }
-        head.resize(size);
-        return platform_.contentTypes.detect(head, path_.filename());
+        return platform_.contentTypes.detect(
+            readFileHead(platform_.files, path_, ContentTypeDetector::headByteCount),
+            path_.filename());
     }
 
     void readImage() {

@@ -26,13 +26,6 @@ constexpr double pixelsPerInch = 200;
 /// However long its caption, a picture keeps this much of its page.
 constexpr double leastPictureHeight = 380;
 constexpr double captionGap = 14;
-constexpr std::size_t typeHeadByteCount = std::size_t{64} << 10;
-
-std::string headOf(FileSystem& files, const Path& file) {
-    std::string head(typeHeadByteCount, '\0');
-    head.resize(files.openForReading(file)->read(std::as_writable_bytes(std::span(head))));
-    return head;
-}
 
 class Report {
   public:
@@ -106,8 +99,9 @@ class Report {
     /// None for what is no picture, or cannot be decoded.
     std::optional<Picture> pictureOf(const Media& media) {
         const Path file = workingCopy_.fileOf(media);
-        const ContentType type =
-            platform_.contentTypes.detect(headOf(platform_.files, file), file.filename());
+        const ContentType type = platform_.contentTypes.detect(
+            readFileHead(platform_.files, file, ContentTypeDetector::headByteCount),
+            file.filename());
         if (!platform_.images.canRead(type)) return std::nullopt;
         constexpr double longestPoints =
             std::max(FieldReportPages::contentWidth,

@@ -113,6 +113,19 @@ std::string readWholeFile(FileSystem& files, const Path& path, std::size_t maxim
     return content;
 }
 
+std::string readFileHead(FileSystem& files, const Path& path, std::size_t byteCount) {
+    const auto file = files.openForReading(path);
+    std::string head(byteCount, '\0');
+    std::size_t size = 0;
+    while (size < byteCount) {
+        const std::size_t count = file->read(std::as_writable_bytes(std::span(head)).subspan(size));
+        if (count == 0) break;
+        size += count;
+    }
+    head.resize(size);
+    return head;
+}
+
 void walkTree(FileSystem& files, const Path& directory,
               const std::function<void(const Path& relative, FileType type)>& visit) {
     walkBelow(files, directory, Path(), visit);

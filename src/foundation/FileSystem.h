@@ -145,6 +145,8 @@ void removeTree(FileSystem& files, const Path& path);
 
 /// The whole file. Throws FileError with EFBIG when it is larger than `maximumByteCount`.
 std::string readWholeFile(FileSystem& files, const Path& path, std::size_t maximumByteCount);
+/// The front of the file, or all of one that is shorter.
+std::string readFileHead(FileSystem& files, const Path& path, std::size_t byteCount);
 
 /// Calls `visit` with each regular file and symbolic link below `directory`, parents before
 /// children, names in byte order; `relative` is the path below it. Links are reported, not

@@ -18,8 +18,10 @@ struct ContentType {
 class ContentTypeDetector {
   public:
     virtual ~ContentTypeDetector() = default;
-    /// `head` is the front of the file (64 KiB are plenty); `name` its file name. Never fails: what
-    /// nothing recognises is application/octet-stream. Any thread.
+    static constexpr std::size_t headByteCount = 64 << 10;
+
+    /// `head` is the front of the file (`headByteCount` is plenty); `name` its file name. Never
+    /// fails: what nothing recognises is application/octet-stream. Any thread.
     virtual ContentType detect(std::string_view head, const Path& name) const = 0;
 };
 

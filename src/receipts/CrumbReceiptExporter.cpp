@@ -31,8 +31,9 @@ Path checkedFolder(FileSystem& files, const LibraryLayout& layout, const Path& c
     const bool isFolder = status && status->type == FileType::directory;
     const bool isInLibrary =
         folder && library && (folder->native() + "/").starts_with(library->native() + "/");
-    if (!isFolder || isInLibrary) {
-        throw ReceiptExportError("Choose an existing folder for the Receipts export.");
+    if (!isFolder) throw ReceiptExportError("Choose an existing folder for the Receipts export.");
+    if (isInLibrary) {
+        throw ReceiptExportError("Choose a folder outside the library for the Receipts export.");
     }
     return *folder;
 }
@@ -64,9 +65,10 @@ class PackageOriginals {
                 fileError && fileError->isNotFound() && fileError->path() == source;
             if (vanished) return std::nullopt;
             logReason(platform_, error);
+            const std::string merchant(trimmed(receipt.merchant.value_or("")));
             throw ReceiptExportError(
                 fmt::format("Could not copy the original for {}. No export was completed.",
-                            receipt.merchant.value_or(receipt.id.toString())));
+                            merchant.empty() ? receipt.id.toString() : merchant));
         }
     }
 

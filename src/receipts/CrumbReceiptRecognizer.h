@@ -49,8 +49,8 @@ struct Result {
 /// What the lines, in reading order, say. Pure; any thread.
 Result parse(std::span<const OCRLine> lines);
 
-/// The lines with the decimal points that print and camera lost: a dollar sign, digits, a gap and
-/// two digits at a line's end are an amount.
+/// The lines with the decimal points that print and camera lost. At a line's end, two digits behind
+/// a comma, or behind a point and a gap, are cents; behind a gap alone when a dollar sign vouches.
 std::vector<OCRLine> withDecimalPoints(std::vector<OCRLine> lines);
 
 /// The lines of an image, or of a PDF's first page, in reading order and with decimal points.

@@ -11,15 +11,6 @@
 namespace nookery {
 namespace {
 
-constexpr std::size_t headByteCount = std::size_t{1} << 16;
-
-std::string head(FileSystem& files, const Path& path) {
-    std::string bytes(headByteCount, '\0');
-    const auto file = files.openForReading(path);
-    bytes.resize(file->read(std::as_writable_bytes(std::span(bytes))));
-    return bytes;
-}
-
 ReceiptList shared(std::vector<CrumbReceipt> receipts) {
     ReceiptList list;
     list.reserve(receipts.size());
@@ -32,6 +23,12 @@ ReceiptList shared(std::vector<CrumbReceipt> receipts) {
 auto placeOf(const ReceiptList& list, const Uuid& id) {
     return std::find_if(list.begin(), list.end(),
                         [&](const ReceiptPointer& receipt) { return receipt->id == id; });
+}
+
+bool isBuiltInCategory(std::string_view name) {
+    return std::any_of(
+        builtInCategories.begin(), builtInCategories.end(),
+        [&](std::string_view builtIn) { return lowerCased(builtIn) == lowerCased(name); });
 }
 
 /// The copy's name means nothing to whoever gave the file.
@@ -63,7 +60,8 @@ ReceiptSource receiptSourceOf(const CrumbItem& memory, const Platform& platform)
         const Path file = *memory.filePath;
         const auto real = platform.files.resolve(file);
         if (!real) throw FileError("find", file, ENOENT);
-        const ContentType type = platform.contentTypes.detect(head(platform.files, *real), file);
+        const ContentType type = platform.contentTypes.detect(
+            readFileHead(platform.files, *real, ContentTypeDetector::headByteCount), file);
         if (!type.isImage() && type.mediaType != "application/pdf") {
             throw Error(displayName(file) + " is neither an image nor a PDF.");
         }
@@ -111,7 +109,9 @@ ReceiptPointer ReceiptDesk::find(const Uuid& id) const {
 
 std::vector<std::string> ReceiptDesk::categories() {
     std::vector<std::string> names(builtInCategories.begin(), builtInCategories.end());
-    for (std::string& name : store_.customCategories()) names.push_back(std::move(name));
+    for (std::string& name : store_.customCategories()) {
+        if (!isBuiltInCategory(name)) names.push_back(std::move(name));
+    }
     return names;
 }
 

@@ -64,7 +64,7 @@ class ReceiptDesk {
     }
     ReceiptPointer find(const Uuid& id) const;  ///< null when there is none
 
-    /// Built-in ones, then the user's own.
+    /// Built-in ones, then the user's own, each name once.
     std::vector<std::string> categories();
     void addCategory(const std::string& name);
 

@@ -227,7 +227,8 @@ TEST_F(AccountantPackage, NothingRemainsOfOneThatFails) {
               "Choose an existing folder for the Receipts export.");
     chosen = world.layout().receiptOriginals();
     fs::create_directories(chosen);
-    EXPECT_EQ(failure([&] { write(); }), "Choose an existing folder for the Receipts export.");
+    EXPECT_EQ(failure([&] { write(); }),
+              "Choose a folder outside the library for the Receipts export.");
     chosen = world.folder / "chosen";
     giveOriginal(addPurchase("Shop"), "a.jpg", "content");
     giveOriginal(addPurchase("Other"), "b.jpg", "content");

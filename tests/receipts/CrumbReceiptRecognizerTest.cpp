@@ -141,13 +141,15 @@ TEST(ReceiptDoubts, NameWhatSpeaksAgainstTheTotal) {
     EXPECT_TRUE(parse(page({"VISA 10.80"})).doubts.empty()) << "no total, nothing to doubt";
 }
 
-TEST(ReceiptLines, RegainLostDecimalPointsOnlyWhereADollarSignVouches) {
-    Lines lines = page({"TOTAL $395 24", "TOTAL $1,212 .53", "TOTAL 395 24", "$5.10", "$3 items"});
+TEST(ReceiptLines, RegainLostDecimalPointsWhereTheyAreBeyondDoubt) {
+    Lines lines = page({"TOTAL $395 24", "TOTAL $1,212 .53", "TOTAL 395 24", "$5.10", "$3 items",
+                        "TOTAL 132. 51", "TOTAL 1,042,02", "ITEMS 1,042", "5. 125"});
     lines = CrumbReceiptRecognizer::withDecimalPoints(lines);
     std::vector<std::string> texts;
     for (const OCRLine& line : lines) texts.push_back(line.text);
     EXPECT_EQ(texts, (std::vector<std::string>{"TOTAL $395.24", "TOTAL $1,212.53", "TOTAL 395 24",
-                                               "$5.10", "$3 items"}));
+                                               "$5.10", "$3 items", "TOTAL 132.51",
+                                               "TOTAL 1,042.02", "ITEMS 1,042", "5. 125"}));
 }
 
 TEST(ReceiptFile, IsReadOnlyWhenItIsAPictureAndSomethingCanReadIt) {

@@ -194,6 +194,14 @@ TEST_F(Desk, ListsAndFindsAsTheDatabaseDoes) {
     EXPECT_EQ(found({.classification = Classification::business, .query = "blue"}), 1u);
 }
 
+TEST_F(Desk, OffersEachCategoryOnce) {
+    for (const char* name : {"meals", " Garden "}) desk.addCategory(name);
+    const auto offered = desk.categories();
+    ASSERT_EQ(offered.size(), builtInCategories.size() + 1);
+    EXPECT_EQ(offered[4], "Meals");
+    EXPECT_EQ(offered.back(), "Garden");
+}
+
 TEST_F(Desk, TakesOnlyImagesAndPdfsFromMemories) {
     CrumbItem memory;
     memory.id = Uuid::random();
