@@ -1,6 +1,7 @@
 #include "collection/CaptureWork.h"
 
 #include <algorithm>
+#include <array>
 
 #include "collection/FileText.h"
 #include "collection/OriginalNames.h"
@@ -27,9 +28,14 @@ bool isPage(const std::string& mediaType) {
 
 /// Messages of those who read the copy name its temporary place, which means nothing to a reader.
 std::string namingSource(std::string message, const CaptureEntry& entry) {
-    const std::string place = displayName(entry.original->place);
-    const std::size_t position = message.find(place);
-    if (position != std::string::npos) message.replace(position, place.size(), entry.source);
+    const Path& place = entry.original->place;
+    const std::array names{
+        std::pair(displayName(place), entry.source),
+        std::pair(displayName(place.filename()), displayName(Path(entry.source).filename()))};
+    for (const auto& [name, shown] : names) {
+        const std::size_t position = message.find(name);
+        if (position != std::string::npos) return message.replace(position, name.size(), shown);
+    }
     return message;
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "collection/MobileManifests.h"
+#include "collection/InboxSurvey.h"
 #include "platform/CloudContainer.h"
 #include "platform/Log.h"
 
@@ -164,36 +164,16 @@ void InboxFolderWatcher::endOnceUnlessMoreComes(const InboxRipening::Look& look)
 }
 
 std::optional<std::string> InboxFolderWatcher::whyNotReady(const InboxPackage& package) {
-    const Path manifest = package.path / manifestName(package.kind);
-    std::vector<Path> needed{manifest};
     try {
-        if (isHere(manifest)) {
-            const std::string json =
-                readWholeFile(platform_.files, manifest, maximumManifestByteCount);
-            for (const Path& file : filesNeededBy(package.kind, json)) {
-                needed.push_back(package.path / file);
-            }
-        }
-        std::optional<Path> missing;
-        if (!package.unfinished.empty()) missing = package.unfinished.front();
-        for (const Path& file : needed) {
-            if (isHere(file)) continue;
+        const auto missing = filesMissingFrom(platform_.files, platform_.cloud, package);
+        for (const Path& file : missing) {
             if (platform_.cloud.presence(file) == CloudPresence::placeholder) noteMissing(file);
-            missing = file;
         }
-        if (!missing) return std::nullopt;
-        return "It waits for its file " + displayName(missing->lexically_relative(package.path)) +
-               ".";
+        if (missing.empty()) return std::nullopt;
+        return reasonToWaitFor(missing.back(), package);
     } catch (const Error&) {
         return std::nullopt;  // for the one who takes it to refuse, with the reason
     }
-}
-
-/// An empty file is one whose content is still to come.
-bool InboxFolderWatcher::isHere(const Path& file) const {
-    if (platform_.cloud.presence(file) != CloudPresence::local) return false;
-    const auto status = platform_.files.status(file);
-    return status && status->byteCount > 0;
 }
 
 void InboxFolderWatcher::logOnce(const std::string& line) {

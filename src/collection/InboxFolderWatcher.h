@@ -77,7 +77,6 @@ class InboxFolderWatcher : public std::enable_shared_from_this<InboxFolderWatche
     void close(const std::vector<InboxUnit>& units, const InboxOutcome& outcome);
     void endOnceUnlessMoreComes(const InboxRipening::Look& look);
     std::optional<std::string> whyNotReady(const InboxPackage& package);
-    bool isHere(const Path& file) const;
     void onQueue(std::function<void()> work);
     DelayedWork later(WorkQueue::Delay delay, std::function<void()> work);
     std::function<void()> whileAlive(std::function<void()> work);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "collection/MobileManifests.h"
+
 namespace nookery {
 namespace {
 
@@ -19,6 +21,24 @@ std::vector<DirectoryEntry> sortedEntries(FileSystem& files, const Path& folder)
 bool isSame(const InboxFile& left, const InboxFile& right) {
     return left.path == right.path && left.status.sameContentMarks(right.status) &&
            left.status.inode == right.status.inode && left.status.type == right.status.type;
+}
+
+/// An empty file is one whose content is still to come.
+bool isHere(FileSystem& files, const CloudContainer& cloud, const Path& file) {
+    if (cloud.presence(file) != CloudPresence::local) return false;
+    const auto status = files.status(file);
+    return status && status->byteCount > 0;
+}
+
+std::string reasonToWait(FileSystem& files, const CloudContainer& cloud,
+                         const InboxPackage& package) {
+    try {
+        const auto missing = filesMissingFrom(files, cloud, package);
+        return missing.empty() ? "It waits to be taken in."
+                               : reasonToWaitFor(missing.back(), package);
+    } catch (const Error& error) {
+        return error.description();
+    }
 }
 
 /// Gathers one unit.
@@ -108,6 +128,26 @@ std::vector<InboxUnit> surveyInbox(FileSystem& files, const CloudContainer& clou
     return units;
 }
 
+std::vector<Path> filesMissingFrom(FileSystem& files, const CloudContainer& cloud,
+                                   const InboxPackage& package) {
+    const Path manifest = package.path / manifestName(package.kind);
+    std::vector<Path> needed{manifest};
+    if (isHere(files, cloud, manifest)) {
+        const std::string json = readWholeFile(files, manifest, maximumManifestByteCount);
+        for (const Path& file : filesNeededBy(package.kind, json)) {
+            needed.push_back(package.path / file);
+        }
+    }
+    std::vector<Path> missing = package.unfinished;
+    std::copy_if(needed.begin(), needed.end(), std::back_inserter(missing),
+                 [&](const Path& file) { return !isHere(files, cloud, file); });
+    return missing;
+}
+
+std::string reasonToWaitFor(const Path& missing, const InboxPackage& package) {
+    return "It waits for its file " + displayName(missing.lexically_relative(package.path)) + ".";
+}
+
 std::vector<InboxWaiting> waitingInInbox(FileSystem& files, const CloudContainer& cloud,
                                          const Path& inbox) {
     std::vector<InboxWaiting> waiting;
@@ -117,7 +157,7 @@ std::vector<InboxWaiting> waitingInInbox(FileSystem& files, const CloudContainer
             waiting.push_back({file.path, "It waits to be taken in."});
         }
         for (const InboxPackage& package : unit.packages) {
-            waiting.push_back({package.path, "It waits to be taken in."});
+            waiting.push_back({package.path, reasonToWait(files, cloud, package)});
         }
         waiting.insert(waiting.end(), unit.waiting.begin(), unit.waiting.end());
     }

@@ -52,6 +52,12 @@ struct InboxUnit {
 std::vector<InboxUnit> surveyInbox(FileSystem& files, const CloudContainer& cloud,
                                    const Path& inbox);
 
+/// What a package lacks to be taken: its manifest and what that names, as far as they are not here
+/// whole. Throws FileError or PackageError for a manifest that cannot be used.
+std::vector<Path> filesMissingFrom(FileSystem& files, const CloudContainer& cloud,
+                                   const InboxPackage& package);
+std::string reasonToWaitFor(const Path& missing, const InboxPackage& package);
+
 /// All that an inbox holds, what is to be taken and what is left alone, for showing it. Nothing in
 /// an inbox that is not there; throws as surveyInbox.
 std::vector<InboxWaiting> waitingInInbox(FileSystem& files, const CloudContainer& cloud,

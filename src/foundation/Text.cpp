@@ -187,6 +187,21 @@ std::string_view firstCharacters(std::string_view text, std::size_t count) {
     return text.substr(0, static_cast<std::size_t>(end));
 }
 
+std::size_t characterStart(std::string_view text, std::size_t position) {
+    if (position >= text.size()) return text.size();
+    while (position > 0 && (static_cast<unsigned char>(text[position]) & 0xC0) == 0x80) --position;
+    UErrorCode status = U_ZERO_ERROR;
+    UText* view =
+        utext_openUTF8(nullptr, text.data(), static_cast<std::int64_t>(text.size()), &status);
+    auto& iterator = characterIterator();
+    iterator.setText(view, status);
+    auto start = static_cast<std::int32_t>(position);
+    if (!iterator.isBoundary(start)) start = iterator.preceding(start);
+    utext_close(view);
+    if (U_FAILURE(status)) throw Error("The Unicode library could not read a text.");
+    return static_cast<std::size_t>(start);
+}
+
 std::string lowerCased(std::string_view text) {
     std::string result;
     if (isAscii(text)) {

@@ -39,6 +39,10 @@ std::vector<std::string_view> splitWhiteSpace(std::string_view text);
 /// The first `count` characters, or all when there are fewer. Costs no more than those.
 std::string_view firstCharacters(std::string_view text, std::size_t count);
 
+/// Where the character begins that the byte at `position` is part of; the text's size from its end
+/// on.
+std::size_t characterStart(std::string_view text, std::size_t position);
+
 /// Unicode lower case, no locale's special rules.
 std::string lowerCased(std::string_view text);
 

@@ -26,6 +26,7 @@ struct Contender {
     double score = 0;
     bool isAdmitted = false;
     bool holdsEveryWord = false;
+    bool holdsWordsSomewhere = false;
 };
 
 void throwIfStopped(const std::stop_token& stop) {
@@ -91,6 +92,7 @@ std::vector<Contender> lexicalContenders(const DeepSearchRequest& request, const
         contender.parts.requestedTags = candidate.requestedTagCount;
         contender.lexicalHint = candidate.hint;
         contender.holdsEveryWord = candidate.holdsEveryWord;
+        contender.holdsWordsSomewhere = candidate.holdsWordsSomewhere;
         if (query && candidate.vectorRow) {
             const auto value = request.vectors.cosineOfRow(*candidate.vectorRow, *query);
             contender.parts.semantic = value ? semanticBonus(*value) : 0;
@@ -123,7 +125,8 @@ bool ranksBefore(const Contender& a, const Contender& b) {
     return a.item->id < b.item->id;
 }
 
-/// The strongest reason: the words' own unless meaning or association weighs more.
+/// The strongest reason: the words' own unless meaning or association weighs more. That alone says
+/// less of a memory than where all the words stand.
 std::string hintFor(const Contender& contender) {
     const ScoreParts& parts = contender.parts;
     const double words =
@@ -132,7 +135,8 @@ std::string hintFor(const Contender& contender) {
         return contender.lexicalHint;
     }
     if (!trimmed(contender.partnerTitle).empty()) return "Related to " + contender.partnerTitle;
-    return contender.usage >= recentUseValue ? "You used this recently" : "Matched by association";
+    if (contender.usage >= recentUseValue) return "You used this recently";
+    return contender.holdsWordsSomewhere ? contender.lexicalHint : "Matched by association";
 }
 
 }  // namespace

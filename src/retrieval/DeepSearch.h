@@ -34,6 +34,7 @@ struct DeepCandidate {
     /// The memory's title or tags hold every word typed: nothing that similarity alone admitted
     /// may stand above it.
     bool holdsEveryWord = false;
+    bool holdsWordsSomewhere = false;  ///< every word, as it was typed
     std::vector<AssociationToken> associationTokens;
     std::optional<std::size_t> vectorRow;  ///< where its vector stands in the request's view
 };

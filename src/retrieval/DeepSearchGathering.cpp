@@ -98,6 +98,7 @@ std::shared_ptr<const DeepSearchRequest> gatherDeepSearch(const LexicalIndex& in
              .hint = snapshot.hints.at(id),
              .requestedTagCount = titleAndTags.requestedTagCount(*ordinal),
              .holdsEveryWord = titleAndTags.holdEverything(*ordinal, item->title),
+             .holdsWordsSomewhere = snapshot.holdingAllWords.contains(id),
              .associationTokens = associationTokens(index, *ordinal),
              .vectorRow = vectors.rowOf(id)});
     }

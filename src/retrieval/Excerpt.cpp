@@ -133,20 +133,20 @@ std::size_t portionEnd(std::string_view text) {
     return cutToBytes(text, portionByteCount).size();
 }
 
-/// A place where a passage may begin or end without cutting a word, near `position`.
+/// A place where a passage may begin or end without cutting a word, or else a character, near
+/// `position`.
 std::size_t wordStart(std::string_view text, std::size_t position) {
     if (position == 0 || position >= text.size()) return std::min(position, text.size());
     const std::size_t space = text.find_first_of(" \n\t", position - 1);
     if (space != std::string_view::npos && space < position + leadByteCount / 2) return space + 1;
-    while ((static_cast<unsigned char>(text[position]) & 0xC0) == 0x80) ++position;
-    return position;
+    return characterStart(text, position);
 }
 
 std::size_t wordEnd(std::string_view text, std::size_t position) {
     if (position >= text.size()) return text.size();
     const std::size_t space = text.find_last_of(" \n\t", position);
     if (space != std::string_view::npos && space + leadByteCount / 2 > position) return space;
-    return cutToBytes(text, position).size();
+    return characterStart(text, position);
 }
 
 /// Adds text with its white space made single spaces.
@@ -170,6 +170,7 @@ std::string marked(const Passage& passage, std::string_view open, std::string_vi
         reach = std::max(start + passageByteCount, first.end);
     }
     std::size_t end = wordEnd(text, reach);
+    if (!passage.matches.empty()) end = std::max(end, passage.matches[passage.first].end);
     for (const Match& match : passage.matches) {
         if (match.start < end && match.end > end) end = match.end;
     }

@@ -31,6 +31,10 @@ std::vector<std::string> expandedTerms(const LexicalIndex& index,
     return expanded;
 }
 
+bool holdsAsTyped(const TermEvidence& term, Ordinal ordinal) {
+    return (bitsOf(term.cells().at(ordinal)) & ~(correctedBit | relatedBit)) != 0;
+}
+
 /// The hits that hold more than half of the words that say something, or a tag asked for. A memory
 /// that holds one of three rare words by chance does not show that words have found what was meant.
 std::size_t countTelling(const LexicalIndex& index, const LexicalSearch::Findings& findings,
@@ -158,6 +162,10 @@ LexicalSnapshot LexicalSearch::search(std::string_view searchText, std::size_t l
         snapshot.rankedIDs.push_back(id);
         snapshot.scores.emplace(id, hit.score);
         snapshot.hints.emplace(id, hintFor(index_, findings.query, findings.terms, hit.ordinal));
+        const bool holdsAll =
+            std::all_of(findings.terms.begin(), findings.terms.end(),
+                        [&](const auto* term) { return holdsAsTyped(*term, hit.ordinal); });
+        if (holdsAll) snapshot.holdingAllWords.insert(id);
     }
     return snapshot;
 }

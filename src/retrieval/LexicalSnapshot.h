@@ -4,6 +4,7 @@
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "foundation/Uuid.h"
@@ -23,6 +24,8 @@ struct LexicalSnapshot {
     std::vector<Uuid> rankedIDs;
     std::unordered_map<Uuid, double> scores;
     std::unordered_map<Uuid, std::string> hints;
+    /// Those of the best hits that hold every word as it was typed.
+    std::unordered_set<Uuid> holdingAllWords;
 
     /// All hits, whatever number was asked for.
     std::size_t totalCount = 0;

@@ -51,6 +51,7 @@ class DeepSearchTest : public testing::Test {
                                        .hint = "Matched title",
                                        .requestedTagCount = 0,
                                        .holdsEveryWord = false,
+                                       .holdsWordsSomewhere = false,
                                        .associationTokens = {},
                                        .vectorRow = {}});
         return request_.candidates.back();
@@ -143,6 +144,19 @@ TEST_F(DeepSearchTest, anEmptyVectorOnlyLosesTheBonus) {
     const auto result = run();
     EXPECT_DOUBLE_EQ(result.hits[1].score, 0.9 * (7.2 + 0.0224));
     EXPECT_NEAR(result.hits[0].score - result.hits[1].score, 4.5 * 0.3, 1e-6);
+}
+
+TEST_F(DeepSearchTest, whereAllWordsStandIsToldBeforeMereLikeness) {
+    const auto inside = memory("parse_args");
+    const auto parts = memory("parser");
+    for (const auto& item : {inside, parts}) {
+        addMeaning(item, 0.9);
+        addHit(item, 3).vectorRow = matrix_.rowOf(item->id);
+    }
+    request_.candidates[0].holdsWordsSomewhere = true;
+    const auto result = run();
+    EXPECT_EQ(found(result, inside).second, "Matched title");
+    EXPECT_EQ(found(result, parts).second, "Matched by association");
 }
 
 TEST_F(DeepSearchTest, recentUseIsNamedOnlyForWhatIsUsedOften) {

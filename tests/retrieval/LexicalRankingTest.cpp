@@ -211,6 +211,12 @@ TEST_F(LexicalRanking, ExcerptsMarkMatchesInTheOriginalSpelling) {
     EXPECT_EQ(excerpt("the Strasse and Straße", "straße"), "the [Strasse] and [Straße]");
     EXPECT_EQ(excerpt("no match here", "zzz"), "no match here");
     EXPECT_EQ(excerpt("", "zzz"), "");
+    std::string families;  // no spaces, several code points a character
+    for (int i = 0; i < 20; ++i) families += "👩‍👩‍👧";
+    EXPECT_EQ(excerpt(families + " trip " + families, "trip"),
+              "…👩‍👩‍👧👩‍👩‍👧👩‍👩‍👧 [trip] "
+              "👩‍👩‍👧👩‍👩‍👧👩‍👩‍👧👩‍👩‍👧👩‍👩‍👧"
+              "…");
     const std::string far =
         repeated("filler", 5000) + "a zebra met an okapi " + repeated("end", 90);
     const std::string passage = excerpt(far, "okapi zebra");

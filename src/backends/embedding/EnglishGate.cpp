@@ -1,6 +1,7 @@
 #include "backends/embedding/EnglishGate.h"
 
 #include <unicode/uchar.h>
+#include <unicode/uscript.h>
 
 #include <algorithm>
 #include <array>
@@ -15,6 +16,10 @@ namespace {
 /// The share of pieces that may be unknown: emoji among words are fine, another script is not.
 constexpr double maximumUnknownShare = 0.25;
 constexpr std::size_t minimumWordCount = 4;
+
+/// The share of letters that may be of another script than Latin. Without spaces between its words,
+/// such a text has too few of them to be judged by words.
+constexpr double maximumOtherScriptShare = 0.5;
 
 /// A text with this share of English small words is not judged by its pieces.
 constexpr double clearlyEnglishShare = 0.12;
@@ -54,9 +59,14 @@ struct WordCounts {
     std::size_t foreign = 0;
     std::size_t withForeignLetters = 0;
     std::size_t letters = 0;
+    std::size_t otherScriptLetters = 0;
 
     void add(std::string_view word);
 };
+
+bool isLatin(char32_t letter) {
+    return u_getIntPropertyValue(static_cast<UChar32>(letter), UCHAR_SCRIPT) == USCRIPT_LATIN;
+}
 
 /// Counts a word by its letters up to an apostrophe ("it's", "dell'acqua").
 void WordCounts::add(std::string_view word) {
@@ -68,6 +78,7 @@ void WordCounts::add(std::string_view word) {
         const char32_t codePoint = nextCodePoint(word, at);
         if (u_isalpha(static_cast<UChar32>(codePoint))) {
             ++letterCount;
+            otherScriptLetters += isLatin(codePoint) ? 0 : 1;
             hasForeignLetter |= codePoint >= 0x80;
             if (!isStemWhole) appendUtf8(stem, codePoint);
         } else {
@@ -105,6 +116,10 @@ bool mayBeEnglish(std::string_view preparedText, const TextChunks& chunks) {
     WordCounts counts;
     for (const auto word : splitWhiteSpace(preparedText.substr(0, chunks.readByteCount))) {
         counts.add(word);
+    }
+    if (counts.letters > 0 &&
+        ratio(counts.otherScriptLetters, counts.letters) > maximumOtherScriptShare) {
+        return false;
     }
     if (counts.words < minimumWordCount) return true;
     if (counts.foreign > counts.english) return false;

@@ -21,7 +21,7 @@ class SentenceEncoder : public TextEmbedder {
         : tokenizer_(model.pieces), transformer_(model), mean_(model.tensors[meanVector].values) {}
 
     // The number changes with anything that moves the vectors: model, pieces, chunks, mean, gate.
-    std::string modelName() const override { return "nookery-sentence-encoder-en-1"; }
+    std::string modelName() const override { return "nookery-sentence-encoder-en-2"; }
     std::size_t dimension() const override { return width; }
 
     std::optional<std::vector<float>> embedMemory(std::string_view text) const override {

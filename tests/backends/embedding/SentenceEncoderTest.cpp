@@ -83,7 +83,8 @@ TEST_F(SentenceEncoderTest, GivesMemoriesInOtherLanguagesNone) {
           "Morgen de winterbanden ophalen en de kelder opruimen.",
           "Jutro trzeba odebrać opony zimowe i posprzątać piwnicę.",
           "Amanhã é preciso buscar os pneus de inverno e arrumar a cave.",
-          "Завтра забрать зимние шины.", "明日は冬タイヤを取りに行く"}) {
+          "Завтра забрать зимние шины.", "明日は冬タイヤを取りに行く",
+          "昨日は東京に登って、美しい夕日を見ました。大学の友人と山の上で酒を"}) {
         EXPECT_FALSE(hasMemoryVector(text)) << text;
     }
     // A query is too short to be judged.
