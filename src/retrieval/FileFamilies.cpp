@@ -20,17 +20,17 @@ void FileFamilies::remove(const Uuid& id) {
 void FileFamilies::clear() {
     unread_.clear();
     families_.clear();
-    keys_.clear();
+    names_.clear();
 }
 
 /// Takes a memory out of its family, if it is in one.
 void FileFamilies::take(const Uuid& id) {
-    const auto key = keys_.find(id);
-    if (key == keys_.end()) return;
-    const auto family = families_.find(key->second);
+    const auto name = names_.find(id);
+    if (name == names_.end()) return;
+    const auto family = families_.find(name->second.key);
     std::erase_if(family->second, [&](const Member& member) { return member.item->id == id; });
     if (family->second.empty()) families_.erase(family);
-    keys_.erase(key);
+    names_.erase(name);
 }
 
 bool FileFamilies::readNames(std::size_t limit) {
@@ -40,25 +40,21 @@ bool FileFamilies::readNames(std::size_t limit) {
         const Path file(*item->filePath);
         const auto key = versionFamilyKey(file);
         if (!key) continue;
-        families_[*key].push_back({item, lowerCased(toValidUtf8(file.extension().native()))});
-        keys_[id] = *key;
+        const std::string extension = lowerCased(toValidUtf8(file.extension().native()));
+        families_[*key].push_back({item, extension});
+        names_[id] = {*key, extension};
     }
     return !unread_.empty();
 }
 
 CrumbItemList FileFamilies::membersLike(const Uuid& id, bool sameExtension) {
     readNames(unread_.size());
-    const auto key = keys_.find(id);
-    if (key == keys_.end()) return {};
-    const Members& members = families_.at(key->second);
-    const auto self = std::find_if(members.begin(), members.end(),
-                                   [&](const Member& member) { return member.item->id == id; });
+    const auto name = names_.find(id);
+    if (name == names_.end()) return {};
     CrumbItemList found;
-    for (const Member& member : members) {
-        if (member.item->id == id || (member.extension == self->extension) != sameExtension) {
-            continue;
-        }
-        found.push_back(member.item);
+    for (const Member& member : families_.at(name->second.key)) {
+        if ((member.extension == name->second.extension) != sameExtension) continue;
+        if (member.item->id != id) found.push_back(member.item);
     }
     return found;
 }
@@ -69,6 +65,14 @@ CrumbItemList FileFamilies::versionsOf(const Uuid& id) {
         return a->createdAt != b->createdAt ? a->createdAt > b->createdAt : a->id < b->id;
     });
     return versions;
+}
+
+bool FileFamilies::areVersions(const Uuid& id, const Uuid& other) {
+    readNames(unread_.size());
+    const auto name = names_.find(id);
+    const auto otherName = names_.find(other);
+    return name != names_.end() && otherName != names_.end() && id != other &&
+           name->second == otherName->second;
 }
 
 CrumbItemList FileFamilies::otherFormatsOf(const Uuid& id) { return membersLike(id, false); }

@@ -23,6 +23,7 @@ class FileFamilies {
 
     /// The other versions of a memory's file, newest first: same key, same extension.
     CrumbItemList versionsOf(const Uuid& id);
+    bool areVersions(const Uuid& id, const Uuid& other);
     /// Files of the same name in other formats: same key, other extension; in no order.
     CrumbItemList otherFormatsOf(const Uuid& id);
 
@@ -32,13 +33,19 @@ class FileFamilies {
         std::string extension;  ///< lower case
     };
     using Members = std::vector<Member>;
+    struct Name {
+        std::string key;
+        std::string extension;
+
+        bool operator==(const Name&) const = default;
+    };
 
     void take(const Uuid& id);
     CrumbItemList membersLike(const Uuid& id, bool sameExtension);
 
     std::unordered_map<Uuid, CrumbItemPointer> unread_;
     std::unordered_map<std::string, Members> families_;  // by key
-    std::unordered_map<Uuid, std::string> keys_;
+    std::unordered_map<Uuid, Name> names_;
 };
 
 }  // namespace nookery

@@ -240,9 +240,9 @@ std::vector<Uuid> findRelated(const LexicalIndex& index, const VectorMatrix& vec
     addAssociated(index, *self, strengths);
     addAlikeInMeaning(index, vectors, id, strengths);
     addOtherFormats(index, families, *index.item(*self), strengths);
-    for (const auto& version : families.versionsOf(id)) {
-        strengths.erase(*index.ordinalOf(version->id));
-    }
+    std::erase_if(strengths, [&](const auto& entry) {
+        return families.areVersions(id, index.item(entry.first)->id);
+    });
     std::vector<std::pair<Ordinal, double>> ranked(strengths.begin(), strengths.end());
     std::sort(ranked.begin(), ranked.end(), [&](const auto& a, const auto& b) {
         if (a.second != b.second) return a.second > b.second;

@@ -47,6 +47,10 @@ TEST(InboxTake, TakesFromBothInboxesAndNamesWhatStays) {
     EXPECT_EQ(nookery.json({"search", "Plums"}).at("hits").size(), 1u);
     EXPECT_EQ(nookery.json({"search", "N1"}).at("hits").size(), 0u) << "an internal marker";
 
+    nookery.home.write(package / "media/p.png", "\x89PNG\r\n\x1a\n");
+    EXPECT_EQ(nookery.json({"stats"}, cloud).at("inboxWaiting").back().at("message"),
+              "It waits for its file note.json.");
+
     nookery.home.write(package / "note.json", "{");
     const Outcome refused = nookery.run({"inbox", "take"}, cloud);
     EXPECT_EQ(refused.status, 1);

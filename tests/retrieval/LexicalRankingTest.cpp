@@ -211,12 +211,14 @@ TEST_F(LexicalRanking, ExcerptsMarkMatchesInTheOriginalSpelling) {
     EXPECT_EQ(excerpt("the Strasse and Straße", "straße"), "the [Strasse] and [Straße]");
     EXPECT_EQ(excerpt("no match here", "zzz"), "no match here");
     EXPECT_EQ(excerpt("", "zzz"), "");
-    std::string families;  // no spaces, several code points a character
-    for (int i = 0; i < 20; ++i) families += "👩‍👩‍👧";
-    EXPECT_EQ(excerpt(families + " trip " + families, "trip"),
-              "…👩‍👩‍👧👩‍👩‍👧👩‍👩‍👧 [trip] "
-              "👩‍👩‍👧👩‍👩‍👧👩‍👩‍👧👩‍👩‍👧👩‍👩‍👧"
-              "…");
+    // No spaces, several code points a character.
+    const auto families = [](int count) {
+        std::string text;
+        while (count-- > 0) text += "👩‍👩‍👧";
+        return text;
+    };
+    EXPECT_EQ(excerpt(families(20) + " trip " + families(20), "trip"),
+              "…" + families(3) + " [trip] " + families(5) + "…");
     const std::string far =
         repeated("filler", 5000) + "a zebra met an okapi " + repeated("end", 90);
     const std::string passage = excerpt(far, "okapi zebra");
