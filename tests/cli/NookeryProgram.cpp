@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <memory>
 
 namespace nookery::testing {
 namespace {
@@ -60,6 +59,8 @@ bool drain(int descriptor, std::string& into) {
 }
 
 }  // namespace
+
+std::string theProgramUnderTest() { return NOOKERY_PROGRAM; }
 
 Json Outcome::json() const {
     try {

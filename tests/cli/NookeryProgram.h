@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,9 @@ struct RunOptions {
     std::string outputTo{};                            ///< a file in place of the pipe
     bool closeOutput = false;                          ///< nobody reads standard output
 };
+
+/// The program that was built together with the tests.
+std::string theProgramUnderTest();
 
 /// The real program in a home of its own, which no other setting of the machine reaches.
 class NookeryProgram {
@@ -67,7 +71,7 @@ class NookeryProgram {
     Outcome runOnTerminal(const std::vector<std::string>& arguments, const std::string& prompt,
                           const std::string& typed) const;
 
-    std::string program = NOOKERY_PROGRAM;
+    std::string program = theProgramUnderTest();
     TemporaryDirectory home;
     Path library = home / ".local/share/Crumb";
 };

@@ -1,7 +1,9 @@
 #include "support/FaultyFileSystem.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <ostream>
 
 namespace nookery::testing {
 namespace {
@@ -47,6 +49,11 @@ class FaultyWritableFile final : public WritableFile {
 };
 
 }  // namespace
+
+void PrintTo(Fault fault, std::ostream* out) {
+    static constexpr std::array names{"none", "fail", "diskFull", "crash"};
+    *out << names.at(static_cast<std::size_t>(fault));
+}
 
 void FaultyFileSystem::arm(Fault fault, int k) {
     fault_ = fault;

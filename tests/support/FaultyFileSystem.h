@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <iosfwd>
 #include <map>
 #include <set>
 #include <string>
@@ -17,6 +18,9 @@ enum class Fault {
                ///< short
     crash,     ///< it does nothing and SimulatedCrash is thrown, there and ever after
 };
+
+/// Names the fault in the names of the tests that meet it.
+void PrintTo(Fault fault, std::ostream* out);
 
 /// Not derived from Error: code that mends failures must not be able to mend this one.
 struct SimulatedCrash {};

@@ -81,7 +81,7 @@ int MediaFile::isStopped(void* source) {
 
 void MediaFile::fail(std::string_view what) const {
     if (source_.stop.stop_requested()) throw Cancelled();
-    throw MediaError(fmt::format("“{}” {}.", displayName(path_.filename()), what));
+    throw MediaError(fmt::format("\"{}\" {}.", displayName(path_.filename()), what));
 }
 
 AVStream* MediaFile::best(AVMediaType kind) const {
