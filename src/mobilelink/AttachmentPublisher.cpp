@@ -1,8 +1,5 @@
 #include "mobilelink/AttachmentPublisher.h"
 
-#include <future>
-
-#include "collection/FileDigest.h"
 #include "platform/CloudContainer.h"
 
 namespace nookery {
@@ -15,37 +12,7 @@ constexpr std::string_view nameSuffix = ".enc";
 constexpr std::size_t batchFileCount = 64;
 constexpr std::int64_t batchMaximumByteCount = 64 << 20;
 
-constexpr std::size_t chunkByteCount = 1 << 19;
-
-/// Digests on another thread while the same bytes are sealed and the next are read: on a fast disk
-/// the digest takes as long as all the rest.
-class DigestAlongside {
-  public:
-    explicit DigestAlongside(std::unique_ptr<Sha256Stream> digest) : digest_(std::move(digest)) {}
-
-    /// The bytes must stay as they are until the next call.
-    void update(std::span<const std::byte> bytes) {
-        settle();
-        constexpr std::size_t worthAThread = 1 << 16;
-        const auto policy = bytes.size() < worthAThread
-                                ? std::launch::deferred
-                                : std::launch::async | std::launch::deferred;
-        running_ = std::async(policy, [this, bytes] { digest_->update(bytes); });
-    }
-
-    Sha256Digest finish() {
-        settle();
-        return digest_->finish();
-    }
-
-  private:
-    void settle() {
-        if (running_.valid()) running_.get();
-    }
-
-    std::unique_ptr<Sha256Stream> digest_;
-    std::future<void> running_;  ///< destroyed first, which waits for it
-};
+constexpr std::size_t chunkByteCount = 1 << 18;
 
 void noteSealed(PublishedAttachment& attachment, const FileStatus& sealed) {
     attachment.sealedModifiedNanoseconds = sealed.modifiedNanoseconds;
@@ -79,8 +46,8 @@ AttachmentPublisher::AttachmentPublisher(const Platform& platform, const Encrypt
       folder_(std::move(folder)),
       records_(records),
       known_(records.attachments()),
-      stop_(std::move(stop)) {
-    for (auto& buffer : buffers_) buffer.resize(chunkByteCount);
+      stop_(std::move(stop)),
+      buffer_(chunkByteCount) {
     batch_.emplace(platform_.files);
 }
 
@@ -132,7 +99,7 @@ bool AttachmentPublisher::isFromSameContent(const PublishedAttachment& last, con
         last.sourceModifiedNanoseconds == source.modifiedNanoseconds) {
         return true;
     }
-    return digestOfFile(platform_.files, platform_.digester, *item.filePath) == last.sourceDigest;
+    return hasContentOfBox(platform_.files, platform_.encryption, key_, *item.filePath, last.mark);
 }
 
 bool AttachmentPublisher::isOnDrive(const PublishedAttachment& last,
@@ -166,17 +133,13 @@ void AttachmentPublisher::seal(const CrumbItem& item) {
 PublishedAttachment AttachmentPublisher::sealInto(WritableFile& target, const CrumbItem& item) {
     const auto source = platform_.files.openForReading(*item.filePath);
     const FileStatus status = source->status();
-    DigestAlongside digest(platform_.digester.sha256());
     SealedBoxWriter box(platform_.encryption, key_, target);
     std::int64_t byteCount = 0;
-    while (const std::size_t count = source->read(buffers_[0])) {
+    while (const std::size_t count = source->read(buffer_)) {
         if (stop_.stop_requested()) throw Cancelled();
         byteCount += static_cast<std::int64_t>(count);
         if (byteCount > status.byteCount || byteCount > maximumByteCount) break;
-        const auto chunk = std::span(buffers_[0]).first(count);
-        digest.update(chunk);
-        box.write(chunk);
-        std::swap(buffers_[0], buffers_[1]);
+        box.write(std::span(buffer_).first(count));
     }
     if (byteCount != status.byteCount || byteCount > maximumByteCount) {
         throw Error(displayName(*item.filePath) + " changed while it was being read.");
@@ -186,7 +149,6 @@ PublishedAttachment AttachmentPublisher::sealInto(WritableFile& target, const Cr
             .source = *item.filePath,
             .sourceByteCount = byteCount,
             .sourceModifiedNanoseconds = status.modifiedNanoseconds,
-            .sourceDigest = digest.finish(),
             .mark = box.finish()};
 }
 

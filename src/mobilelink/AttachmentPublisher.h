@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <stop_token>
 #include <string>
 #include <unordered_map>
@@ -60,7 +59,7 @@ class AttachmentPublisher {
     LinkRecords& records_;
     std::unordered_map<Uuid, PublishedAttachment> known_;  ///< as it was before this run
     std::stop_token stop_;
-    std::array<std::vector<std::byte>, 2> buffers_;  ///< one is digested while the other is read
+    std::vector<std::byte> buffer_;
     std::optional<DurableBatch> batch_;
     std::vector<PublishedAttachment> written_;  ///< in the batch, not committed yet
     std::int64_t batchByteCount_ = 0;

@@ -19,7 +19,6 @@ CREATE TABLE attachments (
     source BLOB NOT NULL,
     source_byte_count INTEGER NOT NULL,
     source_modified_nanoseconds INTEGER NOT NULL,
-    source_digest BLOB NOT NULL,
     sealed_modified_nanoseconds INTEGER NOT NULL,
     sealed_changed_nanoseconds INTEGER NOT NULL,
     nonce BLOB NOT NULL,
@@ -71,11 +70,10 @@ PublishedAttachment attachmentFrom(const SqliteStatement& row, const Uuid& memor
     attachment.source = std::string(reinterpret_cast<const char*>(source.data()), source.size());
     attachment.sourceByteCount = row.integer(3);
     attachment.sourceModifiedNanoseconds = row.integer(4);
-    attachment.sourceDigest.bytes = arrayFrom<decltype(Sha256Digest::bytes)>(row.blob(5));
-    attachment.sealedModifiedNanoseconds = row.integer(6);
-    attachment.sealedChangedNanoseconds = row.integer(7);
-    attachment.mark.nonce = arrayFrom<EncryptionNonce>(row.blob(8));
-    attachment.mark.tag = arrayFrom<AuthenticationTag>(row.blob(9));
+    attachment.sealedModifiedNanoseconds = row.integer(5);
+    attachment.sealedChangedNanoseconds = row.integer(6);
+    attachment.mark.nonce = arrayFrom<EncryptionNonce>(row.blob(7));
+    attachment.mark.tag = arrayFrom<AuthenticationTag>(row.blob(8));
     return attachment;
 }
 
@@ -130,7 +128,7 @@ std::unordered_map<Uuid, PublishedAttachment> LinkRecords::attachments() {
     std::unordered_map<Uuid, PublishedAttachment> found;
     SqliteStatement rows(connection_,
                          "SELECT memory_id, key_id, source, source_byte_count, "
-                         "source_modified_nanoseconds, source_digest, sealed_modified_nanoseconds, "
+                         "source_modified_nanoseconds, sealed_modified_nanoseconds, "
                          "sealed_changed_nanoseconds, nonce, tag FROM attachments;");
     while (rows.step()) {
         if (const auto id = rows.uuid(0)) found.emplace(*id, attachmentFrom(rows, *id));
@@ -142,16 +140,16 @@ void LinkRecords::record(std::span<const PublishedAttachment> attachments) {
     SqliteTransaction transaction(connection_);
     SqliteStatement statement(connection_,
                               "INSERT OR REPLACE INTO attachments (memory_id, key_id, source, "
-                              "source_byte_count, source_modified_nanoseconds, source_digest, "
+                              "source_byte_count, source_modified_nanoseconds, "
                               "sealed_modified_nanoseconds, "
                               "sealed_changed_nanoseconds, nonce, tag) "
-                              "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
+                              "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?);");
     for (const PublishedAttachment& attachment : attachments) {
         statement
             .with(attachment.memoryID, bytesOf(attachment.keyID),
                   std::as_bytes(std::span(attachment.source.native())), attachment.sourceByteCount,
-                  attachment.sourceModifiedNanoseconds, bytesOf(attachment.sourceDigest),
-                  attachment.sealedModifiedNanoseconds, attachment.sealedChangedNanoseconds,
+                  attachment.sourceModifiedNanoseconds, attachment.sealedModifiedNanoseconds,
+                  attachment.sealedChangedNanoseconds,
                   std::span<const std::byte>(attachment.mark.nonce),
                   std::span<const std::byte>(attachment.mark.tag))
             .run();

@@ -21,7 +21,6 @@ struct PublishedAttachment {
     Path source{};
     std::int64_t sourceByteCount = 0;
     std::int64_t sourceModifiedNanoseconds = 0;
-    Sha256Digest sourceDigest{};
     // Of the sealed file, as the file system last told them.
     std::int64_t sealedModifiedNanoseconds = 0;
     std::int64_t sealedChangedNanoseconds = 0;

@@ -114,4 +114,17 @@ bool isSealedBox(FileSystem& files, const AuthenticatedEncryption& encryption,
     return checker.isGenuine();
 }
 
+bool hasContentOfBox(FileSystem& files, const AuthenticatedEncryption& encryption,
+                     const EncryptionKey& key, const Path& path, const SealedMark& mark) {
+    const auto file = files.openForReading(path);
+    // Twice the same nonce is harmless here: what this seals is thrown away.
+    const auto stream = encryption.seal(key, mark.nonce);
+    std::vector<std::byte> buffer(1 << 18);
+    while (const std::size_t count = file->read(buffer)) {
+        const auto bytes = std::span(buffer).first(count);
+        stream->update(bytes, bytes);
+    }
+    return stream->finish() == mark.tag;
+}
+
 }  // namespace nookery

@@ -50,4 +50,9 @@ std::string openBox(const AuthenticatedEncryption& encryption, const EncryptionK
 bool isSealedBox(FileSystem& files, const AuthenticatedEncryption& encryption,
                  const EncryptionKey& key, const Path& path, const SealedMark& mark);
 
+/// Whether the file holds what the box with this mark was made of by this key, going by the tag
+/// alone: the box may be out of reach. Reads all of the file. Throws FileError.
+bool hasContentOfBox(FileSystem& files, const AuthenticatedEncryption& encryption,
+                     const EncryptionKey& key, const Path& path, const SealedMark& mark);
+
 }  // namespace nookery
