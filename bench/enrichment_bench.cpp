@@ -135,7 +135,8 @@ void measure(const Path& folder, const std::optional<Path>& given) {
     StderrLog log;
     SystemPlatform system({.defaultsFile = folder / "defaults.json",
                            .userData = folder / "data",
-                           .programFolder = NOOKERY_PROGRAM_FOLDER},
+                           .programFolder = NOOKERY_PROGRAM_FOLDER,
+                           .pdfProgram = NOOKERY_PROGRAM_FOLDER "/nookery"},
                           log);
     const Platform& platform = system.platform();
     const Path samples = given.value_or(folder / "samples");
