@@ -45,6 +45,11 @@ bool countsAsExpense(const CrumbReceipt& receipt) {
     return receipt.type == ReceiptType::purchase && receipt.totalCents;
 }
 
+std::string merchantOr(const CrumbReceipt& receipt, std::string_view whenNone) {
+    const std::string merchant(trimmed(receipt.merchant.value_or("")));
+    return merchant.empty() ? std::string(whenNone) : merchant;
+}
+
 std::string shownAmount(const CrumbReceipt& receipt) {
     return receipt.totalCents ? "$" + toText(*receipt.totalCents) : "Amount unavailable";
 }
@@ -54,13 +59,11 @@ std::string shownDate(const CrumbReceipt& receipt) {
 }
 
 std::string shownMerchant(const CrumbReceipt& receipt, bool isBeingRead) {
-    if (isBeingRead) return "Reading receipt…";
-    return receipt.merchant.value_or("Receipt awaiting details");
+    return isBeingRead ? "Reading receipt…" : merchantOr(receipt, "Receipt awaiting details");
 }
 
 std::string reportedMerchant(const CrumbReceipt& receipt) {
-    const std::string merchant(trimmed(receipt.merchant.value_or("")));
-    return merchant.empty() ? "Unknown merchant" : merchant;
+    return merchantOr(receipt, "Unknown merchant");
 }
 
 std::optional<std::string_view> documentationRemark(const CrumbReceipt& receipt) {

@@ -82,6 +82,9 @@ struct CrumbReceipt {
 /// Whether the receipt's amount is spending: a purchase whose amount is known.
 bool countsAsExpense(const CrumbReceipt& receipt);
 
+/// The merchant without white space around it, or `whenNone` where nothing is left.
+std::string merchantOr(const CrumbReceipt& receipt, std::string_view whenNone);
+
 // What lists and details say of a receipt.
 /// "$12.34", or "Amount unavailable".
 std::string shownAmount(const CrumbReceipt& receipt);

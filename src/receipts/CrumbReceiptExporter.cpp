@@ -65,10 +65,9 @@ class PackageOriginals {
                 fileError && fileError->isNotFound() && fileError->path() == source;
             if (vanished) return std::nullopt;
             logReason(platform_, error);
-            const std::string merchant(trimmed(receipt.merchant.value_or("")));
             throw ReceiptExportError(
                 fmt::format("Could not copy the original for {}. No export was completed.",
-                            merchant.empty() ? receipt.id.toString() : merchant));
+                            merchantOr(receipt, receipt.id.toString())));
         }
     }
 
@@ -211,6 +210,12 @@ CrumbReceiptExporter::Exported CrumbReceiptExporter::write(const Platform& platf
         ReceiptPackage package = PackageBuilder(platform, staging, follower).build(receipts);
         const Path target = moveInto(files, staging, folder, package.exportedAt);
         return {target, std::move(package)};
+    } catch (const FileError& error) {
+        removeStaging(files, staging);
+        // The hidden name means nothing to the reader, and is gone.
+        const bool isHidden = error.path().native().starts_with(staging.native());
+        if (isHidden) throw FileError("write into", folder, error.errorNumber());
+        throw;
     } catch (const std::exception&) {
         removeStaging(files, staging);
         throw;

@@ -25,6 +25,8 @@ constexpr PdfFont cellFont{.size = 8};
 constexpr PdfFont merchantFont{.size = 8, .face = PdfFont::Face::bold};
 constexpr PdfFont headFont{.size = 8, .face = PdfFont::Face::bold};
 constexpr PdfFont detailFont{.size = 6.5};
+/// Any amount fits on one line: broken in two it would read as a smaller one.
+constexpr PdfFont longAmountFont = detailFont;
 constexpr double headHeight = 16;
 constexpr double padding = 4;
 constexpr double detailGap = 1.5;
@@ -48,6 +50,7 @@ std::string detailOf(const CrumbReceipt& receipt) {
 /// A row's texts, broken to fit their columns.
 struct LedgerTable::Cells {
     Lines date, merchant, type, classification, category, amount, detail, note;
+    PdfFont amountFont = cellFont;
 
     /// From the row's top to the baseline that the first lines share, whatever their scripts.
     double baseline() const {
@@ -112,7 +115,7 @@ void LedgerTable::drawRow(const CrumbReceipt& receipt) {
     draw(cells.type, cellFont, typeColumn);
     draw(cells.classification, cellFont, classColumn);
     draw(cells.category, cellFont, categoryColumn);
-    draw(cells.amount, cellFont, amountColumn, PdfAlignment::right);
+    draw(cells.amount, cells.amountFont, amountColumn, PdfAlignment::right);
     const double below = top + cells.cellHeight() + detailGap;
     const double noteTop = pages_.lines(cells.detail, detailFont, faint, detailColumn, below);
     pages_.lines(cells.note, detailFont, faint, detailColumn, noteTop);
@@ -127,7 +130,11 @@ LedgerTable::Cells LedgerTable::cellsOf(const CrumbReceipt& receipt) {
     cells.type = brokenOnce(std::string(label(receipt.type)), typeColumn);
     cells.classification = brokenOnce(std::string(label(receipt.classification)), classColumn);
     cells.category = brokenOnce(receipt.category.value_or(""), categoryColumn);
-    cells.amount = broken(shownAmount(receipt), cellFont, amountColumn, mostCellLines);
+    cells.amount = broken(shownAmount(receipt), cells.amountFont, amountColumn, mostCellLines);
+    if (cells.amount.size() > 1) {
+        cells.amountFont = longAmountFont;
+        cells.amount = broken(shownAmount(receipt), longAmountFont, amountColumn, mostCellLines);
+    }
     cells.detail = broken(detailOf(receipt), detailFont, detailColumn, 2);
     const std::string_view note = trimmed(receipt.note);
     if (!note.empty()) {

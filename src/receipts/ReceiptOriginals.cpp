@@ -16,7 +16,8 @@ Path realFile(FileSystem& files, const Path& source) {
     if (status && status->type == FileType::directory) {
         throw Error(displayName(source) + " is a folder. Choose the receipts in it.");
     }
-    if (status && status->byteCount == 0) throw Error(displayName(source) + " is empty.");
+    const bool isFile = status && status->type == FileType::regular;
+    if (isFile && status->byteCount == 0) throw Error(displayName(source) + " is empty.");
     return *real;
 }
 

@@ -40,11 +40,10 @@ std::string plainWords(std::string_view text) {
 std::vector<std::string_view> issuesOf(const CrumbReceipt& receipt, bool originalIsThere) {
     const bool needsAmount =
         receipt.type == ReceiptType::purchase || receipt.type == ReceiptType::refund;
-    const bool hasMerchant = receipt.merchant && !trimmed(*receipt.merchant).empty();
     const std::pair<bool, std::string_view> all[] = {
         {receipt.needsReview, "Marked needs review"},
         {receipt.classification == Classification::unclassified, "Unclassified"},
-        {!hasMerchant, "Missing merchant/provider"},
+        {merchantOr(receipt, "").empty(), "Missing merchant/provider"},
         {!receipt.purchaseDate, "Missing receipt date"},
         {needsAmount && !receipt.totalCents, "Missing purchase amount"},
         {!originalIsThere, "Original receipt file missing"},

@@ -17,9 +17,9 @@ constexpr PdfFont boldFont{.size = 9, .face = PdfFont::Face::bold};
 constexpr PdfFont smallFont{.size = 7};
 constexpr PdfColumn labelColumn{47, 250};
 constexpr PdfColumn figureColumn{300, 110};
-constexpr PdfColumn entryColumn{47, 330};
-constexpr PdfColumn entryDateColumn{385, 80};
-constexpr PdfColumn entryAmountColumn{470, 85};
+constexpr PdfColumn entryColumn{47, 305};
+constexpr PdfColumn entryDateColumn{355, 80};
+constexpr PdfColumn entryAmountColumn{440, 115};  ///< any amount fits
 constexpr PdfColumn bulletColumn{47, 10};
 constexpr PdfColumn noteColumn{57, 498};
 constexpr double rowHeight = 15;

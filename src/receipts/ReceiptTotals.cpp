@@ -9,7 +9,7 @@ Cents demandFits(const std::optional<Cents>& sum, const CrumbReceipt& receipt) {
     if (sum) return *sum;
     throw Error(fmt::format(
         "The amounts are too large to be added up. Check the amount of the receipt {} ({}).",
-        receipt.merchant.value_or("without merchant"), receipt.id.toString()));
+        merchantOr(receipt, "without merchant"), receipt.id.toString()));
 }
 
 void add(ClassificationTotals& totals, const CrumbReceipt& receipt) {

@@ -75,6 +75,11 @@ class AccountantPackage : public ::testing::Test {
         for (const auto& text : world.pdf.pages.at(page).texts) all += text.text + "\n";
         return all;
     }
+    std::string drawnOnAllPages() const {
+        std::string all;
+        for (std::size_t page = 0; page < world.pdf.pages.size(); ++page) all += drawn(page);
+        return all;
+    }
 
     TestPlatform world{Place::memory};
     Path chosen = world.folder / "chosen";
@@ -165,6 +170,10 @@ TEST_F(AccountantPackage, CountsEachKindOfRecordAsTheRulesSay) {
           "Unclassified net\n-0.01\n", "Purchase records\n3\n", "Other receipt records\n6\n"}) {
         EXPECT_NE(report.find(line), std::string::npos) << line;
     }
+    const std::string pages = drawnOnAllPages();
+    const std::size_t inLedger = pages.find("\n$92233720368547758.07\n");
+    const std::size_t inReview = pages.find("\n$92233720368547758.07\n", inLedger + 1);
+    EXPECT_NE(inReview, std::string::npos) << "an amount is neither cut nor broken";
 
     add(ReceiptType::purchase, Classification::personal, 1, "The Last Straw");
     EXPECT_NE(failure([&] { write(); })
@@ -245,6 +254,7 @@ TEST_F(AccountantPackage, NothingRemainsOfOneThatFails) {
         world.files.disarm();
         survived += message == "none" ? 1 : 0;
         EXPECT_EQ(fs::is_empty(chosen), message != "none") << k << " " << message;
+        EXPECT_EQ(message.find("/."), std::string::npos) << k << " " << message;
     }
     EXPECT_EQ(survived, 2);  // a copy is whole without its original's time
     receipts[0].originalFilePath = (world.folder / "data").native();

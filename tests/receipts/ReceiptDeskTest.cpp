@@ -82,6 +82,8 @@ TEST_F(Desk, RecognitionLeavesAloneWhatThePersonGaveOrTookAwayMeanwhile) {
             if (ids.size() == 2) return desk.remove(id);
             CrumbReceipt edited = *desk.find(id);
             EXPECT_EQ(shownMerchant(edited, true), "Reading receipt…");
+            edited.merchant = "  ";
+            EXPECT_EQ(shownMerchant(edited, false), "Receipt awaiting details");
             edited.merchant = "  Corrected  ";
             edited.totalCents = Cents{1};
             edited.needsReview = false;
