@@ -67,7 +67,7 @@ class PdfCanvas {
     virtual void beginPage() = 0;
 
     /// Breaks at line ends and between words, a word that is wider than `width` anywhere. An empty
-    /// line of the text gives a line without text; an empty text gives none.
+    /// line of the text gives a line without text; an empty text gives none. A tab is four blanks.
     virtual std::vector<PdfTextLine> breakText(std::string_view text, const PdfFont& font,
                                                double width) const = 0;
     /// The text on one line, its line ends and tabs as blanks, cut behind with "…" where it is

@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
-#include <iterator>
 
 #include "foundation/Text.h"
 
@@ -47,32 +45,13 @@ std::string detailOf(const CrumbReceipt& receipt) {
 
 }  // namespace
 
-/// A row's texts, broken to fit their columns.
-struct LedgerTable::Cells {
-    Lines date, merchant, type, classification, category, amount, detail, note;
-    PdfFont amountFont = cellFont;
+/// A record's texts, broken to fit their columns.
+struct LedgerTable::Row {
+    std::vector<ReportCell> cells;
+    Lines detail, note;
 
-    /// From the row's top to the baseline that the first lines share, whatever their scripts.
-    double baseline() const {
-        double baseline = 0;
-        for (const Lines* cell : cells()) {
-            if (!cell->empty()) baseline = std::max(baseline, cell->front().ascent);
-        }
-        return baseline;
-    }
-    double cellHeight() const {
-        double height = 0;
-        for (const Lines* cell : cells()) {
-            if (cell->empty()) continue;
-            height = std::max(height, baseline() - cell->front().ascent + heightOf(*cell));
-        }
-        return height;
-    }
     double height() const {
-        return padding + cellHeight() + detailGap + heightOf(detail) + heightOf(note) + padding;
-    }
-    std::array<const Lines*, 6> cells() const {
-        return {&date, &merchant, &type, &classification, &category, &amount};
+        return padding + heightOf(cells) + detailGap + heightOf(detail) + heightOf(note) + padding;
     }
 };
 
@@ -101,46 +80,40 @@ void LedgerTable::drawHead() {
 }
 
 void LedgerTable::drawRow(const CrumbReceipt& receipt) {
-    const Cells cells = cellsOf(receipt);
-    pages_.demand(cells.height());
-    const double top = pages_.top() + padding;
-    const auto draw = [&, baseline = top + cells.baseline()](
-                          const Lines& cell, const PdfFont& font, const PdfColumn& column,
-                          PdfAlignment alignment = PdfAlignment::left) {
-        if (cell.empty()) return;
-        pages_.lines(cell, font, ink, column, baseline - cell.front().ascent, alignment);
-    };
-    draw(cells.date, cellFont, dateColumn);
-    draw(cells.merchant, merchantFont, merchantColumn);
-    draw(cells.type, cellFont, typeColumn);
-    draw(cells.classification, cellFont, classColumn);
-    draw(cells.category, cellFont, categoryColumn);
-    draw(cells.amount, cells.amountFont, amountColumn, PdfAlignment::right);
-    const double below = top + cells.cellHeight() + detailGap;
-    const double noteTop = pages_.lines(cells.detail, detailFont, faint, detailColumn, below);
-    pages_.lines(cells.note, detailFont, faint, detailColumn, noteTop);
-    pages_.moveDown(cells.height());
+    const Row row = rowOf(receipt);
+    pages_.demand(row.height());
+    const double below = pages_.row(row.cells, pages_.top() + padding) + detailGap;
+    const double noteTop = pages_.lines(row.detail, detailFont, faint, detailColumn, below);
+    pages_.lines(row.note, detailFont, faint, detailColumn, noteTop);
+    pages_.moveDown(row.height());
     pages_.rule(pages_.top(), 0.4, hairline);
 }
 
-LedgerTable::Cells LedgerTable::cellsOf(const CrumbReceipt& receipt) {
-    Cells cells;
-    cells.date = broken(shownDate(receipt), cellFont, dateColumn, mostCellLines);
-    cells.merchant = broken(reportedMerchant(receipt), merchantFont, merchantColumn, mostCellLines);
-    cells.type = brokenOnce(std::string(label(receipt.type)), typeColumn);
-    cells.classification = brokenOnce(std::string(label(receipt.classification)), classColumn);
-    cells.category = brokenOnce(receipt.category.value_or(""), categoryColumn);
-    cells.amount = broken(shownAmount(receipt), cells.amountFont, amountColumn, mostCellLines);
-    if (cells.amount.size() > 1) {
-        cells.amountFont = longAmountFont;
-        cells.amount = broken(shownAmount(receipt), longAmountFont, amountColumn, mostCellLines);
+LedgerTable::Row LedgerTable::rowOf(const CrumbReceipt& receipt) {
+    const auto cell = [this](const std::string& text, const PdfFont& font,
+                             const PdfColumn& column) {
+        return ReportCell{broken(text, font, column, mostCellLines), font, column};
+    };
+    const auto sharedCell = [this](std::string_view text, const PdfColumn& column) {
+        return ReportCell{brokenOnce(std::string(text), column), cellFont, column};
+    };
+    Row row;
+    row.cells = {cell(shownDate(receipt), cellFont, dateColumn),
+                 cell(reportedMerchant(receipt), merchantFont, merchantColumn),
+                 sharedCell(label(receipt.type), typeColumn),
+                 sharedCell(label(receipt.classification), classColumn),
+                 sharedCell(receipt.category.value_or(""), categoryColumn),
+                 cell(shownAmount(receipt), cellFont, amountColumn)};
+    if (row.cells.back().lines.size() > 1) {
+        row.cells.back() = cell(shownAmount(receipt), longAmountFont, amountColumn);
     }
-    cells.detail = broken(detailOf(receipt), detailFont, detailColumn, 2);
+    row.cells.back().alignment = PdfAlignment::right;
+    row.detail = broken(detailOf(receipt), detailFont, detailColumn, 2);
     const std::string_view note = trimmed(receipt.note);
     if (!note.empty()) {
-        cells.note = broken(fmt::format("Note: {}", note), detailFont, detailColumn, mostNoteLines);
+        row.note = broken(fmt::format("Note: {}", note), detailFont, detailColumn, mostNoteLines);
     }
-    return cells;
+    return row;
 }
 
 /// What goes beyond the most lines is cut, and shows that it was.

@@ -17,11 +17,11 @@ class LedgerTable {
 
   private:
     using Lines = std::vector<PdfTextLine>;
-    struct Cells;
+    struct Row;
 
     void drawHead();
     void drawRow(const CrumbReceipt& receipt);
-    Cells cellsOf(const CrumbReceipt& receipt);
+    Row rowOf(const CrumbReceipt& receipt);
     Lines broken(std::string_view text, const PdfFont& font, const PdfColumn& column,
                  std::size_t mostLines);
     /// For texts that many rows share.

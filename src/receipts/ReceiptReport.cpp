@@ -126,19 +126,21 @@ class ReceiptReport {
         const CrumbReceipt& receipt = *row.receipt;
         const auto issues = pages_.canvas().breakText(
             fmt::format("{}", fmt::join(row.issues, " • ")), textFont, ReportPages::body.width);
-        const auto title =
-            pages_.canvas().fitText(reportedMerchant(receipt), boldFont, entryColumn.width);
+        const auto cell = [&](const std::string& text, const PdfFont& font, const PdfColumn& column,
+                              PdfAlignment alignment) {
+            return ReportCell{
+                {pages_.canvas().fitText(text, font, column.width)}, font, column, alignment};
+        };
+        const std::vector<ReportCell> title{
+            cell(reportedMerchant(receipt), boldFont, entryColumn, PdfAlignment::left),
+            cell(shownDate(receipt), textFont, entryDateColumn, PdfAlignment::right),
+            cell(shownAmount(receipt), textFont, entryAmountColumn, PdfAlignment::right)};
         const auto id = pages_.canvas().fitText("ID: " + receipt.id.toString(), smallFont,
                                                 ReportPages::body.width);
-        const double height = title.height() + heightOf(issues) + id.height() + 2 * lineSpacing;
+        const double height = heightOf(title) + heightOf(issues) + id.height() + 2 * lineSpacing;
         pages_.demand(height);
-        const double top = pages_.top() + lineSpacing;
-        pages_.lines({title}, boldFont, ink, entryColumn, top, PdfAlignment::left);
-        pages_.line(shownDate(receipt), textFont, ink, entryDateColumn, top, PdfAlignment::right);
-        pages_.line(shownAmount(receipt), textFont, ink, entryAmountColumn, top,
-                    PdfAlignment::right);
-        const double below =
-            pages_.lines(issues, textFont, ink, ReportPages::body, top + title.height());
+        const double below = pages_.lines(issues, textFont, ink, ReportPages::body,
+                                          pages_.row(title, pages_.top() + lineSpacing));
         pages_.lines({id}, smallFont, faint, ReportPages::body, below);
         pages_.moveDown(height);
         pages_.rule(pages_.top(), 0.4, hairline);

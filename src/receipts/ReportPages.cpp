@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <numeric>
 
 namespace nookery {
@@ -18,11 +19,30 @@ constexpr PdfFont headingFont{.size = 12, .face = PdfFont::Face::bold};
 constexpr double spaceAboveHeading = 16;
 constexpr double headingHeight = 24;
 
+/// From a row's top to the baseline that the first lines of its cells share.
+double baselineOf(const std::vector<ReportCell>& row) {
+    double baseline = 0;
+    for (const ReportCell& cell : row) {
+        if (!cell.lines.empty()) baseline = std::max(baseline, cell.lines.front().ascent);
+    }
+    return baseline;
+}
+
 }  // namespace
 
 double heightOf(const std::vector<PdfTextLine>& lines) {
     return std::accumulate(lines.begin(), lines.end(), 0.0,
                            [](double sum, const PdfTextLine& line) { return sum + line.height(); });
+}
+
+double heightOf(const std::vector<ReportCell>& row) {
+    const double baseline = baselineOf(row);
+    double height = 0;
+    for (const ReportCell& cell : row) {
+        if (cell.lines.empty()) continue;
+        height = std::max(height, baseline - cell.lines.front().ascent + heightOf(cell.lines));
+    }
+    return height;
 }
 
 ReportPages::ReportPages(PdfCanvas& canvas) : canvas_(canvas), top_(firstTop) {
@@ -76,6 +96,15 @@ double ReportPages::lines(const std::vector<PdfTextLine>& broken, const PdfFont&
         top += one.height();
     }
     return top;
+}
+
+double ReportPages::row(const std::vector<ReportCell>& cells, double top) {
+    const double baseline = top + baselineOf(cells);
+    for (const auto& [broken, font, column, alignment] : cells) {
+        if (broken.empty()) continue;
+        lines(broken, font, ink, column, baseline - broken.front().ascent, alignment);
+    }
+    return top + heightOf(cells);
 }
 
 void ReportPages::line(std::string_view text, const PdfFont& font, PdfColor color,

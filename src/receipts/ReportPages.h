@@ -16,6 +16,14 @@ struct PdfColumn {
     double right() const { return left + width; }
 };
 
+/// One of the texts that stand beside each other in a row.
+struct ReportCell {
+    std::vector<PdfTextLine> lines;
+    PdfFont font;
+    PdfColumn column;
+    PdfAlignment alignment = PdfAlignment::left;
+};
+
 /// The accountant report's pages: header, footer, and where the next thing goes. What is asked to
 /// stay together never breaks across pages, unless it is higher than a page.
 class ReportPages {
@@ -42,6 +50,9 @@ class ReportPages {
     double lines(const std::vector<PdfTextLine>& lines, const PdfFont& font, PdfColor color,
                  const PdfColumn& column, double top,
                  PdfAlignment alignment = PdfAlignment::natural);
+    /// Draws a row from `top` on, the first lines of its cells on one baseline whatever their
+    /// scripts; answers where it ends.
+    double row(const std::vector<ReportCell>& cells, double top);
     void line(std::string_view text, const PdfFont& font, PdfColor color, const PdfColumn& column,
               double top, PdfAlignment alignment = PdfAlignment::left);
     void rule(double top, double thickness, PdfColor color);
@@ -57,6 +68,7 @@ class ReportPages {
 };
 
 double heightOf(const std::vector<PdfTextLine>& lines);
+double heightOf(const std::vector<ReportCell>& row);
 
 namespace reportstyle {
 inline constexpr PdfColor ink{33, 37, 41};

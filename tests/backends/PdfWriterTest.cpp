@@ -97,6 +97,7 @@ TEST_F(PdfWriterTest, LinesFitTheirWidthAndLoseNothing) {
         EXPECT_EQ(joined, "One" + std::string(200, 'w') +
                               " twothree و four fivesix seven eightnine ten eleven");
         EXPECT_TRUE(canvas.breakText("", body, 90).empty());
+        EXPECT_EQ(canvas.breakText("\tshort\ttab", body, 90).size(), 1u);
         const PdfTextLine fitted = canvas.fitText("Up\nand\t" + std::string(300, 'x'), body, 90);
         EXPECT_LE(fitted.width, 90.01);
         EXPECT_TRUE(fitted.text.starts_with("Up and x")) << fitted.text;

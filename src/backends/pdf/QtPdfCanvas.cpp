@@ -10,7 +10,6 @@ namespace {
 
 constexpr int dotsPerInch = 1200;
 constexpr double dotsPerPoint = dotsPerInch / 72.0;
-constexpr double tabStopPoints = 36;
 constexpr const char* cannotCreate = "Unable to create the PDF file.";
 
 /// Helvetica by the name of its free twin first: Qt asks the system what stands for a name only
@@ -62,7 +61,6 @@ QTextOption textOption(bool runsRightToLeft, QTextOption::WrapMode wrapping) {
     option.setTextDirection(runsRightToLeft ? Qt::RightToLeft : Qt::LeftToRight);
     option.setWrapMode(wrapping);
     option.setUseDesignMetrics(true);
-    option.setTabStopDistance(dots(tabStopPoints));
     return option;
 }
 
@@ -111,7 +109,9 @@ std::vector<PdfTextLine> QtPdfCanvas::breakText(std::string_view text, const Pdf
     std::vector<PdfTextLine> lines;
     if (text.empty()) return lines;
     for (const std::string_view paragraph : splitLines(text)) {
-        breakParagraph(shownText(paragraph), font, width, lines);
+        // Stops for tabs would lie elsewhere on another screen.
+        breakParagraph(shownText(paragraph).replace(u'\t', QStringLiteral("    ")), font, width,
+                       lines);
     }
     return lines;
 }
