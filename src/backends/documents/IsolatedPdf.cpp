@@ -1,7 +1,6 @@
 #include "backends/documents/IsolatedPdf.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -10,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <csignal>
 #include <mutex>
 
 #include "backends/documents/OpenedFile.h"
