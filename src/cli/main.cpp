@@ -94,7 +94,7 @@ Ending endingOf(const Words& words, Output& output, CommandLog& log) {
     } catch (const OutputError& error) {
         return {exitFailed, error.isClosedPipe() ? "" : error.description()};
     } catch (const Cancelled&) {
-        return {exitInterrupted, "interrupted; what was done is kept."};
+        return {exitInterrupted, "interrupted; whatever was done is whole."};
     } catch (const DatabaseError& error) {
         const std::string advice = error.advice();
         return {exitFailed, error.description() + (advice.empty() ? "" : ". " + advice)};
