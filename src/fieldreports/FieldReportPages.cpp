@@ -16,6 +16,11 @@ constexpr double ruleThickness = 0.6;
 constexpr double panelHeight = 96;
 constexpr double panelPadding = 20;
 
+/// From one line to the next.
+double stepOf(const PdfTextLine& line, const FieldReportPages::TextStyle& style) {
+    return std::max(line.height(), style.font.size * style.lineSpacing);
+}
+
 }  // namespace
 
 FieldReportPages::FieldReportPages(PdfCanvas& canvas) : canvas_(canvas), pageCount_(1) {
@@ -39,17 +44,18 @@ void FieldReportPages::drawFooter() {
 
 void FieldReportPages::flowText(std::string_view text, const TextStyle& style) {
     for (const PdfTextLine& line : canvas_.breakText(text, style.font, contentWidth)) {
-        if (top_ + line.height() > contentBottom) beginPage();
-        canvas_.drawText(line, style.font, style.color, {margin, top_}, contentWidth,
-                         PdfAlignment::natural);
-        top_ += line.height() * style.lineSpacing;
+        const double step = stepOf(line, style);
+        if (top_ + step > contentBottom) beginPage();
+        canvas_.drawText(line, style.font, style.color, {margin, top_ + (step - line.height()) / 2},
+                         contentWidth, PdfAlignment::natural);
+        top_ += step;
     }
 }
 
 double FieldReportPages::heightOf(std::string_view text, const TextStyle& style) const {
     double height = 0;
     for (const PdfTextLine& line : canvas_.breakText(text, style.font, contentWidth)) {
-        height += line.height() * style.lineSpacing;
+        height += stepOf(line, style);
     }
     return height;
 }

@@ -30,7 +30,7 @@ class FieldReportPages {
     struct TextStyle {
         PdfFont font;
         PdfColor color;
-        double lineSpacing = 1.2;  ///< of the line's own height
+        double lineSpacing = 1.4;  ///< of the font's size; taller scripts take more if they must
     };
     /// Flows over as many pages as it takes; an empty line is a gap.
     void flowText(std::string_view text, const TextStyle& style);
