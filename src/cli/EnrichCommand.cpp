@@ -8,6 +8,13 @@
 
 namespace nookery::cli {
 
+void endEnrichment(Session& session, CrumbStore& store) {
+    store.pauseBackgroundWork();
+    if (!store.isBackgroundWorkUnderWay()) return;
+    session.messages().progress("ending what is being read; interrupt again to end at once");
+    session.waitUntil([&] { return !store.isBackgroundWorkUnderWay(); });
+}
+
 EnrichmentOutcome finishEnrichment(Session& session, CrumbStore& store) {
     const int waiting = *store.indexingCount();
     store.startBackgroundWork();
@@ -15,7 +22,8 @@ EnrichmentOutcome finishEnrichment(Session& session, CrumbStore& store) {
         session.messages().progress(fmt::format("reading what was taken in: {} left", left));
     });
     session.waitUntil([&] { return session.isInterrupted() || *store.indexingCount() == 0; });
-    store.pauseBackgroundWork();
+    endEnrichment(session, store);
+    demandSaved(store.enrichmentSaveFailure());
     return {.done = waiting - *store.indexingCount(), .pending = *store.indexingCount()};
 }
 

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "cli/Commands.h"
+#include "cli/Enrichment.h"
 #include "cli/TextLayout.h"
 #include "cli/WatchPart.h"
 #include "platform/CloudContainer.h"
@@ -61,6 +62,7 @@ int runWatch(Session& session, const Arguments&) {
         tell("watching", placesWatched(session));
         session.waitUntil([&] { return session.isInterrupted(); });
     }
+    endEnrichment(session, store);
     tell("ended", "what was taken in is whole");
     return exitDone;
 }

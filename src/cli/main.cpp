@@ -99,7 +99,7 @@ Ending endingOf(const Words& words, Output& output, CommandLog& log) {
         const std::string advice = error.advice();
         return {exitFailed, error.description() + (advice.empty() ? "" : ". " + advice)};
     } catch (const std::exception& error) {
-        return {exitFailed, error.what()};
+        return {exitFailed, describe(error)};
     }
 }
 
@@ -137,7 +137,7 @@ int main(int argumentCount, char** arguments) {
     try {
         return nookery::cli::run({arguments + 1, arguments + argumentCount});
     } catch (const std::exception& error) {
-        nookery::StderrLog().line(std::string("nookery: ") + error.what());
+        nookery::StderrLog().line("nookery: " + nookery::describe(error));
         return nookery::cli::exitFailed;
     }
 }

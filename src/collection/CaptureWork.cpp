@@ -92,7 +92,7 @@ std::optional<CaptureEntry> CaptureWork::begin(FoundSource found) {
     } catch (const Cancelled&) {
         return std::nullopt;
     } catch (const std::exception& error) {
-        entry.fail(error.what());
+        entry.fail(describe(error));
     }
     return entry;
 }
@@ -177,7 +177,7 @@ std::vector<CaptureEntry*> CaptureWork::readAccepted(CaptureBatch& batch) {
         } catch (const Cancelled&) {
             break;
         } catch (const std::exception& error) {
-            entry.fail(entry.original ? namingSource(error.what(), entry) : error.what());
+            entry.fail(entry.original ? namingSource(describe(error), entry) : describe(error));
         }
         byteCount += textByteCount(entry.memory.item);
     }

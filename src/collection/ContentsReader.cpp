@@ -57,10 +57,8 @@ class ContentsReading {
             return true;
         } catch (const Cancelled&) {
             throw;
-        } catch (const std::bad_alloc&) {
-            keepProblem("Reading this takes more memory than there is.");
         } catch (const std::exception& error) {
-            keepProblem(error.what());
+            keepProblem(describe(error));
         }
         return false;
     }

@@ -166,6 +166,12 @@ class CrumbStore {
     // pausing gives up what is under way, which waits for the next start.
     void startBackgroundWork();
     void pauseBackgroundWork();
+    /// Also after pausing, until what was under way has ended. What is then still under way, and
+    /// ends with the process, is taken for what ended it.
+    bool isBackgroundWorkUnderWay() const;
+    /// Why something that was read since the start of the work could not be saved; it waits for the
+    /// next session.
+    const SaveFailure& enrichmentSaveFailure() const;
     /// Adds memories to what is enriched, also those enriched or given up before.
     void requestEnrichment(const std::vector<Uuid>& ids);
     /// Originals that could not be read, wholly or in part. Throws DatabaseError.

@@ -159,7 +159,10 @@ void CrumbStore::Parts::storeEnrichment(const std::vector<EnrichmentResult>& res
         index(record);
     }
     for (const auto& [id, vector] : made) retrieval.setVector(id, vector);
-    if (failure) return takeContentsBack(results);
+    if (failure) {
+        enrichmentSaveFailure = failure;
+        return takeContentsBack(results);
+    }
     enrichedListIsStale |= !changed.empty();
     noteContentsRead(results);
     unsyncedVectors.insert(unsyncedVectors.end(), embedded.begin(), embedded.end());
@@ -218,7 +221,8 @@ CrumbItemList CrumbStore::Parts::recordsWithContents(
     CrumbItemList changed;
     for (const EnrichmentResult& result : results) {
         const auto item = memories.find(result.id);
-        if (!item || !result.contents) continue;
+        // It may have become secret meanwhile.
+        if (!item || !result.contents || !hasReadableOriginal(*item)) continue;
         auto record = withContents(*item, *result.contents);
         if (*record != *item) changed.push_back(std::move(record));
     }
@@ -248,12 +252,20 @@ const Published<int>& CrumbStore::indexingCount() const {
 void CrumbStore::startBackgroundWork() {
     // Without a place to note what is begun, an original that ends the program would do so for
     // ever.
-    if (!parts_->refusal() && parts_->sidecar) parts_->enrichment.start();
+    if (parts_->refusal() || !parts_->sidecar) return;
+    parts_->enrichmentSaveFailure.reset();
+    parts_->enrichment.start();
 }
 
 void CrumbStore::pauseBackgroundWork() {
     parts_->enrichment.pause();
     parts_->settleAndShowEnrichment();
 }
+
+const SaveFailure& CrumbStore::enrichmentSaveFailure() const {
+    return parts_->enrichmentSaveFailure;
+}
+
+bool CrumbStore::isBackgroundWorkUnderWay() const { return parts_->enrichment.isAnyUnderWay(); }
 
 }  // namespace nookery

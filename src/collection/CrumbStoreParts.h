@@ -62,6 +62,7 @@ class CrumbStore::Parts {
     SearchSession search;
     EnrichmentWorker enrichment;
     std::vector<EnrichmentResult> heldResults;  ///< that came during a destructive operation
+    SaveFailure enrichmentSaveFailure;          ///< the last since the work was started
     bool settlingIsScheduled = false;
     bool resultsAreUnsynced = false;
     std::vector<Uuid> unsyncedVectors;  ///< of memories whose vectors are saved, but not synced

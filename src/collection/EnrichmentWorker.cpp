@@ -4,6 +4,7 @@
 
 #include "collection/TextForMeaning.h"
 #include "foundation/Error.h"
+#include "platform/Log.h"
 #include "platform/TextEmbedder.h"
 
 namespace nookery {
@@ -23,11 +24,20 @@ EnrichmentResult EnrichmentWorker::perform(const Job& job, const Platform& platf
         result.contents = readContents(item, platform, layout, stop);
         item.searchableText = result.contents->searchableText;
     }
-    if (job.needs.embedding && platform.embedder != nullptr) {
+    if (job.needs.embedding) embed(item, platform, result);
+    return result;
+}
+
+/// What cannot be embedded now has no vector, and is tried again at the next start.
+void EnrichmentWorker::embed(const CrumbItem& item, const Platform& platform,
+                             EnrichmentResult& result) {
+    if (platform.embedder == nullptr) return;
+    try {
         result.vector = platform.embedder->embedMemory(textForMeaning(item));
         result.isEmbedded = true;
+    } catch (const std::exception& error) {
+        platform.log.line("NOOKERY embedding error: " + describe(error));
     }
-    return result;
 }
 
 /// Those that ended before a stop was requested. Whatever goes wrong with one, it has a result: the
@@ -46,7 +56,7 @@ std::vector<EnrichmentResult> EnrichmentWorker::performAll(const Jobs& jobs,
         } catch (const std::exception& error) {
             results.push_back({.id = job.item->id});
             if (!job.needs.contents) continue;
-            results.back().contents = ReadContents{job.item->searchableText, error.what()};
+            results.back().contents = ReadContents{job.item->searchableText, describe(error)};
         }
     }
     return results;

@@ -70,6 +70,7 @@ class EnrichmentWorker {
     /// Gives up what is under way, within a second or so, and begins nothing else.
     void pause();
 
+    bool isAnyUnderWay() const { return !underWay_.empty(); }
     bool isUnderWay(const Uuid& id) const { return underWay_.contains(id); }
     /// Memories whose work waits or is under way.
     const Published<int>& waitingCount() const { return waitingCount_; }
@@ -90,6 +91,7 @@ class EnrichmentWorker {
 
     static EnrichmentResult perform(const Job& job, const Platform& platform,
                                     const LibraryLayout& layout, const std::stop_token& stop);
+    static void embed(const CrumbItem& item, const Platform& platform, EnrichmentResult& result);
     static std::vector<EnrichmentResult> performAll(const Jobs& jobs, const Platform& platform,
                                                     const LibraryLayout& layout,
                                                     const std::stop_token& stop);

@@ -116,7 +116,7 @@ void PackageIntake::inBackground(const JobPointer& job, std::function<void()> wo
         } catch (const FileError& error) {
             job->problem = Job::Problem{error.description(), false, error.errorNumber() == EEXIST};
         } catch (const std::exception& error) {
-            job->problem = Job::Problem{error.what()};
+            job->problem = Job::Problem{describe(error)};
         }
         mainQueue.async(reply);
     });

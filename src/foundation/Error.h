@@ -1,5 +1,6 @@
 #pragma once
 
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -20,5 +21,11 @@ class Cancelled : public Error {
   public:
     Cancelled() : Error("Cancelled.") {}
 };
+
+/// What went wrong, for the person, also where the failure is not one of this program's own.
+inline std::string describe(const std::exception& error) {
+    if (dynamic_cast<const std::bad_alloc*>(&error) == nullptr) return error.what();
+    return "This takes more memory than there is.";
+}
 
 }  // namespace nookery

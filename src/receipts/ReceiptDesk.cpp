@@ -152,7 +152,7 @@ void ReceiptDesk::importNext(const std::shared_ptr<Job>& job) {
         } catch (const Cancelled&) {
             // Neither taken in nor failed; the import ends here.
         } catch (const std::exception& error) {
-            failure = error.what();
+            failure = describe(error);
         }
         platform.mainQueue.async(
             [done, preserved, failure]() mutable { done(preserved, failure); });
@@ -213,7 +213,7 @@ void ReceiptDesk::read(const CrumbReceipt& receipt, const std::string& name) {
         } catch (const Cancelled&) {
             // The desk is closing.
         } catch (const std::exception& error) {
-            failure = namingSource(error.what(), file, displayName(name));
+            failure = namingSource(describe(error), file, displayName(name));
         }
         platform.mainQueue.async([done, result, failure]() mutable { done(result, failure); });
     });

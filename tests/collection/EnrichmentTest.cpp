@@ -225,7 +225,58 @@ TEST_F(EnrichmentTest, WhatIsKeptSecretIsNotReadOutOfItsOriginal) {
     EXPECT_FALSE(world_.files.status(thumbnailPath(world_.layout(), card.id)));
 }
 
+TEST_F(EnrichmentTest, WhatBecomesSecretWhileItIsReadKeepsItsWordsToItself) {
+    open();
+    see("4111 1111 1111 1111");
+    const Uuid id = capture("card.png", pngBytes);
+    store_->startBackgroundWork();
+    CrumbItem card = *store_->item(id);
+    card.searchableText = "__crumb_secure_credit_card__";
+    EXPECT_FALSE(store_->replaceItem(card));
+    world_.time.advance(1);
+    EXPECT_EQ(store_->item(id)->searchableText, card.searchableText);
+}
+
+TEST_F(EnrichmentTest, WhatCouldNotBeSavedIsToldAndReadAgain) {
+    open();
+    see("late");
+    const Uuid id = capture("IMG_1.png", pngBytes);
+    {
+        auto database =
+            SqliteConnection::open(world_.layout().database(), SqliteAccess::readWriteCreate);
+        database.execute(
+            "CREATE TRIGGER full BEFORE UPDATE ON crumbs "
+            "BEGIN SELECT RAISE(ABORT, 'disk full'); END;");
+        work();
+        EXPECT_NE(store_->enrichmentSaveFailure().value_or("").find("disk full"),
+                  std::string::npos);
+        EXPECT_TRUE(store_->enrichmentFailures().empty()) << "the original is not to blame";
+        database.execute("DROP TRIGGER full;");
+    }
+    open();
+    work();
+    EXPECT_FALSE(store_->enrichmentSaveFailure());
+    EXPECT_EQ(piecesOf(id).recognised, "late");
+}
+
+TEST_F(EnrichmentTest, WhatIsUnderWayAfterAPauseStaysNotedUntilItEnds) {
+    open();
+    capture("IMG_1.png", pngBytes);
+    const auto attempts = [&] {
+        auto sidecar = Sidecar::openForReading(world_.layout().sidecar());
+        return sidecar.pendingWork("contents").at(0).attempts;
+    };
+    store_->startBackgroundWork();
+    store_->pauseBackgroundWork();
+    EXPECT_TRUE(store_->isBackgroundWorkUnderWay());
+    EXPECT_EQ(attempts(), 1);
+    world_.time.settle();
+    EXPECT_FALSE(store_->isBackgroundWorkUnderWay());
+    EXPECT_EQ(attempts(), 0);
+}
+
 TEST_F(EnrichmentTest, MemoriesRemovedMeanwhileStayRemoved) {
+    world_.embedder = &world_.fakeEmbedder;
     open();
     const Uuid id = capture("IMG_1.png", pngBytes);
     const Uuid other = capture("IMG_2.png", std::string(pngBytes) + "more");
@@ -237,6 +288,8 @@ TEST_F(EnrichmentTest, MemoriesRemovedMeanwhileStayRemoved) {
     EXPECT_FALSE(outcome->failure);
     EXPECT_EQ(store_->item(id), nullptr);
     EXPECT_TRUE(isEnriched(store_->item(other)->searchableText));
+    EXPECT_FALSE(store_->enrichmentSaveFailure());
+    EXPECT_TRUE(world_.log.lines.empty());
     open();
     EXPECT_EQ(store_->items()->size(), 1U);
     EXPECT_EQ(*store_->indexingCount(), 0);
