@@ -73,7 +73,7 @@ int runEnrich(Session& session, const Arguments& arguments) {
                        {"failed", failuresJson(failures)}});
     } else {
         session.out().writeLine(
-            fmt::format("{} read, {} left.",
+            fmt::format("{} worked through, {} left.",
                         counted(static_cast<std::size_t>(outcome.done), "memory", "memories"),
                         outcome.pending));
         sayFailures(session, store, failures);

@@ -80,8 +80,8 @@ void Session::demandConsent(const std::string& title, const std::string& text) {
     if (hasConsent_) return;
     if (!messages_.canAsk()) {
         throw UsageError(
-            "Nobody can be asked here: say --yes to go on, or --dry-run to see what "
-            "would happen.");
+            "Nobody can be asked here: say --yes to go on; --help says how to see first what would "
+            "happen.");
     }
     if (!messages_.confirm(title, text, interruptDescriptor())) {
         throw Error("Nothing was changed.");
