@@ -38,6 +38,8 @@ void answerAsJson(Session& session, const ReceiptDesk& desk, const ReceiptImport
         if (message != desk.recognitionMessages()->end()) {
             json["recognitionMessage"] = message->second;
         }
+        const auto same = outcome.sameFileAs.find(receipt->id);
+        if (same != outcome.sameFileAs.end()) json["sameFileAs"] = same->second.toString();
         added.push_back(std::move(json));
     }
     OrderedJson failed = OrderedJson::array();
@@ -58,6 +60,11 @@ int answer(Session& session, const ReceiptDesk& desk, const ReceiptImport& outco
             session.say(printable(displayName(failure.source) + ": " + failure.message));
         }
         session.say(counted(added.size(), "receipt", "receipts") + " added, flagged for review.");
+        const ShortIds shortIds = shortIdsOf(desk);
+        for (const auto& [id, earlier] : outcome.sameFileAs) {
+            session.say(fmt::format("{} has the same file as {}: totals count both.", shortIds(id),
+                                    shortIds(earlier)));
+        }
     }
     if (session.isInterrupted()) return exitInterrupted;
     return outcome.failed.empty() ? exitDone : exitFailed;

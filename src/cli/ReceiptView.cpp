@@ -24,8 +24,10 @@ ReceiptDesk::NoteOriginal noting(Session& session,
                                  const std::shared_ptr<std::optional<Sidecar>>& sidecar) {
     return [&session, sidecar](const OriginalFact& fact) {
         if (!*sidecar) *sidecar = Sidecar::open(session.platform().files, session.layout());
+        auto earlier = (*sidecar)->originalsWithDigest(fact.digest);
         (*sidecar)->recordOriginals({&fact, 1});
         (*sidecar)->makeDurable();
+        return earlier;
     };
 }
 
@@ -104,10 +106,14 @@ OrderedJson receiptJson(const CrumbReceipt& receipt) {
     return json;
 }
 
-void printReceiptTable(Session& session, const ReceiptDesk& desk, const ReceiptList& receipts) {
+ShortIds shortIdsOf(const ReceiptDesk& desk) {
     std::vector<Uuid> ids;
     for (const auto& receipt : *desk.receipts()) ids.push_back(receipt->id);
-    const ShortIds shortIds(std::move(ids));
+    return ShortIds(std::move(ids));
+}
+
+void printReceiptTable(Session& session, const ReceiptDesk& desk, const ReceiptList& receipts) {
+    const ShortIds shortIds = shortIdsOf(desk);
     struct Row {
         std::string id, date, amount, merchant, rest;
     };

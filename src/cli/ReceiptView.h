@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "cli/Ids.h"
 #include "cli/Session.h"
 #include "collection/LibraryLock.h"
 #include "collection/Sidecar.h"
@@ -35,6 +36,7 @@ class OpenReceipts {
 /// A receipt as every command's JSON gives it; absent values are null.
 OrderedJson receiptJson(const CrumbReceipt& receipt);
 
+ShortIds shortIdsOf(const ReceiptDesk& desk);
 /// One line a receipt in aligned columns: id, date, amount, merchant, type, classification.
 void printReceiptTable(Session& session, const ReceiptDesk& desk, const ReceiptList& receipts);
 /// All that is known of one receipt.

@@ -173,17 +173,19 @@ void ReceiptDesk::add(Job& job, const ReceiptSource& source, const PreservedRece
             {source.name, "Unable to import receipt: " + error.description()});
         return;
     }
-    note(receipt.id, preserved.fact);
+    note(job, receipt.id, preserved.fact);
     put(receipt);
     job.outcome.added.push_back(find(receipt.id));
     read(receipt, source.name);
 }
 
 /// A digest that cannot be noted is missed by later checks only.
-void ReceiptDesk::note(const Uuid& id, OriginalFact fact) {
+void ReceiptDesk::note(Job& job, const Uuid& id, OriginalFact fact) {
     fact.memoryID = id;
     try {
-        noteOriginal_(fact);
+        for (const OriginalFact& earlier : noteOriginal_(fact)) {
+            if (find(earlier.memoryID)) job.outcome.sameFileAs.emplace(id, earlier.memoryID);
+        }
     } catch (const Error& error) {
         platform_.log.line("NOOKERY sidecar save error: " + error.description());
     }

@@ -35,6 +35,8 @@ struct ReceiptImport {
     };
     ReceiptList added;
     std::vector<Failure> failed;
+    /// Added receipts whose file an earlier one has already, with that one's id: totals count both.
+    std::map<Uuid, Uuid> sameFileAs;
 };
 
 /// What a window or a command does with receipts: takes files in, has them read in the background,
@@ -43,8 +45,9 @@ struct ReceiptImport {
 /// thread.
 class ReceiptDesk {
   public:
-    /// Where the digests of preserved copies are noted.
-    using NoteOriginal = std::function<void(const OriginalFact&)>;
+    /// Notes the digest of a preserved copy. Answers what was noted before of the same content, for
+    /// receipts and memories.
+    using NoteOriginal = std::function<std::vector<OriginalFact>(const OriginalFact&)>;
 
     ReceiptDesk(const Platform& platform, LibraryLayout layout, NoteOriginal noteOriginal);
     ~ReceiptDesk();
@@ -84,7 +87,7 @@ class ReceiptDesk {
 
     void importNext(const std::shared_ptr<Job>& job);
     void add(Job& job, const ReceiptSource& source, const PreservedReceipt& preserved);
-    void note(const Uuid& id, OriginalFact fact);
+    void note(Job& job, const Uuid& id, OriginalFact fact);
     void read(const CrumbReceipt& receipt, const std::string& name);
     void merge(const Uuid& id, const CrumbReceiptRecognizer::Result& result);
     void finishReading(const Uuid& id, const std::string& failure);

@@ -43,8 +43,13 @@ class Desk : public ::testing::Test {
 
     TestPlatform world{Place::memory};
     std::vector<OriginalFact> noted;
-    ReceiptDesk desk{world.platform(), world.layout(),
-                     [this](const OriginalFact& fact) { noted.push_back(fact); }};
+    ReceiptDesk desk{world.platform(), world.layout(), [this](const OriginalFact& fact) {
+                         std::vector<OriginalFact> earlier;
+                         std::copy_if(noted.begin(), noted.end(), std::back_inserter(earlier),
+                                      [&](const auto& old) { return old.digest == fact.digest; });
+                         noted.push_back(fact);
+                         return earlier;
+                     }};
 };
 
 TEST_F(Desk, TakesAFileInAndFillsWhatItsTextSays) {
@@ -71,6 +76,16 @@ TEST_F(Desk, TakesAFileInAndFillsWhatItsTextSays) {
     ReceiptDesk reader(world.platform(), world.layout(), {});
     ASSERT_TRUE(reader.openForReading());
     EXPECT_EQ(*reader.find(receipt.id), receipt);
+}
+
+TEST_F(Desk, SaysWhenAnotherReceiptHasTheSameFile) {
+    const ReceiptImport first = import({photo("a.png"), photo("b.png", "another")});
+    EXPECT_TRUE(first.sameFileAs.empty());
+    const ReceiptImport again = import({photo("copy of a.png")});
+    ASSERT_EQ(again.added.size(), 1u);
+    EXPECT_EQ(again.sameFileAs, (std::map<Uuid, Uuid>{{again.added[0]->id, first.added[0]->id}}));
+    desk.remove(first.added[1]->id);
+    EXPECT_TRUE(import({photo("b.png", "another")}).sameFileAs.empty()) << "the other is gone";
 }
 
 TEST_F(Desk, RecognitionLeavesAloneWhatThePersonGaveOrTookAwayMeanwhile) {
@@ -132,7 +147,8 @@ TEST_F(Desk, AFaultAtAnyStepLeavesNoRecordWithoutItsFileAndNoFileWithoutItsRecor
             fs::remove_all(world.layout().receipts());
             TestPlatform& w = world;
             try {
-                ReceiptDesk victim(w.platform(), w.layout(), [](const OriginalFact&) {});
+                ReceiptDesk victim(w.platform(), w.layout(),
+                                   [](const OriginalFact&) { return std::vector<OriginalFact>(); });
                 victim.open();
                 w.files.arm(fault, k);
                 victim.import({{source, source}}, {}, [](const auto&) {});
