@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <thread>
 
 #include "backends/documents/DocumentFormats.h"
@@ -46,10 +47,11 @@ TEST(IsolatedPdf, WhatCannotBeOpenedOrStartedIsAFileError) {
 TEST(IsolatedPdf, AReaderThatNeverAnswersIsLeftWhenAsked) {
     const TemporaryDirectory folder;
     const Path file = folder.write("plan.pdf", "%PDF-1.4");
+    const Path reader = folder.write("reader", "#!/bin/sh\nexec sleep 60\n");
+    std::filesystem::permissions(reader, std::filesystem::perms::owner_all);
     std::stop_source stop;
     std::thread person([&] { stop.request_stop(); });
-    // It listens to the socket, and says nothing on it.
-    EXPECT_THROW(makeIsolatedPages("/bin/cat")->pagesWithoutText(file, {}, stop.get_token()),
+    EXPECT_THROW(makeIsolatedPages(reader)->pagesWithoutText(file, {}, stop.get_token()),
                  Cancelled);
     person.join();
 }
