@@ -139,6 +139,23 @@ void measureLongPhoto(const TextRecognizer& recognizer) {
                photo.height, receipt.rows.size(), 1e3 * median(seconds));
 }
 
+/// Grain that looks like a thousand lines: what it costs beyond a page of text is for nothing.
+void measureGrain(const TextRecognizer& recognizer) {
+    constexpr int side = 1500;
+    std::mt19937 random(7);
+    Picture grain{side, side, {}};
+    for (int y = 0; y < side; ++y) {
+        for (int x = 0; x < side; ++x) {
+            const bool isInk = (7 * x + 13 * y + static_cast<int>(random() % 6)) % 17 <= 8;
+            grain.pixels.insert(grain.pixels.end(), 3, isInk ? 0 : 255);
+        }
+    }
+    std::size_t lineCount = 0;
+    const double seconds =
+        processorSecondsFor([&] { lineCount = recognizer.recognise(grain, {}).size(); });
+    fmt::print("grain of {0} x {0}, taken for {1} lines: {2:.1f} s\n", side, lineCount, seconds);
+}
+
 }  // namespace
 }  // namespace nookery
 
@@ -152,6 +169,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     nookery::measureLongPhoto(*recognizer);
+    nookery::measureGrain(*recognizer);
     nookery::measureShares(*recognizer, argc > 1 ? argv[1] : "");
     return 0;
 }

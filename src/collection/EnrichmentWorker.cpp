@@ -54,9 +54,10 @@ std::vector<EnrichmentResult> EnrichmentWorker::performAll(const Jobs& jobs,
         } catch (const Cancelled&) {
             break;  // the rest waits for the next start
         } catch (const std::exception& error) {
-            results.push_back({.id = job.item->id});
+            EnrichmentResult& failed = results.emplace_back();
+            failed.id = job.item->id;
             if (!job.needs.contents) continue;
-            results.back().contents = ReadContents{job.item->searchableText, describe(error)};
+            failed.contents = ReadContents{job.item->searchableText, describe(error)};
         }
     }
     return results;

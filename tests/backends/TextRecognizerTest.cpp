@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <ctime>
 #include <thread>
 
 #include "backends/pdf/OffscreenApplication.h"
@@ -34,26 +33,6 @@ class TextRecognizerTest : public ::testing::Test {
     std::unique_ptr<FileSystem> files = makePosixFileSystem();
     std::unique_ptr<TextRecognizer> recognizer;
 };
-
-double threadSeconds() {
-    timespec used{};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
-    return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
-}
-
-TEST_F(TextRecognizerTest, GrainThatLooksLikeAThousandLinesCostsSecondsNotMinutes) {
-    constexpr int side = 1500;
-    Picture grain{side, side, {}};
-    for (int y = 0; y < side; ++y) {
-        for (int x = 0; x < side; ++x) {
-            const bool ink = (7 * x + 13 * y + static_cast<int>(random() % 6)) % 17 <= 8;
-            grain.pixels.insert(grain.pixels.end(), 3, ink ? 0 : 255);
-        }
-    }
-    const double start = threadSeconds();
-    EXPECT_GT(recognizer->recognise(grain, {}).size(), 100U);
-    EXPECT_LT(threadSeconds() - start, 12);
-}
 
 std::size_t threadCount() { return makePosixFileSystem()->list("/proc/self/task").size(); }
 
