@@ -43,8 +43,9 @@ void sayFailures(Session& session, const CrumbStore& store,
                  const std::vector<EnrichmentFailure>& failures) {
     const ShortIds shortIds = shortIdsOf(store);
     for (const EnrichmentFailure& failure : failures) {
-        session.say(fmt::format("not read: {} ({}): {}", shortIds(failure.id),
-                                shownTitle(*store.item(failure.id)), printable(failure.message)));
+        session.say(fmt::format("not read: {} ({}): {}{}", shortIds(failure.id),
+                                shownTitle(*store.item(failure.id)), printable(failure.message),
+                                failure.isGivenUp ? "" : " It is tried again next time."));
     }
 }
 
