@@ -6,6 +6,7 @@ namespace nookery {
 
 void OffscreenApplication::demand() {
     const std::scoped_lock lock(mutex_);
+    // Qt allows one application object a process, and a window may have made its own.
     if (QCoreApplication::instance() != nullptr) return;
     // A program without windows has nobody to tell about runtime folders and scripts of fonts.
     QLoggingCategory::setFilterRules(QStringLiteral("default.warning=false\nqt.*.warning=false"));
