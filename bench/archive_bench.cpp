@@ -13,7 +13,7 @@
 #include "archive/CrumbCompleteArchive.h"
 #include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
-#include "collection/SQLiteDatabase.h"
+#include "collection/database/SQLiteDatabase.h"
 #include "foundation/DurableFile.h"
 #include "support/Benchmark.h"
 

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <functional>
 
-#include "collection/CollectionStatements.h"
-#include "collection/SQLiteDatabase.h"
+#include "collection/database/CollectionStatements.h"
+#include "collection/database/SQLiteDatabase.h"
 #include "foundation/SqliteStatement.h"
 #include "support/Benchmark.h"
 

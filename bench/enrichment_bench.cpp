@@ -10,7 +10,7 @@
 
 #include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
-#include "collection/CrumbStore.h"
+#include "collection/store/CrumbStore.h"
 #include "foundation/DurableFile.h"
 #include "platform/PageReader.h"
 #include "platform/PdfWriter.h"

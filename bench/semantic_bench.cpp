@@ -9,9 +9,9 @@
 #include <random>
 #include <vector>
 
-#include "retrieval/DeepScore.h"
-#include "retrieval/VectorKernels.h"
-#include "retrieval/VectorMatrix.h"
+#include "retrieval/deep/DeepScore.h"
+#include "retrieval/deep/VectorKernels.h"
+#include "retrieval/deep/VectorMatrix.h"
 
 namespace nookery {
 namespace {

@@ -9,11 +9,11 @@
 
 #include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
-#include "collection/FileDigest.h"
-#include "collection/SQLiteDatabase.h"
-#include "collection/Sidecar.h"
-#include "collection/SnapshotBuilder.h"
-#include "collection/SnapshotShelf.h"
+#include "collection/database/SQLiteDatabase.h"
+#include "collection/database/Sidecar.h"
+#include "collection/originals/FileDigest.h"
+#include "collection/safety/SnapshotBuilder.h"
+#include "collection/safety/SnapshotShelf.h"
 #include "support/Benchmark.h"
 
 namespace nookery {

@@ -12,7 +12,7 @@
 
 #include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
-#include "collection/CrumbStore.h"
+#include "collection/store/CrumbStore.h"
 #include "support/Benchmark.h"
 
 namespace {

@@ -36,3 +36,10 @@ function(nookery_sources target folder)
        "${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.h")
   target_sources(${target} PRIVATE ${sources})
 endfunction()
+
+# The same for a folder with all below it.
+function(nookery_room target folder)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp"
+       "${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.h")
+  target_sources(${target} PRIVATE ${sources})
+endfunction()

@@ -1,7 +1,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "collection/TextExtraction.h"
+#include "collection/text/TextExtraction.h"
 #include "foundation/Text.h"
 
 /// Whatever the page holds, its text is valid, folded and its title not empty.

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "collection/CrumbItem.h"
+#include "records/CrumbItem.h"
 
 namespace nookery::bench {
 

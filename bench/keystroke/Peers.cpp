@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "foundation/Text.h"
-#include "retrieval/TextNormalizer.h"
+#include "retrieval/text/TextNormalizer.h"
 
 namespace nookery::bench {
 namespace {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "collection/CrumbItem.h"
-#include "retrieval/SearchRecord.h"
+#include "records/CrumbItem.h"
+#include "retrieval/index/SearchRecord.h"
 
 namespace nookery::bench {
 

@@ -9,7 +9,7 @@
 #include "platform/TextEmbedder.h"
 #include "relevance/Collection.h"
 #include "relevance/Memories.h"
-#include "retrieval/VectorMatrix.h"
+#include "retrieval/deep/VectorMatrix.h"
 
 namespace nookery::relevance {
 

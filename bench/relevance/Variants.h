@@ -8,8 +8,8 @@
 #include "platform/TextEmbedder.h"
 #include "relevance/Collection.h"
 #include "relevance/Meaning.h"
-#include "retrieval/DeepSearch.h"
-#include "retrieval/RankingWeights.h"
+#include "retrieval/deep/DeepSearch.h"
+#include "retrieval/index/RankingWeights.h"
 
 namespace nookery::relevance {
 

@@ -6,10 +6,10 @@
 
 #include "archive/ArchiveDatabase.h"
 #include "archive/ArchivePlaces.h"
-#include "collection/DefaultsKeys.h"
-#include "collection/SnapshotRestore.h"
+#include "collection/safety/SnapshotRestore.h"
 #include "foundation/Base64.h"
 #include "foundation/Json.h"
+#include "records/DefaultsKeys.h"
 
 namespace nookery {
 namespace {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "collection/LibraryLayout.h"
 #include "foundation/FileSystem.h"
+#include "records/LibraryLayout.h"
 
 namespace nookery {
 

@@ -1,7 +1,7 @@
 #include "archive/CrumbCompleteArchive.h"
-#include "collection/CrumbStore.h"
-#include "collection/DefaultsKeys.h"
+#include "collection/store/CrumbStore.h"
 #include "platform/UserDefaults.h"
+#include "records/DefaultsKeys.h"
 
 namespace nookery {
 

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "archive/DigestedFiles.h"
-#include "collection/CrumbItem.h"
 #include "foundation/Error.h"
 #include "foundation/FileSystem.h"
+#include "records/CrumbItem.h"
 
 namespace nookery {
 

@@ -6,8 +6,8 @@
 
 #include "archive/ArchiveError.h"
 #include "archive/ArchivePlaces.h"
-#include "collection/MemoryRemoval.h"
-#include "collection/OriginalNames.h"
+#include "collection/originals/MemoryRemoval.h"
+#include "collection/originals/OriginalNames.h"
 #include "foundation/DurableFile.h"
 #include "foundation/Text.h"
 

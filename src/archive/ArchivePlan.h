@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "archive/ArchiveManifest.h"
-#include "collection/LibraryLayout.h"
+#include "records/LibraryLayout.h"
 
 namespace nookery {
 

@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "archive/ArchiveProgress.h"
-#include "collection/LibraryLayout.h"
-#include "collection/SnapshotRestore.h"
+#include "collection/safety/SnapshotRestore.h"
 #include "platform/Platform.h"
+#include "records/LibraryLayout.h"
 
 namespace nookery {
 

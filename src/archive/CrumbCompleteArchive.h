@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "archive/ArchiveProgress.h"
-#include "collection/CrumbItem.h"
-#include "collection/LibraryLayout.h"
 #include "platform/Platform.h"
+#include "records/CrumbItem.h"
+#include "records/LibraryLayout.h"
 
 namespace nookery {
 

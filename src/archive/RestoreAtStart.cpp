@@ -2,7 +2,7 @@
 
 #include "archive/ArchiveRestore.h"
 #include "archive/RestorePlaces.h"
-#include "collection/LibraryLock.h"
+#include "collection/database/LibraryLock.h"
 #include "foundation/DurableFile.h"
 #include "foundation/Json.h"
 #include "platform/Clock.h"

@@ -3,10 +3,10 @@
 #include <optional>
 #include <vector>
 
-#include "collection/LibraryLayout.h"
-#include "collection/SnapshotRestore.h"
+#include "collection/safety/SnapshotRestore.h"
 #include "foundation/Date.h"
 #include "platform/Platform.h"
+#include "records/LibraryLayout.h"
 
 namespace nookery {
 

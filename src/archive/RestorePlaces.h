@@ -4,8 +4,8 @@
 #include <string_view>
 #include <vector>
 
-#include "collection/LibraryLayout.h"
 #include "foundation/FileSystem.h"
+#include "records/LibraryLayout.h"
 
 namespace nookery {
 

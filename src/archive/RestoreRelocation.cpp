@@ -5,10 +5,10 @@
 
 #include "archive/ArchiveCheck.h"
 #include "archive/ArchivePlaces.h"
-#include "collection/FileDigest.h"
-#include "collection/OriginalNames.h"
-#include "collection/Sidecar.h"
-#include "collection/SnapshotShelf.h"
+#include "collection/database/Sidecar.h"
+#include "collection/originals/FileDigest.h"
+#include "collection/originals/OriginalNames.h"
+#include "collection/safety/SnapshotShelf.h"
 #include "foundation/SqliteConnection.h"
 #include "foundation/SqliteStatement.h"
 

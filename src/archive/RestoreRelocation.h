@@ -1,8 +1,8 @@
 #pragma once
 
 #include "archive/ArchiveManifest.h"
-#include "collection/LibraryLayout.h"
 #include "platform/Platform.h"
+#include "records/LibraryLayout.h"
 
 namespace nookery {
 

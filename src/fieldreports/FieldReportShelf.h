@@ -5,10 +5,10 @@
 #include <string_view>
 #include <vector>
 
-#include "collection/LibraryLayout.h"
-#include "collection/NookeryReceivedFieldReport.h"
 #include "fieldreports/FieldReportManifest.h"
 #include "platform/Platform.h"
+#include "records/LibraryLayout.h"
+#include "records/NookeryReceivedFieldReport.h"
 
 namespace nookery {
 

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "collection/OriginalNames.h"
+#include "collection/originals/OriginalNames.h"
 #include "fieldreports/FieldReportError.h"
 #include "foundation/DurableFile.h"
 

@@ -2,9 +2,9 @@
 
 #include <optional>
 
-#include "collection/LibraryLayout.h"
-#include "collection/NookeryReceivedFieldReport.h"
 #include "fieldreports/NookeryReportWorkingDraft.h"
+#include "records/LibraryLayout.h"
+#include "records/NookeryReceivedFieldReport.h"
 
 namespace nookery {
 

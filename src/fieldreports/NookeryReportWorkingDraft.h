@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "collection/NookeryReceivedFieldReport.h"
 #include "foundation/Date.h"
 #include "foundation/Uuid.h"
+#include "records/NookeryReceivedFieldReport.h"
 
 namespace nookery {
 

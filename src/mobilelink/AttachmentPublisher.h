@@ -6,10 +6,10 @@
 #include <unordered_set>
 #include <vector>
 
-#include "collection/CrumbItem.h"
 #include "foundation/DurableBatch.h"
 #include "mobilelink/LinkRecords.h"
 #include "platform/Platform.h"
+#include "records/CrumbItem.h"
 
 namespace nookery {
 

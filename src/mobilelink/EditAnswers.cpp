@@ -2,7 +2,7 @@
 
 #include <unordered_map>
 
-#include "collection/SecureMemories.h"
+#include "records/SecureMemories.h"
 
 namespace nookery {
 namespace {

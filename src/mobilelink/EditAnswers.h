@@ -3,7 +3,7 @@
 #include <span>
 #include <vector>
 
-#include "collection/CrumbStore.h"
+#include "collection/store/CrumbStore.h"
 #include "mobilelink/PhoneEdit.h"
 
 namespace nookery {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <stop_token>
 
-#include "collection/CrumbStore.h"
+#include "collection/store/CrumbStore.h"
 #include "mobilelink/EditFolder.h"
 #include "mobilelink/NookeryMemoryPublisher.h"
 

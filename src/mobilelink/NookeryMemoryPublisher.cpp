@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "collection/SecureMemories.h"
 #include "foundation/DurableFile.h"
 #include "mobilelink/AttachmentPublisher.h"
 #include "mobilelink/LinkFolders.h"
@@ -10,6 +9,7 @@
 #include "platform/Clock.h"
 #include "platform/CloudContainer.h"
 #include "platform/Log.h"
+#include "records/SecureMemories.h"
 
 namespace nookery {
 namespace {

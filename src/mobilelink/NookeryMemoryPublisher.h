@@ -4,10 +4,10 @@
 #include <string>
 #include <unordered_set>
 
-#include "collection/CrumbItem.h"
 #include "mobilelink/LinkRecords.h"
 #include "mobilelink/NookerySecurePairingTransport.h"
 #include "platform/Platform.h"
+#include "records/CrumbItem.h"
 
 namespace nookery {
 

@@ -2,7 +2,7 @@
 
 #include "foundation/Text.h"
 #include "mobilelink/AttachmentPublisher.h"
-#include "retrieval/ContentPieces.h"
+#include "retrieval/text/ContentPieces.h"
 
 namespace nookery {
 namespace {

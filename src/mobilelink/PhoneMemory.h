@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "collection/CrumbItem.h"
+#include "records/CrumbItem.h"
 
 namespace nookery {
 

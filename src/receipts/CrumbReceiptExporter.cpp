@@ -4,8 +4,8 @@
 
 #include <set>
 
-#include "collection/OriginalCopy.h"
-#include "collection/OriginalNames.h"
+#include "collection/originals/OriginalCopy.h"
+#include "collection/originals/OriginalNames.h"
 #include "foundation/Text.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"

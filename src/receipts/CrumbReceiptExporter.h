@@ -3,9 +3,9 @@
 #include <functional>
 #include <stop_token>
 
-#include "collection/LibraryLayout.h"
 #include "platform/Platform.h"
 #include "receipts/ReceiptPackage.h"
+#include "records/LibraryLayout.h"
 
 namespace nookery {
 

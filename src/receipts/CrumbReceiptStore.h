@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "collection/LibraryLayout.h"
 #include "foundation/SqliteConnection.h"
 #include "receipts/CrumbReceipt.h"
+#include "records/LibraryLayout.h"
 
 namespace nookery {
 

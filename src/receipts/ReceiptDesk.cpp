@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "collection/OriginalCopy.h"
+#include "collection/originals/OriginalCopy.h"
 #include "foundation/Text.h"
 #include "platform/Clock.h"
 #include "platform/ContentType.h"

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "collection/CrumbItem.h"
 #include "foundation/Published.h"
 #include "platform/Platform.h"
 #include "platform/WorkQueue.h"
@@ -15,6 +14,7 @@
 #include "receipts/CrumbReceiptStore.h"
 #include "receipts/ReceiptList.h"
 #include "receipts/ReceiptOriginals.h"
+#include "records/CrumbItem.h"
 
 namespace nookery {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "foundation/Text.h"
-#include "retrieval/TextNormalizer.h"
+#include "retrieval/text/TextNormalizer.h"
 
 namespace nookery {
 namespace {

@@ -1,7 +1,7 @@
 #include "receipts/ReceiptOriginals.h"
 
-#include "collection/OriginalCopy.h"
-#include "collection/OriginalNames.h"
+#include "collection/originals/OriginalCopy.h"
+#include "collection/originals/OriginalNames.h"
 #include "foundation/DurableFile.h"
 #include "foundation/Uuid.h"
 

@@ -2,9 +2,9 @@
 
 #include <stop_token>
 
-#include "collection/LibraryLayout.h"
-#include "collection/Sidecar.h"
+#include "collection/database/Sidecar.h"
 #include "platform/Platform.h"
+#include "records/LibraryLayout.h"
 
 namespace nookery {
 

@@ -1,15 +1,15 @@
 #include "retrieval/RetrievalEngine.h"
 
-#include "retrieval/ContentPieces.h"
-#include "retrieval/DeepSearch.h"
-#include "retrieval/DeepSearchGathering.h"
-#include "retrieval/Excerpt.h"
-#include "retrieval/FileFamilies.h"
-#include "retrieval/LexicalIndex.h"
-#include "retrieval/LexicalSearch.h"
-#include "retrieval/RelatedMemories.h"
-#include "retrieval/SearchExplanation.h"
-#include "retrieval/VectorMatrix.h"
+#include "retrieval/deep/DeepSearch.h"
+#include "retrieval/deep/DeepSearchGathering.h"
+#include "retrieval/deep/VectorMatrix.h"
+#include "retrieval/index/LexicalIndex.h"
+#include "retrieval/lexical/LexicalSearch.h"
+#include "retrieval/related/FileFamilies.h"
+#include "retrieval/related/RelatedMemories.h"
+#include "retrieval/show/Excerpt.h"
+#include "retrieval/show/SearchExplanation.h"
+#include "retrieval/text/ContentPieces.h"
 
 namespace nookery {
 

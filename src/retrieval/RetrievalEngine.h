@@ -8,30 +8,19 @@
 #include <string_view>
 #include <vector>
 
-#include "collection/CrumbItem.h"
 #include "platform/TextEmbedder.h"
-#include "retrieval/LexicalSnapshot.h"
-#include "retrieval/RankingWeights.h"
-#include "retrieval/SearchRecord.h"
-#include "retrieval/UsageSignal.h"
+#include "records/CrumbItem.h"
+#include "records/UsageSignal.h"
+#include "retrieval/deep/DeepSearchResult.h"
+#include "retrieval/index/RankingWeights.h"
+#include "retrieval/index/SearchRecord.h"
+#include "retrieval/lexical/LexicalSnapshot.h"
 
 namespace nookery {
-
-/// One hit of the final order.
-struct RankedHit {
-    Uuid id;
-    double score = 0;
-    std::string hint;
-};
 
 /// Everything the deep stage needs, gathered on the main thread; holds no reference into the
 /// engine that a later change could touch, so that it may run on any thread.
 class DeepSearchRequest;
-
-struct DeepSearchResult {
-    std::vector<RankedHit> hits;  ///< final order, highest score first
-    std::size_t totalCount = 0;   ///< lexical hits plus the memories admitted by similarity
-};
 
 /// Finds memories. Holds the index of the library in memory and nothing on disk; always describes
 /// exactly the memories it was given. Main thread, except where said.

@@ -8,8 +8,8 @@
 #include "archive/ArchiveError.h"
 #include "archive/ArchiveHarness.h"
 #include "archive/ArchivePlaces.h"
-#include "collection/FileDigest.h"
-#include "collection/SQLiteDatabase.h"
+#include "collection/database/SQLiteDatabase.h"
+#include "collection/originals/FileDigest.h"
 #include "foundation/Base64.h"
 
 namespace nookery {

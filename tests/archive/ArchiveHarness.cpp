@@ -2,10 +2,10 @@
 
 #include <fstream>
 
-#include "collection/DefaultsKeys.h"
-#include "collection/FileDigest.h"
-#include "collection/SQLiteDatabase.h"
+#include "collection/database/SQLiteDatabase.h"
+#include "collection/originals/FileDigest.h"
 #include "receipts/CrumbReceiptStore.h"
+#include "records/DefaultsKeys.h"
 
 namespace nookery::testing {
 namespace {

@@ -5,10 +5,10 @@
 #include "archive/ArchiveHarness.h"
 #include "archive/RestoreAtStart.h"
 #include "archive/RestorePlaces.h"
-#include "collection/DefaultsKeys.h"
-#include "collection/FileDigest.h"
-#include "collection/LibraryLock.h"
-#include "collection/Sidecar.h"
+#include "collection/database/LibraryLock.h"
+#include "collection/database/Sidecar.h"
+#include "collection/originals/FileDigest.h"
+#include "records/DefaultsKeys.h"
 
 namespace nookery {
 namespace {

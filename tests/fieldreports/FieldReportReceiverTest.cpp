@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "collection/CrumbStore.h"
+#include "collection/store/CrumbStore.h"
 #include "fieldreports/FieldReportError.h"
 #include "fieldreports/FieldReportWorkingCopy.h"
 #include "fieldreports/NookeryFieldReportReceiver.h"

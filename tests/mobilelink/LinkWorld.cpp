@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "collection/SQLiteDatabase.h"
+#include "collection/database/SQLiteDatabase.h"
 #include "mobilelink/SealedBox.h"
 #include "platform/KeyStoreServices.h"
 

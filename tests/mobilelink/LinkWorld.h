@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "collection/CrumbStore.h"
+#include "collection/store/CrumbStore.h"
 #include "foundation/Json.h"
 #include "mobilelink/PhoneLink.h"
 #include "support/TestPlatform.h"

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "collection/MemoryRemoval.h"
+#include "collection/originals/MemoryRemoval.h"
 #include "mobilelink/LinkErrors.h"
 #include "mobilelink/LinkRecords.h"
 #include "mobilelink/LinkWorld.h"

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "collection/CaptureService.h"
-#include "collection/MemoryList.h"
-#include "collection/Sidecar.h"
+#include "collection/capture/CaptureService.h"
+#include "collection/database/Sidecar.h"
+#include "collection/store/MemoryList.h"
 #include "support/TestPlatform.h"
 
 namespace nookery::testing {

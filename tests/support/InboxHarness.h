@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "collection/CrumbStore.h"
+#include "collection/store/CrumbStore.h"
 #include "support/TestPlatform.h"
 
 namespace nookery::testing {

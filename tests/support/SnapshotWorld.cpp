@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "collection/DefaultsKeys.h"
-#include "collection/FileDigest.h"
+#include "collection/originals/FileDigest.h"
+#include "records/DefaultsKeys.h"
 
 namespace nookery::testing {
 

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "collection/CrumbRecoverySnapshots.h"
-#include "collection/SQLiteDatabase.h"
-#include "collection/Sidecar.h"
+#include "collection/database/SQLiteDatabase.h"
+#include "collection/database/Sidecar.h"
+#include "collection/safety/CrumbRecoverySnapshots.h"
 #include "support/TestPlatform.h"
 
 namespace nookery::testing {

@@ -3,13 +3,13 @@
 #include <functional>
 #include <memory>
 
-#include "collection/LibraryLayout.h"
 #include "platform/ContentDigest.h"
 #include "platform/ContentType.h"
 #include "platform/DocumentReader.h"
 #include "platform/Platform.h"
 #include "platform/PropertyListFormat.h"
 #include "platform/TextEmbedder.h"
+#include "records/LibraryLayout.h"
 #include "support/FakeEncryption.h"
 #include "support/FakeInboxWorld.h"
 #include "support/FakePdfWriter.h"

@@ -2,6 +2,10 @@
 // with switches of its own, and by nothing else. Everything here has internal linkage, and nothing
 // calls an inline function of the standard library: the linker would keep only one of the two
 // compiled versions, perhaps the one that the machine cannot run.
+//
+// Both give the same bits: floats are added in a written order (eight sums side by side, then
+// these), nothing is contracted or approximated, and no function of the C library is called, whose
+// last bit depends on the processor.
 #pragma once
 
 #include <immintrin.h>
@@ -44,6 +48,20 @@ inline void store(std::int32_t* to, Lanes lanes) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to), lanes);
 }
 #endif
+
+/// Eight floats side by side. Every width of the model is a multiple of them.
+using Floats = float __attribute__((vector_size(32), aligned(4)));
+using Integers = std::int32_t __attribute__((vector_size(32), aligned(4)));
+constexpr std::size_t floatLanes = 8;
+
+inline const Floats* floatsAt(const float* from) { return reinterpret_cast<const Floats*>(from); }
+inline Floats* floatsAt(float* to) { return reinterpret_cast<Floats*>(to); }
+
+/// Vectors are handed over by reference: by value the two versions would differ in how.
+inline float total(const Floats& lanes) {
+    return ((lanes[0] + lanes[4]) + (lanes[2] + lanes[6])) +
+           ((lanes[1] + lanes[5]) + (lanes[3] + lanes[7]));
+}
 
 constexpr std::size_t laneColumns = panelColumns / lanesPerPanel;
 constexpr std::size_t pairByteCount = 2 * panelColumns;
@@ -140,12 +158,15 @@ void normalise(const float* rows, std::size_t count, std::size_t width, const fl
     for (std::size_t row = 0; row < count; ++row) {
         const float* from = rows + row * width;
         float* to = result + row * width;
-        float sum = 0;
-        for (std::size_t i = 0; i < width; ++i) sum += from[i];
-        const float mean = sum * share;
-        float squares = 0;
-        for (std::size_t i = 0; i < width; ++i) squares += (from[i] - mean) * (from[i] - mean);
-        const float factor = 1.0f / __builtin_sqrtf(squares * share + epsilon);
+        Floats sum = {};
+        for (std::size_t i = 0; i < width; i += floatLanes) sum += *floatsAt(from + i);
+        const float mean = total(sum) * share;
+        Floats squares = {};
+        for (std::size_t i = 0; i < width; i += floatLanes) {
+            const Floats distance = *floatsAt(from + i) - mean;
+            squares += distance * distance;
+        }
+        const float factor = 1.0f / __builtin_sqrtf(total(squares) * share + epsilon);
         for (std::size_t i = 0; i < width; ++i) {
             to[i] = (from[i] - mean) * factor * scale[i] + bias[i];
         }
@@ -153,21 +174,50 @@ void normalise(const float* rows, std::size_t count, std::size_t width, const fl
 }
 
 inline float dot(const float* left, const float* right, std::size_t width) {
-    float sum = 0;
-    for (std::size_t i = 0; i < width; ++i) sum += left[i] * right[i];
-    return sum;
+    Floats sum = {};
+    for (std::size_t i = 0; i < width; i += floatLanes) {
+        sum += *floatsAt(left + i) * *floatsAt(right + i);
+    }
+    return total(sum);
+}
+
+/// e to the power of eight numbers that are at most 0, to about 1e-7 of each: a power of two, times
+/// the series for what is left, which lies between -ln(2)/2 and ln(2)/2.
+inline void exponentiate(Floats& powers) {
+    constexpr float smallest = -87.0f;
+    constexpr float toInteger = 12582912.0f;  // 1.5 * 2^23: adding it rounds to a whole number
+    constexpr float log2OfE = 1.44269504f;
+    constexpr float ln2High = 0.693359375f;  // exact when multiplied by a small whole number
+    constexpr float ln2Low = -2.12194440e-4f;
+    constexpr std::int32_t exponentBias = 127;
+    const Floats clamped = powers < smallest ? Floats{} + smallest : powers;
+    const Floats exponent = (clamped * log2OfE + toInteger) - toInteger;
+    const Floats rest = (clamped - exponent * ln2High) - exponent * ln2Low;
+    Floats series = Floats{} + 1.0f / 5040;
+    for (const float factor : {1.0f / 720, 1.0f / 120, 1.0f / 24, 1.0f / 6, 0.5f, 1.0f, 1.0f}) {
+        series = series * rest + factor;
+    }
+    const Integers scale = (__builtin_convertvector(exponent, Integers) + exponentBias) << 23;
+    powers = series * reinterpret_cast<const Floats&>(scale);
 }
 
 /// Turns scores into shares of one.
 inline void softmax(float* scores, std::size_t count) {
     float largest = scores[0];
     for (std::size_t i = 1; i < count; ++i) largest = scores[i] > largest ? scores[i] : largest;
-    float sum = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        scores[i] = __builtin_expf(scores[i] - largest);
-        sum += scores[i];
+    Floats sum = {};
+    for (std::size_t begin = 0; begin < count; begin += floatLanes) {
+        const std::size_t lanes = count - begin < floatLanes ? count - begin : floatLanes;
+        Floats powers = {};
+        for (std::size_t i = 0; i < lanes; ++i) powers[i] = scores[begin + i] - largest;
+        exponentiate(powers);
+        for (std::size_t i = 0; i < lanes; ++i) {
+            scores[begin + i] = powers[i];
+            sum[i] += powers[i];
+        }
     }
-    for (std::size_t i = 0; i < count; ++i) scores[i] /= sum;
+    const float whole = total(sum);
+    for (std::size_t i = 0; i < count; ++i) scores[i] /= whole;
 }
 
 void attend(const float* queriesKeysValues, std::size_t count, std::size_t width,
@@ -185,10 +235,12 @@ void attend(const float* queriesKeysValues, std::size_t count, std::size_t width
             }
             softmax(scratch, count);
             float* out = result + row * width + head * headWidth;
-            for (std::size_t i = 0; i < headWidth; ++i) out[i] = 0;
-            for (std::size_t other = 0; other < count; ++other) {
-                const float* value = values + other * 3 * width;
-                for (std::size_t i = 0; i < headWidth; ++i) out[i] += scratch[other] * value[i];
+            for (std::size_t i = 0; i < headWidth; i += floatLanes) {
+                Floats sum = {};
+                for (std::size_t other = 0; other < count; ++other) {
+                    sum += scratch[other] * *floatsAt(values + other * 3 * width + i);
+                }
+                *floatsAt(out + i) = sum;
             }
         }
     }

@@ -24,14 +24,69 @@ std::vector<std::int8_t> inPanels(const std::vector<std::int8_t>& weights,
     return packed;
 }
 
+// The C library's functions are written anew for some processors, and may differ in the last bit.
+// These use additions, multiplications and divisions only, which are the same everywhere.
+
+/// e to this power, by halving the power until its series is short.
+double exponential(double power) {
+    constexpr int halvings = 12;
+    const double part = power / (1 << halvings);
+    double result = 1 + part * (1 + part / 2 * (1 + part / 3 * (1 + part / 4)));
+    for (int i = 0; i < halvings; ++i) result *= result;
+    return result;
+}
+
+double hyperbolicTangent(double value) {
+    constexpr double saturated = 20;  // beyond, it is 1 to the last bit
+    if (value > saturated) return 1;
+    if (value < -saturated) return -1;
+    return 1 - 2 / (exponential(2 * value) + 1);
+}
+
+struct SineAndCosine {
+    double sine;
+    double cosine;
+};
+
+/// For a place in a text times a scale: from 0 to a few hundred.
+SineAndCosine sineAndCosine(double angle) {
+    constexpr double quarterTurn = 1.5707963267948966;
+    const auto quarters = static_cast<long>(angle / quarterTurn + 0.5);
+    const double rest = angle - static_cast<double>(quarters) * quarterTurn;
+    const double square = rest * rest;
+    double sine = 1;
+    double cosine = 1;
+    for (int i = 8; i >= 1; --i) {
+        sine = 1 - square / ((2 * i) * (2 * i + 1)) * sine;
+        cosine = 1 - square / ((2 * i - 1) * (2 * i)) * cosine;
+    }
+    sine *= rest;
+    switch (quarters % 4) {
+        case 0:
+            return {sine, cosine};
+        case 1:
+            return {cosine, -sine};
+        case 2:
+            return {-sine, -cosine};
+        default:
+            return {-cosine, sine};
+    }
+}
+
 /// Sines, then cosines, of the place at wavelengths from short to long.
 std::vector<float> positionSignals(const std::vector<float>& timescales) {
     std::vector<float> signals;
     signals.reserve(maximumPieceCount * embeddingWidth);
     for (std::size_t place = 0; place < maximumPieceCount; ++place) {
-        const auto time = static_cast<float>(place);
-        for (const float scale : timescales) signals.push_back(std::sin(time * scale));
-        for (const float scale : timescales) signals.push_back(std::cos(time * scale));
+        const auto angle = [place](float scale) {
+            return sineAndCosine(static_cast<double>(static_cast<float>(place) * scale));
+        };
+        for (const float scale : timescales) {
+            signals.push_back(static_cast<float>(angle(scale).sine));
+        }
+        for (const float scale : timescales) {
+            signals.push_back(static_cast<float>(angle(scale).cosine));
+        }
     }
     return signals;
 }
@@ -94,7 +149,7 @@ std::vector<float> Transformer::encode(std::span<const PieceId> pieces) const {
     std::vector<float> meaning = applied(meaning_, meanOfRows(rows, width));
     float squares = 0;
     for (float& value : meaning) {
-        value = std::tanh(value);
+        value = static_cast<float>(hyperbolicTangent(value));
         squares += value * value;
     }
     const float length = std::sqrt(squares);

@@ -51,12 +51,13 @@ TEST_F(TransformerTest, AgreesWithThePublishedGraph) {
         EXPECT_EQ(tokenizer().tokenize(prepared(text)), pieces) << text;
 
         const auto vector = transformer.encode(pieces);
-        // The arithmetic is held tightly, against the graph with our 8-bit weights; what those cost
-        // against the original ones, loosely.
+        // The arithmetic is held tightly, against the graph with our 8-bit weights. What those cost
+        // against the original ones is .9990 to .9998, and a text of rare pieces may cost more: the
+        // bound stands well below, where a wrong weight would show.
         EXPECT_LT(largestDifference(vector, vectorAt(each, "roundedWeights")), 5e-4f) << text;
         const auto original = vectorAt(each, "vector");
         EXPECT_LT(largestDifference(vector, original), 0.015f) << text;
-        EXPECT_GT(std::inner_product(vector.begin(), vector.end(), original.begin(), 0.0f), 0.999f)
+        EXPECT_GT(std::inner_product(vector.begin(), vector.end(), original.begin(), 0.0f), 0.995f)
             << text;
     }
 }
@@ -70,7 +71,7 @@ TEST_F(TransformerTest, GivesTheSameOnEveryMachine) {
         for (std::size_t i = 0; i < count; ++i) {
             pieces.push_back(static_cast<PieceId>(6 + (i * 2003) % 7990));
         }
-        EXPECT_LT(largestDifference(plain.encode(pieces), fast.encode(pieces)), 1e-4f) << count;
+        EXPECT_EQ(plain.encode(pieces), fast.encode(pieces)) << count;
     }
 }
 

@@ -1,0 +1,104 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "cli/commands/Commands.h"
+#include "cli/commands/Enrichment.h"
+#include "cli/output/Input.h"
+#include "cli/output/TextLayout.h"
+#include "cli/views/CaptureView.h"
+#include "cli/views/MemoryView.h"
+#include "foundation/Text.h"
+
+namespace nookery::cli {
+namespace {
+
+constexpr std::size_t maximumTextByteCount = std::size_t{64} << 20;
+
+CaptureSource sourceFor(Session& session, const Arguments& arguments, const std::string& word) {
+    if (word == "-") {
+        return CaptureText{
+            readAll(standardInput(session.interruptDescriptor()), maximumTextByteCount),
+            "standard input"};
+    }
+    const std::string start = lowerCased(toValidUtf8(word.substr(0, 8)));
+    if (start.starts_with("http://") || start == "https://") {
+        return CaptureLink{word, arguments.has("fetch")};
+    }
+    return CaptureFile{Path(word)};
+}
+
+CaptureRequest requestFor(Session& session, CrumbStore& store, const Arguments& arguments) {
+    CaptureRequest request;
+    for (const std::string& word : arguments.positionals()) {
+        request.sources.push_back(sourceFor(session, arguments, word));
+    }
+    if (const auto text = arguments.value("text")) {
+        request.sources.push_back(CaptureText{*text, "the text given"});
+    }
+    request.title = arguments.text("title");
+    request.note = arguments.text("note").value_or("");
+    for (const std::string& tag : arguments.values("tag")) request.tags.push_back(toValidUtf8(tag));
+    if (const auto group = arguments.text("group")) request.groupID = findGroup(store, *group).id;
+    return request;
+}
+
+CaptureReport captureAll(Session& session, CrumbStore& store, CaptureRequest request) {
+    std::optional<CaptureReport> report;
+    store.capture(
+        std::move(request), session.stop(),
+        [&](const CaptureProgress& progress) {
+            session.messages().progress(
+                fmt::format("taking in: {} of {} found so far", progress.done, progress.found));
+        },
+        [&](const CaptureReport& finished) { report = finished; });
+    session.waitUntil([&] { return report.has_value(); });
+    return *report;
+}
+
+int runAdd(Session& session, const Arguments& arguments) {
+    if (arguments.positionals().empty() && !arguments.has("text")) {
+        throw UsageError("add needs something to take in: files, folders, links, - or --text.");
+    }
+    CrumbStore& store = session.open(LibraryAccess::writing);
+    const CaptureReport report = captureAll(session, store, requestFor(session, store, arguments));
+    if (arguments.has("wait")) finishEnrichment(session, store);
+    if (session.wantsJson()) {
+        session.print(captureReportJson(store, report));
+    } else {
+        printCaptureReport(session, store, report);
+    }
+    if (report.cancelled) {
+        session.say("Interrupted; what was added is whole.");
+        return exitInterrupted;
+    }
+    return report.failed.empty() ? exitDone : exitFailed;
+}
+
+}  // namespace
+
+Command addCommand() {
+    return {
+        .name = "add",
+        .summary = "Take in files, folders, links and text",
+        .examples = {{"add ~/Documents/letters", "take in a folder and all below it"},
+                     {"add https://example.org/recipe --tag baking", "keep a link"},
+                     {"add --text \"Spare key is under the blue pot\"", "write a note"},
+                     {"add - < minutes.txt", "take in what comes from another program"}},
+        .positionals = {{.name = "PATH|URL|-",
+                         .help = "a file, a folder, a web address, or - for standard input; the "
+                                 "originals are copied and stay as they are",
+                         .required = false,
+                         .repeats = true,
+                         .offers = Offers::files}},
+        .options = {{"text", "TEXT", "write a note"},
+                    {"title", "TITLE", "call it this (for a single thing)"},
+                    {"note", "NOTE", "a note of your own about it"},
+                    {"group", "GROUP", "put it into this group"},
+                    {"tag", "TAG", "give it a tag", true},
+                    {"fetch", "", "read the pages of links from the network"},
+                    {"wait", "", "also do the background work now (finding by meaning)"}},
+        .run = runAdd};
+}
+
+}  // namespace nookery::cli

@@ -1,0 +1,226 @@
+#include <fmt/format.h>
+
+#include <exception>
+#include <optional>
+
+#include "archive/ArchiveCheck.h"
+#include "archive/ArchiveRestore.h"
+#include "archive/CrumbCompleteArchive.h"
+#include "archive/RestoreAtStart.h"
+#include "archive/RestorePlaces.h"
+#include "cli/commands/Commands.h"
+#include "cli/output/TextLayout.h"
+#include "cli/session/Session.h"
+#include "collection/database/LibraryLock.h"
+#include "platform/WorkQueue.h"
+
+namespace nookery::cli {
+namespace {
+
+constexpr std::int64_t progressStride = 64;
+
+std::string progressText(const ArchiveProgress& progress) {
+    return fmt::format("{}: {} of {} files, {}",
+                       progress.phase == ArchiveProgress::Phase::copying ? "copying" : "checking",
+                       progress.filesDone, progress.fileCount,
+                       spokenByteCount(static_cast<double>(progress.bytesDone)));
+}
+
+/// Runs work on an archive off the main thread, which shows how far it is. What the work throws is
+/// thrown here.
+template <typename Work>
+ArchiveSummary follow(Session& session, const Work& work) {
+    std::optional<ArchiveSummary> summary;
+    std::exception_ptr failure;
+    WorkQueue& main = session.platform().mainQueue;
+    ArchiveFollower follower;
+    follower.stop = session.stop();
+    follower.progress = [&](const ArchiveProgress& progress) {
+        if (progress.filesDone % progressStride != 0) return;
+        main.async([&session, progress] { session.messages().progress(progressText(progress)); });
+    };
+    session.platform().captureQueue.async([&] {
+        std::optional<ArchiveSummary> made;
+        std::exception_ptr thrown;
+        try {
+            made = work(follower);
+        } catch (...) {
+            thrown = std::current_exception();
+        }
+        main.async([&, made, thrown] {
+            summary = made;
+            failure = thrown;
+        });
+    });
+    session.waitUntil([&] { return summary || failure; });
+    session.messages().endProgress();
+    if (failure) std::rethrow_exception(failure);
+    return *summary;
+}
+
+/// The folder that was named, as it is told back.
+Path namedFolder(Session& session, const Arguments& arguments) {
+    const Path named = arguments.positional(0);
+    const auto resolved = session.platform().files.resolve(named);
+    return resolved ? *resolved : named;
+}
+
+OrderedJson summaryJson(const Path& folder, const ArchiveSummary& summary) {
+    return {{"path", displayName(folder)},
+            {"records", summary.recordCount},
+            {"files", summary.fileCount},
+            {"byteCount", summary.byteCount}};
+}
+
+std::string summaryText(const ArchiveSummary& summary) {
+    return fmt::format("{}, {}, {}",
+                       counted(static_cast<std::size_t>(summary.recordCount), "memory", "memories"),
+                       counted(static_cast<std::size_t>(summary.fileCount), "file", "files"),
+                       spokenByteCount(static_cast<double>(summary.byteCount)));
+}
+
+int runExport(Session& session, const Arguments& arguments) {
+    const auto source = CrumbCompleteArchive::gather(session.open(LibraryAccess::reading),
+                                                     session.platform().defaults);
+    const ArchiveSummary summary = follow(session, [&](const ArchiveFollower& follower) {
+        return CrumbCompleteArchive::write(session.platform(), session.layout(), source,
+                                           arguments.positional(0), follower);
+    });
+    const Path folder = namedFolder(session, arguments);
+    if (session.wantsJson()) {
+        session.print(summaryJson(folder, summary));
+    } else {
+        session.out().writeLine("Your independent archive is saved at:\n" +
+                                printable(displayName(folder)));
+        session.say("Archive Exported and Verified: " + summaryText(summary));
+    }
+    return exitDone;
+}
+
+ArchiveSummary check(Session& session, const Path& folder) {
+    return follow(session, [&](const ArchiveFollower& follower) {
+        return checkArchive(session.platform(), folder, follower);
+    });
+}
+
+int runVerify(Session& session, const Arguments& arguments) {
+    const Path folder = namedFolder(session, arguments);
+    const ArchiveSummary summary = check(session, folder);
+    if (session.wantsJson()) {
+        session.print(summaryJson(folder, summary));
+    } else {
+        session.out().writeLine("The archive is whole: " + summaryText(summary));
+    }
+    return exitDone;
+}
+
+int runRestore(Session& session, const Arguments& arguments) {
+    const Path folder = namedFolder(session, arguments);
+    const auto lock =
+        LibraryLock::acquire(session.platform().files, session.layout(), session.now());
+    refuseWhileRestoreWaits(session.platform().files, session.layout());
+    const ArchiveSummary checked = check(session, folder);
+    const std::string title = "Restore NOOKERY Collection?";
+    const std::string text = fmt::format(
+        "This archive contains {} memories. Restoring replaces your current collection, People and "
+        "Pets associations, and Receipts records with the archived copies. NOOKERY will preserve a "
+        "safety copy of your current data. The restore happens when you reopen the application.",
+        checked.recordCount);
+    if (arguments.has("dry-run")) {
+        session.out().writeLine(session.wantsJson()
+                                    ? toJsonText(summaryJson(folder, checked))
+                                    : "This would be asked and done: " + title + "\n" + text);
+        return exitDone;
+    }
+    session.demandConsent(title, text);
+    const ArchiveSummary prepared = follow(session, [&](const ArchiveFollower& follower) {
+        return prepareArchiveRestore(session.platform(), session.layout(), folder, follower);
+    });
+    if (session.wantsJson()) {
+        session.print(summaryJson(folder, prepared));
+    } else {
+        session.out().writeLine(
+            "Archive Ready to Restore\nThe archive has been verified and prepared. NOOKERY will "
+            "now close. Reopen it to restore your collection.");
+    }
+    return exitDone;
+}
+
+OrderedJson statusJson(Session& session) {
+    FileSystem& files = session.platform().files;
+    OrderedJson document{{"pending", archiveRestoreWaits(files, session.layout())},
+                         {"safetyCopy", nullptr},
+                         {"lastRestore", nullptr}};
+    if (const auto safety = safetyCopy(files, session.layout())) {
+        document["safetyCopy"] = displayName(*safety);
+    }
+    if (const auto last = lastRestore(files, session.layout())) {
+        document["lastRestore"] = {{"restored", last->notice.restored},
+                                   {"title", last->notice.title},
+                                   {"detail", last->notice.detail},
+                                   {"date", toIso8601(last->date)}};
+    }
+    return document;
+}
+
+int runStatus(Session& session, const Arguments&) {
+    const OrderedJson status = statusJson(session);
+    if (session.wantsJson()) {
+        session.print(status);
+        return exitDone;
+    }
+    const auto say = [&](const std::string& line) { session.out().writeLine(line); };
+    say(status["pending"].get<bool>()
+            ? "A restore is pending; the next command or window completes it. To give it up, "
+              "remove the folder " +
+                  displayName(session.layout().library() / restore::pendingName)
+            : "No restore is pending.");
+    if (const OrderedJson& last = status["lastRestore"]; !last.is_null()) {
+        say(fmt::format("{}  {}: {}", last["date"].get<std::string>(),
+                        last["title"].get<std::string>(),
+                        printable(last["detail"].get<std::string>())));
+    }
+    if (const OrderedJson& safety = status["safetyCopy"]; !safety.is_null()) {
+        say("A safety copy lies in " + printable(safety.get<std::string>()) +
+            ". Move it away before you restore again.");
+    }
+    return exitDone;
+}
+
+}  // namespace
+
+std::vector<Command> archiveCommands() {
+    const Positional folder{.name = "DIR", .help = "the archive's folder", .offers = Offers::files};
+    return {
+        {.name = "archive export",
+         .summary = "Write everything into a folder that can be read without this program",
+         .examples = {{"archive export /media/disk/nookery-2026-03", "a new folder"}},
+         .positionals = {{.name = "DIR",
+                          .help = "a folder that does not exist yet, or an empty one",
+                          .offers = Offers::files}},
+         .notes = "The archive is read back and checked before it gets its name.",
+         .run = runExport},
+        {.name = "archive verify",
+         .summary = "Check an archive, without touching a library",
+         .examples = {{"archive verify /media/disk/nookery-2026-03", "every byte of it"}},
+         .positionals = {folder},
+         .leavesRestoresWaiting = true,
+         .run = runVerify},
+        {.name = "archive restore",
+         .summary = "Replace the library by an archive's at the next start",
+         .examples = {{"archive restore /media/disk/nookery-2026-03", "asks first"}},
+         .positionals = {folder},
+         .options = {{"yes", "", "do not ask"},
+                     {"dry-run", "", "check, and only say what happens"}},
+         .notes = "What is in the library now is kept beside it as a safety copy.",
+         .leavesRestoresWaiting = true,
+         .run = runRestore},
+        {.name = "archive status",
+         .summary = "Say whether a restore waits, and how the last one ended",
+         .examples = {{"archive status", "after a restart"}},
+         .leavesRestoresWaiting = true,
+         .run = runStatus},
+    };
+}
+
+}  // namespace nookery::cli

@@ -1,0 +1,74 @@
+#include <fmt/format.h>
+
+#include "cli/commands/Commands.h"
+#include "cli/output/TextLayout.h"
+#include "cli/views/MemoryView.h"
+
+namespace nookery::cli {
+namespace {
+
+using Candidates = std::vector<CrumbFilenameCleanupCandidate>;
+
+OrderedJson candidatesJson(const Candidates& candidates) {
+    OrderedJson list = OrderedJson::array();
+    for (const auto& candidate : candidates) {
+        list.push_back({{"id", candidate.id.toString()},
+                        {"oldTitle", candidate.oldTitle},
+                        {"newTitle", candidate.newTitle}});
+    }
+    return list;
+}
+
+std::string summaryOf(const Candidates& candidates) {
+    return counted(candidates.size(), "title", "titles") + " will change";
+}
+
+void printCandidates(Session& session, const CrumbStore& store, const Candidates& candidates) {
+    const ShortIds shortIds = shortIdsOf(store);
+    for (const auto& candidate : candidates) {
+        session.out().writeLine(fmt::format(
+            "{}  {} → {}", session.style().inDim(shortIds(candidate.id)),
+            printable(candidate.oldTitle), session.style().inTitle(printable(candidate.newTitle))));
+    }
+    session.say(candidates.empty() ? "Nothing to clean up" : summaryOf(candidates));
+}
+
+int runCleanupNames(Session& session, const Arguments& arguments) {
+    const bool applies = arguments.has("apply");
+    CrumbStore& store = session.open(applies ? LibraryAccess::writing : LibraryAccess::reading);
+    const Candidates candidates = filenameCleanupCandidates(*store.items());
+    if (!session.wantsJson()) printCandidates(session, store, candidates);
+    std::size_t changedCount = 0;
+    if (applies && !candidates.empty()) {
+        session.demandConsent("Clean Up Filenames?", summaryOf(candidates) +
+                                                         ". Only titles change; files keep their "
+                                                         "names.");
+        const CleanupOutcome outcome = store.cleanUpFilenames(candidates);
+        demandSaved(outcome.failure);
+        changedCount = outcome.changedCount;
+        if (!session.wantsJson()) {
+            session.say(fmt::format("Filename Cleanup Complete: {} changed.",
+                                    counted(changedCount, "title", "titles")));
+        }
+    }
+    if (session.wantsJson()) {
+        session.print({{"candidates", candidatesJson(candidates)}, {"changed", changedCount}});
+    }
+    return exitDone;
+}
+
+}  // namespace
+
+Command cleanupNamesCommand() {
+    return {.name = "cleanup-names",
+            .summary = "Give readable titles to memories that a camera or program named",
+            .examples = {{"cleanup-names", "lists what would change, and changes nothing"},
+                         {"cleanup-names --apply", "asks, then changes the titles"}},
+            .options = {{"apply", "", "change the titles"}, {"yes", "", "do not ask"}},
+            .notes =
+                "Only titles change; files keep their names. Either all titles listed change "
+                "or none.",
+            .run = runCleanupNames};
+}
+
+}  // namespace nookery::cli

@@ -1,0 +1,136 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "cli/commands/Commands.h"
+#include "cli/output/TextLayout.h"
+#include "cli/session/Session.h"
+#include "foundation/Text.h"
+#include "platform/CloudContainer.h"
+#include "platform/UserDefaults.h"
+
+namespace nookery::cli {
+namespace {
+
+/// A setting as people know it, and where it is kept.
+struct Setting {
+    std::string name;
+    std::string key;
+    std::string help;
+    std::string standard;            ///< when nothing is set; empty: nothing
+    std::vector<std::string> words;  ///< all it may be; empty: an absolute folder
+};
+
+const std::vector<Setting>& settings() {
+    static const std::vector<Setting> all{
+        {"cloud-folder",
+         std::string(cloudFolderDefaultsKey),
+         "the cloud-drive folder shared with the phone",
+         "",
+         {}},
+        {"appearance",
+         "NOOKERY.Appearance.v1",
+         "how windows look",
+         "system",
+         {"system", "light", "dark"}},
+    };
+    return all;
+}
+
+const Setting& findSetting(const std::string& name) {
+    for (const Setting& setting : settings()) {
+        if (setting.name == name) return setting;
+    }
+    throw UsageError(fmt::format("There is no setting \"{}\"; nookery config list shows them.",
+                                 printable(name)));
+}
+
+std::string valueOf(Session& session, const Setting& setting) {
+    return session.platform().defaults.get(setting.key).value_or(setting.standard);
+}
+
+void answer(Session& session, const Setting& setting) {
+    const std::string value = valueOf(session, setting);
+    if (session.wantsJson()) {
+        session.print({{"name", setting.name},
+                       {"value", value.empty() ? OrderedJson() : OrderedJson(value)}});
+    } else {
+        session.out().writeLine(value);
+    }
+}
+
+std::string checked(const Setting& setting, const std::string& value) {
+    if (setting.words.empty()) {
+        if (!value.empty() && !Path(value).is_absolute()) {
+            throw UsageError(fmt::format("{} needs the whole path of a folder.", setting.name));
+        }
+    } else if (std::find(setting.words.begin(), setting.words.end(), value) ==
+               setting.words.end()) {
+        throw UsageError(
+            fmt::format("{} is one of {}.", setting.name, fmt::join(setting.words, ", ")));
+    }
+    return value;
+}
+
+int runGet(Session& session, const Arguments& arguments) {
+    answer(session, findSetting(arguments.positional(0)));
+    return exitDone;
+}
+
+int runSet(Session& session, const Arguments& arguments) {
+    const Setting& setting = findSetting(arguments.positional(0));
+    const std::string value = checked(setting, arguments.positional(1));
+    if (value.empty()) {
+        session.platform().defaults.remove(setting.key);
+    } else {
+        session.platform().defaults.set(setting.key, value);
+    }
+    answer(session, setting);
+    return exitDone;
+}
+
+int runList(Session& session, const Arguments&) {
+    OrderedJson list = OrderedJson::object();
+    for (const Setting& setting : settings()) {
+        const std::string value = valueOf(session, setting);
+        list[setting.name] = value.empty() ? OrderedJson() : OrderedJson(value);
+        if (session.wantsJson()) continue;
+        session.out().writeLine(
+            fmt::format("{}{}", padded(setting.name, 16),
+                        value.empty() ? session.style().inDim("(not set)") : printable(value)));
+    }
+    if (session.wantsJson()) session.print({{"settings", std::move(list)}});
+    return exitDone;
+}
+
+}  // namespace
+
+std::vector<Command> configCommands() {
+    std::vector<std::string> names;
+    std::string notes;
+    for (const Setting& setting : settings()) {
+        names.push_back(setting.name);
+        notes += fmt::format("{}{}: {}.", notes.empty() ? "" : "\n", setting.name, setting.help);
+    }
+    const Positional name{
+        .name = "NAME", .help = "the setting", .offers = Offers::words, .words = names};
+    return {{.name = "config get",
+             .summary = "Print a setting",
+             .examples = {{"config get appearance", "its value, or an empty line"}},
+             .positionals = {name},
+             .notes = notes,
+             .run = runGet},
+            {.name = "config set",
+             .summary = "Change a setting",
+             .examples = {{"config set appearance dark", "kept for every program of NOOKERY"},
+                          {"config set cloud-folder ''", "takes the setting away"}},
+             .positionals = {name, {"VALUE", "the new value; an empty one takes it away"}},
+             .notes = notes,
+             .run = runSet},
+            {.name = "config list",
+             .summary = "List the settings",
+             .examples = {{"config list", "with their values"}},
+             .run = runList}};
+}
+
+}  // namespace nookery::cli

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "cli/line/Command.h"
+#include "cli/session/Session.h"
+
+namespace nookery::cli {
+
+/// --yes and --dry-run.
+std::vector<Option> destructionOptions();
+
+/// The one road of every command that destroys something: says what would happen with --dry-run,
+/// asks for consent, does it behind its recovery snapshot, and answers with the outcome. `begin`
+/// starts the operation; `count` is how many things it is about.
+int destroy(Session& session, const Arguments& arguments, const std::string& title,
+            const std::string& text, std::size_t count,
+            const std::function<void(const CrumbStore::Finished&)>& begin);
+
+}  // namespace nookery::cli

@@ -1,0 +1,103 @@
+#include <fmt/format.h>
+
+#include "cli/commands/Commands.h"
+#include "cli/commands/Enrichment.h"
+#include "cli/output/TextLayout.h"
+#include "cli/views/MemoryView.h"
+#include "platform/TextEmbedder.h"
+
+namespace nookery::cli {
+
+void endEnrichment(Session& session, CrumbStore& store) {
+    store.pauseBackgroundWork();
+    if (!store.isBackgroundWorkUnderWay()) return;
+    session.messages().progress("ending what is being read; interrupt again to end at once");
+    session.waitUntil([&] { return !store.isBackgroundWorkUnderWay(); });
+}
+
+EnrichmentOutcome finishEnrichment(Session& session, CrumbStore& store) {
+    const int waiting = *store.indexingCount();
+    store.startBackgroundWork();
+    const auto subscription = store.indexingCount().subscribe([&](int left) {
+        session.messages().progress(fmt::format("reading what was taken in: {} left", left));
+    });
+    session.waitUntil([&] { return session.isInterrupted() || *store.indexingCount() == 0; });
+    endEnrichment(session, store);
+    demandSaved(store.enrichmentSaveFailure());
+    return {.done = waiting - *store.indexingCount(), .pending = *store.indexingCount()};
+}
+
+namespace {
+
+OrderedJson failuresJson(const std::vector<EnrichmentFailure>& failures) {
+    OrderedJson list = OrderedJson::array();
+    for (const EnrichmentFailure& failure : failures) {
+        list.push_back({{"id", failure.id.toString()},
+                        {"message", failure.message},
+                        {"givenUp", failure.isGivenUp}});
+    }
+    return list;
+}
+
+void sayFailures(Session& session, const CrumbStore& store,
+                 const std::vector<EnrichmentFailure>& failures) {
+    const ShortIds shortIds = shortIdsOf(store);
+    for (const EnrichmentFailure& failure : failures) {
+        session.say(fmt::format("not read: {} ({}): {}{}", shortIds(failure.id),
+                                shownTitle(*store.item(failure.id)), printable(failure.message),
+                                failure.isGivenUp ? "" : " It is tried again next time."));
+    }
+}
+
+void sayWhatIsOff(Session& session) {
+    if (session.platform().embedder == nullptr) {
+        session.say(
+            "Finding by meaning is off: the sentence encoder is not installed. Everything else "
+            "works.");
+    }
+    if (session.platform().textRecognizer == nullptr) {
+        session.say(
+            "Text in images is not read: Tesseract's English data is not installed. Everything "
+            "else works.");
+    }
+}
+
+int runEnrich(Session& session, const Arguments& arguments) {
+    CrumbStore& store = session.open(LibraryAccess::writing);
+    const auto ids = findMemories(store, arguments.positionals());
+    if (!ids.empty()) store.requestEnrichment(ids);
+    const EnrichmentOutcome outcome = finishEnrichment(session, store);
+    const auto failures = store.enrichmentFailures();
+    if (session.wantsJson()) {
+        session.print({{"done", outcome.done},
+                       {"pending", outcome.pending},
+                       {"failed", failuresJson(failures)}});
+    } else {
+        session.out().writeLine(
+            fmt::format("{} worked through, {} left.",
+                        counted(static_cast<std::size_t>(outcome.done), "memory", "memories"),
+                        outcome.pending));
+        sayFailures(session, store, failures);
+    }
+    sayWhatIsOff(session);
+    return session.isInterrupted() ? exitInterrupted : exitDone;
+}
+
+}  // namespace
+
+Command enrichCommand() {
+    return {.name = "enrich",
+            .summary = "Read what was taken in: text in images, documents, media, meaning",
+            .examples = {{"enrich", "catch up after adding many files"}},
+            .positionals = {{.name = "ID",
+                             .help = "do these memories anew, also when they were done before",
+                             .required = false,
+                             .repeats = true}},
+            .options = {{"wait", "", "until nothing waits, which is what happens anyway"}},
+            .notes =
+                "An original that cannot be read is tried again at the next runs, three times "
+                "in all, and after that only when it is named here.",
+            .run = runEnrich};
+}
+
+}  // namespace nookery::cli

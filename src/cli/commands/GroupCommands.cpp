@@ -1,0 +1,128 @@
+#include <fmt/format.h>
+
+#include <unordered_map>
+
+#include "cli/commands/Commands.h"
+#include "cli/commands/Destruction.h"
+#include "cli/output/TextLayout.h"
+#include "cli/views/MemoryView.h"
+#include "foundation/Text.h"
+
+namespace nookery::cli {
+namespace {
+
+void printGroups(Session& session, const CrumbStore& store) {
+    std::unordered_map<Uuid, std::size_t> sizes;
+    for (const auto& item : *store.items()) {
+        if (item->groupID) ++sizes[*item->groupID];
+    }
+    OrderedJson groups = OrderedJson::array();
+    for (const CrumbGroup& group : *store.groups()) {
+        groups.push_back({{"id", group.id.toString()},
+                          {"name", group.name},
+                          {"createdAt", toIso8601(group.createdAt)},
+                          {"count", sizes[group.id]}});
+        if (session.wantsJson()) continue;
+        session.out().writeLine(
+            fmt::format("{}  {}", session.style().inTitle(padded(printable(group.name), 30)),
+                        counted(sizes[group.id], "memory", "memories")));
+    }
+    if (session.wantsJson()) session.print({{"groups", std::move(groups)}});
+}
+
+std::string newName(const CrumbStore& store, const std::string& given) {
+    const std::string valid = toValidUtf8(given);
+    const std::string name(trimmed(valid));
+    if (name.empty()) throw UsageError("A group needs a name.");
+    for (const CrumbGroup& group : *store.groups()) {
+        if (group.name == name) throw Error(fmt::format("There is a group \"{}\" already.", name));
+    }
+    return name;
+}
+
+int runList(Session& session, const Arguments&) {
+    printGroups(session, session.open(LibraryAccess::reading));
+    return exitDone;
+}
+
+int runCreate(Session& session, const Arguments& arguments) {
+    CrumbStore& store = session.open(LibraryAccess::writing);
+    demandSaved(store.createGroup(newName(store, arguments.positional(0))));
+    printGroups(session, store);
+    return exitDone;
+}
+
+int runRename(Session& session, const Arguments& arguments) {
+    CrumbStore& store = session.open(LibraryAccess::writing);
+    const Uuid id = findGroup(store, toValidUtf8(arguments.positional(0))).id;
+    demandSaved(store.renameGroup(id, newName(store, arguments.positional(1))));
+    printGroups(session, store);
+    return exitDone;
+}
+
+int runDelete(Session& session, const Arguments& arguments) {
+    CrumbStore& store = session.open(LibraryAccess::writing);
+    const CrumbGroup group = findGroup(store, toValidUtf8(arguments.positional(0)));
+    const std::string what = fmt::format("Delete the group \"{}\"?", printable(group.name));
+    return destroy(session, arguments, what,
+                   "Its memories stay, without a group. A recovery snapshot is taken first.", 1,
+                   [&](const auto& finished) { store.deleteGroup(group.id, finished); });
+}
+
+int assign(Session& session, const std::vector<std::string>& prefixes,
+           const std::optional<std::string>& groupName) {
+    CrumbStore& store = session.open(LibraryAccess::writing);
+    std::optional<Uuid> groupID;
+    if (groupName) groupID = findGroup(store, toValidUtf8(*groupName)).id;
+    demandSaved(store.assignToGroup(findMemories(store, prefixes), groupID));
+    printGroups(session, store);
+    return exitDone;
+}
+
+int runAssign(Session& session, const Arguments& arguments) {
+    return assign(session, arguments.positionalsFrom(1), arguments.positional(0));
+}
+
+int runRemove(Session& session, const Arguments& arguments) {
+    return assign(session, arguments.positionals(), std::nullopt);
+}
+
+}  // namespace
+
+std::vector<Command> groupCommands() {
+    const Positional name{"NAME", "the group's name, or the beginning of its id"};
+    const Positional ids{
+        .name = "ID", .help = "ids of memories, or their beginnings", .repeats = true};
+    return {{.name = "group list",
+             .summary = "List the groups and how much is in them",
+             .examples = {{"group list", "oldest first"}},
+             .run = runList},
+            {.name = "group create",
+             .summary = "Make a group",
+             .examples = {{"group create Recipes", "an empty group"}},
+             .positionals = {{"NAME", "what it is called"}},
+             .run = runCreate},
+            {.name = "group rename",
+             .summary = "Give a group another name",
+             .examples = {{"group rename Recipes Baking", "the memories in it stay"}},
+             .positionals = {name, {"NEW", "the new name"}},
+             .run = runRename},
+            {.name = "group delete",
+             .summary = "Delete a group and keep its memories",
+             .examples = {{"group delete Recipes", "asks first"}},
+             .positionals = {name},
+             .options = destructionOptions(),
+             .run = runDelete},
+            {.name = "group assign",
+             .summary = "Put memories into a group",
+             .examples = {{"group assign Recipes 3F2A91C4 77B0E1D2", "two at once"}},
+             .positionals = {name, ids},
+             .run = runAssign},
+            {.name = "group remove",
+             .summary = "Take memories out of their group",
+             .examples = {{"group remove 3F2A91C4", "it stays in the library"}},
+             .positionals = {ids},
+             .run = runRemove}};
+}
+
+}  // namespace nookery::cli

@@ -1,0 +1,203 @@
+#include <fmt/format.h>
+
+#include <optional>
+#include <variant>
+
+#include "cli/commands/Commands.h"
+#include "cli/output/Input.h"
+#include "cli/output/TextLayout.h"
+#include "cli/session/Session.h"
+#include "collection/capture/JsonLines.h"
+#include "foundation/DurableFile.h"
+
+namespace nookery::cli {
+namespace {
+
+constexpr std::size_t batchCount = 1000;
+
+/// Standard input in a file's clothes, for the reader of lines.
+class StandardInputFile final : public ReadableFile {
+  public:
+    explicit StandardInputFile(ByteSource source) : source_(std::move(source)) {}
+    std::size_t read(std::span<std::byte> buffer) override { return source_(buffer); }
+    FileStatus status() override { return {}; }
+
+  private:
+    ByteSource source_;
+};
+
+std::unique_ptr<ReadableFile> openImport(Session& session, const std::string& name) {
+    if (name == "-") {
+        return std::make_unique<StandardInputFile>(standardInput(session.interruptDescriptor()));
+    }
+    FileSystem& files = session.platform().files;
+    const auto real = files.resolve(name);
+    if (!real) throw FileError("read", name, ENOENT);
+    return files.openForReading(*real);
+}
+
+/// Memories on their way in, saved some at a time.
+class Import {
+  public:
+    Import(Session& session, CrumbStore& store) : session_(session), store_(store) {}
+
+    void read(JsonLinesReader& reader) {
+        while (!session_.isInterrupted()) {
+            auto next = reader.next();
+            if (!next) break;
+            if (auto* failure = std::get_if<ImportFailure>(&*next)) {
+                failures_.push_back(std::move(*failure));
+            } else {
+                take(std::get<ImportedMemory>(std::move(*next)));
+            }
+        }
+        save();
+    }
+
+    std::size_t added() const { return added_; }
+    const std::vector<ImportFailure>& failures() const { return failures_; }
+
+  private:
+    void take(ImportedMemory memory) {
+        if (!memory.tags.empty()) tags_[memory.item.id] = std::move(memory.tags);
+        records_.push_back(std::make_shared<const CrumbItem>(std::move(memory.item)));
+        if (records_.size() == batchCount) save();
+    }
+
+    void save() {
+        if (records_.empty()) return;
+        demandSaved(store_.addRecords(records_, tags_));
+        added_ += records_.size();
+        records_.clear();
+        tags_.clear();
+        session_.messages().progress(fmt::format("{} memories in", added_));
+    }
+
+    Session& session_;
+    CrumbStore& store_;
+    CrumbItemList records_;
+    CrumbStore::TagsByID tags_;
+    std::size_t added_ = 0;
+    std::vector<ImportFailure> failures_;
+};
+
+void answer(Session& session, const Import& import) {
+    session.messages().endProgress();
+    if (session.wantsJson()) {
+        OrderedJson failed = OrderedJson::array();
+        for (const ImportFailure& failure : import.failures()) {
+            failed.push_back({{"line", failure.line}, {"message", failure.message}});
+        }
+        session.print({{"added", import.added()}, {"failed", std::move(failed)}});
+        return;
+    }
+    for (const ImportFailure& failure : import.failures()) {
+        session.say(printable(fmt::format("line {}: {}", failure.line, failure.message)));
+    }
+    session.out().writeLine(fmt::format("{} added, {} failed.",
+                                        counted(import.added(), "memory", "memories"),
+                                        counted(import.failures().size(), "line", "lines")));
+}
+
+int runImport(Session& session, const Arguments& arguments) {
+    JsonLinesReader reader(openImport(session, arguments.positional(0)), session.platform().clock);
+    CrumbStore& store = session.open(LibraryAccess::writing);
+    Import import(session, store);
+    import.read(reader);
+    answer(session, import);
+    if (session.isInterrupted()) return exitInterrupted;
+    return import.failures().empty() ? exitDone : exitFailed;
+}
+
+/// Writes each line of the library and counts them.
+std::size_t writeLines(Session& session, const CrumbStore& store,
+                       const std::function<void(std::string_view)>& write) {
+    std::size_t count = 0;
+    for (const auto& item : *store.items()) {
+        if (session.isInterrupted()) throw Cancelled();
+        write(jsonLineOf(*item, store.tagsOf(item->id)) + "\n");
+        session.messages().progress(fmt::format("{} memories out", ++count));
+    }
+    session.messages().endProgress();
+    return count;
+}
+
+/// Beside the wished place first, so that the file is whole or not there.
+std::size_t exportToFile(Session& session, const CrumbStore& store, const Path& path) {
+    FileSystem& files = session.platform().files;
+    const Path temporary = temporaryBeside(path);
+    const auto file = files.createFile(temporary);
+    try {
+        std::string buffer;
+        const auto flush = [&] {
+            file->write(std::as_bytes(std::span(buffer)));
+            buffer.clear();
+        };
+        const std::size_t count = writeLines(session, store, [&](std::string_view line) {
+            buffer += line;
+            if (buffer.size() > (1u << 20)) flush();
+        });
+        flush();
+        file->sync();
+        file->close();
+        files.rename(temporary, path);
+        files.syncDirectory(path.parent_path().empty() ? Path(".") : path.parent_path());
+        return count;
+    } catch (...) {
+        removeTree(files, temporary);
+        throw;
+    }
+}
+
+int runExport(Session& session, const Arguments& arguments) {
+    const std::string name = arguments.positional(0);
+    if (name == "-" && session.wantsJson()) {
+        throw UsageError("export to standard output is JSON lines already: leave --json out.");
+    }
+    const bool exists = name != "-" && session.platform().files.status(name).has_value();
+    if (exists && !arguments.has("replace")) {
+        throw Error(
+            fmt::format("{} is there already; --replace writes over it.", displayName(Path(name))));
+    }
+    const CrumbStore& store = session.open(LibraryAccess::reading);
+    if (name == "-") {
+        writeLines(session, store, [&](std::string_view line) { session.out().write(line); });
+        return exitDone;
+    }
+    const std::size_t count = exportToFile(session, store, name);
+    if (session.wantsJson()) {
+        session.print({{"path", displayName(Path(name))}, {"records", count}});
+    } else {
+        session.say(counted(count, "memory", "memories") + " written.");
+    }
+    return exitDone;
+}
+
+}  // namespace
+
+std::vector<Command> importAndExportCommands() {
+    const std::string keys =
+        "One JSON object a line, with the keys title, note, text, tags, url, created (ISO 8601) "
+        "and kind.";
+    return {{.name = "import",
+             .summary = "Take in memories from a file of JSON lines",
+             .examples = {{"import notes.jsonl", "a memory a line"}},
+             .positionals = {{.name = "FILE",
+                              .help = "the file; - for standard input",
+                              .offers = Offers::files}},
+             .notes = keys + " Every key may be missing, others are ignored. A line that cannot be "
+                             "read is named by its number, and the others are taken in.",
+             .run = runImport},
+            {.name = "export",
+             .summary = "Write all memories into a file of JSON lines",
+             .examples = {{"export notes.jsonl", "for other programs, or for import"},
+                          {"export - | grep cake", "to another program"}},
+             .positionals = {{.name = "FILE",
+                              .help = "the file; - for standard output",
+                              .offers = Offers::files}},
+             .options = {{"replace", "", "write over a file that is there"}},
+             .notes = keys + " Originals are not part of it; a snapshot holds them.",
+             .run = runExport}};
+}
+
+}  // namespace nookery::cli

@@ -1,0 +1,71 @@
+#include <fmt/format.h>
+
+#include <optional>
+
+#include "cli/commands/Commands.h"
+#include "cli/output/TextLayout.h"
+#include "cli/session/Session.h"
+#include "cli/views/CaptureView.h"
+#include "platform/CloudContainer.h"
+
+namespace nookery::cli {
+namespace {
+
+struct Taking {
+    CaptureReport report;
+    std::vector<CaptureMessage> waiting;
+};
+
+std::optional<Taking> takeOnce(Session& session, CrumbStore& store) {
+    std::optional<Taking> taking;
+    const auto tell = [&](int left) {
+        if (left > 0) session.messages().progress(fmt::format("taking in: {} left", left));
+    };
+    const auto localCounts = store.inboxImportCount().subscribe(tell);
+    const auto cloudCounts = store.cloudImportCount().subscribe(tell);
+    session.messages().progress("waiting for the inboxes to hold still");
+    store.takeFromInboxes(session.stop(), [&](const std::vector<InboxReport>& reports,
+                                              const std::vector<InboxWaiting>& waiting) {
+        taking.emplace();
+        for (const InboxReport& part : reports) append(taking->report, part.taken);
+        for (const InboxWaiting& entry : waiting) {
+            taking->waiting.push_back({displayName(entry.path), entry.reason});
+        }
+    });
+    session.waitUntil([&] { return taking || session.isInterrupted(); });
+    return taking;
+}
+
+int runTake(Session& session, const Arguments&) {
+    CrumbStore& store = session.open(LibraryAccess::writing);
+    const auto taking = takeOnce(session, store);
+    if (!taking || taking->report.cancelled) throw Cancelled();
+    const CloudLookup cloud = session.platform().cloud.locate();
+    if (!cloud.container && cloud.isWanted) session.say(cloud.reason);
+    if (session.wantsJson()) {
+        OrderedJson answer = captureReportJson(store, taking->report);
+        answer["waiting"] = captureMessagesJson(taking->waiting);
+        session.print(answer);
+    } else {
+        printCaptureReport(session, store, taking->report);
+        for (const CaptureMessage& entry : taking->waiting) {
+            session.say(printable(fmt::format("left there: {}: {}", entry.source, entry.message)));
+        }
+    }
+    return taking->report.failed.empty() ? exitDone : exitFailed;
+}
+
+}  // namespace
+
+Command inboxCommand() {
+    return {.name = "inbox take",
+            .summary = "Take in what waits in the inbox folders, then end",
+            .examples = {{"inbox take", "from the library's Inbox and from the phone"}},
+            .notes =
+                "A file is taken when it has held still for two seconds, and removed from the "
+                "inbox only after its copy was verified and saved. What cannot be taken stays "
+                "and is named.",
+            .run = runTake};
+}
+
+}  // namespace nookery::cli

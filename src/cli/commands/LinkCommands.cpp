@@ -1,0 +1,166 @@
+#include <fmt/format.h>
+
+#include <optional>
+
+#include "cli/commands/Commands.h"
+#include "cli/output/TextLayout.h"
+#include "cli/session/Session.h"
+#include "mobilelink/LinkRecords.h"
+#include "mobilelink/PhoneLink.h"
+#include "platform/CloudContainer.h"
+#include "platform/KeyStore.h"
+
+namespace nookery::cli {
+namespace {
+
+constexpr std::size_t defaultLogLength = 50;
+
+struct Status {
+    PairingState pairing;
+    std::string keyStore;  ///< where the key lies
+    CloudLookup cloud;
+    std::optional<LinkEvent> lastPublished{};
+    std::size_t attachmentCount = 0;
+};
+
+Status lookAround(Session& session) {
+    Status status{.pairing = NookerySecurePairingTransport(session.platform()).pairingState(),
+                  .keyStore = session.platform().keyStore.place(),
+                  .cloud = session.platform().cloud.locate()};
+    auto records =
+        LinkRecords::openForReading(session.platform().files, session.layout().linkRecords());
+    if (records) {
+        status.lastPublished = records->lastEvent("published");
+        status.attachmentCount = records->attachmentCount();
+    }
+    return status;
+}
+
+OrderedJson statusJson(const Status& status) {
+    OrderedJson json{{"paired", status.pairing.isPaired},
+                     {"keyStore", status.keyStore},
+                     {"cloudAvailable", status.cloud.container.has_value()},
+                     {"attachments", status.attachmentCount}};
+    if (!status.pairing.isPaired) json["pairingProblem"] = status.pairing.reason;
+    if (status.cloud.container) json["cloudContainer"] = displayName(*status.cloud.container);
+    if (!status.cloud.container) json["cloudProblem"] = status.cloud.reason;
+    if (status.lastPublished) json["lastPublished"] = toIso8601(status.lastPublished->time);
+    return json;
+}
+
+int runStatus(Session& session, const Arguments&) {
+    const Status status = lookAround(session);
+    if (session.wantsJson()) {
+        session.print(statusJson(status));
+        return exitDone;
+    }
+    Output& out = session.out();
+    out.writeLine("Phone: " +
+                  (status.pairing.isPaired ? "paired" : printable(status.pairing.reason)));
+    out.writeLine("Key store: " + printable(status.keyStore));
+    out.writeLine("Cloud folder: " + printable(status.cloud.container
+                                                   ? displayName(*status.cloud.container)
+                                                   : status.cloud.reason));
+    out.writeLine("Last published: " +
+                  (status.lastPublished
+                       ? exactDate(status.lastPublished->time) + ", " + status.lastPublished->text
+                       : "never"));
+    return exitDone;
+}
+
+/// Starts one run of the link and waits for its end. Throws what it failed with.
+template <typename Start>
+LinkOutcome runLink(Session& session, Start start) {
+    CrumbStore& store = session.open(LibraryAccess::writing);
+    PhoneLink link(session.platform(), session.layout(), store);
+    std::optional<LinkOutcome> outcome;
+    start(link, [&](const LinkOutcome& finished) { outcome = finished; });
+    session.waitUntil([&] { return outcome || session.isInterrupted(); });
+    link.stop();
+    session.waitUntil([&] { return link.isIdle(); });
+    if (outcome->failure) std::rethrow_exception(outcome->failure);
+    return *outcome;
+}
+
+int runPublish(Session& session, const Arguments&) {
+    const PublishReport report =
+        runLink(session, [](PhoneLink& link, auto finished) { link.publish(finished); }).publish;
+    if (report.attachmentsFailed > 0) {
+        session.say(fmt::format("{} could not be published: {}",
+                                counted(report.attachmentsFailed, "attachment", "attachments"),
+                                report.firstFailure));
+    }
+    if (session.wantsJson()) {
+        session.print({{"published", report.publishedCount},
+                       {"attachmentsWritten", report.attachmentsWritten},
+                       {"attachmentsUnchanged", report.attachmentsUnchanged},
+                       {"attachmentsFailed", report.attachmentsFailed}});
+    } else {
+        session.out().writeLine(
+            fmt::format("Published {} memories. Refresh on your iPhone.", report.publishedCount));
+    }
+    return exitDone;
+}
+
+int runReceive(Session& session, const Arguments&) {
+    const EditReport report =
+        runLink(session, [](PhoneLink& link, auto finished) { link.receive(finished); }).edits;
+    if (!report.isPaired) session.say("No phone is paired, so there is nothing to take in.");
+    if (session.wantsJson()) {
+        session.print({{"applied", report.appliedCount},
+                       {"conflict", report.conflictCount},
+                       {"missing", report.missingCount},
+                       {"skipped", report.skippedCount}});
+    } else {
+        session.out().writeLine(report.summary());
+    }
+    return exitDone;
+}
+
+int runLog(Session& session, const Arguments& arguments) {
+    const std::size_t limit = arguments.count("limit", defaultLogLength);
+    auto records =
+        LinkRecords::openForReading(session.platform().files, session.layout().linkRecords());
+    OrderedJson list = OrderedJson::array();
+    for (const LinkEvent& event : records ? records->events(limit) : std::vector<LinkEvent>{}) {
+        list.push_back(
+            {{"time", toIso8601(event.time)}, {"event", event.kind}, {"text", event.text}});
+        if (session.wantsJson()) continue;
+        session.out().writeLine(fmt::format("{}  {}  {}", exactDate(event.time),
+                                            padded(event.kind, 9), printable(event.text)));
+    }
+    if (session.wantsJson()) {
+        session.print({{"events", std::move(list)}});
+    } else if (list.empty()) {
+        session.say("The link has done nothing yet.");
+    }
+    return exitDone;
+}
+
+}  // namespace
+
+std::vector<Command> linkCommands() {
+    return {{.name = "link status",
+             .summary = "Say whether a phone is paired and where the two meet",
+             .examples = {{"link status", "and when the library was last published"}},
+             .run = runStatus},
+            {.name = "link publish",
+             .summary = "Put a sealed copy of the library where the paired phone reads it",
+             .examples = {{"link publish", "takes in the phone's edits first"}},
+             .notes = "Secure memories never leave. Files of more than 20 MB stay here; those that "
+                      "are already on the drive are not written again.",
+             .run = runPublish},
+            {.name = "link receive",
+             .summary = "Take in the changes that the phone asks for",
+             .examples = {{"link receive", "says how many were applied"}},
+             .notes = "A change of a memory that has changed here since is not applied; the phone "
+                      "keeps it and is told why.",
+             .run = runReceive},
+            {.name = "link log",
+             .summary = "List what the link has done, newest first",
+             .examples = {{"link log --limit 5", "the last five runs that did something"}},
+             .options = {{"limit", "N", "how many to list"}},
+             .run = runLog}};
+}
+
+}  // namespace nookery::cli

@@ -1,0 +1,184 @@
+#include <fmt/format.h>
+
+#include <optional>
+
+#include "cli/commands/Commands.h"
+#include "cli/output/TextLayout.h"
+#include "cli/views/MemoryView.h"
+#include "cli/views/ReceiptReading.h"
+#include "cli/views/ReceiptView.h"
+#include "foundation/Text.h"
+#include "receipts/CrumbReceiptExporter.h"
+#include "receipts/ReceiptSummary.h"
+
+namespace nookery::cli {
+namespace {
+
+using Failures = std::vector<ReceiptImport::Failure>;
+
+/// Takes the files in and waits until they are read, unless interrupted.
+ReceiptImport import(Session& session, ReceiptDesk& desk, std::vector<ReceiptSource> sources) {
+    std::optional<ReceiptImport> outcome;
+    const auto progress = desk.beingRead().subscribe([&](const std::set<Uuid>& ids) {
+        if (ids.empty()) return;
+        session.messages().progress(fmt::format("Reading receipt… {} left", ids.size()));
+    });
+    desk.import(std::move(sources), session.stop(),
+                [&](const ReceiptImport& finished) { outcome = finished; });
+    session.waitUntil(
+        [&] { return outcome && (session.isInterrupted() || desk.beingRead()->empty()); });
+    return *outcome;
+}
+
+void answerAsJson(Session& session, const ReceiptDesk& desk, const ReceiptImport& outcome) {
+    OrderedJson added = OrderedJson::array();
+    for (const auto& receipt : outcome.added) {
+        OrderedJson json = receiptJson(*desk.find(receipt->id));
+        const auto message = desk.recognitionMessages()->find(receipt->id);
+        if (message != desk.recognitionMessages()->end()) {
+            json["recognitionMessage"] = message->second;
+        }
+        const auto same = outcome.sameFileAs.find(receipt->id);
+        if (same != outcome.sameFileAs.end()) json["sameFileAs"] = same->second.toString();
+        added.push_back(std::move(json));
+    }
+    OrderedJson failed = OrderedJson::array();
+    for (const auto& failure : outcome.failed) {
+        failed.push_back({{"source", displayName(failure.source)}, {"message", failure.message}});
+    }
+    session.print({{"added", std::move(added)}, {"failed", std::move(failed)}});
+}
+
+int answer(Session& session, const ReceiptDesk& desk, const ReceiptImport& outcome) {
+    if (session.wantsJson()) {
+        answerAsJson(session, desk, outcome);
+    } else {
+        ReceiptList added;
+        for (const auto& receipt : outcome.added) added.push_back(desk.find(receipt->id));
+        printReceiptTable(session, desk, added);
+        for (const auto& failure : outcome.failed) {
+            session.say(printable(displayName(failure.source) + ": " + failure.message));
+        }
+        session.say(counted(added.size(), "receipt", "receipts") + " added, flagged for review.");
+        const ShortIds shortIds = shortIdsOf(desk);
+        for (const auto& [id, earlier] : outcome.sameFileAs) {
+            session.say(fmt::format("{} has the same file as {}: totals count both.", shortIds(id),
+                                    shortIds(earlier)));
+        }
+    }
+    if (session.isInterrupted()) return exitInterrupted;
+    return outcome.failed.empty() ? exitDone : exitFailed;
+}
+
+int runImport(Session& session, const Arguments& arguments) {
+    std::vector<ReceiptSource> sources;
+    for (const std::string& file : arguments.positionals()) sources.push_back({file, file});
+    auto receipts = OpenReceipts::forWriting(session);
+    const ReceiptImport outcome = import(session, receipts.desk(), std::move(sources));
+    return answer(session, receipts.desk(), outcome);
+}
+
+int runFromMemory(Session& session, const Arguments& arguments) {
+    const CrumbStore& store = session.open(LibraryAccess::reading);
+    auto receipts = OpenReceipts::forWriting(session);
+    std::vector<ReceiptSource> sources;
+    Failures unselected;
+    for (const std::string& prefix : arguments.positionals()) {
+        try {
+            sources.push_back(receiptSourceOf(*findMemory(store, prefix), session.platform()));
+        } catch (const Error& error) {
+            unselected.push_back({prefix, error.description()});
+        }
+    }
+    ReceiptImport outcome = import(session, receipts.desk(), std::move(sources));
+    outcome.failed.insert(outcome.failed.begin(), unselected.begin(), unselected.end());
+    return answer(session, receipts.desk(), outcome);
+}
+
+int runRecognize(Session& session, const Arguments& arguments) {
+    const ReceiptReading reading = readReceipt(session, arguments.positional(0));
+    if (session.wantsJson()) {
+        session.print(readingJson(reading));
+        return exitDone;
+    }
+    for (const OCRLine& line : reading.lines) session.out().writeLine(printable(line.text));
+    for (const std::string& line : readingLines(reading)) session.say(line);
+    return exitDone;
+}
+
+void answer(Session& session, const CrumbReceiptExporter::Exported& exported) {
+    const ReceiptPackage& package = exported.package;
+    if (session.wantsJson()) {
+        session.print({{"path", displayName(exported.folder)},
+                       {"originalsCopied", package.originalsCopied},
+                       {"originalsMissing", package.originalsMissing},
+                       {"needReview", package.needReview}});
+        return;
+    }
+    const ReceiptExportNotice notice = receiptExportNotice(package);
+    session.out().writeLine(printable(displayName(exported.folder)));
+    session.say(notice.title + ": " + notice.text);
+}
+
+int runExport(Session& session, const Arguments& arguments) {
+    auto receipts = OpenReceipts::forReading(session);
+    constexpr std::size_t stride = 16;
+    const ReceiptExportFollower follower{.progress =
+                                             [&](std::size_t done, std::size_t total) {
+                                                 if (done % stride != 0) return;
+                                                 session.messages().progress(fmt::format(
+                                                     "copying originals: {} of {}", done, total));
+                                             },
+                                         .stop = session.stop()};
+    try {
+        const auto exported = CrumbReceiptExporter::write(session.platform(), session.layout(),
+                                                          *receipts.desk().receipts(),
+                                                          arguments.positional(0), follower);
+        answer(session, exported);
+        return exitDone;
+    } catch (const Cancelled&) {
+        throw;
+    } catch (const Error& error) {
+        throw Error("Unable to Export Receipts: " + error.description());
+    }
+}
+
+}  // namespace
+
+std::vector<Command> receiptImportCommands() {
+    return {
+        {.name = "receipts import",
+         .summary = "Take receipts in and read merchant, date and total",
+         .examples = {{"receipts import lunch.jpg hotel.pdf", "two at once"}},
+         .positionals = {{.name = "FILE",
+                          .help = "images and PDFs; they are copied, never changed",
+                          .repeats = true,
+                          .offers = Offers::files}},
+         .notes = "What was read is a proposal: every receipt stays flagged for review.",
+         .run = runImport},
+        {.name = "receipts from-memory",
+         .summary = "Take receipts from memories that are images or PDFs",
+         .examples = {{"receipts from-memory 3F2A91C4", "the memory stays as it is"}},
+         .positionals = {{.name = "ID",
+                          .help = "ids of memories, or their beginnings",
+                          .repeats = true}},
+         .notes = "NOOKERY preserves your saved memory. Receipts keeps its own unchanged copy for "
+                  "records and reports.",
+         .run = runFromMemory},
+        {.name = "receipts recognize",
+         .summary = "Print the lines read from a file, and what they say; keeps nothing",
+         .examples = {{"receipts recognize lunch.jpg", "why a total was or was not found"}},
+         .positionals = {{.name = "FILE", .help = "an image or a PDF", .offers = Offers::files}},
+         .run = runRecognize},
+        {.name = "receipts export",
+         .summary = "Everything your accountant needs, organized in one folder",
+         .examples = {{"receipts export ~/Documents", "makes a new folder in it"}},
+         .positionals = {{.name = "FOLDER",
+                          .help = "a folder that exists",
+                          .offers = Offers::files}},
+         .notes = "Your saved receipts remain unchanged. All records are included.",
+         .run = runExport},
+    };
+}
+
+}  // namespace nookery::cli

@@ -1,0 +1,194 @@
+#include <fmt/format.h>
+
+#include "cli/commands/Commands.h"
+#include "cli/output/Input.h"
+#include "cli/output/TextLayout.h"
+#include "cli/views/MemoryView.h"
+#include "foundation/Text.h"
+#include "platform/TextEmbedder.h"
+
+namespace nookery::cli {
+namespace {
+
+constexpr std::size_t defaultLimit = 20;
+constexpr std::size_t mostPrefixCharacters = 4096;
+/// Around each match where nothing else can set it off.
+constexpr std::string_view openMark = "«";
+constexpr std::string_view closeMark = "»";
+/// Stand for the marks while the excerpt is made fit for the terminal; never in a text.
+constexpr std::string_view openStandIn = "\xEE\x80\x80";
+constexpr std::string_view closeStandIn = "\xEE\x80\x81";
+
+struct Query {
+    std::string text;
+    std::size_t limit = defaultLimit;
+    SearchDepth depth = SearchDepth::deep;
+};
+
+/// Runs one search to its final order.
+const SearchResult& finalResult(Session& session, CrumbStore& store, const Query& query) {
+    store.setSearchText(query.text, query.limit, query.depth);
+    session.waitUntil([&] { return store.searchResult()->isFinal || session.isInterrupted(); });
+    if (!store.searchResult()->isFinal) throw Cancelled();
+    return *store.searchResult();
+}
+
+/// What marks the matches in excerpts: the lexical reading of the query.
+LexicalSnapshot readingOf(const CrumbStore& store, const std::string& text) {
+    return store.retrieval().search(text, 1);
+}
+
+OrderedJson resultJson(const CrumbStore& store, const SearchResult& result, const Query& query) {
+    const LexicalSnapshot reading = readingOf(store, query.text);
+    OrderedJson hits = OrderedJson::array();
+    for (const RankedHit& hit : result.hits) {
+        if (hits.size() == query.limit) break;
+        const auto item = store.item(hit.id);
+        if (!item) continue;
+        OrderedJson document = memoryJson(store, *item);
+        document["score"] = hit.score;
+        document["hint"] = hit.hint;
+        document["excerpt"] = store.retrieval().excerpt(*item, reading, openMark, closeMark);
+        hits.push_back(std::move(document));
+    }
+    return {{"query", query.text},
+            {"total", result.totalCount},
+            {"elapsedMicros", result.lexicalMicroseconds},
+            {"deepMicros", result.deepMicroseconds},
+            {"hits", std::move(hits)}};
+}
+
+std::string replaced(std::string text, std::string_view what, const std::string& with) {
+    for (std::size_t at = text.find(what); at != std::string::npos;
+         at = text.find(what, at + with.size())) {
+        text.replace(at, what.size(), with);
+    }
+    return text;
+}
+
+std::string shownExcerpt(Session& session, const std::string& excerpt) {
+    const Style& style = session.style();
+    const std::string open(style.mark.empty() ? openMark : style.mark);
+    const std::string close(style.mark.empty() ? closeMark : style.reset);
+    return replaced(replaced(printable(excerpt), openStandIn, open), closeStandIn, close);
+}
+
+void printHit(Session& session, const CrumbStore& store, const CrumbItem& item,
+              const RankedHit& hit, const LexicalSnapshot& reading, const std::string& id) {
+    const Style& style = session.style();
+    constexpr std::string_view indent = "          ";
+    session.out().writeLine(fmt::format("{}  {}", style.inDim(padded(id, indent.size() - 2)),
+                                        style.inTitle(shownTitle(item))));
+    std::string line = memoryLine(store, item, session.now());
+    if (!hit.hint.empty()) line += " · " + printable(hit.hint);
+    session.out().writeLine(fmt::format("{}{}", indent, style.inDim(line)));
+    const std::string excerpt = store.retrieval().excerpt(item, reading, openStandIn, closeStandIn);
+    if (excerpt.empty()) return;
+    const std::size_t columns = session.columns().value_or(100);
+    for (const std::string& text : wrapped(printable(excerpt), columns - indent.size())) {
+        session.out().writeLine(fmt::format("{}{}", indent, shownExcerpt(session, text)));
+    }
+}
+
+void printResult(Session& session, const CrumbStore& store, const SearchResult& result,
+                 const Query& query) {
+    const LexicalSnapshot reading = readingOf(store, query.text);
+    const ShortIds shortIds = shortIdsOf(store);
+    std::size_t shown = 0;
+    for (const RankedHit& hit : result.hits) {
+        const auto item = store.item(hit.id);
+        if (shown == query.limit || !item) continue;
+        if (shown++ > 0) session.out().writeLine("");
+        printHit(session, store, *item, hit, reading, shortIds(hit.id));
+    }
+    if (result.totalCount == 0) {
+        session.say("Nothing found. Fewer or other words may find it.");
+        return;
+    }
+    const auto microseconds = result.lexicalMicroseconds + result.deepMicroseconds;
+    session.say(fmt::format("\n{} of {} in {:.1f} ms.", shown,
+                            counted(result.totalCount, "memory", "memories"),
+                            static_cast<double>(microseconds) / 1000));
+}
+
+/// Every beginning of the query, as somebody types it, then the whole.
+std::vector<std::string> beginnings(const std::string& text) {
+    std::vector<std::string> result;
+    for (std::size_t count = 1; count <= mostPrefixCharacters; ++count) {
+        const std::string_view beginning = firstCharacters(text, count);
+        if (beginning.size() == text.size()) break;
+        result.emplace_back(beginning);
+    }
+    result.push_back(text);
+    return result;
+}
+
+int runBatch(Session& session, CrumbStore& store, const Arguments& arguments, Query query) {
+    LineReader lines(standardInput(session.interruptDescriptor()));
+    while (const auto line = lines.next()) {
+        const std::string text = toValidUtf8(*line);
+        const auto texts = arguments.has("as-typed") ? beginnings(text) : std::vector{text};
+        for (const std::string& typed : texts) {
+            query.text = typed;
+            session.print(resultJson(store, finalResult(session, store, query), query));
+        }
+        session.out().flush();
+    }
+    return exitDone;
+}
+
+Query queryFrom(const Arguments& arguments) {
+    return {.text = toValidUtf8(fmt::format("{}", fmt::join(arguments.positionals(), " "))),
+            .limit = arguments.count("limit", defaultLimit),
+            .depth = arguments.has("lexical") ? SearchDepth::lexical : SearchDepth::deep};
+}
+
+int runSearch(Session& session, const Arguments& arguments) {
+    const Query query = queryFrom(arguments);
+    if (arguments.has("batch") != arguments.positionals().empty()) {
+        throw UsageError("search needs a query, or --batch and queries on standard input.");
+    }
+    CrumbStore& store = session.open(LibraryAccess::reading);
+    if (arguments.has("batch")) return runBatch(session, store, arguments, query);
+    const std::string explanation =
+        arguments.has("explain") ? store.retrieval().explain(query.text) : "";
+    const SearchResult& result = finalResult(session, store, query);
+    if (session.wantsJson()) {
+        OrderedJson document = resultJson(store, result, query);
+        if (arguments.has("explain")) document["explanation"] = explanation;
+        session.print(document);
+        return exitDone;
+    }
+    if (!explanation.empty()) session.out().writeLine(printableLines(explanation));
+    if (!store.browsingText().empty()) {
+        session.say(store.browsingText() + " " + store.statusText());
+    }
+    printResult(session, store, result, query);
+    return exitDone;
+}
+
+}  // namespace
+
+Command searchCommand() {
+    return {
+        .name = "search",
+        .summary = "Find memories from whatever you remember",
+        .examples = {{"search lemon cake", "every memory that holds these words, best first"},
+                     {"search '#baking'", "exactly the memories with this tag"},
+                     {"search --explain lemn cake", "what each stage made of the query"},
+                     {"search --batch < queries.txt", "a query a line, an answer a line"}},
+        .positionals = {{.name = "QUERY",
+                         .help = "words in any order, parts of words, #tags; an empty one lists "
+                                 "the newest",
+                         .required = false,
+                         .repeats = true}},
+        .options = {{"limit", "N", "at most so many hits (20 when not said)"},
+                    {"lexical", "", "by words only, without the deep stage"},
+                    {"explain", "", "also show what each stage made of the query"},
+                    {"batch", "", "read queries from standard input, answer in JSON lines"},
+                    {"as-typed", "", "with --batch: also every beginning of each query"}},
+        .notes = "Matches stand between « and » in excerpts where no colour can mark them.",
+        .run = runSearch};
+}
+
+}  // namespace nookery::cli

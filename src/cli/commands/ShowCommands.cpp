@@ -1,0 +1,225 @@
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+
+#include "cli/commands/Commands.h"
+#include "cli/output/TextLayout.h"
+#include "cli/views/MemoryView.h"
+#include "collection/database/LibraryLock.h"
+#include "foundation/Text.h"
+#include "records/InternalMarkers.h"
+#include "retrieval/index/SearchRecord.h"
+
+namespace nookery::cli {
+namespace {
+
+constexpr std::size_t labelColumns = 10;
+
+void printField(Session& session, std::string_view label, const std::string& value) {
+    if (value.empty()) return;
+    session.out().writeLine(session.style().inDim(padded(label, labelColumns)) + value);
+}
+
+CrumbItemList itemsOf(const CrumbStore& store, const std::vector<Uuid>& ids) {
+    CrumbItemList items;
+    for (const Uuid& id : ids) items.push_back(store.item(id));
+    return items;
+}
+
+/// A list of other memories below one, the first few of them.
+void printBeside(Session& session, const CrumbStore& store, const std::string& heading,
+                 const std::vector<Uuid>& ids) {
+    constexpr std::size_t mostShown = 12;
+    if (ids.empty()) return;
+    session.out().writeLine("\n" + session.style().inTitle(heading));
+    CrumbItemList items = itemsOf(store, ids);
+    items.resize(std::min(items.size(), mostShown));
+    printMemoryTable(session, store, items);
+    if (ids.size() > mostShown) {
+        session.out().writeLine(fmt::format("and {} more", ids.size() - mostShown));
+    }
+}
+
+OrderedJson memoriesJson(const CrumbStore& store, const std::vector<Uuid>& ids) {
+    OrderedJson list = OrderedJson::array();
+    for (const auto& item : itemsOf(store, ids)) list.push_back(memoryJson(store, *item));
+    return list;
+}
+
+void printMemory(Session& session, const CrumbStore& store, const CrumbItem& item) {
+    session.out().writeLine(session.style().inTitle(shownTitle(item)));
+    session.out().writeLine(memoryLine(store, item, session.now()));
+    session.out().writeLine("");
+    printField(session, "id", item.id.toString());
+    printField(session, "taken in", exactDate(item.createdAt));
+    printField(session, "link", printable(item.urlString.value_or("")));
+    printField(session, "original", item.filePath ? displayName(*item.filePath) : "");
+    printField(session, "note", printable(item.note));
+    if (item.sourceItemID) printField(session, "made from", item.sourceItemID->toString());
+    const auto date = store.bringBackDates()->find(item.id);
+    if (date != store.bringBackDates()->end()) {
+        printField(session, "back on", exactDate(date->second));
+    }
+    const std::string text =
+        printableLines(item.text.value_or(withoutInternalMarkers(item.searchableText)));
+    if (!text.empty()) session.out().writeLine("\n" + std::string(trimmed(text)));
+    printBeside(session, store, "This reminds me of…", store.retrieval().related(item.id));
+    printBeside(session, store, "Related Versions", store.retrieval().versions(item.id));
+}
+
+int runShow(Session& session, const Arguments& arguments) {
+    const CrumbStore& store = session.open(LibraryAccess::reading);
+    const auto item = findMemory(store, arguments.positional(0));
+    if (!session.wantsJson()) {
+        printMemory(session, store, *item);
+        return exitDone;
+    }
+    OrderedJson document = memoryJson(store, *item);
+    document["searchableText"] = item->searchableText;
+    const auto date = store.bringBackDates()->find(item->id);
+    if (date != store.bringBackDates()->end()) document["bringBackDate"] = toIso8601(date->second);
+    document["related"] = memoriesJson(store, store.retrieval().related(item->id));
+    document["versions"] = memoriesJson(store, store.retrieval().versions(item->id));
+    session.print(document);
+    return exitDone;
+}
+
+/// Answers with a list of other memories; `none` is said when it is empty.
+int answerWith(Session& session, const CrumbStore& store, const std::vector<Uuid>& ids,
+               std::string_view none) {
+    if (session.wantsJson()) {
+        session.print({{"items", memoriesJson(store, ids)}});
+    } else if (ids.empty()) {
+        session.say(none);
+    } else {
+        printMemoryTable(session, store, itemsOf(store, ids));
+    }
+    return exitDone;
+}
+
+int runRelated(Session& session, const Arguments& arguments) {
+    const CrumbStore& store = session.open(LibraryAccess::reading);
+    const auto item = findMemory(store, arguments.positional(0));
+    return answerWith(session, store, store.retrieval().related(item->id),
+                      "This reminds of nothing else.");
+}
+
+int runVersions(Session& session, const Arguments& arguments) {
+    const CrumbStore& store = session.open(LibraryAccess::reading);
+    const auto item = findMemory(store, arguments.positional(0));
+    return answerWith(session, store, store.retrieval().versions(item->id),
+                      "There are no other versions of it.");
+}
+
+std::string targetOf(const CrumbItem& item) {
+    if (item.filePath) return *item.filePath;
+    if (item.urlString) return *item.urlString;
+    throw Error(fmt::format("\"{}\" has no original and no link; nookery show prints it.",
+                            shownTitle(item)));
+}
+
+/// Hands the file or link to the desktop's opener, cut off from this terminal, with the signals
+/// as every program expects them.
+void openOnDesktop(const std::string& target) {
+    posix_spawnattr_t attributes;
+    ::posix_spawnattr_init(&attributes);
+    sigset_t none;
+    sigemptyset(&none);
+    ::posix_spawnattr_setsigmask(&attributes, &none);
+    sigset_t standard;
+    sigemptyset(&standard);
+    sigaddset(&standard, SIGPIPE);
+    ::posix_spawnattr_setsigdefault(&attributes, &standard);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+
+    std::string program = "xdg-open";
+    std::string argument = target;
+    std::array<char*, 3> words{program.data(), argument.data(), nullptr};
+    pid_t child = 0;
+    const int failure =
+        ::posix_spawnp(&child, program.c_str(), &actions, &attributes, words.data(), environ);
+    ::posix_spawn_file_actions_destroy(&actions);
+    ::posix_spawnattr_destroy(&attributes);
+    int status = 0;
+    if (failure != 0 || ::waitpid(child, &status, 0) != child || status != 0) {
+        throw Error(
+            fmt::format("The desktop could not open {} (by xdg-open).", displayName(Path(target))));
+    }
+}
+
+void demandOriginal(Session& session, const CrumbItem& item) {
+    if (!item.filePath || session.platform().files.statusFollowingLinks(*item.filePath)) return;
+    throw Error(fmt::format("The original of \"{}\" is missing: {}.", shownTitle(item),
+                            displayName(*item.filePath)));
+}
+
+int runPrintTarget(Session& session, const Arguments& arguments) {
+    const CrumbStore& store = session.open(LibraryAccess::reading);
+    const auto item = findMemory(store, arguments.positional(0));
+    const std::string target = targetOf(*item);
+    if (session.wantsJson()) {
+        OrderedJson document = memoryJson(store, *item);
+        document["target"] = target;
+        session.print(document);
+    } else {
+        session.out().writeLine(target);
+    }
+    return exitDone;
+}
+
+int runOpen(Session& session, const Arguments& arguments) {
+    if (arguments.has("print")) return runPrintTarget(session, arguments);
+    CrumbStore& store = session.open(LibraryAccess::writing);
+    const auto item = findMemory(store, arguments.positional(0));
+    const std::string target = targetOf(*item);
+    demandOriginal(session, *item);
+    openOnDesktop(target);
+    demandSaved(store.noteSelection(item->id));
+    if (session.wantsJson()) session.print(memoryJson(store, *item));
+    return exitDone;
+}
+
+}  // namespace
+
+std::vector<Command> showCommands() {
+    const Positional id{"ID", "the memory's id, or as much of its beginning as tells it apart"};
+    return {
+        {.name = "show",
+         .summary = "Show everything about one memory",
+         .examples = {{"show 3F2A91C4", "title, date, tags, text and where the original lies"}},
+         .positionals = {id},
+         .run = runShow},
+        {.name = "related",
+         .summary = "List the memories that one reminds of",
+         .examples = {{"related 3F2A91C4", "near-duplicates first, then what it has in common"}},
+         .positionals = {id},
+         .run = runRelated},
+        {.name = "versions",
+         .summary = "List the other versions of a memory's file",
+         .examples = {{"versions 3F2A91C4", "iterations of the same work, newest first"}},
+         .positionals = {id},
+         .notes = "Two files are versions of each other when their names differ only by marks "
+                  "such as \"final\", \"draft3\", \"v2\" or \"(2)\", and have the same "
+                  "extension.",
+         .run = runVersions},
+        {.name = "open",
+         .summary = "Open a memory's original or link on the desktop",
+         .examples = {{"open 3F2A91C4", "open it in the program that knows its kind"},
+                      {"open --print 3F2A91C4", "only print where it lies"}},
+         .positionals = {id},
+         .options = {{"print", "", "print the path or address and open nothing"}},
+         .notes = "Opening counts as a use: what is used is found sooner.",
+         .run = runOpen}};
+}
+
+}  // namespace nookery::cli

@@ -1,0 +1,166 @@
+#include <fmt/format.h>
+
+#include <chrono>
+#include <map>
+
+#include "cli/commands/Commands.h"
+#include "cli/output/TextLayout.h"
+#include "cli/views/MemoryView.h"
+#include "collection/inbox/CloudInboxWatcher.h"
+#include "collection/inbox/InboxSurvey.h"
+#include "collection/safety/SnapshotShelf.h"
+#include "platform/CloudContainer.h"
+#include "platform/TextEmbedder.h"
+
+namespace nookery::cli {
+namespace {
+
+struct FolderSize {
+    std::size_t fileCount = 0;
+    std::int64_t byteCount = 0;
+};
+
+FolderSize sizeOf(FileSystem& files, const Path& folder) {
+    FolderSize size;
+    if (!files.statusFollowingLinks(folder)) return size;
+    walkTree(files, folder, [&](const Path& relative, FileType) {
+        const auto status = files.status(folder / relative);
+        if (!status) return;
+        ++size.fileCount;
+        size.byteCount += status->byteCount;
+    });
+    return size;
+}
+
+std::int64_t databaseByteCount(FileSystem& files, const LibraryLayout& layout) {
+    std::int64_t byteCount = 0;
+    for (const char* suffix : {"", "-wal"}) {
+        const auto status = files.status(layout.database().native() + suffix);
+        if (status) byteCount += status->byteCount;
+    }
+    return byteCount;
+}
+
+OrderedJson kindCounts(const CrumbStore& store) {
+    OrderedJson counts = OrderedJson::object();
+    for (const CrumbKind kind : {CrumbKind::text, CrumbKind::url, CrumbKind::image, CrumbKind::file,
+                                 CrumbKind::activity}) {
+        counts[std::string(rawValue(kind))] = 0;
+    }
+    for (const auto& item : *store.items()) {
+        auto& count = counts[std::string(rawValue(item->kind))];
+        count = count.get<std::size_t>() + 1;
+    }
+    return counts;
+}
+
+OrderedJson newestSnapshot(Session& session) {
+    const SnapshotShelf shelf(session.platform().files, session.layout().snapshots());
+    const auto name = shelf.newest(session.now());
+    return name ? OrderedJson(*name) : OrderedJson();
+}
+
+/// What lies in both inboxes; an inbox that cannot be looked at is told as such.
+OrderedJson inboxWaiting(Session& session) {
+    const Platform& platform = session.platform();
+    std::vector<Path> inboxes{session.layout().inbox()};
+    const auto container = platform.cloud.locate().container;
+    if (container) inboxes.push_back(cloudInboxFolder(*container));
+    OrderedJson list = OrderedJson::array();
+    const auto add = [&](const Path& path, const std::string& message) {
+        list.push_back({{"source", displayName(path)}, {"message", message}});
+    };
+    for (const Path& inbox : inboxes) {
+        try {
+            for (const auto& entry : waitingInInbox(platform.files, platform.cloud, inbox)) {
+                add(entry.path, entry.reason);
+            }
+        } catch (const FileError& error) {
+            add(inbox, error.description());
+        }
+    }
+    return list;
+}
+
+OrderedJson gather(Session& session) {
+    const auto start = std::chrono::steady_clock::now();
+    const CrumbStore& store = session.open(LibraryAccess::reading);
+    const std::chrono::duration<double, std::milli> elapsed =
+        std::chrono::steady_clock::now() - start;
+    FileSystem& files = session.platform().files;
+    const FolderSize originals = sizeOf(files, session.layout().items());
+    const TextEmbedder* embedder = session.platform().embedder;
+    return {{"library", displayName(session.layout().library())},
+            {"memories", store.items()->size()},
+            {"kinds", kindCounts(store)},
+            {"groups", store.groups()->size()},
+            {"originals", originals.fileCount},
+            {"originalsByteCount", originals.byteCount},
+            {"databaseByteCount", databaseByteCount(files, session.layout())},
+            {"newestSnapshot", newestSnapshot(session)},
+            {"indexByteCount", store.retrieval().indexByteCount()},
+            {"startMillis", elapsed.count()},
+            {"inboxWaiting", inboxWaiting(session)},
+            {"waiting", *store.indexingCount()},
+            {"unreadable", store.enrichmentFailures().size()},
+            {"meaning", embedder ? OrderedJson(embedder->modelName()) : OrderedJson()}};
+}
+
+void printRow(Session& session, std::string_view label, const std::string& value) {
+    session.out().writeLine(session.style().inDim(padded(label, 18)) + value);
+}
+
+int runStats(Session& session, const Arguments&) {
+    const OrderedJson stats = gather(session);
+    if (session.wantsJson()) {
+        session.print(stats);
+        return exitDone;
+    }
+    const auto bytes = [&](const char* key) { return spokenByteCount(stats[key].get<double>()); };
+    std::string kinds;
+    for (const auto& [kind, count] : stats["kinds"].items()) {
+        if (count == 0) continue;
+        kinds += fmt::format("{}{} {}", kinds.empty() ? "" : ", ", count.get<std::size_t>(), kind);
+    }
+    printRow(session, "library", printable(stats["library"].get<std::string>()));
+    printRow(session, "memories",
+             fmt::format("{}{}", stats["memories"].get<std::size_t>(),
+                         kinds.empty() ? "" : " (" + kinds + ")"));
+    printRow(session, "groups", stats["groups"].dump());
+    printRow(
+        session, "originals",
+        fmt::format("{}, {}", stats["originals"].get<std::size_t>(), bytes("originalsByteCount")));
+    printRow(session, "database", bytes("databaseByteCount"));
+    printRow(
+        session, "newest snapshot",
+        stats["newestSnapshot"].is_null() ? "none" : stats["newestSnapshot"].get<std::string>());
+    printRow(session, "index in memory", bytes("indexByteCount"));
+    printRow(session, "start-up", fmt::format("{:.1f} ms", stats["startMillis"].get<double>()));
+    printRow(session, "in the inboxes", counted(stats["inboxWaiting"].size(), "entry", "entries"));
+    for (const auto& entry : stats["inboxWaiting"]) {
+        session.say(printable(entry["source"].get<std::string>() + ": " +
+                              entry["message"].get<std::string>()));
+    }
+    printRow(session, "waiting",
+             counted(stats["waiting"].get<std::size_t>(), "memory", "memories") +
+                 " to be read (nookery enrich)");
+    if (stats["unreadable"] != 0) {
+        printRow(session, "unreadable",
+                 counted(stats["unreadable"].get<std::size_t>(), "original", "originals"));
+    }
+    printRow(session, "meaning",
+             stats["meaning"].is_null() ? "off: the sentence encoder is not installed"
+                                        : stats["meaning"].get<std::string>());
+    return exitDone;
+}
+
+}  // namespace
+
+Command statsCommand() {
+    return {.name = "stats",
+            .summary = "Show how much the library holds, and what it takes",
+            .examples = {{"stats", "counts, sizes, newest snapshot, start-up time"}},
+            .run = runStats};
+}
+
+}  // namespace nookery::cli

@@ -1,0 +1,167 @@
+#include <set>
+
+#include "cli/commands/WatchPart.h"
+#include "cli/views/MemoryView.h"
+#include "fieldreports/NookeryFieldReportReceiver.h"
+#include "mobilelink/PhoneLink.h"
+#include "platform/DirectoryEvents.h"
+#include "platform/WorkQueue.h"
+
+namespace nookery::cli {
+namespace {
+
+/// The store watches the inboxes itself; here is told what it takes in.
+class InboxPart final : public WatchPart {
+  public:
+    InboxPart(CrumbStore& store, TellEvent tell) : store_(store), tell_(std::move(tell)) {}
+
+    void start() override {
+        reports_ = store_.inboxReport().subscribe([this](const auto& report) {
+            if (report) tellReport(report->taken);
+        });
+    }
+    void stop() override { reports_.reset(); }
+
+  private:
+    void tellReport(const CaptureReport& taken) {
+        for (const Uuid& id : taken.added) {
+            if (const auto item = store_.item(id)) tell_("added", shownTitle(*item));
+        }
+        for (const CaptureDuplicate& duplicate : taken.duplicates) {
+            tell_("already there", duplicate.source);
+        }
+        for (const auto* messages : {&taken.skipped, &taken.failed}) {
+            for (const CaptureMessage& message : *messages) {
+                tell_("not taken in", message.source + ": " + message.message);
+            }
+        }
+    }
+
+    CrumbStore& store_;
+    TellEvent tell_;
+    Subscription reports_;
+};
+
+/// Brings in what the phone uploads as field reports; told of each that is new.
+class FieldReportPart final : public WatchPart {
+  public:
+    FieldReportPart(Session& session, CrumbStore& store, TellEvent tell)
+        : session_(session), store_(store), tell_(std::move(tell)) {}
+
+    void start() override {
+        receiver_ = std::make_unique<NookeryFieldReportReceiver>(
+            session_.platform(), session_.layout(),
+            [this](const auto& reports) { takeOver(reports); });
+        store_.setFieldReportReceiver(receiver_.get());
+        receiver_->start();
+    }
+    void stop() override {
+        store_.setFieldReportReceiver(nullptr);
+        receiver_.reset();
+        session_.platform().linkQueue.sync([] {});
+    }
+
+  private:
+    void takeOver(const NookeryFieldReportReceiver::Reports& reports) {
+        for (const auto& report : reports) {
+            const bool isNew = known_.insert(report.id).second;
+            if (isNew && hasFirstList_) tell_("field report", report.shownTitle());
+        }
+        hasFirstList_ = true;
+        store_.setFieldReports(reports);
+    }
+
+    Session& session_;
+    CrumbStore& store_;
+    TellEvent tell_;
+    bool hasFirstList_ = false;
+    std::set<Uuid> known_;
+    std::unique_ptr<NookeryFieldReportReceiver> receiver_;
+};
+
+/// The store's background work; told when it has come to its end.
+class EnrichmentPart final : public WatchPart {
+  public:
+    EnrichmentPart(CrumbStore& store, TellEvent tell) : store_(store), tell_(std::move(tell)) {}
+
+    void start() override {
+        lastWaiting_ = *store_.indexingCount();
+        waiting_ = store_.indexingCount().subscribe([this](int waiting) {
+            if (waiting == 0 && lastWaiting_ > 0) tell_("enriched", "nothing waits any more");
+            lastWaiting_ = waiting;
+        });
+    }
+    void stop() override { waiting_.reset(); }
+
+  private:
+    CrumbStore& store_;
+    TellEvent tell_;
+    int lastWaiting_ = 0;
+    Subscription waiting_;
+};
+
+/// The store takes snapshots when they are due; told by the folders that they become.
+class SnapshotPart final : public WatchPart {
+  public:
+    SnapshotPart(Session& session, TellEvent tell) : session_(session), tell_(std::move(tell)) {}
+
+    void start() override {
+        const Platform& platform = session_.platform();
+        createDirectories(platform.files, session_.layout().snapshots());
+        folders_ = platform.directoryEvents.watch(
+            session_.layout().snapshots(), platform.mainQueue,
+            [this](const DirectoryReport& report) { tellNames(report.names); });
+    }
+    void stop() override { folders_.reset(); }
+
+  private:
+    void tellNames(const std::vector<Path>& names) {
+        for (const Path& name : names) {
+            if (parseFolderTimestamp(name.native())) tell_("snapshot", name.native());
+        }
+    }
+
+    Session& session_;
+    TellEvent tell_;
+    std::unique_ptr<DirectoryWatch> folders_;
+};
+
+/// Publishes to the paired phone and takes in its edits; what fails is logged by the link itself.
+class PhonePart final : public WatchPart {
+  public:
+    PhonePart(Session& session, CrumbStore& store, TellEvent tell)
+        : session_(session),
+          tell_(std::move(tell)),
+          link_(session.platform(), session.layout(), store) {}
+
+    void start() override {
+        link_.start([this](const LinkOutcome& outcome) {
+            if (outcome.edits.answeredCount() > 0) tell_("edits", outcome.edits.summary());
+            if (outcome.publish.publishedCount > 0) tell_("published", outcome.publish.summary());
+        });
+    }
+    void stop() override {
+        link_.stop();
+        session_.waitUntil([this] { return link_.isIdle(); });
+    }
+
+  private:
+    Session& session_;
+    TellEvent tell_;
+    PhoneLink link_;
+};
+
+}  // namespace
+
+std::vector<std::unique_ptr<WatchPart>> makeWatchParts(Session& session, CrumbStore& store,
+                                                       const TellEvent& tell) {
+    std::vector<std::unique_ptr<WatchPart>> parts;
+    parts.push_back(std::make_unique<InboxPart>(store, tell));
+    parts.push_back(std::make_unique<FieldReportPart>(session, store, tell));
+    parts.push_back(std::make_unique<EnrichmentPart>(store, tell));
+    parts.push_back(std::make_unique<SnapshotPart>(session, tell));
+    parts.push_back(std::make_unique<PhonePart>(session, store, tell));
+    return parts;
+}
+
+}  // namespace nookery::cli

@@ -1,0 +1,97 @@
+#include "cli/session/Session.h"
+
+#include <fmt/format.h>
+
+#include <cstdlib>
+
+#include "platform/Clock.h"
+
+namespace nookery::cli {
+namespace {
+
+bool wantsColour(const Output& output, const Arguments& arguments) {
+    const char* noColour = ::getenv("NO_COLOR");
+    const char* kind = ::getenv("TERM");
+    return output.isTerminal() && !arguments.has("no-color") &&
+           (noColour == nullptr || *noColour == '\0') &&
+           (kind == nullptr || std::string_view(kind) != "dumb");
+}
+
+std::string snapshotText(const SnapshotProgress& progress) {
+    const bool copiesOriginals = progress.phase == SnapshotProgress::Phase::originals;
+    return fmt::format("recovery snapshot: {} {} of {}",
+                       copiesOriginals ? "original" : "database page", progress.done,
+                       progress.total);
+}
+
+}  // namespace
+
+Session::Session(World world, Output& output, const Arguments& arguments)
+    : world_(std::move(world)),
+      output_(output),
+      wantsJson_(arguments.has("json")),
+      hasConsent_(arguments.has("yes")),
+      style_(wantsColour(output, arguments) ? Style::coloured() : Style::plain()),
+      messages_(arguments.has("quiet"), !arguments.has("no-input")) {}
+
+Session::~Session() { messages_.endProgress(); }
+
+CrumbStore& Session::open(LibraryAccess access, SessionLength length) {
+    if (access == LibraryAccess::reading) demandLibrary();
+    store_ = std::make_unique<CrumbStore>(world_.platform, layout(), access);
+    store_->start(length);
+    tell(store_->restoreNotice());
+    if (store_->startFailure()) throw Error(*store_->startFailure());
+    snapshotProgress_ = store_->snapshotProgress().subscribe([this](const auto& progress) {
+        if (progress) messages_.progress(snapshotText(*progress));
+    });
+    return *store_;
+}
+
+void Session::demandLibrary() const {
+    FileSystem& files = world_.platform.files;
+    if (files.statusFollowingLinks(layout().database())) return;
+    if (files.statusFollowingLinks(layout().legacyFile())) return;
+    throw Error(fmt::format("There is no library in {} yet; \"nookery add\" makes one.",
+                            displayName(layout().library())));
+}
+
+void Session::tell(const std::optional<RestoreNotice>& notice) {
+    if (notice) say(fmt::format("{} {}", notice->title, notice->detail));
+}
+
+void Session::waitUntil(const std::function<bool()>& condition) {
+    world_.runUntil(condition);
+    messages_.endProgress();
+}
+
+std::optional<std::size_t> Session::columns() const {
+    return output_.isTerminal() ? std::optional(terminalColumns()) : std::nullopt;
+}
+
+void Session::say(std::string_view text) {
+    output_.flush();
+    messages_.say(text);
+}
+
+void Session::print(const OrderedJson& document) { output_.writeLine(toJsonText(document)); }
+
+void Session::demandConsent(const std::string& title, const std::string& text) {
+    if (hasConsent_) return;
+    if (!messages_.canAsk()) {
+        throw UsageError(
+            "Nobody can be asked here: say --yes to go on; --help says how to see first what would "
+            "happen.");
+    }
+    if (!messages_.confirm(title, text, interruptDescriptor())) {
+        throw Error("Nothing was changed.");
+    }
+}
+
+Date Session::now() const { return world_.platform.clock.now(); }
+
+void demandSaved(const SaveFailure& failure) {
+    if (failure) throw Error(*failure);
+}
+
+}  // namespace nookery::cli

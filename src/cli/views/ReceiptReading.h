@@ -1,0 +1,25 @@
+#pragma once
+
+#include <vector>
+
+#include "cli/session/Session.h"
+#include "receipts/CrumbReceiptRecognizer.h"
+
+/// How commands show what a receipt's file says.
+namespace nookery::cli {
+
+struct ReceiptReading {
+    std::vector<OCRLine> lines;
+    CrumbReceiptRecognizer::Result result;
+};
+
+/// Reads the file now. Throws as CrumbReceiptRecognizer::recognise does.
+ReceiptReading readReceipt(Session& session, const Path& file);
+
+/// Lines, what they say and the doubts about it.
+OrderedJson readingJson(const ReceiptReading& reading);
+
+/// A line for each value, with the text that gave it, and for each doubt.
+std::vector<std::string> readingLines(const ReceiptReading& reading);
+
+}  // namespace nookery::cli

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/session/Session.h"
+#include "fieldreports/NookeryReportWorkingDraft.h"
+#include "foundation/Json.h"
+#include "records/NookeryReceivedFieldReport.h"
+
+/// How field reports are found, shown and written as JSON.
+namespace nookery::cli {
+
+/// What the library holds of them. Throws Error when that cannot be read.
+std::vector<NookeryReceivedFieldReport> receivedReports(Session& session);
+
+/// The report whose id begins with `prefix`. Throws Error when there is none, or more than one.
+NookeryReceivedFieldReport findReport(Session& session, const std::string& prefix);
+
+OrderedJson reportJson(const NookeryReceivedFieldReport& report);
+OrderedJson draftJson(const NookeryReceivedFieldReport& report,
+                      const NookeryReportWorkingDraft& draft);
+
+void printReportTable(Session& session, const std::vector<NookeryReceivedFieldReport>& reports);
+void printReport(Session& session, const NookeryReceivedFieldReport& report);
+void printDraft(Session& session, const NookeryReportWorkingDraft& draft);
+
+}  // namespace nookery::cli

@@ -1,0 +1,19 @@
+#include "collection/capture/Capture.h"
+
+namespace nookery {
+
+void append(CaptureReport& whole, const CaptureReport& part) {
+    const auto add = [](auto& to, const auto& from) {
+        to.insert(to.end(), from.begin(), from.end());
+    };
+    add(whole.added, part.added);
+    add(whole.duplicates, part.duplicates);
+    add(whole.failed, part.failed);
+    add(whole.skipped, part.skipped);
+    add(whole.versions, part.versions);
+    add(whole.origins, part.origins);
+    add(whole.warnings, part.warnings);
+    whole.cancelled |= part.cancelled;
+}
+
+}  // namespace nookery

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "foundation/FileSystem.h"
+#include "platform/ContentDigest.h"
+#include "records/CrumbItem.h"
+
+namespace nookery {
+
+/// A file, or a folder that is taken with all below it. A symbolic link named here is followed
+/// unless forbidden; links found inside a folder are not.
+struct CaptureFile {
+    Path path;
+    bool mayBeLink = true;
+};
+struct CaptureLink {
+    std::string url;     ///< http or https
+    bool fetch = false;  ///< the user asked for the page's text by name
+};
+struct CaptureText {
+    std::string text;        ///< any bytes; the encoding is detected
+    std::string sourceName;  ///< how to call it in a report, such as "standard input"
+};
+using CaptureSource = std::variant<CaptureFile, CaptureLink, CaptureText>;
+
+struct CaptureRequest {
+    std::vector<CaptureSource> sources{};
+    std::optional<std::string> title{};  ///< for a single source; otherwise each finds its own
+    std::string note{};
+    std::vector<std::string> tags{};
+    std::optional<Uuid> groupID{};
+    std::optional<Uuid> sourceItemID{};  ///< the memory that all of it belongs to
+};
+
+struct CaptureDuplicate {
+    std::string source;
+    Uuid of;  ///< the memory that is already there
+};
+/// A memory just added whose file looks like another version of one that was there.
+struct CaptureVersion {
+    Uuid id;
+    Uuid of;
+};
+/// A source and one line about it for the person.
+struct CaptureMessage {
+    std::string source;
+    std::string message;
+};
+
+/// A file whose content is now in the library, durably.
+struct CaptureOrigin {
+    Path path;
+    FileStatus status;  ///< of the file that was read
+    Sha256Digest digest;
+    Uuid memoryID;          ///< the memory added, or the one that was there
+    bool wasKnown = false;  ///< it is in the list of duplicates
+};
+
+/// Every source of the request, and every file below its folders, is in exactly one of the first
+/// four lists.
+struct CaptureReport {
+    std::vector<Uuid> added{};
+    std::vector<CaptureDuplicate> duplicates{};
+    std::vector<CaptureMessage> failed{};
+    /// Left out on purpose: links, pipes and devices met inside a folder, the library itself.
+    std::vector<CaptureMessage> skipped{};
+    std::vector<CaptureVersion> versions{};  ///< some of those added
+    std::vector<CaptureOrigin> origins{};    ///< of all files added or already there
+    /// About sources that were added all the same: a damaged document, a page not fetched.
+    std::vector<CaptureMessage> warnings{};
+    bool cancelled = false;  ///< what came after the cancellation is in no list
+};
+
+/// Adds what a further request came to.
+void append(CaptureReport& whole, const CaptureReport& part);
+
+struct CaptureProgress {
+    std::size_t done = 0;   ///< sources that are in one of the report's lists
+    std::size_t found = 0;  ///< so far: folders are walked while files are taken
+};
+
+/// A memory ready to be committed. Its original, if it has one, lies under its final name in
+/// `Items`, synced, and is removed again when the commit fails.
+struct PreparedMemory {
+    CrumbItem item;                      ///< complete
+    std::vector<std::string> tags;       ///< manual tags to set
+    std::optional<Sha256Digest> digest;  ///< of the original
+};
+
+}  // namespace nookery

@@ -1,0 +1,73 @@
+#include <unordered_set>
+
+#include "collection/capture/CaptureService.h"
+#include "collection/database/Sidecar.h"
+#include "platform/Log.h"
+
+namespace nookery {
+namespace {
+
+std::unordered_set<std::string> originalNames(const CrumbItemList& items) {
+    std::unordered_set<std::string> names;
+    for (const auto& item : items) {
+        if (item->filePath) names.insert(Path(*item->filePath).filename().native());
+    }
+    return names;
+}
+
+/// Whether the file is the one that the capture put there, rather than another program's.
+bool isAsNoted(const FileStatus& status, const OriginalFact& fact) {
+    return status.type == FileType::regular && status.byteCount == fact.byteCount &&
+           status.modifiedNanoseconds == fact.modifiedNanoseconds;
+}
+
+void removeIfAsNoted(FileSystem& files, const Path& place, const OriginalFact& fact) {
+    const auto status = files.status(place);
+    if (!status || !isAsNoted(*status, fact)) return;
+    files.removeFile(place);
+    files.syncDirectory(place.parent_path());
+}
+
+/// Removes the folders that hold nothing any more.
+void removeEmptyFolders(FileSystem& files, const Path& folder) {
+    for (const DirectoryEntry& entry : files.list(folder)) {
+        if (entry.type == FileType::directory) removeEmptyFolders(files, folder / entry.name);
+    }
+    if (files.list(folder).empty()) files.removeDirectory(folder);
+}
+
+/// Of a file or folder whose commit was never reached.
+void removeRemains(FileSystem& files, Sidecar& sidecar, const LibraryLayout& layout,
+                   const Path& relativePath) {
+    std::vector<Path> forgotten;
+    for (const OriginalFact& fact : sidecar.originalsAt(relativePath)) {
+        removeIfAsNoted(files, layout.library() / fact.relativePath, fact);
+        forgotten.push_back(fact.relativePath);
+    }
+    const Path place = layout.library() / relativePath;
+    const auto status = files.status(place);
+    if (status && status->type == FileType::directory && !forgotten.empty()) {
+        removeEmptyFolders(files, place);
+    }
+    sidecar.forgetOriginals(forgotten);
+}
+
+}  // namespace
+
+void CaptureService::recover() {
+    try {
+        removeTree(platform_.files, incomingFolder(layout_));
+        const auto pending = sidecar_.pendingOriginals();
+        if (pending.empty()) return;
+        const auto kept = originalNames(owner_.all());
+        for (const Path& relativePath : pending) {
+            if (kept.contains(relativePath.filename().native())) continue;
+            removeRemains(platform_.files, sidecar_, layout_, relativePath);
+        }
+        sidecar_.removePendingOriginals(pending);
+    } catch (const Error& error) {
+        platform_.log.line("NOOKERY capture recovery error: " + error.description());
+    }
+}
+
+}  // namespace nookery

@@ -1,0 +1,68 @@
+#include "collection/inbox/CloudInboxWatcher.h"
+
+#include "platform/CloudContainer.h"
+#include "platform/Log.h"
+
+namespace nookery {
+
+Path cloudInboxFolder(const Path& container) { return container / "Documents" / "Inbox"; }
+
+CloudInboxWatcher::CloudInboxWatcher(const Platform& platform, InboxHandler handler,
+                                     const InboxDelays& delays)
+    : InboxFolderWatcher(platform, delays, std::move(handler),
+                         "Crumb cloud Inbox cleanup error for ") {}
+
+std::optional<Path> CloudInboxWatcher::openInbox() {
+    std::optional<Path> container;
+    try {
+        container = platform().cloud.locate().container;
+        if (!container) return std::nullopt;
+        // Never the container itself: where a drive is not mounted, nothing may be made.
+        platform().files.createDirectory(*container / "Documents");
+        platform().files.createDirectory(cloudInboxFolder(*container));
+    } catch (const Error& error) {
+        logOnce("NOOKERY cloud Inbox create error: " + error.description());
+        return std::nullopt;
+    }
+    try {
+        watchFolder(cloudInboxFolder(*container));
+    } catch (const FileError&) {
+        // Looking again from time to time does without events.
+    }
+    return cloudInboxFolder(*container);
+}
+
+std::optional<Path> CloudInboxWatcher::findInbox() const {
+    const auto container = platform().cloud.locate().container;
+    if (!container) return std::nullopt;
+    const Path inbox = cloudInboxFolder(*container);
+    return platform().files.statusFollowingLinks(inbox) ? std::optional(inbox) : std::nullopt;
+}
+
+void CloudInboxWatcher::noteWaiting(const std::vector<InboxWaiting>& waiting) {
+    std::erase_if(requested_, [this](const Path& file) {
+        return platform().cloud.presence(file) != CloudPresence::placeholder;
+    });
+    for (const InboxWaiting& entry : waiting) {
+        const auto name = platform().cloud.nameBehindPlaceholder(entry.path.filename());
+        if (!name) continue;
+        requestDownload(entry.path.parent_path() / *name,
+                        "NOOKERY iCloud download request error for ");
+    }
+}
+
+void CloudInboxWatcher::noteMissing(const Path& file) {
+    requestDownload(file, "NOOKERY iCloud package download request error for ");
+}
+
+void CloudInboxWatcher::requestDownload(const Path& file, std::string_view logPrefix) {
+    if (!requested_.insert(file).second) return;
+    try {
+        platform().cloud.requestDownload(file);
+    } catch (const Error& error) {
+        platform().log.line(std::string(logPrefix) + displayName(file.filename()) + ": " +
+                            error.description());
+    }
+}
+
+}  // namespace nookery

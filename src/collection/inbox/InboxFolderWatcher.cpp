@@ -1,0 +1,200 @@
+#include "collection/inbox/InboxFolderWatcher.h"
+
+#include <algorithm>
+
+#include "collection/inbox/InboxSurvey.h"
+#include "platform/CloudContainer.h"
+#include "platform/Log.h"
+
+namespace nookery {
+
+InboxFolderWatcher::InboxFolderWatcher(const Platform& platform, const InboxDelays& delays,
+                                       InboxHandler handler, std::string cleanupErrorPrefix)
+    : platform_(platform),
+      delays_(delays),
+      handler_(std::move(handler)),
+      scanner_(platform, std::move(cleanupErrorPrefix),
+               [this](const InboxPackage& package) { return whyNotReady(package); }) {}
+
+void InboxFolderWatcher::start() {
+    onQueue([this] {
+        mode_ = Mode::watching;
+        open();
+    });
+}
+
+void InboxFolderWatcher::takeOnce(Finished finished) {
+    onQueue([this, finished = std::move(finished)] {
+        mode_ = Mode::once;
+        finished_ = finished;
+        try {
+            inbox_ = findInbox();
+        } catch (const Error& error) {
+            return lose(error.description());
+        }
+        if (inbox_) return scan();
+        endOnceUnlessMoreComes({});
+    });
+}
+
+void InboxFolderWatcher::stop() {
+    platform_.inboxQueue.sync([this] {
+        mode_ = Mode::stopped;
+        source_.reset();
+        for (DelayedWork* item :
+             {&debounceWorkItem_, &longestDebounceItem_, &retryWorkItem_, &pollWorkItem_}) {
+            item->cancel();
+        }
+    });
+}
+
+void InboxFolderWatcher::open() {
+    retryWorkItem_.cancel();
+    inbox_ = openInbox();
+    if (inbox_) return scan();
+    lose();
+}
+
+/// Nothing is concluded from an inbox that is not there: it is looked for again.
+void InboxFolderWatcher::lose(const std::string& reason) {
+    const Path lost = inbox_.value_or(Path());
+    inbox_.reset();
+    source_.reset();
+    debounceWorkItem_.cancel();
+    pollWorkItem_.cancel();
+    retryWorkItem_.cancel();
+    if (mode_ == Mode::once) {
+        InboxRipening::Look look;
+        look.waiting.push_back({lost, reason});
+        return endOnceUnlessMoreComes(look);
+    }
+    retryWorkItem_ = later(delays_.retry, [this] { open(); });
+}
+
+void InboxFolderWatcher::watchFolder(const Path& folder) {
+    source_.reset();
+    source_ = platform_.directoryEvents.watch(
+        folder, platform_.inboxQueue, [weak = weak_from_this()](const DirectoryReport& report) {
+            const auto self = weak.lock();
+            if (self && self->mode_ == Mode::watching) self->noteReport(report);
+        });
+}
+
+void InboxFolderWatcher::noteReport(const DirectoryReport& report) {
+    if (!inbox_) return;
+    if (report.isGone) return lose();
+    const bool matters =
+        report.overflowed || std::any_of(report.names.begin(), report.names.end(), [&](auto& name) {
+            return !isNobodysMaterial(name, platform_.cloud);
+        });
+    if (matters) scheduleScan();
+}
+
+void InboxFolderWatcher::scheduleScan() {
+    debounceWorkItem_.cancel();
+    debounceWorkItem_ = later(delays_.debounce, [this] { scan(); });
+    if (!longestDebounceItem_.isPending()) {
+        longestDebounceItem_ = later(delays_.longestDebounce, [this] { scan(); });
+    }
+}
+
+void InboxFolderWatcher::scan() {
+    debounceWorkItem_.cancel();
+    longestDebounceItem_.cancel();
+    if (!inbox_) return;
+    try {
+        const InboxRipening::Look look = scanner_.look(*inbox_);
+        noteWaiting(look.waiting);
+        if (!look.ripe.empty()) handOver(look.ripe);
+        scheduleNext(look);
+    } catch (const FileError& error) {
+        lose(error.description());
+    }
+}
+
+void InboxFolderWatcher::scheduleNext(const InboxRipening::Look& look) {
+    if (look.sawNews) {
+        later(delays_.settling, [this, round = look.round] {
+            scanner_.ripen(round);
+            scan();
+        });
+    }
+    if (mode_ == Mode::once) return endOnceUnlessMoreComes(look);
+    pollWorkItem_.cancel();
+    const bool somethingWaits = eventsTellAll() ? look.folderWaits : !look.waiting.empty();
+    if (somethingWaits || !eventsTellAll()) {
+        pollWorkItem_ =
+            later(somethingWaits ? delays_.rescan : delays_.idleRescan, [this] { scan(); });
+    }
+    if (scanner_.hasRetries() && !retryWorkItem_.isPending()) {
+        retryWorkItem_ = later(delays_.retry, [this] {
+            retryWorkItem_.cancel();
+            scanner_.retry();
+            scan();
+        });
+    }
+}
+
+void InboxFolderWatcher::handOver(std::vector<InboxUnit> units) {
+    ++handoversUnderWay_;
+    auto shared = std::make_shared<const std::vector<InboxUnit>>(std::move(units));
+    handler_(*shared, [weak = weak_from_this(), shared,
+                       &queue = platform_.inboxQueue](const InboxOutcome& outcome) {
+        queue.async([weak, shared, outcome] {
+            const auto self = weak.lock();
+            if (self && self->mode_ != Mode::stopped) self->close(*shared, outcome);
+        });
+    });
+}
+
+void InboxFolderWatcher::close(const std::vector<InboxUnit>& units, const InboxOutcome& outcome) {
+    --handoversUnderWay_;
+    scanner_.close(units, outcome);
+    scan();
+}
+
+void InboxFolderWatcher::endOnceUnlessMoreComes(const InboxRipening::Look& look) {
+    // The first look sees everything for the first time, the second hands over, the third, after
+    // the cleaning, sees what is left.
+    const bool moreComes = handoversUnderWay_ > 0 || (look.sawNews && look.round == 1);
+    if (moreComes || mode_ != Mode::once) return;
+    mode_ = Mode::stopped;
+    platform_.mainQueue.async([finished = std::exchange(finished_, nullptr),
+                               waiting = look.waiting] { finished(waiting); });
+}
+
+std::optional<std::string> InboxFolderWatcher::whyNotReady(const InboxPackage& package) {
+    try {
+        const auto missing = filesMissingFrom(platform_.files, platform_.cloud, package);
+        for (const Path& file : missing) {
+            if (platform_.cloud.presence(file) == CloudPresence::placeholder) noteMissing(file);
+        }
+        if (missing.empty()) return std::nullopt;
+        return reasonToWaitFor(missing.back(), package);
+    } catch (const Error&) {
+        return std::nullopt;  // for the one who takes it to refuse, with the reason
+    }
+}
+
+void InboxFolderWatcher::logOnce(const std::string& line) {
+    if (line == lastLogged_) return;
+    lastLogged_ = line;
+    platform_.log.line(line);
+}
+
+void InboxFolderWatcher::onQueue(std::function<void()> work) {
+    platform_.inboxQueue.async(whileAlive(std::move(work)));
+}
+
+DelayedWork InboxFolderWatcher::later(WorkQueue::Delay delay, std::function<void()> work) {
+    return platform_.inboxQueue.after(delay, whileAlive(std::move(work)));
+}
+
+std::function<void()> InboxFolderWatcher::whileAlive(std::function<void()> work) {
+    return [weak = weak_from_this(), work = std::move(work)] {
+        const auto self = weak.lock();
+        if (self && self->mode_ != Mode::stopped) work();
+    };
+}
+
+}  // namespace nookery

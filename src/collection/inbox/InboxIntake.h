@@ -1,0 +1,70 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stop_token>
+
+#include "collection/inbox/InboxHandover.h"
+#include "collection/inbox/PackageIntake.h"
+
+namespace nookery {
+
+enum class InboxKind { local, cloud };
+
+/// What taking in one handover came to.
+struct InboxReport {
+    InboxKind inbox = InboxKind::local;
+    CaptureReport taken{};  ///< files and packages alike
+};
+
+/// Takes what the inbox watchers hand over into the library: files through capture, packages one
+/// after the other. Handovers are done in their order. Main thread.
+class InboxIntake {
+  public:
+    struct Owner {
+        InboxIntakeOwner library;
+        /// How many files and packages of that inbox are still under way.
+        std::function<void(InboxKind, int)> importCountChanged;
+        std::function<void(const InboxReport&)> report;
+    };
+
+    InboxIntake(const Platform& platform, const LibraryLayout& layout, Sidecar& sidecar,
+                Owner owner);
+    /// Stops what is under way; no callback is called after this.
+    ~InboxIntake();
+
+    /// Replies on the main thread, once, when all that could be taken is committed.
+    void take(InboxKind inbox, std::vector<InboxUnit> units,
+              std::function<void(InboxOutcome)> reply);
+    /// What is under way ends where it is whole.
+    void requestStop() { stop_.request_stop(); }
+
+  private:
+    struct Job {
+        InboxKind inbox;
+        std::vector<InboxPackage> packages;  ///< the next one at the back
+        std::vector<Path> files;
+        std::function<void(InboxOutcome)> reply;
+        InboxOutcome outcome{};
+        InboxReport report{};
+        std::size_t leftCount = 0;
+    };
+
+    void begin();
+    void noteFiles(const CaptureReport& report);
+    void takeNextPackage();
+    void notePackage(PackageOutcome outcome);
+    void finish();
+    void noteLeft(std::size_t count);
+    std::optional<HeldOriginal> heldOriginal(const CaptureOrigin& origin) const;
+
+    Owner owner_;
+    PackageIntake packages_;
+    std::deque<Job> jobs_;  ///< the front one runs
+    std::stop_source stop_;
+    CallbackGuard guard_;
+};
+
+}  // namespace nookery

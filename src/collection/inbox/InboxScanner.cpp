@@ -1,0 +1,160 @@
+#include "collection/inbox/InboxScanner.h"
+
+#include <algorithm>
+#include <set>
+
+#include "collection/inbox/MobileManifests.h"
+#include "collection/originals/FileDigest.h"
+#include "platform/Log.h"
+
+namespace nookery {
+namespace {
+
+bool isManifest(const InboxUnit& unit, const Path& file) {
+    return std::any_of(unit.packages.begin(), unit.packages.end(),
+                       [&](const InboxPackage& package) {
+                           return file == package.path / manifestName(package.kind);
+                       });
+}
+
+}  // namespace
+
+InboxScanner::InboxScanner(const Platform& platform, std::string cleanupErrorPrefix,
+                           Readiness whyNotReady)
+    : platform_(platform),
+      cleanupErrorPrefix_(std::move(cleanupErrorPrefix)),
+      whyNotReady_(std::move(whyNotReady)) {}
+
+InboxRipening::Look InboxScanner::look(const Path& inbox) {
+    auto look = ripening_.look(surveyInbox(platform_.files, platform_.cloud, inbox));
+    holdBackUnready(look);
+    return look;
+}
+
+void InboxScanner::holdBackUnready(InboxRipening::Look& look) {
+    for (InboxUnit& unit : look.ripe) {
+        std::string reason;
+        std::erase_if(unit.packages, [&](InboxPackage& package) {
+            package.incomplete = whyNotReady_(package);
+            if (!package.incomplete) return false;
+            reason = *package.incomplete;
+            const Path manifest = package.path / manifestName(package.kind);
+            return std::none_of(package.files.begin(), package.files.end(),
+                                [&](const InboxFile& file) { return file.path == manifest; });
+        });
+        if (unit.hasSomethingToTake()) continue;
+        ripening_.fail(unit.path, reason, false);
+        look.waiting.push_back({unit.path, reason});
+    }
+    std::erase_if(look.ripe, [](const InboxUnit& unit) { return !unit.hasSomethingToTake(); });
+}
+
+void InboxScanner::close(const std::vector<InboxUnit>& units, const InboxOutcome& outcome) {
+    std::map<Path, const InboxUnit*> unitOf;
+    for (const InboxUnit& unit : units) {
+        unitOf[unit.path] = &unit;
+        for (const InboxFile& file : unit.everything) unitOf[file.path] = &unit;
+    }
+    std::map<const InboxUnit*, Taken> takenOf;
+    for (const InboxTaken& taken : outcome.taken) {
+        if (const auto unit = unitOf.find(taken.path); unit != unitOf.end()) {
+            takenOf[unit->second].push_back(taken);
+        }
+    }
+    std::map<const InboxUnit*, InboxFailure> failureOf;
+    for (const InboxFailure& failure : outcome.failures) {
+        if (const auto unit = unitOf.find(failure.path); unit != unitOf.end()) {
+            failureOf.emplace(unit->second, failure);
+        }
+    }
+    for (const InboxUnit& unit : units) {
+        const Taken& taken = takenOf[&unit];
+        if (const auto problem = clean(unit, taken)) {
+            ripening_.fail(unit.path, problem->reason, false);
+            if (problem->mayRetry) uncleaned_.insert_or_assign(unit.path, Uncleaned{unit, taken});
+        } else if (const auto failure = failureOf.find(&unit); failure != failureOf.end()) {
+            ripening_.fail(unit.path, failure->second.reason, failure->second.mayRetry);
+        } else {
+            ripening_.finish(unit.path);
+        }
+    }
+}
+
+std::optional<InboxFailure> InboxScanner::clean(const InboxUnit& unit, const Taken& taken) try {
+    std::optional<InboxFailure> problem;
+    std::set<Path> touched;
+    for (const InboxTaken& file : taken) {
+        if (isManifest(unit, file.path)) {
+            // By it the rest is known again; so it goes after the rest, also in a power cut.
+            if (problem) continue;
+            for (const Path& folder : touched) platform_.files.syncDirectory(folder);
+        }
+        auto failure = remove(file);
+        if (!failure) {
+            touched.insert(file.path.parent_path());
+            continue;
+        }
+        if (failure->mayRetry && !uncleaned_.contains(unit.path)) {
+            noteCleanupError(file.path, failure->reason);
+        }
+        problem = std::move(failure);
+    }
+    for (const Path& folder : touched) platform_.files.syncDirectory(folder);
+    if (!touched.empty()) removeEmptied(unit);
+    return problem;
+} catch (const Error& error) {
+    noteCleanupError(unit.path, error.description());
+    return std::nullopt;
+}
+
+void InboxScanner::noteCleanupError(const Path& path, const std::string& reason) {
+    platform_.log.line(cleanupErrorPrefix_ + displayName(path.filename()) + ": " + reason);
+}
+
+/// None when the file is gone, or has become another one that is to be looked at afresh.
+std::optional<InboxFailure> InboxScanner::remove(const InboxTaken& taken) try {
+    const auto status = platform_.files.status(taken.path);
+    if (!status || !status->sameContentMarks(taken.status) || status->inode != taken.status.inode) {
+        return std::nullopt;
+    }
+    if (taken.known && !stillHolds(*taken.known)) {
+        return InboxFailure{taken.path,
+                            "The library has this already as " +
+                                displayName(taken.known->place.filename()) +
+                                ", but that original was changed; \"nookery verify\" tells more.",
+                            false};
+    }
+    platform_.files.removeFile(taken.path);
+    return std::nullopt;
+} catch (const Error& error) {
+    return InboxFailure{taken.path, "It is in the library. " + error.description()};
+}
+
+bool InboxScanner::stillHolds(const HeldOriginal& original) {
+    try {
+        return digestOfFile(platform_.files, platform_.digester, original.place) == original.digest;
+    } catch (const FileError&) {
+        return false;
+    }
+}
+
+void InboxScanner::removeEmptied(const InboxUnit& unit) {
+    for (const Path& folder : unit.folders) {
+        if (!platform_.files.status(folder) || !platform_.files.list(folder).empty()) continue;
+        platform_.files.removeDirectory(folder);
+    }
+}
+
+void InboxScanner::retry() {
+    ripening_.retry();
+    for (auto uncleaned = uncleaned_.begin(); uncleaned != uncleaned_.end();) {
+        if (clean(uncleaned->second.unit, uncleaned->second.taken)) {
+            ++uncleaned;
+            continue;
+        }
+        ripening_.finish(uncleaned->first);
+        uncleaned = uncleaned_.erase(uncleaned);
+    }
+}
+
+}  // namespace nookery

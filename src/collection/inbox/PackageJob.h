@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "collection/inbox/PackageIntake.h"
+
+namespace nookery {
+
+/// One package on its way. Touched by the main thread, and by the capture queue while it works.
+struct PackageIntake::Job {
+    InboxPackage package;
+    std::stop_token stop;
+    Finished finished;
+    PackageOutcome outcome{};
+
+    std::optional<MobileNoteManifest> note{};
+    std::optional<MobileActivityManifest> activity{};
+    std::vector<PackageFile> files{};         ///< of the package, the manifest first
+    std::vector<std::string> fingerprints{};  ///< of these
+    std::optional<PackageCopy> copy{};
+    Path name{};      ///< of the copy in `Items`, once it has one
+    Uuid memoryID{};  ///< the memory that it became
+    /// What the background met; `isForeign`: the package's own fault, so that only a change helps.
+    struct Problem {
+        std::string reason;
+        bool isForeign = false;
+        bool isNameTaken = false;
+    };
+    std::optional<Problem> problem{};
+
+    std::string source() const { return displayName(package.path); }
+    std::string ledgerKey() const {
+        return note ? "package.note." + note->noteID
+                    : "package.activity." + files.front().digest.toHex();
+    }
+};
+
+}  // namespace nookery

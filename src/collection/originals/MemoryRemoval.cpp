@@ -1,0 +1,93 @@
+#include "collection/originals/MemoryRemoval.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "platform/KeyStore.h"
+#include "platform/KeyStoreServices.h"
+#include "platform/Log.h"
+#include "platform/Trash.h"
+
+namespace nookery {
+namespace {
+
+void dispose(const Path& original, OriginalDisposal disposal, const Platform& platform) {
+    if (!platform.files.status(original)) return;
+    if (disposal == OriginalDisposal::moveToTrash) {
+        platform.trash.moveToTrash(original);
+    } else {
+        removeTree(platform.files, original);  // an activity's original is a folder
+    }
+}
+
+}  // namespace
+
+bool isManagedOriginal(const LibraryLayout& layout, const Path& path) {
+    const std::string folder = layout.items().native() + "/";
+    return path.lexically_normal().native().starts_with(folder);
+}
+
+std::vector<Path> originalsUsedOnlyBy(const CrumbItemList& all,
+                                      const std::unordered_set<Uuid>& removed,
+                                      const LibraryLayout& layout) {
+    std::unordered_set<std::string> keptPaths;
+    std::unordered_set<std::string> removedPaths;
+    for (const auto& item : all) {
+        if (!item->filePath || !isManagedOriginal(layout, *item->filePath)) continue;
+        (removed.contains(item->id) ? removedPaths : keptPaths).insert(*item->filePath);
+    }
+    std::vector<Path> originals;
+    for (const std::string& path : removedPaths) {
+        if (!keptPaths.contains(path)) originals.emplace_back(path);
+    }
+    std::sort(originals.begin(), originals.end());
+    return originals;
+}
+
+std::size_t disposeOfOriginals(const std::vector<Path>& originals, OriginalDisposal disposal,
+                               const Platform& platform) {
+    std::size_t failures = 0;
+    for (const Path& original : originals) {
+        try {
+            dispose(original, disposal, platform);
+        } catch (const Error& error) {
+            ++failures;
+            platform.log.line("NOOKERY original cleanup error: " + error.description());
+        }
+    }
+    return failures;
+}
+
+void removeSecureValues(const std::unordered_set<Uuid>& removed, const CrumbItemList& all,
+                        const Platform& platform) {
+    std::vector<std::string> accounts;
+    for (const Uuid& id : removed) accounts.push_back(id.toString());
+    try {
+        platform.keyStore.remove(KeyStoreServices(platform.applicationIdentifier).secureValues(),
+                                 accounts);
+    } catch (const KeyStoreUnavailable& error) {
+        const bool leavesValues = std::any_of(all.begin(), all.end(), [&](const auto& item) {
+            return removed.contains(item->id) && isSecure(*item);
+        });
+        if (!leavesValues) return;
+        platform.log.line("NOOKERY secure value removal error: " + error.description());
+    }
+}
+
+void removeThumbnails(const std::unordered_set<Uuid>& ids, const LibraryLayout& layout,
+                      const Platform& platform) {
+    try {
+        if (!platform.files.status(layout.thumbnails())) return;
+        for (const DirectoryEntry& entry : platform.files.list(layout.thumbnails())) {
+            // Thumbnails are named by their memory's id, then what they show.
+            const auto id = Uuid::parse(entry.name.native().substr(0, 36));
+            if (id && ids.contains(*id))
+                removeTree(platform.files, layout.thumbnails() / entry.name);
+        }
+    } catch (const Error& error) {
+        platform.log.line("NOOKERY thumbnail cleanup error: " + error.description());
+    }
+}
+
+}  // namespace nookery

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "platform/Platform.h"
+#include "records/CrumbItem.h"
+#include "records/LibraryLayout.h"
+
+namespace nookery {
+
+/// What becomes of the originals of removed memories.
+enum class OriginalDisposal { moveToTrash, removeForGood };
+
+/// Whether a path lies in the library's `Items` folder.
+bool isManagedOriginal(const LibraryLayout& layout, const Path& path);
+
+/// The managed originals that only `removed` memories use: a file that several memories share goes
+/// with the last of them.
+std::vector<Path> originalsUsedOnlyBy(const CrumbItemList& all,
+                                      const std::unordered_set<Uuid>& removed,
+                                      const LibraryLayout& layout);
+
+/// Disposes of originals whose records are already gone from the database. What cannot be
+/// disposed of stays, and its failure is logged and counted; `verify` lists it later.
+std::size_t disposeOfOriginals(const std::vector<Path>& originals, OriginalDisposal disposal,
+                               const Platform& platform);
+
+/// Deletes the secure values of removed memories from the key store. That it is unavailable is
+/// logged when one of them had such a value; the memories are removed all the same. `all` are the
+/// memories as they were before.
+void removeSecureValues(const std::unordered_set<Uuid>& removed, const CrumbItemList& all,
+                        const Platform& platform);
+
+/// Removes the thumbnails of the given memories.
+void removeThumbnails(const std::unordered_set<Uuid>& ids, const LibraryLayout& layout,
+                      const Platform& platform);
+
+}  // namespace nookery

@@ -1,0 +1,322 @@
+#include "retrieval/index/LexicalIndex.h"
+
+#include <algorithm>
+#include <future>
+#include <numeric>
+
+#include "retrieval/text/TextNormalizer.h"
+
+namespace nookery {
+namespace {
+
+/// Below this many changes the postings are not made anew.
+constexpr std::size_t fewestChanges = 4096;
+
+/// So many memories' texts are read at a time when many are taken in.
+constexpr std::size_t batchSize = 1024;
+
+/// The lengths of memories on which impacts are based while there are none to go by.
+constexpr double assumedAverageLength = 30;
+
+/// Lines of SearchRecord::combined before those that come once a tag or person.
+constexpr std::size_t detailLineCount = 4;
+
+/// Writes a search record as a token stream.
+class RecordWriter {
+  public:
+    RecordWriter(Vocabulary& vocabulary, TokenStreamWriter& writer)
+        : vocabulary_(vocabulary), writer_(writer) {}
+
+    void write(const SearchRecord& record) {
+        addSection(Section::title, record.title);
+        addSection(Section::note, record.note);
+        addSection(Section::contents, record.searchable);
+        rest_ = record.combined;
+        addOtherForm(Section::titleAllScripts, record.title);
+        addOtherForm(Section::noteAllScripts, record.note);
+        addOtherForm(Section::contentsAllScripts, record.searchable);
+        addLines(Section::details, detailLineCount + record.tags.size());
+        addLines(Section::people, record.people.size());
+    }
+
+  private:
+    std::string_view nextLine() {
+        const std::size_t end = std::min(rest_.find('\n'), rest_.size());
+        const std::string_view line = rest_.substr(0, end);
+        rest_.remove_prefix(std::min(end + 1, rest_.size()));
+        return line;
+    }
+
+    void addTokens(std::string_view form) {
+        forEachToken(form, [&](std::string_view token) { writer_.add(vocabulary_.intern(token)); });
+    }
+
+    void addSection(Section section, std::string_view form) {
+        if (form.empty()) return;
+        writer_.begin(section);
+        addTokens(form);
+    }
+
+    void addOtherForm(Section section, std::string_view normal) {
+        const std::string_view line = nextLine();
+        if (line != normal) addSection(section, line);
+    }
+
+    void addLines(Section section, std::size_t count) {
+        bool begun = false;
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::string_view line = nextLine();
+            if (line.empty()) continue;
+            writer_.begin(begun ? Section::lineBreak : section);
+            begun = true;
+            addTokens(line);
+        }
+    }
+
+    Vocabulary& vocabulary_;
+    TokenStreamWriter& writer_;
+    std::string_view rest_;
+};
+
+const MemoryFacets noFacets;
+
+}  // namespace
+
+LexicalIndex::LexicalIndex(const RankingWeights& weights)
+    : weights_(weights),
+      meanings_(sectionMeanings(weights)),
+      tally_(meanings_),
+      averageLength_(assumedAverageLength) {}
+
+void LexicalIndex::put(const CrumbItemPointer& item, const MemoryFacets& facets) {
+    ++version_;
+    remove(item->id);
+    writeSearchRecord(*item, facets, record_);
+    addPostings(append(item, record_));
+    rebuildWhenDue();
+}
+
+void LexicalIndex::putAll(std::span<const CrumbItemPointer> items,
+                          std::span<const MemoryFacets> facets) {
+    ++version_;
+    items_.reserve(items_.size() + items.size());
+    ordinals_.reserve(ordinals_.size() + items.size());
+    // Newest first, so that of memories with equal scores those come first that are shown first.
+    std::vector<std::size_t> order(items.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        return items[a]->createdAt > items[b]->createdAt;
+    });
+    // While one batch is taken in, another thread reads the texts of the next.
+    const auto recordsFrom = [&](std::size_t begin) {
+        std::vector<SearchRecord> records(std::min(batchSize, order.size() - begin));
+        for (std::size_t i = 0; i < records.size(); ++i) {
+            const std::size_t place = order[begin + i];
+            writeSearchRecord(*items[place], facets.empty() ? noFacets : facets[place], records[i]);
+        }
+        return records;
+    };
+    std::future<std::vector<SearchRecord>> next = std::async(recordsFrom, 0);
+    for (std::size_t begin = 0; begin < order.size(); begin += batchSize) {
+        const std::vector<SearchRecord> records = next.get();
+        if (begin + batchSize < order.size()) next = std::async(recordsFrom, begin + batchSize);
+        for (std::size_t i = 0; i < records.size(); ++i) {
+            const CrumbItemPointer& item = items[order[begin + i]];
+            if (const auto old = ordinalOf(item->id)) bury(*old);
+            append(item, records[i]);
+        }
+    }
+    derivePostings();
+}
+
+void LexicalIndex::remove(const Uuid& id) {
+    const auto ordinal = ordinalOf(id);
+    if (!ordinal) return;
+    ++version_;
+    bury(*ordinal);
+    rebuildWhenDue();
+}
+
+void LexicalIndex::clear() {
+    const std::uint64_t version = version_;
+    *this = LexicalIndex(weights_);
+    version_ = version + 1;
+}
+
+std::optional<Ordinal> LexicalIndex::ordinalOf(const Uuid& id) const {
+    const auto found = ordinals_.find(id);
+    return found == ordinals_.end() ? std::nullopt : std::optional(found->second);
+}
+
+Ordinal LexicalIndex::append(const CrumbItemPointer& item, const SearchRecord& record) {
+    const auto ordinal = static_cast<Ordinal>(items_.size());
+    TokenStreamWriter writer;
+    RecordWriter(vocabulary_, writer).write(record);
+    if (!record.tags.empty()) writer.begin(Section::tags);
+    for (const std::string& name : record.tags) {
+        const std::uint32_t number = tagNumber(name);
+        writer.add(number);
+        tags_[number].ordinals.push_back(ordinal);
+        ++tags_[number].aliveCount;
+    }
+    writer.begin(Section::end);
+    streams_.append(writer.bytes());
+    addItem(item);
+    addToFrequencies(ordinal);
+    return ordinal;
+}
+
+void LexicalIndex::addItem(const CrumbItemPointer& item) {
+    const std::size_t ordinal = items_.size();
+    items_.push_back(item);
+    dates_.push_back(item->createdAt);
+    ordinals_[item->id] = static_cast<Ordinal>(ordinal);
+    if (ordinal % CellMap::blockSize == 0) {
+        newestDates_.push_back(item->createdAt);
+        alive_.push_back(0);
+    }
+    alive_.back() |= std::uint64_t{1} << ordinal % CellMap::blockSize;
+    newestDates_.back() = std::max(newestDates_.back(), item->createdAt);
+}
+
+void LexicalIndex::addToFrequencies(Ordinal ordinal) {
+    frequencies_.resize(vocabulary_.size());
+    tally_.count(streams_.at(ordinal), vocabulary_.size());
+    for (const auto& entry : tally_.entries()) ++frequencies_[entry.token];
+    totalLength_ += tally_.length();
+}
+
+void LexicalIndex::addPostings(Ordinal ordinal) {
+    // `append` has just tallied this memory.
+    for (const auto& entry : tally_.entries()) {
+        const std::uint8_t impact = impactOf(weights_, entry.mask, entry.weightedFrequency,
+                                             tally_.length(), averageLength_);
+        postings_.append(entry.token, ordinal, {entry.mask, impact});
+    }
+}
+
+void LexicalIndex::bury(Ordinal ordinal) {
+    tally_.count(streams_.at(ordinal), vocabulary_.size());
+    for (const auto& entry : tally_.entries()) --frequencies_[entry.token];
+    for (const std::uint32_t number : tally_.tagNumbers()) --tags_[number].aliveCount;
+    totalLength_ -= tally_.length();
+    ordinals_.erase(items_[ordinal]->id);
+    items_[ordinal] = nullptr;
+    alive_[ordinal / CellMap::blockSize] &= ~(std::uint64_t{1} << ordinal % CellMap::blockSize);
+}
+
+void LexicalIndex::rebuildWhenDue() {
+    const std::size_t dead = items_.size() - ordinals_.size();
+    if (dead > fewestChanges && dead * 4 > items_.size()) {
+        compact();
+    } else if (items_.size() - sortedOrdinals_ > fewestChanges &&
+               (items_.size() - sortedOrdinals_) * 4 > items_.size()) {
+        derivePostings();
+    }
+}
+
+/// Leaves out the dead memories, and the tokens and tags that only they held.
+void LexicalIndex::compact() {
+    LexicalIndex compacted(weights_);
+    compacted.items_.reserve(ordinals_.size());
+    compacted.ordinals_.reserve(ordinals_.size());
+    for (Ordinal ordinal = 0; ordinal < items_.size(); ++ordinal) {
+        if (isAlive(ordinal)) compacted.adopt(*this, ordinal);
+    }
+    compacted.version_ = version_;
+    *this = std::move(compacted);
+    derivePostings();
+}
+
+void LexicalIndex::adopt(const LexicalIndex& other, Ordinal ordinal) {
+    const auto ownOrdinal = static_cast<Ordinal>(items_.size());
+    TokenStreamWriter writer;
+    TokenStream stream = other.streams_.at(ordinal);
+    for (Section section = Section::lineBreak; stream.next(); section = stream.section()) {
+        if (!stream.atToken()) {
+            writer.begin(stream.section() == section ? Section::lineBreak : stream.section());
+        } else if (stream.section() == Section::tags) {
+            const std::uint32_t number = tagNumber(other.tags_[stream.token()].name);
+            writer.add(number);
+            tags_[number].ordinals.push_back(ownOrdinal);
+            ++tags_[number].aliveCount;
+        } else {
+            writer.add(vocabulary_.intern(other.tokenText(stream.token())));
+        }
+    }
+    writer.begin(Section::end);
+    streams_.append(writer.bytes());
+    addItem(other.items_[ordinal]);
+    addToFrequencies(ownOrdinal);
+}
+
+void LexicalIndex::derivePostings() {
+    averageLength_ = ordinals_.empty() ? assumedAverageLength
+                                       : static_cast<double>(totalLength_) /
+                                             static_cast<double>(ordinals_.size());
+    postings_.reserve(frequencies_);
+    const auto end = static_cast<Ordinal>(items_.size());
+    const Ordinal middle = end / 2;
+    using Direction = Postings::Filler::Direction;
+    auto back = std::async([&] {
+        Postings::Filler filler(postings_, Direction::fromBack);
+        TokenTally tally(meanings_);
+        for (Ordinal ordinal = end; ordinal-- > middle;) place(ordinal, tally, filler);
+    });
+    Postings::Filler filler(postings_, Direction::fromFront);
+    for (Ordinal ordinal = 0; ordinal < middle; ++ordinal) place(ordinal, tally_, filler);
+    back.get();
+    sortedOrdinals_ = end;
+}
+
+void LexicalIndex::place(Ordinal ordinal, TokenTally& tally, Postings::Filler& filler) const {
+    if (!isAlive(ordinal)) return;
+    tally.count(streams_.at(ordinal), vocabulary_.size());
+    for (const auto& entry : tally.entries()) {
+        const std::uint8_t impact =
+            impactOf(weights_, entry.mask, entry.weightedFrequency, tally.length(), averageLength_);
+        filler.place(entry.token, ordinal, {entry.mask, impact});
+    }
+}
+
+std::uint32_t LexicalIndex::tagNumber(const std::string& name) {
+    const auto [found, isNew] = tagNumbers_.emplace(name, static_cast<std::uint32_t>(tags_.size()));
+    if (isNew) tags_.push_back({name, {}, 0});
+    return found->second;
+}
+
+const std::vector<Ordinal>* LexicalIndex::taggedWith(const std::string& tag) const {
+    const auto found = tagNumbers_.find(tag);
+    if (found == tagNumbers_.end() || tags_[found->second].aliveCount == 0) return nullptr;
+    return &tags_[found->second].ordinals;
+}
+
+std::vector<std::string> LexicalIndex::tagsOf(Ordinal ordinal) const {
+    std::vector<std::string> names;
+    TokenStream stream = streams_.at(ordinal);
+    while (stream.next()) {
+        if (!stream.atToken() || stream.section() != Section::tags) continue;
+        names.push_back(tags_[stream.token()].name);
+    }
+    return names;
+}
+
+std::span<const TokenTally::Entry> LexicalIndex::tokensOf(Ordinal ordinal) const {
+    tally_.count(streams_.at(ordinal), vocabulary_.size());
+    return tally_.entries();
+}
+
+std::size_t LexicalIndex::byteCount() const {
+    constexpr std::size_t mapNode = sizeof(Uuid) + sizeof(Ordinal) + 3 * sizeof(void*);
+    std::size_t bytes =
+        vocabulary_.byteCount() + streams_.byteCount() + postings_.byteCount() + tally_.byteCount();
+    bytes += frequencies_.capacity() * sizeof(std::uint32_t);
+    bytes += items_.capacity() * sizeof(CrumbItemPointer) + dates_.capacity() * sizeof(Date);
+    bytes += ordinals_.size() * mapNode + ordinals_.bucket_count() * sizeof(void*);
+    for (const Tag& tag : tags_) {
+        bytes += sizeof(Tag) + tag.ordinals.capacity() * sizeof(Ordinal) + 2 * mapNode;
+    }
+    return bytes;
+}
+
+}  // namespace nookery

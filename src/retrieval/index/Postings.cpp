@@ -1,0 +1,45 @@
+#include "retrieval/index/Postings.h"
+
+namespace nookery {
+
+void Postings::reserve(std::span<const std::uint32_t> counts) {
+    *this = {};
+    starts_.reserve(counts.size() + 1);
+    std::uint64_t total = 0;
+    for (const std::uint32_t count : counts) {
+        starts_.push_back(total);
+        total += count;
+    }
+    starts_.push_back(total);
+    ordinals_.resize(total);
+    marks_.resize(total);
+}
+
+Postings::Filler::Filler(Postings& postings, Direction direction)
+    : postings_(postings),
+      direction_(direction),
+      next_(postings.starts_.begin() + (direction == Direction::fromFront ? 0 : 1),
+            postings.starts_.end()) {}
+
+void Postings::append(TokenId token, Ordinal ordinal, PostingMark mark) {
+    GrownList& list = grown_[token];
+    list.ordinals.push_back(ordinal);
+    list.marks.push_back(mark);
+    ++grownCount_;
+}
+
+Postings::List Postings::grown(TokenId token) const {
+    if (grownCount_ == 0) return {};
+    const auto found = grown_.find(token);
+    if (found == grown_.end()) return {};
+    return {found->second.ordinals, found->second.marks};
+}
+
+std::size_t Postings::byteCount() const {
+    constexpr std::size_t nodeOverhead = 64;
+    return starts_.capacity() * sizeof(std::uint64_t) + ordinals_.capacity() * sizeof(Ordinal) +
+           marks_.capacity() * sizeof(PostingMark) + grown_.size() * nodeOverhead +
+           grownCount_ * (sizeof(Ordinal) + sizeof(PostingMark)) * 2;
+}
+
+}  // namespace nookery

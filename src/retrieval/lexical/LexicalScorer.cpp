@@ -1,0 +1,299 @@
+#include "retrieval/lexical/LexicalScorer.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <span>
+#include <unordered_map>
+
+namespace nookery {
+namespace {
+
+/// Fewer than these are scored one by one, without bounds.
+constexpr int fewHits = 2;
+
+/// So many blocks are enough to find nearly all of the best memories.
+constexpr std::size_t promisingBlockCount = 64;
+
+}  // namespace
+
+TagEvidence::TagEvidence(const LexicalIndex& index, const std::vector<std::string>& requested,
+                         const std::vector<std::string>& plain) {
+    struct Counts {
+        std::uint8_t requested = 0;
+        std::uint8_t plain = 0;
+    };
+    std::unordered_map<Ordinal, Counts> counts;
+    const auto count = [&](const std::string& tag, std::uint8_t Counts::*counter) {
+        const auto* ordinals = index.taggedWith(tag);
+        if (ordinals == nullptr) return;
+        for (const Ordinal ordinal : *ordinals) {
+            std::uint8_t& held = counts[ordinal].*counter;
+            if (held < 255) ++held;
+        }
+    };
+    for (const std::string& tag : requested) count(tag, &Counts::requested);
+    for (const std::string& tag : plain) count(tag, &Counts::plain);
+    cells_.reset(index.ordinalCount());
+    for (const auto& [ordinal, held] : counts) cells_.merge(ordinal, held.requested, held.plain);
+    cells_.summarise(index.alive());
+}
+
+/// The best memories so far, worst of them on top.
+class LexicalScorer::Best {
+  public:
+    Best(const LexicalIndex& index, std::size_t limit) : index_(index), limit_(limit) {}
+
+    bool isFull() const { return heap_.size() == limit_; }
+    /// The score of the worst; to be asked only when full.
+    double least() const { return heap_.front().score; }
+
+    /// Whether a memory of at most this score, created at the latest then, could come in.
+    bool admits(double score, Date latest) const {
+        if (heap_.size() < limit_) return true;
+        if (limit_ == 0 || score < heap_.front().score) return false;
+        return score > heap_.front().score || latest >= index_.createdAt(heap_.front().ordinal);
+    }
+
+    void offer(Ordinal ordinal, double score) {
+        const ScoredMemory offered{ordinal, score};
+        const auto before = [this](const ScoredMemory& a, const ScoredMemory& b) {
+            return isBefore(a, b);
+        };
+        if (heap_.size() == limit_) {
+            if (!isBefore(offered, heap_.front())) return;
+            std::pop_heap(heap_.begin(), heap_.end(), before);
+            heap_.pop_back();
+        }
+        heap_.push_back(offered);
+        std::push_heap(heap_.begin(), heap_.end(), before);
+    }
+
+    std::vector<ScoredMemory> take() {
+        std::sort(heap_.begin(), heap_.end(),
+                  [this](const ScoredMemory& a, const ScoredMemory& b) { return isBefore(a, b); });
+        return std::move(heap_);
+    }
+
+  private:
+    bool isBefore(const ScoredMemory& a, const ScoredMemory& b) const {
+        if (a.score != b.score) return a.score > b.score;
+        const Date dateOfA = index_.createdAt(a.ordinal);
+        const Date dateOfB = index_.createdAt(b.ordinal);
+        if (dateOfA != dateOfB) return dateOfA > dateOfB;
+        return index_.item(a.ordinal)->id < index_.item(b.ordinal)->id;
+    }
+
+    const LexicalIndex& index_;
+    std::size_t limit_;
+    std::vector<ScoredMemory> heap_;
+};
+
+LexicalScorer::LexicalScorer(const LexicalIndex& index, std::vector<const TermEvidence*> terms,
+                             const TagEvidence* tags)
+    : index_(index), terms_(std::move(terms)), tags_(tags), hasExtras_(tags != nullptr) {
+    double greatest =
+        index_.weights().people + index_.weights().plainTag * static_cast<double>(terms_.size());
+    for (const TermEvidence* term : terms_) greatest += term->greatest();
+    requestedTagWorth_ = index_.weights().requestedTag + (terms_.empty() ? 0 : greatest);
+    // Of a few words a person means each; of a long question, any may be missing.
+    const double brevity =
+        std::min(1.0, index_.weights().shortQueryTerms /
+                          static_cast<double>(std::max<std::size_t>(terms_.size(), 1)));
+    const double power = index_.weights().coveragePower * brevity * brevity;
+    for (std::size_t held = 0; held <= terms_.size(); ++held) {
+        const double share = static_cast<double>(held) /
+                             static_cast<double>(std::max<std::size_t>(terms_.size(), 1));
+        coverage_.push_back(std::pow(share, power));
+    }
+    for (const TermEvidence* term : terms_) hasExtras_ = hasExtras_ || term->isInPeople();
+    scratch_.resize(terms_.size());
+    prepareUnits();
+}
+
+double LexicalScorer::tagScore(Cell cell) const {
+    return requestedTagWorth_ * static_cast<double>(TagEvidence::requestedCount(cell)) +
+           index_.weights().plainTag * static_cast<double>(TagEvidence::plainCount(cell));
+}
+
+double LexicalScorer::score(const Cell* termCells, Cell tagCell) const {
+    double weight = 0;
+    double relevance = 0;
+    std::size_t held = 0;
+    std::uint8_t bits = 0;
+    for (std::size_t i = 0; i < terms_.size(); ++i) {
+        const Cell cell = termCells[i];
+        if (cell == 0) continue;
+        weight += terms_[i]->weight(cell);
+        relevance += terms_[i]->relevance(cell);
+        bits |= bitsOf(cell);
+        ++held;
+    }
+    if ((bits & peopleBit) != 0) weight += index_.weights().people;
+    if (tagCell != 0) weight += tagScore(tagCell);
+    return weight + coverage_[held] * relevance;
+}
+
+double LexicalScorer::scoreOf(Ordinal ordinal) const {
+    std::vector<Cell> cells;
+    for (const TermEvidence* term : terms_) cells.push_back(term->cells().at(ordinal));
+    return score(cells.data(), tags_ == nullptr ? Cell{0} : tags_->cells().at(ordinal));
+}
+
+std::uint64_t LexicalScorer::hitsOf(std::size_t block) const {
+    std::uint64_t hits = tags_ == nullptr ? 0 : tags_->cells().hits(block);
+    for (const TermEvidence* term : terms_) hits |= term->cells().hits(block);
+    return hits;
+}
+
+double LexicalScorer::boundOf(std::size_t block) const {
+    if (hasExtras_) {
+        for (std::size_t i = 0; i < terms_.size(); ++i) {
+            scratch_[i] = terms_[i]->cells().summary(block);
+        }
+        return score(scratch_.data(), tags_ == nullptr ? Cell{0} : tags_->cells().summary(block));
+    }
+    double weight = 0;
+    double relevance = 0;
+    std::size_t held = 0;
+    for (const TermEvidence* term : terms_) {
+        const TermEvidence::BlockBest& best = term->blockBest(block);
+        weight += best.weight;
+        relevance += best.relevance;
+        held += best.isHeld ? 1 : 0;
+    }
+    return weight + coverage_[held] * relevance;
+}
+
+/// The bounds of a block's scores are summed up in numbers of 16 bits, many at a time.
+void LexicalScorer::prepareUnits() {
+    constexpr double greatestSlope = 250;  // times a strength, it fits
+    constexpr double greatestSum = 60000;
+    double steepest = 1;
+    double sum = index_.weights().people;
+    for (const TermEvidence* term : terms_) {
+        steepest = std::max(steepest, term->upperLine(0).slope * 256);
+        sum += term->greatest() + 1;
+    }
+    unitsPerPoint_ = std::min(greatestSlope / steepest, greatestSum / sum);
+    for (const TermEvidence* term : terms_) {
+        auto& lines = unitLines_.emplace_back();
+        for (std::size_t row = 0; row < lines.size(); ++row) {
+            const TermEvidence::Line line = term->upperLine(row);
+            // One unit more for what a division by 256 cuts off.
+            lines[row].start =
+                static_cast<std::uint16_t>(std::ceil(line.start * unitsPerPoint_) + 1);
+            lines[row].slope =
+                static_cast<std::uint16_t>(std::ceil(line.slope * 256 * unitsPerPoint_));
+        }
+    }
+}
+
+LexicalScorer::BlockBounds LexicalScorer::boundsIn(std::size_t block) const {
+    BlockBounds bounds{};
+    std::uint16_t forPeople = 0;
+    for (std::size_t t = 0; t < terms_.size(); ++t) {
+        const Cell summary = terms_[t]->cells().summary(block);
+        if (summary == 0) continue;
+        const auto [start, slope] = unitLines_[t][TermEvidence::rowOf(bitsOf(summary))];
+        const CellMap::Block cells = terms_[t]->cells().block(block);
+        for (std::size_t i = 0; i < bounds.size(); ++i) {
+            const std::uint16_t strength = cells[i] >> 8;
+            const std::uint16_t held = cells[i] != 0 ? 0xFFFF : 0;
+            bounds[i] = static_cast<std::uint16_t>(
+                bounds[i] + (start & held) + (static_cast<std::uint16_t>(strength * slope) >> 8));
+        }
+        if ((bitsOf(summary) & peopleBit) != 0) {
+            forPeople =
+                static_cast<std::uint16_t>(std::ceil(index_.weights().people * unitsPerPoint_));
+        }
+    }
+    if (forPeople != 0) {
+        for (std::uint16_t& bound : bounds) bound = static_cast<std::uint16_t>(bound + forPeople);
+    }
+    return bounds;
+}
+
+void LexicalScorer::scoreMemory(std::size_t block, std::size_t place, Best& best) const {
+    for (std::size_t i = 0; i < terms_.size(); ++i) {
+        scratch_[i] = terms_[i]->cells().block(block)[place];
+    }
+    const Cell tagCell = tags_ == nullptr ? Cell{0} : tags_->cells().block(block)[place];
+    const double total = score(scratch_.data(), tagCell);
+    const auto ordinal = static_cast<Ordinal>(block * CellMap::blockSize + place);
+    if (best.admits(total, index_.createdAt(ordinal))) best.offer(ordinal, total);
+}
+
+void LexicalScorer::scan(std::size_t block, std::uint64_t hits, Best& best) const {
+    const bool tagged = tags_ != nullptr && tags_->cells().summary(block) != 0;
+    if (!tagged && best.isFull() && std::popcount(hits) > fewHits) {
+        const BlockBounds bounds = boundsIn(block);
+        const auto needed = static_cast<std::uint16_t>(
+            std::clamp(std::floor(best.least() * unitsPerPoint_), 0.0, 65535.0));
+        std::uint16_t highest = 0;
+        for (const std::uint16_t bound : bounds) highest = std::max(highest, bound);
+        if (highest < needed) return;
+        for (std::uint64_t rest = hits; rest != 0; rest &= rest - 1) {
+            const auto place = static_cast<std::size_t>(std::countr_zero(rest));
+            if (bounds[place] >= needed) scoreMemory(block, place, best);
+        }
+        return;
+    }
+    for (std::uint64_t rest = hits; rest != 0; rest &= rest - 1) {
+        scoreMemory(block, static_cast<std::size_t>(std::countr_zero(rest)), best);
+    }
+}
+
+/// Terms that even together earn a memory less than the worst of the best has, decide nothing: of
+/// the hits from `first` on, only those of the other terms are kept.
+void LexicalScorer::keepDecisive(std::vector<Candidate>& candidates, std::size_t first,
+                                 const Best& best) const {
+    if (hasExtras_ || !best.isFull()) return;
+    std::vector<const TermEvidence*> decisive = terms_;
+    std::sort(decisive.begin(), decisive.end(), [](const TermEvidence* a, const TermEvidence* b) {
+        return a->greatestFound() > b->greatestFound();
+    });
+    constexpr double roundingError = 1e-9;
+    double rest = roundingError;
+    while (!decisive.empty() && rest + decisive.back()->greatestFound() < best.least()) {
+        rest += decisive.back()->greatestFound();
+        decisive.pop_back();
+    }
+    if (decisive.size() == terms_.size()) return;
+    for (Candidate& candidate : std::span(candidates).subspan(first)) {
+        std::uint64_t hits = 0;
+        for (const TermEvidence* term : decisive) hits |= term->cells().hits(candidate.block);
+        candidate.hits &= hits;
+    }
+}
+
+LexicalRanking LexicalScorer::rank(std::size_t limit) const {
+    LexicalRanking ranking;
+    std::vector<Candidate> candidates;
+    const std::size_t blockCount = CellMap::blockCountFor(index_.ordinalCount());
+    candidates.reserve(blockCount);
+    for (std::size_t block = 0; block < blockCount; ++block) {
+        const std::uint64_t hits = hitsOf(block);
+        if (hits == 0) continue;
+        ranking.totalCount += static_cast<std::size_t>(std::popcount(hits));
+        candidates.push_back({boundOf(block), hits, static_cast<std::uint32_t>(block)});
+    }
+    Best best(index_, limit);
+    // The most promising blocks first, so that few of the others need a look.
+    const std::size_t promising = std::min(promisingBlockCount, candidates.size());
+    std::nth_element(candidates.begin(),
+                     candidates.begin() + static_cast<std::ptrdiff_t>(promising), candidates.end(),
+                     [](const Candidate& a, const Candidate& b) { return a.bound > b.bound; });
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        if (i == promising) keepDecisive(candidates, promising, best);
+        const Candidate& candidate = candidates[i];
+        if (candidate.hits == 0) continue;
+        if (best.admits(candidate.bound, index_.newestIn(candidate.block))) {
+            scan(candidate.block, candidate.hits, best);
+        }
+    }
+    ranking.best = best.take();
+    return ranking;
+}
+
+}  // namespace nookery

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "retrieval/index/LexicalIndex.h"
+#include "retrieval/lexical/Query.h"
+#include "retrieval/lexical/TermEvidence.h"
+
+namespace nookery {
+
+/// The one-line reason shown under a hit: the strongest of what the query found in the memory.
+///   "Matched #tag", "Matched title", "Matched note", "Found in contents", "Found in image",
+///   "Contains Name Name"
+/// Empty when nothing of the query is in the memory.
+std::string hintFor(const LexicalIndex& index, const Query& query,
+                    const std::vector<const TermEvidence*>& terms, Ordinal ordinal);
+
+}  // namespace nookery

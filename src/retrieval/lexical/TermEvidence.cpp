@@ -1,0 +1,385 @@
+#include "retrieval/lexical/TermEvidence.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+#include "foundation/Text.h"
+#include "retrieval/text/FunctionWords.h"
+#include "retrieval/text/TextNormalizer.h"
+
+namespace nookery {
+namespace {
+
+constexpr double strongest = 255;
+constexpr std::array<const char*, matchKindCount> kindNames{"whole word", "same stem", "beginning",
+                                                            "inside"};
+
+std::size_t indexOf(SearchField field) { return static_cast<std::size_t>(field); }
+
+/// 0 to 1: how much it says that a memory is one of `memoryCount`.
+double rarityOf(double memoryCount, std::size_t collectionSize) {
+    const auto size = static_cast<double>(collectionSize);
+    const double count = std::min(memoryCount, size);
+    const auto surprise = [&](double held) {
+        return std::log(1 + (size - held + 0.5) / (held + 0.5));
+    };
+    return surprise(count) / surprise(0);
+}
+
+using StrengthByImpact = std::array<std::uint8_t, 256>;
+
+/// Strengths for impacts, as a share of the strongest match: from `floor` on, `share` of the rest.
+StrengthByImpact strengthTable(double floor, double share, std::uint8_t greatestImpact) {
+    StrengthByImpact table{};
+    for (std::size_t impact = 0; impact < table.size(); ++impact) {
+        const double counted = std::min<double>(static_cast<double>(impact), greatestImpact);
+        const double strength = floor * strongest + (1 - floor) * share * counted;
+        table[impact] = static_cast<std::uint8_t>(std::clamp(std::lround(strength), 1L, 255L));
+    }
+    return table;
+}
+
+std::uint8_t greatestImpactElsewhere(const RankingWeights& weights) {
+    const std::size_t elsewhere = indexOf(SearchField::elsewhere);
+    return static_cast<std::uint8_t>(
+        std::lround(strongest * (weights.bandFloor[elsewhere] + weights.bandWidth[elsewhere])));
+}
+
+/// How the bits of a cell come from those of a posting: `(mask & kept) | added`.
+struct BitRule {
+    FieldMask kept = 0xFF;
+    std::uint8_t added = 0;
+    bool makesHits = true;
+};
+
+constexpr BitRule asFound{};
+constexpr BitRule asElsewhere{peopleBit, fieldBit(SearchField::elsewhere)};
+constexpr BitRule asCorrected{0, correctedBit};
+constexpr BitRule asRelated{0, relatedBit, false};
+
+struct PhraseHit {
+    Ordinal ordinal = 0;
+    PhraseMatcher::Found found;
+};
+
+/// What was found of one form of a term, by how much of a token it is.
+struct FormMatches {
+    std::array<std::vector<TokenId>, matchKindCount> tokens;
+    std::vector<PhraseHit> phraseHits;
+    bool isOtherForm = false;  ///< the all-scripts form of a term that has a normal form too
+};
+
+}  // namespace
+
+/// Makes the evidence of one term.
+class TermLookup {
+  public:
+    TermLookup(const LexicalIndex& index, const QueryTerm& term, TermEvidence& evidence)
+        : index_(index), weights_(index.weights()), term_(term), evidence_(evidence) {}
+
+    void run() {
+        evidence_.isFunctionWord_ = isFunctionWord(term_.typed);
+        if (!term_.normal.empty()) findForm(term_.normal, false);
+        if (!term_.allScripts.empty()) findForm(term_.allScripts, !term_.normal.empty());
+        countMemories();
+        if (foundCount() > 0) {
+            useMatches();
+        } else {
+            useCorrections();
+        }
+        evidence_.summarise(index_.alive());
+        std::sort(evidence_.tokens_.begin(), evidence_.tokens_.end());
+    }
+
+  private:
+    void findForm(const std::string& form, bool isOtherForm) {
+        FormMatches matches;
+        matches.isOtherForm = isOtherForm;
+        std::vector<TermPiece> pieces = piecesOf(form);
+        if (pieces.size() > 1) {
+            findPhrase(std::move(pieces), matches);
+        } else if (pieces.size() == 1) {
+            findToken(pieces.front(), matches);
+        }
+        forms_.push_back(std::move(matches));
+    }
+
+    void findToken(const TermPiece& piece, FormMatches& matches) {
+        const Vocabulary& vocabulary = index_.vocabulary();
+        if (piece.match == PieceMatch::whole) {
+            isShort_ = !isIdeographRun(piece.text);
+            const auto token = vocabulary.find(piece.text);
+            if (token) matches.tokens[0].push_back(*token);
+            return;
+        }
+        const std::uint32_t stemKey = Vocabulary::stemKeyOf(piece.text);
+        for (const TokenId token : vocabulary.containing(piece.text)) {
+            if (index_.documentFrequency(token) == 0) continue;
+            matches.tokens[static_cast<std::size_t>(kindOf(piece.text, stemKey, token))].push_back(
+                token);
+        }
+    }
+
+    MatchKind kindOf(std::string_view part, std::uint32_t stemKey, TokenId token) const {
+        const std::string_view text = index_.tokenText(token);
+        if (!text.starts_with(part)) return MatchKind::inside;
+        if (text.size() == part.size()) return MatchKind::whole;
+        const bool sameStem = stemKey != 0 && index_.vocabulary().stemKey(token) == stemKey;
+        return sameStem ? MatchKind::stem : MatchKind::prefix;
+    }
+
+    void findPhrase(std::vector<TermPiece> pieces, FormMatches& matches) {
+        PhraseMatcher matcher(index_, std::move(pieces));
+        // Streams lie anywhere in memory: each is asked for a few before its turn.
+        constexpr std::size_t ahead = 8;
+        const std::vector<Ordinal> candidates = matcher.candidates();
+        for (std::size_t i = 0; i < candidates.size(); ++i) {
+            if (i + ahead < candidates.size()) index_.fetchStream(candidates[i + ahead]);
+            if (const auto found = matcher.find(index_.stream(candidates[i]))) {
+                matches.phraseHits.push_back({candidates[i], *found});
+            }
+        }
+        evidence_.phrases_.push_back(std::move(matcher));
+    }
+
+    double memoriesWith(const std::vector<TokenId>& tokens) const {
+        double count = 0;
+        for (const TokenId token : tokens) count += index_.documentFrequency(token);
+        return count;
+    }
+
+    void countMemories() {
+        for (const FormMatches& form : forms_) {
+            for (std::size_t kind = 0; kind < matchKindCount; ++kind) {
+                counts_[kind] += memoriesWith(form.tokens[kind]);
+            }
+            for (const PhraseHit& hit : form.phraseHits) {
+                counts_[static_cast<std::size_t>(hit.found.kind)] += 1;
+            }
+        }
+    }
+
+    double rarity(double memoryCount) const {
+        const double inLibrary = rarityOf(memoryCount, index_.size());
+        return evidence_.isFunctionWord_ ? std::min(inLibrary, weights_.functionWordRarity)
+                                         : inLibrary;
+    }
+
+    double foundCount() const {
+        double sum = 0;
+        for (const double count : counts_) sum += count;
+        return sum;
+    }
+
+    void useMatches() {
+        // Each kind is as rare as it and all better kinds together, so that a better match never
+        // counts less.
+        std::array<double, matchKindCount> factors{};
+        double memories = 0;
+        double scale = 0;
+        for (std::size_t kind = 0; kind < matchKindCount; ++kind) {
+            if (counts_[kind] == 0) continue;
+            memories += counts_[kind];
+            const double kindRarity = rarity(memories);
+            factors[kind] = weights_.kindFactor[kind] * kindRarity;
+            if (scale == 0) {
+                scale = factors[kind];
+                evidence_.rarity_ = kindRarity;
+            }
+        }
+        for (std::size_t kind = 0; kind < matchKindCount; ++kind) {
+            if (counts_[kind] == 0) continue;
+            useKind(kind, 0, factors[kind] / scale);
+        }
+        useBeside();
+        evidence_.fillWeights(weights_, scale, isShort_);
+    }
+
+    /// Words that add to what was found. A part that stands only inside words may be a mistyped
+    /// word.
+    void useBeside() {
+        if (counts_[0] > 0) {
+            useBeside("another form of the word", otherForms(), weights_.stemShare);
+        } else if (counts_[1] + counts_[2] == 0) {
+            useBeside("one edit away", corrections(), weights_.besidePartsShare);
+        }
+    }
+
+    void useBeside(const char* description, const std::vector<TokenId>& tokens, double share) {
+        if (tokens.empty() || share == 0) return;
+        scatter(tokens, strengthTable(0, share, 255), asRelated);
+        evidence_.noteTokens(tokens, true);
+        describe(description, tokens.size(), memoriesWith(tokens), share);
+    }
+
+    void useKind(std::size_t kind, double floor, double share) {
+        std::size_t tokenCount = 0;
+        for (const FormMatches& form : forms_) {
+            const BitRule rule = form.isOtherForm ? asElsewhere : asFound;
+            const StrengthByImpact strengths = strengthTable(
+                floor, share, form.isOtherForm ? greatestImpactElsewhere(weights_) : 255);
+            scatter(form.tokens[kind], strengths, rule);
+            for (const PhraseHit& hit : form.phraseHits) {
+                if (static_cast<std::size_t>(hit.found.kind) != kind) continue;
+                evidence_.cells_.merge(
+                    hit.ordinal,
+                    static_cast<std::uint8_t>((hit.found.mask & rule.kept) | rule.added),
+                    strengths[hit.found.impact]);
+            }
+            tokenCount += form.tokens[kind].size();
+            evidence_.noteTokens(form.tokens[kind], false);
+        }
+        describe(kindNames[kind], tokenCount, counts_[kind], share);
+    }
+
+    /// Words of the same stem in which the term does not stand.
+    std::vector<TokenId> otherForms() const {
+        if (!term_.allScripts.empty()) return {};
+        std::vector<TokenId> tokens = index_.vocabulary().sharingStem(term_.normal);
+        std::erase_if(tokens, [&](TokenId token) {
+            return index_.documentFrequency(token) == 0 ||
+                   index_.tokenText(token).find(term_.normal) != std::string_view::npos;
+        });
+        return tokens;
+    }
+
+    /// What the user may have meant.
+    std::vector<TokenId> corrections() const {
+        const std::string& form = term_.normal.empty() ? term_.allScripts : term_.normal;
+        if (form.empty() || form.find(' ') != std::string::npos) return {};
+        std::vector<TokenId> tokens = index_.vocabulary().oneEditAway(form);
+        if (tokens.empty() && form.size() >= weights_.fewestBeginningLetters) {
+            tokens = index_.vocabulary().beginningOneEditAway(form);
+        }
+        const std::vector<TokenId> stems = index_.vocabulary().sharingStem(form);
+        tokens.insert(tokens.end(), stems.begin(), stems.end());
+        std::sort(tokens.begin(), tokens.end());
+        tokens.erase(std::unique(tokens.begin(), tokens.end()), tokens.end());
+        std::erase_if(tokens, [&](TokenId token) { return index_.documentFrequency(token) == 0; });
+        return tokens;
+    }
+
+    /// The term stands nowhere.
+    void useCorrections() {
+        const std::vector<TokenId> tokens = corrections();
+        if (tokens.empty()) return;
+        const double memories = memoriesWith(tokens);
+        evidence_.corrected_ = true;
+        evidence_.rarity_ = rarity(memories);
+        scatter(tokens, strengthTable(0, 1, 255), asCorrected);
+        evidence_.noteTokens(tokens, true);
+        describe("one edit away", tokens.size(), memories, weights_.correctionShare);
+        evidence_.fillWeights(weights_, weights_.correctionShare * evidence_.rarity_, isShort_);
+    }
+
+    void scatter(const std::vector<TokenId>& tokens, const StrengthByImpact& strengths,
+                 BitRule rule) {
+        CellMap& cells = evidence_.cells_;
+        const auto mergeWith = [&](auto merge) {
+            forEachPosting(tokens, [&](Ordinal ordinal, PostingMark mark) {
+                merge(ordinal, static_cast<std::uint8_t>((mark.mask & rule.kept) | rule.added),
+                      strengths[mark.impact]);
+            });
+        };
+        if (rule.makesHits) {
+            mergeWith([&](auto... cell) { cells.merge(cell...); });
+        } else {
+            mergeWith([&](auto... cell) { cells.mergeAside(cell...); });
+        }
+    }
+
+    template <typename Use>
+    void forEachPosting(const std::vector<TokenId>& tokens, Use use) const {
+        const auto useAll = [&](const Postings::List& list) {
+            for (std::size_t i = 0; i < list.ordinals.size(); ++i) {
+                use(list.ordinals[i], list.marks[i]);
+            }
+        };
+        for (const TokenId token : tokens) {
+            useAll(index_.postings().sorted(token));
+            useAll(index_.postings().grown(token));
+        }
+    }
+
+    void describe(std::string description, std::size_t tokenCount, double memoryCount,
+                  double factor) {
+        evidence_.matches_.push_back(
+            {std::move(description), tokenCount, static_cast<std::size_t>(memoryCount), factor});
+    }
+
+    const LexicalIndex& index_;
+    const RankingWeights& weights_;
+    const QueryTerm& term_;
+    TermEvidence& evidence_;
+    std::vector<FormMatches> forms_;
+    std::array<double, matchKindCount> counts_{};
+    bool isShort_ = false;
+};
+
+TermEvidence::TermEvidence(const LexicalIndex& index, const QueryTerm& term, CellMap cells)
+    : cells_(std::move(cells)) {
+    cells_.reset(index.ordinalCount());
+    TermLookup(index, term, *this).run();
+}
+
+void TermEvidence::noteTokens(const std::vector<TokenId>& tokens, bool expanded) {
+    tokens_.insert(tokens_.end(), tokens.begin(), tokens.end());
+    if (expanded) expanded_.insert(expanded_.end(), tokens.begin(), tokens.end());
+}
+
+void TermEvidence::summarise(std::span<const std::uint64_t> alive) {
+    cells_.summarise(alive);
+    blockBests_.resize(cells_.blockCount());
+    for (std::size_t block = 0; block < blockBests_.size(); ++block) {
+        const Cell summary = cells_.summary(block);
+        if (summary == 0) continue;
+        blockBests_[block] = {weight(summary), relevance(summary), true};
+        greatestFound_ = std::max(greatestFound_, weight(summary) + relevance(summary));
+        inPeople_ = inPeople_ || (bitsOf(summary) & peopleBit) != 0;
+    }
+}
+
+std::size_t TermEvidence::rowOf(std::uint8_t bits) {
+    constexpr unsigned fieldBits = (1U << searchFieldCount) - 1;
+    const unsigned fields = bits & fieldBits;
+    return fields == 0 ? searchFieldCount : static_cast<std::size_t>(std::countr_zero(fields));
+}
+
+void TermEvidence::fillWeights(const RankingWeights& weights, double scale, bool isShort) {
+    relevanceStep_ = weights.relevance * scale / strongest;
+    for (std::size_t row = 0; row < rowCount; ++row) {
+        const bool expanded = row == searchFieldCount;
+        const double first = expanded || isShort ? 0 : weights.firstPass[row];
+        const double second = expanded ? weights.expanded : weights.secondPass[row];
+        for (std::size_t strength = 0; strength < weights_[row].size(); ++strength) {
+            const double worth = second * weights.greatestStrength * scale *
+                                 static_cast<double>(strength) / strongest;
+            weights_[row][strength] = first + (worth < weights.floor ? 0 : worth);
+        }
+    }
+}
+
+TermEvidence::Line TermEvidence::upperLine(std::size_t row) const {
+    // The second pass is a line through 0, from which the floor only takes.
+    const auto& weights = weights_[row];
+    return {weights.front(), (weights.back() - weights.front()) / strongest + relevanceStep_};
+}
+
+double TermEvidence::greatest() const { return weights_[0].back() + relevanceStep_ * strongest; }
+
+std::uint32_t TermEvidence::sectionsIn(TokenStream stream) const {
+    std::uint32_t sections = 0;
+    for (const PhraseMatcher& phrase : phrases_) {
+        if (const auto found = phrase.find(stream)) sections |= found->sections;
+    }
+    while (stream.next()) {
+        if (!stream.atToken() || stream.section() == Section::tags) continue;
+        if (std::binary_search(tokens_.begin(), tokens_.end(), stream.token())) {
+            sections |= 1U << static_cast<unsigned>(stream.section());
+        }
+    }
+    return sections;
+}
+
+}  // namespace nookery

@@ -1,0 +1,262 @@
+#include "retrieval/related/RelatedMemories.h"
+
+#include <algorithm>
+#include <cmath>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "retrieval/deep/DeepSearchGathering.h"
+#include "retrieval/related/TextLikeness.h"
+#include "retrieval/related/VersionFamily.h"
+
+namespace nookery {
+namespace {
+
+constexpr double leastAssociationValue = 0.36;
+constexpr std::size_t fewestSharedWords = 2;
+constexpr double leastCosine = 0.46;
+
+/// How many of those with most in common are looked at closely.
+constexpr std::size_t closerLookLimit = 64;
+
+/// More than any of these can be apart: what follows a near-duplicate never outranks it.
+constexpr double nearDuplicateStrength = 10;
+
+using Strengths = std::unordered_map<Ordinal, double>;
+
+/// What memories share with one memory, counted over the postings of its tokens.
+class SharedTokens {
+  public:
+    explicit SharedTokens(const LexicalIndex& index)
+        : index_(index), rarity_(index.ordinalCount()), count_(index.ordinalCount()) {}
+
+    void add(TokenId token, float rarity) {
+        addAll(index_.postings().sorted(token).ordinals, rarity);
+        addAll(index_.postings().grown(token).ordinals, rarity);
+    }
+
+    /// Those that share at least one, in the order met; dead ones are left out.
+    const std::vector<Ordinal>& holders() const { return holders_; }
+    double rarity(Ordinal ordinal) const { return rarity_[ordinal]; }
+    std::size_t count(Ordinal ordinal) const { return count_[ordinal]; }
+
+  private:
+    void addAll(std::span<const Ordinal> ordinals, float rarity) {
+        for (const Ordinal ordinal : ordinals) {
+            if (!index_.isAlive(ordinal)) continue;
+            if (count_[ordinal]++ == 0) holders_.push_back(ordinal);
+            rarity_[ordinal] += rarity;
+        }
+    }
+
+    const LexicalIndex& index_;
+    std::vector<float> rarity_;
+    std::vector<std::uint32_t> count_;
+    std::vector<Ordinal> holders_;
+};
+
+/// The contents of one memory, and how others' compare with them.
+class ContentsComparison {
+  public:
+    ContentsComparison(const LexicalIndex& index, Ordinal self)
+        : index_(index), ownTokens_(index.vocabulary().size()), seen_(index.vocabulary().size()) {
+        std::size_t tokenCount = 0;
+        forEachContentsToken(self, [&](TokenId token) {
+            ++tokenCount;
+            length_ += index_.tokenText(token).size() + 1;
+            if (!ownTokens_[token]) distinct_.push_back(token);
+            ownTokens_[token] = true;
+            return true;
+        });
+        takesPart_ = tokenCount >= leastLikenessTokens && length_ > leastLikenessLength;
+        if (takesPart_) text_ = contentsText(self);
+    }
+
+    bool takesPart() const { return takesPart_; }
+
+    /// Some of its distinct tokens, and how many of them every near-duplicate holds.
+    struct Telling {
+        std::vector<TokenId> tokens;
+        std::size_t leastShared = 1;
+    };
+
+    /// A near-duplicate holds at least `needed` of the distinct tokens and so lacks at most the
+    /// others: of any so many and k more it holds k. The rarest tokens are held by fewest others,
+    /// and a k above 1 leaves out those that share a word by chance.
+    Telling tellingTokens() {
+        const auto needed = static_cast<std::size_t>(
+            std::ceil(leastTokenOverlap * static_cast<double>(distinct_.size())));
+        const std::size_t leastShared = 1 + needed / 8;
+        const std::size_t count = distinct_.size() - needed + leastShared;
+        const auto end = distinct_.begin() + static_cast<std::ptrdiff_t>(count);
+        std::nth_element(distinct_.begin(), end - 1, distinct_.end(), [&](TokenId a, TokenId b) {
+            return index_.documentFrequency(a) < index_.documentFrequency(b);
+        });
+        return {{distinct_.begin(), end}, leastShared};
+    }
+
+    /// How much of their words they share, when the other memory is a near-duplicate; else 0.
+    double likenessTo(Ordinal other) {
+        const TokenCounts counts = countTokens(other);
+        const Likeness likeness = likenessByTokens(counts);
+        if (likeness == Likeness::different) return 0;
+        const std::string otherText = contentsText(other);
+        if (!isLongEnough_) return 0;
+        if (likeness == Likeness::decidedByCharacters &&
+            !areNearDuplicates(counts, characterRatio(text_, otherText))) {
+            return 0;
+        }
+        return tokenOverlap(counts);
+    }
+
+  private:
+    /// Calls `visit` for each token of the contents until it answers false.
+    template <typename Visit>
+    void forEachContentsToken(Ordinal ordinal, Visit visit) const {
+        TokenStream stream = index_.stream(ordinal);
+        while (stream.next() && stream.section() <= Section::contents) {
+            if (!stream.atToken() || stream.section() != Section::contents) continue;
+            if (!visit(stream.token())) return;
+        }
+    }
+
+    /// Ends early, with too little shared, once the other text holds too much that is its own.
+    TokenCounts countTokens(Ordinal other) {
+        ++round_;
+        TokenCounts counts{.first = distinct_.size()};
+        const auto mostOwn = static_cast<std::size_t>((1 / leastTokenOverlap - 1) *
+                                                      static_cast<double>(distinct_.size()));
+        forEachContentsToken(other, [&](TokenId token) {
+            if (seen_[token] == round_) return true;
+            seen_[token] = round_;
+            ++counts.second;
+            if (ownTokens_[token]) ++counts.shared;
+            return counts.second - counts.shared <= mostOwn;
+        });
+        return counts;
+    }
+
+    /// The front of the contents' normal form; notes whether all of it is long enough.
+    std::string contentsText(Ordinal ordinal) {
+        constexpr std::size_t enough = 1024;
+        std::string text;
+        std::size_t tokenCount = 0;
+        forEachContentsToken(ordinal, [&](TokenId token) {
+            if (!text.empty()) text += ' ';
+            text += index_.tokenText(token);
+            ++tokenCount;
+            return text.size() < enough || tokenCount < leastLikenessTokens;
+        });
+        isLongEnough_ = text.size() >= leastLikenessLength && tokenCount >= leastLikenessTokens;
+        return text;
+    }
+
+    const LexicalIndex& index_;
+    std::vector<bool> ownTokens_;      // by token
+    std::vector<std::uint32_t> seen_;  // by token: the round in which it was last counted
+    std::uint32_t round_ = 0;
+    std::vector<TokenId> distinct_;
+    std::size_t length_ = 0;
+    std::string text_;
+    bool takesPart_ = false;
+    bool isLongEnough_ = false;
+};
+
+void addNearDuplicates(const LexicalIndex& index, Ordinal self, Strengths& strengths) {
+    ContentsComparison contents(index, self);
+    if (!contents.takesPart()) return;
+    SharedTokens shared(index);
+    const auto telling = contents.tellingTokens();
+    for (const TokenId token : telling.tokens) shared.add(token, 1);
+    for (const Ordinal other : shared.holders()) {
+        if (other == self || shared.count(other) < telling.leastShared) continue;
+        const double likeness = contents.likenessTo(other);
+        if (likeness > 0) strengths[other] += nearDuplicateStrength + likeness;
+    }
+}
+
+void addAssociated(const LexicalIndex& index, Ordinal self, Strengths& strengths) {
+    const auto tokens = associationTokens(index, self);
+    SharedTokens shared(index);
+    for (const AssociationToken& token : tokens) shared.add(token.token, token.rarity);
+    std::vector<Ordinal> partners;
+    for (const Ordinal other : shared.holders()) {
+        if (other != self && shared.count(other) >= fewestSharedWords) partners.push_back(other);
+    }
+    const auto hasMore = [&](Ordinal a, Ordinal b) {
+        const double difference = shared.rarity(a) - shared.rarity(b);
+        return difference != 0 ? difference > 0 : a < b;
+    };
+    const std::size_t count = std::min(partners.size(), closerLookLimit);
+    std::partial_sort(partners.begin(), partners.begin() + static_cast<std::ptrdiff_t>(count),
+                      partners.end(), hasMore);
+    const double ownSum = associationSum(tokens);
+    for (const Ordinal other : std::span(partners).first(count)) {
+        const double otherSum = associationSum(associationTokens(index, other));
+        const double value = std::min(1.0, shared.rarity(other) / std::min(ownSum, otherSum));
+        if (value >= leastAssociationValue) strengths[other] += value;
+    }
+}
+
+void addAlikeInMeaning(const LexicalIndex& index, const VectorMatrix& vectors, const Uuid& id,
+                       Strengths& strengths) {
+    const auto row = vectors.rowOf(id);
+    if (!row) return;
+    const VectorView view = vectors.view();
+    for (const VectorMatch& match :
+         view.mostSimilar(view.row(*row), leastCosine, 2 * relatedLimit, {})) {
+        const auto ordinal = index.ordinalOf(match.item->id);
+        if (ordinal && match.item->id != id) strengths[*ordinal] += match.cosine;
+    }
+}
+
+/// The share of two names' words that both have.
+double sharedWords(const std::string& file, const std::string& otherFile) {
+    const auto words = versionFreeWords(file);
+    const auto otherWords = versionFreeWords(otherFile);
+    const std::unordered_set<std::string> first(words.begin(), words.end());
+    const std::unordered_set<std::string> second(otherWords.begin(), otherWords.end());
+    TokenCounts counts{.first = first.size(), .second = second.size()};
+    for (const std::string& word : first) counts.shared += second.count(word);
+    return tokenOverlap(counts);
+}
+
+void addOtherFormats(const LexicalIndex& index, FileFamilies& families, const CrumbItem& item,
+                     Strengths& strengths) {
+    for (const CrumbItemPointer& other : families.otherFormatsOf(item.id)) {
+        strengths[*index.ordinalOf(other->id)] +=
+            leastAssociationValue + sharedWords(*item.filePath, *other->filePath);
+    }
+}
+
+}  // namespace
+
+std::vector<Uuid> findRelated(const LexicalIndex& index, const VectorMatrix& vectors,
+                              FileFamilies& families, const Uuid& id) {
+    const auto self = index.ordinalOf(id);
+    if (!self) return {};
+    Strengths strengths;
+    addNearDuplicates(index, *self, strengths);
+    addAssociated(index, *self, strengths);
+    addAlikeInMeaning(index, vectors, id, strengths);
+    addOtherFormats(index, families, *index.item(*self), strengths);
+    std::erase_if(strengths, [&](const auto& entry) {
+        return families.areVersions(id, index.item(entry.first)->id);
+    });
+    std::vector<std::pair<Ordinal, double>> ranked(strengths.begin(), strengths.end());
+    std::sort(ranked.begin(), ranked.end(), [&](const auto& a, const auto& b) {
+        if (a.second != b.second) return a.second > b.second;
+        const CrumbItem& first = *index.item(a.first);
+        const CrumbItem& second = *index.item(b.first);
+        return first.createdAt != second.createdAt ? first.createdAt > second.createdAt
+                                                   : first.id < second.id;
+    });
+    std::vector<Uuid> ids;
+    for (const auto& [ordinal, strength] : ranked) {
+        if (ids.size() == relatedLimit) break;
+        ids.push_back(index.item(ordinal)->id);
+    }
+    return ids;
+}
+
+}  // namespace nookery

@@ -1,0 +1,107 @@
+#include "retrieval/show/SearchExplanation.h"
+
+#include <fmt/format.h>
+
+#include <iterator>
+
+#include "retrieval/lexical/SearchHints.h"
+
+namespace nookery {
+namespace {
+
+constexpr std::size_t explainedHitCount = 5;
+constexpr std::size_t namedTokenCount = 12;
+
+std::string fieldNames(std::uint8_t bits) {
+    constexpr std::array<const char*, 7> names{"title",  "note",      "contents", "elsewhere",
+                                               "people", "corrected", "same stem"};
+    std::string text;
+    for (std::size_t bit = 0; bit < names.size(); ++bit) {
+        if ((bits >> bit & 1) == 0) continue;
+        if (!text.empty()) text += ", ";
+        text += names[bit];
+    }
+    return text;
+}
+
+/// Writes the explanation from top to bottom.
+class Explanation {
+  public:
+    Explanation(const LexicalIndex& index, const LexicalSearch::Findings& findings)
+        : index_(index), findings_(findings) {}
+
+    std::string write() {
+        line("Query     \"{}\" over {} memories", findings_.query.text, index_.size());
+        for (const QueryTerm& term : findings_.query.terms) {
+            line("Term      {} -> \"{}\"{}", term.typed, term.normal,
+                 term.allScripts.empty() ? ""
+                                         : fmt::format(", all scripts \"{}\"", term.allScripts));
+        }
+        for (const std::string& tag : findings_.query.requestedTags) {
+            const auto* tagged = index_.taggedWith(tag);
+            line("Tag       #{}: {}", tag, tagged == nullptr ? "no memory has it" : "asked for");
+        }
+        for (const std::string& tag : findings_.plainTags) line("Tag       {}: typed plainly", tag);
+        for (const TermEvidence* term : findings_.terms) writeEvidence(*term);
+        writeHits();
+        return std::move(text_);
+    }
+
+  private:
+    template <typename... Values>
+    void line(fmt::format_string<Values...> format, Values&&... values) {
+        fmt::format_to(std::back_inserter(text_), format, std::forward<Values>(values)...);
+        text_ += '\n';
+    }
+
+    void writeEvidence(const TermEvidence& term) {
+        line("Evidence  {} memories, rarity {:.2f}", term.hitCount(), term.rarity());
+        for (const TermMatch& match : term.matches()) {
+            line("            {}: {} tokens in {} places, worth {:.2f}", match.description,
+                 match.tokenCount, match.memoryCount, match.factor);
+        }
+        std::string named;
+        for (std::size_t i = 0; i < std::min(namedTokenCount, term.tokens().size()); ++i) {
+            named += fmt::format(" {}", index_.tokenText(term.tokens()[i]));
+        }
+        if (term.tokens().size() > namedTokenCount) named += " …";
+        line("            tokens:{}", named);
+    }
+
+    void writeHits() {
+        const LexicalScorer scorer(index_, findings_.terms,
+                                   findings_.tags ? &*findings_.tags : nullptr);
+        const LexicalRanking ranking = scorer.rank(explainedHitCount);
+        line("Hits      {}", ranking.totalCount);
+        for (const ScoredMemory& hit : ranking.best) {
+            line("  {:8.3f}  {}  [{}]", hit.score, index_.item(hit.ordinal)->title,
+                 hintFor(index_, findings_.query, findings_.terms, hit.ordinal));
+            writeContributions(hit.ordinal);
+        }
+    }
+
+    void writeContributions(Ordinal ordinal) {
+        for (const TermEvidence* term : findings_.terms) {
+            const Cell cell = term->cells().at(ordinal);
+            if (cell == 0) continue;
+            line("              {} (strength {}/255): {:.2f} by field, {:.2f} by relevance",
+                 fieldNames(bitsOf(cell)), strengthOf(cell), term->weight(cell),
+                 term->relevance(cell));
+        }
+    }
+
+    const LexicalIndex& index_;
+    const LexicalSearch::Findings& findings_;
+    std::string text_;
+};
+
+}  // namespace
+
+std::string explainSearch(const LexicalIndex& index, LexicalSearch& search,
+                          std::string_view searchText) {
+    const LexicalSearch::Findings findings = search.look(searchText);
+    if (findings.query.isEmpty()) return "Nothing to search for.\n";
+    return Explanation(index, findings).write();
+}
+
+}  // namespace nookery

@@ -1,0 +1,86 @@
+#include "collection/database/Sidecar.h"
+
+#include <gtest/gtest.h>
+
+#include "support/TestPlatform.h"
+
+namespace nookery {
+namespace {
+
+using testing::TestPlatform;
+
+OriginalFact makeFact(const Path& path, std::uint8_t digestByte) {
+    OriginalFact fact{path, Uuid::random(), {}, 5'000'000'000, -1};
+    fact.digest.bytes.fill(digestByte);
+    return fact;
+}
+
+class SidecarTest : public ::testing::Test {
+  protected:
+    Sidecar open() { return Sidecar::open(*world_.realFiles, world_.layout()); }
+
+    TestPlatform world_;
+};
+
+TEST_F(SidecarTest, FactsAboutOriginalsAreKeptUnderAnyNameUntilForgotten) {
+    OriginalFact first = makeFact(Path("Items/caf\xE9\n"), 1);
+    const OriginalFact twin = makeFact("Items/twin", 1);
+    const OriginalFact other = makeFact("Items/other", 2);
+    {
+        auto sidecar = open();
+        sidecar.recordOriginals(std::vector{first, twin, other});
+        first.byteCount = 7;
+        sidecar.recordOriginals(std::vector{first});
+    }
+    auto sidecar = open();
+    EXPECT_EQ(sidecar.original(first.relativePath), first);
+    EXPECT_EQ(sidecar.originalsWithDigest(twin.digest), (std::vector{first, twin}));
+    sidecar.forgetOriginals(std::vector{twin.relativePath, Path("Items/never")});
+    EXPECT_EQ(sidecar.originals(), (std::vector{first, other}));
+    const std::vector<Path> pending{Path("Items/a\xFF"), Path("Items/b")};
+    sidecar.addPendingOriginals(pending);
+    sidecar.addPendingOriginals(std::vector{pending[0]});
+    EXPECT_EQ(sidecar.pendingOriginals(), pending);
+    sidecar.removePendingOriginals(std::vector{pending[0]});
+    EXPECT_EQ(sidecar.pendingOriginals(), std::vector{pending[1]});
+}
+
+TEST_F(SidecarTest, WorkWaitsInOrderAndRemembersItsFailures) {
+    auto sidecar = open();
+    const std::vector<Uuid> ids{Uuid::random(), Uuid::random(), Uuid::random()};
+    sidecar.addWork(ids, "embed");
+    sidecar.addWork(std::vector{ids[1]}, "thumbnail");
+    sidecar.noteWorkBegun(std::vector{ids[1]}, "embed");
+    EXPECT_EQ(sidecar.pendingWork("embed")[1].lastFailure,
+              "NOOKERY ended while it worked on this.");
+    sidecar.noteWorkFailure(ids[1], "embed", "no model");
+    sidecar.noteWorkBegun(std::vector{ids[1]}, "embed");
+    sidecar.noteWorkFailure(ids[1], "embed", "still none");
+    sidecar.noteWorkBegun(std::vector{ids[2]}, "embed");
+    sidecar.takeWorkBack(std::vector{ids[2]}, "embed");
+    sidecar.addWork(ids, "embed");
+    sidecar.finishWork(std::vector{ids[0]}, "embed");
+    EXPECT_EQ(
+        sidecar.pendingWork("embed"),
+        (std::vector<PendingWork>{{ids[1], "embed", 2, "still none"}, {ids[2], "embed", 0, {}}}));
+    sidecar.forgetMemories(std::vector{ids[1]});
+    EXPECT_EQ(sidecar.pendingWork(), (std::vector<PendingWork>{{ids[2], "embed", 0, {}}}));
+    EXPECT_EQ(sidecar.state("key"), std::nullopt);
+    sidecar.setState("key", std::string_view("a\0b", 3));
+    EXPECT_EQ(sidecar.state("key"), std::string("a\0b", 3));
+    sidecar.setState("key", "");
+    EXPECT_EQ(sidecar.state("key"), "");
+    sidecar.removeState("key");
+    EXPECT_EQ(sidecar.state("key"), std::nullopt);
+}
+
+TEST_F(SidecarTest, AFileOfANewerProgramIsRefusedAndLeftAlone) {
+    open();
+    SqliteConnection::open(world_.layout().sidecar(), SqliteAccess::readWriteCreate)
+        .execute("PRAGMA user_version=99;");
+    EXPECT_THROW(open(), DatabaseError);
+    EXPECT_THROW(Sidecar::openForReading(world_.layout().sidecar()), DatabaseError);
+}
+
+}  // namespace
+}  // namespace nookery

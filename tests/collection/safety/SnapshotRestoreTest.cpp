@@ -1,0 +1,190 @@
+#include "collection/safety/SnapshotRestore.h"
+
+#include <gtest/gtest.h>
+
+#include "collection/safety/JournaledSwap.h"
+#include "collection/store/CrumbStore.h"
+#include "foundation/Json.h"
+#include "records/DefaultsKeys.h"
+#include "support/SnapshotWorld.h"
+
+namespace nookery {
+namespace {
+
+using testing::Fault;
+using testing::SimulatedCrash;
+using testing::SnapshotWorld;
+
+/// A library that has changed since its snapshot, closed and ready to be restored.
+class RestoreWorld : public SnapshotWorld {
+  public:
+    RestoreWorld() {
+        capture("kept.txt", "old text");
+        capture("deep/removed.txt", "was here");
+        atSnapshot = librarySays();
+        snapshotName = take();
+        capture("kept.txt", "new");
+        capture("added.txt", "later");
+        std::filesystem::remove_all(world.layout().items() / "deep");
+        world.defaults.set(manualTagsDefaultsKey, "{\"tags\":2}");
+        world.defaults.set(usageDefaultsKey, "{}");
+        snapshots.reset();
+        sidecar.reset();
+        // Writes that only the log holds when the program is killed.
+        database->makeDurable();
+        const Path log = world.layout().library() / "crumb.sqlite3-wal";
+        std::filesystem::copy_file(log, log.native() + ".kept");
+        database.reset();
+        std::filesystem::rename(log.native() + ".kept", log);
+        before = librarySays();
+        std::filesystem::copy(world.layout().library(), world.folder / "copy",
+                              std::filesystem::copy_options::recursive);
+    }
+
+    /// Back to the state after construction.
+    void startOver() {
+        std::filesystem::remove_all(world.layout().library());
+        std::filesystem::copy(world.folder / "copy", world.layout().library(),
+                              std::filesystem::copy_options::recursive);
+        world.defaults.set(manualTagsDefaultsKey, "{\"tags\":2}");
+    }
+
+    void prepare() { prepareSnapshotRestore(platform, world.layout(), snapshotName, {}, {}); }
+    std::optional<RestoreNotice> start() {
+        return completePendingSnapshotRestore(platform, world.layout());
+    }
+    /// Names in the library folder that only a restore makes.
+    std::vector<std::string> leftovers() const {
+        std::vector<std::string> found;
+        for (const auto& entry : world.realFiles->list(world.layout().library())) {
+            if (entry.name.native().starts_with(".")) found.push_back(entry.name);
+        }
+        return found;
+    }
+
+    std::string atSnapshot;
+    std::string before;
+    std::string snapshotName;
+};
+
+TEST(SnapshotRestore, BringsBackWhatTheSnapshotHoldsAndKeepsWhatWasThere) {
+    RestoreWorld world;
+    const std::string shelfBefore =
+        world.world.folder.read(world.inSnapshot(world.snapshotName, "Items/kept.txt")
+                                    .lexically_relative(world.world.folder.path()));
+    EXPECT_EQ(world.start(), std::nullopt);
+    world.prepare();
+    EXPECT_EQ(world.librarySays(), world.before) << "preparing changes nothing";
+    EXPECT_THROW(world.prepare(), RestoreError);
+    const auto notice = world.start();
+    ASSERT_TRUE(notice && notice->restored);
+    EXPECT_EQ(world.librarySays(), world.atSnapshot);
+    EXPECT_EQ(world.world.defaults.get(usageDefaultsKey), std::nullopt);
+    EXPECT_TRUE(world.leftovers().empty());
+
+    const auto safety = world.world.folder.filesBelow("data/Crumb/Recovery/Before-Restore");
+    const auto holds = [&safety](const std::string& end) {
+        return std::any_of(safety.begin(), safety.end(),
+                           [&](const std::string& file) { return file.ends_with(end); });
+    };
+    for (const char* file : {"crumb.sqlite3", "crumb.sqlite3-wal", "sidecar.sqlite3",
+                             "Items/added.txt", "Crumb-State.plist"}) {
+        EXPECT_TRUE(holds(file)) << file;
+    }
+    // What is written into a restored original must not reach the snapshot.
+    std::filesystem::resize_file(world.world.layout().items() / "kept.txt", 1);
+    EXPECT_EQ(world.world.folder.read(world.inSnapshot(world.snapshotName, "Items/kept.txt")
+                                          .lexically_relative(world.world.folder.path())),
+              shelfBefore);
+}
+
+TEST(SnapshotRestore, TheStoreCompletesAWaitingRestoreBeforeItOpensTheDatabase) {
+    RestoreWorld world;
+    world.prepare();
+    CrumbStore store(world.platform, world.world.layout(), LibraryAccess::writing);
+    store.start(SessionLength::oneCommand);
+    ASSERT_TRUE(store.restoreNotice());
+    EXPECT_TRUE(store.restoreNotice()->restored);
+    EXPECT_EQ(store.items()->size(), 2u) << "three memories before the restore";
+    EXPECT_EQ(world.librarySays(), world.atSnapshot);
+}
+
+TEST(SnapshotRestore, ASnapshotThatFailsItsCheckIsRefusedAndNothingWaits) {
+    const auto refuses = [](const std::function<void(const Path& snapshot)>& damage) {
+        RestoreWorld world;
+        damage(world.inSnapshot(world.snapshotName, ""));
+        EXPECT_THROW(world.prepare(), Error);
+        EXPECT_TRUE(world.leftovers().empty());
+        EXPECT_EQ(world.librarySays(), world.before);
+    };
+    for (const char* file : {"crumb.sqlite3", "sidecar.sqlite3"}) {
+        refuses(
+            [file](const Path& snapshot) { std::filesystem::resize_file(snapshot / file, 9000); });
+    }
+    for (const char* file :
+         {"crumb.sqlite3", "manifest.json", "Crumb-State.plist", "Items/kept.txt"}) {
+        refuses([file](const Path& snapshot) { std::filesystem::remove(snapshot / file); });
+    }
+    RestoreWorld world;
+    EXPECT_THROW(prepareSnapshotRestore(world.platform, world.world.layout(), "../x", {}, {}),
+                 RestoreError);
+    std::stop_source stop;
+    EXPECT_THROW(prepareSnapshotRestore(
+                     world.platform, world.world.layout(), world.snapshotName,
+                     [&stop](std::size_t, std::size_t) { stop.request_stop(); }, stop.get_token()),
+                 Cancelled);
+    EXPECT_TRUE(world.leftovers().empty());
+}
+
+/// Restores with a fault at the k-th operation of preparing and completing, then starts as often as
+/// a person would. Returns whether there was a k-th operation.
+bool restoreWithFault(RestoreWorld& world, Fault fault, int k) {
+    world.startOver();
+    world.world.files.arm(fault, k);
+    try {
+        world.prepare();
+        world.start();
+    } catch (const Error&) {
+    } catch (const SimulatedCrash&) {
+    }
+    const bool reached = world.world.files.operationCount() >= k;
+    world.world.files.losePower();
+    world.world.files.disarm();
+    world.start();
+    EXPECT_EQ(world.start(), std::nullopt) << "step " << k;
+    EXPECT_TRUE(world.leftovers().empty()) << "step " << k;
+    if (world.librarySays() == world.before) {
+        world.prepare();
+        EXPECT_TRUE(world.start()->restored) << "step " << k;
+    }
+    EXPECT_EQ(world.librarySays(), world.atSnapshot) << "neither old nor new at step " << k;
+    return reached;
+}
+
+TEST(SnapshotRestore, AFaultAtAnyOperationLeavesTheOldStateOrTheNewAndTheNextStartGoesOn) {
+    RestoreWorld world;
+    for (const Fault fault : {Fault::fail, Fault::diskFull, Fault::crash}) {
+        int k = 1;
+        while (restoreWithFault(world, fault, k) && !::testing::Test::HasFailure()) ++k;
+        EXPECT_GT(k, 60) << "operations of one restore";
+    }
+}
+
+TEST(JournaledSwap, RefusesPlacesThatAreTakenOrEmptyAndJournalsItCannotRead) {
+    const testing::TemporaryDirectory folder;
+    const auto files = makePosixFileSystem();
+    const Path journal = folder / "journal.json";
+    folder.write("live", "1");
+    folder.write("safety", "2");
+    EXPECT_THROW(
+        JournaledSwap::begin(*files, folder.path(), journal, {{"live", std::nullopt, "safety"}}),
+        FileError);
+    EXPECT_THROW(JournaledSwap::begin(*files, folder.path(), journal, {{"live", "staged", "s"}}),
+                 FileError);
+    EXPECT_FALSE(JournaledSwap::find(*files, folder.path(), journal));
+    folder.write("journal.json", "{\"direction\":\"sideways\",\"moves\":[]}");
+    EXPECT_THROW(JournaledSwap::find(*files, folder.path(), journal), JsonError);
+}
+
+}  // namespace
+}  // namespace nookery

@@ -1,0 +1,325 @@
+#include "collection/store/CrumbStore.h"
+
+#include <gtest/gtest.h>
+
+#include "collection/database/LibraryLock.h"
+#include "collection/safety/CrumbRecoverySnapshots.h"
+#include "records/DefaultsKeys.h"
+#include "support/TestPlatform.h"
+
+namespace nookery {
+namespace {
+
+using testing::TestPlatform;
+
+/// A library that can be closed and opened again in the same world.
+class CrumbStoreTest : public ::testing::Test {
+  protected:
+    CrumbStore& open(LibraryAccess access = LibraryAccess::writing) {
+        store_.reset();
+        store_ = std::make_unique<CrumbStore>(world_.platform(), world_.layout(), access);
+        store_->start(SessionLength::oneCommand);
+        world_.time.settle();
+        return *store_;
+    }
+
+    Uuid add(const std::string& title, const std::string& note = "") {
+        CrumbItem item;
+        item.id = Uuid::random();
+        item.title = title;
+        item.note = note;
+        item.createdAt = world_.time.now();
+        world_.time.advance(1);
+        const auto failure = store_->addRecords({std::make_shared<const CrumbItem>(item)}, {});
+        EXPECT_FALSE(failure) << *failure;
+        return item.id;
+    }
+
+    DestructiveOutcome remove(const std::vector<Uuid>& ids) {
+        DestructiveOutcome outcome;
+        store_->deleteMemories(ids, [&](const DestructiveOutcome& done) { outcome = done; });
+        world_.time.settle();
+        return outcome;
+    }
+
+    CaptureReport capture(const Path& file) {
+        CaptureReport report;
+        store_->capture(
+            {.sources = {CaptureFile{file}}, .title = {}, .note = {}, .tags = {}, .groupID = {}},
+            {}, {}, [&](const CaptureReport& done) { report = done; });
+        world_.time.settle();
+        return report;
+    }
+
+    std::vector<std::string> titlesFor(const std::string& text) {
+        store_->setSearchText(text);
+        world_.time.settle();
+        std::vector<std::string> titles;
+        for (const auto& item : *store_->filteredItems()) titles.push_back(item->title);
+        return titles;
+    }
+
+    TestPlatform world_;
+    std::unique_ptr<CrumbStore> store_;
+};
+
+using Titles = std::vector<std::string>;
+
+constexpr std::string_view legacyLibrary = R"([
+    {"id": "0F8FAD5B-D9CB-469F-A165-70867728950E", "title": "Old", "kind": "text",
+     "createdAt": 600000000.5, "searchableText": "", "note": "from before"},
+    {"id": "1F8FAD5B-D9CB-469F-A165-70867728950E", "title": "Newer", "kind": "url",
+     "createdAt": 600000100, "searchableText": "", "note": "", "urlString": "https://a.example"}])";
+
+TEST_F(CrumbStoreTest, KeepsMemoriesNewestFirstAcrossStarts) {
+    open();
+    add("first");
+    add("second");
+    open();
+    ASSERT_EQ(store_->items()->size(), 2u);
+    EXPECT_EQ(store_->items()->front()->title, "second");
+    EXPECT_EQ(titlesFor("firs"), Titles{"first"});
+}
+
+TEST_F(CrumbStoreTest, TakesTheLegacyFileInOnce) {
+    world_.folder.write("data/Crumb/crumbs.json", legacyLibrary);
+    world_.folder.write("data/Crumb/crumbs-migrated.json", "an older one");
+    open();
+    ASSERT_EQ(store_->items()->size(), 2u);
+    EXPECT_EQ(store_->items()->front()->title, "Newer");
+    EXPECT_EQ(store_->items()->back()->createdAt, Date{1578307200.5});
+    EXPECT_EQ(world_.folder.read("data/Crumb/crumbs-migrated.json"), legacyLibrary);
+    EXPECT_FALSE(world_.files.status(world_.layout().legacyFile()));
+    // A file beside a library that holds memories is left alone.
+    world_.folder.write("data/Crumb/crumbs.json", "[]");
+    open();
+    EXPECT_EQ(store_->items()->size(), 2u);
+    EXPECT_EQ(world_.folder.read("data/Crumb/crumbs.json"), "[]");
+}
+
+TEST_F(CrumbStoreTest, ADamagedLegacyFileStaysForTheNextStart) {
+    const std::string damaged(legacyLibrary.substr(0, 200));
+    world_.folder.write("data/Crumb/crumbs.json", damaged);
+    open();
+    EXPECT_TRUE(store_->items()->empty());
+    EXPECT_TRUE(store_->startFailure());
+    EXPECT_TRUE(world_.log.contains("Crumb SQLite load/migration error: " +
+                                    (world_.folder / "data/Crumb/crumbs.json").native() +
+                                    " cannot be understood: Not valid JSON: "));
+    EXPECT_EQ(world_.folder.read("data/Crumb/crumbs.json"), damaged);
+    world_.folder.write("data/Crumb/crumbs.json", legacyLibrary);
+    open();
+    EXPECT_EQ(store_->items()->size(), 2u);
+}
+
+TEST_F(CrumbStoreTest, ADatabaseThatCannotBeOpenedIsSaidAndRefusesSaves) {
+    world_.folder.write("data/Crumb/crumb.sqlite3",
+                        "this is no database, and longer than a header "
+                        "of one hundred bytes, to be sure of that .....");
+    open();
+    EXPECT_TRUE(store_->startFailure());
+    EXPECT_TRUE(world_.log.contains("Crumb database unavailable."));
+    EXPECT_TRUE(store_->createGroup("Trips"));
+    EXPECT_TRUE(capture(world_.folder.write("a.txt", "text")).added.empty());
+}
+
+TEST_F(CrumbStoreTest, OnlyOneProcessWritesAndAnyMayRead) {
+    open();
+    add("shared");
+    CrumbStore second(world_.platform(), world_.layout(), LibraryAccess::writing);
+    EXPECT_THROW(second.start(SessionLength::oneCommand), LibraryInUse);
+    CrumbStore reader(world_.platform(), world_.layout(), LibraryAccess::reading);
+    reader.start(SessionLength::oneCommand);
+    EXPECT_EQ(reader.items()->size(), 1u);
+    EXPECT_TRUE(reader.createGroup("Trips"));
+}
+
+TEST_F(CrumbStoreTest, EditsTagsAndGroupsChangeWhatIsFound) {
+    open();
+    const Uuid id = add("Harbour", "blue boats #lisbon");
+    EXPECT_EQ(store_->tagsOf(id), Titles{"lisbon"});
+    EXPECT_FALSE(store_->setManualTags(id, {"#Summer ", "summer", "", "Work"}));
+    EXPECT_EQ(store_->tagsOf(id), (Titles{"lisbon", "Summer", "Work"}));
+    EXPECT_EQ(titlesFor("#summer"), Titles{"Harbour"});
+
+    CrumbItem changed = *store_->item(id);
+    changed.note = "red boats";
+    EXPECT_FALSE(store_->replaceItem(changed));
+    EXPECT_EQ(titlesFor("blue"), Titles{});
+    EXPECT_EQ(titlesFor("red"), Titles{"Harbour"});
+    EXPECT_EQ(titlesFor("#lisbon"), Titles{});
+
+    Uuid group;
+    EXPECT_FALSE(store_->createGroup("Portugal", &group));
+    EXPECT_FALSE(store_->assignToGroup({id}, group));
+    EXPECT_EQ(titlesFor("portugal"), Titles{"Harbour"});
+    EXPECT_FALSE(store_->renameGroup(group, "Algarve"));
+    EXPECT_EQ(titlesFor("portugal"), Titles{});
+    open();
+    EXPECT_EQ(titlesFor("algarve"), Titles{"Harbour"});
+    EXPECT_EQ(titlesFor("#summer red"), Titles{"Harbour"});
+}
+
+TEST_F(CrumbStoreTest, DeletingAGroupKeepsItsMemoriesAndSnapshotsFirst) {
+    open();
+    const Uuid id = add("kept");
+    Uuid group;
+    EXPECT_FALSE(store_->createGroup("Trips", &group));
+    EXPECT_FALSE(store_->assignToGroup({id}, group));
+    DestructiveOutcome outcome;
+    store_->deleteGroup(group, [&](const DestructiveOutcome& done) { outcome = done; });
+    EXPECT_TRUE(store_->renameGroup(group, "x")) << "changes wait while a removal runs";
+    world_.time.settle();
+    EXPECT_EQ(outcome.count, 1u);
+    EXPECT_FALSE(store_->item(id)->groupID);
+    EXPECT_TRUE(store_->groups()->empty());
+    const auto snapshots = store_->recoverySnapshots()->list();
+    ASSERT_EQ(snapshots.size(), 1u);
+    EXPECT_EQ(snapshots.front().reason, "before-delete-group");
+    open();
+    EXPECT_FALSE(store_->item(id)->groupID);
+}
+
+TEST_F(CrumbStoreTest, DeletedMemoriesLeaveNoTraceButTheSnapshotAndTheTrash) {
+    open();
+    const auto report = capture(world_.folder.write("letter.md", "Dear #friend, the key is here"));
+    ASSERT_EQ(report.added.size(), 1u);
+    const Uuid id = report.added.front();
+    const Uuid other = add("other");
+    EXPECT_FALSE(store_->setManualTags(id, {"private"}));
+    EXPECT_FALSE(store_->noteSelection(id));
+    EXPECT_FALSE(store_->setBringBack(id, Date{1'900'000'000}));
+    world_.keyStore.write("com.kestrelhq.Crumb.secure", id.toString(), "secret");
+    store_->setSelection({id, other});
+
+    const DestructiveOutcome outcome = remove({id});
+    EXPECT_EQ(outcome.count, 1u);
+    EXPECT_FALSE(store_->item(id));
+    EXPECT_EQ(titlesFor("key"), Titles{});
+    EXPECT_EQ(*store_->selectedIDs(), std::set<Uuid>{other});
+    EXPECT_TRUE(store_->bringBackDates()->empty());
+    EXPECT_FALSE(world_.keyStore.read("com.kestrelhq.Crumb.secure", id.toString()));
+    for (const auto key : libraryDefaultsKeys) {
+        EXPECT_EQ(world_.defaults.get(key).value_or("").find(id.toString()), std::string::npos);
+    }
+    EXPECT_TRUE(world_.folder.filesBelow("data/Crumb/Items").empty());
+    EXPECT_EQ(world_.folder.read("trash/letter.md"), "Dear #friend, the key is here");
+    EXPECT_EQ(world_.folder.read("data/Crumb/Recovery/Snapshots" / Path(*outcome.snapshotName) /
+                                 "Items/letter.md"),
+              "Dear #friend, the key is here");
+    open();
+    EXPECT_EQ(store_->items()->size(), 1u);
+    EXPECT_EQ(capture(world_.folder / "letter.md").added.size(), 1u);
+    EXPECT_EQ(world_.folder.filesBelow("data/Crumb/Items"), std::vector<std::string>{"letter.md"})
+        << "the name is free again";
+}
+
+TEST_F(CrumbStoreTest, AnOriginalThatSeveralMemoriesShareGoesWithTheLast) {
+    open();
+    const Uuid first = capture(world_.folder.write("shared.txt", "words")).added.at(0);
+    CrumbItem derived = *store_->item(first);
+    derived.id = Uuid::random();
+    derived.sourceItemID = first;
+    EXPECT_FALSE(store_->addRecords({std::make_shared<const CrumbItem>(derived)}, {}));
+    remove({first});
+    EXPECT_EQ(world_.folder.filesBelow("data/Crumb/Items").size(), 1u);
+    remove({derived.id});
+    EXPECT_TRUE(world_.folder.filesBelow("data/Crumb/Items").empty());
+}
+
+TEST_F(CrumbStoreTest, ClearLibraryEmptiesEverythingItOwns) {
+    open();
+    capture(world_.folder.write("a.txt", "words"));
+    const Path outside = world_.folder.write("outside.txt", "mine");
+    CrumbItem linked;
+    linked.id = Uuid::random();
+    linked.kind = CrumbKind::file;
+    linked.filePath = outside;
+    EXPECT_FALSE(store_->addRecords({std::make_shared<const CrumbItem>(linked)}, {}));
+    EXPECT_FALSE(store_->createGroup("Trips"));
+    DestructiveOutcome outcome;
+    store_->clearLibrary([&](const DestructiveOutcome& done) { outcome = done; });
+    world_.time.settle();
+    EXPECT_EQ(outcome.count, 2u);
+    EXPECT_TRUE(outcome.snapshotName);
+    EXPECT_TRUE(store_->items()->empty());
+    EXPECT_TRUE(store_->groups()->empty());
+    EXPECT_TRUE(world_.folder.filesBelow("data/Crumb/Items").empty());
+    EXPECT_EQ(world_.folder.read("outside.txt"), "mine");
+    open();
+    EXPECT_TRUE(store_->items()->empty());
+    EXPECT_FALSE(store_->startFailure());
+}
+
+TEST_F(CrumbStoreTest, EmbeddingsAreMadeInTheBackgroundAndAgainAfterAnEdit) {
+    world_.embedder = &world_.fakeEmbedder;
+    open();
+    const Uuid id = add("our puppy sleeps");
+    EXPECT_EQ(titlesFor("dog"), Titles{}) << "nothing is embedded before the work begins";
+    EXPECT_EQ(*store_->indexingCount(), 1);
+    store_->startBackgroundWork();
+    world_.time.settle();
+    EXPECT_EQ(*store_->indexingCount(), 0);
+    EXPECT_EQ(titlesFor("dog"), Titles{"our puppy sleeps"});
+
+    CrumbItem changed = *store_->item(id);
+    changed.title = "our plant grows";
+    EXPECT_FALSE(store_->replaceItem(changed));
+    open();
+    EXPECT_EQ(*store_->indexingCount(), 1) << "the edit is remembered across a start";
+    store_->startBackgroundWork();
+    world_.time.settle();
+    EXPECT_EQ(titlesFor("dog"), Titles{});
+    EXPECT_EQ(titlesFor("garden"), Titles{"our plant grows"});
+    open();
+    EXPECT_EQ(*store_->indexingCount(), 0);
+}
+
+TEST_F(CrumbStoreTest, OnlyTheLastQuerysDeepResultIsShown) {
+    open();
+    add("red boats");
+    add("blue boats");
+    int published = 0;
+    const auto subscription = store_->searchResult().subscribe([&](const SearchResult& result) {
+        if (result.isFinal) ++published;
+    });
+    for (const char* typed : {"r", "re", "red"}) store_->setSearchText(typed);
+    world_.time.settle();
+    EXPECT_EQ(published, 1);
+    EXPECT_EQ(store_->searchResult()->text, "red");
+    EXPECT_EQ(store_->retrievalHints()->size(), 1u);
+    EXPECT_EQ(store_->retrievalHints()->begin()->second, "Matched title");
+}
+
+TEST_F(CrumbStoreTest, AnEmptyQueryBrowsesTheNewest) {
+    open();
+    for (const char* title : {"a", "b", "c"}) add(title);
+    store_->setSearchText("  ", 2);
+    EXPECT_EQ(store_->browsingText(), "Browsing the full library.");
+    EXPECT_EQ(store_->statusText(), "2 most recent memories");
+    EXPECT_EQ(store_->filteredItems()->front()->title, "c");
+    EXPECT_TRUE(store_->retrievalHints()->empty());
+}
+
+TEST_F(CrumbStoreTest, BroughtBackMemoriesAreAnnouncedOnTheirDate) {
+    open();
+    const Uuid id = add("passport");
+    EXPECT_FALSE(store_->setBringBack(id, Date{world_.time.now().secondsSince1970 + 7000}));
+    world_.time.advance(6990);
+    EXPECT_TRUE(store_->broughtBackIDs()->empty());
+    world_.time.advance(20);
+    EXPECT_EQ(*store_->broughtBackIDs(), std::set<Uuid>{id});
+    EXPECT_EQ((*store_->bringBackNotice())->memoryIDs, std::vector<Uuid>{id});
+}
+
+TEST_F(CrumbStoreTest, UnreadableAnnotationsAreKeptAside) {
+    world_.defaults.set(manualTagsDefaultsKey, "{\"not an id\": []}");
+    open();
+    const Uuid id = add("a");
+    EXPECT_FALSE(store_->setManualTags(id, {"new"}));
+    EXPECT_EQ(world_.defaults.get("Crumb.ManualTags.v1.unreadable"), "{\"not an id\": []}");
+    EXPECT_TRUE(world_.log.contains("Crumb.ManualTags.v1"));
+}
+
+}  // namespace
+}  // namespace nookery
