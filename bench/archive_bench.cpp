@@ -59,7 +59,7 @@ CrumbCompleteArchive::Source makeLibrary(FileSystem& files, const LibraryLayout&
         source.items.push_back(memoryOf(original));
     }
     auto database = SQLiteDatabase::open(files, layout);
-    database.saveItems(source.items, Date{});
+    database.saveItems(source.items, Timestamp{});
     database.makeDurable();
     return source;
 }

@@ -30,7 +30,7 @@ CrumbItemList makeMemories() {
         CrumbItem item;
         item.id = Uuid::random();
         item.title = fmt::format("Memory number {}", i);
-        item.createdAt = Date{1e9 + i * 37 % memoryCount};
+        item.createdAt = Timestamp{1e9 + i * 37 % memoryCount};
         item.searchableText = std::string(900, static_cast<char>('a' + i % 26));
         item.note = "a short note";
         items.push_back(std::make_shared<CrumbItem>(std::move(item)));
@@ -44,7 +44,7 @@ void run(const Path& folder) {
     auto database = SQLiteDatabase::open(*files, layout);
     const auto memories = makeMemories();
     const double save = bestSecondsFor(1, [&] {
-        database.saveItems(memories, Date{});
+        database.saveItems(memories, Timestamp{});
         database.makeDurable();
     });
     std::size_t loaded = 0;

@@ -86,7 +86,7 @@ CrumbItem someMemory(std::mt19937& random) {
     CrumbItem item;
     item.id = Uuid::random();
     item.title = fmt::format("memory {}", random() % 100'000);
-    item.createdAt = Date{1.7e9 + static_cast<double>(random() % 10'000'000)};
+    item.createdAt = Timestamp{1.7e9 + static_cast<double>(random() % 10'000'000)};
     std::string text;
     for (std::size_t word = 0; word < wordsPerMemory; ++word) {
         text += fmt::format("{}word{}", word % 12 == 11 ? '\n' : ' ', random() % 20'000);

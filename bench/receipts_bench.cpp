@@ -42,7 +42,7 @@ CrumbReceipt made(std::mt19937_64& random) {
                     1 + static_cast<int>(random() % 28)};
     receipt.needsReview = random() % 4 == 0;
     if (random() % 3 == 0) receipt.note = "Paid in cash; the guarantee lies in the blue folder.";
-    receipt.importedAt = Date{1'700'000'000.0 + static_cast<double>(random() % 90'000'000)};
+    receipt.importedAt = Timestamp{1'700'000'000.0 + static_cast<double>(random() % 90'000'000)};
     return receipt;
 }
 

@@ -47,7 +47,7 @@ CrumbItemList makeLibrary(Words& words) {
     for (std::size_t i = 0; i < memoryCount; ++i) {
         CrumbItem item;
         item.id = Uuid::random();
-        item.createdAt = Date{1.7e9 + static_cast<double>(i)};
+        item.createdAt = Timestamp{1.7e9 + static_cast<double>(i)};
         if (i % (memoryCount / familySize) == 0) {
             item.kind = CrumbKind::file;
             item.title = fmt::format("Yearly report v{}", i);

@@ -11,7 +11,7 @@
 
 #include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
-#include "fieldreports/FieldReportShelf.h"
+#include "fieldreports/FieldReportRepository.h"
 #include "fieldreports/NookeryFieldReportPDF.h"
 #include "foundation/Json.h"
 #include "platform/ImageReader.h"
@@ -103,7 +103,7 @@ void measure(const Path& folder, int count) {
     createDirectories(platform.files, upload / fieldReportAttachmentsName);
     writePhotographs(upload / fieldReportAttachmentsName, count);
 
-    FieldReportShelf shelf(platform, layout);
+    FieldReportRepository shelf(platform, layout);
     const std::string manifest = manifestOf(id, count).dump();
     const double receiving =
         secondsFor([&] { shelf.receive(upload, manifest, readFieldReportManifest(manifest, id)); });

@@ -13,7 +13,7 @@
 #include "collection/database/Sidecar.h"
 #include "collection/originals/FileDigest.h"
 #include "collection/safety/SnapshotBuilder.h"
-#include "collection/safety/SnapshotShelf.h"
+#include "collection/safety/SnapshotRepository.h"
 #include "support/Benchmark.h"
 
 namespace nookery {
@@ -50,7 +50,7 @@ void fill(const Platform& platform, const LibraryLayout& layout) {
                          status.byteCount, status.modifiedNanoseconds});
         items.push_back(std::make_shared<CrumbItem>(std::move(item)));
     }
-    database.saveItems(items, Date{});
+    database.saveItems(items, Timestamp{});
     sidecar.recordOriginals(facts);
     database.makeDurable();
     sidecar.makeDurable();

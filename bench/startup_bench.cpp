@@ -69,7 +69,7 @@ void fill(CrumbStore& store) {
             CrumbItem item;
             item.id = Uuid::random();
             item.title = source.words(5);
-            item.createdAt = Date{1'700'000'000.0 + begun};
+            item.createdAt = Timestamp{1'700'000'000.0 + begun};
             item.text = source.words(wordsPerNote);
             batch.push_back(std::make_shared<const CrumbItem>(std::move(item)));
         }

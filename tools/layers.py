@@ -40,11 +40,11 @@ ALLOWED = {
     "backends": {"foundation", "platform"},
     "cli/output": {"foundation", "platform"},
     "cli/line": {"foundation", "platform", "cli/output"},
-    "cli/session": FEATURE | {"cli/line", "cli/output"},
+    "cli/context": FEATURE | {"cli/line", "cli/output"},
     "cli/views": FEATURE | {"receipts", "fieldreports", "cli/line", "cli/output",
-                            "cli/session"},
+                            "cli/context"},
     "cli/commands": FEATURE | {"archive", "mobilelink", "receipts", "fieldreports", "cli/line",
-                               "cli/output", "cli/session", "cli/views"},
+                               "cli/output", "cli/context", "cli/views"},
     "cli": BASE | {"archive", "collection"},
 }
 # Only the main files build the world they hand down.

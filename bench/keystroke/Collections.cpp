@@ -120,7 +120,7 @@ CrumbItemList packageMemories(const PackageList& packages) {
         item.id = randomId(random);
         item.title = packages.names[i];
         item.searchableText = packages.descriptions[i];
-        item.createdAt = Date{1.6e9 + static_cast<double>(upTo(random, 100'000'000))};
+        item.createdAt = Timestamp{1.6e9 + static_cast<double>(upTo(random, 100'000'000))};
         memories.push_back(std::make_shared<const CrumbItem>(std::move(item)));
     }
     return memories;
@@ -137,7 +137,7 @@ CrumbItemList shortMemories(const PackageList& packages, std::size_t count, std:
         item.title = sentence(words, random, 2 + upTo(random, 4));
         item.searchableText = sentence(words, random, 6 + upTo(random, 12));
         if (upTo(random, 4) == 0) item.note = sentence(words, random, 3 + upTo(random, 5));
-        item.createdAt = Date{1.6e9 + static_cast<double>(upTo(random, 100'000'000))};
+        item.createdAt = Timestamp{1.6e9 + static_cast<double>(upTo(random, 100'000'000))};
         memories.push_back(std::make_shared<const CrumbItem>(std::move(item)));
     }
     return memories;

@@ -7,7 +7,7 @@
 namespace nookery::relevance {
 namespace {
 
-constexpr Date captured{1.6e9};
+constexpr Timestamp captured{1.6e9};
 
 }  // namespace
 
@@ -39,11 +39,11 @@ CrumbItemList memoriesOf(const std::vector<Record>& records) {
     return items;
 }
 
-std::vector<MemoryFacets> facetsOf(const std::vector<Record>& records) {
-    std::vector<MemoryFacets> facets;
-    facets.reserve(records.size());
-    for (const Record& record : records) facets.push_back({record.tags, {}, ""});
-    return facets;
+std::vector<MemoryAttributes> attributesOf(const std::vector<Record>& records) {
+    std::vector<MemoryAttributes> attributes;
+    attributes.reserve(records.size());
+    for (const Record& record : records) attributes.push_back({record.tags, {}, ""});
+    return attributes;
 }
 
 }  // namespace nookery::relevance

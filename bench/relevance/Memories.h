@@ -15,6 +15,6 @@ std::size_t recordOfId(const Uuid& id);
 
 /// The records as memories, all of one age.
 CrumbItemList memoriesOf(const std::vector<Record>& records);
-std::vector<MemoryFacets> facetsOf(const std::vector<Record>& records);
+std::vector<MemoryAttributes> attributesOf(const std::vector<Record>& records);
 
 }  // namespace nookery::relevance

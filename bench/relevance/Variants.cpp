@@ -8,7 +8,7 @@ namespace nookery::relevance {
 namespace {
 
 /// A year after the records were captured, so that age speaks for none of them.
-constexpr Date now{1.6e9 + 365 * 86400.0};
+constexpr Timestamp now{1.6e9 + 365 * 86400.0};
 
 RankingWeights changed(const Variant& variant) {
     RankingWeights weights;
@@ -91,7 +91,7 @@ ProgramRanking::ProgramRanking(const Collection& collection, const Variant& vari
     : variant_(variant),
       embedder_(variant.stage == Stage::meaning ? embedder : nullptr),
       engine_(std::make_unique<RetrievalEngine>(changed(variant))) {
-    engine_->putAll(memoriesOf(collection.records), facetsOf(collection.records));
+    engine_->putAll(memoriesOf(collection.records), attributesOf(collection.records));
     for (std::size_t i = 0; i < vectors.size(); ++i) {
         engine_->setVector(idOfRecord(i),
                            std::vector<double>(vectors[i].begin(), vectors[i].end()));

@@ -26,7 +26,7 @@ struct FileRecord {
 
 /// All that Collection.json says, as an export knows it.
 struct ArchiveManifest {
-    Date exportedAt;
+    Timestamp exportedAt;
     std::vector<CrumbGroup> groups;
     std::vector<ItemRecord> records;
     std::vector<FileRecord> files;  ///< sorted by path, byte by byte

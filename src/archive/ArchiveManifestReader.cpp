@@ -26,7 +26,7 @@ class ManifestBytes {
         if (--left_ < 0) throw ManifestError("A value is too large.");
         if (++position_ == count_) fill();
     }
-    void noteValue() { left_ = valueByteCount_; }
+    void restoreValueBudget() { left_ = valueByteCount_; }
 
     /// What nlohmann's parser reads through.
     struct Iterator {
@@ -90,7 +90,7 @@ class ManifestReader {
 
     ArchiveContents read() {
         const auto callback = [this](int depth, Json::parse_event_t event, Json& value) {
-            bytes_.noteValue();
+            bytes_.restoreValueBudget();
             return take(depth, event, value);
         };
         const Json rest =

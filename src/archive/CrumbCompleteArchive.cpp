@@ -60,7 +60,7 @@ class ArchiveBuilder {
         addToManifest(archive::localStateName);
     }
 
-    void writeManifestAndReadMe(const Source& source, const ArchivePlan& plan, Date now) {
+    void writeManifestAndReadMe(const Source& source, const ArchivePlan& plan, Timestamp now) {
         std::sort(manifest_.files.begin(), manifest_.files.end(),
                   [](const FileRecord& left, const FileRecord& right) {
                       return left.relativePath < right.relativePath;
@@ -183,7 +183,7 @@ ArchiveSummary CrumbCompleteArchive::write(const Platform& platform, const Libra
     }
 }
 
-std::string CrumbCompleteArchive::proposedName(Date today) {
+std::string CrumbCompleteArchive::proposedName(Timestamp today) {
     const CalendarFields fields = localFields(today);
     return fmt::format("NOOKERY-Complete-Archive-{:04}-{:02}-{:02}", fields.year, fields.month,
                        fields.day);

@@ -43,7 +43,7 @@ class CrumbCompleteArchive {
 
     /// "NOOKERY-Complete-Archive-2026-03-01": what a new archive is called unless somebody knows
     /// better.
-    static std::string proposedName(Date today);
+    static std::string proposedName(Timestamp today);
 };
 
 }  // namespace nookery

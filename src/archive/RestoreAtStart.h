@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "collection/safety/SnapshotRestore.h"
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 #include "platform/Platform.h"
 #include "records/LibraryLayout.h"
 
@@ -22,7 +22,7 @@ std::vector<RestoreNotice> completeWaitingRestores(const Platform& platform,
 
 struct PastRestore {
     RestoreNotice notice;
-    Date date;
+    Timestamp date;
 };
 
 /// How the last restore of this library ended; none when there was none. Throws Error when the

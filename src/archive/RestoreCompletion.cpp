@@ -8,7 +8,7 @@
 #include "collection/safety/JournaledSwap.h"
 #include "collection/safety/LibraryState.h"
 #include "collection/safety/SnapshotCheck.h"
-#include "collection/safety/SnapshotShelf.h"
+#include "collection/safety/SnapshotRepository.h"
 #include "foundation/DurableFile.h"
 #include "foundation/Uuid.h"
 #include "platform/Log.h"

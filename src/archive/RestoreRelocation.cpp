@@ -8,7 +8,7 @@
 #include "collection/database/Sidecar.h"
 #include "collection/originals/FileDigest.h"
 #include "collection/originals/OriginalNames.h"
-#include "collection/safety/SnapshotShelf.h"
+#include "collection/safety/SnapshotRepository.h"
 #include "foundation/SqliteConnection.h"
 #include "foundation/SqliteStatement.h"
 

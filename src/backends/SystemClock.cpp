@@ -4,7 +4,7 @@
 
 namespace nookery {
 
-Date SystemClock::now() const {
+Timestamp SystemClock::now() const {
     using namespace std::chrono;
     const auto sinceEpoch = system_clock::now().time_since_epoch();
     return {static_cast<double>(duration_cast<microseconds>(sinceEpoch).count()) / 1e6};

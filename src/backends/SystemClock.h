@@ -7,7 +7,7 @@ namespace nookery {
 /// The machine's clock, to the microsecond.
 class SystemClock final : public Clock {
   public:
-    Date now() const override;
+    Timestamp now() const override;
 };
 
 }  // namespace nookery

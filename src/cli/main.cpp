@@ -11,11 +11,11 @@
 #include "backends/SystemPlatform.h"
 #include "backends/documents/PdfService.h"
 #include "cli/Places.h"
+#include "cli/context/CommandContext.h"
 #include "cli/line/CommandLine.h"
 #include "cli/line/Help.h"
 #include "cli/output/CommandLog.h"
 #include "cli/output/TextLayout.h"
-#include "cli/session/Session.h"
 #include "foundation/DatabaseError.h"
 #include "foundation/Text.h"
 
@@ -54,15 +54,15 @@ int runInWorld(const CommandLine& line, const Interrupts& interrupts, Output& ou
                           log);
     // What waits for the main loop looks again when the person interrupts.
     const std::stop_callback wake(interrupts.token(), [&] { system.mainLoop().async([] {}); });
-    Session session({.platform = system.platform(),
-                     .runUntil = [&](const auto& done) { system.mainLoop().runUntil(done); },
-                     .interrupts = interrupts,
-                     .layout = {places.dataHome, places.cacheHome}},
-                    output, line.arguments);
+    CommandContext context({.platform = system.platform(),
+                            .runUntil = [&](const auto& done) { system.mainLoop().runUntil(done); },
+                            .interrupts = interrupts,
+                            .layout = {places.dataHome, places.cacheHome}},
+                           output, line.arguments);
     if (!line.command->leavesRestoresWaiting) {
-        completeWaitingRestores(session.platform(), session.layout());
+        completeWaitingRestores(context.platform(), context.layout());
     }
-    return line.command->run(session, line.arguments);
+    return line.command->run(context, line.arguments);
 }
 
 int runCommand(const Words& words, const Interrupts& interrupts, Output& output, CommandLog& log) {

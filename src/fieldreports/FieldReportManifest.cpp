@@ -24,7 +24,7 @@ const Json& member(const Json& object, std::string_view key) {
     return found == object.end() ? missing : *found;
 }
 
-Date requiredDate(const Json& object, std::string_view key) {
+Timestamp requiredDate(const Json& object, std::string_view key) {
     const auto date = parseIso8601(requiredString(object, key));
     if (!date) throw FieldReportError(fmt::format("\"{}\" in the manifest is no date.", key));
     return *date;

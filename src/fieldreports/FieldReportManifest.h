@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 
 namespace nookery {
@@ -21,16 +21,16 @@ struct FieldReportManifest {
         Uuid id;
         std::string originalName;
         std::string storedName;  ///< a plain file name, unlike any other of the report
-        Date addedAt;
+        Timestamp addedAt;
     };
 
     Uuid id;
     std::string title;
     std::string clientProject;
     std::string location;
-    Date reportDate;
-    Date createdAt;
-    Date updatedAt;
+    Timestamp reportDate;
+    Timestamp createdAt;
+    Timestamp updatedAt;
     std::string notes;
     std::vector<Attachment> attachments;
 };

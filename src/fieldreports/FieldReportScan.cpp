@@ -40,7 +40,7 @@ bool attachmentsAreHere(const Platform& platform, const Path& upload,
 
 enum class Outcome { received, waits, absent };
 
-Outcome takeOne(const Platform& platform, FieldReportShelf& shelf, const Path& upload,
+Outcome takeOne(const Platform& platform, FieldReportRepository& shelf, const Path& upload,
                 const Uuid& id) {
     const Path file = upload / fieldReportManifestName;
     if (!isHere(platform, file)) {
@@ -57,7 +57,7 @@ Outcome takeOne(const Platform& platform, FieldReportShelf& shelf, const Path& u
 
 }  // namespace
 
-FieldReportScan scanFieldReports(const Platform& platform, FieldReportShelf& shelf) {
+FieldReportScan scanFieldReports(const Platform& platform, FieldReportRepository& shelf) {
     FieldReportScan scan;
     const CloudLookup lookup = platform.cloud.locate();
     if (!lookup.container) {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "fieldreports/FieldReportShelf.h"
+#include "fieldreports/FieldReportRepository.h"
 #include "platform/Platform.h"
 
 namespace nookery {
@@ -24,6 +24,6 @@ struct FieldReportScan {
 /// Takes every whole report that is neither on the shelf nor deleted. What is uploaded is never
 /// changed. A bad report never stops the others. Throws Error when the upload place, or what was
 /// deleted, cannot be read. Any thread, one scan at a time.
-FieldReportScan scanFieldReports(const Platform& platform, FieldReportShelf& shelf);
+FieldReportScan scanFieldReports(const Platform& platform, FieldReportRepository& shelf);
 
 }  // namespace nookery

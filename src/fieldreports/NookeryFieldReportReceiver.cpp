@@ -15,7 +15,7 @@ constexpr WorkQueue::Delay scanInterval{5};
 NookeryFieldReportReceiver::NookeryFieldReportReceiver(const Platform& platform,
                                                        const LibraryLayout& layout, Handler handler)
     : platform_(platform),
-      shelf_(std::make_shared<FieldReportShelf>(platform, layout)),
+      shelf_(std::make_shared<FieldReportRepository>(platform, layout)),
       handler_(std::move(handler)) {}
 
 NookeryFieldReportReceiver::~NookeryFieldReportReceiver() { nextScan_.cancel(); }

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "fieldreports/FieldReportRepository.h"
 #include "fieldreports/FieldReportScan.h"
-#include "fieldreports/FieldReportShelf.h"
 #include "platform/Platform.h"
 #include "platform/WorkQueue.h"
 
@@ -44,7 +44,7 @@ class NookeryFieldReportReceiver final : public FieldReportReceiver {
 
     Platform platform_;
     /// Shared with a look that is under way when this is destroyed.
-    std::shared_ptr<FieldReportShelf> shelf_;
+    std::shared_ptr<FieldReportRepository> shelf_;
     Handler handler_;
     bool importInProgress_ = false;
     DelayedWork nextScan_;

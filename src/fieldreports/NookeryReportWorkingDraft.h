@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 #include "records/NookeryReceivedFieldReport.h"
 
@@ -25,7 +25,7 @@ struct NookeryReportWorkingDraft {
     std::string title;
     std::string clientProject;
     std::string location;
-    Date reportDate;
+    Timestamp reportDate;
     std::string notes;
     std::vector<Media> media;
 

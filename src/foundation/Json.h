@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/Date.h"
 #include "foundation/Error.h"
 #include "foundation/FileSystem.h"
+#include "foundation/Timestamp.h"
 
 namespace nookery {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/Date.h"
 #include "foundation/SqliteConnection.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 
 struct sqlite3_stmt;
@@ -29,7 +29,7 @@ class SqliteStatement {
     void bind(int parameter, double number);
     void bind(int parameter, std::int64_t number);
     void bind(int parameter, int number) { bind(parameter, std::int64_t{number}); }
-    void bind(int parameter, Date date) { bind(parameter, date.secondsSince1970); }
+    void bind(int parameter, Timestamp date) { bind(parameter, date.secondsSince1970); }
     void bind(int parameter, const Uuid& id) { bind(parameter, id.toString()); }
     void bind(int parameter, std::span<const std::byte> blob);
     template <typename T>
@@ -61,7 +61,7 @@ class SqliteStatement {
     std::optional<Uuid> uuid(int column) const;
     double number(int column) const;
     std::int64_t integer(int column) const;
-    Date date(int column) const { return Date{number(column)}; }
+    Timestamp date(int column) const { return Timestamp{number(column)}; }
     /// Empty for NULL. Valid until the next step.
     std::span<const std::byte> blob(int column) const;
 

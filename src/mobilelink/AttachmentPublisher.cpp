@@ -14,7 +14,7 @@ constexpr std::int64_t batchMaximumByteCount = 64 << 20;
 
 constexpr std::size_t chunkByteCount = 1 << 18;
 
-void noteSealed(PublishedAttachment& attachment, const FileStatus& sealed) {
+void recordSealed(PublishedAttachment& attachment, const FileStatus& sealed) {
     attachment.sealedModifiedNanoseconds = sealed.modifiedNanoseconds;
     attachment.sealedChangedNanoseconds = sealed.changedNanoseconds;
 }
@@ -68,7 +68,7 @@ void AttachmentPublisher::publish(const CrumbItem& item) {
             seal(item);
         }
     } catch (const FileError& error) {
-        noteFailure(error, 1);
+        recordFailure(error, 1);
     }
 }
 
@@ -88,7 +88,7 @@ bool AttachmentPublisher::isCurrent(const CrumbItem& item, const FileStatus& sou
     PublishedAttachment now = last;
     now.source = *item.filePath;
     now.sourceModifiedNanoseconds = source.modifiedNanoseconds;
-    if (sealed) noteSealed(now, *sealed);
+    if (sealed) recordSealed(now, *sealed);
     if (now != last) records_.record(std::span(&now, 1));
     return true;
 }
@@ -123,7 +123,7 @@ void AttachmentPublisher::seal(const CrumbItem& item) {
         throw;
     } catch (const Error& error) {
         batch_->dropLast();
-        noteFailure(error, 1);
+        recordFailure(error, 1);
         return;
     }
     batchByteCount_ += written_.back().sourceByteCount;
@@ -157,20 +157,20 @@ void AttachmentPublisher::commit() {
         batch_->commit();
         for (PublishedAttachment& attachment : written_) {
             const auto sealed = platform_.files.status(placeOf(attachment.memoryID));
-            if (sealed) noteSealed(attachment, *sealed);
+            if (sealed) recordSealed(attachment, *sealed);
             report_.attached.insert(attachment.memoryID);
         }
         report_.writtenCount += written_.size();
         records_.record(written_);
     } catch (const FileError& error) {
-        noteFailure(error, written_.size());
+        recordFailure(error, written_.size());
         batch_.emplace(platform_.files);
     }
     written_.clear();
     batchByteCount_ = 0;
 }
 
-void AttachmentPublisher::noteFailure(const Error& error, std::size_t count) {
+void AttachmentPublisher::recordFailure(const Error& error, std::size_t count) {
     report_.failedCount += count;
     if (report_.firstFailure.empty()) report_.firstFailure = error.description();
     const auto* fileError = dynamic_cast<const FileError*>(&error);

@@ -49,7 +49,7 @@ class AttachmentPublisher {
     void seal(const CrumbItem& item);
     PublishedAttachment sealInto(WritableFile& target, const CrumbItem& item);
     void commit();
-    void noteFailure(const Error& error, std::size_t count);
+    void recordFailure(const Error& error, std::size_t count);
     Path placeOf(const Uuid& memoryID) const { return folder_ / attachmentNameOf(memoryID); }
 
     Platform platform_;

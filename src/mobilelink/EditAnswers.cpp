@@ -15,7 +15,7 @@ class EditedLibrary {
     EditAnswer apply(const PhoneEdit& edit) {
         const CrumbItemPointer item = find(edit.memoryID);
         const auto findMemory = [this](const Uuid& id) { return find(id); };
-        if (!item || neverLeaves(*item, findMemory)) return EditAnswer::missing;
+        if (!item || isLocalOnly(*item, findMemory)) return EditAnswer::missing;
         if (edit.baseTitle != item->title || edit.baseDetails != item->note ||
             edit.baseBody != item->text.value_or("")) {
             return EditAnswer::conflictChanged;

@@ -14,12 +14,12 @@ bool isTemporaryName(std::string_view name) {
 
 }  // namespace
 
-void removeInterruptedWrites(FileSystem& files, const Path& folder, Date now) {
+void removeInterruptedWrites(FileSystem& files, const Path& folder, Timestamp now) {
     for (const DirectoryEntry& entry : files.list(folder)) {
         if (entry.type != FileType::regular || !isTemporaryName(entry.name.native())) continue;
         const auto status = files.status(folder / entry.name);
         if (!status) continue;
-        const Date modified{static_cast<double>(status->modifiedNanoseconds) / 1e9};
+        const Timestamp modified{static_cast<double>(status->modifiedNanoseconds) / 1e9};
         if (secondsBetween(modified, now) > dayInSeconds) files.removeFile(folder / entry.name);
     }
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/Date.h"
 #include "foundation/FileSystem.h"
+#include "foundation/Timestamp.h"
 
 namespace nookery {
 
@@ -11,6 +11,6 @@ inline constexpr const char* editsFolderName = "EditsV1";  ///< the phone's requ
 
 /// Removes temporary files that a killed process left in the folder. Those younger than a day stay:
 /// another computer may be writing them. Throws FileError.
-void removeInterruptedWrites(FileSystem& files, const Path& folder, Date now);
+void removeInterruptedWrites(FileSystem& files, const Path& folder, Timestamp now);
 
 }  // namespace nookery

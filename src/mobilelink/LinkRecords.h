@@ -6,8 +6,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "foundation/Date.h"
 #include "foundation/SqliteConnection.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 #include "mobilelink/SealedBox.h"
 #include "platform/ContentDigest.h"
@@ -24,14 +24,14 @@ struct PublishedAttachment {
     // Of the sealed file, as the file system last told them.
     std::int64_t sealedModifiedNanoseconds = 0;
     std::int64_t sealedChangedNanoseconds = 0;
-    SealedMark mark{};
+    NonceAndTag mark{};
 
     bool operator==(const PublishedAttachment&) const = default;
 };
 
 /// Something that the link did or could not do.
 struct LinkEvent {
-    Date time;
+    Timestamp time;
     std::string kind;  ///< "published", "edits" or "failed"
     std::string text;
 

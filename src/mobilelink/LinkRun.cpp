@@ -16,8 +16,8 @@ namespace {
 constexpr std::size_t editsPerTurn = 64;
 
 /// The records are a convenience: what they cannot take ends nothing.
-void noteEvent(const Platform& platform, const LibraryLayout& layout, std::string kind,
-               std::string text) try {
+void recordEvent(const Platform& platform, const LibraryLayout& layout, std::string kind,
+                 std::string text) try {
     LinkRecords::open(platform.files, layout.linkRecords())
         .note({platform.clock.now(), std::move(kind), std::move(text)});
 } catch (const Error& error) {
@@ -111,7 +111,7 @@ void LinkRun::answerNext() {
             folder->answer(receipts, *key);
             EditReport report;
             for (const EditReceipt& receipt : receipts) report.count(receipt.answer);
-            noteEvent(platform, layout, "edits", report.summary());
+            recordEvent(platform, layout, "edits", report.summary());
             return receipts;
         },
         [this](const std::vector<EditReceipt>& written) {
@@ -130,7 +130,7 @@ void LinkRun::publish() {
                 auto records = LinkRecords::open(platform.files, layout.linkRecords());
                 report = NookeryMemoryPublisher(platform).publish(items, *key, records, stop);
             }
-            noteEvent(platform, layout, "published", report.summary());
+            recordEvent(platform, layout, "published", report.summary());
             return report;
         },
         [this](const PublishReport& report) {
@@ -144,7 +144,7 @@ void LinkRun::finish(std::exception_ptr failure) {
     outcome_.failure = failure;
     if (const auto text = failureWorthTelling(failure)) {
         platform_.linkQueue.async([platform = platform_, layout = layout_, text = *text] {
-            noteEvent(platform, layout, "failed", text);
+            recordEvent(platform, layout, "failed", text);
         });
     }
     platform_.mainQueue.async(guard_.guarded(

@@ -20,7 +20,7 @@ CrumbItemList publishable(const CrumbItemList& items) {
     const FindMemory find = finderIn(items);
     CrumbItemList kept;
     for (const auto& item : items) {
-        if (!neverLeaves(*item, find)) kept.push_back(item);
+        if (!isLocalOnly(*item, find)) kept.push_back(item);
     }
     return kept;
 }

@@ -49,7 +49,7 @@ PhoneEdit phoneEditFromJson(std::string_view json) {
     const Json object = parseJson(json, requestLimits);
     return {.id = requiredID(object, "id"),
             .memoryID = requiredID(object, "memoryID"),
-            .createdAt = Date::since2001(requiredNumber(object, "createdAt")),
+            .createdAt = Timestamp::since2001(requiredNumber(object, "createdAt")),
             .baseTitle = requiredString(object, "baseTitle"),
             .baseDetails = requiredString(object, "baseDetails"),
             .baseBody = requiredString(object, "baseBody"),

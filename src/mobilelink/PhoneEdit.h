@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 
 namespace nookery {
@@ -13,7 +13,7 @@ namespace nookery {
 struct PhoneEdit {
     Uuid id;
     Uuid memoryID;
-    Date createdAt;
+    Timestamp createdAt;
     // As the phone last saw the memory.
     std::string baseTitle;
     std::string baseDetails;

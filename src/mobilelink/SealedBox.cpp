@@ -19,7 +19,7 @@ Array arrayOf(std::span<const std::byte> bytes) {
 class BoxChecker {
   public:
     BoxChecker(const AuthenticatedEncryption& encryption, const EncryptionKey& key,
-               const SealedMark& mark)
+               const NonceAndTag& mark)
         : mark_(mark), stream_(encryption.open(key, mark.nonce)) {}
 
     /// `bytes` follow the nonce.
@@ -37,7 +37,7 @@ class BoxChecker {
     }
 
   private:
-    SealedMark mark_;
+    NonceAndTag mark_;
     std::unique_ptr<OpeningStream> stream_;
     std::vector<std::byte> held_;
 };
@@ -68,7 +68,7 @@ void SealedBoxWriter::write(std::span<const std::byte> plain) {
     file_.write(sealed_);
 }
 
-SealedMark SealedBoxWriter::finish() {
+NonceAndTag SealedBoxWriter::finish() {
     mark_.tag = stream_->finish();
     file_.write(mark_.tag);
     return mark_;
@@ -102,7 +102,7 @@ std::string openBox(const AuthenticatedEncryption& encryption, const EncryptionK
 }
 
 bool isSealedBox(FileSystem& files, const AuthenticatedEncryption& encryption,
-                 const EncryptionKey& key, const Path& path, const SealedMark& mark) {
+                 const EncryptionKey& key, const Path& path, const NonceAndTag& mark) {
     const auto file = files.openForReading(path);
     EncryptionNonce nonce{};
     if (readFully(*file, nonce) < nonce.size() || nonce != mark.nonce) return false;
@@ -115,7 +115,7 @@ bool isSealedBox(FileSystem& files, const AuthenticatedEncryption& encryption,
 }
 
 bool hasContentOfBox(FileSystem& files, const AuthenticatedEncryption& encryption,
-                     const EncryptionKey& key, const Path& path, const SealedMark& mark) {
+                     const EncryptionKey& key, const Path& path, const NonceAndTag& mark) {
     const auto file = files.openForReading(path);
     // Twice the same nonce is harmless here: what this seals is thrown away.
     const auto stream = encryption.seal(key, mark.nonce);

@@ -15,11 +15,11 @@ inline constexpr std::int64_t sealedBoxExtraByteCount =
     std::tuple_size_v<EncryptionNonce> + std::tuple_size_v<AuthenticationTag>;
 
 /// What tells a sealed box from every other that the same key has made.
-struct SealedMark {
+struct NonceAndTag {
     EncryptionNonce nonce{};
     AuthenticationTag tag{};
 
-    bool operator==(const SealedMark&) const = default;
+    bool operator==(const NonceAndTag&) const = default;
 };
 
 /// Writes a sealed box into a new file, piece by piece: its memory does not grow with the content.
@@ -29,11 +29,11 @@ class SealedBoxWriter {
                     WritableFile& file);
 
     void write(std::span<const std::byte> plain);
-    SealedMark finish();
+    NonceAndTag finish();
 
   private:
     WritableFile& file_;
-    SealedMark mark_;
+    NonceAndTag mark_;
     std::unique_ptr<SealingStream> stream_;
     std::vector<std::byte> sealed_;  ///< of the last piece
 };
@@ -48,11 +48,11 @@ std::string openBox(const AuthenticatedEncryption& encryption, const EncryptionK
 
 /// Whether the file is the box with this mark, untouched. Reads all of it. Throws FileError.
 bool isSealedBox(FileSystem& files, const AuthenticatedEncryption& encryption,
-                 const EncryptionKey& key, const Path& path, const SealedMark& mark);
+                 const EncryptionKey& key, const Path& path, const NonceAndTag& mark);
 
 /// Whether the file holds what the box with this mark was made of by this key, going by the tag
 /// alone: the box may be out of reach. Reads all of the file. Throws FileError.
 bool hasContentOfBox(FileSystem& files, const AuthenticatedEncryption& encryption,
-                     const EncryptionKey& key, const Path& path, const SealedMark& mark);
+                     const EncryptionKey& key, const Path& path, const NonceAndTag& mark);
 
 }  // namespace nookery

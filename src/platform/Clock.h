@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 
 namespace nookery {
 
@@ -8,7 +8,7 @@ namespace nookery {
 class Clock {
   public:
     virtual ~Clock() = default;
-    virtual Date now() const = 0;
+    virtual Timestamp now() const = 0;
 };
 
 }  // namespace nookery

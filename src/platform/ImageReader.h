@@ -5,9 +5,9 @@
 #include <stop_token>
 #include <string>
 
-#include "foundation/Date.h"
 #include "foundation/Error.h"
 #include "foundation/FileSystem.h"
+#include "foundation/Timestamp.h"
 #include "platform/ContentType.h"
 #include "platform/Picture.h"
 

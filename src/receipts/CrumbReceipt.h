@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "foundation/Cents.h"
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 
 namespace nookery {
@@ -73,8 +73,8 @@ struct CrumbReceipt {
     std::optional<std::string> category;
     bool needsReview = true;
     std::string note;
-    Date importedAt;
-    Date modifiedAt;
+    Timestamp importedAt;
+    Timestamp modifiedAt;
 
     bool operator==(const CrumbReceipt&) const = default;
 };

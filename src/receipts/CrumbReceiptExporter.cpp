@@ -164,14 +164,14 @@ class PackageBuilder {
     const ReceiptExportFollower& follower_;
 };
 
-std::string folderTime(Date date) {
+std::string folderTime(Timestamp date) {
     const CalendarFields fields = localFields(date);
     return fmt::format("{:04}-{:02}-{:02}_{:02}-{:02}-{:02}", fields.year, fields.month, fields.day,
                        fields.hour, fields.minute, fields.second);
 }
 
 /// Under the export's name, or that with a number where it is taken.
-Path moveInto(FileSystem& files, const Path& staging, const Path& folder, Date exportedAt) {
+Path moveInto(FileSystem& files, const Path& staging, const Path& folder, Timestamp exportedAt) {
     const Path wished = std::string(receiptpackage::folderPrefix) + folderTime(exportedAt);
     const Path target = folder / freeName(wished, [&](const Path& candidate) {
                             return files.status(folder / candidate).has_value();

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "foundation/Cents.h"
-#include "foundation/Date.h"
 #include "foundation/FileSystem.h"
+#include "foundation/Timestamp.h"
 #include "platform/TextRecognizer.h"
 
 namespace nookery {

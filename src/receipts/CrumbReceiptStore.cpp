@@ -13,7 +13,7 @@ namespace {
 constexpr double firstSecond = -62135596800.0;
 constexpr double endSecond = 253402300800.0;
 
-bool isOnCalendar(Date date) {
+bool isOnCalendar(Timestamp date) {
     return date.secondsSince1970 >= firstSecond && date.secondsSince1970 < endSecond;
 }
 
@@ -65,13 +65,13 @@ std::optional<double> storedDay(const std::optional<CalendarDay>& day) {
     return midnight ? std::optional(midnight->secondsSince1970) : std::nullopt;
 }
 
-std::optional<CalendarDay> dayOf(const std::optional<Date>& date) {
+std::optional<CalendarDay> dayOf(const std::optional<Timestamp>& date) {
     if (!date) return std::nullopt;
     const CalendarFields fields = utcFields(*date);
     return CalendarDay{fields.year, fields.month, fields.day};
 }
 
-std::optional<Date> calendarDate(const SqliteStatement& row, int column) {
+std::optional<Timestamp> calendarDate(const SqliteStatement& row, int column) {
     if (row.isNull(column) || !isOnCalendar(row.date(column))) return std::nullopt;
     return row.date(column);
 }
@@ -91,8 +91,8 @@ std::optional<CrumbReceipt> receiptFromRow(const SqliteStatement& row) {
         classificationFromRawValue(row.string(6)).value_or(Classification::unclassified);
     receipt.needsReview = row.integer(7) != 0;
     receipt.note = toValidUtf8(row.string(8));
-    receipt.importedAt = calendarDate(row, 9).value_or(Date{});
-    receipt.modifiedAt = calendarDate(row, 10).value_or(Date{});
+    receipt.importedAt = calendarDate(row, 9).value_or(Timestamp{});
+    receipt.modifiedAt = calendarDate(row, 10).value_or(Timestamp{});
     receipt.category = validText(row, 11);
     receipt.type = receiptTypeFromRawValue(row.string(12)).value_or(ReceiptType::purchase);
     return receipt;

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 
 namespace nookery {
 

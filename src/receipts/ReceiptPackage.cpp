@@ -76,7 +76,7 @@ std::string readableOriginalName(const CrumbReceipt& receipt) {
         Path(*receipt.originalFilePath).extension().native());
 }
 
-std::string preparedTime(Date exportedAt) {
+std::string preparedTime(Timestamp exportedAt) {
     const CalendarFields fields = localFields(exportedAt);
     return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}", fields.year, fields.month, fields.day,
                        fields.hour, fields.minute);

@@ -18,7 +18,7 @@ struct ReceiptPackage {
         std::vector<std::string_view> issues;
     };
 
-    Date exportedAt;
+    Timestamp exportedAt;
     std::vector<Row> rows;  ///< chronological by receipt date, undated ones last
     ReceiptTotals totals;
     std::size_t originalsCopied = 0;
@@ -47,6 +47,6 @@ ReceiptList inLedgerOrder(ReceiptList receipts);
 std::string readableOriginalName(const CrumbReceipt& receipt);
 
 /// "2026-03-01 09:30", local: when the package was prepared.
-std::string preparedTime(Date exportedAt);
+std::string preparedTime(Timestamp exportedAt);
 
 }  // namespace nookery

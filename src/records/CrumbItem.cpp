@@ -20,13 +20,14 @@ constexpr std::array<std::pair<CrumbKind, std::string_view>, 5> kindNames{{
 constexpr std::array<std::string_view, 2> secureMarkers{"__crumb_secure__",
                                                         "__crumb_secure_credit_card__"};
 
-Json dateToJson(Date date, KeyedDates dates) {
+Json dateToJson(Timestamp date, KeyedDates dates) {
     if (dates == KeyedDates::iso8601) return toIso8601(date);
     return date.secondsSince2001();
 }
 
-Date dateFromJson(const Json& object, std::string_view key, KeyedDates dates) {
-    if (dates == KeyedDates::secondsSince2001) return Date::since2001(requiredNumber(object, key));
+Timestamp dateFromJson(const Json& object, std::string_view key, KeyedDates dates) {
+    if (dates == KeyedDates::secondsSince2001)
+        return Timestamp::since2001(requiredNumber(object, key));
     const std::string text = requiredString(object, key);
     const auto date = parseIso8601(text);
     if (!date) throw JsonError(fmt::format("JSON key \"{}\" is not a date: {}", key, text));

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/Date.h"
 #include "foundation/Json.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 
 namespace nookery {
@@ -31,7 +31,7 @@ struct CrumbItem {
     Uuid id;
     std::string title;
     CrumbKind kind = CrumbKind::text;
-    Date createdAt;                        ///< time of capture; lists are newest first by this
+    Timestamp createdAt;                   ///< time of capture; lists are newest first by this
     std::optional<std::string> text;       ///< the body, or text captured with a link or file
     std::optional<std::string> urlString;  ///< the link of a url memory
     std::optional<std::string> filePath;   ///< absolute path of the managed or linked original
@@ -55,7 +55,7 @@ using CrumbItemList = std::vector<CrumbItemPointer>;
 struct CrumbGroup {
     Uuid id;
     std::string name;
-    Date createdAt;  ///< groups are listed oldest first by this
+    Timestamp createdAt;  ///< groups are listed oldest first by this
 
     bool operator==(const CrumbGroup&) const = default;
 };

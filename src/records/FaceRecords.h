@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 
 namespace nookery {
@@ -23,7 +23,7 @@ struct CrumbFace {
     double confidence = 0;
     std::string featureModel = {};
     std::vector<double> feature = {};
-    Date createdAt = {};
+    Timestamp createdAt = {};
 
     bool operator==(const CrumbFace&) const = default;
 };
@@ -32,8 +32,8 @@ struct CrumbFace {
 struct CrumbFaceCluster {
     Uuid id;
     std::optional<std::string> name;
-    Date createdAt;
-    Date modifiedAt;
+    Timestamp createdAt;
+    Timestamp modifiedAt;
 
     bool operator==(const CrumbFaceCluster&) const = default;
 };

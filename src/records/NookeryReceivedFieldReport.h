@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/Date.h"
 #include "foundation/FileSystem.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 
 namespace nookery {
@@ -23,9 +23,9 @@ struct NookeryReceivedFieldReport {
     std::string title;
     std::string clientProject;
     std::string location;
-    Date reportDate;
-    Date createdAt;
-    Date updatedAt;
+    Timestamp reportDate;
+    Timestamp createdAt;
+    Timestamp updatedAt;
     std::string notes;
     std::vector<FieldReportAttachment> attachments;
     Path folderURL;  ///< the local copy

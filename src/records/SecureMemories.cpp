@@ -15,7 +15,7 @@ FindMemory finderIn(const CrumbItemList& all) {
     };
 }
 
-bool neverLeaves(const CrumbItem& item, const FindMemory& find) {
+bool isLocalOnly(const CrumbItem& item, const FindMemory& find) {
     if (isSecure(item)) return true;
     std::set<Uuid> visited{item.id};  // records from elsewhere may name each other as sources
     auto sourceID = item.sourceItemID;
@@ -28,18 +28,18 @@ bool neverLeaves(const CrumbItem& item, const FindMemory& find) {
     return false;
 }
 
-CrumbItemList heirsOfSecrecy(const CrumbItemList& all, const std::unordered_set<Uuid>& removed) {
+CrumbItemList derivedFromSecure(const CrumbItemList& all, const std::unordered_set<Uuid>& removed) {
     const FindMemory find = finderIn(all);
-    CrumbItemList heirs;
+    CrumbItemList derived;
     for (const auto& item : all) {
         const bool losesItsSource = item->sourceItemID && removed.contains(*item->sourceItemID) &&
                                     !removed.contains(item->id);
-        if (!losesItsSource || isSecure(*item) || !neverLeaves(*item, find)) continue;
-        CrumbItem heir = *item;
-        markSecure(heir);
-        heirs.push_back(std::make_shared<const CrumbItem>(std::move(heir)));
+        if (!losesItsSource || isSecure(*item) || !isLocalOnly(*item, find)) continue;
+        CrumbItem secured = *item;
+        markSecure(secured);
+        derived.push_back(std::make_shared<const CrumbItem>(std::move(secured)));
     }
-    return heirs;
+    return derived;
 }
 
 }  // namespace nookery

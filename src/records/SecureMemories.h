@@ -14,10 +14,10 @@ FindMemory finderIn(const CrumbItemList& all);
 
 /// Whether a memory must never leave this computer: it is secure, or was derived, however far, from
 /// one that is, and so may show what that holds.
-bool neverLeaves(const CrumbItem& item, const FindMemory& find);
+bool isLocalOnly(const CrumbItem& item, const FindMemory& find);
 
 /// The memories that would be free to leave once `removed` are gone, as they were derived from one
 /// of those: changed so that they are secure themselves.
-CrumbItemList heirsOfSecrecy(const CrumbItemList& all, const std::unordered_set<Uuid>& removed);
+CrumbItemList derivedFromSecure(const CrumbItemList& all, const std::unordered_set<Uuid>& removed);
 
 }  // namespace nookery

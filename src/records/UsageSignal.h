@@ -2,7 +2,7 @@
 
 #include <unordered_map>
 
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 
 namespace nookery {
@@ -10,7 +10,7 @@ namespace nookery {
 /// How often and when the user last selected a memory.
 struct UsageSignal {
     int selectionCount = 0;
-    Date lastSelectedAt;
+    Timestamp lastSelectedAt;
 
     bool operator==(const UsageSignal&) const = default;
 };

@@ -1,7 +1,7 @@
 #include "retrieval/RetrievalEngine.h"
 
+#include "retrieval/deep/CandidateRetrieval.h"
 #include "retrieval/deep/DeepSearch.h"
-#include "retrieval/deep/DeepSearchGathering.h"
 #include "retrieval/deep/VectorMatrix.h"
 #include "retrieval/index/LexicalIndex.h"
 #include "retrieval/lexical/LexicalSearch.h"
@@ -29,17 +29,17 @@ RetrievalEngine::RetrievalEngine(const RankingWeights& weights)
     : state_(std::make_unique<State>(weights)) {}
 RetrievalEngine::~RetrievalEngine() = default;
 
-void RetrievalEngine::put(const CrumbItemPointer& item, const MemoryFacets& facets) {
+void RetrievalEngine::put(const CrumbItemPointer& item, const MemoryAttributes& attributes) {
     state_->relatedCache.clear();
-    state_->index.put(item, facets);
+    state_->index.put(item, attributes);
     state_->vectors.setRecord(item);
     state_->families.put(item);
 }
 
 void RetrievalEngine::putAll(std::span<const CrumbItemPointer> items,
-                             const std::vector<MemoryFacets>& facets) {
+                             const std::vector<MemoryAttributes>& attributes) {
     state_->relatedCache.clear();
-    state_->index.putAll(items, facets);
+    state_->index.putAll(items, attributes);
     for (const CrumbItemPointer& item : items) {
         state_->vectors.setRecord(item);
         state_->families.put(item);
@@ -78,7 +78,7 @@ LexicalSnapshot RetrievalEngine::search(std::string_view searchText, std::size_t
 }
 
 std::shared_ptr<const DeepSearchRequest> RetrievalEngine::prepareDeepSearch(
-    const LexicalSnapshot& snapshot, const UsageSignals& usage, Date now) const {
+    const LexicalSnapshot& snapshot, const UsageSignals& usage, Timestamp now) const {
     return gatherDeepSearch(state_->index, state_->vectors, snapshot, usage, now);
 }
 

@@ -29,16 +29,16 @@ class DeepSearchRequest;
 ///   FoldTable, TextNormalizer   text to comparable forms, and these to tokens
 ///   Hashtags, SearchRecord      the texts and tags of a memory that are searched
 ///   Vocabulary                  the distinct tokens, found by any part of them
-///   TokenStreams, TokenTally    what a memory holds, written once; each token's place and weight
-///   Postings, LexicalIndex      which memories hold a token; adding, removing, compacting
+///   TokenStreams, TermFrequencies    what a memory holds, written once; each token's place and
+///   weight Postings, LexicalIndex      which memories hold a token; adding, removing, compacting
 /// How it is found:
 ///   Query                       what was typed, as terms and tags
 ///   PhraseMatcher               terms of several tokens ("e-mail")
-///   TermEvidence, CellMap       one term: for every memory, where it stands and how strongly
-///   LexicalScorer               all terms: the best memories and the number of hits
+///   TermMatches, ScoreAccumulator       one term: for every memory, where it stands and how
+///   strongly LexicalScorer               all terms: the best memories and the number of hits
 ///   LexicalSearch, SearchHints  the lexical stage from text to ranked hits with their reasons
 ///   VectorMatrix, Association   similarity of meaning, and what memories have in common
-///   DeepSearchGathering, DeepScore, DeepSearch   the final order
+///   CandidateRetrieval, DeepScore, DeepSearch   the final order
 ///   Excerpt, SearchExplanation  what people see of it
 /// What it is like:
 ///   VersionFamily, FileFamilies  other versions and formats of a file
@@ -54,9 +54,11 @@ class RetrievalEngine {
     ~RetrievalEngine();
 
     /// Adds a memory, or replaces all that is known of one with this id (its vector stays).
-    void put(const CrumbItemPointer& item, const MemoryFacets& facets);
-    /// As `put` for each, faster: use for loading. `facets` has an entry for each item, or none.
-    void putAll(std::span<const CrumbItemPointer> items, const std::vector<MemoryFacets>& facets);
+    void put(const CrumbItemPointer& item, const MemoryAttributes& attributes);
+    /// As `put` for each, faster: use for loading. `attributes` has an entry for each item, or
+    /// none.
+    void putAll(std::span<const CrumbItemPointer> items,
+                const std::vector<MemoryAttributes>& attributes);
     void remove(const Uuid& id);
     void clear();
     std::size_t size() const;
@@ -72,7 +74,7 @@ class RetrievalEngine {
     /// at least 240).
     std::shared_ptr<const DeepSearchRequest> prepareDeepSearch(const LexicalSnapshot& snapshot,
                                                                const UsageSignals& usage,
-                                                               Date now) const;
+                                                               Timestamp now) const;
 
     /// The deep stage. Any thread; throws Cancelled when stop is requested. With no embedder the
     /// semantic part is left out.

@@ -25,7 +25,7 @@ CrumbItemPointer memory(const std::string& title, const std::optional<Path>& ori
     item.id = Uuid::random();
     item.title = title;
     item.kind = original ? CrumbKind::file : CrumbKind::text;
-    item.createdAt = Date{1'700'000'000.25};
+    item.createdAt = Timestamp{1'700'000'000.25};
     item.searchableText = "text of " + title + " \"quoted\"\nÄ";
     if (original) item.filePath = original->native();
     return std::make_shared<const CrumbItem>(std::move(item));
@@ -84,15 +84,15 @@ void makeSampleLibrary(TestPlatform& world, const LibraryLayout& layout,
     writeText(items / "plan.pdf", "managed plan " + flavour);
     {
         auto database = SQLiteDatabase::open(world.files, layout);
-        const CrumbGroup group{Uuid::random(), "Group " + flavour, Date{1'600'000'000}};
-        database.saveGroup(group, Date{});
+        const CrumbGroup group{Uuid::random(), "Group " + flavour, Timestamp{1'600'000'000}};
+        database.saveGroup(group, Timestamp{});
         database.saveItems(
             {memory("note " + flavour, std::nullopt), memory("photo", items / "photo.png"),
              memory("day", items / "trip/day one.txt"), memory("empty", items / "empty.txt"),
              memory("shared 1", items / "shared.bin"), memory("shared 2", items / "shared.bin"),
              memory("plan", items / "plan.pdf"), memory("linked 1", linked),
              memory("linked 2", linked)},
-            Date{});
+            Timestamp{});
     }
     makeReceipts(world, layout, flavour);
     world.defaults.set(manualTagsDefaultsKey, "tags " + flavour);

@@ -145,7 +145,7 @@ TEST_F(ArchiveRestore, OneRestoreWaitsAtATime) {
     EXPECT_EQ(failureOf([this] { prepare(); }),
               "A restore is already pending. Reopen NOOKERY to complete it.");
     {
-        const auto lock = LibraryLock::acquire(world.files, world.layout(), Date{});
+        const auto lock = LibraryLock::acquire(world.files, world.layout(), Timestamp{});
         EXPECT_TRUE(start().empty());  // whoever holds the library still uses it
     }
     EXPECT_EQ(held(), before);

@@ -121,7 +121,7 @@ TEST(OpenSslEncryptionTest, ASealedFileIsKnownByItsMarkAndCheckedToTheLastByte) 
         const auto file = world.files.createFile(path);
         SealedBoxWriter writer(*encryption, key, *file);
         writer.write(std::as_bytes(std::span(plain)));
-        const SealedMark mark = writer.finish();
+        const NonceAndTag mark = writer.finish();
         file->close();
         EXPECT_TRUE(isSealedBox(world.files, *encryption, key, path, mark));
         std::string box = world.folder.read(path.filename());

@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "fieldreports/FieldReportError.h"
-#include "fieldreports/FieldReportShelf.h"
+#include "fieldreports/FieldReportRepository.h"
 #include "fieldreports/NookeryFieldReportPDF.h"
 #include "support/TestPlatform.h"
 #include "support/UploadedReport.h"
@@ -24,7 +24,7 @@ class FieldReportPdfTest : public ::testing::Test {
         testing::UploadedReport upload(Uuid::random());
         upload.attach("roof.png", png + "0123456789").attach("plan.pdf", "%PDF");
         upload.attach("wall.png", png + "01234").upload(world.folder);
-        FieldReportShelf shelf(world.platform(), world.layout());
+        FieldReportRepository shelf(world.platform(), world.layout());
         shelf.receive(world.folder / upload.folder(), upload.manifest.dump(),
                       readFieldReportManifest(upload.manifest.dump(), upload.id));
         report = shelf.load().at(0);

@@ -2,9 +2,9 @@
 
 #include <cstdlib>
 
-#include "foundation/Date.h"
 #include "foundation/Published.h"
 #include "foundation/Text.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 
 namespace nookery {
@@ -22,9 +22,9 @@ TEST(Uuid, IsWrittenInUpperCaseAndReadInEither) {
     EXPECT_NE(Uuid::random(), Uuid::random());
 }
 
-TEST(Date, Iso8601RoundTripsAndRefusesWhatIsNotADate) {
-    EXPECT_EQ(toIso8601(Date{0}), "1970-01-01T00:00:00Z");
-    EXPECT_EQ(toIso8601(Date{-0.5}), "1969-12-31T23:59:59.500Z");
+TEST(Timestamp, Iso8601RoundTripsAndRefusesWhatIsNotADate) {
+    EXPECT_EQ(toIso8601(Timestamp{0}), "1970-01-01T00:00:00Z");
+    EXPECT_EQ(toIso8601(Timestamp{-0.5}), "1969-12-31T23:59:59.500Z");
     EXPECT_EQ(parseIso8601("2026-03-01T11:30:00+02:00"), parseIso8601("2026-03-01T09:30:00Z"));
     EXPECT_EQ(toIso8601(*parseIso8601("2024-02-29T23:59:59.25Z")), "2024-02-29T23:59:59.250Z");
     EXPECT_EQ(toIso8601(*parseIso8601("2024-02-29")), "2024-02-29T00:00:00Z");
@@ -35,15 +35,15 @@ TEST(Date, Iso8601RoundTripsAndRefusesWhatIsNotADate) {
     }
 }
 
-TEST(Date, FolderTimestampsSortInTimeOrder) {
-    const Date early{1'800'000'000.25};
-    const Date late{1'800'000'000.75};
+TEST(Timestamp, FolderTimestampsSortInTimeOrder) {
+    const Timestamp early{1'800'000'000.25};
+    const Timestamp late{1'800'000'000.75};
     EXPECT_LT(toFolderTimestamp(early), toFolderTimestamp(late));
     EXPECT_EQ(parseFolderTimestamp(toFolderTimestamp(early)), early);
     EXPECT_FALSE(parseFolderTimestamp(".building-" + toFolderTimestamp(early)));
 }
 
-TEST(Date, DaysAreThoseOfTheLocalClock) {
+TEST(Timestamp, DaysAreThoseOfTheLocalClock) {
     const char* before = std::getenv("TZ");
     const std::string zoneBefore = before == nullptr ? "" : before;
     struct Case {

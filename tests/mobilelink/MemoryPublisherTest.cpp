@@ -31,7 +31,8 @@ TEST(MemoryPublisherTest, TheIndexHoldsEachMemoryInThePhonesWords) {
         item.id = Uuid::random();
         item.title = "Title \"with\" quotes\nand a line";
         item.kind = kind;
-        item.createdAt = Date::since2001(794'000'000.25 - static_cast<double>(expected.size()));
+        item.createdAt =
+            Timestamp::since2001(794'000'000.25 - static_cast<double>(expected.size()));
         item.searchableText = searchable;
         item.note = "ünder the note";
         link.add(item);

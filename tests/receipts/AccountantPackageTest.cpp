@@ -37,7 +37,7 @@ class AccountantPackage : public ::testing::Test {
         receipt.merchant = merchant;
         receipt.purchaseDate = CalendarDay{2026, 3, static_cast<int>(receipts.size()) + 1};
         receipt.needsReview = false;
-        receipt.importedAt = Date{1'780'000'000};
+        receipt.importedAt = Timestamp{1'780'000'000};
         receipts.push_back(receipt);
         return receipts.back();
     }

@@ -21,7 +21,7 @@ class ReceiptStore : public ::testing::Test {
         made.id = Uuid::random();
         made.merchant = merchant;
         made.purchaseDate = day;
-        made.importedAt = made.modifiedAt = Date{importedAt};
+        made.importedAt = made.modifiedAt = Timestamp{importedAt};
         return made;
     }
     SqliteConnection raw() {
@@ -68,8 +68,8 @@ TEST_F(ReceiptStore, GivesBackWhatItWasGiven) {
     changed.totalCents.reset();
     changed.purchaseDate.reset();
     changed.category.reset();
-    changed.importedAt = Date{9};
-    changed.modifiedAt = Date{10};
+    changed.importedAt = Timestamp{9};
+    changed.modifiedAt = Timestamp{10};
     store.save(changed);
     changed.importedAt = full.importedAt;  // never changed by an update
     EXPECT_EQ(store.load().front(), changed);
@@ -124,8 +124,8 @@ TEST_F(ReceiptStore, ReadsForeignRowsWithoutTrustingThem) {
     EXPECT_EQ(loaded[0].classification, Classification::unclassified);
     EXPECT_EQ(loaded[0].type, ReceiptType::purchase);
     EXPECT_EQ(loaded[0].purchaseDate, std::nullopt);
-    EXPECT_EQ(loaded[0].importedAt, Date{0});
-    EXPECT_EQ(loaded[0].modifiedAt, Date{0});
+    EXPECT_EQ(loaded[0].importedAt, Timestamp{0});
+    EXPECT_EQ(loaded[0].modifiedAt, Timestamp{0});
 }
 
 TEST_F(ReceiptStore, KeepsACategoryOnceWhateverItsCase) {

@@ -17,7 +17,7 @@ TEST(CrumbItem, KeyedFormRoundTripsWithBothDateForms) {
     item.id = Uuid::random();
     item.title = "Café";
     item.kind = CrumbKind::image;
-    item.createdAt = Date{1'700'000'000.5};
+    item.createdAt = Timestamp{1'700'000'000.5};
     item.filePath = "/tmp/a.png";
     item.groupID = Uuid::random();
     for (const KeyedDates dates : {KeyedDates::secondsSince2001, KeyedDates::iso8601}) {

@@ -25,7 +25,7 @@ class SnapshotWorld {
     /// Takes a snapshot as `snapshot take` does; throws Error with the failure.
     std::string take();
     std::vector<std::string> names() const { return shelf().names(); }
-    SnapshotShelf shelf() const { return {*world.realFiles, world.layout().snapshots()}; }
+    SnapshotRepository shelf() const { return {*world.realFiles, world.layout().snapshots()}; }
     /// Names of all that lies in the folder of snapshots, hidden things too.
     std::vector<std::string> everythingOnShelf() const;
     Path inSnapshot(const std::string& name, const Path& relative) const {

@@ -19,9 +19,9 @@ class VirtualQueue;
 /// Time that passes only when a test says so, for a clock and any number of queues that share it.
 class VirtualTime final : public Clock {
   public:
-    Date now() const override { return wallClock_; }
+    Timestamp now() const override { return wallClock_; }
     /// Moves the wall clock alone, as a user or a time server may.
-    void setWallClock(Date date) { wallClock_ = date; }
+    void setWallClock(Timestamp date) { wallClock_ = date; }
 
     /// Runs all that is due on any queue, then lets time pass to each next piece, until `seconds`
     /// have gone by.
@@ -36,7 +36,7 @@ class VirtualTime final : public Clock {
         std::shared_ptr<std::atomic<bool>> cancelled;
     };
 
-    Date wallClock_{1'800'000'000.0};
+    Timestamp wallClock_{1'800'000'000.0};
     double elapsed_ = 0;
     std::multimap<double, Piece> pieces_;
 };

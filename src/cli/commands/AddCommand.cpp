@@ -15,10 +15,11 @@ namespace {
 
 constexpr std::size_t maximumTextByteCount = std::size_t{64} << 20;
 
-CaptureSource sourceFor(Session& session, const Arguments& arguments, const std::string& word) {
+CaptureSource sourceFor(CommandContext& context, const Arguments& arguments,
+                        const std::string& word) {
     if (word == "-") {
         return CaptureText{
-            readAll(standardInput(session.interruptDescriptor()), maximumTextByteCount),
+            readAll(standardInput(context.interruptDescriptor()), maximumTextByteCount),
             "standard input"};
     }
     const std::string start = lowerCased(toValidUtf8(word.substr(0, 8)));
@@ -28,10 +29,10 @@ CaptureSource sourceFor(Session& session, const Arguments& arguments, const std:
     return CaptureFile{Path(word)};
 }
 
-CaptureRequest requestFor(Session& session, CrumbStore& store, const Arguments& arguments) {
+CaptureRequest requestFor(CommandContext& context, CrumbStore& store, const Arguments& arguments) {
     CaptureRequest request;
     for (const std::string& word : arguments.positionals()) {
-        request.sources.push_back(sourceFor(session, arguments, word));
+        request.sources.push_back(sourceFor(context, arguments, word));
     }
     if (const auto text = arguments.value("text")) {
         request.sources.push_back(CaptureText{*text, "the text given"});
@@ -43,33 +44,33 @@ CaptureRequest requestFor(Session& session, CrumbStore& store, const Arguments& 
     return request;
 }
 
-CaptureReport captureAll(Session& session, CrumbStore& store, CaptureRequest request) {
+CaptureReport captureAll(CommandContext& context, CrumbStore& store, CaptureRequest request) {
     std::optional<CaptureReport> report;
     store.capture(
-        std::move(request), session.stop(),
+        std::move(request), context.stop(),
         [&](const CaptureProgress& progress) {
-            session.messages().progress(
+            context.messages().progress(
                 fmt::format("taking in: {} of {} found so far", progress.done, progress.found));
         },
         [&](const CaptureReport& finished) { report = finished; });
-    session.waitUntil([&] { return report.has_value(); });
+    context.waitUntil([&] { return report.has_value(); });
     return *report;
 }
 
-int runAdd(Session& session, const Arguments& arguments) {
+int runAdd(CommandContext& context, const Arguments& arguments) {
     if (arguments.positionals().empty() && !arguments.has("text")) {
         throw UsageError("add needs something to take in: files, folders, links, - or --text.");
     }
-    CrumbStore& store = session.open(LibraryAccess::writing);
-    const CaptureReport report = captureAll(session, store, requestFor(session, store, arguments));
-    if (arguments.has("wait")) finishEnrichment(session, store);
-    if (session.wantsJson()) {
-        session.print(captureReportJson(store, report));
+    CrumbStore& store = context.open(LibraryAccess::writing);
+    const CaptureReport report = captureAll(context, store, requestFor(context, store, arguments));
+    if (arguments.has("wait")) finishEnrichment(context, store);
+    if (context.wantsJson()) {
+        context.print(captureReportJson(store, report));
     } else {
-        printCaptureReport(session, store, report);
+        printCaptureReport(context, store, report);
     }
     if (report.cancelled) {
-        session.say("Interrupted; what was added is whole.");
+        context.say("Interrupted; what was added is whole.");
         return exitInterrupted;
     }
     return report.failed.empty() ? exitDone : exitFailed;

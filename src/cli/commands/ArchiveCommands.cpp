@@ -9,8 +9,8 @@
 #include "archive/RestoreAtStart.h"
 #include "archive/RestorePlaces.h"
 #include "cli/commands/Commands.h"
+#include "cli/context/CommandContext.h"
 #include "cli/output/TextLayout.h"
-#include "cli/session/Session.h"
 #include "collection/database/LibraryLock.h"
 #include "platform/WorkQueue.h"
 
@@ -29,17 +29,17 @@ std::string progressText(const ArchiveProgress& progress) {
 /// Runs work on an archive off the main thread, which shows how far it is. What the work throws is
 /// thrown here.
 template <typename Work>
-ArchiveSummary follow(Session& session, const Work& work) {
+ArchiveSummary follow(CommandContext& context, const Work& work) {
     std::optional<ArchiveSummary> summary;
     std::exception_ptr failure;
-    WorkQueue& main = session.platform().mainQueue;
+    WorkQueue& main = context.platform().mainQueue;
     ArchiveFollower follower;
-    follower.stop = session.stop();
+    follower.stop = context.stop();
     follower.progress = [&](const ArchiveProgress& progress) {
         if (progress.filesDone % progressStride != 0) return;
-        main.async([&session, progress] { session.messages().progress(progressText(progress)); });
+        main.async([&context, progress] { context.messages().progress(progressText(progress)); });
     };
-    session.platform().captureQueue.async([&] {
+    context.platform().captureQueue.async([&] {
         std::optional<ArchiveSummary> made;
         std::exception_ptr thrown;
         try {
@@ -52,16 +52,16 @@ ArchiveSummary follow(Session& session, const Work& work) {
             failure = thrown;
         });
     });
-    session.waitUntil([&] { return summary || failure; });
-    session.messages().endProgress();
+    context.waitUntil([&] { return summary || failure; });
+    context.messages().endProgress();
     if (failure) std::rethrow_exception(failure);
     return *summary;
 }
 
 /// The folder that was named, as it is told back.
-Path namedFolder(Session& session, const Arguments& arguments) {
+Path namedFolder(CommandContext& context, const Arguments& arguments) {
     const Path named = arguments.positional(0);
-    const auto resolved = session.platform().files.resolve(named);
+    const auto resolved = context.platform().files.resolve(named);
     return resolved ? *resolved : named;
 }
 
@@ -79,47 +79,47 @@ std::string summaryText(const ArchiveSummary& summary) {
                        spokenByteCount(static_cast<double>(summary.byteCount)));
 }
 
-int runExport(Session& session, const Arguments& arguments) {
-    const auto source = CrumbCompleteArchive::gather(session.open(LibraryAccess::reading),
-                                                     session.platform().defaults);
-    const ArchiveSummary summary = follow(session, [&](const ArchiveFollower& follower) {
-        return CrumbCompleteArchive::write(session.platform(), session.layout(), source,
+int runExport(CommandContext& context, const Arguments& arguments) {
+    const auto source = CrumbCompleteArchive::gather(context.open(LibraryAccess::reading),
+                                                     context.platform().defaults);
+    const ArchiveSummary summary = follow(context, [&](const ArchiveFollower& follower) {
+        return CrumbCompleteArchive::write(context.platform(), context.layout(), source,
                                            arguments.positional(0), follower);
     });
-    const Path folder = namedFolder(session, arguments);
-    if (session.wantsJson()) {
-        session.print(summaryJson(folder, summary));
+    const Path folder = namedFolder(context, arguments);
+    if (context.wantsJson()) {
+        context.print(summaryJson(folder, summary));
     } else {
-        session.out().writeLine("Your independent archive is saved at:\n" +
+        context.out().writeLine("Your independent archive is saved at:\n" +
                                 printable(displayName(folder)));
-        session.say("Archive Exported and Verified: " + summaryText(summary));
+        context.say("Archive Exported and Verified: " + summaryText(summary));
     }
     return exitDone;
 }
 
-ArchiveSummary check(Session& session, const Path& folder) {
-    return follow(session, [&](const ArchiveFollower& follower) {
-        return checkArchive(session.platform(), folder, follower);
+ArchiveSummary check(CommandContext& context, const Path& folder) {
+    return follow(context, [&](const ArchiveFollower& follower) {
+        return checkArchive(context.platform(), folder, follower);
     });
 }
 
-int runVerify(Session& session, const Arguments& arguments) {
-    const Path folder = namedFolder(session, arguments);
-    const ArchiveSummary summary = check(session, folder);
-    if (session.wantsJson()) {
-        session.print(summaryJson(folder, summary));
+int runVerify(CommandContext& context, const Arguments& arguments) {
+    const Path folder = namedFolder(context, arguments);
+    const ArchiveSummary summary = check(context, folder);
+    if (context.wantsJson()) {
+        context.print(summaryJson(folder, summary));
     } else {
-        session.out().writeLine("The archive is whole: " + summaryText(summary));
+        context.out().writeLine("The archive is whole: " + summaryText(summary));
     }
     return exitDone;
 }
 
-int runRestore(Session& session, const Arguments& arguments) {
-    const Path folder = namedFolder(session, arguments);
+int runRestore(CommandContext& context, const Arguments& arguments) {
+    const Path folder = namedFolder(context, arguments);
     const auto lock =
-        LibraryLock::acquire(session.platform().files, session.layout(), session.now());
-    refuseWhileRestoreWaits(session.platform().files, session.layout());
-    const ArchiveSummary checked = check(session, folder);
+        LibraryLock::acquire(context.platform().files, context.layout(), context.now());
+    refuseWhileRestoreWaits(context.platform().files, context.layout());
+    const ArchiveSummary checked = check(context, folder);
     const std::string title = "Restore NOOKERY Collection?";
     const std::string text = fmt::format(
         "This archive contains {} memories. Restoring replaces your current collection, People and "
@@ -127,34 +127,34 @@ int runRestore(Session& session, const Arguments& arguments) {
         "safety copy of your current data. The restore happens when you reopen the application.",
         checked.recordCount);
     if (arguments.has("dry-run")) {
-        session.out().writeLine(session.wantsJson()
+        context.out().writeLine(context.wantsJson()
                                     ? toJsonText(summaryJson(folder, checked))
                                     : "This would be asked and done: " + title + "\n" + text);
         return exitDone;
     }
-    session.demandConsent(title, text);
-    const ArchiveSummary prepared = follow(session, [&](const ArchiveFollower& follower) {
-        return prepareArchiveRestore(session.platform(), session.layout(), folder, follower);
+    context.demandConsent(title, text);
+    const ArchiveSummary prepared = follow(context, [&](const ArchiveFollower& follower) {
+        return prepareArchiveRestore(context.platform(), context.layout(), folder, follower);
     });
-    if (session.wantsJson()) {
-        session.print(summaryJson(folder, prepared));
+    if (context.wantsJson()) {
+        context.print(summaryJson(folder, prepared));
     } else {
-        session.out().writeLine(
+        context.out().writeLine(
             "Archive Ready to Restore\nThe archive has been verified and prepared. NOOKERY will "
             "now close. Reopen it to restore your collection.");
     }
     return exitDone;
 }
 
-OrderedJson statusJson(Session& session) {
-    FileSystem& files = session.platform().files;
-    OrderedJson document{{"pending", archiveRestoreWaits(files, session.layout())},
+OrderedJson statusJson(CommandContext& context) {
+    FileSystem& files = context.platform().files;
+    OrderedJson document{{"pending", archiveRestoreWaits(files, context.layout())},
                          {"safetyCopy", nullptr},
                          {"lastRestore", nullptr}};
-    if (const auto safety = safetyCopy(files, session.layout())) {
+    if (const auto safety = safetyCopy(files, context.layout())) {
         document["safetyCopy"] = displayName(*safety);
     }
-    if (const auto last = lastRestore(files, session.layout())) {
+    if (const auto last = lastRestore(files, context.layout())) {
         document["lastRestore"] = {{"restored", last->notice.restored},
                                    {"title", last->notice.title},
                                    {"detail", last->notice.detail},
@@ -163,17 +163,17 @@ OrderedJson statusJson(Session& session) {
     return document;
 }
 
-int runStatus(Session& session, const Arguments&) {
-    const OrderedJson status = statusJson(session);
-    if (session.wantsJson()) {
-        session.print(status);
+int runStatus(CommandContext& context, const Arguments&) {
+    const OrderedJson status = statusJson(context);
+    if (context.wantsJson()) {
+        context.print(status);
         return exitDone;
     }
-    const auto say = [&](const std::string& line) { session.out().writeLine(line); };
+    const auto say = [&](const std::string& line) { context.out().writeLine(line); };
     say(status["pending"].get<bool>()
             ? "A restore is pending; the next command or window completes it. To give it up, "
               "remove the folder " +
-                  displayName(session.layout().library() / restore::pendingName)
+                  displayName(context.layout().library() / restore::pendingName)
             : "No restore is pending.");
     if (const OrderedJson& last = status["lastRestore"]; !last.is_null()) {
         say(fmt::format("{}  {}: {}", last["date"].get<std::string>(),

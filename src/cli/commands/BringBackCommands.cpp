@@ -13,9 +13,9 @@ namespace {
 constexpr double secondsPerDay = 86400;
 
 /// The same fields on the machine's clock as the moment has in UTC.
-Date asLocal(Date utc) {
+Timestamp asLocal(Timestamp utc) {
     // Two steps, since the offset at the guess may differ from the offset at the result.
-    Date local = utc;
+    Timestamp local = utc;
     for (int step = 0; step < 2; ++step) {
         const auto shown = dateFromUtc(localFields(local));
         if (!shown) return utc;
@@ -28,18 +28,18 @@ bool namesZone(std::string_view text) {
     return text.size() > 16 && text.find_first_of("Zz+-", 16) != std::string_view::npos;
 }
 
-std::optional<Date> inDays(const std::string& word, Date now) {
-    if (word == "tomorrow") return Date{now.secondsSince1970 + secondsPerDay};
+std::optional<Timestamp> inDays(const std::string& word, Timestamp now) {
+    if (word == "tomorrow") return Timestamp{now.secondsSince1970 + secondsPerDay};
     if (!word.starts_with('+') || word.size() < 3) return std::nullopt;
     const double unit = word.back() == 'w' ? 7 : word.back() == 'd' ? 1 : 0;
     int count = 0;
     const char* last = word.data() + word.size() - 1;
     const auto [end, error] = std::from_chars(word.data() + 1, last, count);
     if (unit == 0 || error != std::errc() || end != last || count < 1) return std::nullopt;
-    return Date{now.secondsSince1970 + count * unit * secondsPerDay};
+    return Timestamp{now.secondsSince1970 + count * unit * secondsPerDay};
 }
 
-Date parseDate(const std::string& given, Date now) {
+Timestamp parseDate(const std::string& given, Timestamp now) {
     const std::string word = lowerCased(toValidUtf8(given));
     if (const auto date = inDays(word, now)) return *date;
     if (const auto date = parseIso8601(toValidUtf8(given))) {
@@ -50,32 +50,32 @@ Date parseDate(const std::string& given, Date now) {
                     toValidUtf8(given)));
 }
 
-int runSet(Session& session, const Arguments& arguments) {
+int runSet(CommandContext& context, const Arguments& arguments) {
     const bool clears = arguments.has("clear");
     if (clears == (arguments.positionals().size() == 2)) {
         throw UsageError("bring-back needs an id, and either a date or --clear.");
     }
-    std::optional<Date> date;
-    if (!clears) date = parseDate(arguments.positional(1), session.now());
-    CrumbStore& store = session.open(LibraryAccess::writing);
+    std::optional<Timestamp> date;
+    if (!clears) date = parseDate(arguments.positional(1), context.now());
+    CrumbStore& store = context.open(LibraryAccess::writing);
     const auto item = findMemory(store, arguments.positional(0));
     demandSaved(store.setBringBack(item->id, date));
-    if (session.wantsJson()) {
+    if (context.wantsJson()) {
         OrderedJson document = memoryJson(store, *item);
         document["bringBackDate"] = date ? OrderedJson(toIso8601(*date)) : OrderedJson();
-        session.print(document);
+        context.print(document);
     } else {
-        session.out().writeLine(
+        context.out().writeLine(
             date ? fmt::format("\"{}\" comes back on {}.", shownTitle(*item), exactDate(*date))
                  : fmt::format("\"{}\" does not come back any more.", shownTitle(*item)));
     }
     return exitDone;
 }
 
-int runList(Session& session, const Arguments&) {
-    const CrumbStore& store = session.open(LibraryAccess::reading);
+int runList(CommandContext& context, const Arguments&) {
+    const CrumbStore& store = context.open(LibraryAccess::reading);
     const ShortIds shortIds = shortIdsOf(store);
-    std::vector<std::pair<Date, CrumbItemPointer>> sorted;
+    std::vector<std::pair<Timestamp, CrumbItemPointer>> sorted;
     for (const auto& [id, date] : *store.bringBackDates()) {
         if (const auto item = store.item(id)) sorted.emplace_back(date, item);
     }
@@ -83,22 +83,22 @@ int runList(Session& session, const Arguments&) {
               [](const auto& left, const auto& right) { return left.first < right.first; });
     OrderedJson items = OrderedJson::array();
     for (const auto& [date, item] : sorted) {
-        if (session.wantsJson()) {
+        if (context.wantsJson()) {
             OrderedJson document = memoryJson(store, *item);
             document["bringBackDate"] = toIso8601(date);
-            document["hasComeBack"] = date <= session.now();
+            document["hasComeBack"] = date <= context.now();
             items.push_back(std::move(document));
         } else {
-            session.out().writeLine(
-                fmt::format("{}  {}  {}{}", session.style().inDim(shortIds(item->id)),
-                            exactDate(date), session.style().inTitle(shownTitle(*item)),
-                            date <= session.now() ? "  (back)" : ""));
+            context.out().writeLine(
+                fmt::format("{}  {}  {}{}", context.style().inDim(shortIds(item->id)),
+                            exactDate(date), context.style().inTitle(shownTitle(*item)),
+                            date <= context.now() ? "  (back)" : ""));
         }
     }
-    if (session.wantsJson()) {
-        session.print({{"count", sorted.size()}, {"items", std::move(items)}});
+    if (context.wantsJson()) {
+        context.print({{"count", sorted.size()}, {"items", std::move(items)}});
     } else if (sorted.empty()) {
-        session.say("No memory is to come back.");
+        context.say("No memory is to come back.");
     }
     return exitDone;
 }

@@ -23,36 +23,37 @@ std::string summaryOf(const Candidates& candidates) {
     return counted(candidates.size(), "title", "titles") + " will change";
 }
 
-void printCandidates(Session& session, const CrumbStore& store, const Candidates& candidates) {
+void printCandidates(CommandContext& context, const CrumbStore& store,
+                     const Candidates& candidates) {
     const ShortIds shortIds = shortIdsOf(store);
     for (const auto& candidate : candidates) {
-        session.out().writeLine(fmt::format(
-            "{}  {} → {}", session.style().inDim(shortIds(candidate.id)),
-            printable(candidate.oldTitle), session.style().inTitle(printable(candidate.newTitle))));
+        context.out().writeLine(fmt::format(
+            "{}  {} → {}", context.style().inDim(shortIds(candidate.id)),
+            printable(candidate.oldTitle), context.style().inTitle(printable(candidate.newTitle))));
     }
-    session.say(candidates.empty() ? "Nothing to clean up" : summaryOf(candidates));
+    context.say(candidates.empty() ? "Nothing to clean up" : summaryOf(candidates));
 }
 
-int runCleanupNames(Session& session, const Arguments& arguments) {
+int runCleanupNames(CommandContext& context, const Arguments& arguments) {
     const bool applies = arguments.has("apply");
-    CrumbStore& store = session.open(applies ? LibraryAccess::writing : LibraryAccess::reading);
+    CrumbStore& store = context.open(applies ? LibraryAccess::writing : LibraryAccess::reading);
     const Candidates candidates = filenameCleanupCandidates(*store.items());
-    if (!session.wantsJson()) printCandidates(session, store, candidates);
+    if (!context.wantsJson()) printCandidates(context, store, candidates);
     std::size_t changedCount = 0;
     if (applies && !candidates.empty()) {
-        session.demandConsent("Clean Up Filenames?", summaryOf(candidates) +
+        context.demandConsent("Clean Up Filenames?", summaryOf(candidates) +
                                                          ". Only titles change; files keep their "
                                                          "names.");
         const CleanupOutcome outcome = store.cleanUpFilenames(candidates);
         demandSaved(outcome.failure);
         changedCount = outcome.changedCount;
-        if (!session.wantsJson()) {
-            session.say(fmt::format("Filename Cleanup Complete: {} changed.",
+        if (!context.wantsJson()) {
+            context.say(fmt::format("Filename Cleanup Complete: {} changed.",
                                     counted(changedCount, "title", "titles")));
         }
     }
-    if (session.wantsJson()) {
-        session.print({{"candidates", candidatesJson(candidates)}, {"changed", changedCount}});
+    if (context.wantsJson()) {
+        context.print({{"candidates", candidatesJson(candidates)}, {"changed", changedCount}});
     }
     return exitDone;
 }

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "cli/commands/Commands.h"
+#include "cli/context/CommandContext.h"
 #include "cli/output/TextLayout.h"
-#include "cli/session/Session.h"
 #include "foundation/Text.h"
 #include "platform/CloudContainer.h"
 #include "platform/UserDefaults.h"
@@ -45,17 +45,17 @@ const Setting& findSetting(const std::string& name) {
                                  printable(name)));
 }
 
-std::string valueOf(Session& session, const Setting& setting) {
-    return session.platform().defaults.get(setting.key).value_or(setting.standard);
+std::string valueOf(CommandContext& context, const Setting& setting) {
+    return context.platform().defaults.get(setting.key).value_or(setting.standard);
 }
 
-void answer(Session& session, const Setting& setting) {
-    const std::string value = valueOf(session, setting);
-    if (session.wantsJson()) {
-        session.print({{"name", setting.name},
+void answer(CommandContext& context, const Setting& setting) {
+    const std::string value = valueOf(context, setting);
+    if (context.wantsJson()) {
+        context.print({{"name", setting.name},
                        {"value", value.empty() ? OrderedJson() : OrderedJson(value)}});
     } else {
-        session.out().writeLine(value);
+        context.out().writeLine(value);
     }
 }
 
@@ -72,34 +72,34 @@ std::string checked(const Setting& setting, const std::string& value) {
     return value;
 }
 
-int runGet(Session& session, const Arguments& arguments) {
-    answer(session, findSetting(arguments.positional(0)));
+int runGet(CommandContext& context, const Arguments& arguments) {
+    answer(context, findSetting(arguments.positional(0)));
     return exitDone;
 }
 
-int runSet(Session& session, const Arguments& arguments) {
+int runSet(CommandContext& context, const Arguments& arguments) {
     const Setting& setting = findSetting(arguments.positional(0));
     const std::string value = checked(setting, arguments.positional(1));
     if (value.empty()) {
-        session.platform().defaults.remove(setting.key);
+        context.platform().defaults.remove(setting.key);
     } else {
-        session.platform().defaults.set(setting.key, value);
+        context.platform().defaults.set(setting.key, value);
     }
-    answer(session, setting);
+    answer(context, setting);
     return exitDone;
 }
 
-int runList(Session& session, const Arguments&) {
+int runList(CommandContext& context, const Arguments&) {
     OrderedJson list = OrderedJson::object();
     for (const Setting& setting : settings()) {
-        const std::string value = valueOf(session, setting);
+        const std::string value = valueOf(context, setting);
         list[setting.name] = value.empty() ? OrderedJson() : OrderedJson(value);
-        if (session.wantsJson()) continue;
-        session.out().writeLine(
+        if (context.wantsJson()) continue;
+        context.out().writeLine(
             fmt::format("{}{}", padded(setting.name, 16),
-                        value.empty() ? session.style().inDim("(not set)") : printable(value)));
+                        value.empty() ? context.style().inDim("(not set)") : printable(value)));
     }
-    if (session.wantsJson()) session.print({{"settings", std::move(list)}});
+    if (context.wantsJson()) context.print({{"settings", std::move(list)}});
     return exitDone;
 }
 

@@ -13,30 +13,30 @@ std::vector<Option> destructionOptions() {
     return {{"yes", "", "do not ask"}, {"dry-run", "", "only say what would happen"}};
 }
 
-int destroy(Session& session, const Arguments& arguments, const std::string& title,
+int destroy(CommandContext& context, const Arguments& arguments, const std::string& title,
             const std::string& text, std::size_t count,
             const std::function<void(const CrumbStore::Finished&)>& begin) {
     if (arguments.has("dry-run")) {
-        if (session.wantsJson()) {
-            session.print({{"deleted", 0}, {"snapshot", nullptr}, {"wouldDelete", count}});
+        if (context.wantsJson()) {
+            context.print({{"deleted", 0}, {"snapshot", nullptr}, {"wouldDelete", count}});
         } else {
-            session.out().writeLine("This would be asked and done: " + title);
-            session.out().writeLine(text);
+            context.out().writeLine("This would be asked and done: " + title);
+            context.out().writeLine(text);
         }
         return exitDone;
     }
-    session.demandConsent(title, text);
+    context.demandConsent(title, text);
     std::optional<DestructiveOutcome> outcome;
     begin([&](const DestructiveOutcome& finished) { outcome = finished; });
-    session.waitUntil([&] { return outcome.has_value(); });
+    context.waitUntil([&] { return outcome.has_value(); });
     demandSaved(outcome->failure);
-    if (session.wantsJson()) {
+    if (context.wantsJson()) {
         const auto& name = outcome->snapshotName;
-        session.print(
+        context.print(
             {{"deleted", outcome->count}, {"snapshot", name ? OrderedJson(*name) : OrderedJson()}});
     } else {
-        session.out().writeLine(fmt::format("{} deleted.", outcome->count));
-        session.say(outcome->snapshotName ? "Recovery snapshot: " + *outcome->snapshotName
+        context.out().writeLine(fmt::format("{} deleted.", outcome->count));
+        context.say(outcome->snapshotName ? "Recovery snapshot: " + *outcome->snapshotName
                                           : "No recovery snapshot could be taken before.");
     }
     return exitDone;
@@ -57,21 +57,21 @@ std::string titlesOf(const CrumbStore& store, const std::vector<Uuid>& ids) {
     return titles;
 }
 
-int runDelete(Session& session, const Arguments& arguments) {
-    CrumbStore& store = session.open(LibraryAccess::writing);
+int runDelete(CommandContext& context, const Arguments& arguments) {
+    CrumbStore& store = context.open(LibraryAccess::writing);
     const auto ids = findMemories(store, arguments.positionals());
     const std::string title = fmt::format("Delete {}?", counted(ids.size(), "memory", "memories"));
     const std::string text = fmt::format(
         "{}. Copies that NOOKERY owns go to the trash; originals outside NOOKERY are not touched. "
         "A recovery snapshot is taken first.",
         titlesOf(store, ids));
-    return destroy(session, arguments, title, text, ids.size(),
+    return destroy(context, arguments, title, text, ids.size(),
                    [&](const auto& finished) { store.deleteMemories(ids, finished); });
 }
 
-int runClear(Session& session, const Arguments& arguments) {
-    CrumbStore& store = session.open(LibraryAccess::writing);
-    return destroy(session, arguments, "Clear the entire NOOKERY library?",
+int runClear(CommandContext& context, const Arguments& arguments) {
+    CrumbStore& store = context.open(LibraryAccess::writing);
+    return destroy(context, arguments, "Clear the entire NOOKERY library?",
                    "This removes every memory and every copy NOOKERY owns. Original source files "
                    "outside NOOKERY are not touched.",
                    store.items()->size(),

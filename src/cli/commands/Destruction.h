@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/context/CommandContext.h"
 #include "cli/line/Command.h"
-#include "cli/session/Session.h"
 
 namespace nookery::cli {
 
@@ -15,7 +15,7 @@ std::vector<Option> destructionOptions();
 /// The one road of every command that destroys something: says what would happen with --dry-run,
 /// asks for consent, does it behind its recovery snapshot, and answers with the outcome. `begin`
 /// starts the operation; `count` is how many things it is about.
-int destroy(Session& session, const Arguments& arguments, const std::string& title,
+int destroy(CommandContext& context, const Arguments& arguments, const std::string& title,
             const std::string& text, std::size_t count,
             const std::function<void(const CrumbStore::Finished&)>& begin);
 

@@ -12,16 +12,16 @@ namespace {
 
 constexpr std::size_t maximumTextByteCount = std::size_t{64} << 20;
 
-void answer(Session& session, const CrumbStore& store, const Uuid& id) {
+void answer(CommandContext& context, const CrumbStore& store, const Uuid& id) {
     const auto item = store.item(id);
-    if (session.wantsJson()) {
-        session.print(memoryJson(store, *item));
+    if (context.wantsJson()) {
+        context.print(memoryJson(store, *item));
     } else {
-        printMemoryTable(session, store, {item});
+        printMemoryTable(context, store, {item});
     }
 }
 
-std::optional<std::string> newText(Session& session, const Arguments& arguments,
+std::optional<std::string> newText(CommandContext& context, const Arguments& arguments,
                                    const CrumbItem& item) {
     auto text = arguments.value("text");
     if (!text) return std::nullopt;
@@ -30,22 +30,22 @@ std::optional<std::string> newText(Session& session, const Arguments& arguments,
             fmt::format("Only a note's text can be edited; \"{}\" is not one.", shownTitle(item)));
     }
     if (*text == "-") {
-        text = readAll(standardInput(session.interruptDescriptor()), maximumTextByteCount);
+        text = readAll(standardInput(context.interruptDescriptor()), maximumTextByteCount);
     }
     return toValidUtf8(*text);
 }
 
-int runEdit(Session& session, const Arguments& arguments) {
+int runEdit(CommandContext& context, const Arguments& arguments) {
     if (!arguments.has("title") && !arguments.has("note") && !arguments.has("text")) {
         throw UsageError("edit needs --title, --note or --text.");
     }
-    CrumbStore& store = session.open(LibraryAccess::writing);
+    CrumbStore& store = context.open(LibraryAccess::writing);
     CrumbItem changed = *findMemory(store, arguments.positional(0));
     if (auto title = arguments.text("title")) changed.title = std::move(*title);
     if (auto note = arguments.text("note")) changed.note = std::move(*note);
-    if (auto text = newText(session, arguments, changed)) changed.text = std::move(*text);
+    if (auto text = newText(context, arguments, changed)) changed.text = std::move(*text);
     demandSaved(store.replaceItem(changed));
-    answer(session, store, changed.id);
+    answer(context, store, changed.id);
     return exitDone;
 }
 
@@ -70,11 +70,11 @@ void removeTag(std::vector<std::string>& manual, const std::string& tag,
     throw Error(fmt::format("The memory has no tag #{}.", tag));
 }
 
-int runTag(Session& session, const Arguments& arguments) {
+int runTag(CommandContext& context, const Arguments& arguments) {
     if (!arguments.has("add") && !arguments.has("remove")) {
         throw UsageError("tag needs --add or --remove.");
     }
-    CrumbStore& store = session.open(LibraryAccess::writing);
+    CrumbStore& store = context.open(LibraryAccess::writing);
     const Uuid id = findMemory(store, arguments.positional(0))->id;
     auto manual = store.manualTagsOf(id);
     for (const std::string& tag : arguments.values("remove")) {
@@ -82,7 +82,7 @@ int runTag(Session& session, const Arguments& arguments) {
     }
     for (const std::string& tag : arguments.values("add")) manual.push_back(plainTag(tag));
     demandSaved(store.setManualTags(id, manual));
-    answer(session, store, id);
+    answer(context, store, id);
     return exitDone;
 }
 

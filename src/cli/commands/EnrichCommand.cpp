@@ -8,21 +8,21 @@
 
 namespace nookery::cli {
 
-void endEnrichment(Session& session, CrumbStore& store) {
+void endEnrichment(CommandContext& context, CrumbStore& store) {
     store.pauseBackgroundWork();
     if (!store.isBackgroundWorkUnderWay()) return;
-    session.messages().progress("ending what is being read; interrupt again to end at once");
-    session.waitUntil([&] { return !store.isBackgroundWorkUnderWay(); });
+    context.messages().progress("ending what is being read; interrupt again to end at once");
+    context.waitUntil([&] { return !store.isBackgroundWorkUnderWay(); });
 }
 
-EnrichmentOutcome finishEnrichment(Session& session, CrumbStore& store) {
+EnrichmentOutcome finishEnrichment(CommandContext& context, CrumbStore& store) {
     const int waiting = *store.indexingCount();
     store.startBackgroundWork();
     const auto subscription = store.indexingCount().subscribe([&](int left) {
-        session.messages().progress(fmt::format("reading what was taken in: {} left", left));
+        context.messages().progress(fmt::format("reading what was taken in: {} left", left));
     });
-    session.waitUntil([&] { return session.isInterrupted() || *store.indexingCount() == 0; });
-    endEnrichment(session, store);
+    context.waitUntil([&] { return context.isInterrupted() || *store.indexingCount() == 0; });
+    endEnrichment(context, store);
     demandSaved(store.enrichmentSaveFailure());
     return {.done = waiting - *store.indexingCount(), .pending = *store.indexingCount()};
 }
@@ -39,48 +39,48 @@ OrderedJson failuresJson(const std::vector<EnrichmentFailure>& failures) {
     return list;
 }
 
-void sayFailures(Session& session, const CrumbStore& store,
+void sayFailures(CommandContext& context, const CrumbStore& store,
                  const std::vector<EnrichmentFailure>& failures) {
     const ShortIds shortIds = shortIdsOf(store);
     for (const EnrichmentFailure& failure : failures) {
-        session.say(fmt::format("not read: {} ({}): {}{}", shortIds(failure.id),
+        context.say(fmt::format("not read: {} ({}): {}{}", shortIds(failure.id),
                                 shownTitle(*store.item(failure.id)), printable(failure.message),
                                 failure.isGivenUp ? "" : " It is tried again next time."));
     }
 }
 
-void sayWhatIsOff(Session& session) {
-    if (session.platform().embedder == nullptr) {
-        session.say(
+void sayWhatIsOff(CommandContext& context) {
+    if (context.platform().embedder == nullptr) {
+        context.say(
             "Finding by meaning is off: the sentence encoder is not installed. Everything else "
             "works.");
     }
-    if (session.platform().textRecognizer == nullptr) {
-        session.say(
+    if (context.platform().textRecognizer == nullptr) {
+        context.say(
             "Text in images is not read: Tesseract's English data is not installed. Everything "
             "else works.");
     }
 }
 
-int runEnrich(Session& session, const Arguments& arguments) {
-    CrumbStore& store = session.open(LibraryAccess::writing);
+int runEnrich(CommandContext& context, const Arguments& arguments) {
+    CrumbStore& store = context.open(LibraryAccess::writing);
     const auto ids = findMemories(store, arguments.positionals());
     if (!ids.empty()) store.requestEnrichment(ids);
-    const EnrichmentOutcome outcome = finishEnrichment(session, store);
+    const EnrichmentOutcome outcome = finishEnrichment(context, store);
     const auto failures = store.enrichmentFailures();
-    if (session.wantsJson()) {
-        session.print({{"done", outcome.done},
+    if (context.wantsJson()) {
+        context.print({{"done", outcome.done},
                        {"pending", outcome.pending},
                        {"failed", failuresJson(failures)}});
     } else {
-        session.out().writeLine(
+        context.out().writeLine(
             fmt::format("{} worked through, {} left.",
                         counted(static_cast<std::size_t>(outcome.done), "memory", "memories"),
                         outcome.pending));
-        sayFailures(session, store, failures);
+        sayFailures(context, store, failures);
     }
-    sayWhatIsOff(session);
-    return session.isInterrupted() ? exitInterrupted : exitDone;
+    sayWhatIsOff(context);
+    return context.isInterrupted() ? exitInterrupted : exitDone;
 }
 
 }  // namespace

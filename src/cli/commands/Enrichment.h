@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cli/session/Session.h"
+#include "cli/context/CommandContext.h"
 
 namespace nookery::cli {
 
@@ -12,10 +12,10 @@ struct EnrichmentOutcome {
 
 /// Begins nothing else and waits for the end of what is under way. When the person ends the program
 /// meanwhile, the library takes that for what ended it: a reading that hangs is not begun for ever.
-void endEnrichment(Session& session, CrumbStore& store);
+void endEnrichment(CommandContext& context, CrumbStore& store);
 
 /// Does the background work that waits until nothing is left or the person interrupts. Throws Error
 /// when something read could not be saved.
-EnrichmentOutcome finishEnrichment(Session& session, CrumbStore& store);
+EnrichmentOutcome finishEnrichment(CommandContext& context, CrumbStore& store);
 
 }  // namespace nookery::cli

@@ -11,7 +11,7 @@
 namespace nookery::cli {
 namespace {
 
-void printGroups(Session& session, const CrumbStore& store) {
+void printGroups(CommandContext& context, const CrumbStore& store) {
     std::unordered_map<Uuid, std::size_t> sizes;
     for (const auto& item : *store.items()) {
         if (item->groupID) ++sizes[*item->groupID];
@@ -22,12 +22,12 @@ void printGroups(Session& session, const CrumbStore& store) {
                           {"name", group.name},
                           {"createdAt", toIso8601(group.createdAt)},
                           {"count", sizes[group.id]}});
-        if (session.wantsJson()) continue;
-        session.out().writeLine(
-            fmt::format("{}  {}", session.style().inTitle(padded(printable(group.name), 30)),
+        if (context.wantsJson()) continue;
+        context.out().writeLine(
+            fmt::format("{}  {}", context.style().inTitle(padded(printable(group.name), 30)),
                         counted(sizes[group.id], "memory", "memories")));
     }
-    if (session.wantsJson()) session.print({{"groups", std::move(groups)}});
+    if (context.wantsJson()) context.print({{"groups", std::move(groups)}});
 }
 
 std::string newName(const CrumbStore& store, const std::string& given) {
@@ -40,51 +40,51 @@ std::string newName(const CrumbStore& store, const std::string& given) {
     return name;
 }
 
-int runList(Session& session, const Arguments&) {
-    printGroups(session, session.open(LibraryAccess::reading));
+int runList(CommandContext& context, const Arguments&) {
+    printGroups(context, context.open(LibraryAccess::reading));
     return exitDone;
 }
 
-int runCreate(Session& session, const Arguments& arguments) {
-    CrumbStore& store = session.open(LibraryAccess::writing);
+int runCreate(CommandContext& context, const Arguments& arguments) {
+    CrumbStore& store = context.open(LibraryAccess::writing);
     demandSaved(store.createGroup(newName(store, arguments.positional(0))));
-    printGroups(session, store);
+    printGroups(context, store);
     return exitDone;
 }
 
-int runRename(Session& session, const Arguments& arguments) {
-    CrumbStore& store = session.open(LibraryAccess::writing);
+int runRename(CommandContext& context, const Arguments& arguments) {
+    CrumbStore& store = context.open(LibraryAccess::writing);
     const Uuid id = findGroup(store, toValidUtf8(arguments.positional(0))).id;
     demandSaved(store.renameGroup(id, newName(store, arguments.positional(1))));
-    printGroups(session, store);
+    printGroups(context, store);
     return exitDone;
 }
 
-int runDelete(Session& session, const Arguments& arguments) {
-    CrumbStore& store = session.open(LibraryAccess::writing);
+int runDelete(CommandContext& context, const Arguments& arguments) {
+    CrumbStore& store = context.open(LibraryAccess::writing);
     const CrumbGroup group = findGroup(store, toValidUtf8(arguments.positional(0)));
     const std::string what = fmt::format("Delete the group \"{}\"?", printable(group.name));
-    return destroy(session, arguments, what,
+    return destroy(context, arguments, what,
                    "Its memories stay, without a group. A recovery snapshot is taken first.", 1,
                    [&](const auto& finished) { store.deleteGroup(group.id, finished); });
 }
 
-int assign(Session& session, const std::vector<std::string>& prefixes,
+int assign(CommandContext& context, const std::vector<std::string>& prefixes,
            const std::optional<std::string>& groupName) {
-    CrumbStore& store = session.open(LibraryAccess::writing);
+    CrumbStore& store = context.open(LibraryAccess::writing);
     std::optional<Uuid> groupID;
     if (groupName) groupID = findGroup(store, toValidUtf8(*groupName)).id;
     demandSaved(store.assignToGroup(findMemories(store, prefixes), groupID));
-    printGroups(session, store);
+    printGroups(context, store);
     return exitDone;
 }
 
-int runAssign(Session& session, const Arguments& arguments) {
-    return assign(session, arguments.positionalsFrom(1), arguments.positional(0));
+int runAssign(CommandContext& context, const Arguments& arguments) {
+    return assign(context, arguments.positionalsFrom(1), arguments.positional(0));
 }
 
-int runRemove(Session& session, const Arguments& arguments) {
-    return assign(session, arguments.positionals(), std::nullopt);
+int runRemove(CommandContext& context, const Arguments& arguments) {
+    return assign(context, arguments.positionals(), std::nullopt);
 }
 
 }  // namespace

@@ -4,9 +4,9 @@
 #include <variant>
 
 #include "cli/commands/Commands.h"
+#include "cli/context/CommandContext.h"
 #include "cli/output/Input.h"
 #include "cli/output/TextLayout.h"
-#include "cli/session/Session.h"
 #include "collection/capture/JsonLines.h"
 #include "foundation/DurableFile.h"
 
@@ -26,11 +26,11 @@ class StandardInputFile final : public ReadableFile {
     ByteSource source_;
 };
 
-std::unique_ptr<ReadableFile> openImport(Session& session, const std::string& name) {
+std::unique_ptr<ReadableFile> openImport(CommandContext& context, const std::string& name) {
     if (name == "-") {
-        return std::make_unique<StandardInputFile>(standardInput(session.interruptDescriptor()));
+        return std::make_unique<StandardInputFile>(standardInput(context.interruptDescriptor()));
     }
-    FileSystem& files = session.platform().files;
+    FileSystem& files = context.platform().files;
     const auto real = files.resolve(name);
     if (!real) throw FileError("read", name, ENOENT);
     return files.openForReading(*real);
@@ -39,10 +39,10 @@ std::unique_ptr<ReadableFile> openImport(Session& session, const std::string& na
 /// Memories on their way in, saved some at a time.
 class Import {
   public:
-    Import(Session& session, CrumbStore& store) : session_(session), store_(store) {}
+    Import(CommandContext& context, CrumbStore& store) : context_(context), store_(store) {}
 
     void read(JsonLinesReader& reader) {
-        while (!session_.isInterrupted()) {
+        while (!context_.isInterrupted()) {
             auto next = reader.next();
             if (!next) break;
             if (auto* failure = std::get_if<ImportFailure>(&*next)) {
@@ -70,10 +70,10 @@ class Import {
         added_ += records_.size();
         records_.clear();
         tags_.clear();
-        session_.messages().progress(fmt::format("{} memories in", added_));
+        context_.messages().progress(fmt::format("{} memories in", added_));
     }
 
-    Session& session_;
+    CommandContext& context_;
     CrumbStore& store_;
     CrumbItemList records_;
     CrumbStore::TagsByID tags_;
@@ -81,50 +81,50 @@ class Import {
     std::vector<ImportFailure> failures_;
 };
 
-void answer(Session& session, const Import& import) {
-    session.messages().endProgress();
-    if (session.wantsJson()) {
+void answer(CommandContext& context, const Import& import) {
+    context.messages().endProgress();
+    if (context.wantsJson()) {
         OrderedJson failed = OrderedJson::array();
         for (const ImportFailure& failure : import.failures()) {
             failed.push_back({{"line", failure.line}, {"message", failure.message}});
         }
-        session.print({{"added", import.added()}, {"failed", std::move(failed)}});
+        context.print({{"added", import.added()}, {"failed", std::move(failed)}});
         return;
     }
     for (const ImportFailure& failure : import.failures()) {
-        session.say(printable(fmt::format("line {}: {}", failure.line, failure.message)));
+        context.say(printable(fmt::format("line {}: {}", failure.line, failure.message)));
     }
-    session.out().writeLine(fmt::format("{} added, {} failed.",
+    context.out().writeLine(fmt::format("{} added, {} failed.",
                                         counted(import.added(), "memory", "memories"),
                                         counted(import.failures().size(), "line", "lines")));
 }
 
-int runImport(Session& session, const Arguments& arguments) {
-    JsonLinesReader reader(openImport(session, arguments.positional(0)), session.platform().clock);
-    CrumbStore& store = session.open(LibraryAccess::writing);
-    Import import(session, store);
+int runImport(CommandContext& context, const Arguments& arguments) {
+    JsonLinesReader reader(openImport(context, arguments.positional(0)), context.platform().clock);
+    CrumbStore& store = context.open(LibraryAccess::writing);
+    Import import(context, store);
     import.read(reader);
-    answer(session, import);
-    if (session.isInterrupted()) return exitInterrupted;
+    answer(context, import);
+    if (context.isInterrupted()) return exitInterrupted;
     return import.failures().empty() ? exitDone : exitFailed;
 }
 
 /// Writes each line of the library and counts them.
-std::size_t writeLines(Session& session, const CrumbStore& store,
+std::size_t writeLines(CommandContext& context, const CrumbStore& store,
                        const std::function<void(std::string_view)>& write) {
     std::size_t count = 0;
     for (const auto& item : *store.items()) {
-        if (session.isInterrupted()) throw Cancelled();
+        if (context.isInterrupted()) throw Cancelled();
         write(jsonLineOf(*item, store.tagsOf(item->id)) + "\n");
-        session.messages().progress(fmt::format("{} memories out", ++count));
+        context.messages().progress(fmt::format("{} memories out", ++count));
     }
-    session.messages().endProgress();
+    context.messages().endProgress();
     return count;
 }
 
 /// Beside the wished place first, so that the file is whole or not there.
-std::size_t exportToFile(Session& session, const CrumbStore& store, const Path& path) {
-    FileSystem& files = session.platform().files;
+std::size_t exportToFile(CommandContext& context, const CrumbStore& store, const Path& path) {
+    FileSystem& files = context.platform().files;
     const Path temporary = temporaryBeside(path);
     const auto file = files.createFile(temporary);
     try {
@@ -133,7 +133,7 @@ std::size_t exportToFile(Session& session, const CrumbStore& store, const Path& 
             file->write(std::as_bytes(std::span(buffer)));
             buffer.clear();
         };
-        const std::size_t count = writeLines(session, store, [&](std::string_view line) {
+        const std::size_t count = writeLines(context, store, [&](std::string_view line) {
             buffer += line;
             if (buffer.size() > (1u << 20)) flush();
         });
@@ -149,26 +149,26 @@ std::size_t exportToFile(Session& session, const CrumbStore& store, const Path& 
     }
 }
 
-int runExport(Session& session, const Arguments& arguments) {
+int runExport(CommandContext& context, const Arguments& arguments) {
     const std::string name = arguments.positional(0);
-    if (name == "-" && session.wantsJson()) {
+    if (name == "-" && context.wantsJson()) {
         throw UsageError("export to standard output is JSON lines already: leave --json out.");
     }
-    const bool exists = name != "-" && session.platform().files.status(name).has_value();
+    const bool exists = name != "-" && context.platform().files.status(name).has_value();
     if (exists && !arguments.has("replace")) {
         throw Error(
             fmt::format("{} is there already; --replace writes over it.", displayName(Path(name))));
     }
-    const CrumbStore& store = session.open(LibraryAccess::reading);
+    const CrumbStore& store = context.open(LibraryAccess::reading);
     if (name == "-") {
-        writeLines(session, store, [&](std::string_view line) { session.out().write(line); });
+        writeLines(context, store, [&](std::string_view line) { context.out().write(line); });
         return exitDone;
     }
-    const std::size_t count = exportToFile(session, store, name);
-    if (session.wantsJson()) {
-        session.print({{"path", displayName(Path(name))}, {"records", count}});
+    const std::size_t count = exportToFile(context, store, name);
+    if (context.wantsJson()) {
+        context.print({{"path", displayName(Path(name))}, {"records", count}});
     } else {
-        session.say(counted(count, "memory", "memories") + " written.");
+        context.say(counted(count, "memory", "memories") + " written.");
     }
     return exitDone;
 }

@@ -3,8 +3,8 @@
 #include <optional>
 
 #include "cli/commands/Commands.h"
+#include "cli/context/CommandContext.h"
 #include "cli/output/TextLayout.h"
-#include "cli/session/Session.h"
 #include "cli/views/CaptureView.h"
 #include "platform/CloudContainer.h"
 
@@ -16,15 +16,15 @@ struct Taking {
     std::vector<CaptureMessage> waiting;
 };
 
-std::optional<Taking> takeOnce(Session& session, CrumbStore& store) {
+std::optional<Taking> takeOnce(CommandContext& context, CrumbStore& store) {
     std::optional<Taking> taking;
     const auto tell = [&](int left) {
-        if (left > 0) session.messages().progress(fmt::format("taking in: {} left", left));
+        if (left > 0) context.messages().progress(fmt::format("taking in: {} left", left));
     };
     const auto localCounts = store.inboxImportCount().subscribe(tell);
     const auto cloudCounts = store.cloudImportCount().subscribe(tell);
-    session.messages().progress("waiting for the inboxes to hold still");
-    store.takeFromInboxes(session.stop(), [&](const std::vector<InboxReport>& reports,
+    context.messages().progress("waiting for the inboxes to hold still");
+    store.takeFromInboxes(context.stop(), [&](const std::vector<InboxReport>& reports,
                                               const std::vector<InboxWaiting>& waiting) {
         taking.emplace();
         for (const InboxReport& part : reports) append(taking->report, part.taken);
@@ -32,24 +32,24 @@ std::optional<Taking> takeOnce(Session& session, CrumbStore& store) {
             taking->waiting.push_back({displayName(entry.path), entry.reason});
         }
     });
-    session.waitUntil([&] { return taking || session.isInterrupted(); });
+    context.waitUntil([&] { return taking || context.isInterrupted(); });
     return taking;
 }
 
-int runTake(Session& session, const Arguments&) {
-    CrumbStore& store = session.open(LibraryAccess::writing);
-    const auto taking = takeOnce(session, store);
+int runTake(CommandContext& context, const Arguments&) {
+    CrumbStore& store = context.open(LibraryAccess::writing);
+    const auto taking = takeOnce(context, store);
     if (!taking || taking->report.cancelled) throw Cancelled();
-    const CloudLookup cloud = session.platform().cloud.locate();
-    if (!cloud.container && cloud.isWanted) session.say(cloud.reason);
-    if (session.wantsJson()) {
+    const CloudLookup cloud = context.platform().cloud.locate();
+    if (!cloud.container && cloud.isWanted) context.say(cloud.reason);
+    if (context.wantsJson()) {
         OrderedJson answer = captureReportJson(store, taking->report);
         answer["waiting"] = captureMessagesJson(taking->waiting);
-        session.print(answer);
+        context.print(answer);
     } else {
-        printCaptureReport(session, store, taking->report);
+        printCaptureReport(context, store, taking->report);
         for (const CaptureMessage& entry : taking->waiting) {
-            session.say(printable(fmt::format("left there: {}: {}", entry.source, entry.message)));
+            context.say(printable(fmt::format("left there: {}: {}", entry.source, entry.message)));
         }
     }
     return taking->report.failed.empty() ? exitDone : exitFailed;

@@ -3,8 +3,8 @@
 #include <optional>
 
 #include "cli/commands/Commands.h"
+#include "cli/context/CommandContext.h"
 #include "cli/output/TextLayout.h"
-#include "cli/session/Session.h"
 #include "mobilelink/LinkRecords.h"
 #include "mobilelink/PhoneLink.h"
 #include "platform/CloudContainer.h"
@@ -23,12 +23,12 @@ struct Status {
     std::size_t attachmentCount = 0;
 };
 
-Status lookAround(Session& session) {
-    Status status{.pairing = NookerySecurePairingTransport(session.platform()).pairingState(),
-                  .keyStore = session.platform().keyStore.place(),
-                  .cloud = session.platform().cloud.locate()};
+Status lookAround(CommandContext& context) {
+    Status status{.pairing = NookerySecurePairingTransport(context.platform()).pairingState(),
+                  .keyStore = context.platform().keyStore.place(),
+                  .cloud = context.platform().cloud.locate()};
     auto records =
-        LinkRecords::openForReading(session.platform().files, session.layout().linkRecords());
+        LinkRecords::openForReading(context.platform().files, context.layout().linkRecords());
     if (records) {
         status.lastPublished = records->lastEvent("published");
         status.attachmentCount = records->attachmentCount();
@@ -48,13 +48,13 @@ OrderedJson statusJson(const Status& status) {
     return json;
 }
 
-int runStatus(Session& session, const Arguments&) {
-    const Status status = lookAround(session);
-    if (session.wantsJson()) {
-        session.print(statusJson(status));
+int runStatus(CommandContext& context, const Arguments&) {
+    const Status status = lookAround(context);
+    if (context.wantsJson()) {
+        context.print(statusJson(status));
         return exitDone;
     }
-    Output& out = session.out();
+    Output& out = context.out();
     out.writeLine("Phone: " +
                   (status.pairing.isPaired ? "paired" : printable(status.pairing.reason)));
     out.writeLine("Key store: " + printable(status.keyStore));
@@ -70,69 +70,69 @@ int runStatus(Session& session, const Arguments&) {
 
 /// Starts one run of the link and waits for its end. Throws what it failed with.
 template <typename Start>
-LinkOutcome runLink(Session& session, Start start) {
-    CrumbStore& store = session.open(LibraryAccess::writing);
-    PhoneLink link(session.platform(), session.layout(), store);
+LinkOutcome runLink(CommandContext& context, Start start) {
+    CrumbStore& store = context.open(LibraryAccess::writing);
+    PhoneLink link(context.platform(), context.layout(), store);
     std::optional<LinkOutcome> outcome;
     start(link, [&](const LinkOutcome& finished) { outcome = finished; });
-    session.waitUntil([&] { return outcome || session.isInterrupted(); });
+    context.waitUntil([&] { return outcome || context.isInterrupted(); });
     link.stop();
-    session.waitUntil([&] { return link.isIdle(); });
+    context.waitUntil([&] { return link.isIdle(); });
     if (outcome->failure) std::rethrow_exception(outcome->failure);
     return *outcome;
 }
 
-int runPublish(Session& session, const Arguments&) {
+int runPublish(CommandContext& context, const Arguments&) {
     const PublishReport report =
-        runLink(session, [](PhoneLink& link, auto finished) { link.publish(finished); }).publish;
+        runLink(context, [](PhoneLink& link, auto finished) { link.publish(finished); }).publish;
     if (report.attachmentsFailed > 0) {
-        session.say(fmt::format("{} could not be published: {}",
+        context.say(fmt::format("{} could not be published: {}",
                                 counted(report.attachmentsFailed, "attachment", "attachments"),
                                 report.firstFailure));
     }
-    if (session.wantsJson()) {
-        session.print({{"published", report.publishedCount},
+    if (context.wantsJson()) {
+        context.print({{"published", report.publishedCount},
                        {"attachmentsWritten", report.attachmentsWritten},
                        {"attachmentsUnchanged", report.attachmentsUnchanged},
                        {"attachmentsFailed", report.attachmentsFailed}});
     } else {
-        session.out().writeLine(
+        context.out().writeLine(
             fmt::format("Published {} memories. Refresh on your iPhone.", report.publishedCount));
     }
     return exitDone;
 }
 
-int runReceive(Session& session, const Arguments&) {
+int runReceive(CommandContext& context, const Arguments&) {
     const EditReport report =
-        runLink(session, [](PhoneLink& link, auto finished) { link.receive(finished); }).edits;
-    if (!report.isPaired) session.say("No phone is paired, so there is nothing to take in.");
-    if (session.wantsJson()) {
-        session.print({{"applied", report.appliedCount},
+        runLink(context, [](PhoneLink& link, auto finished) { link.receive(finished); }).edits;
+    if (!report.isPaired) context.say("No phone is paired, so there is nothing to take in.");
+    if (context.wantsJson()) {
+        context.print({{"applied", report.appliedCount},
                        {"conflict", report.conflictCount},
                        {"missing", report.missingCount},
                        {"skipped", report.skippedCount}});
     } else {
-        session.out().writeLine(report.summary());
+        context.out().writeLine(report.summary());
     }
     return exitDone;
 }
 
-int runLog(Session& session, const Arguments& arguments) {
+int runLog(CommandContext& context, const Arguments& arguments) {
     const std::size_t limit = arguments.count("limit", defaultLogLength);
     auto records =
-        LinkRecords::openForReading(session.platform().files, session.layout().linkRecords());
+        LinkRecords::openForReading(context.platform().files, context.layout().linkRecords());
     OrderedJson list = OrderedJson::array();
     for (const LinkEvent& event : records ? records->events(limit) : std::vector<LinkEvent>{}) {
         list.push_back(
             {{"time", toIso8601(event.time)}, {"event", event.kind}, {"text", event.text}});
-        if (session.wantsJson()) continue;
-        session.out().writeLine(fmt::format("{}  {}  {}", exactDate(event.time),
+        if (context.wantsJson()) continue;
+        context.out().writeLine(fmt::format("{}  {}  {}", exactDate(event.time),
                                             padded(event.kind, 9), printable(event.text)));
     }
-    if (session.wantsJson()) {
-        session.print({{"events", std::move(list)}});
+    if (context.wantsJson()) {
+        context.print({{"events", std::move(list)}});
     } else if (list.empty()) {
-        session.say("The link has done nothing yet.");
+        context.say("The link has done nothing yet.");
     }
     return exitDone;
 }

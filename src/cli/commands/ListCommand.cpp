@@ -32,9 +32,9 @@ std::optional<std::string> wantedTag(const Arguments& arguments) {
     return tag ? std::optional(lowerCased(*tag)) : std::nullopt;
 }
 
-int runList(Session& session, const Arguments& arguments) {
+int runList(CommandContext& context, const Arguments& arguments) {
     const std::size_t limit = arguments.count("limit", defaultLimit);
-    const CrumbStore& store = session.open(LibraryAccess::reading);
+    const CrumbStore& store = context.open(LibraryAccess::reading);
     Filter filter{.kind = {}, .groupID = {}, .tag = wantedTag(arguments)};
     if (const auto kind = arguments.value("kind")) filter.kind = kindFromRawValue(*kind);
     if (const auto group = arguments.text("group")) filter.groupID = findGroup(store, *group).id;
@@ -45,18 +45,18 @@ int runList(Session& session, const Arguments& arguments) {
         if (!filter.admits(store, *item)) continue;
         if (++total <= limit) shown.push_back(item);
     }
-    if (session.wantsJson()) {
+    if (context.wantsJson()) {
         OrderedJson items = OrderedJson::array();
         for (const auto& item : shown) items.push_back(memoryJson(store, *item));
-        session.print({{"count", total}, {"items", std::move(items)}});
+        context.print({{"count", total}, {"items", std::move(items)}});
         return exitDone;
     }
-    printMemoryTable(session, store, shown);
+    printMemoryTable(context, store, shown);
     if (total > shown.size()) {
-        session.say("The newest " + std::to_string(shown.size()) + " of " + std::to_string(total) +
+        context.say("The newest " + std::to_string(shown.size()) + " of " + std::to_string(total) +
                     "; --limit shows more.");
     } else if (total == 0) {
-        session.say("No memory to list.");
+        context.say("No memory to list.");
     }
     return exitDone;
 }

@@ -11,40 +11,40 @@
 namespace nookery::cli {
 namespace {
 
-int runList(Session& session, const Arguments& arguments) {
+int runList(CommandContext& context, const Arguments& arguments) {
     ReceiptFilter filter{.query = arguments.text("query").value_or("")};
     if (const auto raw = arguments.value("class")) {
         filter.classification = classificationFromRawValue(*raw);
     }
     if (const auto raw = arguments.value("type")) filter.type = receiptTypeFromRawValue(*raw);
-    auto receipts = OpenReceipts::forReading(session);
+    auto receipts = OpenReceipts::forReading(context);
     const ReceiptList shown = filtered(*receipts.desk().receipts(), filter);
-    if (session.wantsJson()) {
+    if (context.wantsJson()) {
         OrderedJson list = OrderedJson::array();
         for (const auto& receipt : shown) list.push_back(receiptJson(*receipt));
-        session.print({{"count", shown.size()}, {"receipts", std::move(list)}});
+        context.print({{"count", shown.size()}, {"receipts", std::move(list)}});
         return exitDone;
     }
-    printReceiptTable(session, receipts.desk(), shown);
-    if (shown.empty()) session.say("No receipt to list.");
+    printReceiptTable(context, receipts.desk(), shown);
+    if (shown.empty()) context.say("No receipt to list.");
     return exitDone;
 }
 
-int runShow(Session& session, const Arguments& arguments) {
-    auto receipts = OpenReceipts::forReading(session);
+int runShow(CommandContext& context, const Arguments& arguments) {
+    auto receipts = OpenReceipts::forReading(context);
     const CrumbReceipt receipt = receipts.find(arguments.positional(0));
-    if (!arguments.has("reading")) return answerWith(session, receipts.desk(), receipt.id);
+    if (!arguments.has("reading")) return answerWith(context, receipts.desk(), receipt.id);
     if (!receipt.originalFilePath) throw Error("The receipt has no original file to be read.");
-    const ReceiptReading reading = readReceipt(session, *receipt.originalFilePath);
-    if (session.wantsJson()) {
+    const ReceiptReading reading = readReceipt(context, *receipt.originalFilePath);
+    if (context.wantsJson()) {
         OrderedJson json = receiptJson(receipt);
         json["reading"] = readingJson(reading);
-        session.print(json);
+        context.print(json);
         return exitDone;
     }
-    printReceipt(session, receipt);
-    session.out().writeLine("");
-    for (const std::string& line : readingLines(reading)) session.out().writeLine(line);
+    printReceipt(context, receipt);
+    context.out().writeLine("");
+    for (const std::string& line : readingLines(reading)) context.out().writeLine(line);
     return exitDone;
 }
 
@@ -57,7 +57,7 @@ CalendarDay givenDay(const std::string& text) {
 }
 
 /// As the category is spelled where it is known. Throws Error for one that nobody added.
-std::string knownCategory(ReceiptDesk& desk, const std::string& given) {
+std::string knownCategory(ReceiptService& desk, const std::string& given) {
     const std::string wanted = lowerCased(trimmed(given));
     for (std::string& name : desk.categories()) {
         if (lowerCased(name) == wanted) return std::move(name);
@@ -73,7 +73,7 @@ void refuseBoth(const Arguments& arguments, const std::string& one, const std::s
     }
 }
 
-void change(CrumbReceipt& receipt, const Arguments& arguments, ReceiptDesk& desk) {
+void change(CrumbReceipt& receipt, const Arguments& arguments, ReceiptService& desk) {
     if (const auto raw = arguments.value("type")) receipt.type = *receiptTypeFromRawValue(*raw);
     if (const auto raw = arguments.value("class")) {
         receipt.classification = *classificationFromRawValue(*raw);
@@ -119,7 +119,7 @@ const std::vector<Option>& editOptions() {
     return options;
 }
 
-int runEdit(Session& session, const Arguments& arguments) {
+int runEdit(CommandContext& context, const Arguments& arguments) {
     const auto& options = editOptions();
     const bool changesSomething = std::any_of(
         options.begin(), options.end(), [&](const Option& own) { return arguments.has(own.name); });
@@ -128,15 +128,15 @@ int runEdit(Session& session, const Arguments& arguments) {
     refuseBoth(arguments, "date", "no-date");
     refuseBoth(arguments, "category", "no-category");
     refuseBoth(arguments, "flag", "unflag");
-    auto receipts = OpenReceipts::forWriting(session);
+    auto receipts = OpenReceipts::forWriting(context);
     CrumbReceipt receipt = receipts.find(arguments.positional(0));
     change(receipt, arguments, receipts.desk());
     receipts.desk().save(receipt);
-    return answerWith(session, receipts.desk(), receipt.id);
+    return answerWith(context, receipts.desk(), receipt.id);
 }
 
-int runRemove(Session& session, const Arguments& arguments) {
-    auto receipts = OpenReceipts::forWriting(session);
+int runRemove(CommandContext& context, const Arguments& arguments) {
+    auto receipts = OpenReceipts::forWriting(context);
     const CrumbReceipt receipt = receipts.find(arguments.positional(0));
     const std::string title =
         fmt::format("Remove the record of \"{}\", {}?", printable(shownMerchant(receipt, false)),
@@ -144,27 +144,27 @@ int runRemove(Session& session, const Arguments& arguments) {
     const std::string text = "The receipt record will be removed. Original receipt files are kept.";
     const bool isTrial = arguments.has("dry-run");
     if (!isTrial) {
-        session.demandConsent(title, text);
+        context.demandConsent(title, text);
         receipts.desk().remove(receipt.id);
     }
-    if (session.wantsJson()) {
-        session.print({{"deleted", isTrial ? 0 : 1}, {"receipt", receiptJson(receipt)}});
+    if (context.wantsJson()) {
+        context.print({{"deleted", isTrial ? 0 : 1}, {"receipt", receiptJson(receipt)}});
     } else {
-        session.out().writeLine(isTrial ? "This would be asked and done: " + title
+        context.out().writeLine(isTrial ? "This would be asked and done: " + title
                                         : "The receipt record was removed.");
     }
     return exitDone;
 }
 
-int runCategories(Session& session, const Arguments& arguments) {
+int runCategories(CommandContext& context, const Arguments& arguments) {
     const auto added = arguments.text("add");
-    auto receipts = added ? OpenReceipts::forWriting(session) : OpenReceipts::forReading(session);
+    auto receipts = added ? OpenReceipts::forWriting(context) : OpenReceipts::forReading(context);
     if (added) receipts.desk().addCategory(*added);
     const auto names = receipts.desk().categories();
-    if (session.wantsJson()) {
-        session.print({{"categories", names}});
+    if (context.wantsJson()) {
+        context.print({{"categories", names}});
     } else {
-        for (const std::string& name : names) session.out().writeLine(printable(name));
+        for (const std::string& name : names) context.out().writeLine(printable(name));
     }
     return exitDone;
 }

@@ -17,20 +17,22 @@ namespace {
 using Failures = std::vector<ReceiptImport::Failure>;
 
 /// Takes the files in and waits until they are read, unless interrupted.
-ReceiptImport import(Session& session, ReceiptDesk& desk, std::vector<ReceiptSource> sources) {
+ReceiptImport import(CommandContext& context, ReceiptService& desk,
+                     std::vector<ReceiptSource> sources) {
     std::optional<ReceiptImport> outcome;
     const auto progress = desk.beingRead().subscribe([&](const std::set<Uuid>& ids) {
         if (ids.empty()) return;
-        session.messages().progress(fmt::format("Reading receipt… {} left", ids.size()));
+        context.messages().progress(fmt::format("Reading receipt… {} left", ids.size()));
     });
-    desk.import(std::move(sources), session.stop(),
+    desk.import(std::move(sources), context.stop(),
                 [&](const ReceiptImport& finished) { outcome = finished; });
-    session.waitUntil(
-        [&] { return outcome && (session.isInterrupted() || desk.beingRead()->empty()); });
+    context.waitUntil(
+        [&] { return outcome && (context.isInterrupted() || desk.beingRead()->empty()); });
     return *outcome;
 }
 
-void answerAsJson(Session& session, const ReceiptDesk& desk, const ReceiptImport& outcome) {
+void answerAsJson(CommandContext& context, const ReceiptService& desk,
+                  const ReceiptImport& outcome) {
     OrderedJson added = OrderedJson::array();
     for (const auto& receipt : outcome.added) {
         OrderedJson json = receiptJson(*desk.find(receipt->id));
@@ -46,95 +48,95 @@ void answerAsJson(Session& session, const ReceiptDesk& desk, const ReceiptImport
     for (const auto& failure : outcome.failed) {
         failed.push_back({{"source", displayName(failure.source)}, {"message", failure.message}});
     }
-    session.print({{"added", std::move(added)}, {"failed", std::move(failed)}});
+    context.print({{"added", std::move(added)}, {"failed", std::move(failed)}});
 }
 
-int answer(Session& session, const ReceiptDesk& desk, const ReceiptImport& outcome) {
-    if (session.wantsJson()) {
-        answerAsJson(session, desk, outcome);
+int answer(CommandContext& context, const ReceiptService& desk, const ReceiptImport& outcome) {
+    if (context.wantsJson()) {
+        answerAsJson(context, desk, outcome);
     } else {
         ReceiptList added;
         for (const auto& receipt : outcome.added) added.push_back(desk.find(receipt->id));
-        printReceiptTable(session, desk, added);
+        printReceiptTable(context, desk, added);
         for (const auto& failure : outcome.failed) {
-            session.say(printable(displayName(failure.source) + ": " + failure.message));
+            context.say(printable(displayName(failure.source) + ": " + failure.message));
         }
-        session.say(counted(added.size(), "receipt", "receipts") + " added, flagged for review.");
+        context.say(counted(added.size(), "receipt", "receipts") + " added, flagged for review.");
         const ShortIds shortIds = shortIdsOf(desk);
         for (const auto& [id, earlier] : outcome.sameFileAs) {
-            session.say(fmt::format("{} has the same file as {}: totals count both.", shortIds(id),
+            context.say(fmt::format("{} has the same file as {}: totals count both.", shortIds(id),
                                     shortIds(earlier)));
         }
     }
-    if (session.isInterrupted()) return exitInterrupted;
+    if (context.isInterrupted()) return exitInterrupted;
     return outcome.failed.empty() ? exitDone : exitFailed;
 }
 
-int runImport(Session& session, const Arguments& arguments) {
+int runImport(CommandContext& context, const Arguments& arguments) {
     std::vector<ReceiptSource> sources;
     for (const std::string& file : arguments.positionals()) sources.push_back({file, file});
-    auto receipts = OpenReceipts::forWriting(session);
-    const ReceiptImport outcome = import(session, receipts.desk(), std::move(sources));
-    return answer(session, receipts.desk(), outcome);
+    auto receipts = OpenReceipts::forWriting(context);
+    const ReceiptImport outcome = import(context, receipts.desk(), std::move(sources));
+    return answer(context, receipts.desk(), outcome);
 }
 
-int runFromMemory(Session& session, const Arguments& arguments) {
-    const CrumbStore& store = session.open(LibraryAccess::reading);
-    auto receipts = OpenReceipts::forWriting(session);
+int runFromMemory(CommandContext& context, const Arguments& arguments) {
+    const CrumbStore& store = context.open(LibraryAccess::reading);
+    auto receipts = OpenReceipts::forWriting(context);
     std::vector<ReceiptSource> sources;
     Failures unselected;
     for (const std::string& prefix : arguments.positionals()) {
         try {
-            sources.push_back(receiptSourceOf(*findMemory(store, prefix), session.platform()));
+            sources.push_back(receiptSourceOf(*findMemory(store, prefix), context.platform()));
         } catch (const Error& error) {
             unselected.push_back({prefix, error.description()});
         }
     }
-    ReceiptImport outcome = import(session, receipts.desk(), std::move(sources));
+    ReceiptImport outcome = import(context, receipts.desk(), std::move(sources));
     outcome.failed.insert(outcome.failed.begin(), unselected.begin(), unselected.end());
-    return answer(session, receipts.desk(), outcome);
+    return answer(context, receipts.desk(), outcome);
 }
 
-int runRecognize(Session& session, const Arguments& arguments) {
-    const ReceiptReading reading = readReceipt(session, arguments.positional(0));
-    if (session.wantsJson()) {
-        session.print(readingJson(reading));
+int runRecognize(CommandContext& context, const Arguments& arguments) {
+    const ReceiptReading reading = readReceipt(context, arguments.positional(0));
+    if (context.wantsJson()) {
+        context.print(readingJson(reading));
         return exitDone;
     }
-    for (const OCRLine& line : reading.lines) session.out().writeLine(printable(line.text));
-    for (const std::string& line : readingLines(reading)) session.say(line);
+    for (const OCRLine& line : reading.lines) context.out().writeLine(printable(line.text));
+    for (const std::string& line : readingLines(reading)) context.say(line);
     return exitDone;
 }
 
-void answer(Session& session, const CrumbReceiptExporter::Exported& exported) {
+void answer(CommandContext& context, const CrumbReceiptExporter::Exported& exported) {
     const ReceiptPackage& package = exported.package;
-    if (session.wantsJson()) {
-        session.print({{"path", displayName(exported.folder)},
+    if (context.wantsJson()) {
+        context.print({{"path", displayName(exported.folder)},
                        {"originalsCopied", package.originalsCopied},
                        {"originalsMissing", package.originalsMissing},
                        {"needReview", package.needReview}});
         return;
     }
     const ReceiptExportNotice notice = receiptExportNotice(package);
-    session.out().writeLine(printable(displayName(exported.folder)));
-    session.say(notice.title + ": " + notice.text);
+    context.out().writeLine(printable(displayName(exported.folder)));
+    context.say(notice.title + ": " + notice.text);
 }
 
-int runExport(Session& session, const Arguments& arguments) {
-    auto receipts = OpenReceipts::forReading(session);
+int runExport(CommandContext& context, const Arguments& arguments) {
+    auto receipts = OpenReceipts::forReading(context);
     constexpr std::size_t stride = 16;
     const ReceiptExportFollower follower{.progress =
                                              [&](std::size_t done, std::size_t total) {
                                                  if (done % stride != 0) return;
-                                                 session.messages().progress(fmt::format(
+                                                 context.messages().progress(fmt::format(
                                                      "copying originals: {} of {}", done, total));
                                              },
-                                         .stop = session.stop()};
+                                         .stop = context.stop()};
     try {
-        const auto exported = CrumbReceiptExporter::write(session.platform(), session.layout(),
+        const auto exported = CrumbReceiptExporter::write(context.platform(), context.layout(),
                                                           *receipts.desk().receipts(),
                                                           arguments.positional(0), follower);
-        answer(session, exported);
+        answer(context, exported);
         return exitDone;
     } catch (const Cancelled&) {
         throw;

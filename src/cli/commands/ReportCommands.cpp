@@ -5,8 +5,8 @@
 #include "cli/output/TextLayout.h"
 #include "cli/views/ReportView.h"
 #include "collection/database/LibraryLock.h"
+#include "fieldreports/FieldReportRepository.h"
 #include "fieldreports/FieldReportScan.h"
-#include "fieldreports/FieldReportShelf.h"
 #include "fieldreports/NookeryFieldReportPDF.h"
 #include "fieldreports/NookeryFieldReportReceiver.h"
 #include "foundation/Text.h"
@@ -16,10 +16,10 @@ namespace {
 
 /// Runs a change of the store's reports, which windows announce under this title when it fails.
 template <typename Change>
-void changing(Session& session, std::string_view failureTitle, const Change& change) {
-    CrumbStore& store = session.open(LibraryAccess::writing);
+void changing(CommandContext& context, std::string_view failureTitle, const Change& change) {
+    CrumbStore& store = context.open(LibraryAccess::writing);
     NookeryFieldReportReceiver receiver(
-        session.platform(), session.layout(),
+        context.platform(), context.layout(),
         [&](const auto& reports) { store.setFieldReports(reports); });
     store.setFieldReportReceiver(&receiver);
     const SaveFailure failure = change(store);
@@ -27,16 +27,16 @@ void changing(Session& session, std::string_view failureTitle, const Change& cha
     if (failure) throw Error(fmt::format("{}: {}", failureTitle, *failure));
 }
 
-int runList(Session& session, const Arguments&) {
-    const auto reports = receivedReports(session);
-    if (session.wantsJson()) {
+int runList(CommandContext& context, const Arguments&) {
+    const auto reports = receivedReports(context);
+    if (context.wantsJson()) {
         OrderedJson documents = OrderedJson::array();
         for (const auto& report : reports) documents.push_back(reportJson(report));
-        session.print({{"count", reports.size()}, {"reports", std::move(documents)}});
+        context.print({{"count", reports.size()}, {"reports", std::move(documents)}});
         return exitDone;
     }
-    printReportTable(session, reports);
-    if (reports.empty()) session.say("No field report was received yet.");
+    printReportTable(context, reports);
+    if (reports.empty()) context.say("No field report was received yet.");
     return exitDone;
 }
 
@@ -53,24 +53,24 @@ OrderedJson scanJson(const FieldReportScan& scan) {
             {"failed", std::move(failed)}};
 }
 
-int runScan(Session& session, const Arguments&) {
+int runScan(CommandContext& context, const Arguments&) {
     const auto lock =
-        LibraryLock::acquire(session.platform().files, session.layout(), session.now());
-    FieldReportShelf shelf(session.platform(), session.layout());
+        LibraryLock::acquire(context.platform().files, context.layout(), context.now());
+    FieldReportRepository shelf(context.platform(), context.layout());
     shelf.removeLeftovers();
-    const FieldReportScan scan = scanFieldReports(session.platform(), shelf);
+    const FieldReportScan scan = scanFieldReports(context.platform(), shelf);
     if (!scan.unavailable.empty()) throw Error(scan.unavailable);
-    if (session.wantsJson()) {
-        session.print(scanJson(scan));
+    if (context.wantsJson()) {
+        context.print(scanJson(scan));
     } else {
-        session.out().writeLine(
+        context.out().writeLine(
             fmt::format("{} received.", counted(scan.received.size(), "report", "reports")));
         if (scan.waitingCount > 0) {
-            session.say(fmt::format("{} not wholly on this computer yet.",
+            context.say(fmt::format("{} not wholly on this computer yet.",
                                     counted(scan.waitingCount, "report is", "reports are")));
         }
         for (const auto& failure : scan.failed) {
-            session.say(fmt::format("NOOKERY Field Report import error ({}): {}",
+            context.say(fmt::format("NOOKERY Field Report import error ({}): {}",
                                     printable(displayName(failure.folderName)),
                                     printable(failure.message)));
         }
@@ -78,33 +78,33 @@ int runScan(Session& session, const Arguments&) {
     return scan.failed.empty() ? exitDone : exitFailed;
 }
 
-int runShow(Session& session, const Arguments& arguments) {
-    const auto report = findReport(session, arguments.positional(0));
-    if (session.wantsJson()) {
-        session.print(reportJson(report));
+int runShow(CommandContext& context, const Arguments& arguments) {
+    const auto report = findReport(context, arguments.positional(0));
+    if (context.wantsJson()) {
+        context.print(reportJson(report));
     } else {
-        printReport(session, report);
+        printReport(context, report);
     }
     return exitDone;
 }
 
-int runRename(Session& session, const Arguments& arguments) {
-    const auto report = findReport(session, arguments.positional(0));
-    changing(session, "Could Not Rename Field Report", [&](CrumbStore& store) {
+int runRename(CommandContext& context, const Arguments& arguments) {
+    const auto report = findReport(context, arguments.positional(0));
+    changing(context, "Could Not Rename Field Report", [&](CrumbStore& store) {
         return store.renameFieldReport(report, toValidUtf8(arguments.positional(1)));
     });
-    const auto renamed = findReport(session, report.id.toString());
-    if (session.wantsJson()) {
-        session.print(reportJson(renamed));
+    const auto renamed = findReport(context, report.id.toString());
+    if (context.wantsJson()) {
+        context.print(reportJson(renamed));
     } else {
-        session.out().writeLine(printable(renamed.shownTitle()));
-        session.say("The original Field Report and its attachments remain unchanged.");
+        context.out().writeLine(printable(renamed.shownTitle()));
+        context.say("The original Field Report and its attachments remain unchanged.");
     }
     return exitDone;
 }
 
-int runDelete(Session& session, const Arguments& arguments) {
-    const auto report = findReport(session, arguments.positional(0));
+int runDelete(CommandContext& context, const Arguments& arguments) {
+    const auto report = findReport(context, arguments.positional(0));
     const std::string title = "Delete Field Report?";
     const std::string text = fmt::format(
         "\"{}\". The report and its local edits will move to Trash. Its original iCloud upload is "
@@ -112,48 +112,48 @@ int runDelete(Session& session, const Arguments& arguments) {
         printable(report.shownTitle()));
     const bool isOnlyAsked = arguments.has("dry-run");
     if (!isOnlyAsked) {
-        session.demandConsent(title, text);
-        changing(session, "Could Not Delete Field Report",
+        context.demandConsent(title, text);
+        changing(context, "Could Not Delete Field Report",
                  [&](CrumbStore& store) { return store.deleteFieldReport(report); });
     }
-    if (session.wantsJson()) {
-        session.print({{"deleted", isOnlyAsked ? 0 : 1}, {"id", report.id.toString()}});
+    if (context.wantsJson()) {
+        context.print({{"deleted", isOnlyAsked ? 0 : 1}, {"id", report.id.toString()}});
     } else {
-        session.out().writeLine(isOnlyAsked ? "This would be asked and done: " + title + "\n" + text
+        context.out().writeLine(isOnlyAsked ? "This would be asked and done: " + title + "\n" + text
                                             : "1 deleted.");
     }
     return exitDone;
 }
 
-void refuseToReplace(Session& session, const Path& destination, bool mayReplace) {
-    if (mayReplace || !session.platform().files.status(destination)) return;
+void refuseToReplace(CommandContext& context, const Path& destination, bool mayReplace) {
+    if (mayReplace || !context.platform().files.status(destination)) return;
     throw Error(
         fmt::format("{} is there already; --replace writes over it.", displayName(destination)));
 }
 
-int runPdf(Session& session, const Arguments& arguments) {
-    const auto report = findReport(session, arguments.positional(0));
+int runPdf(CommandContext& context, const Arguments& arguments) {
+    const auto report = findReport(context, arguments.positional(0));
     const Path destination = arguments.positional(1);
-    refuseToReplace(session, destination, arguments.has("replace"));
-    const FieldReportWorkingCopy workingCopy(session.platform().files, session.layout(), report);
+    refuseToReplace(context, destination, arguments.has("replace"));
+    const FieldReportWorkingCopy workingCopy(context.platform().files, context.layout(), report);
     const FieldReportPdfOutcome outcome = writeFieldReportPdf(
-        session.platform(), workingCopy, workingCopy.draft(), destination,
+        context.platform(), workingCopy, workingCopy.draft(), destination,
         {.progress =
              [&](std::size_t done, std::size_t total) {
-                 session.messages().progress(fmt::format("attachment {} of {}", done, total));
+                 context.messages().progress(fmt::format("attachment {} of {}", done, total));
              },
-         .stop = session.stop()});
-    session.messages().endProgress();
-    if (session.wantsJson()) {
-        session.print({{"path", displayName(destination)},
+         .stop = context.stop()});
+    context.messages().endProgress();
+    if (context.wantsJson()) {
+        context.print({{"path", displayName(destination)},
                        {"pages", outcome.pageCount},
                        {"undecodable", outcome.undecodable}});
         return exitDone;
     }
-    session.out().writeLine(fmt::format("{}: {}", printable(displayName(destination)),
+    context.out().writeLine(fmt::format("{}: {}", printable(displayName(destination)),
                                         counted(outcome.pageCount, "page", "pages")));
     for (const std::string& name : outcome.undecodable) {
-        session.say(fmt::format("The picture \"{}\" cannot be read; its page names it only.",
+        context.say(fmt::format("The picture \"{}\" cannot be read; its page names it only.",
                                 printable(name)));
     }
     return exitDone;

@@ -79,13 +79,13 @@ bool isEdit(const Arguments& arguments) {
                        [&](const char* option) { return arguments.has(option); });
 }
 
-Draft edited(Session& session, const NookeryReceivedFieldReport& report,
+Draft edited(CommandContext& context, const NookeryReceivedFieldReport& report,
              const Arguments& arguments) {
-    FieldReportWorkingCopy workingCopy(session.platform().files, session.layout(), report);
+    FieldReportWorkingCopy workingCopy(context.platform().files, context.layout(), report);
     Draft draft = workingCopy.draft();
     if (!isEdit(arguments)) return draft;
     const auto lock =
-        LibraryLock::acquire(session.platform().files, session.layout(), session.now());
+        LibraryLock::acquire(context.platform().files, context.layout(), context.now());
     draft = workingCopy.draft();
     change(draft, arguments);
     for (const std::string& file : arguments.values("add")) {
@@ -95,14 +95,14 @@ Draft edited(Session& session, const NookeryReceivedFieldReport& report,
     return draft;
 }
 
-int runDraft(Session& session, const Arguments& arguments) {
-    const auto report = findReport(session, arguments.positional(0));
-    const Draft draft = edited(session, report, arguments);
-    if (session.wantsJson()) {
-        session.print(draftJson(report, draft));
+int runDraft(CommandContext& context, const Arguments& arguments) {
+    const auto report = findReport(context, arguments.positional(0));
+    const Draft draft = edited(context, report, arguments);
+    if (context.wantsJson()) {
+        context.print(draftJson(report, draft));
     } else {
-        printDraft(session, draft);
-        session.say("Working copy · Original field evidence preserved");
+        printDraft(context, draft);
+        context.say("Working copy · Original field evidence preserved");
     }
     return exitDone;
 }

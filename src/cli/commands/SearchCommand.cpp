@@ -26,9 +26,9 @@ struct Query {
 };
 
 /// Runs one search to its final order.
-const SearchResult& finalResult(Session& session, CrumbStore& store, const Query& query) {
+const SearchResult& finalResult(CommandContext& context, CrumbStore& store, const Query& query) {
     store.setSearchText(query.text, query.limit, query.depth);
-    session.waitUntil([&] { return store.searchResult()->isFinal || session.isInterrupted(); });
+    context.waitUntil([&] { return store.searchResult()->isFinal || context.isInterrupted(); });
     if (!store.searchResult()->isFinal) throw Cancelled();
     return *store.searchResult();
 }
@@ -66,31 +66,31 @@ std::string replaced(std::string text, std::string_view what, const std::string&
     return text;
 }
 
-std::string shownExcerpt(Session& session, const std::string& excerpt) {
-    const Style& style = session.style();
+std::string shownExcerpt(CommandContext& context, const std::string& excerpt) {
+    const Style& style = context.style();
     const std::string open(style.mark.empty() ? openMark : style.mark);
     const std::string close(style.mark.empty() ? closeMark : style.reset);
     return replaced(replaced(printable(excerpt), openStandIn, open), closeStandIn, close);
 }
 
-void printHit(Session& session, const CrumbStore& store, const CrumbItem& item,
+void printHit(CommandContext& context, const CrumbStore& store, const CrumbItem& item,
               const RankedHit& hit, const LexicalSnapshot& reading, const std::string& id) {
-    const Style& style = session.style();
+    const Style& style = context.style();
     constexpr std::string_view indent = "          ";
-    session.out().writeLine(fmt::format("{}  {}", style.inDim(padded(id, indent.size() - 2)),
+    context.out().writeLine(fmt::format("{}  {}", style.inDim(padded(id, indent.size() - 2)),
                                         style.inTitle(shownTitle(item))));
-    std::string line = memoryLine(store, item, session.now());
+    std::string line = memoryLine(store, item, context.now());
     if (!hit.hint.empty()) line += " · " + printable(hit.hint);
-    session.out().writeLine(fmt::format("{}{}", indent, style.inDim(line)));
+    context.out().writeLine(fmt::format("{}{}", indent, style.inDim(line)));
     const std::string excerpt = store.retrieval().excerpt(item, reading, openStandIn, closeStandIn);
     if (excerpt.empty()) return;
-    const std::size_t columns = session.columns().value_or(100);
+    const std::size_t columns = context.columns().value_or(100);
     for (const std::string& text : wrapped(printable(excerpt), columns - indent.size())) {
-        session.out().writeLine(fmt::format("{}{}", indent, shownExcerpt(session, text)));
+        context.out().writeLine(fmt::format("{}{}", indent, shownExcerpt(context, text)));
     }
 }
 
-void printResult(Session& session, const CrumbStore& store, const SearchResult& result,
+void printResult(CommandContext& context, const CrumbStore& store, const SearchResult& result,
                  const Query& query) {
     const LexicalSnapshot reading = readingOf(store, query.text);
     const ShortIds shortIds = shortIdsOf(store);
@@ -98,15 +98,15 @@ void printResult(Session& session, const CrumbStore& store, const SearchResult& 
     for (const RankedHit& hit : result.hits) {
         const auto item = store.item(hit.id);
         if (shown == query.limit || !item) continue;
-        if (shown++ > 0) session.out().writeLine("");
-        printHit(session, store, *item, hit, reading, shortIds(hit.id));
+        if (shown++ > 0) context.out().writeLine("");
+        printHit(context, store, *item, hit, reading, shortIds(hit.id));
     }
     if (result.totalCount == 0) {
-        session.say("Nothing found. Fewer or other words may find it.");
+        context.say("Nothing found. Fewer or other words may find it.");
         return;
     }
     const auto microseconds = result.lexicalMicroseconds + result.deepMicroseconds;
-    session.say(fmt::format("\n{} of {} in {:.1f} ms.", shown,
+    context.say(fmt::format("\n{} of {} in {:.1f} ms.", shown,
                             counted(result.totalCount, "memory", "memories"),
                             static_cast<double>(microseconds) / 1000));
 }
@@ -123,16 +123,16 @@ std::vector<std::string> beginnings(const std::string& text) {
     return result;
 }
 
-int runBatch(Session& session, CrumbStore& store, const Arguments& arguments, Query query) {
-    LineReader lines(standardInput(session.interruptDescriptor()));
+int runBatch(CommandContext& context, CrumbStore& store, const Arguments& arguments, Query query) {
+    LineReader lines(standardInput(context.interruptDescriptor()));
     while (const auto line = lines.next()) {
         const std::string text = toValidUtf8(*line);
         const auto texts = arguments.has("as-typed") ? beginnings(text) : std::vector{text};
         for (const std::string& typed : texts) {
             query.text = typed;
-            session.print(resultJson(store, finalResult(session, store, query), query));
+            context.print(resultJson(store, finalResult(context, store, query), query));
         }
-        session.out().flush();
+        context.out().flush();
     }
     return exitDone;
 }
@@ -143,27 +143,27 @@ Query queryFrom(const Arguments& arguments) {
             .depth = arguments.has("lexical") ? SearchDepth::lexical : SearchDepth::deep};
 }
 
-int runSearch(Session& session, const Arguments& arguments) {
+int runSearch(CommandContext& context, const Arguments& arguments) {
     const Query query = queryFrom(arguments);
     if (arguments.has("batch") != arguments.positionals().empty()) {
         throw UsageError("search needs a query, or --batch and queries on standard input.");
     }
-    CrumbStore& store = session.open(LibraryAccess::reading);
-    if (arguments.has("batch")) return runBatch(session, store, arguments, query);
+    CrumbStore& store = context.open(LibraryAccess::reading);
+    if (arguments.has("batch")) return runBatch(context, store, arguments, query);
     const std::string explanation =
         arguments.has("explain") ? store.retrieval().explain(query.text) : "";
-    const SearchResult& result = finalResult(session, store, query);
-    if (session.wantsJson()) {
+    const SearchResult& result = finalResult(context, store, query);
+    if (context.wantsJson()) {
         OrderedJson document = resultJson(store, result, query);
         if (arguments.has("explain")) document["explanation"] = explanation;
-        session.print(document);
+        context.print(document);
         return exitDone;
     }
-    if (!explanation.empty()) session.out().writeLine(printableLines(explanation));
+    if (!explanation.empty()) context.out().writeLine(printableLines(explanation));
     if (!store.browsingText().empty()) {
-        session.say(store.browsingText() + " " + store.statusText());
+        context.say(store.browsingText() + " " + store.statusText());
     }
-    printResult(session, store, result, query);
+    printResult(context, store, result, query);
     return exitDone;
 }
 

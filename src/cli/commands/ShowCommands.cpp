@@ -21,9 +21,9 @@ namespace {
 
 constexpr std::size_t labelColumns = 10;
 
-void printField(Session& session, std::string_view label, const std::string& value) {
+void printField(CommandContext& context, std::string_view label, const std::string& value) {
     if (value.empty()) return;
-    session.out().writeLine(session.style().inDim(padded(label, labelColumns)) + value);
+    context.out().writeLine(context.style().inDim(padded(label, labelColumns)) + value);
 }
 
 CrumbItemList itemsOf(const CrumbStore& store, const std::vector<Uuid>& ids) {
@@ -33,16 +33,16 @@ CrumbItemList itemsOf(const CrumbStore& store, const std::vector<Uuid>& ids) {
 }
 
 /// A list of other memories below one, the first few of them.
-void printBeside(Session& session, const CrumbStore& store, const std::string& heading,
+void printBeside(CommandContext& context, const CrumbStore& store, const std::string& heading,
                  const std::vector<Uuid>& ids) {
     constexpr std::size_t mostShown = 12;
     if (ids.empty()) return;
-    session.out().writeLine("\n" + session.style().inTitle(heading));
+    context.out().writeLine("\n" + context.style().inTitle(heading));
     CrumbItemList items = itemsOf(store, ids);
     items.resize(std::min(items.size(), mostShown));
-    printMemoryTable(session, store, items);
+    printMemoryTable(context, store, items);
     if (ids.size() > mostShown) {
-        session.out().writeLine(fmt::format("and {} more", ids.size() - mostShown));
+        context.out().writeLine(fmt::format("and {} more", ids.size() - mostShown));
     }
 }
 
@@ -52,32 +52,32 @@ OrderedJson memoriesJson(const CrumbStore& store, const std::vector<Uuid>& ids) 
     return list;
 }
 
-void printMemory(Session& session, const CrumbStore& store, const CrumbItem& item) {
-    session.out().writeLine(session.style().inTitle(shownTitle(item)));
-    session.out().writeLine(memoryLine(store, item, session.now()));
-    session.out().writeLine("");
-    printField(session, "id", item.id.toString());
-    printField(session, "taken in", exactDate(item.createdAt));
-    printField(session, "link", printable(item.urlString.value_or("")));
-    printField(session, "original", item.filePath ? displayName(*item.filePath) : "");
-    printField(session, "note", printable(item.note));
-    if (item.sourceItemID) printField(session, "made from", item.sourceItemID->toString());
+void printMemory(CommandContext& context, const CrumbStore& store, const CrumbItem& item) {
+    context.out().writeLine(context.style().inTitle(shownTitle(item)));
+    context.out().writeLine(memoryLine(store, item, context.now()));
+    context.out().writeLine("");
+    printField(context, "id", item.id.toString());
+    printField(context, "taken in", exactDate(item.createdAt));
+    printField(context, "link", printable(item.urlString.value_or("")));
+    printField(context, "original", item.filePath ? displayName(*item.filePath) : "");
+    printField(context, "note", printable(item.note));
+    if (item.sourceItemID) printField(context, "made from", item.sourceItemID->toString());
     const auto date = store.bringBackDates()->find(item.id);
     if (date != store.bringBackDates()->end()) {
-        printField(session, "back on", exactDate(date->second));
+        printField(context, "back on", exactDate(date->second));
     }
     const std::string text =
         printableLines(item.text.value_or(withoutInternalMarkers(item.searchableText)));
-    if (!text.empty()) session.out().writeLine("\n" + std::string(trimmed(text)));
-    printBeside(session, store, "This reminds me of…", store.retrieval().related(item.id));
-    printBeside(session, store, "Related Versions", store.retrieval().versions(item.id));
+    if (!text.empty()) context.out().writeLine("\n" + std::string(trimmed(text)));
+    printBeside(context, store, "This reminds me of…", store.retrieval().related(item.id));
+    printBeside(context, store, "Related Versions", store.retrieval().versions(item.id));
 }
 
-int runShow(Session& session, const Arguments& arguments) {
-    const CrumbStore& store = session.open(LibraryAccess::reading);
+int runShow(CommandContext& context, const Arguments& arguments) {
+    const CrumbStore& store = context.open(LibraryAccess::reading);
     const auto item = findMemory(store, arguments.positional(0));
-    if (!session.wantsJson()) {
-        printMemory(session, store, *item);
+    if (!context.wantsJson()) {
+        printMemory(context, store, *item);
         return exitDone;
     }
     OrderedJson document = memoryJson(store, *item);
@@ -86,34 +86,34 @@ int runShow(Session& session, const Arguments& arguments) {
     if (date != store.bringBackDates()->end()) document["bringBackDate"] = toIso8601(date->second);
     document["related"] = memoriesJson(store, store.retrieval().related(item->id));
     document["versions"] = memoriesJson(store, store.retrieval().versions(item->id));
-    session.print(document);
+    context.print(document);
     return exitDone;
 }
 
 /// Answers with a list of other memories; `none` is said when it is empty.
-int answerWith(Session& session, const CrumbStore& store, const std::vector<Uuid>& ids,
+int answerWith(CommandContext& context, const CrumbStore& store, const std::vector<Uuid>& ids,
                std::string_view none) {
-    if (session.wantsJson()) {
-        session.print({{"items", memoriesJson(store, ids)}});
+    if (context.wantsJson()) {
+        context.print({{"items", memoriesJson(store, ids)}});
     } else if (ids.empty()) {
-        session.say(none);
+        context.say(none);
     } else {
-        printMemoryTable(session, store, itemsOf(store, ids));
+        printMemoryTable(context, store, itemsOf(store, ids));
     }
     return exitDone;
 }
 
-int runRelated(Session& session, const Arguments& arguments) {
-    const CrumbStore& store = session.open(LibraryAccess::reading);
+int runRelated(CommandContext& context, const Arguments& arguments) {
+    const CrumbStore& store = context.open(LibraryAccess::reading);
     const auto item = findMemory(store, arguments.positional(0));
-    return answerWith(session, store, store.retrieval().related(item->id),
+    return answerWith(context, store, store.retrieval().related(item->id),
                       "This reminds of nothing else.");
 }
 
-int runVersions(Session& session, const Arguments& arguments) {
-    const CrumbStore& store = session.open(LibraryAccess::reading);
+int runVersions(CommandContext& context, const Arguments& arguments) {
+    const CrumbStore& store = context.open(LibraryAccess::reading);
     const auto item = findMemory(store, arguments.positional(0));
-    return answerWith(session, store, store.retrieval().versions(item->id),
+    return answerWith(context, store, store.retrieval().versions(item->id),
                       "There are no other versions of it.");
 }
 
@@ -157,35 +157,35 @@ void openOnDesktop(const std::string& target) {
     }
 }
 
-void demandOriginal(Session& session, const CrumbItem& item) {
-    if (!item.filePath || session.platform().files.statusFollowingLinks(*item.filePath)) return;
+void demandOriginal(CommandContext& context, const CrumbItem& item) {
+    if (!item.filePath || context.platform().files.statusFollowingLinks(*item.filePath)) return;
     throw Error(fmt::format("The original of \"{}\" is missing: {}.", shownTitle(item),
                             displayName(*item.filePath)));
 }
 
-int runPrintTarget(Session& session, const Arguments& arguments) {
-    const CrumbStore& store = session.open(LibraryAccess::reading);
+int runPrintTarget(CommandContext& context, const Arguments& arguments) {
+    const CrumbStore& store = context.open(LibraryAccess::reading);
     const auto item = findMemory(store, arguments.positional(0));
     const std::string target = targetOf(*item);
-    if (session.wantsJson()) {
+    if (context.wantsJson()) {
         OrderedJson document = memoryJson(store, *item);
         document["target"] = target;
-        session.print(document);
+        context.print(document);
     } else {
-        session.out().writeLine(target);
+        context.out().writeLine(target);
     }
     return exitDone;
 }
 
-int runOpen(Session& session, const Arguments& arguments) {
-    if (arguments.has("print")) return runPrintTarget(session, arguments);
-    CrumbStore& store = session.open(LibraryAccess::writing);
+int runOpen(CommandContext& context, const Arguments& arguments) {
+    if (arguments.has("print")) return runPrintTarget(context, arguments);
+    CrumbStore& store = context.open(LibraryAccess::writing);
     const auto item = findMemory(store, arguments.positional(0));
     const std::string target = targetOf(*item);
-    demandOriginal(session, *item);
+    demandOriginal(context, *item);
     openOnDesktop(target);
-    demandSaved(store.noteSelection(item->id));
-    if (session.wantsJson()) session.print(memoryJson(store, *item));
+    demandSaved(store.recordSelection(item->id));
+    if (context.wantsJson()) context.print(memoryJson(store, *item));
     return exitDone;
 }
 

@@ -4,18 +4,18 @@
 #include <optional>
 
 #include "cli/commands/Commands.h"
+#include "cli/context/CommandContext.h"
 #include "cli/output/TextLayout.h"
-#include "cli/session/Session.h"
 #include "collection/database/LibraryLock.h"
 #include "collection/safety/CrumbRecoverySnapshots.h"
+#include "collection/safety/SnapshotRepository.h"
 #include "collection/safety/SnapshotRestore.h"
-#include "collection/safety/SnapshotShelf.h"
 
 namespace nookery::cli {
 namespace {
 
-std::vector<SnapshotSummary> summaries(Session& session) {
-    return SnapshotShelf(session.platform().files, session.layout().snapshots()).summaries();
+std::vector<SnapshotSummary> summaries(CommandContext& context) {
+    return SnapshotRepository(context.platform().files, context.layout().snapshots()).summaries();
 }
 
 OrderedJson summaryJson(const SnapshotSummary& summary) {
@@ -28,54 +28,54 @@ OrderedJson summaryJson(const SnapshotSummary& summary) {
     return document;
 }
 
-int runList(Session& session, const Arguments&) {
-    session.demandLibrary();
+int runList(CommandContext& context, const Arguments&) {
+    context.demandLibrary();
     OrderedJson list = OrderedJson::array();
-    for (const SnapshotSummary& summary : summaries(session)) {
+    for (const SnapshotSummary& summary : summaries(context)) {
         list.push_back(summaryJson(summary));
-        if (session.wantsJson()) continue;
-        session.out().writeLine(fmt::format(
-            "{}  {}  {}", session.style().inTitle(summary.name),
+        if (context.wantsJson()) continue;
+        context.out().writeLine(fmt::format(
+            "{}  {}  {}", context.style().inTitle(summary.name),
             summary.problem ? "cannot be read: " + printable(*summary.problem)
                             : padded(printable(summary.reason), 22) + "  " +
                                   counted(static_cast<std::size_t>(summary.managedFileCount),
                                           "original", "originals"),
             spokenByteCount(static_cast<double>(summary.byteCount))));
     }
-    if (session.wantsJson()) {
-        session.print({{"snapshots", std::move(list)}});
+    if (context.wantsJson()) {
+        context.print({{"snapshots", std::move(list)}});
     } else if (list.empty()) {
-        session.say("There is no snapshot yet.");
+        context.say("There is no snapshot yet.");
     }
     return exitDone;
 }
 
-int runTake(Session& session, const Arguments&) {
-    const CrumbStore& store = session.open(LibraryAccess::writing);
+int runTake(CommandContext& context, const Arguments&) {
+    const CrumbStore& store = context.open(LibraryAccess::writing);
     std::optional<CrumbRecoverySnapshots::Outcome> outcome;
     store.recoverySnapshots()->take(
         "by-hand",
         [&](const SnapshotProgress& progress) {
-            session.messages().progress(
+            context.messages().progress(
                 fmt::format("snapshot: {} of {}", progress.done, progress.total));
         },
-        session.stop(), [&](const auto& finished) { outcome = finished; });
-    session.waitUntil([&] { return outcome.has_value(); });
-    if (!outcome->snapshotName && session.isInterrupted()) throw Cancelled();
+        context.stop(), [&](const auto& finished) { outcome = finished; });
+    context.waitUntil([&] { return outcome.has_value(); });
+    if (!outcome->snapshotName && context.isInterrupted()) throw Cancelled();
     demandSaved(outcome->failure);
-    for (const SnapshotSummary& summary : summaries(session)) {
+    for (const SnapshotSummary& summary : summaries(context)) {
         if (summary.name != outcome->snapshotName) continue;
-        if (session.wantsJson()) {
-            session.print(summaryJson(summary));
+        if (context.wantsJson()) {
+            context.print(summaryJson(summary));
         } else {
-            session.out().writeLine(summary.name);
+            context.out().writeLine(summary.name);
         }
     }
     return exitDone;
 }
 
-void demandSnapshot(Session& session, const std::string& name) {
-    const auto all = summaries(session);
+void demandSnapshot(CommandContext& context, const std::string& name) {
+    const auto all = summaries(context);
     const bool exists = std::any_of(all.begin(), all.end(),
                                     [&](const auto& summary) { return summary.name == name; });
     if (!exists) {
@@ -84,38 +84,38 @@ void demandSnapshot(Session& session, const std::string& name) {
     }
 }
 
-int runRestore(Session& session, const Arguments& arguments) {
+int runRestore(CommandContext& context, const Arguments& arguments) {
     const std::string name = arguments.positional(0);
-    demandSnapshot(session, name);
+    demandSnapshot(context, name);
     const std::string title = fmt::format("Restore the snapshot {}?", name);
     const std::string text =
         "The library becomes as it was then. What is there now is kept beside it as a safety copy.";
     if (arguments.has("dry-run")) {
-        if (session.wantsJson()) {
-            session.print({{"restored", false}, {"wouldRestore", name}});
+        if (context.wantsJson()) {
+            context.print({{"restored", false}, {"wouldRestore", name}});
         } else {
-            session.out().writeLine("This would be asked and done: " + title + "\n" + text);
+            context.out().writeLine("This would be asked and done: " + title + "\n" + text);
         }
         return exitDone;
     }
-    session.demandConsent(title, text);
+    context.demandConsent(title, text);
     const auto lock =
-        LibraryLock::acquire(session.platform().files, session.layout(), session.now());
+        LibraryLock::acquire(context.platform().files, context.layout(), context.now());
     prepareSnapshotRestore(
-        session.platform(), session.layout(), name,
+        context.platform(), context.layout(), name,
         [&](std::size_t done, std::size_t total) {
-            session.messages().progress(fmt::format("checking and copying: {} of {}", done, total));
+            context.messages().progress(fmt::format("checking and copying: {} of {}", done, total));
         },
-        session.stop());
-    const auto notice = completePendingSnapshotRestore(session.platform(), session.layout());
-    session.messages().endProgress();
+        context.stop());
+    const auto notice = completePendingSnapshotRestore(context.platform(), context.layout());
+    context.messages().endProgress();
     if (!notice || !notice->restored) {
         throw RestoreError(notice ? notice->detail : "The restore did not take place.");
     }
-    if (session.wantsJson()) {
-        session.print({{"restored", true}, {"snapshot", name}, {"detail", notice->detail}});
+    if (context.wantsJson()) {
+        context.print({{"restored", true}, {"snapshot", name}, {"detail", notice->detail}});
     } else {
-        session.out().writeLine(notice->title + "\n" + notice->detail);
+        context.out().writeLine(notice->title + "\n" + notice->detail);
     }
     return exitDone;
 }

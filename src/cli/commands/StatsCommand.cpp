@@ -7,8 +7,8 @@
 #include "cli/output/TextLayout.h"
 #include "cli/views/MemoryView.h"
 #include "collection/inbox/CloudInboxWatcher.h"
-#include "collection/inbox/InboxSurvey.h"
-#include "collection/safety/SnapshotShelf.h"
+#include "collection/inbox/InboxScan.h"
+#include "collection/safety/SnapshotRepository.h"
 #include "platform/CloudContainer.h"
 #include "platform/TextEmbedder.h"
 
@@ -54,16 +54,16 @@ OrderedJson kindCounts(const CrumbStore& store) {
     return counts;
 }
 
-OrderedJson newestSnapshot(Session& session) {
-    const SnapshotShelf shelf(session.platform().files, session.layout().snapshots());
-    const auto name = shelf.newest(session.now());
+OrderedJson newestSnapshot(CommandContext& context) {
+    const SnapshotRepository shelf(context.platform().files, context.layout().snapshots());
+    const auto name = shelf.newest(context.now());
     return name ? OrderedJson(*name) : OrderedJson();
 }
 
 /// What lies in both inboxes; an inbox that cannot be looked at is told as such.
-OrderedJson inboxWaiting(Session& session) {
-    const Platform& platform = session.platform();
-    std::vector<Path> inboxes{session.layout().inbox()};
+OrderedJson inboxWaiting(CommandContext& context) {
+    const Platform& platform = context.platform();
+    std::vector<Path> inboxes{context.layout().inbox()};
     const auto container = platform.cloud.locate().container;
     if (container) inboxes.push_back(cloudInboxFolder(*container));
     OrderedJson list = OrderedJson::array();
@@ -82,38 +82,38 @@ OrderedJson inboxWaiting(Session& session) {
     return list;
 }
 
-OrderedJson gather(Session& session) {
+OrderedJson gather(CommandContext& context) {
     const auto start = std::chrono::steady_clock::now();
-    const CrumbStore& store = session.open(LibraryAccess::reading);
+    const CrumbStore& store = context.open(LibraryAccess::reading);
     const std::chrono::duration<double, std::milli> elapsed =
         std::chrono::steady_clock::now() - start;
-    FileSystem& files = session.platform().files;
-    const FolderSize originals = sizeOf(files, session.layout().items());
-    const TextEmbedder* embedder = session.platform().embedder;
-    return {{"library", displayName(session.layout().library())},
+    FileSystem& files = context.platform().files;
+    const FolderSize originals = sizeOf(files, context.layout().items());
+    const TextEmbedder* embedder = context.platform().embedder;
+    return {{"library", displayName(context.layout().library())},
             {"memories", store.items()->size()},
             {"kinds", kindCounts(store)},
             {"groups", store.groups()->size()},
             {"originals", originals.fileCount},
             {"originalsByteCount", originals.byteCount},
-            {"databaseByteCount", databaseByteCount(files, session.layout())},
-            {"newestSnapshot", newestSnapshot(session)},
+            {"databaseByteCount", databaseByteCount(files, context.layout())},
+            {"newestSnapshot", newestSnapshot(context)},
             {"indexByteCount", store.retrieval().indexByteCount()},
             {"startMillis", elapsed.count()},
-            {"inboxWaiting", inboxWaiting(session)},
+            {"inboxWaiting", inboxWaiting(context)},
             {"waiting", *store.indexingCount()},
             {"unreadable", store.enrichmentFailures().size()},
             {"meaning", embedder ? OrderedJson(embedder->modelName()) : OrderedJson()}};
 }
 
-void printRow(Session& session, std::string_view label, const std::string& value) {
-    session.out().writeLine(session.style().inDim(padded(label, 18)) + value);
+void printRow(CommandContext& context, std::string_view label, const std::string& value) {
+    context.out().writeLine(context.style().inDim(padded(label, 18)) + value);
 }
 
-int runStats(Session& session, const Arguments&) {
-    const OrderedJson stats = gather(session);
-    if (session.wantsJson()) {
-        session.print(stats);
+int runStats(CommandContext& context, const Arguments&) {
+    const OrderedJson stats = gather(context);
+    if (context.wantsJson()) {
+        context.print(stats);
         return exitDone;
     }
     const auto bytes = [&](const char* key) { return spokenByteCount(stats[key].get<double>()); };
@@ -122,33 +122,33 @@ int runStats(Session& session, const Arguments&) {
         if (count == 0) continue;
         kinds += fmt::format("{}{} {}", kinds.empty() ? "" : ", ", count.get<std::size_t>(), kind);
     }
-    printRow(session, "library", printable(stats["library"].get<std::string>()));
-    printRow(session, "memories",
+    printRow(context, "library", printable(stats["library"].get<std::string>()));
+    printRow(context, "memories",
              fmt::format("{}{}", stats["memories"].get<std::size_t>(),
                          kinds.empty() ? "" : " (" + kinds + ")"));
-    printRow(session, "groups", stats["groups"].dump());
+    printRow(context, "groups", stats["groups"].dump());
     printRow(
-        session, "originals",
+        context, "originals",
         fmt::format("{}, {}", stats["originals"].get<std::size_t>(), bytes("originalsByteCount")));
-    printRow(session, "database", bytes("databaseByteCount"));
+    printRow(context, "database", bytes("databaseByteCount"));
     printRow(
-        session, "newest snapshot",
+        context, "newest snapshot",
         stats["newestSnapshot"].is_null() ? "none" : stats["newestSnapshot"].get<std::string>());
-    printRow(session, "index in memory", bytes("indexByteCount"));
-    printRow(session, "start-up", fmt::format("{:.1f} ms", stats["startMillis"].get<double>()));
-    printRow(session, "in the inboxes", counted(stats["inboxWaiting"].size(), "entry", "entries"));
+    printRow(context, "index in memory", bytes("indexByteCount"));
+    printRow(context, "start-up", fmt::format("{:.1f} ms", stats["startMillis"].get<double>()));
+    printRow(context, "in the inboxes", counted(stats["inboxWaiting"].size(), "entry", "entries"));
     for (const auto& entry : stats["inboxWaiting"]) {
-        session.say(printable(entry["source"].get<std::string>() + ": " +
+        context.say(printable(entry["source"].get<std::string>() + ": " +
                               entry["message"].get<std::string>()));
     }
-    printRow(session, "waiting",
+    printRow(context, "waiting",
              counted(stats["waiting"].get<std::size_t>(), "memory", "memories") +
                  " to be read (nookery enrich)");
     if (stats["unreadable"] != 0) {
-        printRow(session, "unreadable",
+        printRow(context, "unreadable",
                  counted(stats["unreadable"].get<std::size_t>(), "original", "originals"));
     }
-    printRow(session, "meaning",
+    printRow(context, "meaning",
              stats["meaning"].is_null() ? "off: the sentence encoder is not installed"
                                         : stats["meaning"].get<std::string>());
     return exitDone;

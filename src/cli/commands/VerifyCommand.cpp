@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "cli/commands/Commands.h"
+#include "cli/context/CommandContext.h"
 #include "cli/output/TextLayout.h"
-#include "cli/session/Session.h"
 #include "collection/safety/LibraryVerifier.h"
 #include "platform/WorkQueue.h"
 
@@ -25,23 +25,23 @@ std::string progressText(const VerifyProgress& progress) {
 }
 
 /// Off the main thread, which shows how far it is.
-VerifyReport verify(Session& session, VerifyDepth depth) {
+VerifyReport verify(CommandContext& context, VerifyDepth depth) {
     std::optional<VerifyReport> report;
     std::exception_ptr failure;
-    WorkQueue& main = session.platform().mainQueue;
+    WorkQueue& main = context.platform().mainQueue;
     const std::function<void(const VerifyProgress&)> follow = [&](const VerifyProgress& progress) {
         constexpr std::size_t stride = 64;
         const bool isStep =
             progress.phase != VerifyProgress::Phase::originals || progress.done % stride == 0;
         if (!isStep) return;
-        main.async([&session, progress] { session.messages().progress(progressText(progress)); });
+        main.async([&context, progress] { context.messages().progress(progressText(progress)); });
     };
-    session.platform().captureQueue.async([&] {
+    context.platform().captureQueue.async([&] {
         std::optional<VerifyReport> made;
         std::exception_ptr thrown;
         try {
             made =
-                verifyLibrary(session.platform(), session.layout(), depth, follow, session.stop());
+                verifyLibrary(context.platform(), context.layout(), depth, follow, context.stop());
         } catch (...) {
             thrown = std::current_exception();
         }
@@ -50,7 +50,7 @@ VerifyReport verify(Session& session, VerifyDepth depth) {
             failure = thrown;
         });
     });
-    session.waitUntil([&] { return report || failure; });
+    context.waitUntil([&] { return report || failure; });
     if (failure) std::rethrow_exception(failure);
     return *report;
 }
@@ -68,12 +68,12 @@ OrderedJson reportJson(const VerifyReport& report) {
             {"snapshots", report.snapshotCount}};
 }
 
-void printReport(Session& session, const VerifyReport& report) {
+void printReport(CommandContext& context, const VerifyReport& report) {
     for (const VerifyProblem& problem : report.problems) {
-        session.out().writeLine(printable(displayName(problem.path)));
-        session.out().writeLine("  " + printable(problem.message));
+        context.out().writeLine(printable(displayName(problem.path)));
+        context.out().writeLine("  " + printable(problem.message));
     }
-    session.say(fmt::format(
+    context.say(fmt::format(
         "{}, {}, {}, {} checked: {}.", counted(report.memoryCount, "memory", "memories"),
         counted(report.receiptCount, "receipt", "receipts"),
         counted(report.originalFileCount, "original", "originals"),
@@ -81,19 +81,19 @@ void printReport(Session& session, const VerifyReport& report) {
         report.problems.empty() ? "all is well"
                                 : counted(report.problems.size(), "problem", "problems")));
     if (report.undigestedCount > 0) {
-        session.say(fmt::format("{} came in before digests were kept, and can only be counted.",
+        context.say(fmt::format("{} came in before digests were kept, and can only be counted.",
                                 counted(report.undigestedCount, "original", "originals")));
     }
 }
 
-int runVerify(Session& session, const Arguments& arguments) {
-    session.demandLibrary();
+int runVerify(CommandContext& context, const Arguments& arguments) {
+    context.demandLibrary();
     const VerifyReport report =
-        verify(session, arguments.has("quick") ? VerifyDepth::quick : VerifyDepth::full);
-    if (session.wantsJson()) {
-        session.print(reportJson(report));
+        verify(context, arguments.has("quick") ? VerifyDepth::quick : VerifyDepth::full);
+    if (context.wantsJson()) {
+        context.print(reportJson(report));
     } else {
-        printReport(session, report);
+        printReport(context, report);
     }
     return report.problems.empty() ? exitDone : exitFailed;
 }

@@ -9,19 +9,19 @@
 namespace nookery::cli {
 namespace {
 
-void tellEvent(Session& session, std::string_view event, const std::string& text) {
-    const Date now = session.now();
-    if (session.wantsJson()) {
-        session.print({{"time", toIso8601(now)}, {"event", event}, {"text", text}});
+void tellEvent(CommandContext& context, std::string_view event, const std::string& text) {
+    const Timestamp now = context.now();
+    if (context.wantsJson()) {
+        context.print({{"time", toIso8601(now)}, {"event", event}, {"text", text}});
     } else {
-        session.out().writeLine(printable(fmt::format("{} {}: {}", exactDate(now), event, text)));
+        context.out().writeLine(printable(fmt::format("{} {}: {}", exactDate(now), event, text)));
     }
-    session.out().flush();
+    context.out().flush();
 }
 
-std::string placesWatched(Session& session) {
-    const CloudLookup cloud = session.platform().cloud.locate();
-    return displayName(session.layout().inbox()) + (cloud.container
+std::string placesWatched(CommandContext& context) {
+    const CloudLookup cloud = context.platform().cloud.locate();
+    return displayName(context.layout().inbox()) + (cloud.container
                                                         ? " and " + displayName(*cloud.container)
                                                     : cloud.isWanted ? ". " + cloud.reason
                                                                      : "");
@@ -52,17 +52,17 @@ class RunningParts {
     std::size_t started_ = 0;
 };
 
-int runWatch(Session& session, const Arguments&) {
+int runWatch(CommandContext& context, const Arguments&) {
     const TellEvent tell = [&](std::string_view event, const std::string& text) {
-        tellEvent(session, event, text);
+        tellEvent(context, event, text);
     };
-    CrumbStore& store = session.open(LibraryAccess::writing, SessionLength::lasting);
+    CrumbStore& store = context.open(LibraryAccess::writing, SessionLength::lasting);
     {
-        const RunningParts running(makeWatchParts(session, store, tell));
-        tell("watching", placesWatched(session));
-        session.waitUntil([&] { return session.isInterrupted(); });
+        const RunningParts running(makeWatchParts(context, store, tell));
+        tell("watching", placesWatched(context));
+        context.waitUntil([&] { return context.isInterrupted(); });
     }
-    endEnrichment(session, store);
+    endEnrichment(context, store);
     tell("ended", "what was taken in is whole");
     return exitDone;
 }

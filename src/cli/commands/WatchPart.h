@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/session/Session.h"
+#include "cli/context/CommandContext.h"
 
 namespace nookery::cli {
 
@@ -28,7 +28,7 @@ class WatchPart {
 };
 
 /// All parts, in the order in which they start; they stop in the reverse one.
-std::vector<std::unique_ptr<WatchPart>> makeWatchParts(Session& session, CrumbStore& store,
+std::vector<std::unique_ptr<WatchPart>> makeWatchParts(CommandContext& context, CrumbStore& store,
                                                        const TellEvent& tell);
 
 }  // namespace nookery::cli

@@ -45,12 +45,12 @@ class InboxPart final : public WatchPart {
 /// Brings in what the phone uploads as field reports; told of each that is new.
 class FieldReportPart final : public WatchPart {
   public:
-    FieldReportPart(Session& session, CrumbStore& store, TellEvent tell)
-        : session_(session), store_(store), tell_(std::move(tell)) {}
+    FieldReportPart(CommandContext& context, CrumbStore& store, TellEvent tell)
+        : context_(context), store_(store), tell_(std::move(tell)) {}
 
     void start() override {
         receiver_ = std::make_unique<NookeryFieldReportReceiver>(
-            session_.platform(), session_.layout(),
+            context_.platform(), context_.layout(),
             [this](const auto& reports) { takeOver(reports); });
         store_.setFieldReportReceiver(receiver_.get());
         receiver_->start();
@@ -58,7 +58,7 @@ class FieldReportPart final : public WatchPart {
     void stop() override {
         store_.setFieldReportReceiver(nullptr);
         receiver_.reset();
-        session_.platform().linkQueue.sync([] {});
+        context_.platform().linkQueue.sync([] {});
     }
 
   private:
@@ -71,7 +71,7 @@ class FieldReportPart final : public WatchPart {
         store_.setFieldReports(reports);
     }
 
-    Session& session_;
+    CommandContext& context_;
     CrumbStore& store_;
     TellEvent tell_;
     bool hasFirstList_ = false;
@@ -103,13 +103,14 @@ class EnrichmentPart final : public WatchPart {
 /// The store takes snapshots when they are due; told by the folders that they become.
 class SnapshotPart final : public WatchPart {
   public:
-    SnapshotPart(Session& session, TellEvent tell) : session_(session), tell_(std::move(tell)) {}
+    SnapshotPart(CommandContext& context, TellEvent tell)
+        : context_(context), tell_(std::move(tell)) {}
 
     void start() override {
-        const Platform& platform = session_.platform();
-        createDirectories(platform.files, session_.layout().snapshots());
+        const Platform& platform = context_.platform();
+        createDirectories(platform.files, context_.layout().snapshots());
         folders_ = platform.directoryEvents.watch(
-            session_.layout().snapshots(), platform.mainQueue,
+            context_.layout().snapshots(), platform.mainQueue,
             [this](const DirectoryReport& report) { tellNames(report.names); });
     }
     void stop() override { folders_.reset(); }
@@ -121,7 +122,7 @@ class SnapshotPart final : public WatchPart {
         }
     }
 
-    Session& session_;
+    CommandContext& context_;
     TellEvent tell_;
     std::unique_ptr<DirectoryWatch> folders_;
 };
@@ -129,10 +130,10 @@ class SnapshotPart final : public WatchPart {
 /// Publishes to the paired phone and takes in its edits; what fails is logged by the link itself.
 class PhonePart final : public WatchPart {
   public:
-    PhonePart(Session& session, CrumbStore& store, TellEvent tell)
-        : session_(session),
+    PhonePart(CommandContext& context, CrumbStore& store, TellEvent tell)
+        : context_(context),
           tell_(std::move(tell)),
-          link_(session.platform(), session.layout(), store) {}
+          link_(context.platform(), context.layout(), store) {}
 
     void start() override {
         link_.start([this](const LinkOutcome& outcome) {
@@ -142,25 +143,25 @@ class PhonePart final : public WatchPart {
     }
     void stop() override {
         link_.stop();
-        session_.waitUntil([this] { return link_.isIdle(); });
+        context_.waitUntil([this] { return link_.isIdle(); });
     }
 
   private:
-    Session& session_;
+    CommandContext& context_;
     TellEvent tell_;
     PhoneLink link_;
 };
 
 }  // namespace
 
-std::vector<std::unique_ptr<WatchPart>> makeWatchParts(Session& session, CrumbStore& store,
+std::vector<std::unique_ptr<WatchPart>> makeWatchParts(CommandContext& context, CrumbStore& store,
                                                        const TellEvent& tell) {
     std::vector<std::unique_ptr<WatchPart>> parts;
     parts.push_back(std::make_unique<InboxPart>(store, tell));
-    parts.push_back(std::make_unique<FieldReportPart>(session, store, tell));
+    parts.push_back(std::make_unique<FieldReportPart>(context, store, tell));
     parts.push_back(std::make_unique<EnrichmentPart>(store, tell));
-    parts.push_back(std::make_unique<SnapshotPart>(session, tell));
-    parts.push_back(std::make_unique<PhonePart>(session, store, tell));
+    parts.push_back(std::make_unique<SnapshotPart>(context, tell));
+    parts.push_back(std::make_unique<PhonePart>(context, store, tell));
     return parts;
 }
 

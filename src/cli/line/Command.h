@@ -6,7 +6,7 @@
 namespace nookery::cli {
 
 class Arguments;
-class Session;
+class CommandContext;
 
 /// What the shell may offer in an argument's or option's place.
 enum class Offers { nothing, files, words };
@@ -37,7 +37,7 @@ struct Example {
 
 /// One command as all that read the table see it: the parser, help, completion and the man page.
 struct Command {
-    using Run = int (*)(Session&, const Arguments&);
+    using Run = int (*)(CommandContext&, const Arguments&);
     using Text = std::string (*)(const Arguments&);
 
     std::string name;  ///< one word, or two: "snapshot take"

@@ -110,7 +110,7 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t columns) {
     return lines;
 }
 
-std::string spokenDate(Date date, Date now) {
+std::string spokenDate(Timestamp date, Timestamp now) {
     const double age = secondsBetween(date, now);
     const CalendarFields then = localFields(date);
     const CalendarFields today = localFields(now);
@@ -126,7 +126,7 @@ std::string spokenDate(Date date, Date now) {
     return fmt::format("{} {} {}", then.day, month, then.year);
 }
 
-std::string exactDate(Date date) {
+std::string exactDate(Timestamp date) {
     const CalendarFields fields = localFields(date);
     return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}", fields.year, fields.month, fields.day,
                        fields.hour, fields.minute);

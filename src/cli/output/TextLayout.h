@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 
 /// How text is fitted into lines of a terminal.
 namespace nookery::cli {
@@ -26,9 +26,9 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t columns);
 
 /// "just now", "5 minutes ago", "yesterday", "12 March", "12 March 2024": as people say it, in the
 /// machine's time zone.
-std::string spokenDate(Date date, Date now);
+std::string spokenDate(Timestamp date, Timestamp now);
 /// "2026-03-01 09:30", local.
-std::string exactDate(Date date);
+std::string exactDate(Timestamp date);
 /// "812 bytes", "1.4 MB".
 std::string spokenByteCount(double byteCount);
 /// "1 memory", "3 memories".

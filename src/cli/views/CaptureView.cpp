@@ -13,39 +13,39 @@ namespace {
 constexpr std::size_t mostLinesShown = 20;
 
 /// Says the first few lines, and how many more there are.
-void sayLines(Session& session, const std::vector<std::string>& lines) {
+void sayLines(CommandContext& context, const std::vector<std::string>& lines) {
     for (std::size_t i = 0; i < std::min(lines.size(), mostLinesShown); ++i) {
-        session.say(printable(lines[i]));
+        context.say(printable(lines[i]));
     }
     if (lines.size() > mostLinesShown) {
-        session.say(fmt::format("and {} more like this (--json names them all)",
+        context.say(fmt::format("and {} more like this (--json names them all)",
                                 lines.size() - mostLinesShown));
     }
 }
 
-void sayMessages(Session& session, std::string_view label,
+void sayMessages(CommandContext& context, std::string_view label,
                  const std::vector<CaptureMessage>& messages) {
     std::vector<std::string> lines;
     for (const CaptureMessage& message : messages) {
         lines.push_back(fmt::format("{}: {}: {}", label, message.source, message.message));
     }
-    sayLines(session, lines);
+    sayLines(context, lines);
 }
 
-void sayTwins(Session& session, const CrumbStore& store, const CaptureReport& report) {
+void sayTwins(CommandContext& context, const CrumbStore& store, const CaptureReport& report) {
     const ShortIds shortIds = shortIdsOf(store);
     std::vector<std::string> lines;
     for (const CaptureDuplicate& duplicate : report.duplicates) {
         lines.push_back(
             fmt::format("Already in NOOKERY: {} is {}", duplicate.source, shortIds(duplicate.of)));
     }
-    sayLines(session, lines);
+    sayLines(context, lines);
     lines.clear();
     for (const CaptureVersion& version : report.versions) {
         lines.push_back(fmt::format("Looks like another version: {} of {}", shortIds(version.id),
                                     shortIds(version.of)));
     }
-    sayLines(session, lines);
+    sayLines(context, lines);
 }
 
 }  // namespace
@@ -80,21 +80,22 @@ OrderedJson captureReportJson(const CrumbStore& store, const CaptureReport& repo
             {"cancelled", report.cancelled}};
 }
 
-void printCaptureReport(Session& session, const CrumbStore& store, const CaptureReport& report) {
+void printCaptureReport(CommandContext& context, const CrumbStore& store,
+                        const CaptureReport& report) {
     CrumbItemList added;
     for (const Uuid& id : report.added) {
         if (added.size() == mostLinesShown) break;
         if (const auto item = store.item(id)) added.push_back(item);
     }
-    printMemoryTable(session, store, added);
+    printMemoryTable(context, store, added);
     if (report.added.size() > added.size()) {
-        session.out().writeLine(fmt::format("and {} more", report.added.size() - added.size()));
+        context.out().writeLine(fmt::format("and {} more", report.added.size() - added.size()));
     }
-    sayTwins(session, store, report);
-    sayMessages(session, "skipped", report.skipped);
-    sayMessages(session, "taken in, but", report.warnings);
-    sayMessages(session, "not taken in", report.failed);
-    session.say(fmt::format("{} added, {} already there, {} failed.",
+    sayTwins(context, store, report);
+    sayMessages(context, "skipped", report.skipped);
+    sayMessages(context, "taken in, but", report.warnings);
+    sayMessages(context, "not taken in", report.failed);
+    context.say(fmt::format("{} added, {} already there, {} failed.",
                             counted(report.added.size(), "memory", "memories"),
                             report.duplicates.size(), report.failed.size()));
 }

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "cli/session/Session.h"
+#include "cli/context/CommandContext.h"
 #include "collection/capture/Capture.h"
 #include "foundation/Json.h"
 
@@ -11,6 +11,7 @@ namespace nookery::cli {
 
 OrderedJson captureMessagesJson(const std::vector<CaptureMessage>& messages);
 OrderedJson captureReportJson(const CrumbStore& store, const CaptureReport& report);
-void printCaptureReport(Session& session, const CrumbStore& store, const CaptureReport& report);
+void printCaptureReport(CommandContext& context, const CrumbStore& store,
+                        const CaptureReport& report);
 
 }  // namespace nookery::cli

@@ -89,7 +89,7 @@ std::string shownTitle(const CrumbItem& item) {
     return title.empty() ? "(no title)" : title;
 }
 
-std::string memoryLine(const CrumbStore& store, const CrumbItem& item, Date now) {
+std::string memoryLine(const CrumbStore& store, const CrumbItem& item, Timestamp now) {
     std::string line(spokenKind(item.kind));
     // Files of one title are told apart by their endings.
     if (item.filePath) line += " " + displayName(Path(*item.filePath).filename());
@@ -101,7 +101,8 @@ std::string memoryLine(const CrumbStore& store, const CrumbItem& item, Date now)
     return line;
 }
 
-void printMemoryTable(Session& session, const CrumbStore& store, const CrumbItemList& items) {
+void printMemoryTable(CommandContext& context, const CrumbStore& store,
+                      const CrumbItemList& items) {
     const ShortIds shortIds = shortIdsOf(store);
     std::size_t idColumns = ShortIds::leastLength;
     std::size_t titleColumns = 0;
@@ -110,18 +111,18 @@ void printMemoryTable(Session& session, const CrumbStore& store, const CrumbItem
         titleColumns = std::max(titleColumns, columnCount(shownTitle(*item)));
     }
     titleColumns = std::min(titleColumns, mostTitleColumns);
-    const auto columns = session.columns();
+    const auto columns = context.columns();
     const std::size_t others = idColumns + kindColumns + dateColumns + 6;
     if (columns)
         titleColumns = std::min(titleColumns, *columns > others + 12 ? *columns - others : 12);
-    const Style& style = session.style();
+    const Style& style = context.style();
     for (const auto& item : items) {
         std::string title = shownTitle(*item);
         if (columns) title = fitted(title, titleColumns);
         std::string line = fmt::format(
             "{}  {}  {}  {}", style.inDim(padded(shortIds(item->id), idColumns)),
             style.inTitle(padded(title, titleColumns)), padded(spokenKind(item->kind), kindColumns),
-            padded(spokenDate(item->createdAt, session.now()), dateColumns));
+            padded(spokenDate(item->createdAt, context.now()), dateColumns));
         const std::string tags = tagText(store, *item);
         const std::size_t used = titleColumns + others;
         if (!columns) {
@@ -129,7 +130,7 @@ void printMemoryTable(Session& session, const CrumbStore& store, const CrumbItem
         } else if (!tags.empty() && *columns > used + 4) {
             line += "  " + style.inDim(fitted(tags, *columns - used - 2));
         }
-        session.out().writeLine(trimmed(line));
+        context.out().writeLine(trimmed(line));
     }
 }
 

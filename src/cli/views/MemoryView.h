@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/session/Session.h"
+#include "cli/context/CommandContext.h"
 #include "cli/views/Ids.h"
 #include "collection/store/CrumbStore.h"
 #include "foundation/Json.h"
@@ -34,9 +34,9 @@ std::string_view spokenKind(CrumbKind kind);
 std::string shownTitle(const CrumbItem& item);
 
 /// "note · 2 hours ago · #baking · in Recipes".
-std::string memoryLine(const CrumbStore& store, const CrumbItem& item, Date now);
+std::string memoryLine(const CrumbStore& store, const CrumbItem& item, Timestamp now);
 
 /// One line a memory in aligned columns: id, title, kind, date, tags.
-void printMemoryTable(Session& session, const CrumbStore& store, const CrumbItemList& items);
+void printMemoryTable(CommandContext& context, const CrumbStore& store, const CrumbItemList& items);
 
 }  // namespace nookery::cli

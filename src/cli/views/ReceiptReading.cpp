@@ -38,9 +38,9 @@ std::string valueLine(std::string_view name, const std::string& value,
 
 }  // namespace
 
-ReceiptReading readReceipt(Session& session, const Path& file) {
+ReceiptReading readReceipt(CommandContext& context, const Path& file) {
     ReceiptReading reading;
-    reading.lines = CrumbReceiptRecognizer::recognise(session.platform(), file, session.stop());
+    reading.lines = CrumbReceiptRecognizer::recognise(context.platform(), file, context.stop());
     reading.result = CrumbReceiptRecognizer::parse(reading.lines);
     return reading;
 }

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "cli/session/Session.h"
+#include "cli/context/CommandContext.h"
 #include "receipts/CrumbReceiptRecognizer.h"
 
 /// How commands show what a receipt's file says.
@@ -14,7 +14,7 @@ struct ReceiptReading {
 };
 
 /// Reads the file now. Throws as CrumbReceiptRecognizer::recognise does.
-ReceiptReading readReceipt(Session& session, const Path& file);
+ReceiptReading readReceipt(CommandContext& context, const Path& file);
 
 /// Lines, what they say and the doubts about it.
 OrderedJson readingJson(const ReceiptReading& reading);

@@ -20,10 +20,10 @@ bool libraryExists(FileSystem& files, const LibraryLayout& layout) {
            files.statusFollowingLinks(layout.legacyFile());
 }
 
-ReceiptDesk::NoteOriginal noting(Session& session,
-                                 const std::shared_ptr<std::optional<Sidecar>>& sidecar) {
-    return [&session, sidecar](const OriginalFact& fact) {
-        if (!*sidecar) *sidecar = Sidecar::open(session.platform().files, session.layout());
+ReceiptService::NoteOriginal noting(CommandContext& context,
+                                    const std::shared_ptr<std::optional<Sidecar>>& sidecar) {
+    return [&context, sidecar](const OriginalFact& fact) {
+        if (!*sidecar) *sidecar = Sidecar::open(context.platform().files, context.layout());
         auto earlier = (*sidecar)->originalsWithDigest(fact.digest);
         (*sidecar)->recordOriginals({&fact, 1});
         (*sidecar)->makeDurable();
@@ -36,9 +36,9 @@ OrderedJson orNull(const std::optional<Value>& value) {
     return value ? OrderedJson(*value) : OrderedJson();
 }
 
-void printField(Session& session, std::string_view label, const std::string& value) {
+void printField(CommandContext& context, std::string_view label, const std::string& value) {
     if (value.empty()) return;
-    session.out().writeLine(session.style().inDim(padded(label, labelColumns)) + value);
+    context.out().writeLine(context.style().inDim(padded(label, labelColumns)) + value);
 }
 
 template <typename Terms>
@@ -50,32 +50,32 @@ std::vector<std::string> wordsOf(const Terms& terms) {
 
 }  // namespace
 
-OpenReceipts::OpenReceipts(Session& session)
+OpenReceipts::OpenReceipts(CommandContext& context)
     : sidecar_(std::make_shared<std::optional<Sidecar>>()),
-      desk_(std::make_unique<ReceiptDesk>(session.platform(), session.layout(),
-                                          noting(session, sidecar_))) {}
+      desk_(std::make_unique<ReceiptService>(context.platform(), context.layout(),
+                                             noting(context, sidecar_))) {}
 
-OpenReceipts OpenReceipts::forWriting(Session& session) {
-    FileSystem& files = session.platform().files;
-    OpenReceipts receipts(session);
-    receipts.lock_ = LibraryLock::acquire(files, session.layout(), session.now());
-    if (!libraryExists(files, session.layout())) SQLiteDatabase::open(files, session.layout());
+OpenReceipts OpenReceipts::forWriting(CommandContext& context) {
+    FileSystem& files = context.platform().files;
+    OpenReceipts receipts(context);
+    receipts.lock_ = LibraryLock::acquire(files, context.layout(), context.now());
+    if (!libraryExists(files, context.layout())) SQLiteDatabase::open(files, context.layout());
     receipts.desk_->open();
     return receipts;
 }
 
-OpenReceipts OpenReceipts::forReading(Session& session) {
-    FileSystem& files = session.platform().files;
+OpenReceipts OpenReceipts::forReading(CommandContext& context) {
+    FileSystem& files = context.platform().files;
     const bool hasDatabase =
-        files.statusFollowingLinks(session.layout().receiptsDatabase()).has_value();
-    if (!hasDatabase && !libraryExists(files, session.layout())) {
+        files.statusFollowingLinks(context.layout().receiptsDatabase()).has_value();
+    if (!hasDatabase && !libraryExists(files, context.layout())) {
         throw Error(
             fmt::format("There is no library in {} yet; \"nookery receipts import\" makes one.",
-                        displayName(session.layout().library())));
+                        displayName(context.layout().library())));
     }
-    OpenReceipts receipts(session);
+    OpenReceipts receipts(context);
     if (!hasDatabase || receipts.desk_->openForReading()) return receipts;
-    return forWriting(session);
+    return forWriting(context);
 }
 
 CrumbReceipt OpenReceipts::find(const std::string& prefix) const {
@@ -106,13 +106,14 @@ OrderedJson receiptJson(const CrumbReceipt& receipt) {
     return json;
 }
 
-ShortIds shortIdsOf(const ReceiptDesk& desk) {
+ShortIds shortIdsOf(const ReceiptService& desk) {
     std::vector<Uuid> ids;
     for (const auto& receipt : *desk.receipts()) ids.push_back(receipt->id);
     return ShortIds(std::move(ids));
 }
 
-void printReceiptTable(Session& session, const ReceiptDesk& desk, const ReceiptList& receipts) {
+void printReceiptTable(CommandContext& context, const ReceiptService& desk,
+                       const ReceiptList& receipts) {
     const ShortIds shortIds = shortIdsOf(desk);
     struct Row {
         std::string id, date, amount, merchant, rest;
@@ -133,45 +134,45 @@ void printReceiptTable(Session& session, const ReceiptDesk& desk, const ReceiptL
         widen(widest.merchant, row.merchant);
         rows.push_back(std::move(row));
     }
-    const Style& style = session.style();
+    const Style& style = context.style();
     for (const Row& row : rows) {
-        session.out().writeLine(fmt::format(
+        context.out().writeLine(fmt::format(
             "{}  {}  {:>{}}  {}  {}", style.inDim(padded(row.id, widest.id.size())),
             padded(row.date, widest.date.size()), row.amount, widest.amount.size(),
             style.inTitle(padded(row.merchant, widest.merchant.size())), style.inDim(row.rest)));
     }
 }
 
-void printReceipt(Session& session, const CrumbReceipt& receipt) {
-    session.out().writeLine(session.style().inTitle(printable(shownMerchant(receipt, false))));
-    printField(session, "amount", shownAmount(receipt));
-    printField(session, "date", shownDate(receipt));
-    printField(session, "type", std::string(label(receipt.type)));
-    printField(session, "classification", std::string(label(receipt.classification)));
-    printField(session, "category", printable(receipt.category.value_or("")));
-    printField(session, "review", receipt.needsReview ? "flagged for review" : "reviewed");
-    printField(session, "note", printable(receipt.note));
-    printField(session, "original",
+void printReceipt(CommandContext& context, const CrumbReceipt& receipt) {
+    context.out().writeLine(context.style().inTitle(printable(shownMerchant(receipt, false))));
+    printField(context, "amount", shownAmount(receipt));
+    printField(context, "date", shownDate(receipt));
+    printField(context, "type", std::string(label(receipt.type)));
+    printField(context, "classification", std::string(label(receipt.classification)));
+    printField(context, "category", printable(receipt.category.value_or("")));
+    printField(context, "review", receipt.needsReview ? "flagged for review" : "reviewed");
+    printField(context, "note", printable(receipt.note));
+    printField(context, "original",
                receipt.originalFilePath ? printable(displayName(*receipt.originalFilePath)) : "");
-    printField(session, "from memory",
+    printField(context, "from memory",
                receipt.sourceCrumbID ? receipt.sourceCrumbID->toString() : "");
-    printField(session, "imported", exactDate(receipt.importedAt));
-    printField(session, "id", receipt.id.toString());
-    if (const auto remark = documentationRemark(receipt)) session.say(*remark);
+    printField(context, "imported", exactDate(receipt.importedAt));
+    printField(context, "id", receipt.id.toString());
+    if (const auto remark = documentationRemark(receipt)) context.say(*remark);
     const bool isGone = receipt.originalFilePath &&
-                        !session.platform().files.statusFollowingLinks(*receipt.originalFilePath);
+                        !context.platform().files.statusFollowingLinks(*receipt.originalFilePath);
     if (isGone) {
-        session.say(
+        context.say(
             "The receipt details remain available, but its original file could not be located.");
     }
 }
 
-int answerWith(Session& session, const ReceiptDesk& desk, const Uuid& id) {
+int answerWith(CommandContext& context, const ReceiptService& desk, const Uuid& id) {
     const CrumbReceipt receipt = *desk.find(id);
-    if (session.wantsJson()) {
-        session.print(receiptJson(receipt));
+    if (context.wantsJson()) {
+        context.print(receiptJson(receipt));
     } else {
-        printReceipt(session, receipt);
+        printReceipt(context, receipt);
     }
     return exitDone;
 }

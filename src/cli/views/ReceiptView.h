@@ -4,11 +4,11 @@
 #include <optional>
 #include <string>
 
-#include "cli/session/Session.h"
+#include "cli/context/CommandContext.h"
 #include "cli/views/Ids.h"
 #include "collection/database/LibraryLock.h"
 #include "collection/database/Sidecar.h"
-#include "receipts/ReceiptDesk.h"
+#include "receipts/ReceiptService.h"
 
 /// How commands open the receipts, name them and show them.
 namespace nookery::cli {
@@ -17,33 +17,34 @@ namespace nookery::cli {
 class OpenReceipts {
   public:
     /// Under the library's lock. Makes what is missing of the library.
-    static OpenReceipts forWriting(Session& session);
+    static OpenReceipts forWriting(CommandContext& context);
     /// Beside whoever has the library. Throws Error when there is no library at all.
-    static OpenReceipts forReading(Session& session);
+    static OpenReceipts forReading(CommandContext& context);
 
-    ReceiptDesk& desk() { return *desk_; }
+    ReceiptService& desk() { return *desk_; }
     /// The receipt whose id begins with `prefix`. Throws Error when there is none, or several.
     CrumbReceipt find(const std::string& prefix) const;
 
   private:
-    explicit OpenReceipts(Session& session);
+    explicit OpenReceipts(CommandContext& context);
 
     std::optional<LibraryLock> lock_;
     std::shared_ptr<std::optional<Sidecar>> sidecar_;
-    std::unique_ptr<ReceiptDesk> desk_;
+    std::unique_ptr<ReceiptService> desk_;
 };
 
 /// A receipt as every command's JSON gives it; absent values are null.
 OrderedJson receiptJson(const CrumbReceipt& receipt);
 
-ShortIds shortIdsOf(const ReceiptDesk& desk);
+ShortIds shortIdsOf(const ReceiptService& desk);
 /// One line a receipt in aligned columns: id, date, amount, merchant, type, classification.
-void printReceiptTable(Session& session, const ReceiptDesk& desk, const ReceiptList& receipts);
+void printReceiptTable(CommandContext& context, const ReceiptService& desk,
+                       const ReceiptList& receipts);
 /// All that is known of one receipt.
-void printReceipt(Session& session, const CrumbReceipt& receipt);
+void printReceipt(CommandContext& context, const CrumbReceipt& receipt);
 
 /// Answers a command that made or changed one receipt.
-int answerWith(Session& session, const ReceiptDesk& desk, const Uuid& id);
+int answerWith(CommandContext& context, const ReceiptService& desk, const Uuid& id);
 
 /// The raw values of receipt types, of classifications: the words of an option.
 std::vector<std::string> receiptTypeWords();

@@ -4,7 +4,7 @@
 
 #include "cli/output/TextLayout.h"
 #include "cli/views/Ids.h"
-#include "fieldreports/FieldReportShelf.h"
+#include "fieldreports/FieldReportRepository.h"
 
 namespace nookery::cli {
 namespace {
@@ -15,25 +15,25 @@ ShortIds shortIdsOf(const NookeryReportWorkingDraft& draft) {
     return ShortIds(std::move(ids));
 }
 
-void printField(Session& session, std::string_view name, const std::string& value) {
+void printField(CommandContext& context, std::string_view name, const std::string& value) {
     if (value.empty()) return;
-    session.out().writeLine(session.style().inDim(padded(name, 18)) + printable(value));
+    context.out().writeLine(context.style().inDim(padded(name, 18)) + printable(value));
 }
 
-void printNotes(Session& session, const std::string& notes) {
+void printNotes(CommandContext& context, const std::string& notes) {
     if (notes.empty()) return;
-    session.out().writeLine("");
-    session.out().writeLine(printableLines(notes));
+    context.out().writeLine("");
+    context.out().writeLine(printableLines(notes));
 }
 
 }  // namespace
 
-std::vector<NookeryReceivedFieldReport> receivedReports(Session& session) {
-    return FieldReportShelf(session.platform(), session.layout()).load();
+std::vector<NookeryReceivedFieldReport> receivedReports(CommandContext& context) {
+    return FieldReportRepository(context.platform(), context.layout()).load();
 }
 
-NookeryReceivedFieldReport findReport(Session& session, const std::string& prefix) {
-    return onlyOne(receivedReports(session), prefix, "field report",
+NookeryReceivedFieldReport findReport(CommandContext& context, const std::string& prefix) {
+    return onlyOne(receivedReports(context), prefix, "field report",
                    [](const auto& report) { return report.id; });
 }
 
@@ -77,46 +77,47 @@ OrderedJson draftJson(const NookeryReceivedFieldReport& report,
             {"media", std::move(media)}};
 }
 
-void printReportTable(Session& session, const std::vector<NookeryReceivedFieldReport>& reports) {
+void printReportTable(CommandContext& context,
+                      const std::vector<NookeryReceivedFieldReport>& reports) {
     std::vector<Uuid> ids;
     for (const auto& report : reports) ids.push_back(report.id);
     const ShortIds shortIds(std::move(ids));
     for (const auto& report : reports) {
-        session.out().writeLine(fmt::format(
-            "{}  {}  {}  {}", session.style().inDim(shortIds(report.id)),
-            exactDate(report.reportDate), session.style().inTitle(printable(report.shownTitle())),
-            session.style().inDim(
+        context.out().writeLine(fmt::format(
+            "{}  {}  {}  {}", context.style().inDim(shortIds(report.id)),
+            exactDate(report.reportDate), context.style().inTitle(printable(report.shownTitle())),
+            context.style().inDim(
                 counted(report.attachments.size(), "attachment", "attachments"))));
     }
 }
 
-void printReport(Session& session, const NookeryReceivedFieldReport& report) {
-    session.out().writeLine(session.style().inTitle(printable(report.shownTitle())));
-    printField(session, "Client / Project", report.clientProject);
-    printField(session, "Location", report.location);
-    printField(session, "Date", exactDate(report.reportDate));
-    printField(session, "Received", displayName(report.folderURL));
-    printNotes(session, report.notes);
-    if (!report.attachments.empty()) session.out().writeLine("");
+void printReport(CommandContext& context, const NookeryReceivedFieldReport& report) {
+    context.out().writeLine(context.style().inTitle(printable(report.shownTitle())));
+    printField(context, "Client / Project", report.clientProject);
+    printField(context, "Location", report.location);
+    printField(context, "Date", exactDate(report.reportDate));
+    printField(context, "Received", displayName(report.folderURL));
+    printNotes(context, report.notes);
+    if (!report.attachments.empty()) context.out().writeLine("");
     for (const FieldReportAttachment& attachment : report.attachments) {
-        session.out().writeLine(
+        context.out().writeLine(
             fmt::format("{}  {}", printable(attachment.name),
-                        session.style().inDim(printable(displayName(attachment.url)))));
+                        context.style().inDim(printable(displayName(attachment.url)))));
     }
 }
 
-void printDraft(Session& session, const NookeryReportWorkingDraft& draft) {
-    const Style& style = session.style();
-    session.out().writeLine(
+void printDraft(CommandContext& context, const NookeryReportWorkingDraft& draft) {
+    const Style& style = context.style();
+    context.out().writeLine(
         style.inTitle(draft.title.empty() ? "Untitled Field Report" : printable(draft.title)));
-    printField(session, "Client / Project", draft.clientProject);
-    printField(session, "Location", draft.location);
-    printField(session, "Date", exactDate(draft.reportDate));
-    printNotes(session, draft.notes);
-    if (!draft.media.empty()) session.out().writeLine("");
+    printField(context, "Client / Project", draft.clientProject);
+    printField(context, "Location", draft.location);
+    printField(context, "Date", exactDate(draft.reportDate));
+    printNotes(context, draft.notes);
+    if (!draft.media.empty()) context.out().writeLine("");
     const ShortIds shortIds = shortIdsOf(draft);
     for (const auto& media : draft.media) {
-        session.out().writeLine(
+        context.out().writeLine(
             fmt::format("{} {}  {}{}", media.isIncluded ? "[x]" : "[ ]",
                         style.inDim(shortIds(media.id)), printable(media.displayName),
                         media.caption.empty() ? "" : "  " + style.inDim(printable(media.caption))));

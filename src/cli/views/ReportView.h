@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/session/Session.h"
+#include "cli/context/CommandContext.h"
 #include "fieldreports/NookeryReportWorkingDraft.h"
 #include "foundation/Json.h"
 #include "records/NookeryReceivedFieldReport.h"
@@ -12,17 +12,18 @@
 namespace nookery::cli {
 
 /// What the library holds of them. Throws Error when that cannot be read.
-std::vector<NookeryReceivedFieldReport> receivedReports(Session& session);
+std::vector<NookeryReceivedFieldReport> receivedReports(CommandContext& context);
 
 /// The report whose id begins with `prefix`. Throws Error when there is none, or more than one.
-NookeryReceivedFieldReport findReport(Session& session, const std::string& prefix);
+NookeryReceivedFieldReport findReport(CommandContext& context, const std::string& prefix);
 
 OrderedJson reportJson(const NookeryReceivedFieldReport& report);
 OrderedJson draftJson(const NookeryReceivedFieldReport& report,
                       const NookeryReportWorkingDraft& draft);
 
-void printReportTable(Session& session, const std::vector<NookeryReceivedFieldReport>& reports);
-void printReport(Session& session, const NookeryReceivedFieldReport& report);
-void printDraft(Session& session, const NookeryReportWorkingDraft& draft);
+void printReportTable(CommandContext& context,
+                      const std::vector<NookeryReceivedFieldReport>& reports);
+void printReport(CommandContext& context, const NookeryReceivedFieldReport& report);
+void printDraft(CommandContext& context, const NookeryReportWorkingDraft& draft);
 
 }  // namespace nookery::cli

@@ -11,7 +11,7 @@
 namespace nookery {
 
 /// What the accepted entries of a batch have laid their hands on.
-struct CaptureClaims {
+struct CaptureReservations {
     std::set<Sha256Digest> digests;
     std::unordered_set<std::string> links;
     std::set<Path> names;
@@ -91,13 +91,13 @@ void CaptureService::decide(const Batch& batch) {
 
 void CaptureService::accept(CaptureBatch& batch) {
     withdrawNames(batch);
-    CaptureClaims claims;
+    CaptureReservations reservations;
     for (const CaptureEntry& entry : batch.entries) {
-        if (entry.stage == Stage::accepted) claims.add(entry);
+        if (entry.stage == Stage::accepted) reservations.add(entry);
     }
     try {
-        for (CaptureEntry& entry : batch.entries) acceptEntry(entry, claims);
-        noteNames(batch);
+        for (CaptureEntry& entry : batch.entries) acceptEntry(entry, reservations);
+        recordNames(batch);
     } catch (const Error& error) {
         for (CaptureEntry& entry : batch.entries) {
             if (entry.isOpen()) entry.fail(error.description());
@@ -105,9 +105,9 @@ void CaptureService::accept(CaptureBatch& batch) {
     }
 }
 
-void CaptureService::acceptEntry(CaptureEntry& entry, CaptureClaims& claims) {
+void CaptureService::acceptEntry(CaptureEntry& entry, CaptureReservations& reservations) {
     if (entry.stage != Stage::gathered && entry.stage != Stage::nameTaken) return;
-    if (claims.hasTwinOf(entry)) return;
+    if (reservations.hasTwinOf(entry)) return;
     if (const auto known = knownTwin(entry)) {
         entry.stage = Stage::duplicate;
         entry.duplicateOf = *known;
@@ -118,16 +118,16 @@ void CaptureService::acceptEntry(CaptureEntry& entry, CaptureClaims& claims) {
             entry.fail("Its name in the library is always taken. Add it under another name.");
             return;
         }
-        entry.finalName =
-            freeName(entry.wishedName, [&](const Path& name) { return isTaken(name, claims); });
+        entry.finalName = freeName(entry.wishedName,
+                                   [&](const Path& name) { return isTaken(name, reservations); });
     }
     entry.stage = Stage::accepted;
-    claims.add(entry);
+    reservations.add(entry);
 }
 
 /// A name that the sidecar knows is taken even when its file is missing: a memory waits for it.
-bool CaptureService::isTaken(const Path& name, const CaptureClaims& claims) const {
-    return claims.names.contains(name) || platform_.files.status(layout_.items() / name) ||
+bool CaptureService::isTaken(const Path& name, const CaptureReservations& reservations) const {
+    return reservations.names.contains(name) || platform_.files.status(layout_.items() / name) ||
            sidecar_.original(relativePath(name));
 }
 
@@ -150,7 +150,7 @@ std::optional<Uuid> CaptureService::knownOriginal(const OriginalCopy& original) 
 }
 
 /// Durable before any file gets its name, so that a file without a record is always known.
-void CaptureService::noteNames(const CaptureBatch& batch) {
+void CaptureService::recordNames(const CaptureBatch& batch) {
     std::vector<Path> names;
     std::vector<OriginalFact> facts;
     for (const CaptureEntry& entry : batch.entries) {

@@ -20,7 +20,7 @@
 namespace nookery {
 
 class Sidecar;
-struct CaptureClaims;
+struct CaptureReservations;
 
 /// Takes files, folders, links and texts into the library. The slow work (walking, copying,
 /// digesting, reading documents) runs on the capture queue in small batches; between them the main
@@ -90,11 +90,11 @@ class CaptureService {
     void finishJob();
 
     void accept(CaptureBatch& batch);
-    void acceptEntry(CaptureEntry& entry, CaptureClaims& claims);
-    bool isTaken(const Path& name, const CaptureClaims& claims) const;
+    void acceptEntry(CaptureEntry& entry, CaptureReservations& reservations);
+    bool isTaken(const Path& name, const CaptureReservations& reservations) const;
     std::optional<Uuid> knownTwin(const CaptureEntry& entry);
     std::optional<Uuid> knownOriginal(const OriginalCopy& original) const;
-    void noteNames(const CaptureBatch& batch);
+    void recordNames(const CaptureBatch& batch);
     void withdrawNames(CaptureBatch& batch);
     void findOtherVersions(CaptureBatch& batch);
     void markAdded(CaptureBatch& batch, const Committed& committed);

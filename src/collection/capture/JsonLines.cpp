@@ -25,7 +25,7 @@ CrumbKind kindOf(const Json& object, const std::optional<std::string>& url) {
     return *kind;
 }
 
-Date createdOf(const Json& object, Date now) {
+Timestamp createdOf(const Json& object, Timestamp now) {
     const auto text = optionalString(object, "created");
     if (!text) return now;
     const auto date = parseIso8601(*text);
@@ -54,7 +54,7 @@ std::string titleOf(const CrumbItem& item) {
 
 }  // namespace
 
-ImportedMemory memoryFromJsonLine(std::string_view line, Date now) {
+ImportedMemory memoryFromJsonLine(std::string_view line, Timestamp now) {
     const Json object = parseJson(line);
     if (!object.is_object()) throw JsonError("The line is not a JSON object.");
     ImportedMemory memory;

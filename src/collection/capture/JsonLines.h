@@ -29,7 +29,7 @@ struct ImportFailure {
 /// One memory from its line. Without "created" it was created `now`; without "kind" it is a link
 /// when it has a url, else a text; without "title" it is called after its text or its address.
 /// Throws JsonError saying what is wrong.
-ImportedMemory memoryFromJsonLine(std::string_view line, Date now);
+ImportedMemory memoryFromJsonLine(std::string_view line, Timestamp now);
 
 /// The memory's line, without its line feed.
 std::string jsonLineOf(const CrumbItem& item, const std::vector<std::string>& tags);

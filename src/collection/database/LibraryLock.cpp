@@ -21,7 +21,7 @@ std::string hostName() {
 }
 
 /// "process N on HOST since TIME", as it stands in the lock file.
-std::string ownDescription(Date now) {
+std::string ownDescription(Timestamp now) {
     return fmt::format("process {} on {} since {}", ::getpid(), hostName(), toIso8601(now));
 }
 
@@ -36,7 +36,7 @@ std::string holderDescription(int descriptor) {
 
 /// The lock holds without it, and a full disk must not keep anybody from making room: a text that
 /// cannot be written is left empty.
-void writeDescription(int descriptor, Date now) {
+void writeDescription(int descriptor, Timestamp now) {
     const std::string text = ownDescription(now) + "\n";
     if (::ftruncate(descriptor, 0) != 0) return;
     if (::pwrite(descriptor, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size())) {
@@ -47,7 +47,7 @@ void writeDescription(int descriptor, Date now) {
 
 }  // namespace
 
-LibraryLock LibraryLock::acquire(FileSystem& files, const LibraryLayout& layout, Date now) {
+LibraryLock LibraryLock::acquire(FileSystem& files, const LibraryLayout& layout, Timestamp now) {
     createDirectories(files, layout.library());
     const Path path = layout.lockFile();
     const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);

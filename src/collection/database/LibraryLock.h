@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "foundation/Date.h"
 #include "foundation/Error.h"
+#include "foundation/Timestamp.h"
 #include "records/LibraryLayout.h"
 
 namespace nookery {
@@ -21,7 +21,7 @@ class LibraryLock {
   public:
     /// Creates the library folder when it is missing. Throws LibraryInUse when another process (or
     /// another lock in this one) holds the library, FileError when the file cannot be made.
-    static LibraryLock acquire(FileSystem& files, const LibraryLayout& layout, Date now);
+    static LibraryLock acquire(FileSystem& files, const LibraryLayout& layout, Timestamp now);
 
     LibraryLock(LibraryLock&& other) noexcept;
     LibraryLock& operator=(LibraryLock&& other) noexcept;

@@ -27,7 +27,7 @@ Json toJson(const UsageSignal& signal) {
             {"lastSelectedAt", signal.lastSelectedAt.secondsSince2001()}};
 }
 
-Json toJson(Date date) { return date.secondsSince2001(); }
+Json toJson(Timestamp date) { return date.secondsSince2001(); }
 
 void fromJson(const Json& value, std::vector<std::string>& tags) {
     tags = value.get<std::vector<std::string>>();
@@ -35,10 +35,12 @@ void fromJson(const Json& value, std::vector<std::string>& tags) {
 
 void fromJson(const Json& value, UsageSignal& signal) {
     signal.selectionCount = static_cast<int>(requiredNumber(value, "selectionCount"));
-    signal.lastSelectedAt = Date::since2001(requiredNumber(value, "lastSelectedAt"));
+    signal.lastSelectedAt = Timestamp::since2001(requiredNumber(value, "lastSelectedAt"));
 }
 
-void fromJson(const Json& value, Date& date) { date = Date::since2001(value.get<double>()); }
+void fromJson(const Json& value, Timestamp& date) {
+    date = Timestamp::since2001(value.get<double>());
+}
 
 template <typename Map>
 std::string encode(const Map& map) {
@@ -101,7 +103,7 @@ MemoryAnnotations::MemoryAnnotations(const Platform& platform) : platform_(platf
 void MemoryAnnotations::load() {
     manualTagsByID_ = loadMap<decltype(manualTagsByID_)>(platform_, manualTagsDefaultsKey);
     usageSignals_ = loadMap<UsageSignals>(platform_, usageDefaultsKey);
-    bringBackDates_.set(loadMap<std::map<Uuid, Date>>(platform_, bringBackDefaultsKey));
+    bringBackDates_.set(loadMap<std::map<Uuid, Timestamp>>(platform_, bringBackDefaultsKey));
 }
 
 const std::vector<std::string>& MemoryAnnotations::manualTags(const Uuid& id) const {
@@ -127,14 +129,14 @@ void MemoryAnnotations::setManualTags(
     saveTags();
 }
 
-void MemoryAnnotations::noteSelection(const Uuid& id) {
+void MemoryAnnotations::recordSelection(const Uuid& id) {
     UsageSignal& signal = usageSignals_[id];
     ++signal.selectionCount;
     signal.lastSelectedAt = platform_.clock.now();
     saveUsage();
 }
 
-void MemoryAnnotations::setBringBack(const Uuid& id, std::optional<Date> date) {
+void MemoryAnnotations::setBringBack(const Uuid& id, std::optional<Timestamp> date) {
     bringBackDates_.update([&](auto& dates) {
         if (date) {
             dates[id] = *date;
@@ -174,7 +176,7 @@ void MemoryAnnotations::forgetAll() {
 
 void MemoryAnnotations::refreshBroughtBack() {
     nextBringBack_.cancel();
-    const Date now = platform_.clock.now();
+    const Timestamp now = platform_.clock.now();
     std::set<Uuid> due;
     double wait = longestBringBackWaitSeconds;
     for (const auto& [id, date] : bringBackDates_.get()) {

@@ -8,8 +8,8 @@
 #include <unordered_set>
 #include <vector>
 
-#include "foundation/Date.h"
 #include "foundation/Published.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 #include "platform/Platform.h"
 #include "platform/WorkQueue.h"
@@ -37,7 +37,7 @@ class MemoryAnnotations {
     /// In the user's spelling, sorted; empty when there are none.
     const std::vector<std::string>& manualTags(const Uuid& id) const;
     const UsageSignals& usageSignals() const { return usageSignals_; }
-    const Published<std::map<Uuid, Date>>& bringBackDates() const { return bringBackDates_; }
+    const Published<std::map<Uuid, Timestamp>>& bringBackDates() const { return bringBackDates_; }
     /// The memories whose bring-back date has come.
     const Published<std::set<Uuid>>& broughtBackIDs() const { return broughtBackIDs_; }
     /// The latest such memories; none before the first.
@@ -51,8 +51,8 @@ class MemoryAnnotations {
     /// from an earlier one.
     void setManualTags(const Uuid& id, const std::vector<std::string>& tags);
     void setManualTags(const std::unordered_map<Uuid, std::vector<std::string>>& tagsByID);
-    void noteSelection(const Uuid& id);
-    void setBringBack(const Uuid& id, std::optional<Date> date);
+    void recordSelection(const Uuid& id);
+    void setBringBack(const Uuid& id, std::optional<Timestamp> date);
     void forget(const std::unordered_set<Uuid>& ids);
     void forgetAll();
 
@@ -68,7 +68,7 @@ class MemoryAnnotations {
     const Platform& platform_;
     std::unordered_map<Uuid, std::vector<std::string>> manualTagsByID_;
     UsageSignals usageSignals_;
-    Published<std::map<Uuid, Date>> bringBackDates_;
+    Published<std::map<Uuid, Timestamp>> bringBackDates_;
     Published<std::set<Uuid>> broughtBackIDs_;
     Published<std::optional<BringBackNotice>> bringBackNotice_;
     CallbackGuard guard_;

@@ -48,15 +48,15 @@ class SQLiteDatabase {
     /// in the file.
     CrumbItemList loadItems();
     /// Inserts, or updates all but the time of capture.
-    void saveItem(const CrumbItem& item, Date now);
-    void saveItems(const CrumbItemList& items, Date now);
+    void saveItem(const CrumbItem& item, Timestamp now);
+    void saveItems(const CrumbItemList& items, Timestamp now);
     /// Faces, analysis marks and relationships go with the memory.
     void deleteItem(const Uuid& id, const RecoveryPoint& before);
     void deleteItems(std::span<const Uuid> ids, const RecoveryPoint& before);
 
     // Groups.
     std::vector<CrumbGroup> loadGroups();  ///< oldest first
-    void saveGroup(const CrumbGroup& group, Date now);
+    void saveGroup(const CrumbGroup& group, Timestamp now);
     /// The group's memories stay, ungrouped.
     void deleteGroup(const Uuid& id, const RecoveryPoint& before);
 
@@ -67,11 +67,11 @@ class SQLiteDatabase {
     /// The memories whose embedding was made by this model.
     std::unordered_set<Uuid> itemsEmbeddedBy(std::string_view model);
     void saveEmbedding(const Uuid& id, std::string_view model, std::span<const double> vector,
-                       Date now);
+                       Timestamp now);
     using Embeddings = std::vector<std::pair<Uuid, std::vector<double>>>;
-    void saveEmbeddings(const Embeddings& embeddings, std::string_view model, Date now);
+    void saveEmbeddings(const Embeddings& embeddings, std::string_view model, Timestamp now);
     std::unordered_map<Uuid, std::vector<std::byte>> loadRichTexts();
-    void saveRichText(const Uuid& id, std::span<const std::byte> rtf, Date now);
+    void saveRichText(const Uuid& id, std::span<const std::byte> rtf, Timestamp now);
 
     // Faces.
     std::vector<CrumbFace> loadFaces();  ///< oldest first, then by place in the image
@@ -79,20 +79,20 @@ class SQLiteDatabase {
     void saveFace(const CrumbFace& face);
     void replaceFaces(const Uuid& crumbID, std::span<const CrumbFace> faces);
     void assignFace(const Uuid& faceID, const std::optional<Uuid>& clusterID);
-    void ignoreFace(const Uuid& faceID, Date now);
+    void ignoreFace(const Uuid& faceID, Timestamp now);
     std::unordered_set<Uuid> loadIgnoredFaces();
     /// A memory that has faces counts as analysed, with or without a mark.
     std::unordered_set<Uuid> analysedItems();
-    void markAnalysed(const Uuid& crumbID, Date now);
+    void markAnalysed(const Uuid& crumbID, Timestamp now);
 
     // Pools of faces.
     std::vector<CrumbFaceCluster> loadPools();  ///< oldest first
     /// `modifiedAt` is taken from `now`, not from the record.
-    void savePool(const CrumbFaceCluster& pool, Date now);
+    void savePool(const CrumbFaceCluster& pool, Timestamp now);
     /// The absorbed pool's faces move to the kept one, which forgets that it ever rejected them.
     /// A pool merged with itself stays as it is.
     void mergePools(const Uuid& kept, const Uuid& absorbed);
-    void rejectFace(const CrumbFaceRejection& rejection, Date now);
+    void rejectFace(const CrumbFaceRejection& rejection, Timestamp now);
     void undoRejection(const CrumbFaceRejection& rejection);
     std::vector<CrumbFaceRejection> loadRejections();
 

@@ -27,13 +27,13 @@ std::unordered_set<Uuid> SQLiteDatabase::itemsEmbeddedBy(std::string_view model)
 }
 
 void SQLiteDatabase::saveEmbedding(const Uuid& id, std::string_view model,
-                                   std::span<const double> vector, Date now) {
+                                   std::span<const double> vector, Timestamp now) {
     SqliteStatement save(connection_, sqlOf(CollectionStatement::saveEmbedding));
     save.with(model, toVectorBlob(vector), now, id).run();
 }
 
 void SQLiteDatabase::saveEmbeddings(const Embeddings& embeddings, std::string_view model,
-                                    Date now) {
+                                    Timestamp now) {
     SqliteTransaction transaction(connection_);
     SqliteStatement save(connection_, sqlOf(CollectionStatement::saveEmbedding));
     for (const auto& [id, vector] : embeddings) {
@@ -52,7 +52,7 @@ std::unordered_map<Uuid, std::vector<std::byte>> SQLiteDatabase::loadRichTexts()
     return richTexts;
 }
 
-void SQLiteDatabase::saveRichText(const Uuid& id, std::span<const std::byte> rtf, Date now) {
+void SQLiteDatabase::saveRichText(const Uuid& id, std::span<const std::byte> rtf, Timestamp now) {
     SqliteStatement save(connection_, sqlOf(CollectionStatement::saveRichText));
     save.with(rtf, now, id).run();
 }

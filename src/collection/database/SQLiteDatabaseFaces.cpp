@@ -71,7 +71,7 @@ void SQLiteDatabase::assignFace(const Uuid& faceID, const std::optional<Uuid>& c
     assign.with(clusterID, faceID).run();
 }
 
-void SQLiteDatabase::ignoreFace(const Uuid& faceID, Date now) {
+void SQLiteDatabase::ignoreFace(const Uuid& faceID, Timestamp now) {
     SqliteStatement ignore(connection_, sqlOf(CollectionStatement::ignoreFace));
     ignore.with(faceID, now).run();
 }
@@ -89,7 +89,7 @@ std::unordered_set<Uuid> SQLiteDatabase::analysedItems() {
     return ids;
 }
 
-void SQLiteDatabase::markAnalysed(const Uuid& crumbID, Date now) {
+void SQLiteDatabase::markAnalysed(const Uuid& crumbID, Timestamp now) {
     SqliteStatement mark(connection_, sqlOf(CollectionStatement::markAnalysed));
     mark.with(crumbID, now).run();
 }
@@ -105,7 +105,7 @@ std::vector<CrumbFaceCluster> SQLiteDatabase::loadPools() {
     return pools;
 }
 
-void SQLiteDatabase::savePool(const CrumbFaceCluster& pool, Date now) {
+void SQLiteDatabase::savePool(const CrumbFaceCluster& pool, Timestamp now) {
     SqliteStatement save(connection_, sqlOf(CollectionStatement::savePool));
     save.with(pool.id, pool.name, pool.createdAt, now).run();
 }
@@ -122,7 +122,7 @@ void SQLiteDatabase::mergePools(const Uuid& kept, const Uuid& absorbed) {
     transaction.commit();
 }
 
-void SQLiteDatabase::rejectFace(const CrumbFaceRejection& rejection, Date now) {
+void SQLiteDatabase::rejectFace(const CrumbFaceRejection& rejection, Timestamp now) {
     SqliteStatement reject(connection_, sqlOf(CollectionStatement::rejectFace));
     reject.with(rejection.faceID, rejection.clusterID, now).run();
 }

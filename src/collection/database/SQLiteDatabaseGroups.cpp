@@ -13,7 +13,7 @@ std::vector<CrumbGroup> SQLiteDatabase::loadGroups() {
     return groups;
 }
 
-void SQLiteDatabase::saveGroup(const CrumbGroup& group, Date now) {
+void SQLiteDatabase::saveGroup(const CrumbGroup& group, Timestamp now) {
     SqliteStatement save(connection_, sqlOf(CollectionStatement::saveGroup));
     save.with(group.id, group.name, group.createdAt, now).run();
 }

@@ -27,7 +27,7 @@ CrumbItemPointer itemFromRow(const SqliteStatement& row) {
     return item;
 }
 
-void runSave(SqliteStatement& save, const CrumbItem& item, Date now) {
+void runSave(SqliteStatement& save, const CrumbItem& item, Timestamp now) {
     save.with(item.id, item.title, rawValue(item.kind), item.createdAt, now, item.text,
               item.urlString, item.filePath, item.searchableText, item.note, item.groupID,
               item.sourceItemID)
@@ -51,12 +51,12 @@ CrumbItemList SQLiteDatabase::loadItems() {
     return items;
 }
 
-void SQLiteDatabase::saveItem(const CrumbItem& item, Date now) {
+void SQLiteDatabase::saveItem(const CrumbItem& item, Timestamp now) {
     SqliteStatement save(connection_, sqlOf(CollectionStatement::saveItem));
     runSave(save, item, now);
 }
 
-void SQLiteDatabase::saveItems(const CrumbItemList& items, Date now) {
+void SQLiteDatabase::saveItems(const CrumbItemList& items, Timestamp now) {
     SqliteTransaction transaction(connection_);
     SqliteStatement save(connection_, sqlOf(CollectionStatement::saveItem));
     for (const CrumbItemPointer& item : items) runSave(save, *item, now);

@@ -224,7 +224,7 @@ void Sidecar::finishWork(std::span<const Uuid> memoryIDs, std::string_view task)
                [task](SqliteStatement& finish, const Uuid& id) { finish.with(id, task); });
 }
 
-void Sidecar::noteWorkBegun(std::span<const Uuid> memoryIDs, std::string_view task) {
+void Sidecar::recordWorkBegun(std::span<const Uuid> memoryIDs, std::string_view task) {
     runForEach(connection_,
                "INSERT INTO pending_work (memory_id, task, attempts, last_failure) "
                "VALUES (?1, ?2, 1, ?3) ON CONFLICT(memory_id, task) DO UPDATE SET "
@@ -242,8 +242,8 @@ void Sidecar::takeWorkBack(std::span<const Uuid> memoryIDs, std::string_view tas
                [task](SqliteStatement& takeBack, const Uuid& id) { takeBack.with(id, task); });
 }
 
-void Sidecar::noteWorkFailure(const Uuid& memoryID, std::string_view task,
-                              std::string_view failure) {
+void Sidecar::recordWorkFailure(const Uuid& memoryID, std::string_view task,
+                                std::string_view failure) {
     SqliteStatement note(connection_,
                          "UPDATE pending_work SET last_failure = ? "
                          "WHERE memory_id = ? AND task = ?;");

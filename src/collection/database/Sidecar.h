@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/Date.h"
 #include "foundation/SqliteConnection.h"
+#include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 #include "platform/ContentDigest.h"
 #include "records/LibraryLayout.h"
@@ -84,11 +84,11 @@ class Sidecar {
     void finishWork(std::span<const Uuid> memoryIDs, std::string_view task);
     /// Adds the task when it does not wait yet, and counts an attempt. Until its end is noted it
     /// counts as one that ended the program.
-    void noteWorkBegun(std::span<const Uuid> memoryIDs, std::string_view task);
+    void recordWorkBegun(std::span<const Uuid> memoryIDs, std::string_view task);
     /// The attempt that began was given up by no fault of its own, and does not count.
     void takeWorkBack(std::span<const Uuid> memoryIDs, std::string_view task);
     /// What came of the attempt that began.
-    void noteWorkFailure(const Uuid& memoryID, std::string_view task, std::string_view failure);
+    void recordWorkFailure(const Uuid& memoryID, std::string_view task, std::string_view failure);
     /// In the order in which it was added.
     std::vector<PendingWork> pendingWork();
     std::vector<PendingWork> pendingWork(std::string_view task);

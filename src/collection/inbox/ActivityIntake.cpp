@@ -17,7 +17,7 @@ namespace {
 
 constexpr auto notPreserved = "Crumb could not preserve Activity package at ";
 
-std::string spokenTime(const std::optional<std::string>& text, Date now) {
+std::string spokenTime(const std::optional<std::string>& text, Timestamp now) {
     if (!text) return {};
     const auto date = parseMobileDate(*text, now);
     if (!date) return std::string(trimmed(*text));
@@ -31,7 +31,7 @@ void addLine(std::string& text, std::string_view label, std::string_view value) 
     text += fmt::format("{}{}{}", text.empty() ? "" : "\n", label, trimmed(value));
 }
 
-std::string activityText(const MobileActivityManifest& activity, Date now) {
+std::string activityText(const MobileActivityManifest& activity, Timestamp now) {
     std::string text;
     addLine(text, "", activity.summary.value_or(""));
     addLine(text, "", activity.notes.value_or(""));
@@ -153,7 +153,7 @@ void PackageIntake::placeActivity(const JobPointer& job) {
 }
 
 CrumbItem PackageIntake::activityItem(const Job& job) const {
-    const Date now = platform_.clock.now();
+    const Timestamp now = platform_.clock.now();
     CrumbItem item;
     item.id = job.memoryID;
     item.kind = CrumbKind::activity;
@@ -214,7 +214,7 @@ void PackageIntake::withdrawActivity(const JobPointer& job, const std::string& r
 }
 
 void PackageIntake::finishActivity(const JobPointer& job) try {
-    noteInLedger(*job);
+    recordInLedger(*job);
     takeAll(*job);
     announce(*job, "Activity received");
     job->finished(std::move(job->outcome));

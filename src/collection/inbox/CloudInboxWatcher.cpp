@@ -39,7 +39,7 @@ std::optional<Path> CloudInboxWatcher::findInbox() const {
     return platform().files.statusFollowingLinks(inbox) ? std::optional(inbox) : std::nullopt;
 }
 
-void CloudInboxWatcher::noteWaiting(const std::vector<InboxWaiting>& waiting) {
+void CloudInboxWatcher::reportWaiting(const std::vector<InboxWaiting>& waiting) {
     std::erase_if(requested_, [this](const Path& file) {
         return platform().cloud.presence(file) != CloudPresence::placeholder;
     });
@@ -51,7 +51,7 @@ void CloudInboxWatcher::noteWaiting(const std::vector<InboxWaiting>& waiting) {
     }
 }
 
-void CloudInboxWatcher::noteMissing(const Path& file) {
+void CloudInboxWatcher::reportMissing(const Path& file) {
     requestDownload(file, "NOOKERY iCloud package download request error for ");
 }
 

@@ -19,8 +19,8 @@ class CloudInboxWatcher final : public InboxFolderWatcher {
   private:
     std::optional<Path> openInbox() override;
     std::optional<Path> findInbox() const override;
-    void noteWaiting(const std::vector<InboxWaiting>& waiting) override;
-    void noteMissing(const Path& file) override;
+    void reportWaiting(const std::vector<InboxWaiting>& waiting) override;
+    void reportMissing(const Path& file) override;
     bool eventsTellAll() const override { return false; }
 
     void requestDownload(const Path& file, std::string_view logPrefix);

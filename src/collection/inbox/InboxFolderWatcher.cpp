@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "collection/inbox/InboxSurvey.h"
+#include "collection/inbox/InboxScan.h"
 #include "platform/CloudContainer.h"
 #include "platform/Log.h"
 
@@ -64,9 +64,9 @@ void InboxFolderWatcher::lose(const std::string& reason) {
     pollWorkItem_.cancel();
     retryWorkItem_.cancel();
     if (mode_ == Mode::once) {
-        InboxRipening::Look look;
-        look.waiting.push_back({lost, reason});
-        return endOnceUnlessMoreComes(look);
+        StabilityTracker::Readiness readiness;
+        readiness.waiting.push_back({lost, reason});
+        return endOnceUnlessMoreComes(readiness);
     }
     retryWorkItem_ = later(delays_.retry, [this] { open(); });
 }
@@ -76,11 +76,11 @@ void InboxFolderWatcher::watchFolder(const Path& folder) {
     source_ = platform_.directoryEvents.watch(
         folder, platform_.inboxQueue, [weak = weak_from_this()](const DirectoryReport& report) {
             const auto self = weak.lock();
-            if (self && self->mode_ == Mode::watching) self->noteReport(report);
+            if (self && self->mode_ == Mode::watching) self->handleReport(report);
         });
 }
 
-void InboxFolderWatcher::noteReport(const DirectoryReport& report) {
+void InboxFolderWatcher::handleReport(const DirectoryReport& report) {
     if (!inbox_) return;
     if (report.isGone) return lose();
     const bool matters =
@@ -103,25 +103,26 @@ void InboxFolderWatcher::scan() {
     longestDebounceItem_.cancel();
     if (!inbox_) return;
     try {
-        const InboxRipening::Look look = scanner_.look(*inbox_);
-        noteWaiting(look.waiting);
-        if (!look.ripe.empty()) handOver(look.ripe);
-        scheduleNext(look);
+        const StabilityTracker::Readiness readiness = scanner_.check(*inbox_);
+        reportWaiting(readiness.waiting);
+        if (!readiness.stable.empty()) handOver(readiness.stable);
+        scheduleNext(readiness);
     } catch (const FileError& error) {
         lose(error.description());
     }
 }
 
-void InboxFolderWatcher::scheduleNext(const InboxRipening::Look& look) {
-    if (look.sawNews) {
-        later(delays_.settling, [this, round = look.round] {
+void InboxFolderWatcher::scheduleNext(const StabilityTracker::Readiness& readiness) {
+    if (readiness.sawNews) {
+        later(delays_.settling, [this, round = readiness.round] {
             scanner_.ripen(round);
             scan();
         });
     }
-    if (mode_ == Mode::once) return endOnceUnlessMoreComes(look);
+    if (mode_ == Mode::once) return endOnceUnlessMoreComes(readiness);
     pollWorkItem_.cancel();
-    const bool somethingWaits = eventsTellAll() ? look.folderWaits : !look.waiting.empty();
+    const bool somethingWaits =
+        eventsTellAll() ? readiness.folderWaits : !readiness.waiting.empty();
     if (somethingWaits || !eventsTellAll()) {
         pollWorkItem_ =
             later(somethingWaits ? delays_.rescan : delays_.idleRescan, [this] { scan(); });
@@ -153,21 +154,21 @@ void InboxFolderWatcher::close(const std::vector<InboxUnit>& units, const InboxO
     scan();
 }
 
-void InboxFolderWatcher::endOnceUnlessMoreComes(const InboxRipening::Look& look) {
+void InboxFolderWatcher::endOnceUnlessMoreComes(const StabilityTracker::Readiness& readiness) {
     // The first look sees everything for the first time, the second hands over, the third, after
     // the cleaning, sees what is left.
-    const bool moreComes = handoversUnderWay_ > 0 || (look.sawNews && look.round == 1);
+    const bool moreComes = handoversUnderWay_ > 0 || (readiness.sawNews && readiness.round == 1);
     if (moreComes || mode_ != Mode::once) return;
     mode_ = Mode::stopped;
     platform_.mainQueue.async([finished = std::exchange(finished_, nullptr),
-                               waiting = look.waiting] { finished(waiting); });
+                               waiting = readiness.waiting] { finished(waiting); });
 }
 
 std::optional<std::string> InboxFolderWatcher::whyNotReady(const InboxPackage& package) {
     try {
         const auto missing = filesMissingFrom(platform_.files, platform_.cloud, package);
         for (const Path& file : missing) {
-            if (platform_.cloud.presence(file) == CloudPresence::placeholder) noteMissing(file);
+            if (platform_.cloud.presence(file) == CloudPresence::placeholder) reportMissing(file);
         }
         if (missing.empty()) return std::nullopt;
         return reasonToWaitFor(missing.back(), package);

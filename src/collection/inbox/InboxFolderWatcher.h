@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "collection/inbox/InboxHandover.h"
+#include "collection/inbox/InboxBatch.h"
 #include "collection/inbox/InboxScanner.h"
 #include "platform/DirectoryEvents.h"
 #include "platform/Platform.h"
@@ -51,9 +51,9 @@ class InboxFolderWatcher : public std::enable_shared_from_this<InboxFolderWatche
     /// The inbox as it is; none when there is none.
     virtual std::optional<Path> findInbox() const = 0;
     /// Sees what each scan left waiting.
-    virtual void noteWaiting(const std::vector<InboxWaiting>&) {}
+    virtual void reportWaiting(const std::vector<InboxWaiting>&) {}
     /// A file that a package needs is only a placeholder.
-    virtual void noteMissing(const Path&) {}
+    virtual void reportMissing(const Path&) {}
     /// Whether events tell of everything that others do in the folder itself.
     virtual bool eventsTellAll() const = 0;
 
@@ -69,13 +69,13 @@ class InboxFolderWatcher : public std::enable_shared_from_this<InboxFolderWatche
 
     void open();
     void lose(const std::string& reason = {});
-    void noteReport(const DirectoryReport& report);
+    void handleReport(const DirectoryReport& report);
     void scheduleScan();
     void scan();
-    void scheduleNext(const InboxRipening::Look& look);
+    void scheduleNext(const StabilityTracker::Readiness& readiness);
     void handOver(std::vector<InboxUnit> units);
     void close(const std::vector<InboxUnit>& units, const InboxOutcome& outcome);
-    void endOnceUnlessMoreComes(const InboxRipening::Look& look);
+    void endOnceUnlessMoreComes(const StabilityTracker::Readiness& readiness);
     std::optional<std::string> whyNotReady(const InboxPackage& package);
     void onQueue(std::function<void()> work);
     DelayedWork later(WorkQueue::Delay delay, std::function<void()> work);

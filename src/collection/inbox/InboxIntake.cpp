@@ -27,7 +27,7 @@ void InboxIntake::take(InboxKind inbox, std::vector<InboxUnit> units,
 
 void InboxIntake::begin() {
     Job& job = jobs_.front();
-    noteLeft(job.leftCount);
+    publishLeftCount(job.leftCount);
     if (job.files.empty()) return takeNextPackage();
     CaptureRequest request;
     for (const Path& file : job.files) {
@@ -36,12 +36,12 @@ void InboxIntake::begin() {
     owner_.library.capture(
         std::move(request), stop_.get_token(),
         guard_.guarded([this, total = job.leftCount](const CaptureProgress& progress) {
-            noteLeft(total - std::min(total, progress.done));
+            publishLeftCount(total - std::min(total, progress.done));
         }),
-        guard_.guarded([this](const CaptureReport& report) { noteFiles(report); }));
+        guard_.guarded([this](const CaptureReport& report) { recordFiles(report); }));
 }
 
-void InboxIntake::noteFiles(const CaptureReport& report) {
+void InboxIntake::recordFiles(const CaptureReport& report) {
     Job& job = jobs_.front();
     append(job.report.taken, report);
     std::unordered_set<std::string> taken;
@@ -73,7 +73,7 @@ std::optional<HeldOriginal> InboxIntake::heldOriginal(const CaptureOrigin& origi
 
 void InboxIntake::takeNextPackage() {
     Job& job = jobs_.front();
-    noteLeft(job.packages.size());
+    publishLeftCount(job.packages.size());
     if (job.packages.empty() || stop_.stop_requested()) return finish();
     const InboxPackage package = std::move(job.packages.back());
     job.packages.pop_back();
@@ -95,14 +95,14 @@ void InboxIntake::finish() {
     for (const InboxPackage& package : job.packages) {
         job.outcome.failures.push_back({package.path, "It was not taken in."});
     }
-    noteLeft(0);
+    publishLeftCount(0);
     jobs_.pop_front();
     owner_.report(job.report);
     job.reply(std::move(job.outcome));
     if (!jobs_.empty()) begin();
 }
 
-void InboxIntake::noteLeft(std::size_t count) {
+void InboxIntake::publishLeftCount(std::size_t count) {
     owner_.importCountChanged(jobs_.front().inbox, static_cast<int>(count));
 }
 

@@ -6,7 +6,7 @@
 #include <optional>
 #include <stop_token>
 
-#include "collection/inbox/InboxHandover.h"
+#include "collection/inbox/InboxBatch.h"
 #include "collection/inbox/PackageIntake.h"
 
 namespace nookery {
@@ -53,11 +53,11 @@ class InboxIntake {
     };
 
     void begin();
-    void noteFiles(const CaptureReport& report);
+    void recordFiles(const CaptureReport& report);
     void takeNextPackage();
     void notePackage(PackageOutcome outcome);
     void finish();
-    void noteLeft(std::size_t count);
+    void publishLeftCount(std::size_t count);
     std::optional<HeldOriginal> heldOriginal(const CaptureOrigin& origin) const;
 
     Owner owner_;

@@ -25,14 +25,14 @@ InboxScanner::InboxScanner(const Platform& platform, std::string cleanupErrorPre
       cleanupErrorPrefix_(std::move(cleanupErrorPrefix)),
       whyNotReady_(std::move(whyNotReady)) {}
 
-InboxRipening::Look InboxScanner::look(const Path& inbox) {
-    auto look = ripening_.look(surveyInbox(platform_.files, platform_.cloud, inbox));
-    holdBackUnready(look);
-    return look;
+StabilityTracker::Readiness InboxScanner::check(const Path& inbox) {
+    auto readiness = stability_.check(scanInbox(platform_.files, platform_.cloud, inbox));
+    holdBackUnready(readiness);
+    return readiness;
 }
 
-void InboxScanner::holdBackUnready(InboxRipening::Look& look) {
-    for (InboxUnit& unit : look.ripe) {
+void InboxScanner::holdBackUnready(StabilityTracker::Readiness& readiness) {
+    for (InboxUnit& unit : readiness.stable) {
         std::string reason;
         std::erase_if(unit.packages, [&](InboxPackage& package) {
             package.incomplete = whyNotReady_(package);
@@ -43,10 +43,11 @@ void InboxScanner::holdBackUnready(InboxRipening::Look& look) {
                                 [&](const InboxFile& file) { return file.path == manifest; });
         });
         if (unit.hasSomethingToTake()) continue;
-        ripening_.fail(unit.path, reason, false);
-        look.waiting.push_back({unit.path, reason});
+        stability_.fail(unit.path, reason, false);
+        readiness.waiting.push_back({unit.path, reason});
     }
-    std::erase_if(look.ripe, [](const InboxUnit& unit) { return !unit.hasSomethingToTake(); });
+    std::erase_if(readiness.stable,
+                  [](const InboxUnit& unit) { return !unit.hasSomethingToTake(); });
 }
 
 void InboxScanner::close(const std::vector<InboxUnit>& units, const InboxOutcome& outcome) {
@@ -70,12 +71,12 @@ void InboxScanner::close(const std::vector<InboxUnit>& units, const InboxOutcome
     for (const InboxUnit& unit : units) {
         const Taken& taken = takenOf[&unit];
         if (const auto problem = clean(unit, taken)) {
-            ripening_.fail(unit.path, problem->reason, false);
+            stability_.fail(unit.path, problem->reason, false);
             if (problem->mayRetry) uncleaned_.insert_or_assign(unit.path, Uncleaned{unit, taken});
         } else if (const auto failure = failureOf.find(&unit); failure != failureOf.end()) {
-            ripening_.fail(unit.path, failure->second.reason, failure->second.mayRetry);
+            stability_.fail(unit.path, failure->second.reason, failure->second.mayRetry);
         } else {
-            ripening_.finish(unit.path);
+            stability_.finish(unit.path);
         }
     }
 }
@@ -95,7 +96,7 @@ std::optional<InboxFailure> InboxScanner::clean(const InboxUnit& unit, const Tak
             continue;
         }
         if (failure->mayRetry && !uncleaned_.contains(unit.path)) {
-            noteCleanupError(file.path, failure->reason);
+            recordCleanupError(file.path, failure->reason);
         }
         problem = std::move(failure);
     }
@@ -103,11 +104,11 @@ std::optional<InboxFailure> InboxScanner::clean(const InboxUnit& unit, const Tak
     if (!touched.empty()) removeEmptied(unit);
     return problem;
 } catch (const Error& error) {
-    noteCleanupError(unit.path, error.description());
+    recordCleanupError(unit.path, error.description());
     return std::nullopt;
 }
 
-void InboxScanner::noteCleanupError(const Path& path, const std::string& reason) {
+void InboxScanner::recordCleanupError(const Path& path, const std::string& reason) {
     platform_.log.line(cleanupErrorPrefix_ + displayName(path.filename()) + ": " + reason);
 }
 
@@ -146,13 +147,13 @@ void InboxScanner::removeEmptied(const InboxUnit& unit) {
 }
 
 void InboxScanner::retry() {
-    ripening_.retry();
+    stability_.retry();
     for (auto uncleaned = uncleaned_.begin(); uncleaned != uncleaned_.end();) {
         if (clean(uncleaned->second.unit, uncleaned->second.taken)) {
             ++uncleaned;
             continue;
         }
-        ripening_.finish(uncleaned->first);
+        stability_.finish(uncleaned->first);
         uncleaned = uncleaned_.erase(uncleaned);
     }
 }

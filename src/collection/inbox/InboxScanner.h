@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "collection/inbox/InboxHandover.h"
-#include "collection/inbox/InboxRipening.h"
+#include "collection/inbox/InboxBatch.h"
+#include "collection/inbox/StabilityTracker.h"
 #include "platform/Platform.h"
 
 namespace nookery {
@@ -23,31 +23,31 @@ class InboxScanner {
     InboxScanner(const Platform& platform, std::string cleanupErrorPrefix, Readiness whyNotReady);
 
     /// Throws FileError when the folder cannot be listed.
-    InboxRipening::Look look(const Path& inbox);
-    void ripen(std::uint64_t round) { ripening_.ripen(round); }
+    StabilityTracker::Readiness check(const Path& inbox);
+    void ripen(std::uint64_t round) { stability_.ripen(round); }
 
     /// Cleans out what was taken of these units, and remembers what was not.
     void close(const std::vector<InboxUnit>& units, const InboxOutcome& outcome);
 
     /// Whether trying again may help; `retry` does what it can and makes the rest ripe.
-    bool hasRetries() const { return ripening_.hasRetries() || !uncleaned_.empty(); }
+    bool hasRetries() const { return stability_.hasRetries() || !uncleaned_.empty(); }
     void retry();
 
   private:
     using Taken = std::vector<InboxTaken>;
 
-    void holdBackUnready(InboxRipening::Look& look);
+    void holdBackUnready(StabilityTracker::Readiness& readiness);
     /// Why something of it stays; none when all is cleaned.
     std::optional<InboxFailure> clean(const InboxUnit& unit, const Taken& taken);
     std::optional<InboxFailure> remove(const InboxTaken& taken);
     void removeEmptied(const InboxUnit& unit);
-    void noteCleanupError(const Path& path, const std::string& reason);
+    void recordCleanupError(const Path& path, const std::string& reason);
     bool stillHolds(const HeldOriginal& original);
 
     Platform platform_;
     std::string cleanupErrorPrefix_;
     Readiness whyNotReady_;
-    InboxRipening ripening_;
+    StabilityTracker stability_;
     struct Uncleaned {
         InboxUnit unit;
         Taken taken;

@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t maximumIdentifierByteCount = 200;
 constexpr std::size_t maximumPathByteCount = 1024;
 constexpr std::size_t mostFilesNamed = 10'000;
-constexpr Date earliestDate{631152000};  // 1990-01-01
+constexpr Timestamp earliestDate{631152000};  // 1990-01-01
 constexpr double secondsPerDay = 86400;
 
 Json parseObject(std::string_view json) {
@@ -123,14 +123,15 @@ auto asManifest(Read read) {
     }
 }
 
-bool isPlausible(Date date, Date now) {
+bool isPlausible(Timestamp date, Timestamp now) {
     return date >= earliestDate && secondsBetween(now, date) <= secondsPerDay;
 }
 
-std::optional<Date> nearestPlausible(double number, Date now) {
+std::optional<Timestamp> nearestPlausible(double number, Timestamp now) {
     if (number <= 0) return std::nullopt;
-    std::optional<Date> best;
-    for (const Date date : {Date{number}, Date::since2001(number), Date{number / 1000}}) {
+    std::optional<Timestamp> best;
+    for (const Timestamp date :
+         {Timestamp{number}, Timestamp::since2001(number), Timestamp{number / 1000}}) {
         if (!isPlausible(date, now)) continue;
         if (!best || std::abs(secondsBetween(date, now)) < std::abs(secondsBetween(*best, now))) {
             best = date;
@@ -199,7 +200,7 @@ std::vector<Path> filesNeededBy(PackageKind kind, std::string_view json) {
     });
 }
 
-std::optional<Date> parseMobileDate(std::string_view text, Date now) {
+std::optional<Timestamp> parseMobileDate(std::string_view text, Timestamp now) {
     const std::string_view bare = trimmed(text);
     if (const auto date = parseIso8601(withoutBlankBeforeZone(bare))) {
         return isPlausible(*date, now) ? date : std::nullopt;

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "collection/inbox/InboxNames.h"
-#include "foundation/Date.h"
 #include "foundation/Error.h"
 #include "foundation/FileSystem.h"
+#include "foundation/Timestamp.h"
 
 namespace nookery {
 
@@ -57,6 +57,6 @@ std::vector<Path> filesNeededBy(PackageKind kind, std::string_view json);
 /// The phone's times as text: ISO 8601, "2026-03-01 09:30:00 +0000", or seconds since 1970 or 2001
 /// (or milliseconds since 1970) as a positive number, whichever lies nearest to the present. None
 /// for anything else, before 1990, or more than a day after `now`.
-std::optional<Date> parseMobileDate(std::string_view text, Date now);
+std::optional<Timestamp> parseMobileDate(std::string_view text, Timestamp now);
 
 }  // namespace nookery

@@ -68,7 +68,7 @@ CrumbItem PackageIntake::noteItem(const Job& job) const {
     CrumbItem item;
     item.id = Uuid::random();
     item.kind = CrumbKind::text;
-    const Date now = platform_.clock.now();
+    const Timestamp now = platform_.clock.now();
     item.createdAt = parseMobileDate(note.createdAt, now).value_or(now);
     item.title = trimmed(note.text).empty() ? "Photo Note" : titleFromText(note.text);
     item.text = note.text;
@@ -116,7 +116,7 @@ void PackageIntake::finishNote(const JobPointer& job, const CaptureReport& repor
                                           : report.failed.front().message,
                     true);
     }
-    noteInLedger(*job);
+    recordInLedger(*job);
     takeAll(*job);
     for (const CaptureOrigin& origin : report.origins) {
         const auto item = owner_.find(origin.memoryID);

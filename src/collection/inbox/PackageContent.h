@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "collection/inbox/InboxSurvey.h"
+#include "collection/inbox/InboxScan.h"
 #include "platform/ContentDigest.h"
 #include "platform/Platform.h"
 #include "records/LibraryLayout.h"

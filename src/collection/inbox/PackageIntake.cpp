@@ -52,7 +52,7 @@ bool PackageIntake::isSettledByLedger(const JobPointer& job) {
     return true;
 }
 
-void PackageIntake::noteInLedger(const Job& job) {
+void PackageIntake::recordInLedger(const Job& job) {
     std::string entry = job.memoryID.toString();
     for (const std::string& print : job.fingerprints) entry += "\n" + print;
     sidecar_.setState(job.ledgerKey(), entry);

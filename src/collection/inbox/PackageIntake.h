@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "collection/capture/CaptureService.h"
-#include "collection/inbox/InboxHandover.h"
+#include "collection/inbox/InboxBatch.h"
 #include "collection/inbox/MobileManifests.h"
 #include "collection/inbox/PackageContent.h"
 #include "platform/Platform.h"
@@ -79,7 +79,7 @@ class PackageIntake {
 
     /// Whether the ledger knows this package; if so, the job is finished.
     bool isSettledByLedger(const JobPointer& job);
-    void noteInLedger(const Job& job);
+    void recordInLedger(const Job& job);
     static void readFiles(const Platform& platform, Job& job, std::vector<Path> relativePaths);
     void takeAll(Job& job) const;
     void fail(const JobPointer& job, const std::string& reason, bool mayRetry);

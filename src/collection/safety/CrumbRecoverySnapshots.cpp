@@ -24,7 +24,7 @@ class CrumbRecoverySnapshots::Worker {
           shelf_(platform_.files, layout.snapshots()),
           builder_(platform_, layout, std::move(pause)) {}
 
-    const SnapshotShelf& shelf() const { return shelf_; }
+    const SnapshotRepository& shelf() const { return shelf_; }
 
     /// Infinite when there is no snapshot.
     double ageOfNewest() const {
@@ -69,7 +69,7 @@ class CrumbRecoverySnapshots::Worker {
     }
 
     const Platform platform_;
-    SnapshotShelf shelf_;
+    SnapshotRepository shelf_;
     SnapshotBuilder builder_;
 };
 
@@ -96,7 +96,7 @@ void CrumbRecoverySnapshots::checkAtLaunch() {
     });
 }
 
-void CrumbRecoverySnapshots::noteChange() {
+void CrumbRecoverySnapshots::recordChange() {
     pendingWorkItem_.cancel();
     pendingWorkItem_ =
         queue_.after(WorkQueue::Delay(changeDebounce), [weak = std::weak_ptr(worker_)] {

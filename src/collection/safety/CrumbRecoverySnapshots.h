@@ -10,7 +10,7 @@
 
 #include "collection/database/RecoveryPoint.h"
 #include "collection/safety/SnapshotBuilder.h"
-#include "collection/safety/SnapshotShelf.h"
+#include "collection/safety/SnapshotRepository.h"
 #include "platform/Platform.h"
 #include "platform/WorkQueue.h"
 #include "records/LibraryLayout.h"
@@ -48,7 +48,7 @@ class CrumbRecoverySnapshots {
 
     /// A change was saved: takes a snapshot "settled-change" once no change has come for the
     /// debounce, unless the newest is younger than the routine interval.
-    void noteChange();
+    void recordChange();
 
     /// Takes a snapshot with the operation's reason ("before-clear-library"), then calls
     /// `continueOnMain`. A failure is logged, and the operation goes on with a recovery point that

@@ -13,7 +13,7 @@
 #include "collection/originals/MemoryRemoval.h"
 #include "collection/safety/SnapshotCheck.h"
 #include "collection/safety/SnapshotDigests.h"
-#include "collection/safety/SnapshotShelf.h"
+#include "collection/safety/SnapshotRepository.h"
 #include "foundation/DurableFile.h"
 #include "foundation/SqliteStatement.h"
 
@@ -162,7 +162,7 @@ class LibraryVerifier {
         }
         memoriesAreWhole_ |= areMemories;
     } catch (const DatabaseError& error) {
-        noteUnreadable(database.path, error);
+        recordUnreadable(database.path, error);
     }
 
     void readFacts() try {
@@ -174,11 +174,11 @@ class LibraryVerifier {
         }
         for (const Path& pending : sidecar.pendingOriginals()) owned_.insert(pending);
     } catch (const DatabaseError& error) {
-        noteUnreadable(layout_.sidecar(), error);
+        recordUnreadable(layout_.sidecar(), error);
     }
 
     /// Once is enough for a database that was found damaged before.
-    void noteUnreadable(const Path& database, const DatabaseError& error) {
+    void recordUnreadable(const Path& database, const DatabaseError& error) {
         const bool isKnown =
             std::any_of(report_.problems.begin(), report_.problems.end(),
                         [&](const VerifyProblem& problem) { return problem.path == database; });
@@ -294,7 +294,7 @@ class LibraryVerifier {
 
     void checkSnapshots() {
         SnapshotDigests digests(files_, platform_.digester);
-        const SnapshotShelf shelf(files_, layout_.snapshots());
+        const SnapshotRepository shelf(files_, layout_.snapshots());
         const auto names = shelf.names();
         for (const std::string& name : names) {
             tell({VerifyProgress::Phase::snapshots, ++report_.snapshotCount, names.size()});

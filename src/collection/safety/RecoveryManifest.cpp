@@ -23,7 +23,7 @@ bool requiredBoolean(const Json& object, const char* key) {
     return found->get<bool>();
 }
 
-Date requiredDate(const Json& object, const char* key) {
+Timestamp requiredDate(const Json& object, const char* key) {
     const auto date = parseIso8601(requiredString(object, key));
     if (!date) throw JsonError(fmt::format("JSON key \"{}\" must be a date.", key));
     return *date;

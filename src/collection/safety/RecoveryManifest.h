@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-#include "foundation/Date.h"
 #include "foundation/FileSystem.h"
+#include "foundation/Timestamp.h"
 
 namespace nookery {
 
@@ -14,7 +14,7 @@ struct RecoveryManifest {
     static constexpr int currentVersion = 1;
 
     int version = currentVersion;
-    Date createdAt;
+    Timestamp createdAt;
     std::string reason;
     std::int64_t managedFileCount = 0;
     bool secureValuesIncluded = false;  ///< a snapshot carries no value of the key store

@@ -6,7 +6,7 @@
 #include "collection/safety/LibraryState.h"
 #include "collection/safety/RecoveryError.h"
 #include "collection/safety/SnapshotOriginals.h"
-#include "collection/safety/SnapshotShelf.h"
+#include "collection/safety/SnapshotRepository.h"
 #include "foundation/DurableFile.h"
 #include "foundation/SqliteConnection.h"
 #include "platform/Clock.h"
@@ -35,8 +35,8 @@ SnapshotBuilder::SnapshotBuilder(const Platform& platform, LibraryLayout layout,
 std::string SnapshotBuilder::build(const std::string& reason, const SnapshotFollower& follower) {
     FileSystem& files = platform_.files;
     createDirectories(files, layout_.snapshots());
-    SnapshotShelf shelf(files, layout_.snapshots());
-    const Date now = platform_.clock.now();
+    SnapshotRepository shelf(files, layout_.snapshots());
+    const Timestamp now = platform_.clock.now();
     const std::string name = shelf.freeName(now);
     const Path building = shelf.folder() / (std::string(snapshot::buildingPrefix) + name);
     files.createDirectory(building);
@@ -94,7 +94,7 @@ void SnapshotBuilder::copyDatabase(const Path& live, const Path& copy,
 std::int64_t SnapshotBuilder::copyOriginals(const Path& building,
                                             const SnapshotFollower& follower) {
     FileSystem& files = platform_.files;
-    const SnapshotShelf shelf(files, layout_.snapshots());
+    const SnapshotRepository shelf(files, layout_.snapshots());
     const auto newest = shelf.newest(platform_.clock.now());
     std::optional<Sidecar> facts;
     if (files.status(building / snapshot::sidecarName)) {

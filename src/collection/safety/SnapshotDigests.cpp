@@ -4,7 +4,7 @@
 
 #include "collection/database/Sidecar.h"
 #include "collection/originals/FileDigest.h"
-#include "collection/safety/SnapshotShelf.h"
+#include "collection/safety/SnapshotRepository.h"
 
 namespace nookery {
 

@@ -7,7 +7,7 @@
 #include "collection/safety/JournaledSwap.h"
 #include "collection/safety/LibraryState.h"
 #include "collection/safety/SnapshotCheck.h"
-#include "collection/safety/SnapshotShelf.h"
+#include "collection/safety/SnapshotRepository.h"
 #include "foundation/DurableFile.h"
 #include "foundation/Uuid.h"
 #include "platform/Clock.h"
@@ -159,7 +159,7 @@ class PendingRestore {
     JournaledSwap begin() {
         const Path parent = layout_.library() / safetyParent;
         createDirectories(files_, parent);
-        const std::string name = SnapshotShelf(files_, parent).freeName(platform_.clock.now());
+        const std::string name = SnapshotRepository(files_, parent).freeName(platform_.clock.now());
         files_.createDirectory(parent / name);
         writeDurably(files_, parent / name / snapshot::stateName,
                      platform_.propertyLists.write(libraryState(platform_.defaults)));
@@ -235,7 +235,7 @@ void prepareSnapshotRestore(const Platform& platform, const LibraryLayout& layou
     if (snapshotRestoreWaits(files, layout)) {
         throw RestoreError("A restore is already pending. Reopen NOOKERY to complete it.");
     }
-    const SnapshotShelf shelf(files, layout.snapshots());
+    const SnapshotRepository shelf(files, layout.snapshots());
     const auto names = shelf.names();
     if (std::find(names.begin(), names.end(), snapshotName) == names.end()) {
         throw RestoreError("There is no snapshot \"" + snapshotName + "\".");

@@ -99,7 +99,7 @@ const Published<std::optional<IntakeNotice>>& CrumbStore::intakeNotice() const {
     return parts_->intakeNotice;
 }
 
-const Published<std::map<Uuid, Date>>& CrumbStore::bringBackDates() const {
+const Published<std::map<Uuid, Timestamp>>& CrumbStore::bringBackDates() const {
     return parts_->annotations.bringBackDates();
 }
 

@@ -97,7 +97,7 @@ class CrumbStore {
     const Published<int>& indexingCount() const;  ///< memories whose enrichment waits or runs
     const Published<std::unordered_map<Uuid, std::vector<std::byte>>>& richTextByID() const;
     const Published<std::optional<IntakeNotice>>& intakeNotice() const;
-    const Published<std::map<Uuid, Date>>& bringBackDates() const;
+    const Published<std::map<Uuid, Timestamp>>& bringBackDates() const;
     const Published<std::set<Uuid>>& broughtBackIDs() const;
     const Published<std::optional<BringBackNotice>>& bringBackNotice() const;
     const Published<int>& faceDataRevision() const;
@@ -133,8 +133,8 @@ class CrumbStore {
     /// Several at once, in one transaction. Nothing is changed, in memory either, when it fails.
     SaveFailure replaceItems(const CrumbItemList& changed);
     SaveFailure setManualTags(const Uuid& id, std::vector<std::string> tags);
-    SaveFailure setBringBack(const Uuid& id, std::optional<Date> date);
-    SaveFailure noteSelection(const Uuid& id);  ///< counts as a use
+    SaveFailure setBringBack(const Uuid& id, std::optional<Timestamp> date);
+    SaveFailure recordSelection(const Uuid& id);  ///< counts as a use
     /// Gives memories their proposed titles, in one transaction: on failure none is changed. A
     /// memory that is gone, or whose title is no longer the old one, is left alone.
     CleanupOutcome cleanUpFilenames(const std::vector<CrumbFilenameCleanupCandidate>& candidates);

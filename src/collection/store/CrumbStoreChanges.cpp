@@ -75,18 +75,18 @@ std::string CrumbStore::Parts::groupName(const std::optional<Uuid>& groupID) con
     return found == groups->end() ? std::string() : found->name;
 }
 
-MemoryFacets CrumbStore::Parts::facetsOf(const CrumbItem& item) const {
+MemoryAttributes CrumbStore::Parts::attributesOf(const CrumbItem& item) const {
     return {.manualTags = annotations.manualTags(item.id),
             .people = {},
             .groupName = groupName(item.groupID)};
 }
 
 void CrumbStore::Parts::index(const CrumbItemPointer& item) {
-    retrieval.put(item, facetsOf(*item));
+    retrieval.put(item, attributesOf(*item));
 }
 
-void CrumbStore::Parts::noteChange() {
-    if (recoverySnapshots) recoverySnapshots->noteChange();
+void CrumbStore::Parts::recordChange() {
+    if (recoverySnapshots) recoverySnapshots->recordChange();
     search.refresh();
 }
 
@@ -101,7 +101,7 @@ SaveFailure CrumbStore::Parts::saveChanged(const CrumbItemList& changed) {
         target.saveItems(changed, platform.clock.now());
     });
     publish(changed);
-    noteChange();
+    recordChange();
     return failure;
 }
 
@@ -120,7 +120,7 @@ CaptureService::Committed CrumbStore::Parts::addRecords(const CrumbItemList& rec
     publish(records);
     if (capture) capture->remember(records);
     enrichNew(records);
-    noteChange();
+    recordChange();
     return {true, failure};
 }
 
@@ -166,23 +166,23 @@ SaveFailure CrumbStore::replaceItems(const CrumbItemList& changed) {
     }
     parts_->publish(changed);
     parts_->renewEmbeddings(idsOf(changed));
-    parts_->noteChange();
+    parts_->recordChange();
     return std::nullopt;
 }
 
 SaveFailure CrumbStore::setManualTags(const Uuid& id, std::vector<std::string> tags) {
     const auto failure = parts_->annotate([&] { parts_->annotations.setManualTags(id, tags); });
     parts_->index(parts_->memories.find(id));
-    parts_->noteChange();
+    parts_->recordChange();
     return failure;
 }
 
-SaveFailure CrumbStore::setBringBack(const Uuid& id, std::optional<Date> date) {
+SaveFailure CrumbStore::setBringBack(const Uuid& id, std::optional<Timestamp> date) {
     return parts_->annotate([&] { parts_->annotations.setBringBack(id, date); });
 }
 
-SaveFailure CrumbStore::noteSelection(const Uuid& id) {
-    return parts_->annotate([&] { parts_->annotations.noteSelection(id); });
+SaveFailure CrumbStore::recordSelection(const Uuid& id) {
+    return parts_->annotate([&] { parts_->annotations.recordSelection(id); });
 }
 
 CleanupOutcome CrumbStore::cleanUpFilenames(
@@ -202,7 +202,7 @@ CleanupOutcome CrumbStore::cleanUpFilenames(
         return {.failure = failure};
     }
     parts_->publish(changed);
-    parts_->noteChange();
+    parts_->recordChange();
     parts_->renewEmbeddings(idsOf(changed));
     return {.changedCount = changed.size()};
 }
@@ -215,7 +215,7 @@ SaveFailure CrumbStore::createGroup(const std::string& name, Uuid* created) {
         target.saveGroup(group, parts_->platform.clock.now());
     });
     parts_->groups.update([&](auto& groups) { groups.push_back(group); });
-    parts_->noteChange();
+    parts_->recordChange();
     return failure;
 }
 
@@ -238,7 +238,7 @@ SaveFailure CrumbStore::renameGroup(const Uuid& id, const std::string& name) {
     for (const auto& item : parts_->memories.all().get()) {
         if (item->groupID == id) parts_->index(item);
     }
-    parts_->noteChange();
+    parts_->recordChange();
     return failure;
 }
 

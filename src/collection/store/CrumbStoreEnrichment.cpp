@@ -41,16 +41,17 @@ CrumbItemPointer withContents(const CrumbItem& item, const ReadContents& content
 }  // namespace
 
 EnrichmentWorker::Owner CrumbStore::Parts::enrichmentOwner() {
-    return {.find = [this](const Uuid& id) { return memories.find(id); },
-            .begun =
-                [this](std::span<const Uuid> ids) {
-                    withSidecar([&](Sidecar& target) { target.noteWorkBegun(ids, contentsTask); });
-                },
-            .givenUp =
-                [this](std::span<const Uuid> ids) {
-                    withSidecar([&](Sidecar& target) { target.takeWorkBack(ids, contentsTask); });
-                },
-            .store = [this](const auto& results) { storeEnrichment(results); }};
+    return {
+        .find = [this](const Uuid& id) { return memories.find(id); },
+        .begun =
+            [this](std::span<const Uuid> ids) {
+                withSidecar([&](Sidecar& target) { target.recordWorkBegun(ids, contentsTask); });
+            },
+        .givenUp =
+            [this](std::span<const Uuid> ids) {
+                withSidecar([&](Sidecar& target) { target.takeWorkBack(ids, contentsTask); });
+            },
+        .store = [this](const auto& results) { storeEnrichment(results); }};
 }
 
 void CrumbStore::Parts::enrichNew(const CrumbItemList& records) {
@@ -109,7 +110,7 @@ std::vector<Uuid> CrumbStore::Parts::idsWithoutVectorOf(const std::string& model
     return ids;
 }
 
-std::vector<PendingWork> CrumbStore::Parts::notedContentsWork() {
+std::vector<PendingWork> CrumbStore::Parts::recordedContentsWork() {
     if (sidecar) return sidecar->pendingWork(contentsTask);
     if (!platform.files.status(layout.sidecar())) return {};
     return Sidecar::openForReading(layout.sidecar()).pendingWork(contentsTask);
@@ -118,7 +119,7 @@ std::vector<PendingWork> CrumbStore::Parts::notedContentsWork() {
 CrumbStore::Parts::Unread CrumbStore::Parts::unreadContents() {
     Unread unread;
     std::unordered_set<Uuid> noted;
-    for (const PendingWork& work : notedContentsWork()) {
+    for (const PendingWork& work : recordedContentsWork()) {
         noted.insert(work.memoryID);
         if (work.attempts >= mostAttempts || !memories.find(work.memoryID)) continue;
         auto& ids = work.lastFailure == workEndedTheProgram ? unread.suspects : unread.ids;
@@ -164,20 +165,20 @@ void CrumbStore::Parts::storeEnrichment(const std::vector<EnrichmentResult>& res
         return takeContentsBack(results);
     }
     enrichedListIsStale |= !changed.empty();
-    noteContentsRead(results);
+    recordContentsRead(results);
     unsyncedVectors.insert(unsyncedVectors.end(), embedded.begin(), embedded.end());
     resultsAreUnsynced = true;
     settleSoon();
 }
 
-void CrumbStore::Parts::noteContentsRead(const std::vector<EnrichmentResult>& results) {
+void CrumbStore::Parts::recordContentsRead(const std::vector<EnrichmentResult>& results) {
     std::vector<Uuid> read;
     withSidecar([&](Sidecar& target) {
         for (const EnrichmentResult& result : results) {
             if (!result.contents) continue;
             const auto& problem = result.contents->problem;
             if (!problem) read.push_back(result.id);
-            if (problem) target.noteWorkFailure(result.id, contentsTask, *problem);
+            if (problem) target.recordWorkFailure(result.id, contentsTask, *problem);
         }
         if (!read.empty()) target.finishWork(read, contentsTask);
     });
@@ -213,7 +214,7 @@ void CrumbStore::Parts::settleEnrichment() {
 
 void CrumbStore::Parts::settleAndShowEnrichment() {
     settleEnrichment();
-    if (std::exchange(enrichedListIsStale, false)) noteChange();
+    if (std::exchange(enrichedListIsStale, false)) recordChange();
 }
 
 CrumbItemList CrumbStore::Parts::recordsWithContents(
@@ -231,7 +232,7 @@ CrumbItemList CrumbStore::Parts::recordsWithContents(
 
 std::vector<EnrichmentFailure> CrumbStore::enrichmentFailures() const {
     std::vector<EnrichmentFailure> failures;
-    for (const PendingWork& work : parts_->notedContentsWork()) {
+    for (const PendingWork& work : parts_->recordedContentsWork()) {
         if (parts_->enrichment.isUnderWay(work.memoryID)) continue;
         if (work.lastFailure && parts_->memories.find(work.memoryID)) {
             failures.push_back({work.memoryID, *work.lastFailure, work.attempts >= mostAttempts});

@@ -119,11 +119,11 @@ class CrumbStore::Parts {
     CaptureService::Committed commitCaptured(const std::vector<PreparedMemory>& prepared);
     void publish(const CrumbItemList& records);
     void index(const CrumbItemPointer& item);
-    MemoryFacets facetsOf(const CrumbItem& item) const;
+    MemoryAttributes attributesOf(const CrumbItem& item) const;
     std::string groupName(const std::optional<Uuid>& groupID) const;
     /// What every change to the library ends with: a routine snapshot becomes due, and the shown
     /// list follows.
-    void noteChange();
+    void recordChange();
 
     // Enrichment.
     EnrichmentWorker::Owner enrichmentOwner();
@@ -141,12 +141,12 @@ class CrumbStore::Parts {
         std::vector<Uuid> suspects;  ///< under which the program ended
     };
     Unread unreadContents();
-    std::vector<PendingWork> notedContentsWork();
+    std::vector<PendingWork> recordedContentsWork();
     void storeEnrichment(const std::vector<EnrichmentResult>& results);
     CrumbItemList recordsWithContents(const std::vector<EnrichmentResult>& results) const;
     /// Notes what came of reading originals. It need not be synced before: what is lost with the
     /// record is read again.
-    void noteContentsRead(const std::vector<EnrichmentResult>& results);
+    void recordContentsRead(const std::vector<EnrichmentResult>& results);
     /// The results did not reach the database, by no fault of the originals.
     void takeContentsBack(const std::vector<EnrichmentResult>& results);
     /// Syncing each result would hold the main thread up; those of half a second are synced
@@ -160,7 +160,7 @@ class CrumbStore::Parts {
                        std::function<DestructiveOutcome(const RecoveryPoint&)> operation);
     /// Notes that these originals are to go, so that the next start finishes what a killed
     /// process did not.
-    void notePendingRemoval(const std::vector<Path>& originals);
+    void recordPendingRemoval(const std::vector<Path>& originals);
     /// Disposes of what removed memories had outside the database.
     void dispose(const std::unordered_set<Uuid>& ids, const std::vector<Path>& originals,
                  OriginalDisposal disposal);

@@ -38,7 +38,7 @@ void CrumbStore::Parts::destructively(
             DestructiveOutcome outcome = operation(point);
             outcome.snapshotName = point.snapshotName();
             storeEnrichment(std::exchange(heldResults, {}));
-            noteChange();
+            recordChange();
             finished(outcome);
         }),
         [this](const SnapshotProgress& progress) { snapshotProgress.set(progress); });
@@ -83,7 +83,7 @@ std::vector<Path> CrumbStore::Parts::factsOfRemoved(const std::vector<Path>& ori
     return facts;
 }
 
-void CrumbStore::Parts::notePendingRemoval(const std::vector<Path>& originals) {
+void CrumbStore::Parts::recordPendingRemoval(const std::vector<Path>& originals) {
     withSidecar([&](Sidecar& target) {
         target.addPendingOriginals(belowLibrary(originals, layout));
         target.makeDurable();
@@ -118,10 +118,10 @@ void CrumbStore::deleteMemories(const std::vector<Uuid>& ids, Finished finished)
             }
             const auto originals =
                 originalsUsedOnlyBy(*parts_->memories.all(), removed, parts_->layout);
-            parts_->notePendingRemoval(originals);
-            const CrumbItemList heirs = heirsOfSecrecy(*parts_->memories.all(), removed);
-            if (!heirs.empty()) {
-                if (const auto failure = parts_->saveChanged(heirs))
+            parts_->recordPendingRemoval(originals);
+            const CrumbItemList derived = derivedFromSecure(*parts_->memories.all(), removed);
+            if (!derived.empty()) {
+                if (const auto failure = parts_->saveChanged(derived))
                     return DestructiveOutcome{.failure = failure};
             }
             const auto failure =
@@ -143,7 +143,7 @@ void CrumbStore::clearLibrary(Finished finished) {
             for (const auto& item : *parts_->memories.all()) removed.insert(item->id);
             const auto originals =
                 originalsUsedOnlyBy(*parts_->memories.all(), removed, parts_->layout);
-            parts_->notePendingRemoval(originals);
+            parts_->recordPendingRemoval(originals);
             const auto failure =
                 parts_->save("Crumb clear-library database error: ",
                              [&](SQLiteDatabase& target) { target.clearLibrary(point); });

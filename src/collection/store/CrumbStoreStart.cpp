@@ -112,10 +112,10 @@ void CrumbStore::Parts::loadAnnotations() {
 
 void CrumbStore::Parts::buildIndex() {
     const CrumbItemList& all = *memories.all();
-    std::vector<MemoryFacets> facets;
-    facets.reserve(all.size());
-    for (const auto& item : all) facets.push_back(facetsOf(*item));
-    retrieval.putAll(all, facets);
+    std::vector<MemoryAttributes> attributes;
+    attributes.reserve(all.size());
+    for (const auto& item : all) attributes.push_back(attributesOf(*item));
+    retrieval.putAll(all, attributes);
 }
 
 void CrumbStore::Parts::loadEmbeddings() {

@@ -43,16 +43,16 @@ double semanticBonus(double cosine) {
     return 0;
 }
 
-double ageBonus(Date createdAt, Date now) {
+double ageBonus(Timestamp createdAt, Timestamp now) {
     return faded(ageBonuses, secondsBetween(createdAt, now));
 }
 
-double usageBonus(const UsageSignal& usage, Date now) {
+double usageBonus(const UsageSignal& usage, Timestamp now) {
     if (usage.selectionCount <= 0) return 0;
     return faded(usageBonuses, secondsBetween(usage.lastSelectedAt, now));
 }
 
-double usageValue(const UsageSignal& usage, Date now) {
+double usageValue(const UsageSignal& usage, Timestamp now) {
     if (usage.selectionCount <= 0) return 0;
     const double share = usageBonus(usage, now) / usageBonuses.front();
     return std::min(1.0, share * (1 + std::log2(usage.selectionCount)) / 3);

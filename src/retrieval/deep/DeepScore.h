@@ -19,15 +19,15 @@ constexpr double leastSemanticCosine = 0.24;
 
 /// 0.28 for a memory of the last day (or of the future), falling in steps at one day, a week,
 /// thirty and a hundred and twenty days to 0.0224.
-double ageBonus(Date createdAt, Date now);
+double ageBonus(Timestamp createdAt, Timestamp now);
 
 /// 0.55 for a memory selected within the last day, falling by the same steps to 0.044; nothing
 /// for one never selected.
-double usageBonus(const UsageSignal& usage, Date now);
+double usageBonus(const UsageSignal& usage, Timestamp now);
 
 /// 0 to 1: how much a memory is in use. The bonus as a share of its most, scaled by how often the
 /// memory was selected: one selection gives a third, two give two thirds, four or more give all.
-double usageValue(const UsageSignal& usage, Date now);
+double usageValue(const UsageSignal& usage, Timestamp now);
 
 /// From this usage value on, a memory that the deep stage raised counts as recently used.
 constexpr double recentUseValue = 0.8;

@@ -17,7 +17,7 @@ static_assert(deepSafetyCandidateCount + similarityAdmissionLimit <= deepCandida
 using QueryVector = std::optional<std::vector<float>>;
 
 /// A memory on its way to the final order.
-struct Contender {
+struct ScoredCandidate {
     CrumbItemPointer item;
     std::string lexicalHint;  ///< empty for a memory that similarity admitted
     ScoreParts parts;
@@ -33,38 +33,39 @@ void throwIfStopped(const std::stop_token& stop) {
     if (stop.stop_requested()) throw Cancelled();
 }
 
-Contender contenderFor(const CrumbItemPointer& item, const DeepSearchRequest& request) {
-    Contender contender;
-    contender.item = item;
-    contender.parts.age = ageBonus(item->createdAt, request.now);
+ScoredCandidate scoredCandidateFor(const CrumbItemPointer& item, const DeepSearchRequest& request) {
+    ScoredCandidate scored;
+    scored.item = item;
+    scored.parts.age = ageBonus(item->createdAt, request.now);
     if (const auto usage = request.usage.find(item->id); usage != request.usage.end()) {
-        contender.parts.usage = usageBonus(usage->second, request.now);
-        contender.usage = usageValue(usage->second, request.now);
+        scored.parts.usage = usageBonus(usage->second, request.now);
+        scored.usage = usageValue(usage->second, request.now);
     }
-    return contender;
+    return scored;
 }
 
-std::vector<Contender> admittedBySimilarity(const DeepSearchRequest& request,
-                                            std::span<const float> query,
-                                            const std::stop_token& stop) {
+std::vector<ScoredCandidate> admittedBySimilarity(const DeepSearchRequest& request,
+                                                  std::span<const float> query,
+                                                  const std::stop_token& stop) {
     std::unordered_set<Uuid> present;
     for (const auto& candidate : request.candidates) present.insert(candidate.item->id);
     const auto matches = request.vectors.mostSimilar(
         query, leastSemanticCosine, request.candidates.size() + similarityAdmissionLimit, stop);
-    std::vector<Contender> admitted;
+    std::vector<ScoredCandidate> admitted;
     for (const VectorMatch& match : matches) {
         if (present.contains(match.item->id)) continue;
         if (admitted.size() == similarityAdmissionLimit) break;
-        Contender contender = contenderFor(match.item, request);
-        contender.parts.semantic = semanticBonus(match.cosine);
-        contender.isAdmitted = true;
-        admitted.push_back(std::move(contender));
+        ScoredCandidate scored = scoredCandidateFor(match.item, request);
+        scored.parts.semantic = semanticBonus(match.cosine);
+        scored.isAdmitted = true;
+        admitted.push_back(std::move(scored));
     }
     return admitted;
 }
 
-void addAssociations(const DeepSearchRequest& request, std::span<Contender> contenders) {
-    const auto candidates = std::span(request.candidates).first(contenders.size());
+void addAssociations(const DeepSearchRequest& request,
+                     std::span<ScoredCandidate> scoredCandidates) {
+    const auto candidates = std::span(request.candidates).first(scoredCandidates.size());
     double bestScore = request.fullMatchScore;
     for (const auto& candidate : candidates)
         bestScore = std::max(bestScore, candidate.lexicalScore);
@@ -75,51 +76,51 @@ void addAssociations(const DeepSearchRequest& request, std::span<Contender> cont
     const auto partners = bestPartners(memories);
     for (std::size_t i = 0; i < partners.size(); ++i) {
         if (!partners[i]) continue;
-        contenders[i].parts.association = partners[i]->contribution;
+        scoredCandidates[i].parts.association = partners[i]->contribution;
         if (partners[i]->association.value < closeAssociationValue) continue;
-        contenders[i].parts.association += closePartnerBonus;
-        contenders[i].partnerTitle = candidates[partners[i]->partner].item->title;
+        scoredCandidates[i].parts.association += closePartnerBonus;
+        scoredCandidates[i].partnerTitle = candidates[partners[i]->partner].item->title;
     }
 }
 
-std::vector<Contender> lexicalContenders(const DeepSearchRequest& request, const QueryVector& query,
-                                         std::size_t count) {
+std::vector<ScoredCandidate> scoredLexicalHits(const DeepSearchRequest& request,
+                                               const QueryVector& query, std::size_t count) {
     const auto candidates = std::span(request.candidates).first(count);
-    std::vector<Contender> contenders;
+    std::vector<ScoredCandidate> scoredCandidates;
     for (const DeepCandidate& candidate : candidates) {
-        Contender contender = contenderFor(candidate.item, request);
-        contender.parts.lexical = candidate.lexicalScore;
-        contender.parts.requestedTags = candidate.requestedTagCount;
-        contender.lexicalHint = candidate.hint;
-        contender.holdsEveryWord = candidate.holdsEveryWord;
-        contender.holdsWordsSomewhere = candidate.holdsWordsSomewhere;
+        ScoredCandidate scored = scoredCandidateFor(candidate.item, request);
+        scored.parts.lexical = candidate.lexicalScore;
+        scored.parts.requestedTags = candidate.requestedTagCount;
+        scored.lexicalHint = candidate.hint;
+        scored.holdsEveryWord = candidate.holdsEveryWord;
+        scored.holdsWordsSomewhere = candidate.holdsWordsSomewhere;
         if (query && candidate.vectorRow) {
             const auto value = request.vectors.cosineOfRow(*candidate.vectorRow, *query);
-            contender.parts.semantic = value ? semanticBonus(*value) : 0;
+            scored.parts.semantic = value ? semanticBonus(*value) : 0;
         }
-        contenders.push_back(std::move(contender));
+        scoredCandidates.push_back(std::move(scored));
     }
-    addAssociations(request, contenders);
-    return contenders;
+    addAssociations(request, scoredCandidates);
+    return scoredCandidates;
 }
 
 /// Pushes what similarity admitted below every memory whose title or tags hold all that was
 /// typed, keeping its order.
-void holdAdmittedBelowFullMatches(std::span<Contender> contenders) {
+void holdAdmittedBelowFullMatches(std::span<ScoredCandidate> scoredCandidates) {
     double lowestFull = std::numeric_limits<double>::infinity();
     double highestAdmitted = 0;
-    for (const Contender& contender : contenders) {
-        if (contender.holdsEveryWord) lowestFull = std::min(lowestFull, contender.score);
-        if (contender.isAdmitted) highestAdmitted = std::max(highestAdmitted, contender.score);
+    for (const ScoredCandidate& scored : scoredCandidates) {
+        if (scored.holdsEveryWord) lowestFull = std::min(lowestFull, scored.score);
+        if (scored.isAdmitted) highestAdmitted = std::max(highestAdmitted, scored.score);
     }
     if (highestAdmitted < lowestFull) return;
     const double factor = 0.999 * lowestFull / highestAdmitted;
-    for (Contender& contender : contenders) {
-        if (contender.isAdmitted) contender.score *= factor;
+    for (ScoredCandidate& scored : scoredCandidates) {
+        if (scored.isAdmitted) scored.score *= factor;
     }
 }
 
-bool ranksBefore(const Contender& a, const Contender& b) {
+bool ranksBefore(const ScoredCandidate& a, const ScoredCandidate& b) {
     if (a.score != b.score) return a.score > b.score;
     if (a.item->createdAt != b.item->createdAt) return a.item->createdAt > b.item->createdAt;
     return a.item->id < b.item->id;
@@ -127,16 +128,16 @@ bool ranksBefore(const Contender& a, const Contender& b) {
 
 /// The strongest reason: the words' own unless meaning or association weighs more. That alone says
 /// less of a memory than where all the words stand.
-std::string hintFor(const Contender& contender) {
-    const ScoreParts& parts = contender.parts;
+std::string hintFor(const ScoredCandidate& scored) {
+    const ScoreParts& parts = scored.parts;
     const double words =
         finalScore({.lexical = parts.lexical, .requestedTags = parts.requestedTags});
-    if (!contender.isAdmitted && words >= parts.semantic + parts.association) {
-        return contender.lexicalHint;
+    if (!scored.isAdmitted && words >= parts.semantic + parts.association) {
+        return scored.lexicalHint;
     }
-    if (!trimmed(contender.partnerTitle).empty()) return "Related to " + contender.partnerTitle;
-    if (contender.usage >= recentUseValue) return "You used this recently";
-    return contender.holdsWordsSomewhere ? contender.lexicalHint : "Matched by association";
+    if (!trimmed(scored.partnerTitle).empty()) return "Related to " + scored.partnerTitle;
+    if (scored.usage >= recentUseValue) return "You used this recently";
+    return scored.holdsWordsSomewhere ? scored.lexicalHint : "Matched by association";
 }
 
 }  // namespace
@@ -149,21 +150,21 @@ DeepSearchResult runDeepSearch(const DeepSearchRequest& request, const TextEmbed
         query = embedder->embedQuery(request.words);
         throwIfStopped(stop);
     }
-    std::vector<Contender> admitted;
+    std::vector<ScoredCandidate> admitted;
     if (query && request.admitsBySimilarity) admitted = admittedBySimilarity(request, *query, stop);
-    auto contenders = lexicalContenders(
+    auto scoredCandidates = scoredLexicalHits(
         request, query, std::min(request.candidates.size(), deepCandidateLimit - admitted.size()));
     throwIfStopped(stop);
-    contenders.insert(contenders.end(), std::make_move_iterator(admitted.begin()),
-                      std::make_move_iterator(admitted.end()));
-    for (Contender& contender : contenders) contender.score = finalScore(contender.parts);
-    holdAdmittedBelowFullMatches(contenders);
-    std::sort(contenders.begin(), contenders.end(), ranksBefore);
+    scoredCandidates.insert(scoredCandidates.end(), std::make_move_iterator(admitted.begin()),
+                            std::make_move_iterator(admitted.end()));
+    for (ScoredCandidate& scored : scoredCandidates) scored.score = finalScore(scored.parts);
+    holdAdmittedBelowFullMatches(scoredCandidates);
+    std::sort(scoredCandidates.begin(), scoredCandidates.end(), ranksBefore);
 
     DeepSearchResult result;
     result.totalCount = request.lexicalCount + admitted.size();
-    for (const Contender& contender : contenders) {
-        result.hits.push_back({contender.item->id, contender.score, hintFor(contender)});
+    for (const ScoredCandidate& scored : scoredCandidates) {
+        result.hits.push_back({scored.item->id, scored.score, hintFor(scored)});
     }
     throwIfStopped(stop);
     return result;

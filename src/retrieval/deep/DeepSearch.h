@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 #include "platform/TextEmbedder.h"
 #include "records/CrumbItem.h"
 #include "records/UsageSignal.h"
@@ -50,7 +50,7 @@ class DeepSearchRequest {
     bool admitsBySimilarity = false;        ///< whether memories without a lexical hit may come in
     VectorView vectors;
     UsageSignals usage;
-    Date now;
+    Timestamp now;
 };
 
 /// The deep stage over what was gathered; see RetrievalEngine::deepSearch.

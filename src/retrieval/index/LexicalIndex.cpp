@@ -78,7 +78,7 @@ class RecordWriter {
     std::string_view rest_;
 };
 
-const MemoryFacets noFacets;
+const MemoryAttributes noFacets;
 
 }  // namespace
 
@@ -88,16 +88,16 @@ LexicalIndex::LexicalIndex(const RankingWeights& weights)
       tally_(meanings_),
       averageLength_(assumedAverageLength) {}
 
-void LexicalIndex::put(const CrumbItemPointer& item, const MemoryFacets& facets) {
+void LexicalIndex::put(const CrumbItemPointer& item, const MemoryAttributes& attributes) {
     ++version_;
     remove(item->id);
-    writeSearchRecord(*item, facets, record_);
+    writeSearchRecord(*item, attributes, record_);
     addPostings(append(item, record_));
     rebuildWhenDue();
 }
 
 void LexicalIndex::putAll(std::span<const CrumbItemPointer> items,
-                          std::span<const MemoryFacets> facets) {
+                          std::span<const MemoryAttributes> attributes) {
     ++version_;
     items_.reserve(items_.size() + items.size());
     ordinals_.reserve(ordinals_.size() + items.size());
@@ -112,7 +112,8 @@ void LexicalIndex::putAll(std::span<const CrumbItemPointer> items,
         std::vector<SearchRecord> records(std::min(batchSize, order.size() - begin));
         for (std::size_t i = 0; i < records.size(); ++i) {
             const std::size_t place = order[begin + i];
-            writeSearchRecord(*items[place], facets.empty() ? noFacets : facets[place], records[i]);
+            writeSearchRecord(*items[place], attributes.empty() ? noFacets : attributes[place],
+                              records[i]);
         }
         return records;
     };
@@ -122,7 +123,7 @@ void LexicalIndex::putAll(std::span<const CrumbItemPointer> items,
         if (begin + batchSize < order.size()) next = std::async(recordsFrom, begin + batchSize);
         for (std::size_t i = 0; i < records.size(); ++i) {
             const CrumbItemPointer& item = items[order[begin + i]];
-            if (const auto old = ordinalOf(item->id)) bury(*old);
+            if (const auto old = ordinalOf(item->id)) tombstone(*old);
             append(item, records[i]);
         }
     }
@@ -133,7 +134,7 @@ void LexicalIndex::remove(const Uuid& id) {
     const auto ordinal = ordinalOf(id);
     if (!ordinal) return;
     ++version_;
-    bury(*ordinal);
+    tombstone(*ordinal);
     rebuildWhenDue();
 }
 
@@ -171,11 +172,11 @@ void LexicalIndex::addItem(const CrumbItemPointer& item) {
     items_.push_back(item);
     dates_.push_back(item->createdAt);
     ordinals_[item->id] = static_cast<Ordinal>(ordinal);
-    if (ordinal % CellMap::blockSize == 0) {
+    if (ordinal % ScoreAccumulator::blockSize == 0) {
         newestDates_.push_back(item->createdAt);
         alive_.push_back(0);
     }
-    alive_.back() |= std::uint64_t{1} << ordinal % CellMap::blockSize;
+    alive_.back() |= std::uint64_t{1} << ordinal % ScoreAccumulator::blockSize;
     newestDates_.back() = std::max(newestDates_.back(), item->createdAt);
 }
 
@@ -195,14 +196,15 @@ void LexicalIndex::addPostings(Ordinal ordinal) {
     }
 }
 
-void LexicalIndex::bury(Ordinal ordinal) {
+void LexicalIndex::tombstone(Ordinal ordinal) {
     tally_.count(streams_.at(ordinal), vocabulary_.size());
     for (const auto& entry : tally_.entries()) --frequencies_[entry.token];
     for (const std::uint32_t number : tally_.tagNumbers()) --tags_[number].aliveCount;
     totalLength_ -= tally_.length();
     ordinals_.erase(items_[ordinal]->id);
     items_[ordinal] = nullptr;
-    alive_[ordinal / CellMap::blockSize] &= ~(std::uint64_t{1} << ordinal % CellMap::blockSize);
+    alive_[ordinal / ScoreAccumulator::blockSize] &=
+        ~(std::uint64_t{1} << ordinal % ScoreAccumulator::blockSize);
 }
 
 void LexicalIndex::rebuildWhenDue() {
@@ -221,14 +223,14 @@ void LexicalIndex::compact() {
     compacted.items_.reserve(ordinals_.size());
     compacted.ordinals_.reserve(ordinals_.size());
     for (Ordinal ordinal = 0; ordinal < items_.size(); ++ordinal) {
-        if (isAlive(ordinal)) compacted.adopt(*this, ordinal);
+        if (isAlive(ordinal)) compacted.copyFrom(*this, ordinal);
     }
     compacted.version_ = version_;
     *this = std::move(compacted);
     derivePostings();
 }
 
-void LexicalIndex::adopt(const LexicalIndex& other, Ordinal ordinal) {
+void LexicalIndex::copyFrom(const LexicalIndex& other, Ordinal ordinal) {
     const auto ownOrdinal = static_cast<Ordinal>(items_.size());
     TokenStreamWriter writer;
     TokenStream stream = other.streams_.at(ordinal);
@@ -260,7 +262,7 @@ void LexicalIndex::derivePostings() {
     using Direction = Postings::Filler::Direction;
     auto back = std::async([&] {
         Postings::Filler filler(postings_, Direction::fromBack);
-        TokenTally tally(meanings_);
+        TermFrequencies tally(meanings_);
         for (Ordinal ordinal = end; ordinal-- > middle;) place(ordinal, tally, filler);
     });
     Postings::Filler filler(postings_, Direction::fromFront);
@@ -269,7 +271,7 @@ void LexicalIndex::derivePostings() {
     sortedOrdinals_ = end;
 }
 
-void LexicalIndex::place(Ordinal ordinal, TokenTally& tally, Postings::Filler& filler) const {
+void LexicalIndex::place(Ordinal ordinal, TermFrequencies& tally, Postings::Filler& filler) const {
     if (!isAlive(ordinal)) return;
     tally.count(streams_.at(ordinal), vocabulary_.size());
     for (const auto& entry : tally.entries()) {
@@ -301,7 +303,7 @@ std::vector<std::string> LexicalIndex::tagsOf(Ordinal ordinal) const {
     return names;
 }
 
-std::span<const TokenTally::Entry> LexicalIndex::tokensOf(Ordinal ordinal) const {
+std::span<const TermFrequencies::Entry> LexicalIndex::tokensOf(Ordinal ordinal) const {
     tally_.count(streams_.at(ordinal), vocabulary_.size());
     return tally_.entries();
 }
@@ -311,7 +313,7 @@ std::size_t LexicalIndex::byteCount() const {
     std::size_t bytes =
         vocabulary_.byteCount() + streams_.byteCount() + postings_.byteCount() + tally_.byteCount();
     bytes += frequencies_.capacity() * sizeof(std::uint32_t);
-    bytes += items_.capacity() * sizeof(CrumbItemPointer) + dates_.capacity() * sizeof(Date);
+    bytes += items_.capacity() * sizeof(CrumbItemPointer) + dates_.capacity() * sizeof(Timestamp);
     bytes += ordinals_.size() * mapNode + ordinals_.bucket_count() * sizeof(void*);
     for (const Tag& tag : tags_) {
         bytes += sizeof(Tag) + tag.ordinals.capacity() * sizeof(Ordinal) + 2 * mapNode;

@@ -10,12 +10,12 @@
 #include <vector>
 
 #include "records/CrumbItem.h"
-#include "retrieval/index/CellMap.h"
 #include "retrieval/index/Postings.h"
 #include "retrieval/index/RankingWeights.h"
+#include "retrieval/index/ScoreAccumulator.h"
 #include "retrieval/index/SearchRecord.h"
+#include "retrieval/index/TermFrequencies.h"
 #include "retrieval/index/TokenStreams.h"
-#include "retrieval/index/TokenTally.h"
 #include "retrieval/index/Vocabulary.h"
 
 namespace nookery {
@@ -35,9 +35,10 @@ class LexicalIndex {
     const RankingWeights& weights() const { return weights_; }
     const SectionMeanings& meanings() const { return meanings_; }
 
-    void put(const CrumbItemPointer& item, const MemoryFacets& facets);
-    /// `facets` has one entry for each item, or none at all.
-    void putAll(std::span<const CrumbItemPointer> items, std::span<const MemoryFacets> facets);
+    void put(const CrumbItemPointer& item, const MemoryAttributes& attributes);
+    /// `attributes` has one entry for each item, or none at all.
+    void putAll(std::span<const CrumbItemPointer> items,
+                std::span<const MemoryAttributes> attributes);
     void remove(const Uuid& id);
     void clear();
 
@@ -50,14 +51,14 @@ class LexicalIndex {
     std::uint64_t version() const { return version_; }
     std::optional<Ordinal> ordinalOf(const Uuid& id) const;
     bool isAlive(Ordinal ordinal) const { return items_[ordinal] != nullptr; }
-    /// A bit for each memory alive, a word for each of a CellMap's blocks.
+    /// A bit for each memory alive, a word for each of a ScoreAccumulator's blocks.
     std::span<const std::uint64_t> alive() const { return alive_; }
     /// The memory, or null when the ordinal is dead.
     const CrumbItemPointer& item(Ordinal ordinal) const { return items_[ordinal]; }
     /// Kept for dead memories too.
-    Date createdAt(Ordinal ordinal) const { return dates_[ordinal]; }
-    /// When the newest of a CellMap's block of memories was created.
-    Date newestIn(std::size_t block) const { return newestDates_[block]; }
+    Timestamp createdAt(Ordinal ordinal) const { return dates_[ordinal]; }
+    /// When the newest of a ScoreAccumulator's block of memories was created.
+    Timestamp newestIn(std::size_t block) const { return newestDates_[block]; }
     TokenStream stream(Ordinal ordinal) const { return streams_.at(ordinal); }
     void fetchStream(Ordinal ordinal) const { streams_.fetch(ordinal); }
 
@@ -66,7 +67,7 @@ class LexicalIndex {
 
     /// Each token of a memory once, with its fields and impact; in no particular order. Valid
     /// until the next call.
-    std::span<const TokenTally::Entry> tokensOf(Ordinal ordinal) const;
+    std::span<const TermFrequencies::Entry> tokensOf(Ordinal ordinal) const;
 
     // Tokens --------------------------------------------------------------------------------
 
@@ -94,12 +95,12 @@ class LexicalIndex {
     void addItem(const CrumbItemPointer& item);
     void addToFrequencies(Ordinal ordinal);
     void addPostings(Ordinal ordinal);
-    void bury(Ordinal ordinal);
+    void tombstone(Ordinal ordinal);
     void rebuildWhenDue();
     void compact();
-    void adopt(const LexicalIndex& other, Ordinal ordinal);
+    void copyFrom(const LexicalIndex& other, Ordinal ordinal);
     void derivePostings();
-    void place(Ordinal ordinal, TokenTally& tally, Postings::Filler& filler) const;
+    void place(Ordinal ordinal, TermFrequencies& tally, Postings::Filler& filler) const;
     std::uint32_t tagNumber(const std::string& name);
 
     RankingWeights weights_;
@@ -107,13 +108,13 @@ class LexicalIndex {
     Vocabulary vocabulary_;
     std::vector<std::uint32_t> frequencies_;  // memories alive that hold each token
     std::vector<CrumbItemPointer> items_;     // by ordinal; null = dead
-    std::vector<Date> dates_;                 // when each was created
+    std::vector<Timestamp> dates_;            // when each was created
     std::vector<std::uint64_t> alive_;        // a bit an ordinal
-    std::vector<Date> newestDates_;           // by block of CellMap
+    std::vector<Timestamp> newestDates_;      // by block of ScoreAccumulator
     std::unordered_map<Uuid, Ordinal> ordinals_;
     TokenStreams streams_;
     Postings postings_;
-    mutable TokenTally tally_;
+    mutable TermFrequencies tally_;
     std::vector<Tag> tags_;
     std::unordered_map<std::string, std::uint32_t> tagNumbers_;
     std::uint64_t totalLength_ = 0;  // tokens of all memories alive

@@ -6,8 +6,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "retrieval/index/TermFrequencies.h"
 #include "retrieval/index/TokenStreams.h"
-#include "retrieval/index/TokenTally.h"
 
 namespace nookery {
 

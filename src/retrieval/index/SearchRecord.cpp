@@ -81,14 +81,15 @@ std::set<std::string> tagsOf(const CrumbItem& item, const std::vector<std::strin
     return tags;
 }
 
-void writeSearchRecord(const CrumbItem& item, const MemoryFacets& facets, SearchRecord& record) {
+void writeSearchRecord(const CrumbItem& item, const MemoryAttributes& attributes,
+                       SearchRecord& record) {
     const Contents contents = contentsOf(item);
     writeNormalForm(item.title, record.title);
     writeNormalForm(item.note, record.note);
     writeNormalForm(contents.text, record.searchable);
-    record.tags = tagsOf(item, facets.manualTags);
+    record.tags = tagsOf(item, attributes.manualTags);
     record.people.clear();
-    for (const std::string& name : facets.people) record.people.insert(lowerCased(name));
+    for (const std::string& name : attributes.people) record.people.insert(lowerCased(name));
 
     CombinedLines lines(record.combined);
     lines.add(item.title, record.title);
@@ -96,15 +97,15 @@ void writeSearchRecord(const CrumbItem& item, const MemoryFacets& facets, Search
     lines.add(contents.text, record.searchable);
     lines.add(withoutScheme(item.urlString.value_or("")));
     lines.add(fileName(item.filePath.value_or("")));
-    lines.add(facets.groupName);
+    lines.add(attributes.groupName);
     lines.add(contents.facts);
     for (const std::string& tag : record.tags) lines.add(tag);
     for (const std::string& name : record.people) lines.add(name);
 }
 
-SearchRecord makeSearchRecord(const CrumbItem& item, const MemoryFacets& facets) {
+SearchRecord makeSearchRecord(const CrumbItem& item, const MemoryAttributes& attributes) {
     SearchRecord record;
-    writeSearchRecord(item, facets, record);
+    writeSearchRecord(item, attributes, record);
     return record;
 }
 

@@ -10,7 +10,7 @@
 namespace nookery {
 
 /// What search reads of a memory beside its record.
-struct MemoryFacets {
+struct MemoryAttributes {
     std::vector<std::string> manualTags;  ///< in the user's spelling
     std::vector<std::string> people;      ///< names confirmed in the memory's faces
     std::string groupName;                ///< empty when ungrouped
@@ -33,10 +33,11 @@ struct SearchRecord {
 };
 
 /// The record of a memory. Internal markers leave no trace in it. Any thread.
-SearchRecord makeSearchRecord(const CrumbItem& item, const MemoryFacets& facets);
+SearchRecord makeSearchRecord(const CrumbItem& item, const MemoryAttributes& attributes);
 
 /// The same into a record that keeps its memory, for building an index.
-void writeSearchRecord(const CrumbItem& item, const MemoryFacets& facets, SearchRecord& record);
+void writeSearchRecord(const CrumbItem& item, const MemoryAttributes& attributes,
+                       SearchRecord& record);
 
 /// The tags of a memory: its title's and note's hashtags and the manual ones, comparable.
 std::set<std::string> tagsOf(const CrumbItem& item, const std::vector<std::string>& manualTags);

@@ -17,8 +17,8 @@ constexpr std::size_t promisingBlockCount = 64;
 
 }  // namespace
 
-TagEvidence::TagEvidence(const LexicalIndex& index, const std::vector<std::string>& requested,
-                         const std::vector<std::string>& plain) {
+TagMatches::TagMatches(const LexicalIndex& index, const std::vector<std::string>& requested,
+                       const std::vector<std::string>& plain) {
     struct Counts {
         std::uint8_t requested = 0;
         std::uint8_t plain = 0;
@@ -49,7 +49,7 @@ class LexicalScorer::Best {
     double least() const { return heap_.front().score; }
 
     /// Whether a memory of at most this score, created at the latest then, could come in.
-    bool admits(double score, Date latest) const {
+    bool admits(double score, Timestamp latest) const {
         if (heap_.size() < limit_) return true;
         if (limit_ == 0 || score < heap_.front().score) return false;
         return score > heap_.front().score || latest >= index_.createdAt(heap_.front().ordinal);
@@ -78,8 +78,8 @@ class LexicalScorer::Best {
   private:
     bool isBefore(const ScoredMemory& a, const ScoredMemory& b) const {
         if (a.score != b.score) return a.score > b.score;
-        const Date dateOfA = index_.createdAt(a.ordinal);
-        const Date dateOfB = index_.createdAt(b.ordinal);
+        const Timestamp dateOfA = index_.createdAt(a.ordinal);
+        const Timestamp dateOfB = index_.createdAt(b.ordinal);
         if (dateOfA != dateOfB) return dateOfA > dateOfB;
         return index_.item(a.ordinal)->id < index_.item(b.ordinal)->id;
     }
@@ -89,12 +89,12 @@ class LexicalScorer::Best {
     std::vector<ScoredMemory> heap_;
 };
 
-LexicalScorer::LexicalScorer(const LexicalIndex& index, std::vector<const TermEvidence*> terms,
-                             const TagEvidence* tags)
+LexicalScorer::LexicalScorer(const LexicalIndex& index, std::vector<const TermMatches*> terms,
+                             const TagMatches* tags)
     : index_(index), terms_(std::move(terms)), tags_(tags), hasExtras_(tags != nullptr) {
     double greatest =
         index_.weights().people + index_.weights().plainTag * static_cast<double>(terms_.size());
-    for (const TermEvidence* term : terms_) greatest += term->greatest();
+    for (const TermMatches* term : terms_) greatest += term->greatest();
     requestedTagWorth_ = index_.weights().requestedTag + (terms_.empty() ? 0 : greatest);
     // Of a few words a person means each; of a long question, any may be missing.
     const double brevity =
@@ -106,14 +106,14 @@ LexicalScorer::LexicalScorer(const LexicalIndex& index, std::vector<const TermEv
                              static_cast<double>(std::max<std::size_t>(terms_.size(), 1));
         coverage_.push_back(std::pow(share, power));
     }
-    for (const TermEvidence* term : terms_) hasExtras_ = hasExtras_ || term->isInPeople();
+    for (const TermMatches* term : terms_) hasExtras_ = hasExtras_ || term->isInPeople();
     scratch_.resize(terms_.size());
     prepareUnits();
 }
 
 double LexicalScorer::tagScore(Cell cell) const {
-    return requestedTagWorth_ * static_cast<double>(TagEvidence::requestedCount(cell)) +
-           index_.weights().plainTag * static_cast<double>(TagEvidence::plainCount(cell));
+    return requestedTagWorth_ * static_cast<double>(TagMatches::requestedCount(cell)) +
+           index_.weights().plainTag * static_cast<double>(TagMatches::plainCount(cell));
 }
 
 double LexicalScorer::score(const Cell* termCells, Cell tagCell) const {
@@ -136,13 +136,13 @@ double LexicalScorer::score(const Cell* termCells, Cell tagCell) const {
 
 double LexicalScorer::scoreOf(Ordinal ordinal) const {
     std::vector<Cell> cells;
-    for (const TermEvidence* term : terms_) cells.push_back(term->cells().at(ordinal));
+    for (const TermMatches* term : terms_) cells.push_back(term->cells().at(ordinal));
     return score(cells.data(), tags_ == nullptr ? Cell{0} : tags_->cells().at(ordinal));
 }
 
 std::uint64_t LexicalScorer::hitsOf(std::size_t block) const {
     std::uint64_t hits = tags_ == nullptr ? 0 : tags_->cells().hits(block);
-    for (const TermEvidence* term : terms_) hits |= term->cells().hits(block);
+    for (const TermMatches* term : terms_) hits |= term->cells().hits(block);
     return hits;
 }
 
@@ -156,8 +156,8 @@ double LexicalScorer::boundOf(std::size_t block) const {
     double weight = 0;
     double relevance = 0;
     std::size_t held = 0;
-    for (const TermEvidence* term : terms_) {
-        const TermEvidence::BlockBest& best = term->blockBest(block);
+    for (const TermMatches* term : terms_) {
+        const TermMatches::BlockBest& best = term->blockBest(block);
         weight += best.weight;
         relevance += best.relevance;
         held += best.isHeld ? 1 : 0;
@@ -171,15 +171,15 @@ void LexicalScorer::prepareUnits() {
     constexpr double greatestSum = 60000;
     double steepest = 1;
     double sum = index_.weights().people;
-    for (const TermEvidence* term : terms_) {
+    for (const TermMatches* term : terms_) {
         steepest = std::max(steepest, term->upperLine(0).slope * 256);
         sum += term->greatest() + 1;
     }
     unitsPerPoint_ = std::min(greatestSlope / steepest, greatestSum / sum);
-    for (const TermEvidence* term : terms_) {
+    for (const TermMatches* term : terms_) {
         auto& lines = unitLines_.emplace_back();
         for (std::size_t row = 0; row < lines.size(); ++row) {
-            const TermEvidence::Line line = term->upperLine(row);
+            const TermMatches::Line line = term->upperLine(row);
             // One unit more for what a division by 256 cuts off.
             lines[row].start =
                 static_cast<std::uint16_t>(std::ceil(line.start * unitsPerPoint_) + 1);
@@ -195,8 +195,8 @@ LexicalScorer::BlockBounds LexicalScorer::boundsIn(std::size_t block) const {
     for (std::size_t t = 0; t < terms_.size(); ++t) {
         const Cell summary = terms_[t]->cells().summary(block);
         if (summary == 0) continue;
-        const auto [start, slope] = unitLines_[t][TermEvidence::rowOf(bitsOf(summary))];
-        const CellMap::Block cells = terms_[t]->cells().block(block);
+        const auto [start, slope] = unitLines_[t][TermMatches::rowOf(bitsOf(summary))];
+        const ScoreAccumulator::Block cells = terms_[t]->cells().block(block);
         for (std::size_t i = 0; i < bounds.size(); ++i) {
             const std::uint16_t strength = cells[i] >> 8;
             const std::uint16_t held = cells[i] != 0 ? 0xFFFF : 0;
@@ -220,7 +220,7 @@ void LexicalScorer::scoreMemory(std::size_t block, std::size_t place, Best& best
     }
     const Cell tagCell = tags_ == nullptr ? Cell{0} : tags_->cells().block(block)[place];
     const double total = score(scratch_.data(), tagCell);
-    const auto ordinal = static_cast<Ordinal>(block * CellMap::blockSize + place);
+    const auto ordinal = static_cast<Ordinal>(block * ScoreAccumulator::blockSize + place);
     if (best.admits(total, index_.createdAt(ordinal))) best.offer(ordinal, total);
 }
 
@@ -249,8 +249,8 @@ void LexicalScorer::scan(std::size_t block, std::uint64_t hits, Best& best) cons
 void LexicalScorer::keepDecisive(std::vector<Candidate>& candidates, std::size_t first,
                                  const Best& best) const {
     if (hasExtras_ || !best.isFull()) return;
-    std::vector<const TermEvidence*> decisive = terms_;
-    std::sort(decisive.begin(), decisive.end(), [](const TermEvidence* a, const TermEvidence* b) {
+    std::vector<const TermMatches*> decisive = terms_;
+    std::sort(decisive.begin(), decisive.end(), [](const TermMatches* a, const TermMatches* b) {
         return a->greatestFound() > b->greatestFound();
     });
     constexpr double roundingError = 1e-9;
@@ -262,7 +262,7 @@ void LexicalScorer::keepDecisive(std::vector<Candidate>& candidates, std::size_t
     if (decisive.size() == terms_.size()) return;
     for (Candidate& candidate : std::span(candidates).subspan(first)) {
         std::uint64_t hits = 0;
-        for (const TermEvidence* term : decisive) hits |= term->cells().hits(candidate.block);
+        for (const TermMatches* term : decisive) hits |= term->cells().hits(candidate.block);
         candidate.hits &= hits;
     }
 }
@@ -270,7 +270,7 @@ void LexicalScorer::keepDecisive(std::vector<Candidate>& candidates, std::size_t
 LexicalRanking LexicalScorer::rank(std::size_t limit) const {
     LexicalRanking ranking;
     std::vector<Candidate> candidates;
-    const std::size_t blockCount = CellMap::blockCountFor(index_.ordinalCount());
+    const std::size_t blockCount = ScoreAccumulator::blockCountFor(index_.ordinalCount());
     candidates.reserve(blockCount);
     for (std::size_t block = 0; block < blockCount; ++block) {
         const std::uint64_t hits = hitsOf(block);

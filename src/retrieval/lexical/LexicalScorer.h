@@ -6,25 +6,25 @@
 #include <memory>
 #include <vector>
 
-#include "retrieval/index/CellMap.h"
 #include "retrieval/index/LexicalIndex.h"
-#include "retrieval/lexical/TermEvidence.h"
+#include "retrieval/index/ScoreAccumulator.h"
+#include "retrieval/lexical/TermMatches.h"
 
 namespace nookery {
 
 /// How many of the query's tags each memory carries: requested ones in a cell's bits, plain words
 /// that equal a tag in its strength.
-class TagEvidence {
+class TagMatches {
   public:
-    TagEvidence(const LexicalIndex& index, const std::vector<std::string>& requested,
-                const std::vector<std::string>& plain);
+    TagMatches(const LexicalIndex& index, const std::vector<std::string>& requested,
+               const std::vector<std::string>& plain);
 
-    const CellMap& cells() const { return cells_; }
+    const ScoreAccumulator& cells() const { return cells_; }
     static std::size_t requestedCount(Cell cell) { return bitsOf(cell); }
     static std::size_t plainCount(Cell cell) { return strengthOf(cell); }
 
   private:
-    CellMap cells_;
+    ScoreAccumulator cells_;
 };
 
 struct ScoredMemory {
@@ -48,8 +48,8 @@ struct LexicalRanking {
 class LexicalScorer {
   public:
     /// The evidence must stay while the scorer is used; `tags` may be null.
-    LexicalScorer(const LexicalIndex& index, std::vector<const TermEvidence*> terms,
-                  const TagEvidence* tags);
+    LexicalScorer(const LexicalIndex& index, std::vector<const TermMatches*> terms,
+                  const TagMatches* tags);
 
     LexicalRanking rank(std::size_t limit) const;
     double scoreOf(Ordinal ordinal) const;
@@ -57,14 +57,14 @@ class LexicalScorer {
     double requestedTagWorth() const { return requestedTagWorth_; }
 
   private:
-    using BlockBounds = std::array<std::uint16_t, CellMap::blockSize>;
+    using BlockBounds = std::array<std::uint16_t, ScoreAccumulator::blockSize>;
     /// A block with hits, and the best score that any of them can have.
     struct Candidate {
         double bound = 0;
         std::uint64_t hits = 0;
         std::uint32_t block = 0;
     };
-    /// TermEvidence::Line in whole units, `slope` in 256ths.
+    /// TermMatches::Line in whole units, `slope` in 256ths.
     struct UnitLine {
         std::uint16_t start = 0;
         std::uint16_t slope = 0;
@@ -84,14 +84,14 @@ class LexicalScorer {
     BlockBounds boundsIn(std::size_t block) const;
 
     const LexicalIndex& index_;
-    std::vector<const TermEvidence*> terms_;
-    const TagEvidence* tags_;
+    std::vector<const TermMatches*> terms_;
+    const TagMatches* tags_;
     bool hasExtras_;                // tags or people's names, which no BlockBest counts
     std::vector<double> coverage_;  // by number of terms held
     double requestedTagWorth_ = 0;
     double unitsPerPoint_ = 0;
-    std::vector<std::array<UnitLine, TermEvidence::rowCount>> unitLines_;  // a term each
-    mutable std::vector<Cell> scratch_;                                    // a cell a term
+    std::vector<std::array<UnitLine, TermMatches::rowCount>> unitLines_;  // a term each
+    mutable std::vector<Cell> scratch_;                                   // a cell a term
 };
 
 }  // namespace nookery

@@ -11,7 +11,7 @@
 #include "retrieval/lexical/LexicalScorer.h"
 #include "retrieval/lexical/LexicalSnapshot.h"
 #include "retrieval/lexical/Query.h"
-#include "retrieval/lexical/TermEvidence.h"
+#include "retrieval/lexical/TermMatches.h"
 
 namespace nookery {
 
@@ -22,19 +22,19 @@ class LexicalSearch {
   public:
     /// A query with all that the index holds of it. Valid until the next call of `look` or change
     /// of the index.
-    struct Findings {
+    struct Matches {
         Query query;
-        std::vector<const TermEvidence*> terms;  ///< of the query's terms, in order
-        std::vector<std::string> understood;     ///< the words, mistyped ones corrected
-        std::vector<std::string> plainTags;      ///< terms that equal a tag
-        std::optional<TagEvidence> tags;
+        std::vector<const TermMatches*> terms;  ///< of the query's terms, in order
+        std::vector<std::string> understood;    ///< the words, mistyped ones corrected
+        std::vector<std::string> plainTags;     ///< terms that equal a tag
+        std::optional<TagMatches> tags;
 
         std::vector<std::string> requestedTags() const;
     };
 
     explicit LexicalSearch(const LexicalIndex& index) : index_(index) {}
 
-    Findings look(std::string_view searchText);
+    Matches match(std::string_view searchText);
     LexicalSnapshot search(std::string_view searchText, std::size_t limit);
 
     /// The memory that the remembered evidence takes.
@@ -43,12 +43,12 @@ class LexicalSearch {
   private:
     struct Remembered {
         std::string typed;
-        std::unique_ptr<TermEvidence> evidence;
+        std::unique_ptr<TermMatches> matches;
         std::uint64_t lastUse = 0;
     };
 
-    const TermEvidence& evidenceOf(const QueryTerm& term);
-    CellMap cellsToReuse();
+    const TermMatches& matchesOf(const QueryTerm& term);
+    ScoreAccumulator cellsToReuse();
     void forgetWhenStale();
 
     const LexicalIndex& index_;

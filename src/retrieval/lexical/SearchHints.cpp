@@ -37,7 +37,7 @@ std::string hintBySection(std::uint32_t sections, const std::string& contentsHin
     return contentsHint;
 }
 
-std::string termHint(const TermEvidence& term, Cell cell, TokenStream stream,
+std::string termHint(const TermMatches& term, Cell cell, TokenStream stream,
                      const std::string& contentsHint) {
     const FieldMask bits = bitsOf(cell);
     if ((bits & fieldBit(SearchField::title)) != 0) return "Matched title";
@@ -47,12 +47,12 @@ std::string termHint(const TermEvidence& term, Cell cell, TokenStream stream,
 }
 
 /// The words of people's names in which a term was found.
-std::string peopleHint(const LexicalIndex& index, const std::vector<const TermEvidence*>& terms,
+std::string peopleHint(const LexicalIndex& index, const std::vector<const TermMatches*>& terms,
                        TokenStream stream) {
     std::vector<TokenId> words;
     while (stream.next()) {
         if (!stream.atToken() || stream.section() != Section::people) continue;
-        const bool found = std::any_of(terms.begin(), terms.end(), [&](const TermEvidence* term) {
+        const bool found = std::any_of(terms.begin(), terms.end(), [&](const TermMatches* term) {
             return std::binary_search(term->tokens().begin(), term->tokens().end(), stream.token());
         });
         const bool isNew = std::find(words.begin(), words.end(), stream.token()) == words.end();
@@ -67,7 +67,7 @@ std::string peopleHint(const LexicalIndex& index, const std::vector<const TermEv
 }  // namespace
 
 std::string hintFor(const LexicalIndex& index, const Query& query,
-                    const std::vector<const TermEvidence*>& terms, Ordinal ordinal) {
+                    const std::vector<const TermMatches*>& terms, Ordinal ordinal) {
     Reasons reasons;
     for (const std::string& tag : index.tagsOf(ordinal)) {
         if (query.requestedTags.contains(tag)) {
@@ -80,7 +80,7 @@ std::string hintFor(const LexicalIndex& index, const Query& query,
     const bool isImage = index.item(ordinal)->kind == CrumbKind::image;
     const std::string contentsHint = isImage ? "Found in image" : "Found in contents";
     FieldMask bits = 0;
-    for (const TermEvidence* term : terms) {
+    for (const TermMatches* term : terms) {
         const Cell cell = term->cells().at(ordinal);
         if (cell == 0) continue;
         bits |= bitsOf(cell);

@@ -5,7 +5,7 @@
 
 #include "retrieval/index/LexicalIndex.h"
 #include "retrieval/lexical/Query.h"
-#include "retrieval/lexical/TermEvidence.h"
+#include "retrieval/lexical/TermMatches.h"
 
 namespace nookery {
 
@@ -14,6 +14,6 @@ namespace nookery {
 ///   "Contains Name Name"
 /// Empty when nothing of the query is in the memory.
 std::string hintFor(const LexicalIndex& index, const Query& query,
-                    const std::vector<const TermEvidence*>& terms, Ordinal ordinal);
+                    const std::vector<const TermMatches*>& terms, Ordinal ordinal);
 
 }  // namespace nookery

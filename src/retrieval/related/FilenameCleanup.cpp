@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <array>
 
-#include "foundation/Date.h"
 #include "foundation/FileSystem.h"
 #include "foundation/Text.h"
+#include "foundation/Timestamp.h"
 #include "retrieval/related/MachineNames.h"
 
 namespace nookery {
@@ -67,7 +67,7 @@ std::string_view typeWord(const Path& file) {
     return "File";
 }
 
-std::string withDay(std::string_view word, Date date) {
+std::string withDay(std::string_view word, Timestamp date) {
     return std::string(word) + " • " + toAbbreviatedDay(date);
 }
 

@@ -5,7 +5,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "retrieval/deep/DeepSearchGathering.h"
+#include "retrieval/deep/CandidateRetrieval.h"
 #include "retrieval/related/TextLikeness.h"
 #include "retrieval/related/VersionFamily.h"
 

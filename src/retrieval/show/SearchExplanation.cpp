@@ -27,22 +27,22 @@ std::string fieldNames(std::uint8_t bits) {
 /// Writes the explanation from top to bottom.
 class Explanation {
   public:
-    Explanation(const LexicalIndex& index, const LexicalSearch::Findings& findings)
-        : index_(index), findings_(findings) {}
+    Explanation(const LexicalIndex& index, const LexicalSearch::Matches& matches)
+        : index_(index), matches_(matches) {}
 
     std::string write() {
-        line("Query     \"{}\" over {} memories", findings_.query.text, index_.size());
-        for (const QueryTerm& term : findings_.query.terms) {
+        line("Query     \"{}\" over {} memories", matches_.query.text, index_.size());
+        for (const QueryTerm& term : matches_.query.terms) {
             line("Term      {} -> \"{}\"{}", term.typed, term.normal,
                  term.allScripts.empty() ? ""
                                          : fmt::format(", all scripts \"{}\"", term.allScripts));
         }
-        for (const std::string& tag : findings_.query.requestedTags) {
+        for (const std::string& tag : matches_.query.requestedTags) {
             const auto* tagged = index_.taggedWith(tag);
             line("Tag       #{}: {}", tag, tagged == nullptr ? "no memory has it" : "asked for");
         }
-        for (const std::string& tag : findings_.plainTags) line("Tag       {}: typed plainly", tag);
-        for (const TermEvidence* term : findings_.terms) writeEvidence(*term);
+        for (const std::string& tag : matches_.plainTags) line("Tag       {}: typed plainly", tag);
+        for (const TermMatches* term : matches_.terms) writeMatches(*term);
         writeHits();
         return std::move(text_);
     }
@@ -54,7 +54,7 @@ class Explanation {
         text_ += '\n';
     }
 
-    void writeEvidence(const TermEvidence& term) {
+    void writeMatches(const TermMatches& term) {
         line("Evidence  {} memories, rarity {:.2f}", term.hitCount(), term.rarity());
         for (const TermMatch& match : term.matches()) {
             line("            {}: {} tokens in {} places, worth {:.2f}", match.description,
@@ -69,19 +69,19 @@ class Explanation {
     }
 
     void writeHits() {
-        const LexicalScorer scorer(index_, findings_.terms,
-                                   findings_.tags ? &*findings_.tags : nullptr);
+        const LexicalScorer scorer(index_, matches_.terms,
+                                   matches_.tags ? &*matches_.tags : nullptr);
         const LexicalRanking ranking = scorer.rank(explainedHitCount);
         line("Hits      {}", ranking.totalCount);
         for (const ScoredMemory& hit : ranking.best) {
             line("  {:8.3f}  {}  [{}]", hit.score, index_.item(hit.ordinal)->title,
-                 hintFor(index_, findings_.query, findings_.terms, hit.ordinal));
+                 hintFor(index_, matches_.query, matches_.terms, hit.ordinal));
             writeContributions(hit.ordinal);
         }
     }
 
     void writeContributions(Ordinal ordinal) {
-        for (const TermEvidence* term : findings_.terms) {
+        for (const TermMatches* term : matches_.terms) {
             const Cell cell = term->cells().at(ordinal);
             if (cell == 0) continue;
             line("              {} (strength {}/255): {:.2f} by field, {:.2f} by relevance",
@@ -91,7 +91,7 @@ class Explanation {
     }
 
     const LexicalIndex& index_;
-    const LexicalSearch::Findings& findings_;
+    const LexicalSearch::Matches& matches_;
     std::string text_;
 };
 
@@ -99,9 +99,9 @@ class Explanation {
 
 std::string explainSearch(const LexicalIndex& index, LexicalSearch& search,
                           std::string_view searchText) {
-    const LexicalSearch::Findings findings = search.look(searchText);
-    if (findings.query.isEmpty()) return "Nothing to search for.\n";
-    return Explanation(index, findings).write();
+    const LexicalSearch::Matches matches = search.match(searchText);
+    if (matches.query.isEmpty()) return "Nothing to search for.\n";
+    return Explanation(index, matches).write();
 }
 
 }  // namespace nookery

@@ -37,7 +37,7 @@ class ReportCommand : public ::testing::Test {
 };
 
 TEST_F(ReportCommand, FromUploadToPdfWithoutTouchingWhatWasReceived) {
-    const std::string evidence = below(received) + below(nookery.home / "drive");
+    const std::string matches = below(received) + below(nookery.home / "drive");
     EXPECT_EQ(nookery.json({"reports", "list"})["count"], 1);
     EXPECT_EQ(nookery.json({"reports", "rename", id, "Pier 4"})["title"], "Pier 4");
     const std::string roof = mediaId(0);
@@ -62,18 +62,18 @@ TEST_F(ReportCommand, FromUploadToPdfWithoutTouchingWhatWasReceived) {
     EXPECT_EQ(write().status, 1) << "is not written over unasked";
     nookery.json({"reports", "pdf", id, pdf.native(), "--replace"});
     EXPECT_TRUE(nookery.home.read("report.pdf") == content) << "other bytes from the same draft";
-    EXPECT_EQ(below(received) + below(nookery.home / "drive"), evidence);
+    EXPECT_EQ(below(received) + below(nookery.home / "drive"), matches);
 }
 
 TEST_F(ReportCommand, DeletedToTheTrashAndNeverTakenAgain) {
-    const std::string evidence = below(nookery.home / "drive");
+    const std::string matches = below(nookery.home / "drive");
     EXPECT_EQ(nookery.run({"reports", "delete", id, "--no-input"}).status, 2);
     EXPECT_EQ(nookery.json({"reports", "delete", id, "--dry-run"})["deleted"], 0);
     EXPECT_EQ(nookery.json({"reports", "delete", id, "--yes"})["deleted"], 1);
     EXPECT_EQ(nookery.json({"reports", "scan"})["received"].size(), 0u);
     EXPECT_EQ(nookery.json({"reports", "list"})["count"], 0);
     EXPECT_TRUE(std::filesystem::exists(nookery.home / ".local/share/Trash/files" / id));
-    EXPECT_EQ(below(nookery.home / "drive"), evidence);
+    EXPECT_EQ(below(nookery.home / "drive"), matches);
 }
 
 TEST_F(ReportCommand, WatchTakesReportsInByItself) {

@@ -183,7 +183,7 @@ TEST(TextLayout, ColumnsAreCountedAsTheTerminalShowsThem) {
 TEST(TextLayout, DatesAndSizesReadAsPeopleSayThem) {
     ::setenv("TZ", "UTC", 1);
     ::tzset();
-    const Date now = *parseIso8601("2026-03-10T12:00:00Z");
+    const Timestamp now = *parseIso8601("2026-03-10T12:00:00Z");
     const auto said = [&](const char* date) { return spokenDate(*parseIso8601(date), now); };
     EXPECT_EQ(said("2026-03-10T11:59:30Z"), "just now");
     EXPECT_EQ(said("2026-03-10T11:58:59Z"), "1 minute ago");

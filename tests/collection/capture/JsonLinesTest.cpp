@@ -8,7 +8,7 @@
 namespace nookery {
 namespace {
 
-constexpr Date now{1'700'000'000};
+constexpr Timestamp now{1'700'000'000};
 
 TEST(JsonLines, WhatIsWrittenComesBack) {
     CrumbItem link;

@@ -12,10 +12,10 @@ namespace {
 
 using testing::TestPlatform;
 
-constexpr Date captured{1'700'000'000.25};
-constexpr Date later{1'700'000'999.5};
+constexpr Timestamp captured{1'700'000'000.25};
+constexpr Timestamp later{1'700'000'999.5};
 
-CrumbItem makeItem(const std::string& title, Date createdAt = captured) {
+CrumbItem makeItem(const std::string& title, Timestamp createdAt = captured) {
     CrumbItem item;
     item.id = Uuid::random();
     item.title = title;

@@ -50,13 +50,13 @@ TEST_F(SidecarTest, WorkWaitsInOrderAndRemembersItsFailures) {
     const std::vector<Uuid> ids{Uuid::random(), Uuid::random(), Uuid::random()};
     sidecar.addWork(ids, "embed");
     sidecar.addWork(std::vector{ids[1]}, "thumbnail");
-    sidecar.noteWorkBegun(std::vector{ids[1]}, "embed");
+    sidecar.recordWorkBegun(std::vector{ids[1]}, "embed");
     EXPECT_EQ(sidecar.pendingWork("embed")[1].lastFailure,
               "NOOKERY ended while it worked on this.");
-    sidecar.noteWorkFailure(ids[1], "embed", "no model");
-    sidecar.noteWorkBegun(std::vector{ids[1]}, "embed");
-    sidecar.noteWorkFailure(ids[1], "embed", "still none");
-    sidecar.noteWorkBegun(std::vector{ids[2]}, "embed");
+    sidecar.recordWorkFailure(ids[1], "embed", "no model");
+    sidecar.recordWorkBegun(std::vector{ids[1]}, "embed");
+    sidecar.recordWorkFailure(ids[1], "embed", "still none");
+    sidecar.recordWorkBegun(std::vector{ids[2]}, "embed");
     sidecar.takeWorkBack(std::vector{ids[2]}, "embed");
     sidecar.addWork(ids, "embed");
     sidecar.finishWork(std::vector{ids[0]}, "embed");

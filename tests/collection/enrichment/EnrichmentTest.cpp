@@ -138,7 +138,7 @@ TEST_F(EnrichmentTest, WhatEndsTheProgramIsNotReadForEver) {
         open();
         EXPECT_EQ(*store_->indexingCount(), 1);
         auto sidecar = Sidecar::open(world_.files, world_.layout());
-        sidecar.noteWorkBegun(std::vector{id}, "contents");  // and then the process was killed
+        sidecar.recordWorkBegun(std::vector{id}, "contents");  // and then the process was killed
     }
     open();
     EXPECT_EQ(*store_->indexingCount(), 0);
@@ -150,7 +150,7 @@ TEST_F(EnrichmentTest, WhatWasReadWhenTheProgramEndedIsReadLastAndAlone) {
     const std::string bytes(pngBytes);
     const std::vector suspects{capture("1.png", bytes + "1"), capture("2.png", bytes + "2")};
     const Uuid other = capture("3.png", bytes + "3");
-    Sidecar::open(world_.files, world_.layout()).noteWorkBegun(suspects, "contents");
+    Sidecar::open(world_.files, world_.layout()).recordWorkBegun(suspects, "contents");
     const auto attempts = [&] {
         std::map<Uuid, int> counted;
         auto sidecar = Sidecar::openForReading(world_.layout().sidecar());

@@ -56,7 +56,7 @@ TEST_F(InboxTest, AFileThatGrowsIsNotTakenWhateverTheClockSays) {
     const Path path = inbox_.drop("film.txt", "a");
     for (int i = 0; i < 12; ++i) {
         inbox_.advance(1);
-        world_.time.setWallClock(Date{i % 2 == 0 ? 0.0 : 4e9});
+        world_.time.setWallClock(Timestamp{i % 2 == 0 ? 0.0 : 4e9});
         std::ofstream(path, std::ios::app) << "more";
         EXPECT_TRUE(inbox_.reports.empty());
     }

@@ -219,7 +219,7 @@ TEST_F(MobilePackageTest, AnActivityThatCannotBeReadStays) {
 }
 
 TEST(MobileDates, ComeInSeveralForms) {
-    const Date now{1'800'000'000};
+    const Timestamp now{1'800'000'000};
     const auto read = [&](std::string_view text) {
         const auto date = parseMobileDate(text, now);
         return date ? toIso8601(*date) : "none";

@@ -43,7 +43,7 @@ class RecoverySnapshotsTest : public ::testing::Test {
 
 TEST_F(RecoverySnapshotsTest, ChangesAreFollowedByOneSnapshotWhenTheyHaveSettled) {
     for (int i = 0; i < 10; ++i) {
-        snapshots_.noteChange();
+        snapshots_.recordChange();
         time_.advance(6);
     }
     time_.advance(83);
@@ -51,14 +51,14 @@ TEST_F(RecoverySnapshotsTest, ChangesAreFollowedByOneSnapshotWhenTheyHaveSettled
     time_.advance(1);
     EXPECT_EQ(reasons(), std::vector<std::string>{"settled-change"});
     for (int i = 0; i < 19; ++i) {
-        snapshots_.noteChange();
+        snapshots_.recordChange();
         time_.advance(90);
     }
     EXPECT_EQ(reasons().size(), 1u) << "within 30 minutes of the last";
-    snapshots_.noteChange();
+    snapshots_.recordChange();
     time_.advance(90);
     EXPECT_EQ(reasons().size(), 2u);
-    snapshots_.noteChange();
+    snapshots_.recordChange();
     world_.snapshots.reset();
     time_.advance(4000);
     EXPECT_EQ(reasons().size(), 2u) << "the owner is gone";
@@ -76,7 +76,7 @@ TEST_F(RecoverySnapshotsTest, LaunchTakesOneWhenTheNewestIsOldOrNamedInTheFuture
     EXPECT_EQ(launch(), 1u);
     time_.advance(1);
     EXPECT_EQ(launch(), 2u);
-    time_.setWallClock(Date{time_.now().secondsSince1970 - 86400});
+    time_.setWallClock(Timestamp{time_.now().secondsSince1970 - 86400});
     EXPECT_EQ(launch(), 3u) << "two in the future say nothing";
     EXPECT_EQ(launch(), 3u);
 }
@@ -88,7 +88,7 @@ TEST_F(RecoverySnapshotsTest, SixAreKeptAndNeverIsTheOneJustTakenRemoved) {
         time_.advance(1);
     }
     EXPECT_EQ(world_.names(), std::vector(taken.begin() + 1, taken.end()));
-    time_.setWallClock(Date{1'000'000'000});
+    time_.setWallClock(Timestamp{1'000'000'000});
     const std::string early = world_.take();
     const std::string second = world_.take();
     EXPECT_EQ(world_.names().size(), 6u);

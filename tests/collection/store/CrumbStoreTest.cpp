@@ -87,7 +87,7 @@ TEST_F(CrumbStoreTest, TakesTheLegacyFileInOnce) {
     open();
     ASSERT_EQ(store_->items()->size(), 2u);
     EXPECT_EQ(store_->items()->front()->title, "Newer");
-    EXPECT_EQ(store_->items()->back()->createdAt, Date{1578307200.5});
+    EXPECT_EQ(store_->items()->back()->createdAt, Timestamp{1578307200.5});
     EXPECT_EQ(world_.folder.read("data/Crumb/crumbs-migrated.json"), legacyLibrary);
     EXPECT_FALSE(world_.files.status(world_.layout().legacyFile()));
     // A file beside a library that holds memories is left alone.
@@ -187,8 +187,8 @@ TEST_F(CrumbStoreTest, DeletedMemoriesLeaveNoTraceButTheSnapshotAndTheTrash) {
     const Uuid id = report.added.front();
     const Uuid other = add("other");
     EXPECT_FALSE(store_->setManualTags(id, {"private"}));
-    EXPECT_FALSE(store_->noteSelection(id));
-    EXPECT_FALSE(store_->setBringBack(id, Date{1'900'000'000}));
+    EXPECT_FALSE(store_->recordSelection(id));
+    EXPECT_FALSE(store_->setBringBack(id, Timestamp{1'900'000'000}));
     world_.keyStore.write("com.kestrelhq.Crumb.secure", id.toString(), "secret");
     store_->setSelection({id, other});
 
@@ -304,7 +304,7 @@ TEST_F(CrumbStoreTest, AnEmptyQueryBrowsesTheNewest) {
 TEST_F(CrumbStoreTest, BroughtBackMemoriesAreAnnouncedOnTheirDate) {
     open();
     const Uuid id = add("passport");
-    EXPECT_FALSE(store_->setBringBack(id, Date{world_.time.now().secondsSince1970 + 7000}));
+    EXPECT_FALSE(store_->setBringBack(id, Timestamp{world_.time.now().secondsSince1970 + 7000}));
     world_.time.advance(6990);
     EXPECT_TRUE(store_->broughtBackIDs()->empty());
     world_.time.advance(20);

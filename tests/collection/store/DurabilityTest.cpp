@@ -63,10 +63,10 @@ TEST(Durability, AKilledProcessLosesNoSaveThatItAcknowledgedAndNoPartOfABulkSave
             auto sidecar = Sidecar::open(*world.realFiles, world.layout());
             for (int i = 0;; ++i) {
                 const CrumbItem item = numbered(i);
-                database.saveItem(item, Date{});
+                database.saveItem(item, Timestamp{});
                 database.saveItems({std::make_shared<CrumbItem>(numbered(1'000'000 + i)),
                                     std::make_shared<CrumbItem>(numbered(2'000'000 + i))},
-                                   Date{});
+                                   Timestamp{});
                 sidecar.addWork(std::span(&item.id, 1), "embed");
                 database.makeDurable();
                 sidecar.makeDurable();
@@ -96,7 +96,7 @@ TEST(Durability, ASnapshotIsWholeOrNotThereWhereverItsProcessIsKilled) {
     for (int i = 0; i < 20; ++i) world.capture(std::to_string(i), std::string(50'000, 'x'));
     CrumbItem big = numbered(1);
     big.searchableText = std::string(3 << 20, 'y');
-    world.database->saveItem(big, Date{});
+    world.database->saveItem(big, Timestamp{});
     world.snapshots.reset();
     world.sidecar.reset();
     world.database.reset();
@@ -127,10 +127,10 @@ TEST(LibraryLock, OneOwnerIsNamedToOthersAndAKilledOneLeavesNothing) {
     std::filesystem::create_directories(world.layout().dataHome);
     std::filesystem::create_directory_symlink(real, world.layout().library());
     killAfterReports(2, [&](int pipe) {
-        const auto lock = LibraryLock::acquire(*world.realFiles, world.layout(), Date{1e9});
+        const auto lock = LibraryLock::acquire(*world.realFiles, world.layout(), Timestamp{1e9});
         report(pipe, ::getpid());
         try {
-            LibraryLock::acquire(*world.realFiles, world.layout(), Date{2e9});
+            LibraryLock::acquire(*world.realFiles, world.layout(), Timestamp{2e9});
         } catch (const LibraryInUse& error) {
             const std::string expected =
                 "is in use by process " + std::to_string(::getpid()) + " on ";
@@ -141,14 +141,14 @@ TEST(LibraryLock, OneOwnerIsNamedToOthersAndAKilledOneLeavesNothing) {
         ::pause();
     });
     {
-        const auto lock = LibraryLock::acquire(*world.realFiles, world.layout(), Date{3e9});
-        EXPECT_THROW(LibraryLock::acquire(*world.realFiles, world.layout(), Date{3e9}),
+        const auto lock = LibraryLock::acquire(*world.realFiles, world.layout(), Timestamp{3e9});
+        EXPECT_THROW(LibraryLock::acquire(*world.realFiles, world.layout(), Timestamp{3e9}),
                      LibraryInUse);
     }
-    LibraryLock::acquire(*world.realFiles, world.layout(), Date{3e9});
+    LibraryLock::acquire(*world.realFiles, world.layout(), Timestamp{3e9});
     EXPECT_TRUE(std::filesystem::exists(real / "library.lock"));
     auto database = SQLiteDatabase::open(*world.realFiles, world.layout());
-    database.saveItem(numbered(1), Date{});
+    database.saveItem(numbered(1), Timestamp{});
     EXPECT_TRUE(std::filesystem::exists(real / "crumb.sqlite3"));
 }
 

@@ -6,9 +6,9 @@ namespace nookery {
 namespace {
 
 constexpr double day = 86400;
-constexpr Date now{1.7e9};
+constexpr Timestamp now{1.7e9};
 
-Date daysAgo(double days) { return {now.secondsSince1970 - days * day}; }
+Timestamp daysAgo(double days) { return {now.secondsSince1970 - days * day}; }
 
 TEST(DeepScore, aCosineEarnsByTheStepItReaches) {
     EXPECT_EQ(semanticBonus(0.2399), 0);

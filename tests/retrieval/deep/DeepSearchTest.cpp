@@ -9,7 +9,7 @@
 namespace nookery {
 namespace {
 
-constexpr Date now{1.7e9};
+constexpr Timestamp now{1.7e9};
 constexpr double year = 365 * 86400.0;
 
 /// Takes every query for the direction (1, 0, 0, 0).

@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
 #include "retrieval/RetrievalEngine.h"
-#include "retrieval/deep/DeepSearchGathering.h"
+#include "retrieval/deep/CandidateRetrieval.h"
 #include "support/TestPlatform.h"
 
 namespace nookery {
 namespace {
 
-constexpr Date now{1.7e9};
+constexpr Timestamp now{1.7e9};
 
 /// A whole engine, with the tests' embedder.
 class DeepStageTest : public ::testing::Test {
@@ -105,7 +105,7 @@ TEST_F(DeepStageTest, memoriesOfOneSubjectRaiseEachOther) {
     EXPECT_EQ(hits.back().id, alone);
 }
 
-TEST(DeepSearchGathering, associationTokensAreLongEnoughAndNeitherUniqueNorCommon) {
+TEST(CandidateRetrieval, associationTokensAreLongEnoughAndNeitherUniqueNorCommon) {
     LexicalIndex index;
     const auto put = [&](const std::string& text) {
         CrumbItem item;

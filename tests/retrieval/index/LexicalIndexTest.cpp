@@ -23,7 +23,7 @@ const std::vector<std::string> words{
 
 struct Library {
     std::map<Uuid, CrumbItemPointer> items;
-    std::map<Uuid, MemoryFacets> facets;
+    std::map<Uuid, MemoryAttributes> attributes;
 };
 
 class RandomWords {
@@ -55,15 +55,15 @@ class RandomWords {
         item.searchableText = text(8);
         if (below(4) == 0) item.text = text(4);
         if (below(8) == 0) item.filePath = "/x/" + text(1);
-        item.createdAt = Date{static_cast<double>(below(50))};
+        item.createdAt = Timestamp{static_cast<double>(below(50))};
         return std::make_shared<const CrumbItem>(std::move(item));
     }
-    MemoryFacets facets() {
-        MemoryFacets facets;
-        if (below(6) == 0) facets.manualTags.push_back("one");
-        if (below(6) == 0) facets.people.push_back("Aba Boat");
-        if (below(6) == 0) facets.groupName = text(1);
-        return facets;
+    MemoryAttributes attributes() {
+        MemoryAttributes attributes;
+        if (below(6) == 0) attributes.manualTags.push_back("one");
+        if (below(6) == 0) attributes.people.push_back("Aba Boat");
+        if (below(6) == 0) attributes.groupName = text(1);
+        return attributes;
     }
 
   private:
@@ -101,23 +101,23 @@ RankingWeights withoutLengths() {
 
 void expectAgreement(const LexicalIndex& index, const Library& library, const std::string& text) {
     LexicalSearch search(index);
-    const auto findings = search.look(text);
+    const auto matches = search.match(text);
     const LexicalSnapshot snapshot = search.search(text, library.items.size());
     std::set<Uuid> expected;
-    std::vector<bool> found(findings.terms.size(), false);
+    std::vector<bool> found(matches.terms.size(), false);
     for (const auto& [id, item] : library.items) {
-        const SearchRecord record = makeSearchRecord(*item, library.facets.at(id));
+        const SearchRecord record = makeSearchRecord(*item, library.attributes.at(id));
         const Ordinal ordinal = index.ordinalOf(id).value();
-        for (std::size_t i = 0; i < findings.terms.size(); ++i) {
-            const std::size_t field = fieldByReading(record, findings.query.terms[i]);
+        for (std::size_t i = 0; i < matches.terms.size(); ++i) {
+            const std::size_t field = fieldByReading(record, matches.query.terms[i]);
             if (field == searchFieldCount) continue;
             found[i] = true;
             expected.insert(id);
-            const FieldMask bits = bitsOf(findings.terms[i]->cells().at(ordinal));
+            const FieldMask bits = bitsOf(matches.terms[i]->cells().at(ordinal));
             ASSERT_EQ(static_cast<std::size_t>(bestField(bits)), field)
                 << text << " in " << record.combined;
         }
-        for (const std::string& tag : findings.query.requestedTags) {
+        for (const std::string& tag : matches.query.requestedTags) {
             if (record.tags.contains(tag)) expected.insert(id);
         }
     }
@@ -170,24 +170,24 @@ TEST(LexicalIndex, AgreesWithReadingEveryRecordAfterThousandsOfChanges) {
         if (!grow && random.below(2) == 0) {
             index.remove(id);
             library.items.erase(id);
-            library.facets.erase(id);
+            library.attributes.erase(id);
             return;
         }
         library.items[id] = random.item(id);
-        library.facets[id] = random.facets();
-        index.put(library.items[id], library.facets[id]);
+        library.attributes[id] = random.attributes();
+        index.put(library.items[id], library.attributes[id]);
     };
     for (int round = 0; round < 60; ++round) {
         for (int i = 0; i < 250; ++i) change();
         std::vector<CrumbItemPointer> items;
-        std::vector<MemoryFacets> facets;
+        std::vector<MemoryAttributes> attributes;
         for (const auto& [id, item] : library.items) {
             items.push_back(item);
-            facets.push_back(library.facets.at(id));
+            attributes.push_back(library.attributes.at(id));
         }
         ASSERT_EQ(index.size(), items.size());
         LexicalIndex fresh(withoutLengths());
-        fresh.putAll(items, facets);
+        fresh.putAll(items, attributes);
         for (int query = 0; query < 6; ++query) {
             std::set<std::string> terms;
             for (std::size_t more = random.below(3) + 1; more > 0; --more) {

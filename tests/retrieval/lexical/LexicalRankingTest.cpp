@@ -34,7 +34,7 @@ class LexicalRanking : public testing::Test {
         item.searchableText = draft.contents;
         item.filePath = draft.filePath;
         item.kind = draft.kind;
-        item.createdAt = Date{1000.0 + static_cast<double>(engine_.size())};
+        item.createdAt = Timestamp{1000.0 + static_cast<double>(engine_.size())};
         last_ = std::make_shared<const CrumbItem>(item);
         engine_.put(last_, {draft.manualTags, draft.people, ""});
         return item.id;

@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 
 namespace nookery {
 namespace {
 
-constexpr Date noonInMay{1714564800};
+constexpr Timestamp noonInMay{1714564800};
 
 CrumbItemPointer memory(const std::string& title, const std::string& file) {
     CrumbItem item;

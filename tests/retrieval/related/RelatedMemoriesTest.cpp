@@ -53,7 +53,7 @@ TEST(TextLikeness, CharacterRatioCountsTheLongestCommonSubsequence) {
 class RelatedMemories : public ::testing::Test {
   protected:
     Uuid put(CrumbItem item) {
-        item.createdAt = Date{1000.0 + static_cast<double>(titles_.size())};
+        item.createdAt = Timestamp{1000.0 + static_cast<double>(titles_.size())};
         titles_[item.id] = item.title;
         engine_.put(std::make_shared<const CrumbItem>(item), {});
         return item.id;

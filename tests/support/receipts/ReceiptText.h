@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "foundation/Cents.h"
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 
 namespace nookery::testing {
 

@@ -5,17 +5,17 @@
 #include <string>
 #include <vector>
 
-#include "collection/inbox/InboxSurvey.h"
+#include "collection/inbox/InboxScan.h"
 
 namespace nookery {
 
 /// Remembers how the units of an inbox looked, and says which have held still long enough to be
 /// taken. It knows no clock: its owner lets a round of looks ripen when the time has passed, so
 /// that a wall clock that jumps changes nothing. Used by one thread.
-class InboxRipening {
+class StabilityTracker {
   public:
-    struct Look {
-        std::vector<InboxUnit> ripe;  ///< to be handed over now; under way from here on
+    struct Readiness {
+        std::vector<InboxUnit> stable;  ///< to be handed over now; under way from here on
         std::vector<InboxWaiting> waiting;
         bool folderWaits = false;  ///< what waits lies in a folder of the inbox
         /// Something was seen for the first time or has changed: let `round` ripen later.
@@ -24,7 +24,7 @@ class InboxRipening {
     };
 
     /// Compares with the last look. What is gone is forgotten.
-    Look look(std::vector<InboxUnit> units);
+    Readiness check(std::vector<InboxUnit> units);
     /// What was last seen to change in this round or earlier has now held still long enough.
     void ripen(std::uint64_t round) { ripeRound_ = std::max(ripeRound_, round); }
 
@@ -51,7 +51,7 @@ class InboxRipening {
     bool isRipe(const Known& known) const {
         return known.state == State::settling && known.round <= ripeRound_;
     }
-    static void addWaiting(const Known& known, Look& look);
+    static void addWaiting(const Known& known, Readiness& readiness);
 
     std::map<Path, Known> units_;
     std::uint64_t round_ = 0;

@@ -18,9 +18,9 @@ Path uploadedFile(const Platform& platform, const Path& folder, const std::strin
 
 /// The received reports on disk: one folder each, named by its id, that is never written to once it
 /// is there. Any thread.
-class FieldReportShelf {
+class FieldReportRepository {
   public:
-    FieldReportShelf(const Platform& platform, LibraryLayout layout);
+    FieldReportRepository(const Platform& platform, LibraryLayout layout);
 
     /// Every report, the newest report date first. One that cannot be read is logged and left out;
     /// when only its working copy cannot, it is shown as it was received.

@@ -49,8 +49,7 @@ struct InboxUnit {
 /// What lies in an inbox folder, names in byte order. Links are never followed. A folder further
 /// down that cannot be listed is part of what waits; throws FileError when the inbox itself cannot
 /// be.
-std::vector<InboxUnit> surveyInbox(FileSystem& files, const CloudContainer& cloud,
-                                   const Path& inbox);
+std::vector<InboxUnit> scanInbox(FileSystem& files, const CloudContainer& cloud, const Path& inbox);
 
 /// What a package lacks to be taken: its manifest and what that names, as far as they are not here
 /// whole. Throws FileError or PackageError for a manifest that cannot be used.

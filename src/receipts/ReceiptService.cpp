@@ -1,4 +1,4 @@
-#include "receipts/ReceiptDesk.h"
+#include "receipts/ReceiptService.h"
 
 #include <algorithm>
 
@@ -70,7 +70,7 @@ ReceiptSource receiptSourceOf(const CrumbItem& memory, const Platform& platform)
 }
 
 /// One import: the files left, and what became of the others.
-struct ReceiptDesk::Job {
+struct ReceiptService::Job {
     std::vector<ReceiptSource> sources;
     std::stop_token stop;
     std::function<void(const ReceiptImport&)> finished;
@@ -78,15 +78,16 @@ struct ReceiptDesk::Job {
     ReceiptImport outcome{};
 };
 
-ReceiptDesk::ReceiptDesk(const Platform& platform, LibraryLayout layout, NoteOriginal noteOriginal)
+ReceiptService::ReceiptService(const Platform& platform, LibraryLayout layout,
+                               NoteOriginal recordOriginal)
     : platform_(platform),
       layout_(std::move(layout)),
-      noteOriginal_(std::move(noteOriginal)),
+      noteOriginal_(std::move(recordOriginal)),
       store_(platform.files, layout_) {}
 
-ReceiptDesk::~ReceiptDesk() { stop_.request_stop(); }
+ReceiptService::~ReceiptService() { stop_.request_stop(); }
 
-void ReceiptDesk::open() {
+void ReceiptService::open() {
     saying("Unable to load Receipts: ", [&] {
         store_.open();
         removeInterruptedCopies(platform_.files, layout_);
@@ -94,7 +95,7 @@ void ReceiptDesk::open() {
     });
 }
 
-bool ReceiptDesk::openForReading() {
+bool ReceiptService::openForReading() {
     return saying("Unable to load Receipts: ", [&] {
         if (!store_.openForReading()) return false;
         receipts_.set(shared(store_.load()));
@@ -102,12 +103,12 @@ bool ReceiptDesk::openForReading() {
     });
 }
 
-ReceiptPointer ReceiptDesk::find(const Uuid& id) const {
+ReceiptPointer ReceiptService::find(const Uuid& id) const {
     const auto place = placeOf(*receipts_, id);
     return place == receipts_->end() ? nullptr : *place;
 }
 
-std::vector<std::string> ReceiptDesk::categories() {
+std::vector<std::string> ReceiptService::categories() {
     std::vector<std::string> names(builtInCategories.begin(), builtInCategories.end());
     for (std::string& name : store_.customCategories()) {
         if (!isBuiltInCategory(name)) names.push_back(std::move(name));
@@ -115,20 +116,20 @@ std::vector<std::string> ReceiptDesk::categories() {
     return names;
 }
 
-void ReceiptDesk::addCategory(const std::string& name) {
+void ReceiptService::addCategory(const std::string& name) {
     const std::string_view plain = trimmed(name);
     if (plain.empty()) throw Error("A category needs a name.");
     store_.addCategory(std::string(plain));
 }
 
-void ReceiptDesk::import(std::vector<ReceiptSource> sources, std::stop_token stop,
-                         std::function<void(const ReceiptImport&)> finished) {
+void ReceiptService::import(std::vector<ReceiptSource> sources, std::stop_token stop,
+                            std::function<void(const ReceiptImport&)> finished) {
     importNext(
         std::make_shared<Job>(Job{std::move(sources), std::move(stop), std::move(finished)}));
 }
 
 /// One file at a time: copied off the main thread, then recorded on it.
-void ReceiptDesk::importNext(const std::shared_ptr<Job>& job) {
+void ReceiptService::importNext(const std::shared_ptr<Job>& job) {
     if (job->next == job->sources.size() || job->stop.stop_requested()) {
         job->finished(job->outcome);
         return;
@@ -159,7 +160,7 @@ void ReceiptDesk::importNext(const std::shared_ptr<Job>& job) {
     });
 }
 
-void ReceiptDesk::add(Job& job, const ReceiptSource& source, const PreservedReceipt& preserved) {
+void ReceiptService::add(Job& job, const ReceiptSource& source, const PreservedReceipt& preserved) {
     CrumbReceipt receipt;
     receipt.id = Uuid::random();
     receipt.originalFilePath = preserved.place.native();
@@ -180,7 +181,7 @@ void ReceiptDesk::add(Job& job, const ReceiptSource& source, const PreservedRece
 }
 
 /// A digest that cannot be noted is missed by later checks only.
-void ReceiptDesk::note(Job& job, const Uuid& id, OriginalFact fact) {
+void ReceiptService::note(Job& job, const Uuid& id, OriginalFact fact) {
     fact.memoryID = id;
     try {
         for (const OriginalFact& earlier : noteOriginal_(fact)) {
@@ -192,7 +193,7 @@ void ReceiptDesk::note(Job& job, const Uuid& id, OriginalFact fact) {
 }
 
 /// Recognition has a record to fill in any case: whatever goes wrong becomes a message beside it.
-void ReceiptDesk::read(const CrumbReceipt& receipt, const std::string& name) {
+void ReceiptService::read(const CrumbReceipt& receipt, const std::string& name) {
     beingRead_.update([&](auto& ids) { ids.insert(receipt.id); });
     const auto read = [this, id = receipt.id](
                           const std::optional<CrumbReceiptRecognizer::Result>& result,
@@ -222,7 +223,7 @@ void ReceiptDesk::read(const CrumbReceipt& receipt, const std::string& name) {
 }
 
 /// Fills what the record lacks, and nothing else: the person may have corrected it meanwhile.
-void ReceiptDesk::merge(const Uuid& id, const CrumbReceiptRecognizer::Result& result) {
+void ReceiptService::merge(const Uuid& id, const CrumbReceiptRecognizer::Result& result) {
     const auto current = find(id);
     if (!current) return finishReading(id, "");
     CrumbReceipt filled = *current;
@@ -242,7 +243,7 @@ void ReceiptDesk::merge(const Uuid& id, const CrumbReceiptRecognizer::Result& re
     finishReading(id, failure);
 }
 
-void ReceiptDesk::finishReading(const Uuid& id, const std::string& failure) {
+void ReceiptService::finishReading(const Uuid& id, const std::string& failure) {
     if (!failure.empty()) {
         platform_.log.line(failure);
         recognitionMessages_.update([&](auto& messages) { messages[id] = failure; });
@@ -250,7 +251,7 @@ void ReceiptDesk::finishReading(const Uuid& id, const std::string& failure) {
     beingRead_.update([&](auto& ids) { ids.erase(id); });
 }
 
-void ReceiptDesk::save(CrumbReceipt edited) {
+void ReceiptService::save(CrumbReceipt edited) {
     if (edited.merchant) {
         const std::string merchant(trimmed(*edited.merchant));
         edited.merchant = merchant.empty() ? std::nullopt : std::optional(merchant);
@@ -260,7 +261,7 @@ void ReceiptDesk::save(CrumbReceipt edited) {
     put(std::move(edited));
 }
 
-void ReceiptDesk::remove(const Uuid& id) {
+void ReceiptService::remove(const Uuid& id) {
     saying("Unable to remove receipt: ", [&] { store_.remove(id); });
     receipts_.update([&](ReceiptList& list) {
         std::erase_if(list, [&](const ReceiptPointer& receipt) { return receipt->id == id; });
@@ -268,7 +269,7 @@ void ReceiptDesk::remove(const Uuid& id) {
 }
 
 /// Into the place that the list's order gives it.
-void ReceiptDesk::put(CrumbReceipt receipt) {
+void ReceiptService::put(CrumbReceipt receipt) {
     auto record = std::make_shared<const CrumbReceipt>(std::move(receipt));
     receipts_.update([&](ReceiptList& list) {
         if (const auto old = placeOf(list, record->id); old != list.end()) list.erase(old);

@@ -1,4 +1,4 @@
-#include "retrieval/deep/DeepSearchGathering.h"
+#include "retrieval/deep/CandidateRetrieval.h"
 
 #include <algorithm>
 
@@ -75,7 +75,8 @@ double scaleOf(const RankingWeights& weights, const LexicalSnapshot& snapshot) {
 std::shared_ptr<const DeepSearchRequest> gatherDeepSearch(const LexicalIndex& index,
                                                           const VectorMatrix& vectors,
                                                           const LexicalSnapshot& snapshot,
-                                                          const UsageSignals& usage, Date now) {
+                                                          const UsageSignals& usage,
+                                                          Timestamp now) {
     auto request = std::make_shared<DeepSearchRequest>();
     request->words = snapshot.understoodText;
     request->lexicalCount = snapshot.totalCount;

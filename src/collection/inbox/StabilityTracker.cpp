@@ -1,12 +1,12 @@
-#include "collection/inbox/InboxRipening.h"
+#include "collection/inbox/StabilityTracker.h"
 
 #include <algorithm>
 
 namespace nookery {
 
-InboxRipening::Look InboxRipening::look(std::vector<InboxUnit> units) {
-    Look look;
-    look.round = ++round_;
+StabilityTracker::Readiness StabilityTracker::check(std::vector<InboxUnit> units) {
+    Readiness readiness;
+    readiness.round = ++round_;
     std::map<Path, Known> seen;
     for (InboxUnit& unit : units) {
         auto node = units_.extract(unit.path);
@@ -16,7 +16,7 @@ InboxRipening::Look InboxRipening::look(std::vector<InboxUnit> units) {
             continue;
         }
         const Path path = unit.path;
-        look.sawNews |= unit.hasSomethingToTake();
+        readiness.sawNews |= unit.hasSomethingToTake();
         seen.emplace(path, Known{.unit = std::move(unit), .round = round_});
     }
     // What is being taken may have been removed by ourselves before we were told.
@@ -27,24 +27,24 @@ InboxRipening::Look InboxRipening::look(std::vector<InboxUnit> units) {
     for (auto& [path, known] : units_) {
         if (known.unit.hasSomethingToTake() && isRipe(known)) {
             known.state = State::underWay;
-            look.ripe.push_back(known.unit);
+            readiness.stable.push_back(known.unit);
         }
-        if (known.state != State::underWay) addWaiting(known, look);
+        if (known.state != State::underWay) addWaiting(known, readiness);
     }
-    return look;
+    return readiness;
 }
 
-void InboxRipening::addWaiting(const Known& known, Look& look) {
+void StabilityTracker::addWaiting(const Known& known, Readiness& readiness) {
     const InboxUnit& unit = known.unit;
-    look.folderWaits |= !unit.folders.empty();
-    look.waiting.insert(look.waiting.end(), unit.waiting.begin(), unit.waiting.end());
+    readiness.folderWaits |= !unit.folders.empty();
+    readiness.waiting.insert(readiness.waiting.end(), unit.waiting.begin(), unit.waiting.end());
     if (!unit.hasSomethingToTake()) return;
-    look.waiting.push_back({unit.path, known.state == State::failed
-                                           ? known.reason
-                                           : "It has to hold still before it is taken in."});
+    readiness.waiting.push_back({unit.path, known.state == State::failed
+                                                ? known.reason
+                                                : "It has to hold still before it is taken in."});
 }
 
-void InboxRipening::fail(const Path& unit, std::string reason, bool mayRetry) {
+void StabilityTracker::fail(const Path& unit, std::string reason, bool mayRetry) {
     const auto found = units_.find(unit);
     if (found == units_.end()) return;
     found->second.state = State::failed;
@@ -52,7 +52,7 @@ void InboxRipening::fail(const Path& unit, std::string reason, bool mayRetry) {
     found->second.reason = std::move(reason);
 }
 
-void InboxRipening::retry() {
+void StabilityTracker::retry() {
     for (auto& [path, known] : units_) {
         if (known.state != State::failed || !known.mayRetry) continue;
         known.state = State::settling;
@@ -60,12 +60,12 @@ void InboxRipening::retry() {
     }
 }
 
-bool InboxRipening::hasUnderWay() const {
+bool StabilityTracker::hasUnderWay() const {
     return std::any_of(units_.begin(), units_.end(),
                        [](const auto& entry) { return entry.second.state == State::underWay; });
 }
 
-bool InboxRipening::hasRetries() const {
+bool StabilityTracker::hasRetries() const {
     return std::any_of(units_.begin(), units_.end(), [](const auto& entry) {
         return entry.second.state == State::failed && entry.second.mayRetry;
     });

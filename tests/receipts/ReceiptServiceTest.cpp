@@ -1,4 +1,4 @@
-#include "receipts/ReceiptDesk.h"
+#include "receipts/ReceiptService.h"
 
 #include <gtest/gtest.h>
 
@@ -43,13 +43,14 @@ class Desk : public ::testing::Test {
 
     TestPlatform world{Place::memory};
     std::vector<OriginalFact> noted;
-    ReceiptDesk desk{world.platform(), world.layout(), [this](const OriginalFact& fact) {
-                         std::vector<OriginalFact> earlier;
-                         std::copy_if(noted.begin(), noted.end(), std::back_inserter(earlier),
-                                      [&](const auto& old) { return old.digest == fact.digest; });
-                         noted.push_back(fact);
-                         return earlier;
-                     }};
+    ReceiptService desk{world.platform(), world.layout(), [this](const OriginalFact& fact) {
+                            std::vector<OriginalFact> earlier;
+                            std::copy_if(
+                                noted.begin(), noted.end(), std::back_inserter(earlier),
+                                [&](const auto& old) { return old.digest == fact.digest; });
+                            noted.push_back(fact);
+                            return earlier;
+                        }};
 };
 
 TEST_F(Desk, TakesAFileInAndFillsWhatItsTextSays) {
@@ -73,7 +74,7 @@ TEST_F(Desk, TakesAFileInAndFillsWhatItsTextSays) {
     EXPECT_EQ(noted[0].memoryID, receipt.id);
     EXPECT_EQ(world.folder.read("in/Lunch.PNG"), std::string(png) + "receipt");
 
-    ReceiptDesk reader(world.platform(), world.layout(), {});
+    ReceiptService reader(world.platform(), world.layout(), {});
     ASSERT_TRUE(reader.openForReading());
     EXPECT_EQ(*reader.find(receipt.id), receipt);
 }
@@ -147,8 +148,9 @@ TEST_F(Desk, AFaultAtAnyStepLeavesNoRecordWithoutItsFileAndNoFileWithoutItsRecor
             fs::remove_all(world.layout().receipts());
             TestPlatform& w = world;
             try {
-                ReceiptDesk victim(w.platform(), w.layout(),
-                                   [](const OriginalFact&) { return std::vector<OriginalFact>(); });
+                ReceiptService victim(w.platform(), w.layout(), [](const OriginalFact&) {
+                    return std::vector<OriginalFact>();
+                });
                 victim.open();
                 w.files.arm(fault, k);
                 victim.import({{source, source}}, {}, [](const auto&) {});
@@ -158,7 +160,7 @@ TEST_F(Desk, AFaultAtAnyStepLeavesNoRecordWithoutItsFileAndNoFileWithoutItsRecor
             reached = w.files.operationCount() >= k;
             w.files.losePower();
             w.files.disarm();
-            ReceiptDesk next(w.platform(), w.layout(), {});
+            ReceiptService next(w.platform(), w.layout(), {});
             next.open();
             for (const auto& receipt : *next.receipts()) {
                 EXPECT_EQ(readWholeFile(*w.realFiles, *receipt->originalFilePath, 1000),

@@ -1,4 +1,4 @@
-#include "cli/session/Interrupts.h"
+#include "cli/context/Interrupts.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -20,7 +20,7 @@ constexpr std::uint8_t strengthOf(Cell cell) { return static_cast<std::uint8_t>(
 
 /// A cell for every memory, most of them 0, in blocks with a summary each: what lets a search over
 /// a million memories look only at the blocks that can hold a good one.
-class CellMap {
+class ScoreAccumulator {
   public:
     static constexpr std::size_t blockSize = 64;
     using Block = std::span<const Cell, blockSize>;

@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
+#include "cli/context/Interrupts.h"
 #include "cli/line/Arguments.h"
 #include "cli/output/Output.h"
 #include "cli/output/Terminal.h"
-#include "cli/session/Interrupts.h"
 #include "collection/store/CrumbStore.h"
 #include "foundation/Json.h"
 #include "platform/Platform.h"
@@ -20,7 +20,7 @@ namespace nookery::cli {
 using RunUntil = std::function<void(const std::function<bool()>&)>;
 
 /// What a command works with: the world, the library once it is opened, and the person's terminal.
-class Session {
+class CommandContext {
   public:
     struct World {
         const Platform& platform;
@@ -29,8 +29,8 @@ class Session {
         LibraryLayout layout;
     };
 
-    Session(World world, Output& output, const Arguments& arguments);
-    ~Session();
+    CommandContext(World world, Output& output, const Arguments& arguments);
+    ~CommandContext();
 
     const Platform& platform() const { return world_.platform; }
     const LibraryLayout& layout() const { return world_.layout; }
@@ -62,7 +62,7 @@ class Session {
     /// throws UsageError. Throws Error when the person says no.
     void demandConsent(const std::string& title, const std::string& text);
 
-    Date now() const;
+    Timestamp now() const;
 
   private:
     void tell(const std::optional<RestoreNotice>& notice);

@@ -1,4 +1,4 @@
-#include "retrieval/lexical/TermEvidence.h"
+#include "retrieval/lexical/TermMatches.h"
 
 #include <algorithm>
 #include <bit>
@@ -73,10 +73,10 @@ struct FormMatches {
 }  // namespace
 
 /// Makes the evidence of one term.
-class TermLookup {
+class TermMatcher {
   public:
-    TermLookup(const LexicalIndex& index, const QueryTerm& term, TermEvidence& evidence)
-        : index_(index), weights_(index.weights()), term_(term), evidence_(evidence) {}
+    TermMatcher(const LexicalIndex& index, const QueryTerm& term, TermMatches& matches)
+        : index_(index), weights_(index.weights()), term_(term), evidence_(matches) {}
 
     void run() {
         evidence_.isFunctionWord_ = isFunctionWord(term_.typed);
@@ -209,7 +209,7 @@ class TermLookup {
     void useBeside(const char* description, const std::vector<TokenId>& tokens, double share) {
         if (tokens.empty() || share == 0) return;
         scatter(tokens, strengthTable(0, share, 255), asRelated);
-        evidence_.noteTokens(tokens, true);
+        evidence_.recordTokens(tokens, true);
         describe(description, tokens.size(), memoriesWith(tokens), share);
     }
 
@@ -228,7 +228,7 @@ class TermLookup {
                     strengths[hit.found.impact]);
             }
             tokenCount += form.tokens[kind].size();
-            evidence_.noteTokens(form.tokens[kind], false);
+            evidence_.recordTokens(form.tokens[kind], false);
         }
         describe(kindNames[kind], tokenCount, counts_[kind], share);
     }
@@ -268,14 +268,14 @@ class TermLookup {
         evidence_.corrected_ = true;
         evidence_.rarity_ = rarity(memories);
         scatter(tokens, strengthTable(0, 1, 255), asCorrected);
-        evidence_.noteTokens(tokens, true);
+        evidence_.recordTokens(tokens, true);
         describe("one edit away", tokens.size(), memories, weights_.correctionShare);
         evidence_.fillWeights(weights_, weights_.correctionShare * evidence_.rarity_, isShort_);
     }
 
     void scatter(const std::vector<TokenId>& tokens, const StrengthByImpact& strengths,
                  BitRule rule) {
-        CellMap& cells = evidence_.cells_;
+        ScoreAccumulator& cells = evidence_.cells_;
         const auto mergeWith = [&](auto merge) {
             forEachPosting(tokens, [&](Ordinal ordinal, PostingMark mark) {
                 merge(ordinal, static_cast<std::uint8_t>((mark.mask & rule.kept) | rule.added),
@@ -311,24 +311,24 @@ class TermLookup {
     const LexicalIndex& index_;
     const RankingWeights& weights_;
     const QueryTerm& term_;
-    TermEvidence& evidence_;
+    TermMatches& evidence_;
     std::vector<FormMatches> forms_;
     std::array<double, matchKindCount> counts_{};
     bool isShort_ = false;
 };
 
-TermEvidence::TermEvidence(const LexicalIndex& index, const QueryTerm& term, CellMap cells)
+TermMatches::TermMatches(const LexicalIndex& index, const QueryTerm& term, ScoreAccumulator cells)
     : cells_(std::move(cells)) {
     cells_.reset(index.ordinalCount());
-    TermLookup(index, term, *this).run();
+    TermMatcher(index, term, *this).run();
 }
 
-void TermEvidence::noteTokens(const std::vector<TokenId>& tokens, bool expanded) {
+void TermMatches::recordTokens(const std::vector<TokenId>& tokens, bool expanded) {
     tokens_.insert(tokens_.end(), tokens.begin(), tokens.end());
     if (expanded) expanded_.insert(expanded_.end(), tokens.begin(), tokens.end());
 }
 
-void TermEvidence::summarise(std::span<const std::uint64_t> alive) {
+void TermMatches::summarise(std::span<const std::uint64_t> alive) {
     cells_.summarise(alive);
     blockBests_.resize(cells_.blockCount());
     for (std::size_t block = 0; block < blockBests_.size(); ++block) {
@@ -340,13 +340,13 @@ void TermEvidence::summarise(std::span<const std::uint64_t> alive) {
     }
 }
 
-std::size_t TermEvidence::rowOf(std::uint8_t bits) {
+std::size_t TermMatches::rowOf(std::uint8_t bits) {
     constexpr unsigned fieldBits = (1U << searchFieldCount) - 1;
     const unsigned fields = bits & fieldBits;
     return fields == 0 ? searchFieldCount : static_cast<std::size_t>(std::countr_zero(fields));
 }
 
-void TermEvidence::fillWeights(const RankingWeights& weights, double scale, bool isShort) {
+void TermMatches::fillWeights(const RankingWeights& weights, double scale, bool isShort) {
     relevanceStep_ = weights.relevance * scale / strongest;
     for (std::size_t row = 0; row < rowCount; ++row) {
         const bool expanded = row == searchFieldCount;
@@ -360,15 +360,15 @@ void TermEvidence::fillWeights(const RankingWeights& weights, double scale, bool
     }
 }
 
-TermEvidence::Line TermEvidence::upperLine(std::size_t row) const {
+TermMatches::Line TermMatches::upperLine(std::size_t row) const {
     // The second pass is a line through 0, from which the floor only takes.
     const auto& weights = weights_[row];
     return {weights.front(), (weights.back() - weights.front()) / strongest + relevanceStep_};
 }
 
-double TermEvidence::greatest() const { return weights_[0].back() + relevanceStep_ * strongest; }
+double TermMatches::greatest() const { return weights_[0].back() + relevanceStep_ * strongest; }
 
-std::uint32_t TermEvidence::sectionsIn(TokenStream stream) const {
+std::uint32_t TermMatches::sectionsIn(TokenStream stream) const {
     std::uint32_t sections = 0;
     for (const PhraseMatcher& phrase : phrases_) {
         if (const auto found = phrase.find(stream)) sections |= found->sections;

@@ -1,4 +1,4 @@
-#include "cli/session/Session.h"
+#include "cli/context/CommandContext.h"
 
 #include <fmt/format.h>
 
@@ -26,7 +26,7 @@ std::string snapshotText(const SnapshotProgress& progress) {
 
 }  // namespace
 
-Session::Session(World world, Output& output, const Arguments& arguments)
+CommandContext::CommandContext(World world, Output& output, const Arguments& arguments)
     : world_(std::move(world)),
       output_(output),
       wantsJson_(arguments.has("json")),
@@ -34,9 +34,9 @@ Session::Session(World world, Output& output, const Arguments& arguments)
       style_(wantsColour(output, arguments) ? Style::coloured() : Style::plain()),
       messages_(arguments.has("quiet"), !arguments.has("no-input")) {}
 
-Session::~Session() { messages_.endProgress(); }
+CommandContext::~CommandContext() { messages_.endProgress(); }
 
-CrumbStore& Session::open(LibraryAccess access, SessionLength length) {
+CrumbStore& CommandContext::open(LibraryAccess access, SessionLength length) {
     if (access == LibraryAccess::reading) demandLibrary();
     store_ = std::make_unique<CrumbStore>(world_.platform, layout(), access);
     store_->start(length);
@@ -48,7 +48,7 @@ CrumbStore& Session::open(LibraryAccess access, SessionLength length) {
     return *store_;
 }
 
-void Session::demandLibrary() const {
+void CommandContext::demandLibrary() const {
     FileSystem& files = world_.platform.files;
     if (files.statusFollowingLinks(layout().database())) return;
     if (files.statusFollowingLinks(layout().legacyFile())) return;
@@ -56,27 +56,27 @@ void Session::demandLibrary() const {
                             displayName(layout().library())));
 }
 
-void Session::tell(const std::optional<RestoreNotice>& notice) {
+void CommandContext::tell(const std::optional<RestoreNotice>& notice) {
     if (notice) say(fmt::format("{} {}", notice->title, notice->detail));
 }
 
-void Session::waitUntil(const std::function<bool()>& condition) {
+void CommandContext::waitUntil(const std::function<bool()>& condition) {
     world_.runUntil(condition);
     messages_.endProgress();
 }
 
-std::optional<std::size_t> Session::columns() const {
+std::optional<std::size_t> CommandContext::columns() const {
     return output_.isTerminal() ? std::optional(terminalColumns()) : std::nullopt;
 }
 
-void Session::say(std::string_view text) {
+void CommandContext::say(std::string_view text) {
     output_.flush();
     messages_.say(text);
 }
 
-void Session::print(const OrderedJson& document) { output_.writeLine(toJsonText(document)); }
+void CommandContext::print(const OrderedJson& document) { output_.writeLine(toJsonText(document)); }
 
-void Session::demandConsent(const std::string& title, const std::string& text) {
+void CommandContext::demandConsent(const std::string& title, const std::string& text) {
     if (hasConsent_) return;
     if (!messages_.canAsk()) {
         throw UsageError(
@@ -88,7 +88,7 @@ void Session::demandConsent(const std::string& title, const std::string& text) {
     }
 }
 
-Date Session::now() const { return world_.platform.clock.now(); }
+Timestamp CommandContext::now() const { return world_.platform.clock.now(); }
 
 void demandSaved(const SaveFailure& failure) {
     if (failure) throw Error(*failure);

@@ -1,4 +1,4 @@
-#include "foundation/Date.h"
+#include "foundation/Timestamp.h"
 
 #include <fmt/format.h>
 #include <unicode/datefmt.h>
@@ -80,7 +80,7 @@ bool readZone(FieldReader& reader, int& minutesEast) {
 
 }  // namespace
 
-CalendarFields utcFields(Date date) {
+CalendarFields utcFields(Timestamp date) {
     using namespace std::chrono;
     const auto whole = static_cast<std::int64_t>(std::floor(date.secondsSince1970));
     const sys_seconds moment{seconds{whole}};
@@ -101,7 +101,7 @@ CalendarFields utcFields(Date date) {
     return fields;
 }
 
-CalendarFields localFields(Date date) {
+CalendarFields localFields(Timestamp date) {
     const auto whole = static_cast<std::time_t>(std::floor(date.secondsSince1970));
     std::tm local{};
     if (::localtime_r(&whole, &local) == nullptr) return utcFields(date);
@@ -115,7 +115,7 @@ CalendarFields localFields(Date date) {
     return fields;
 }
 
-std::optional<Date> dateFromUtc(const CalendarFields& fields) {
+std::optional<Timestamp> dateFromUtc(const CalendarFields& fields) {
     using namespace std::chrono;
     const year_month_day calendar{year{fields.year}, month{static_cast<unsigned>(fields.month)},
                                   day{static_cast<unsigned>(fields.day)}};
@@ -125,8 +125,9 @@ std::optional<Date> dateFromUtc(const CalendarFields& fields) {
     if (!calendar.ok() || !timeFits) return std::nullopt;
     const auto moment =
         sys_days{calendar} + hours{fields.hour} + minutes{fields.minute} + seconds{fields.second};
-    return Date{static_cast<double>(duration_cast<seconds>(moment.time_since_epoch()).count()) +
-                fields.millisecond / 1000.0};
+    return Timestamp{
+        static_cast<double>(duration_cast<seconds>(moment.time_since_epoch()).count()) +
+        fields.millisecond / 1000.0};
 }
 
 bool exists(const CalendarDay& day) {
@@ -137,7 +138,7 @@ bool exists(const CalendarDay& day) {
                .ok();
 }
 
-CalendarDay localDay(Date date) {
+CalendarDay localDay(Timestamp date) {
     const CalendarFields fields = localFields(date);
     return {fields.year, fields.month, fields.day};
 }
@@ -154,7 +155,7 @@ std::optional<CalendarDay> parseCalendarDay(std::string_view text) {
     return exists(day) ? std::optional(day) : std::nullopt;
 }
 
-std::string toAbbreviatedDay(Date date) {
+std::string toAbbreviatedDay(Timestamp date) {
     const std::unique_ptr<icu::DateFormat> format(
         icu::DateFormat::createDateInstance(icu::DateFormat::kMedium));
     if (!format) throw Error("The library for Unicode text has no formats for dates.");
@@ -164,7 +165,7 @@ std::string toAbbreviatedDay(Date date) {
     return day.toUTF8String(text);
 }
 
-std::string toIso8601(Date date) {
+std::string toIso8601(Timestamp date) {
     const CalendarFields f = utcFields(date);
     const std::string milliseconds =
         f.millisecond == 0 ? std::string() : fmt::format(".{:03}", f.millisecond);
@@ -172,7 +173,7 @@ std::string toIso8601(Date date) {
                        f.minute, f.second, milliseconds);
 }
 
-std::optional<Date> parseIso8601(std::string_view text) {
+std::optional<Timestamp> parseIso8601(std::string_view text) {
     FieldReader reader(text);
     CalendarFields fields;
     if (!readDay(reader, fields)) return std::nullopt;
@@ -193,13 +194,13 @@ std::optional<Date> parseIso8601(std::string_view text) {
     return date;
 }
 
-std::string toFolderTimestamp(Date date) {
+std::string toFolderTimestamp(Timestamp date) {
     const CalendarFields f = utcFields(date);
     return fmt::format("{:04}-{:02}-{:02}_{:02}-{:02}-{:02}-{:03}", f.year, f.month, f.day, f.hour,
                        f.minute, f.second, f.millisecond);
 }
 
-std::optional<Date> parseFolderTimestamp(std::string_view text) {
+std::optional<Timestamp> parseFolderTimestamp(std::string_view text) {
     FieldReader reader(text);
     CalendarFields f;
     const bool fits = readDay(reader, f) && reader.take('_') && reader.digits(2, f.hour) &&

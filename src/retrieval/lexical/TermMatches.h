@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "retrieval/index/CellMap.h"
 #include "retrieval/index/LexicalIndex.h"
+#include "retrieval/index/ScoreAccumulator.h"
 #include "retrieval/lexical/PhraseMatcher.h"
 #include "retrieval/lexical/Query.h"
 
@@ -28,13 +28,13 @@ struct TermMatch {
 
 /// Everything the library holds of one term of a query: for each memory in which fields the term
 /// stands and how strongly, 1 to 255 as a share of the strongest possible match.
-class TermEvidence {
+class TermMatches {
   public:
     /// Looks the term up. `cells` may be memory left from an earlier term.
-    TermEvidence(const LexicalIndex& index, const QueryTerm& term, CellMap cells);
+    TermMatches(const LexicalIndex& index, const QueryTerm& term, ScoreAccumulator cells);
 
-    const CellMap& cells() const { return cells_; }
-    CellMap takeCells() { return std::move(cells_); }
+    const ScoreAccumulator& cells() const { return cells_; }
+    ScoreAccumulator takeCells() { return std::move(cells_); }
 
     /// The weights of both passes for a memory's cell: what the term adds to its score, relevance
     /// left out.
@@ -84,10 +84,10 @@ class TermEvidence {
   private:
     void fillWeights(const RankingWeights& weights, double scale, bool isShort);
     void summarise(std::span<const std::uint64_t> alive);
-    void noteTokens(const std::vector<TokenId>& tokens, bool expanded);
-    friend class TermLookup;
+    void recordTokens(const std::vector<TokenId>& tokens, bool expanded);
+    friend class TermMatcher;
 
-    CellMap cells_;
+    ScoreAccumulator cells_;
     std::vector<TokenId> tokens_;
     std::vector<TokenId> expanded_;
     std::vector<PhraseMatcher> phrases_;  // for forms of several pieces

@@ -13,7 +13,7 @@ namespace nookery {
 std::shared_ptr<const DeepSearchRequest> gatherDeepSearch(const LexicalIndex& index,
                                                           const VectorMatrix& vectors,
                                                           const LexicalSnapshot& snapshot,
-                                                          const UsageSignals& usage, Date now);
+                                                          const UsageSignals& usage, Timestamp now);
 
 /// The words by which a memory is associated with others: of its first few hundred, those of four
 /// letters or more that connect (isAssociating), each once. Titles, notes, short texts and their

@@ -1,11 +1,11 @@
-#include "retrieval/index/CellMap.h"
+#include "retrieval/index/ScoreAccumulator.h"
 
 #include <algorithm>
 #include <bit>
 
 namespace nookery {
 
-void CellMap::reset(std::size_t count) {
+void ScoreAccumulator::reset(std::size_t count) {
     const std::size_t blocks = blockCountFor(count);
     for (std::size_t i = 0; i < summaries_.size(); ++i) {
         if (summaries_[i] == 0) continue;
@@ -19,7 +19,7 @@ void CellMap::reset(std::size_t count) {
     hitCount_ = 0;
 }
 
-void CellMap::summarise(std::span<const std::uint64_t> alive) {
+void ScoreAccumulator::summarise(std::span<const std::uint64_t> alive) {
     for (std::size_t i = 0; i < hits_.size(); ++i) {
         if (hits_[i] == 0 && touched_[i] == 0) continue;
         hits_[i] &= alive[i];
@@ -34,7 +34,7 @@ void CellMap::summarise(std::span<const std::uint64_t> alive) {
     }
 }
 
-std::size_t CellMap::byteCount() const {
+std::size_t ScoreAccumulator::byteCount() const {
     return (cells_.capacity() + summaries_.capacity()) * sizeof(Cell) +
            hits_.capacity() * sizeof(std::uint64_t) + touched_.capacity();
 }

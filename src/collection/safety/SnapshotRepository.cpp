@@ -1,4 +1,4 @@
-#include "collection/safety/SnapshotShelf.h"
+#include "collection/safety/SnapshotRepository.h"
 
 #include <algorithm>
 
@@ -10,7 +10,9 @@ namespace {
 constexpr std::string_view removingPrefix = ".removing-";
 constexpr std::size_t maximumManifestByteCount = 1 << 20;
 
-Date dateOf(const std::string& name) { return parseFolderTimestamp(name).value_or(Date{}); }
+Timestamp dateOf(const std::string& name) {
+    return parseFolderTimestamp(name).value_or(Timestamp{});
+}
 
 std::int64_t bytesBelow(FileSystem& files, const Path& folder) {
     std::int64_t byteCount = 0;
@@ -22,7 +24,7 @@ std::int64_t bytesBelow(FileSystem& files, const Path& folder) {
 
 }  // namespace
 
-std::vector<std::string> SnapshotShelf::names() const {
+std::vector<std::string> SnapshotRepository::names() const {
     std::vector<std::string> found;
     if (!files_.statusFollowingLinks(folder_)) return found;
     for (const DirectoryEntry& entry : files_.list(folder_)) {
@@ -34,25 +36,25 @@ std::vector<std::string> SnapshotShelf::names() const {
     return found;
 }
 
-std::optional<std::string> SnapshotShelf::newest(Date now) const {
+std::optional<std::string> SnapshotRepository::newest(Timestamp now) const {
     const auto all = names();
     const auto found = std::find_if(all.rbegin(), all.rend(),
                                     [now](const std::string& name) { return dateOf(name) <= now; });
     return found == all.rend() ? std::nullopt : std::optional(*found);
 }
 
-std::optional<double> SnapshotShelf::ageOfNewest(Date now) const {
+std::optional<double> SnapshotRepository::ageOfNewest(Timestamp now) const {
     const auto name = newest(now);
     return name ? std::optional(secondsBetween(dateOf(*name), now)) : std::nullopt;
 }
 
-std::vector<SnapshotSummary> SnapshotShelf::summaries() const {
+std::vector<SnapshotSummary> SnapshotRepository::summaries() const {
     std::vector<SnapshotSummary> found;
     for (const std::string& name : names()) found.push_back(summaryOf(name));
     return found;
 }
 
-SnapshotSummary SnapshotShelf::summaryOf(const std::string& name) const {
+SnapshotSummary SnapshotRepository::summaryOf(const std::string& name) const {
     SnapshotSummary summary;
     summary.name = name;
     summary.createdAt = dateOf(name);
@@ -69,7 +71,7 @@ SnapshotSummary SnapshotShelf::summaryOf(const std::string& name) const {
     return summary;
 }
 
-std::string SnapshotShelf::freeName(Date now) const {
+std::string SnapshotRepository::freeName(Timestamp now) const {
     std::string name = toFolderTimestamp(now);
     while (files_.status(folder_ / name)) {
         now.secondsSince1970 += 0.001;
@@ -78,7 +80,7 @@ std::string SnapshotShelf::freeName(Date now) const {
     return name;
 }
 
-void SnapshotShelf::sweep() {
+void SnapshotRepository::sweep() {
     if (!files_.statusFollowingLinks(folder_)) return;
     for (const DirectoryEntry& entry : files_.list(folder_)) {
         const std::string& name = entry.name.native();
@@ -88,7 +90,7 @@ void SnapshotShelf::sweep() {
     }
 }
 
-void SnapshotShelf::prune(std::size_t maximumCount, const std::string& kept, Date now) {
+void SnapshotRepository::prune(std::size_t maximumCount, const std::string& kept, Timestamp now) {
     auto all = names();
     std::stable_partition(all.begin(), all.end(),
                           [now](const std::string& name) { return dateOf(name) > now; });
@@ -98,7 +100,7 @@ void SnapshotShelf::prune(std::size_t maximumCount, const std::string& kept, Dat
     }
 }
 
-void SnapshotShelf::remove(const std::string& name) {
+void SnapshotRepository::remove(const std::string& name) {
     // A half-removed snapshot must not look like a whole one.
     const Path leaving = folder_ / (std::string(removingPrefix) + name);
     files_.rename(folder_ / name, leaving);

@@ -1,4 +1,4 @@
-#include "collection/inbox/InboxSurvey.h"
+#include "collection/inbox/InboxScan.h"
 
 #include <algorithm>
 
@@ -119,8 +119,8 @@ bool InboxUnit::isUnchangedSince(const InboxUnit& earlier) const {
                       earlier.everything.end(), isSame);
 }
 
-std::vector<InboxUnit> surveyInbox(FileSystem& files, const CloudContainer& cloud,
-                                   const Path& inbox) {
+std::vector<InboxUnit> scanInbox(FileSystem& files, const CloudContainer& cloud,
+                                 const Path& inbox) {
     std::vector<InboxUnit> units;
     for (const DirectoryEntry& entry : sortedEntries(files, inbox)) {
         units.push_back(UnitSurvey(files, cloud, inbox / entry.name).run());
@@ -152,7 +152,7 @@ std::vector<InboxWaiting> waitingInInbox(FileSystem& files, const CloudContainer
                                          const Path& inbox) {
     std::vector<InboxWaiting> waiting;
     if (!files.statusFollowingLinks(inbox)) return waiting;
-    for (const InboxUnit& unit : surveyInbox(files, cloud, inbox)) {
+    for (const InboxUnit& unit : scanInbox(files, cloud, inbox)) {
         for (const InboxFile& file : unit.files) {
             waiting.push_back({file.path, "It waits to be taken in."});
         }

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/Date.h"
 #include "foundation/FileSystem.h"
+#include "foundation/Timestamp.h"
 
 namespace nookery {
 
@@ -26,7 +26,7 @@ inline constexpr std::string_view buildingPrefix = ".building-";
 /// What a list of snapshots shows of each.
 struct SnapshotSummary {
     std::string name;
-    Date createdAt;
+    Timestamp createdAt;
     std::string reason;
     std::int64_t managedFileCount = 0;
     std::int64_t byteCount = 0;  ///< of all its files, also those shared with other snapshots
@@ -36,27 +36,28 @@ struct SnapshotSummary {
 
 /// The folder that holds the snapshots, each a folder named by its time in UTC. Whatever else lies
 /// there is left alone, but for folders of unfinished builds. Throws FileError.
-class SnapshotShelf {
+class SnapshotRepository {
   public:
-    SnapshotShelf(FileSystem& files, Path folder) : files_(files), folder_(std::move(folder)) {}
+    SnapshotRepository(FileSystem& files, Path folder)
+        : files_(files), folder_(std::move(folder)) {}
 
     const Path& folder() const { return folder_; }
 
     /// Names of the snapshots, oldest first; none when the folder does not exist yet.
     std::vector<std::string> names() const;
     /// The newest whose time has come; one named in the future says nothing about its age.
-    std::optional<std::string> newest(Date now) const;
+    std::optional<std::string> newest(Timestamp now) const;
     /// Seconds since the newest was taken; none when there is none.
-    std::optional<double> ageOfNewest(Date now) const;
+    std::optional<double> ageOfNewest(Timestamp now) const;
     std::vector<SnapshotSummary> summaries() const;
 
     /// A name from `now` that is still free.
-    std::string freeName(Date now) const;
+    std::string freeName(Timestamp now) const;
     /// Removes what broken builds and removals left behind.
     void sweep();
     /// Removes snapshots until `maximumCount` remain: those named in the future first, then the
     /// oldest; never `kept`, the one just taken.
-    void prune(std::size_t maximumCount, const std::string& kept, Date now);
+    void prune(std::size_t maximumCount, const std::string& kept, Timestamp now);
 
   private:
     void remove(const std::string& name);

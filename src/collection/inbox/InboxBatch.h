@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "collection/inbox/InboxSurvey.h"
+#include "collection/inbox/InboxScan.h"
 #include "platform/ContentDigest.h"
 
 namespace nookery {

@@ -1,4 +1,4 @@
-#include "retrieval/index/TokenTally.h"
+#include "retrieval/index/TermFrequencies.h"
 
 #include <algorithm>
 #include <array>
@@ -59,14 +59,14 @@ SectionMeanings sectionMeanings(const RankingWeights& weights) {
     return meanings;
 }
 
-TokenTally::Entry& TokenTally::entryOf(TokenId token) {
+TermFrequencies::Entry& TermFrequencies::entryOf(TokenId token) {
     const std::uint32_t place = places_[token];
     if (place < entries_.size() && entries_[place].token == token) return entries_[place];
     places_[token] = static_cast<std::uint32_t>(entries_.size());
     return entries_.emplace_back(Entry{token, 0, 0});
 }
 
-void TokenTally::count(TokenStream stream, std::size_t vocabularySize) {
+void TermFrequencies::count(TokenStream stream, std::size_t vocabularySize) {
     entries_.clear();
     tagNumbers_.clear();
     if (places_.size() < vocabularySize) places_.resize(vocabularySize + vocabularySize / 2);
@@ -94,7 +94,7 @@ void TokenTally::count(TokenStream stream, std::size_t vocabularySize) {
               lengths[indexOf(Section::contents)];
 }
 
-std::size_t TokenTally::byteCount() const {
+std::size_t TermFrequencies::byteCount() const {
     return places_.capacity() * sizeof(std::uint32_t) + entries_.capacity() * sizeof(Entry);
 }
 

@@ -1,4 +1,4 @@
-#include "fieldreports/FieldReportShelf.h"
+#include "fieldreports/FieldReportRepository.h"
 
 #include <fmt/format.h>
 
@@ -34,10 +34,10 @@ Path uploadedFile(const Platform& platform, const Path& folder, const std::strin
     return exact;
 }
 
-FieldReportShelf::FieldReportShelf(const Platform& platform, LibraryLayout layout)
+FieldReportRepository::FieldReportRepository(const Platform& platform, LibraryLayout layout)
     : platform_(platform), files_(platform.files), layout_(std::move(layout)) {}
 
-std::vector<NookeryReceivedFieldReport> FieldReportShelf::load() const {
+std::vector<NookeryReceivedFieldReport> FieldReportRepository::load() const {
     std::vector<NookeryReceivedFieldReport> reports;
     if (!files_.status(layout_.fieldReports())) return reports;
     for (const DirectoryEntry& entry : files_.list(layout_.fieldReports())) {
@@ -55,7 +55,7 @@ std::vector<NookeryReceivedFieldReport> FieldReportShelf::load() const {
     return reports;
 }
 
-NookeryReceivedFieldReport FieldReportShelf::loadOne(const Uuid& id) const {
+NookeryReceivedFieldReport FieldReportRepository::loadOne(const Uuid& id) const {
     const Path folder = layout_.fieldReports() / id.toString();
     const FieldReportManifest manifest = readFieldReportManifest(
         readWholeFile(files_, folder / fieldReportManifestName, maximumReportManifestByteCount),
@@ -82,7 +82,7 @@ NookeryReceivedFieldReport FieldReportShelf::loadOne(const Uuid& id) const {
 }
 
 /// A damaged working copy must not hide what was received.
-void FieldReportShelf::showEdits(NookeryReceivedFieldReport& report) const try {
+void FieldReportRepository::showEdits(NookeryReceivedFieldReport& report) const try {
     auto draft = FieldReportWorkingCopy(files_, layout_, report).saved();
     if (!draft) return;
     report.title = draft->title;
@@ -94,21 +94,21 @@ void FieldReportShelf::showEdits(NookeryReceivedFieldReport& report) const try {
     logLoadError(report.id, error);
 }
 
-void FieldReportShelf::logLoadError(const Uuid& id, const Error& error) const {
+void FieldReportRepository::logLoadError(const Uuid& id, const Error& error) const {
     platform_.log.line(fmt::format("NOOKERY Field Report load error ({}): {}", id.toString(),
                                    error.description()));
 }
 
-bool FieldReportShelf::holds(const Uuid& id) const {
+bool FieldReportRepository::holds(const Uuid& id) const {
     return files_.status(layout_.fieldReports() / id.toString()).has_value();
 }
 
-bool FieldReportShelf::isDeleted(const Uuid& id) const {
+bool FieldReportRepository::isDeleted(const Uuid& id) const {
     const auto ids = deletedIDs();
     return std::find(ids.begin(), ids.end(), id) != ids.end();
 }
 
-std::vector<Uuid> FieldReportShelf::deletedIDs() const {
+std::vector<Uuid> FieldReportRepository::deletedIDs() const {
     std::vector<Uuid> ids;
     const Path list = layout_.deletedFieldReports();
     if (!files_.status(list)) return ids;
@@ -125,14 +125,14 @@ std::vector<Uuid> FieldReportShelf::deletedIDs() const {
     return ids;
 }
 
-void FieldReportShelf::saveDeletedIDs(const std::vector<Uuid>& ids) {
+void FieldReportRepository::saveDeletedIDs(const std::vector<Uuid>& ids) {
     Json entries = Json::array();
     for (const Uuid& id : ids) entries.push_back(id.toString());
     writeDurably(files_, layout_.deletedFieldReports(), toPrettyJsonText(entries));
 }
 
-void FieldReportShelf::receive(const Path& upload, std::string_view manifestText,
-                               const FieldReportManifest& manifest) {
+void FieldReportRepository::receive(const Path& upload, std::string_view manifestText,
+                                    const FieldReportManifest& manifest) {
     createDirectories(files_, layout_.fieldReports());
     const Path staging =
         layout_.fieldReports() / (std::string(stagingPrefix) + Uuid::random().toString());
@@ -150,9 +150,9 @@ void FieldReportShelf::receive(const Path& upload, std::string_view manifestText
     files_.syncDirectory(layout_.fieldReports());
 }
 
-void FieldReportShelf::copyInto(const Path& staging, const Path& upload,
-                                std::string_view manifestText,
-                                const FieldReportManifest& manifest) {
+void FieldReportRepository::copyInto(const Path& staging, const Path& upload,
+                                     std::string_view manifestText,
+                                     const FieldReportManifest& manifest) {
     const Path attachments = staging / fieldReportAttachmentsName;
     files_.createDirectory(staging);
     files_.createDirectory(attachments);
@@ -165,7 +165,7 @@ void FieldReportShelf::copyInto(const Path& staging, const Path& upload,
     files_.syncDirectory(attachments);
 }
 
-void FieldReportShelf::copyUnchanging(const Path& from, const Path& to) {
+void FieldReportRepository::copyUnchanging(const Path& from, const Path& to) {
     const auto before = files_.status(from);
     copyNewFile(files_, from, to, {});
     const auto after = files_.status(from);
@@ -177,7 +177,7 @@ void FieldReportShelf::copyUnchanging(const Path& from, const Path& to) {
     }
 }
 
-void FieldReportShelf::checkPlace(const NookeryReceivedFieldReport& report) const {
+void FieldReportRepository::checkPlace(const NookeryReceivedFieldReport& report) const {
     const auto shelf = files_.resolve(layout_.fieldReports());
     const auto folder = files_.resolve(report.folderURL);
     if (!shelf || !folder || *folder != *shelf / report.id.toString()) {
@@ -185,7 +185,8 @@ void FieldReportShelf::checkPlace(const NookeryReceivedFieldReport& report) cons
     }
 }
 
-void FieldReportShelf::rename(const NookeryReceivedFieldReport& report, const std::string& title) {
+void FieldReportRepository::rename(const NookeryReceivedFieldReport& report,
+                                   const std::string& title) {
     checkPlace(report);
     FieldReportWorkingCopy workingCopy(files_, layout_, report);
     NookeryReportWorkingDraft draft = workingCopy.draft();
@@ -193,7 +194,7 @@ void FieldReportShelf::rename(const NookeryReceivedFieldReport& report, const st
     workingCopy.save(draft);
 }
 
-void FieldReportShelf::remove(const NookeryReceivedFieldReport& report) {
+void FieldReportRepository::remove(const NookeryReceivedFieldReport& report) {
     checkPlace(report);
     // First, so that no scan takes the report in again, whenever this ends.
     auto ids = deletedIDs();
@@ -206,7 +207,7 @@ void FieldReportShelf::remove(const NookeryReceivedFieldReport& report) {
     platform_.trash.moveToTrash(report.folderURL);
 }
 
-void FieldReportShelf::removeLeftovers() {
+void FieldReportRepository::removeLeftovers() {
     if (!files_.status(layout_.fieldReports())) return;
     for (const DirectoryEntry& entry : files_.list(layout_.fieldReports())) {
         if (entry.name.native().starts_with(stagingPrefix)) {

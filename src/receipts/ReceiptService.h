@@ -43,14 +43,14 @@ struct ReceiptImport {
 /// and keeps the published list and the database in step. The library's lock is the caller's to
 /// hold when it opens for writing. Messages of errors are whole sentences for the person. Main
 /// thread.
-class ReceiptDesk {
+class ReceiptService {
   public:
     /// Notes the digest of a preserved copy. Answers what was noted before of the same content, for
     /// receipts and memories.
     using NoteOriginal = std::function<std::vector<OriginalFact>(const OriginalFact&)>;
 
-    ReceiptDesk(const Platform& platform, LibraryLayout layout, NoteOriginal noteOriginal);
-    ~ReceiptDesk();
+    ReceiptService(const Platform& platform, LibraryLayout layout, NoteOriginal recordOriginal);
+    ~ReceiptService();
 
     /// Opens the database and loads the list. Throws Error.
     void open();

@@ -37,7 +37,7 @@ SectionMeanings sectionMeanings(const RankingWeights& weights);
 
 /// Sums up a memory's stream: each token once, with its fields and its weighted frequency. Keeps
 /// its working memory from one memory to the next.
-class TokenTally {
+class TermFrequencies {
   public:
     struct Entry {
         TokenId token = 0;
@@ -45,7 +45,7 @@ class TokenTally {
         float weightedFrequency = 0;
     };
 
-    explicit TokenTally(const SectionMeanings& meanings) : meanings_(meanings) {}
+    explicit TermFrequencies(const SectionMeanings& meanings) : meanings_(meanings) {}
 
     /// Takes a stream whose tokens are below `vocabularySize`. What was counted before is gone.
     void count(TokenStream stream, std::size_t vocabularySize);
