@@ -19,6 +19,10 @@ target_compile_options(nookery_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
   -Wcast-align -Wunused -Wimplicit-fallthrough
   $<$<BOOL:${NOOKERY_WERROR}>:-Werror>)
+if(NOOKERY_WERROR OR NOOKERY_SANITIZE)
+  # Everyday and sanitizer builds hold the state of a thread to that thread.
+  target_compile_definitions(nookery_options INTERFACE NOOKERY_CHECK_THREADS)
+endif()
 if(NOOKERY_SANITIZE)
   target_compile_options(nookery_options INTERFACE
     -fsanitize=${NOOKERY_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

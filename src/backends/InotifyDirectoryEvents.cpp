@@ -12,7 +12,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 
 namespace nookery {
 namespace {

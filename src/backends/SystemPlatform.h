@@ -3,9 +3,9 @@
 #include <memory>
 #include <optional>
 
-#include "backends/WorkQueues.h"
 #include "foundation/FileSystem.h"
 #include "platform/Platform.h"
+#include "platform/work/ThreadQueues.h"
 
 namespace nookery {
 

@@ -10,7 +10,7 @@
 #include "fieldreports/FieldReportRepository.h"
 #include "fieldreports/FieldReportScan.h"
 #include "platform/Platform.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 
 namespace nookery {
 

@@ -32,8 +32,7 @@ class DatabaseError : public Error {
     bool isDamaged() const;   ///< not a database, or a damaged one
     bool isReadOnly() const;  ///< the file or its folder may not be written to
 
-    /// What the reader can do about it: a sentence, or empty when there is nothing to say.
-    std::string advice() const;
+    std::string advice() const override;
 
   private:
     DatabaseFailure failure_;

@@ -11,9 +11,16 @@ namespace nookery {
 /// what. Subsystems derive their own types, so that a caller can catch what it can mend.
 class Error : public std::runtime_error {
   public:
-    explicit Error(const std::string& description) : std::runtime_error(description) {}
+    explicit Error(const std::string& description, std::string advice = {})
+        : std::runtime_error(description), advice_(std::move(advice)) {}
 
     std::string description() const { return what(); }
+    /// What the person can do about it, as a sentence of its own; empty when the description has
+    /// said it all.
+    virtual std::string advice() const { return advice_; }
+
+  private:
+    std::string advice_;
 };
 
 /// The person or the program asked for the work to stop. Whatever was finished before is whole.

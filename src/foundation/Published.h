@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/ThreadCheck.h"
+
 namespace nookery {
 
 /// Keeps an observer attached while it lives. Destroying or resetting it detaches the observer;
@@ -34,11 +36,15 @@ class Published {
     Published(const Published&) = delete;
     Published& operator=(const Published&) = delete;
 
-    const T& get() const { return value_; }
-    const T& operator*() const { return value_; }
-    const T* operator->() const { return &value_; }
+    const T& get() const {
+        thread_.demand();
+        return value_;
+    }
+    const T& operator*() const { return get(); }
+    const T* operator->() const { return &get(); }
 
     void set(T value) {
+        thread_.demand();
         value_ = std::move(value);
         announce();
     }
@@ -46,12 +52,14 @@ class Published {
     /// Changes the value in place and announces once, however much `change` did.
     template <typename Change>
     void update(Change&& change) {
+        thread_.demand();
         std::forward<Change>(change)(value_);
         announce();
     }
 
     /// Watching changes nothing, so that whoever may read the value may watch it too.
     [[nodiscard]] Subscription subscribe(Observer observer) const {
+        thread_.demand();
         auto held = std::make_shared<Observer>(std::move(observer));
         observers_.push_back(held);
         return Subscription(held);
@@ -66,6 +74,7 @@ class Published {
         }
     }
 
+    ThreadCheck thread_;
     T value_{};
     mutable std::vector<std::weak_ptr<Observer>> observers_;
 };

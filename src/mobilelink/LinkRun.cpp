@@ -6,7 +6,7 @@
 #include "mobilelink/LinkErrors.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 
 namespace nookery {
 namespace {

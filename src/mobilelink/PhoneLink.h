@@ -6,7 +6,7 @@
 
 #include "foundation/Published.h"
 #include "mobilelink/LinkRun.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 
 namespace nookery {
 

@@ -9,7 +9,7 @@
 
 #include "foundation/Published.h"
 #include "platform/Platform.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 #include "receipts/CrumbReceiptRecognizer.h"
 #include "receipts/CrumbReceiptStore.h"
 #include "receipts/ReceiptList.h"

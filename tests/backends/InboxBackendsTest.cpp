@@ -7,7 +7,7 @@
 
 #include "backends/CloudFolder.h"
 #include "backends/InotifyDirectoryEvents.h"
-#include "backends/WorkQueues.h"
+#include "platform/work/ThreadQueues.h"
 #include "support/TemporaryDirectory.h"
 #include "support/VirtualWorld.h"
 

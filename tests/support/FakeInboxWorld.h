@@ -6,7 +6,7 @@
 
 #include "platform/CloudContainer.h"
 #include "platform/DirectoryEvents.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 
 namespace nookery::testing {
 

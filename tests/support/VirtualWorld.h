@@ -10,7 +10,7 @@
 #include "platform/Log.h"
 #include "platform/Trash.h"
 #include "platform/UserDefaults.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 
 namespace nookery::testing {
 

@@ -12,7 +12,7 @@
 #include "cli/context/CommandContext.h"
 #include "cli/output/TextLayout.h"
 #include "collection/database/LibraryLock.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 
 namespace nookery::cli {
 namespace {

@@ -5,7 +5,7 @@
 #include "fieldreports/NookeryFieldReportReceiver.h"
 #include "mobilelink/PhoneLink.h"
 #include "platform/DirectoryEvents.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 
 namespace nookery::cli {
 namespace {

@@ -17,6 +17,11 @@ bool wantsColour(const Output& output, const Arguments& arguments) {
            (kind == nullptr || std::string_view(kind) != "dumb");
 }
 
+std::string progressText(const OperationProgress& progress) {
+    if (progress.total == 0) return fmt::format("{}: {}", progress.what, progress.done);
+    return fmt::format("{}: {} of {}", progress.what, progress.done, progress.total);
+}
+
 std::string snapshotText(const SnapshotProgress& progress) {
     const bool copiesOriginals = progress.phase == SnapshotProgress::Phase::originals;
     return fmt::format("recovery snapshot: {} {} of {}",
@@ -63,6 +68,14 @@ void CommandContext::tell(const std::optional<RestoreNotice>& notice) {
 void CommandContext::waitUntil(const std::function<bool()>& condition) {
     world_.runUntil(condition);
     messages_.endProgress();
+}
+
+void CommandContext::waitFor(OperationBase& operation) {
+    const std::stop_callback stopping(stop(), [&operation] { operation.stop(); });
+    const Subscription following = operation.progress().subscribe([this](const auto& progress) {
+        if (progress) messages_.progress(progressText(*progress));
+    });
+    waitUntil([&] { return operation.isFinished(); });
 }
 
 std::optional<std::size_t> CommandContext::columns() const {

@@ -12,6 +12,7 @@
 #include "collection/store/CrumbStore.h"
 #include "foundation/Json.h"
 #include "platform/Platform.h"
+#include "platform/work/Operation.h"
 #include "records/LibraryLayout.h"
 
 namespace nookery::cli {
@@ -43,6 +44,16 @@ class CommandContext {
 
     /// Runs what comes back to the main thread until the condition holds.
     void waitUntil(const std::function<bool()>& condition);
+    /// Waits for the end of an operation, shows how far it is, and stops it when the person
+    /// interrupts. The outcome is there afterwards.
+    void waitFor(OperationBase& operation);
+    /// The same, and answers its result. Throws what the operation failed with, and Cancelled when
+    /// it was stopped.
+    template <typename Result>
+    Result resultOf(const OperationPointer<Result>& operation) {
+        waitFor(*operation);
+        return operation->outcome()->get();
+    }
     std::stop_token stop() const { return world_.interrupts.token(); }
     bool isInterrupted() const { return stop().stop_requested(); }
     int interruptDescriptor() const { return world_.interrupts.descriptor(); }

@@ -14,7 +14,7 @@
 #include "collection/capture/IntakeIndex.h"
 #include "collection/capture/IntakeNotice.h"
 #include "platform/Platform.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 #include "records/LibraryLayout.h"
 
 namespace nookery {

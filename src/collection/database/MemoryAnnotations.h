@@ -12,7 +12,7 @@
 #include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
 #include "platform/Platform.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 #include "records/UsageSignal.h"
 
 namespace nookery {

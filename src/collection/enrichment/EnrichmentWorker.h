@@ -13,7 +13,7 @@
 #include "collection/enrichment/ContentsReader.h"
 #include "foundation/Published.h"
 #include "platform/Platform.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 #include "records/CrumbItem.h"
 
 namespace nookery {

@@ -10,7 +10,7 @@
 #include "collection/inbox/InboxScanner.h"
 #include "platform/DirectoryEvents.h"
 #include "platform/Platform.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 
 namespace nookery {
 

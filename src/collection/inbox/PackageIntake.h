@@ -12,7 +12,7 @@
 #include "collection/inbox/MobileManifests.h"
 #include "collection/inbox/PackageContent.h"
 #include "platform/Platform.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 #include "records/LibraryLayout.h"
 
 namespace nookery {

@@ -12,7 +12,7 @@
 #include "collection/safety/SnapshotBuilder.h"
 #include "collection/safety/SnapshotRepository.h"
 #include "platform/Platform.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 #include "records/LibraryLayout.h"
 
 namespace nookery {

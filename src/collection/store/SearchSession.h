@@ -8,7 +8,7 @@
 
 #include "foundation/Published.h"
 #include "platform/Platform.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 #include "records/CrumbItem.h"
 #include "retrieval/RetrievalEngine.h"
 

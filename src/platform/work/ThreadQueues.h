@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/Log.h"
-#include "platform/WorkQueue.h"
+#include "platform/work/WorkQueue.h"
 
 namespace nookery {
 

@@ -1,4 +1,4 @@
-#include "backends/WorkQueues.h"
+#include "platform/work/ThreadQueues.h"
 
 #include <pthread.h>
 #include <sys/resource.h>
