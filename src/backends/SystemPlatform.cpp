@@ -101,6 +101,7 @@ struct SystemPlatform::Parts {
     std::unique_ptr<WorkQueue> searchQueue = makeThreadQueue("search", log);
     std::unique_ptr<WorkQueue> enrichQueue = makeBackgroundPool("enrich", enrichThreadCount(), log);
     std::unique_ptr<WorkQueue> linkQueue = makeThreadQueue("link", log);
+    std::unique_ptr<WorkQueue> filesQueue = makeThreadQueue("files", log);
 
     Platform platform{.clock = clock,
                       .files = *files,
@@ -130,6 +131,7 @@ struct SystemPlatform::Parts {
                       .searchQueue = *searchQueue,
                       .enrichQueue = *enrichQueue,
                       .linkQueue = *linkQueue,
+                      .filesQueue = *filesQueue,
                       .enrichThreadCount = enrichThreadCount(),
                       .applicationIdentifier = NOOKERY_APPLICATION_IDENTIFIER};
 };

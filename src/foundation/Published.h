@@ -57,6 +57,13 @@ class Published {
         announce();
     }
 
+    /// Changes the value in place; the observers see it when the next change is announced.
+    template <typename Change>
+    void updateQuietly(Change&& change) {
+        thread_.demand();
+        std::forward<Change>(change)(value_);
+    }
+
     /// Watching changes nothing, so that whoever may read the value may watch it too.
     [[nodiscard]] Subscription subscribe(Observer observer) const {
         thread_.demand();

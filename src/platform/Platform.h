@@ -64,6 +64,8 @@ struct Platform {
     /// order, at low priority.
     WorkQueue& enrichQueue;
     WorkQueue& linkQueue;
+    /// Opening, settings, removing and trashing.
+    WorkQueue& filesQueue;
 
     int enrichThreadCount;
 

@@ -140,6 +140,7 @@ Platform TestPlatform::platform() {
             .searchQueue = searchQueue,
             .enrichQueue = enrichQueue,
             .linkQueue = linkQueue,
+            .filesQueue = filesQueue,
             .enrichThreadCount = 2,
             .applicationIdentifier = "com.kestrelhq.nookery"};
 }

@@ -91,6 +91,7 @@ class TestPlatform {
     VirtualQueue searchQueue{time};
     VirtualQueue enrichQueue{time};
     VirtualQueue linkQueue{time};
+    VirtualQueue filesQueue{time};
     MemoryDefaults defaults;
     MemoryKeyStore keyStore;
     RecordingLog log;

@@ -45,16 +45,9 @@ CaptureRequest requestFor(CommandContext& context, CrumbStore& store, const Argu
 }
 
 CaptureReport captureAll(CommandContext& context, CrumbStore& store, CaptureRequest request) {
-    std::optional<CaptureReport> report;
-    store.capture(
-        std::move(request), context.stop(),
-        [&](const CaptureProgress& progress) {
-            context.messages().progress(
-                fmt::format("taking in: {} of {} found so far", progress.done, progress.found));
-        },
-        [&](const CaptureReport& finished) { report = finished; });
-    context.waitUntil([&] { return report.has_value(); });
-    return *report;
+    const auto operation = store.capture(std::move(request));
+    context.waitFor(*operation);
+    return reportOf(*operation->outcome());
 }
 
 int runAdd(CommandContext& context, const Arguments& arguments) {

@@ -45,7 +45,7 @@ int runCleanupNames(CommandContext& context, const Arguments& arguments) {
                                                          ". Only titles change; files keep their "
                                                          "names.");
         const CleanupOutcome outcome = store.cleanUpFilenames(candidates);
-        demandSaved(outcome.failure);
+        outcome.failure.throwIfFailed();
         changedCount = outcome.changedCount;
         if (!context.wantsJson()) {
             context.say(fmt::format("Filename Cleanup Complete: {} changed.",

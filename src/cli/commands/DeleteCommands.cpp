@@ -15,7 +15,7 @@ std::vector<Option> destructionOptions() {
 
 int destroy(CommandContext& context, const Arguments& arguments, const std::string& title,
             const std::string& text, std::size_t count,
-            const std::function<void(const CrumbStore::Finished&)>& begin) {
+            const std::function<OperationPointer<DestructiveOutcome>()>& begin) {
     if (arguments.has("dry-run")) {
         if (context.wantsJson()) {
             context.print({{"deleted", 0}, {"snapshot", nullptr}, {"wouldDelete", count}});
@@ -26,18 +26,15 @@ int destroy(CommandContext& context, const Arguments& arguments, const std::stri
         return exitDone;
     }
     context.demandConsent(title, text);
-    std::optional<DestructiveOutcome> outcome;
-    begin([&](const DestructiveOutcome& finished) { outcome = finished; });
-    context.waitUntil([&] { return outcome.has_value(); });
-    demandSaved(outcome->failure);
+    const DestructiveOutcome outcome = context.resultOf(begin());
     if (context.wantsJson()) {
-        const auto& name = outcome->snapshotName;
+        const auto& name = outcome.snapshotName;
         context.print(
-            {{"deleted", outcome->count}, {"snapshot", name ? OrderedJson(*name) : OrderedJson()}});
+            {{"deleted", outcome.count}, {"snapshot", name ? OrderedJson(*name) : OrderedJson()}});
     } else {
-        context.out().writeLine(fmt::format("{} deleted.", outcome->count));
-        context.say(outcome->snapshotName ? "Recovery snapshot: " + *outcome->snapshotName
-                                          : "No recovery snapshot could be taken before.");
+        context.out().writeLine(fmt::format("{} deleted.", outcome.count));
+        context.say(outcome.snapshotName ? "Recovery snapshot: " + *outcome.snapshotName
+                                         : "No recovery snapshot could be taken before.");
     }
     return exitDone;
 }
@@ -66,7 +63,7 @@ int runDelete(CommandContext& context, const Arguments& arguments) {
         "A recovery snapshot is taken first.",
         titlesOf(store, ids));
     return destroy(context, arguments, title, text, ids.size(),
-                   [&](const auto& finished) { store.deleteMemories(ids, finished); });
+                   [&] { return store.remover().deleteMemories(ids); });
 }
 
 int runClear(CommandContext& context, const Arguments& arguments) {
@@ -74,8 +71,7 @@ int runClear(CommandContext& context, const Arguments& arguments) {
     return destroy(context, arguments, "Clear the entire NOOKERY library?",
                    "This removes every memory and every copy NOOKERY owns. Original source files "
                    "outside NOOKERY are not touched.",
-                   store.items()->size(),
-                   [&](const auto& finished) { store.clearLibrary(finished); });
+                   store.items()->size(), [&] { return store.remover().clearLibrary(); });
 }
 
 }  // namespace

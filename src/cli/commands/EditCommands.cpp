@@ -44,7 +44,7 @@ int runEdit(CommandContext& context, const Arguments& arguments) {
     if (auto title = arguments.text("title")) changed.title = std::move(*title);
     if (auto note = arguments.text("note")) changed.note = std::move(*note);
     if (auto text = newText(context, arguments, changed)) changed.text = std::move(*text);
-    demandSaved(store.replaceItem(changed));
+    store.replaceItem(changed).throwIfFailed();
     answer(context, store, changed.id);
     return exitDone;
 }
@@ -76,12 +76,12 @@ int runTag(CommandContext& context, const Arguments& arguments) {
     }
     CrumbStore& store = context.open(LibraryAccess::writing);
     const Uuid id = findMemory(store, arguments.positional(0))->id;
-    auto manual = store.manualTagsOf(id);
+    auto manual = store.annotations().manualTags(id);
     for (const std::string& tag : arguments.values("remove")) {
         removeTag(manual, plainTag(tag), store.tagsOf(id));
     }
     for (const std::string& tag : arguments.values("add")) manual.push_back(plainTag(tag));
-    demandSaved(store.setManualTags(id, manual));
+    context.save([&](Saved saved) { store.setManualTags(id, manual, std::move(saved)); });
     answer(context, store, id);
     return exitDone;
 }

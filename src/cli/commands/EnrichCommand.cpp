@@ -9,21 +9,21 @@
 namespace nookery::cli {
 
 void endEnrichment(CommandContext& context, CrumbStore& store) {
-    store.pauseBackgroundWork();
-    if (!store.isBackgroundWorkUnderWay()) return;
+    store.enrichment().pause();
+    if (!store.enrichment().isUnderWay()) return;
     context.messages().progress("ending what is being read; interrupt again to end at once");
-    context.waitUntil([&] { return !store.isBackgroundWorkUnderWay(); });
+    context.waitUntil([&] { return !store.enrichment().isUnderWay(); });
 }
 
 EnrichmentOutcome finishEnrichment(CommandContext& context, CrumbStore& store) {
     const int waiting = *store.indexingCount();
-    store.startBackgroundWork();
+    store.enrichment().start();
     const auto subscription = store.indexingCount().subscribe([&](int left) {
         context.messages().progress(fmt::format("reading what was taken in: {} left", left));
     });
     context.waitUntil([&] { return context.isInterrupted() || *store.indexingCount() == 0; });
     endEnrichment(context, store);
-    demandSaved(store.enrichmentSaveFailure());
+    store.enrichment().saveFailure().throwIfFailed();
     return {.done = waiting - *store.indexingCount(), .pending = *store.indexingCount()};
 }
 
@@ -65,9 +65,9 @@ void sayWhatIsOff(CommandContext& context) {
 int runEnrich(CommandContext& context, const Arguments& arguments) {
     CrumbStore& store = context.open(LibraryAccess::writing);
     const auto ids = findMemories(store, arguments.positionals());
-    if (!ids.empty()) store.requestEnrichment(ids);
+    if (!ids.empty()) store.enrichment().request(ids);
     const EnrichmentOutcome outcome = finishEnrichment(context, store);
-    const auto failures = store.enrichmentFailures();
+    const auto failures = store.enrichment().failures();
     if (context.wantsJson()) {
         context.print({{"done", outcome.done},
                        {"pending", outcome.pending},

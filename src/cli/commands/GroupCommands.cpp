@@ -47,7 +47,7 @@ int runList(CommandContext& context, const Arguments&) {
 
 int runCreate(CommandContext& context, const Arguments& arguments) {
     CrumbStore& store = context.open(LibraryAccess::writing);
-    demandSaved(store.createGroup(newName(store, arguments.positional(0))));
+    store.groupEdits().create(newName(store, arguments.positional(0))).throwIfFailed();
     printGroups(context, store);
     return exitDone;
 }
@@ -55,7 +55,7 @@ int runCreate(CommandContext& context, const Arguments& arguments) {
 int runRename(CommandContext& context, const Arguments& arguments) {
     CrumbStore& store = context.open(LibraryAccess::writing);
     const Uuid id = findGroup(store, toValidUtf8(arguments.positional(0))).id;
-    demandSaved(store.renameGroup(id, newName(store, arguments.positional(1))));
+    store.groupEdits().rename(id, newName(store, arguments.positional(1))).throwIfFailed();
     printGroups(context, store);
     return exitDone;
 }
@@ -66,7 +66,7 @@ int runDelete(CommandContext& context, const Arguments& arguments) {
     const std::string what = fmt::format("Delete the group \"{}\"?", printable(group.name));
     return destroy(context, arguments, what,
                    "Its memories stay, without a group. A recovery snapshot is taken first.", 1,
-                   [&](const auto& finished) { store.deleteGroup(group.id, finished); });
+                   [&] { return store.remover().deleteGroup(group.id); });
 }
 
 int assign(CommandContext& context, const std::vector<std::string>& prefixes,
@@ -74,7 +74,7 @@ int assign(CommandContext& context, const std::vector<std::string>& prefixes,
     CrumbStore& store = context.open(LibraryAccess::writing);
     std::optional<Uuid> groupID;
     if (groupName) groupID = findGroup(store, toValidUtf8(*groupName)).id;
-    demandSaved(store.assignToGroup(findMemories(store, prefixes), groupID));
+    store.groupEdits().assign(findMemories(store, prefixes), groupID).throwIfFailed();
     printGroups(context, store);
     return exitDone;
 }

@@ -13,8 +13,6 @@
 namespace nookery::cli {
 namespace {
 
-constexpr std::size_t batchCount = 1000;
-
 /// Standard input in a file's clothes, for the reader of lines.
 class StandardInputFile final : public ReadableFile {
   public:
@@ -36,77 +34,30 @@ std::unique_ptr<ReadableFile> openImport(CommandContext& context, const std::str
     return files.openForReading(*real);
 }
 
-/// Memories on their way in, saved some at a time.
-class Import {
-  public:
-    Import(CommandContext& context, CrumbStore& store) : context_(context), store_(store) {}
-
-    void read(JsonLinesReader& reader) {
-        while (!context_.isInterrupted()) {
-            auto next = reader.next();
-            if (!next) break;
-            if (auto* failure = std::get_if<ImportFailure>(&*next)) {
-                failures_.push_back(std::move(*failure));
-            } else {
-                take(std::get<ImportedMemory>(std::move(*next)));
-            }
-        }
-        save();
-    }
-
-    std::size_t added() const { return added_; }
-    const std::vector<ImportFailure>& failures() const { return failures_; }
-
-  private:
-    void take(ImportedMemory memory) {
-        if (!memory.tags.empty()) tags_[memory.item.id] = std::move(memory.tags);
-        records_.push_back(std::make_shared<const CrumbItem>(std::move(memory.item)));
-        if (records_.size() == batchCount) save();
-    }
-
-    void save() {
-        if (records_.empty()) return;
-        demandSaved(store_.addRecords(records_, tags_));
-        added_ += records_.size();
-        records_.clear();
-        tags_.clear();
-        context_.messages().progress(fmt::format("{} memories in", added_));
-    }
-
-    CommandContext& context_;
-    CrumbStore& store_;
-    CrumbItemList records_;
-    CrumbStore::TagsByID tags_;
-    std::size_t added_ = 0;
-    std::vector<ImportFailure> failures_;
-};
-
-void answer(CommandContext& context, const Import& import) {
-    context.messages().endProgress();
+void answer(CommandContext& context, const ImportReport& report) {
     if (context.wantsJson()) {
         OrderedJson failed = OrderedJson::array();
-        for (const ImportFailure& failure : import.failures()) {
+        for (const ImportFailure& failure : report.failures) {
             failed.push_back({{"line", failure.line}, {"message", failure.message}});
         }
-        context.print({{"added", import.added()}, {"failed", std::move(failed)}});
+        context.print({{"added", report.addedCount}, {"failed", std::move(failed)}});
         return;
     }
-    for (const ImportFailure& failure : import.failures()) {
+    for (const ImportFailure& failure : report.failures) {
         context.say(printable(fmt::format("line {}: {}", failure.line, failure.message)));
     }
     context.out().writeLine(fmt::format("{} added, {} failed.",
-                                        counted(import.added(), "memory", "memories"),
-                                        counted(import.failures().size(), "line", "lines")));
+                                        counted(report.addedCount, "memory", "memories"),
+                                        counted(report.failures.size(), "line", "lines")));
 }
 
 int runImport(CommandContext& context, const Arguments& arguments) {
-    JsonLinesReader reader(openImport(context, arguments.positional(0)), context.platform().clock);
+    auto file = openImport(context, arguments.positional(0));
     CrumbStore& store = context.open(LibraryAccess::writing);
-    Import import(context, store);
-    import.read(reader);
-    answer(context, import);
-    if (context.isInterrupted()) return exitInterrupted;
-    return import.failures().empty() ? exitDone : exitFailed;
+    const ImportReport report = context.resultOf(store.import(std::move(file)));
+    answer(context, report);
+    if (report.cancelled) return exitInterrupted;
+    return report.failures.empty() ? exitDone : exitFailed;
 }
 
 /// Writes each line of the library and counts them.

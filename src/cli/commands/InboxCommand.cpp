@@ -16,43 +16,43 @@ struct Taking {
     std::vector<CaptureMessage> waiting;
 };
 
-std::optional<Taking> takeOnce(CommandContext& context, CrumbStore& store) {
-    std::optional<Taking> taking;
+Taking takeOnce(CommandContext& context, CrumbStore& store) {
     const auto tell = [&](int left) {
         if (left > 0) context.messages().progress(fmt::format("taking in: {} left", left));
     };
     const auto localCounts = store.inboxImportCount().subscribe(tell);
     const auto cloudCounts = store.cloudImportCount().subscribe(tell);
     context.messages().progress("waiting for the inboxes to hold still");
-    store.takeFromInboxes(context.stop(), [&](const std::vector<InboxReport>& reports,
-                                              const std::vector<InboxWaiting>& waiting) {
-        taking.emplace();
-        for (const InboxReport& part : reports) append(taking->report, part.taken);
-        for (const InboxWaiting& entry : waiting) {
-            taking->waiting.push_back({displayName(entry.path), entry.reason});
-        }
-    });
-    context.waitUntil([&] { return taking || context.isInterrupted(); });
+    const auto operation = store.inboxes().takeOnce();
+    operation->stopWith(context.stop());
+    context.waitUntil([&] { return operation->isFinished() || context.isInterrupted(); });
+    if (!operation->isFinished()) throw Cancelled();
+    const InboxesTaken& taken = operation->outcome()->get();
+    Taking taking;
+    for (const InboxReport& part : taken.reports) append(taking.report, part.taken);
+    for (const InboxWaiting& entry : taken.waiting) {
+        taking.waiting.push_back({displayName(entry.path), entry.reason});
+    }
     return taking;
 }
 
 int runTake(CommandContext& context, const Arguments&) {
     CrumbStore& store = context.open(LibraryAccess::writing);
-    const auto taking = takeOnce(context, store);
-    if (!taking || taking->report.cancelled) throw Cancelled();
+    const Taking taking = takeOnce(context, store);
+    if (taking.report.cancelled) throw Cancelled();
     const CloudLookup cloud = context.platform().cloud.locate();
     if (!cloud.container && cloud.isWanted) context.say(cloud.reason);
     if (context.wantsJson()) {
-        OrderedJson answer = captureReportJson(store, taking->report);
-        answer["waiting"] = captureMessagesJson(taking->waiting);
+        OrderedJson answer = captureReportJson(store, taking.report);
+        answer["waiting"] = captureMessagesJson(taking.waiting);
         context.print(answer);
     } else {
-        printCaptureReport(context, store, taking->report);
-        for (const CaptureMessage& entry : taking->waiting) {
+        printCaptureReport(context, store, taking.report);
+        for (const CaptureMessage& entry : taking.waiting) {
             context.say(printable(fmt::format("left there: {}: {}", entry.source, entry.message)));
         }
     }
-    return taking->report.failed.empty() ? exitDone : exitFailed;
+    return taking.report.failed.empty() ? exitDone : exitFailed;
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ struct Query {
 
 /// Runs one search to its final order.
 const SearchResult& finalResult(CommandContext& context, CrumbStore& store, const Query& query) {
-    store.setSearchText(query.text, query.limit, query.depth);
+    store.search().setText(query.text, query.limit, query.depth);
     context.waitUntil([&] { return store.searchResult()->isFinal || context.isInterrupted(); });
     if (!store.searchResult()->isFinal) throw Cancelled();
     return *store.searchResult();
@@ -160,8 +160,8 @@ int runSearch(CommandContext& context, const Arguments& arguments) {
         return exitDone;
     }
     if (!explanation.empty()) context.out().writeLine(printableLines(explanation));
-    if (!store.browsingText().empty()) {
-        context.say(store.browsingText() + " " + store.statusText());
+    if (!store.search().browsingText().empty()) {
+        context.say(store.search().browsingText() + " " + store.search().statusText());
     }
     printResult(context, store, result, query);
     return exitDone;

@@ -184,7 +184,7 @@ int runOpen(CommandContext& context, const Arguments& arguments) {
     const std::string target = targetOf(*item);
     demandOriginal(context, *item);
     openOnDesktop(target);
-    demandSaved(store.recordSelection(item->id));
+    context.save([&](Saved saved) { store.recordSelection(item->id, std::move(saved)); });
     if (context.wantsJson()) context.print(memoryJson(store, *item));
     return exitDone;
 }

@@ -51,20 +51,10 @@ int runList(CommandContext& context, const Arguments&) {
 }
 
 int runTake(CommandContext& context, const Arguments&) {
-    const CrumbStore& store = context.open(LibraryAccess::writing);
-    std::optional<CrumbRecoverySnapshots::Outcome> outcome;
-    store.recoverySnapshots()->take(
-        "by-hand",
-        [&](const SnapshotProgress& progress) {
-            context.messages().progress(
-                fmt::format("snapshot: {} of {}", progress.done, progress.total));
-        },
-        context.stop(), [&](const auto& finished) { outcome = finished; });
-    context.waitUntil([&] { return outcome.has_value(); });
-    if (!outcome->snapshotName && context.isInterrupted()) throw Cancelled();
-    demandSaved(outcome->failure);
+    CrumbStore& store = context.open(LibraryAccess::writing);
+    const std::string name = context.resultOf(store.recoverySnapshots().take("by-hand"));
     for (const SnapshotSummary& summary : summaries(context)) {
-        if (summary.name != outcome->snapshotName) continue;
+        if (summary.name != name) continue;
         if (context.wantsJson()) {
             context.print(summaryJson(summary));
         } else {

@@ -84,7 +84,7 @@ OrderedJson inboxWaiting(CommandContext& context) {
 
 OrderedJson gather(CommandContext& context) {
     const auto start = std::chrono::steady_clock::now();
-    const CrumbStore& store = context.open(LibraryAccess::reading);
+    CrumbStore& store = context.open(LibraryAccess::reading);
     const std::chrono::duration<double, std::milli> elapsed =
         std::chrono::steady_clock::now() - start;
     FileSystem& files = context.platform().files;
@@ -102,7 +102,7 @@ OrderedJson gather(CommandContext& context) {
             {"startMillis", elapsed.count()},
             {"inboxWaiting", inboxWaiting(context)},
             {"waiting", *store.indexingCount()},
-            {"unreadable", store.enrichmentFailures().size()},
+            {"unreadable", store.enrichment().failures().size()},
             {"meaning", embedder ? OrderedJson(embedder->modelName()) : OrderedJson()}};
 }
 

@@ -22,13 +22,6 @@ std::string progressText(const OperationProgress& progress) {
     return fmt::format("{}: {} of {}", progress.what, progress.done, progress.total);
 }
 
-std::string snapshotText(const SnapshotProgress& progress) {
-    const bool copiesOriginals = progress.phase == SnapshotProgress::Phase::originals;
-    return fmt::format("recovery snapshot: {} {} of {}",
-                       copiesOriginals ? "original" : "database page", progress.done,
-                       progress.total);
-}
-
 }  // namespace
 
 CommandContext::CommandContext(World world, Output& output, const Arguments& arguments)
@@ -44,12 +37,9 @@ CommandContext::~CommandContext() { messages_.endProgress(); }
 CrumbStore& CommandContext::open(LibraryAccess access, SessionLength length) {
     if (access == LibraryAccess::reading) demandLibrary();
     store_ = std::make_unique<CrumbStore>(world_.platform, layout(), access);
-    store_->start(length);
+    resultOf(store_->open(length));
     tell(store_->restoreNotice());
     if (store_->startFailure()) throw Error(*store_->startFailure());
-    snapshotProgress_ = store_->snapshotProgress().subscribe([this](const auto& progress) {
-        if (progress) messages_.progress(snapshotText(*progress));
-    });
     return *store_;
 }
 
@@ -68,6 +58,13 @@ void CommandContext::tell(const std::optional<RestoreNotice>& notice) {
 void CommandContext::waitUntil(const std::function<bool()>& condition) {
     world_.runUntil(condition);
     messages_.endProgress();
+}
+
+void CommandContext::save(const std::function<void(Saved)>& begin) {
+    std::optional<SaveFailure> outcome;
+    begin([&](const SaveFailure& failure) { outcome = failure; });
+    waitUntil([&] { return outcome.has_value(); });
+    outcome->throwIfFailed();
 }
 
 void CommandContext::waitFor(OperationBase& operation) {
@@ -102,9 +99,5 @@ void CommandContext::demandConsent(const std::string& title, const std::string& 
 }
 
 Timestamp CommandContext::now() const { return world_.platform.clock.now(); }
-
-void demandSaved(const SaveFailure& failure) {
-    if (failure) throw Error(*failure);
-}
 
 }  // namespace nookery::cli

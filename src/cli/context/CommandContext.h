@@ -44,6 +44,9 @@ class CommandContext {
 
     /// Runs what comes back to the main thread until the condition holds.
     void waitUntil(const std::function<bool()>& condition);
+    /// Begins a change that is saved elsewhere, and waits until it is durable. Throws Error when it
+    /// is not.
+    void save(const std::function<void(Saved)>& begin);
     /// Waits for the end of an operation, shows how far it is, and stops it when the person
     /// interrupts. The outcome is there afterwards.
     void waitFor(OperationBase& operation);
@@ -85,10 +88,6 @@ class CommandContext {
     Style style_;
     Messages messages_;
     std::unique_ptr<CrumbStore> store_;
-    Subscription snapshotProgress_;
 };
-
-/// Throws Error with the failure's words when a change did not reach the disk.
-void demandSaved(const SaveFailure& failure);
 
 }  // namespace nookery::cli

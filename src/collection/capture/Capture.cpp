@@ -16,4 +16,13 @@ void append(CaptureReport& whole, const CaptureReport& part) {
     whole.cancelled |= part.cancelled;
 }
 
+CaptureReport reportOf(const Outcome<CaptureReport>& outcome) {
+    if (outcome.isDone()) return outcome.get();
+    const Failure* failure = outcome.failure();
+    CaptureReport report;
+    report.cancelled = failure == nullptr;
+    if (failure != nullptr) report.failed.push_back({"", failure->message});
+    return report;
+}
+
 }  // namespace nookery

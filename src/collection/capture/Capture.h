@@ -8,6 +8,7 @@
 
 #include "foundation/FileSystem.h"
 #include "platform/ContentDigest.h"
+#include "platform/work/Outcome.h"
 #include "records/CrumbItem.h"
 
 namespace nookery {
@@ -79,17 +80,7 @@ struct CaptureReport {
 /// Adds what a further request came to.
 void append(CaptureReport& whole, const CaptureReport& part);
 
-struct CaptureProgress {
-    std::size_t done = 0;   ///< sources that are in one of the report's lists
-    std::size_t found = 0;  ///< so far: folders are walked while files are taken
-};
-
-/// A memory ready to be committed. Its original, if it has one, lies under its final name in
-/// `Items`, synced, and is removed again when the commit fails.
-struct PreparedMemory {
-    CrumbItem item;                      ///< complete
-    std::vector<std::string> tags;       ///< manual tags to set
-    std::optional<Sha256Digest> digest;  ///< of the original
-};
+/// What a capture came to as a report: one that failed as a whole names no source.
+CaptureReport reportOf(const Outcome<CaptureReport>& outcome);
 
 }  // namespace nookery

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "collection/capture/Capture.h"
+#include "collection/database/Library.h"
 #include "collection/originals/OriginalCopy.h"
 
 namespace nookery {
@@ -26,7 +27,7 @@ struct CaptureEntry {
 
     Stage stage = Stage::gathered;
     std::string source;  ///< how a report calls it
-    PreparedMemory memory;
+    NewMemory memory;
     std::optional<OriginalCopy> original;
     std::optional<CaptureOrigin> origin;
     Path wishedName;                ///< in `Items`

@@ -1,6 +1,8 @@
+#include "collection/capture/CaptureRecovery.h"
+
 #include <unordered_set>
 
-#include "collection/capture/CaptureService.h"
+#include "collection/capture/CaptureWork.h"
 #include "collection/database/Sidecar.h"
 #include "platform/Log.h"
 
@@ -54,19 +56,20 @@ void removeRemains(FileSystem& files, Sidecar& sidecar, const LibraryLayout& lay
 
 }  // namespace
 
-void CaptureService::recover() {
+void removeInterruptedCaptures(const Platform& platform, const LibraryLayout& layout,
+                               Sidecar& sidecar, const CrumbItemList& all) {
     try {
-        removeTree(platform_.files, incomingFolder(layout_));
-        const auto pending = sidecar_.pendingOriginals();
+        removeTree(platform.files, incomingFolder(layout));
+        const auto pending = sidecar.pendingOriginals();
         if (pending.empty()) return;
-        const auto kept = originalNames(owner_.all());
+        const auto kept = originalNames(all);
         for (const Path& relativePath : pending) {
             if (kept.contains(relativePath.filename().native())) continue;
-            removeRemains(platform_.files, sidecar_, layout_, relativePath);
+            removeRemains(platform.files, sidecar, layout, relativePath);
         }
-        sidecar_.removePendingOriginals(pending);
+        sidecar.removePendingOriginals(pending);
     } catch (const Error& error) {
-        platform_.log.line("NOOKERY capture recovery error: " + error.description());
+        platform.log.line("NOOKERY capture recovery error: " + error.description());
     }
 }
 

@@ -4,13 +4,14 @@
 #include <set>
 #include <unordered_set>
 
+#include "collection/capture/CaptureWork.h"
 #include "collection/database/Sidecar.h"
 #include "collection/originals/OriginalNames.h"
 #include "platform/Log.h"
 
 namespace nookery {
 
-/// What the accepted entries of a batch have laid their hands on.
+/// The contents, links and names that the accepted entries of a batch have reserved.
 struct CaptureReservations {
     std::set<Sha256Digest> digests;
     std::unordered_set<std::string> links;
@@ -28,6 +29,17 @@ struct CaptureReservations {
     }
 };
 
+/// One request while it waits and runs. Main thread, but for `work`, which is the capture queue's.
+struct CaptureService::Job {
+    std::shared_ptr<CaptureWork> work;
+    OperationPointer<CaptureReport> operation;
+    CaptureReport report{};
+    std::size_t doneCount = 0;
+    std::size_t foundCount = 0;
+
+    bool isStopped() const { return operation->control().isStopRequested(); }
+};
+
 namespace {
 
 using Stage = CaptureEntry::Stage;
@@ -42,51 +54,98 @@ bool hasOpenEntries(const CaptureBatch& batch) {
                        [](const CaptureEntry& entry) { return entry.isOpen(); });
 }
 
+/// Whether the entry is compared with what the index knows. A text has nothing to be known by.
+bool needsIndex(const CaptureEntry& entry) {
+    return entry.isOpen() && (entry.original || !entry.linkIdentity.empty());
+}
+
 }  // namespace
 
 CaptureService::CaptureService(const Platform& platform, LibraryLayout layout, Sidecar& sidecar,
-                               Owner owner)
-    : platform_(platform),
-      layout_(std::move(layout)),
-      sidecar_(sidecar),
-      owner_(std::move(owner)) {}
+                               Library& library)
+    : platform_(platform), layout_(std::move(layout)), sidecar_(sidecar), library_(library) {}
 
 CaptureService::~CaptureService() {
-    for (const auto& job : jobs_) job->stop.request_stop();
+    for (const auto& job : jobs_) job->operation->stop();
 }
 
-void CaptureService::capture(CaptureRequest request, std::stop_token stop, Progress progress,
-                             Finished finished) {
-    auto job = std::make_unique<CaptureJob>();
-    job->relay.emplace(std::move(stop), [source = job->stop]() mutable { source.request_stop(); });
+OperationPointer<CaptureReport> CaptureService::capture(CaptureRequest request) {
+    if (const SaveFailure refused = library_.refusal()) {
+        return Operation<CaptureReport>::ended(
+            platform_.mainQueue,
+            Outcome<CaptureReport>::failed({refused.message(), refused.advice(), {}}));
+    }
+    auto job = std::make_unique<Job>();
+    job->operation = Operation<CaptureReport>::create(platform_.mainQueue);
     job->work = std::make_shared<CaptureWork>(platform_, layout_, std::move(request),
-                                              job->stop.get_token());
-    job->progress = std::move(progress);
-    job->finished = std::move(finished);
+                                              job->operation->control().stopToken());
+    const auto operation = job->operation;
     jobs_.push_back(std::move(job));
     if (jobs_.size() == 1) gather();
+    return operation;
 }
 
 void CaptureService::remember(std::span<const CrumbItemPointer> added) {
-    if (!index_) return;
-    for (const auto& item : added) index_->add(*item);
+    if (index_) {
+        for (const auto& item : added) index_->add(*item);
+    } else if (indexIsBeingBuilt_) {
+        addedMeanwhile_.insert(addedMeanwhile_.end(), added.begin(), added.end());
+    }
 }
 
-/// Gathered anew when it is next needed: what a removed memory had hidden comes to light again.
-void CaptureService::forgetRemoved() { index_.reset(); }
+/// The index is built anew when it is next needed: what a removed memory had hidden comes to light
+/// again.
+void CaptureService::forgetRemoved() {
+    index_.reset();
+    removedMeanwhile_ = true;
+}
+
+/// Runs the work on the capture queue, then the reply here. Work that fails as a whole ends its
+/// request, and the next one has its turn.
+template <typename Work, typename Reply>
+void CaptureService::onCaptureQueue(const Batch& batch, Work work, Reply reply) {
+    Task::run(platform_.captureQueue, platform_.mainQueue, guard_, std::move(work),
+              [this, batch, reply = std::move(reply)](auto outcome) mutable {
+                  if (outcome.isDone()) return reply(std::move(outcome.get()));
+                  const Failure* failure = outcome.failure();
+                  giveUp(batch, failure != nullptr ? *failure : Failure{"It was stopped.", {}, {}});
+              });
+}
 
 void CaptureService::gather() {
     auto batch = std::make_shared<CaptureBatch>();
-    onCaptureQueue([work = jobs_.front()->work, batch] { *batch = work->gather(); },
-                   [this, batch] { decide(batch); });
+    onCaptureQueue(
+        batch, [work = jobs_.front()->work, batch] { *batch = work->gather(); },
+        [this, batch](Nothing) { prepareIndex(batch); });
+}
+
+/// The index of a large library takes a while to build, so that is done on the capture queue, over
+/// the memories there are now; what is added or removed meanwhile follows.
+void CaptureService::prepareIndex(const Batch& batch) {
+    const auto& entries = batch->entries;
+    if (index_ || std::none_of(entries.begin(), entries.end(), needsIndex)) return decide(batch);
+    indexIsBeingBuilt_ = true;
+    removedMeanwhile_ = false;
+    onCaptureQueue(
+        batch, [all = library_.all()] { return IntakeIndex(all); },
+        [this, batch](IntakeIndex index) {
+            indexIsBeingBuilt_ = false;
+            if (removedMeanwhile_) addedMeanwhile_.clear();
+            if (removedMeanwhile_) return prepareIndex(batch);
+            index_ = std::move(index);
+            remember(std::exchange(addedMeanwhile_, {}));
+            decide(batch);
+        });
 }
 
 void CaptureService::decide(const Batch& batch) {
-    jobs_.front()->foundCount = batch->foundCount;
-    announceCount();
-    if (!jobs_.front()->stop.stop_requested()) accept(*batch);
-    onCaptureQueue([work = jobs_.front()->work, batch] { work->settle(*batch); },
-                   [this, batch] { commit(batch); });
+    Job& job = *jobs_.front();
+    job.foundCount = batch->foundCount;
+    tellProgress();
+    if (!job.isStopped()) accept(*batch);
+    onCaptureQueue(
+        batch, [work = job.work, batch] { work->settle(*batch); },
+        [this, batch](Nothing) { commit(batch); });
 }
 
 void CaptureService::accept(CaptureBatch& batch) {
@@ -131,9 +190,9 @@ bool CaptureService::isTaken(const Path& name, const CaptureReservations& reserv
            sidecar_.original(relativePath(name));
 }
 
-std::optional<Uuid> CaptureService::knownTwin(const CaptureEntry& entry) {
+std::optional<Uuid> CaptureService::knownTwin(const CaptureEntry& entry) const {
     if (entry.original) return knownOriginal(*entry.original);
-    if (!entry.linkIdentity.empty()) return index().linkWithIdentity(entry.linkIdentity);
+    if (!entry.linkIdentity.empty() && index_) return index_->linkWithIdentity(entry.linkIdentity);
     return std::nullopt;
 }
 
@@ -142,7 +201,7 @@ std::optional<Uuid> CaptureService::knownOriginal(const OriginalCopy& original) 
     for (const OriginalFact& fact : sidecar_.originalsWithDigest(original.digest)) {
         // A file inside a folder original belongs to that memory; it is not a memory itself.
         if (fact.relativePath != relativePath(fact.relativePath.filename())) continue;
-        if (!owner_.find(fact.memoryID)) continue;
+        if (!library_.find(fact.memoryID)) continue;
         const auto status = platform_.files.status(layout_.library() / fact.relativePath);
         if (status && status->byteCount == fact.byteCount) return fact.memoryID;
     }
@@ -187,12 +246,20 @@ void CaptureService::withdrawNames(CaptureBatch& batch) {
 
 void CaptureService::commit(const Batch& batch) {
     findOtherVersions(*batch);
-    std::vector<PreparedMemory> ready;
+    std::vector<NewMemory> ready;
     for (CaptureEntry& entry : batch->entries) {
         if (entry.stage == Stage::ready) ready.push_back(std::move(entry.memory));
     }
     if (ready.empty()) return closeRound(batch);
-    const Committed committed = owner_.commit(ready);
+    const auto memories = std::make_shared<std::vector<NewMemory>>(std::move(ready));
+    library_.add(*memories,
+                 guard_.guarded([this, batch, memories](const Library::Committed& committed) {
+                     finishCommit(batch, std::move(*memories), committed);
+                 }));
+}
+
+void CaptureService::finishCommit(const Batch& batch, std::vector<NewMemory> ready,
+                                  const Library::Committed& committed) {
     auto next = ready.begin();
     for (CaptureEntry& entry : batch->entries) {
         if (entry.stage == Stage::ready) entry.memory = std::move(*next++);
@@ -201,30 +268,29 @@ void CaptureService::commit(const Batch& batch) {
         markAdded(*batch, committed);
         return closeRound(batch);
     }
-    index_.reset();
+    forgetRemoved();
     for (CaptureEntry& entry : batch->entries) {
-        if (entry.stage == Stage::ready)
-            entry.fail(committed.problem.value_or("It was not saved."));
+        if (entry.stage == Stage::ready) entry.fail(committed.problem.message());
     }
-    onCaptureQueue([work = jobs_.front()->work, batch] { work->discard(*batch); },
-                   [this, batch] { closeRound(batch); });
+    onCaptureQueue(
+        batch, [work = jobs_.front()->work, batch] { work->discard(*batch); },
+        [this, batch](Nothing) { closeRound(batch); });
 }
 
 void CaptureService::findOtherVersions(CaptureBatch& batch) {
     for (CaptureEntry& entry : batch.entries) {
-        if (entry.stage != Stage::ready) continue;
-        if (entry.finalName) entry.otherVersion = index().otherVersionOf(*entry.finalName);
-        // A text has nothing to be known by, and need not wait for the index.
-        if (entry.memory.item.kind != CrumbKind::text) index().add(entry.memory.item);
+        if (entry.stage != Stage::ready || !index_) continue;
+        if (entry.finalName) entry.otherVersion = index_->otherVersionOf(*entry.finalName);
+        index_->add(entry.memory.item);
     }
 }
 
-void CaptureService::markAdded(CaptureBatch& batch, const Committed& committed) {
+void CaptureService::markAdded(CaptureBatch& batch, const Library::Committed& committed) {
     std::vector<Path> names;
     for (CaptureEntry& entry : batch.entries) {
         if (entry.stage != Stage::ready) continue;
         entry.stage = Stage::added;
-        if (committed.problem && entry.message.empty()) entry.message = *committed.problem;
+        if (committed.problem && entry.message.empty()) entry.message = committed.problem.message();
         if (entry.finalName) names.push_back(relativePath(*entry.finalName));
     }
     // After a problem the notes stay, in case that the records do not survive a power cut.
@@ -238,17 +304,16 @@ void CaptureService::markAdded(CaptureBatch& batch, const Committed& committed) 
 }
 
 void CaptureService::closeRound(const Batch& batch) {
-    const bool isStopped = jobs_.front()->stop.stop_requested();
-    if (hasOpenEntries(*batch) && !isStopped) {
-        decide(batch);
+    if (hasOpenEntries(*batch) && !jobs_.front()->isStopped()) {
+        prepareIndex(batch);
     } else {
         finishBatch(batch);
     }
 }
 
 void CaptureService::finishBatch(const Batch& batch) {
-    CaptureJob& job = *jobs_.front();
-    if (hasOpenEntries(*batch) || (job.stop.stop_requested() && !batch->isLast)) {
+    Job& job = *jobs_.front();
+    if (hasOpenEntries(*batch) || (job.isStopped() && !batch->isLast)) {
         job.report.cancelled = true;
         for (CaptureEntry& entry : batch->entries) {
             // Nothing of it is left but a name in the sidecar.
@@ -264,9 +329,8 @@ void CaptureService::finishBatch(const Batch& batch) {
         const bool isNotable = entry.stage == Stage::added || entry.stage == Stage::duplicate;
         if (isNotable) notice = noticeOf(entry);
     }
-    if (notice) owner_.announce(*notice);
-    announceCount();
-    if (job.progress) job.progress({job.doneCount, job.foundCount});
+    if (notice) library_.announce(*notice);
+    tellProgress();
     if (batch->isLast || job.report.cancelled) {
         finishJob();
     } else {
@@ -274,9 +338,10 @@ void CaptureService::finishBatch(const Batch& batch) {
     }
 }
 
-void CaptureService::announceCount() const {
-    const CaptureJob& job = *jobs_.front();
-    owner_.importCountChanged(static_cast<int>(job.foundCount - job.doneCount));
+void CaptureService::tellProgress() const {
+    const Job& job = *jobs_.front();
+    library_.setIntakeCount(IntakeRoad::capture, static_cast<int>(job.foundCount - job.doneCount));
+    job.operation->control().report({"taking in", job.doneCount, job.foundCount});
 }
 
 void CaptureService::report(const CaptureEntry& entry) {
@@ -321,33 +386,39 @@ IntakeNotice CaptureService::noticeOf(const CaptureEntry& entry) const {
 }
 
 std::string CaptureService::titleOf(const Uuid& id) const {
-    const auto item = owner_.find(id);
+    const auto item = library_.find(id);
     return item ? item->title : std::string();
 }
 
 void CaptureService::finishJob() {
-    onCaptureQueue([work = jobs_.front()->work] { work->finish(); },
-                   [this] {
-                       const auto job = std::move(jobs_.front());
-                       jobs_.pop_front();
-                       owner_.importCountChanged(0);
-                       if (!jobs_.empty()) gather();
-                       job->finished(job->report);
-                   });
+    onCaptureQueue(
+        nullptr, [work = jobs_.front()->work] { work->finish(); },
+        [this](Nothing) {
+            const auto job = std::move(jobs_.front());
+            jobs_.pop_front();
+            library_.setIntakeCount(IntakeRoad::capture, 0);
+            if (!jobs_.empty()) gather();
+            job->operation->finish(Outcome<CaptureReport>::done(std::move(job->report)));
+        });
 }
 
-IntakeIndex& CaptureService::index() {
-    if (!index_) index_.emplace(owner_.all());
-    return *index_;
-}
-
-/// The reply runs on the main thread, unless the service is gone by then.
-void CaptureService::onCaptureQueue(std::function<void()> work, std::function<void()> reply) {
-    platform_.captureQueue.async([&mainQueue = platform_.mainQueue, work = std::move(work),
-                                  reply = std::function<void()>(guard_.guarded(std::move(reply)))] {
-        work();
-        mainQueue.async(reply);
-    });
+/// Something went wrong that is no fault of one entry. What was committed stays; what lies under
+/// temporary names is removed at the next start.
+void CaptureService::giveUp(const Batch& batch, const Failure& failure) {
+    const auto job = std::move(jobs_.front());
+    jobs_.pop_front();
+    platform_.log.line("NOOKERY capture error: " + failure.message);
+    const bool namesSources = batch && !batch->entries.empty();
+    if (!namesSources) job->report.failed.push_back({"", failure.message});
+    if (namesSources) {
+        for (const CaptureEntry& entry : batch->entries) {
+            if (entry.stage == Stage::added) continue;
+            job->report.failed.push_back({entry.source, failure.message});
+        }
+    }
+    library_.setIntakeCount(IntakeRoad::capture, 0);
+    if (!jobs_.empty()) gather();
+    job->operation->finish(Outcome<CaptureReport>::done(std::move(job->report)));
 }
 
 }  // namespace nookery

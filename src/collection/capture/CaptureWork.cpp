@@ -118,7 +118,6 @@ void CaptureWork::beginFile(CaptureEntry& entry, const FoundFile& file) {
                                  .digest = entry.original->digest,
                                  .memoryID = {}};
     entry.wishedName = originalName(file.name);
-    entry.memory.digest = entry.original->digest;
     entry.memory.item.title = titleFromFileName(file.name);
     entry.memory.item.kind = entry.original->type.isImage() ? CrumbKind::image : CrumbKind::file;
 }

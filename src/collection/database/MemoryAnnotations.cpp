@@ -10,7 +10,6 @@
 #include "foundation/Text.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
-#include "platform/UserDefaults.h"
 #include "records/DefaultsKeys.h"
 #include "retrieval/text/Hashtags.h"
 
@@ -42,40 +41,9 @@ void fromJson(const Json& value, Timestamp& date) {
     date = Timestamp::since2001(value.get<double>());
 }
 
-template <typename Map>
-std::string encode(const Map& map) {
-    Json object = Json::object();
-    for (const auto& [id, value] : map) object[id.toString()] = toJson(value);
-    return toJsonText(object);
-}
-
-template <typename Map>
-Map decode(std::string_view bytes) {
-    Map map;
-    const Json object = parseJson(bytes);
-    if (!object.is_object()) throw JsonError("Expected a JSON object.");
-    for (const auto& [key, value] : object.items()) {
-        const auto id = Uuid::parse(key);
-        if (!id) throw JsonError(fmt::format("Not a memory id: {}", key));
-        fromJson(value, map[*id]);
-    }
-    return map;
-}
-
-template <typename Map>
-Map loadMap(const Platform& platform, std::string_view key) {
-    const auto bytes = platform.defaults.get(key);
-    if (!bytes) return {};
-    try {
-        return decode<Map>(*bytes);
-    } catch (const std::exception& error) {
-        // nlohmann's own type errors are no nookery::Error.
-        const std::string keptUnder = std::string(key) + ".unreadable";
-        platform.log.line(fmt::format("NOOKERY settings could not be read: {}: {} Kept under {}.",
-                                      key, error.what(), keptUnder));
-        platform.defaults.set(keptUnder, *bytes);
-        return {};
-    }
+template <typename Value>
+std::string encode(const Value& value) {
+    return toJsonText(toJson(value));
 }
 
 std::vector<std::string> tidied(const std::vector<std::string>& tags) {
@@ -91,19 +59,75 @@ std::vector<std::string> tidied(const std::vector<std::string>& tags) {
     return result;
 }
 
-template <typename Map>
-bool eraseAll(Map& map, const std::unordered_set<Uuid>& ids) {
-    return std::erase_if(map, [&](const auto& entry) { return ids.contains(entry.first); }) > 0;
-}
+/// Reads one map after the other, and records what the next change should mend.
+class Reading {
+  public:
+    Reading(const Platform& platform, UnsavedAnnotations& unsaved)
+        : platform_(platform), unsaved_(unsaved) {}
+
+    template <typename Map>
+    void readMap(std::string_view key, Map& map) {
+        try {
+            for (const DefaultsEntry& entry : platform_.defaults.entries(key)) {
+                try {
+                    readEntry(key, entry, map);
+                } catch (const std::exception& error) {
+                    // nlohmann's own type errors are no nookery::Error.
+                    unsaved_.changes[std::string(key)][entry.name] = std::nullopt;
+                    tellUnreadable(key, error.what(), Unreadable::someEntries);
+                }
+            }
+        } catch (const NoEntriesError&) {
+            tellUnreadable(key, "It is no JSON object.", Unreadable::wholeValue);
+        }
+    }
+
+  private:
+    template <typename Map>
+    void readEntry(std::string_view key, const DefaultsEntry& entry, Map& map) {
+        const auto id = Uuid::parse(entry.name);
+        if (!id) throw JsonError(fmt::format("Not a memory id: {}", entry.name));
+        typename Map::mapped_type value;
+        fromJson(parseJson(entry.json), value);
+        const bool isFirst = map.emplace(*id, std::move(value)).second;
+        if (entry.name == id->toString()) return;
+        // Changes go to the usual spelling, which sorts first; another one gives way to it.
+        unsaved_.changes[std::string(key)][entry.name] = std::nullopt;
+        if (isFirst) unsaved_.record(key, *id, entry.json);
+    }
+
+    /// Once for each key.
+    void tellUnreadable(std::string_view key, std::string_view why, Unreadable extent) {
+        if (!unsaved_.unreadable.emplace(key, extent).second) return;
+        platform_.log.line(
+            fmt::format("NOOKERY settings could not be read: {}: {} They are kept aside before the "
+                        "next change.",
+                        key, why));
+    }
+
+    const Platform& platform_;
+    UnsavedAnnotations& unsaved_;
+};
 
 }  // namespace
 
+LoadedAnnotations loadAnnotations(const Platform& platform) {
+    LoadedAnnotations loaded;
+    Reading reading(platform, loaded.unsaved);
+    reading.readMap(manualTagsDefaultsKey, loaded.manualTags);
+    reading.readMap(usageDefaultsKey, loaded.usageSignals);
+    reading.readMap(bringBackDefaultsKey, loaded.bringBackDates);
+    return loaded;
+}
+
 MemoryAnnotations::MemoryAnnotations(const Platform& platform) : platform_(platform) {}
 
-void MemoryAnnotations::load() {
-    manualTagsByID_ = loadMap<decltype(manualTagsByID_)>(platform_, manualTagsDefaultsKey);
-    usageSignals_ = loadMap<UsageSignals>(platform_, usageDefaultsKey);
-    bringBackDates_.set(loadMap<std::map<Uuid, Timestamp>>(platform_, bringBackDefaultsKey));
+void MemoryAnnotations::adopt(LoadedAnnotations loaded) {
+    manualTagsByID_ = std::move(loaded.manualTags);
+    usageSignals_ = std::move(loaded.usageSignals);
+    unsaved_ = std::move(loaded.unsaved);
+    bringBackDates_.set(std::move(loaded.bringBackDates));
+    refreshBroughtBack();
 }
 
 const std::vector<std::string>& MemoryAnnotations::manualTags(const Uuid& id) const {
@@ -122,18 +146,19 @@ void MemoryAnnotations::setManualTags(
         auto tidy = tidied(tags);
         if (tidy.empty()) {
             manualTagsByID_.erase(id);
+            unsaved_.record(manualTagsDefaultsKey, id, std::nullopt);
         } else {
+            unsaved_.record(manualTagsDefaultsKey, id, encode(tidy));
             manualTagsByID_[id] = std::move(tidy);
         }
     }
-    saveTags();
 }
 
 void MemoryAnnotations::recordSelection(const Uuid& id) {
     UsageSignal& signal = usageSignals_[id];
     ++signal.selectionCount;
     signal.lastSelectedAt = platform_.clock.now();
-    saveUsage();
+    unsaved_.record(usageDefaultsKey, id, encode(signal));
 }
 
 void MemoryAnnotations::setBringBack(const Uuid& id, std::optional<Timestamp> date) {
@@ -145,33 +170,41 @@ void MemoryAnnotations::setBringBack(const Uuid& id, std::optional<Timestamp> da
         }
     });
     refreshBroughtBack();
-    saveBringBack();
+    unsaved_.record(bringBackDefaultsKey, id, date ? std::optional(encode(*date)) : std::nullopt);
 }
 
 void MemoryAnnotations::forget(const std::unordered_set<Uuid>& ids) {
-    const bool tagsChanged = eraseAll(manualTagsByID_, ids);
-    const bool usageChanged = eraseAll(usageSignals_, ids);
-    const auto& dates = bringBackDates_.get();
-    const bool datesChanged = std::any_of(
-        dates.begin(), dates.end(), [&](const auto& entry) { return ids.contains(entry.first); });
-    if (datesChanged) {
-        bringBackDates_.update([&](auto& kept) { eraseAll(kept, ids); });
+    bool datesChange = false;
+    for (const Uuid& id : ids) {
+        if (manualTagsByID_.erase(id) > 0) unsaved_.record(manualTagsDefaultsKey, id, std::nullopt);
+        if (usageSignals_.erase(id) > 0) unsaved_.record(usageDefaultsKey, id, std::nullopt);
+        if (!bringBackDates_->contains(id)) continue;
+        unsaved_.record(bringBackDefaultsKey, id, std::nullopt);
+        datesChange = true;
+    }
+    if (datesChange) {
+        bringBackDates_.update([&](auto& dates) {
+            for (const Uuid& id : ids) dates.erase(id);
+        });
         refreshBroughtBack();
     }
-    if (tagsChanged) saveTags();
-    if (usageChanged) saveUsage();
-    if (datesChanged) saveBringBack();
 }
 
 void MemoryAnnotations::forgetAll() {
+    for (const auto& [id, tags] : manualTagsByID_) {
+        unsaved_.record(manualTagsDefaultsKey, id, std::nullopt);
+    }
+    for (const auto& [id, signal] : usageSignals_) {
+        unsaved_.record(usageDefaultsKey, id, std::nullopt);
+    }
+    for (const auto& [id, date] : *bringBackDates_) {
+        unsaved_.record(bringBackDefaultsKey, id, std::nullopt);
+    }
     manualTagsByID_.clear();
     usageSignals_.clear();
     bringBackDates_.set({});
     broughtBackIDs_.set({});
     nextBringBack_.cancel();
-    for (const auto key : {manualTagsDefaultsKey, usageDefaultsKey, bringBackDefaultsKey}) {
-        platform_.defaults.remove(key);
-    }
 }
 
 void MemoryAnnotations::refreshBroughtBack() {
@@ -200,18 +233,6 @@ void MemoryAnnotations::publishBroughtBack(std::set<Uuid> due) {
                         std::back_inserter(notice.memoryIDs));
     broughtBackIDs_.set(std::move(due));
     if (!notice.memoryIDs.empty()) bringBackNotice_.set(std::move(notice));
-}
-
-void MemoryAnnotations::saveTags() const {
-    platform_.defaults.set(manualTagsDefaultsKey, encode(manualTagsByID_));
-}
-
-void MemoryAnnotations::saveUsage() const {
-    platform_.defaults.set(usageDefaultsKey, encode(usageSignals_));
-}
-
-void MemoryAnnotations::saveBringBack() const {
-    platform_.defaults.set(bringBackDefaultsKey, encode(bringBackDates_.get()));
 }
 
 }  // namespace nookery

@@ -4,10 +4,13 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
+#include "collection/database/UnsavedAnnotations.h"
 #include "foundation/Published.h"
 #include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
@@ -22,17 +25,30 @@ struct BringBackNotice {
     std::vector<Uuid> memoryIDs;
 };
 
+/// What is read of the settings, before it belongs to the main thread.
+struct LoadedAnnotations {
+    std::unordered_map<Uuid, std::vector<std::string>> manualTags;
+    UsageSignals usageSignals;
+    std::map<Uuid, Timestamp> bringBackDates;
+    UnsavedAnnotations unsaved;  ///< what the reading wants to have changed, with the next change
+};
+
+/// Reads all of it and changes nothing. A stored value that cannot be read, or holds entries that
+/// cannot, is logged; the map begins with the entries that can be read. Before the first change the
+/// value is kept as it was under its key with ".unreadable" added, and nothing is lost. Throws
+/// DefaultsError when the settings cannot be read at all. Any thread.
+LoadedAnnotations loadAnnotations(const Platform& platform);
+
 /// What the user attached to memories outside their records: manual tags, the history of
 /// selections, bring-back dates. Each map lives under its own user-defaults key as a JSON object
-/// keyed by memory id. Main thread.
-///
-/// A stored value that cannot be read is kept under its key with ".unreadable" added and logged;
-/// the map starts empty then, and nothing is lost.
+/// keyed by memory id, and a change touches the entries of its memories only. A change is made in
+/// memory at once; its owner takes what is unsaved, and writes it. Main thread.
 class MemoryAnnotations {
   public:
     explicit MemoryAnnotations(const Platform& platform);
 
-    void load();
+    /// Begins with what was loaded.
+    void adopt(LoadedAnnotations loaded);
 
     /// In the user's spelling, sorted; empty when there are none.
     const std::vector<std::string>& manualTags(const Uuid& id) const;
@@ -45,8 +61,6 @@ class MemoryAnnotations {
         return bringBackNotice_;
     }
 
-    // Each change is durable when it returns. On failure throws FileError: the change is kept in
-    // memory, not on disk.
     /// Trims each tag, takes a leading "#" off, drops empty ones and those that differ only in case
     /// from an earlier one.
     void setManualTags(const Uuid& id, const std::vector<std::string>& tags);
@@ -56,14 +70,15 @@ class MemoryAnnotations {
     void forget(const std::unordered_set<Uuid>& ids);
     void forgetAll();
 
-    /// Looks which dates have come, and again when the next one comes.
-    void refreshBroughtBack();
+    /// What memory says and the disk does not: to be written with `save`, as one change.
+    UnsavedAnnotations takeUnsaved() { return std::exchange(unsaved_, {}); }
+    /// This could not be written, and goes with the next change; what has changed since stands.
+    void keepUnsaved(const UnsavedAnnotations& unsaved) { unsaved_.addOlder(unsaved); }
 
   private:
+    /// Looks which dates have come, and again when the next one comes.
+    void refreshBroughtBack();
     void publishBroughtBack(std::set<Uuid> due);
-    void saveTags() const;
-    void saveUsage() const;
-    void saveBringBack() const;
 
     const Platform& platform_;
     std::unordered_map<Uuid, std::vector<std::string>> manualTagsByID_;
@@ -71,6 +86,7 @@ class MemoryAnnotations {
     Published<std::map<Uuid, Timestamp>> bringBackDates_;
     Published<std::set<Uuid>> broughtBackIDs_;
     Published<std::optional<BringBackNotice>> bringBackNotice_;
+    UnsavedAnnotations unsaved_;
     CallbackGuard guard_;
     DelayedWork nextBringBack_;
 };

@@ -6,6 +6,7 @@
 #include "foundation/Error.h"
 #include "platform/Log.h"
 #include "platform/TextEmbedder.h"
+#include "platform/work/Task.h"
 
 namespace nookery {
 namespace {
@@ -63,8 +64,9 @@ std::vector<EnrichmentResult> EnrichmentWorker::performAll(const Jobs& jobs,
     return results;
 }
 
-EnrichmentWorker::EnrichmentWorker(const Platform& platform, LibraryLayout layout, Owner owner)
-    : platform_(platform), layout_(std::move(layout)), owner_(std::move(owner)) {}
+EnrichmentWorker::EnrichmentWorker(const Platform& platform, LibraryLayout layout,
+                                   const Library& library, EnrichmentResults& results)
+    : platform_(platform), layout_(std::move(layout)), library_(library), results_(results) {}
 
 EnrichmentWorker::~EnrichmentWorker() {
     stop_.request_stop();
@@ -72,7 +74,7 @@ EnrichmentWorker::~EnrichmentWorker() {
     for (const auto& [id, needs] : underWay_) {
         if (needs.contents) begun.push_back(id);
     }
-    if (!begun.empty()) owner_.givenUp(begun);
+    if (!begun.empty()) results_.recordGivenUp(begun);
 }
 
 void EnrichmentWorker::add(std::span<const Uuid> ids, EnrichmentNeeds needs) {
@@ -144,7 +146,7 @@ EnrichmentWorker::Jobs EnrichmentWorker::takeJobs(bool alone) {
         }
         waiting_.erase(waiting_.begin() + static_cast<std::ptrdiff_t>(position));
         waitingNeeds_.erase(id);
-        const CrumbItemPointer item = owner_.find(id);
+        const CrumbItemPointer item = library_.find(id);
         if (!item) continue;
         underWay_[id] = needs;
         jobs.push_back({item, needs});
@@ -158,15 +160,21 @@ void EnrichmentWorker::begin(Jobs jobs) {
     isAloneUnderWay_ = jobs.front().needs.alone;
     std::vector<Uuid> ids;
     for (const Job& job : jobs) ids.push_back(job.item->id);
-    if (jobs.front().needs.contents) owner_.begun(ids);
-    auto finished = guard_.guarded(
-        [this, ids](std::vector<EnrichmentResult> results) { finish(ids, std::move(results)); });
-    platform_.enrichQueue.async([platform = platform_, layout = layout_, jobs = std::move(jobs),
-                                 stop = stop_.get_token(), finished = std::move(finished)] {
-        auto results = performAll(jobs, platform, layout, stop);
-        platform.mainQueue.async(
-            [finished, results = std::move(results)]() mutable { finished(std::move(results)); });
-    });
+    if (jobs.front().needs.contents) results_.recordBegun(ids);
+    Task::run(
+        platform_.enrichQueue, platform_.mainQueue, guard_,
+        [platform = platform_, layout = layout_, jobs = std::move(jobs), stop = stop_.get_token()] {
+            return performAll(jobs, platform, layout, stop);
+        },
+        [this, ids](Outcome<std::vector<EnrichmentResult>> outcome) {
+            if (outcome.isDone()) return finish(ids, std::move(outcome.get()));
+            // No fault of these memories: they wait for the next session.
+            if (const Failure* failure = outcome.failure()) {
+                platform_.log.line("NOOKERY enrichment error: " + failure->message);
+            }
+            running_ = false;
+            finish(ids, {});
+        });
 }
 
 void EnrichmentWorker::finish(const std::vector<Uuid>& ids, std::vector<EnrichmentResult> results) {
@@ -185,15 +193,18 @@ void EnrichmentWorker::finish(const std::vector<Uuid>& ids, std::vector<Enrichme
         result.isOutdated = outdated_.contains(result.id);
     }
     for (const Uuid& id : ids) outdated_.erase(id);
-    if (!givenUp.empty()) owner_.givenUp(givenUp);
-    if (!results.empty()) owner_.store(results);
+    if (!givenUp.empty()) results_.recordGivenUp(givenUp);
+    if (!results.empty()) results_.store(results);
     beginBatches();
+    if (*waitingCount_ == 0) results_.workEnded();
 }
 
 void EnrichmentWorker::announceCount() {
     std::size_t count = waiting_.size();
     for (const auto& [id, needs] : underWay_) count += waitingNeeds_.contains(id) ? 0 : 1;
     if (static_cast<int>(count) != *waitingCount_) waitingCount_.set(static_cast<int>(count));
+    const int underWay = static_cast<int>(underWay_.size());
+    if (underWay != *underWayCount_) underWayCount_.set(underWay);
 }
 
 }  // namespace nookery

@@ -10,7 +10,8 @@
 #include <unordered_set>
 #include <vector>
 
-#include "collection/enrichment/ContentsReader.h"
+#include "collection/database/Library.h"
+#include "collection/enrichment/EnrichmentResults.h"
 #include "foundation/Published.h"
 #include "platform/Platform.h"
 #include "platform/work/WorkQueue.h"
@@ -27,35 +28,13 @@ struct EnrichmentNeeds {
     bool alone = false;
 };
 
-/// What came of it.
-struct EnrichmentResult {
-    Uuid id{};
-    std::optional<ReadContents> contents{};  ///< none when they were not to be read
-    bool isEmbedded = false;
-    /// None: the text has no meaning that the model knows, and is not to be tried again.
-    std::optional<std::vector<float>> vector{};
-    /// The memory changed meanwhile, or was removed: the vector is of an old text.
-    bool isOutdated = false;
-};
-
 /// Reads originals and makes embeddings in the background, as many memories at a time as the
-/// platform has threads for it, so that the main thread only hands out records and stores results.
-/// Main thread.
+/// platform has threads for it, so that the main thread only hands out records and takes results
+/// back. Main thread.
 class EnrichmentWorker {
   public:
-    struct Owner {
-        /// Null when the memory is gone by now.
-        std::function<CrumbItemPointer(const Uuid&)> find;
-        /// Remembers, in case the program does not live to see the end, that work on the contents
-        /// of these has begun.
-        std::function<void(std::span<const Uuid>)> begun;
-        /// These were begun and given up, by no fault of their own.
-        std::function<void(std::span<const Uuid>)> givenUp;
-        /// Stores what was made, durably, and takes it off the list of waiting work.
-        std::function<void(const std::vector<EnrichmentResult>&)> store;
-    };
-
-    EnrichmentWorker(const Platform& platform, LibraryLayout layout, Owner owner);
+    EnrichmentWorker(const Platform& platform, LibraryLayout layout, const Library& library,
+                     EnrichmentResults& results);
     /// Gives up what is under way.
     ~EnrichmentWorker();
 
@@ -70,7 +49,8 @@ class EnrichmentWorker {
     /// Gives up what is under way, within a second or so, and begins nothing else.
     void pause();
 
-    bool isAnyUnderWay() const { return !underWay_.empty(); }
+    /// Memories whose work is under way.
+    const Published<int>& underWayCount() const { return underWayCount_; }
     bool isUnderWay(const Uuid& id) const { return underWay_.contains(id); }
     /// Memories whose work waits or is under way.
     const Published<int>& waitingCount() const { return waitingCount_; }
@@ -98,13 +78,15 @@ class EnrichmentWorker {
 
     const Platform& platform_;
     LibraryLayout layout_;
-    Owner owner_;
+    const Library& library_;
+    EnrichmentResults& results_;
     std::deque<Uuid> waiting_;  // each id once
     std::unordered_map<Uuid, EnrichmentNeeds> waitingNeeds_;
     std::unordered_map<Uuid, EnrichmentNeeds> underWay_;
     std::unordered_set<Uuid> outdated_;  // of those under way: changed or removed meanwhile
     int batchCount_ = 0;
     Published<int> waitingCount_{0};
+    Published<int> underWayCount_{0};
     bool running_ = false;
     bool isAloneUnderWay_ = false;
     std::stop_source stop_;

@@ -102,7 +102,7 @@ void PackageIntake::decideActivity(const JobPointer& job) try {
 /// A memory that was committed before its taking was interrupted.
 std::optional<Uuid> PackageIntake::activityWithContent(const Job& job) const {
     for (const OriginalFact& fact : sidecar_.originalsWithDigest(job.files.front().digest)) {
-        const auto item = owner_.find(fact.memoryID);
+        const auto item = library_.find(fact.memoryID);
         if (!item || item->kind != CrumbKind::activity) continue;
         const Path folder = fact.relativePath.parent_path();
         const bool holdsAll =
@@ -166,21 +166,23 @@ CrumbItem PackageIntake::activityItem(const Job& job) const {
     return item;
 }
 
-void PackageIntake::commitActivity(const JobPointer& job) try {
+void PackageIntake::commitActivity(const JobPointer& job) {
     if (job->problem) {
         return withdrawActivity(job, job->problem->isNameTaken
                                          ? "Its name in the library was taken just now."
                                          : job->problem->reason);
     }
-    const PreparedMemory memory{.item = activityItem(*job), .tags = {}, .digest = {}};
-    const auto committed = owner_.commit({memory});
-    if (!committed.isKept) {
-        return withdrawActivity(job, committed.problem.value_or("It was not saved."));
-    }
-    if (committed.problem) {
-        // The note of its name stays, in case that the record does not survive a power cut.
-        return fail(job, *committed.problem, true);
-    }
+    const NewMemory memory{.item = activityItem(*job), .tags = {}};
+    library_.add({memory}, guard_.guarded([this, job](const Library::Committed& committed) {
+        finishActivityCommit(job, committed);
+    }));
+}
+
+void PackageIntake::finishActivityCommit(const JobPointer& job,
+                                         const Library::Committed& committed) try {
+    if (!committed.isKept) return withdrawActivity(job, committed.problem.message());
+    // The note of its name stays, in case that the record does not survive a power cut.
+    if (committed.problem) return fail(job, committed.problem.message(), true);
     const Path pending = Path("Items") / job->name;
     sidecar_.removePendingOriginals({&pending, 1});
     job->outcome.report.added.push_back(job->memoryID);

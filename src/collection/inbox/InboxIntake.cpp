@@ -5,9 +5,12 @@
 #include <unordered_set>
 
 namespace nookery {
+
 InboxIntake::InboxIntake(const Platform& platform, const LibraryLayout& layout, Sidecar& sidecar,
-                         Owner owner)
-    : owner_(std::move(owner)), packages_(platform, layout, sidecar, owner_.library) {}
+                         Library& library, CaptureService& capture)
+    : library_(library),
+      capture_(capture),
+      packages_(platform, layout, sidecar, library, capture) {}
 
 InboxIntake::~InboxIntake() { stop_.request_stop(); }
 
@@ -33,12 +36,16 @@ void InboxIntake::begin() {
     for (const Path& file : job.files) {
         request.sources.push_back(CaptureFile{.path = file, .mayBeLink = false});
     }
-    owner_.library.capture(
-        std::move(request), stop_.get_token(),
-        guard_.guarded([this, total = job.leftCount](const CaptureProgress& progress) {
-            publishLeftCount(total - std::min(total, progress.done));
-        }),
-        guard_.guarded([this](const CaptureReport& report) { recordFiles(report); }));
+    const auto operation = capture_.capture(std::move(request));
+    operation->stopWith(stop_.get_token());
+    progress_ =
+        operation->progress().subscribe([this, total = job.leftCount](const auto& progress) {
+            if (progress) publishLeftCount(total - std::min<std::size_t>(total, progress->done));
+        });
+    operation->whenFinished(guard_.guarded([this](const Outcome<CaptureReport>& outcome) {
+        progress_.reset();
+        recordFiles(reportOf(outcome));
+    }));
 }
 
 void InboxIntake::recordFiles(const CaptureReport& report) {
@@ -66,7 +73,7 @@ void InboxIntake::recordFiles(const CaptureReport& report) {
 }
 
 std::optional<HeldOriginal> InboxIntake::heldOriginal(const CaptureOrigin& origin) const {
-    const auto item = origin.wasKnown ? owner_.library.find(origin.memoryID) : nullptr;
+    const auto item = origin.wasKnown ? library_.find(origin.memoryID) : nullptr;
     if (!item || !item->filePath) return std::nullopt;
     return HeldOriginal{*item->filePath, origin.digest};
 }
@@ -78,11 +85,11 @@ void InboxIntake::takeNextPackage() {
     const InboxPackage package = std::move(job.packages.back());
     job.packages.pop_back();
     packages_.take(package, stop_.get_token(), guard_.guarded([this](PackageOutcome outcome) {
-        notePackage(std::move(outcome));
+        recordPackage(std::move(outcome));
     }));
 }
 
-void InboxIntake::notePackage(PackageOutcome outcome) {
+void InboxIntake::recordPackage(PackageOutcome outcome) {
     Job& job = jobs_.front();
     append(job.report.taken, outcome.report);
     for (InboxTaken& taken : outcome.taken) job.outcome.taken.push_back(std::move(taken));
@@ -97,13 +104,15 @@ void InboxIntake::finish() {
     }
     publishLeftCount(0);
     jobs_.pop_front();
-    owner_.report(job.report);
+    report_.set(job.report);
     job.reply(std::move(job.outcome));
     if (!jobs_.empty()) begin();
 }
 
 void InboxIntake::publishLeftCount(std::size_t count) {
-    owner_.importCountChanged(jobs_.front().inbox, static_cast<int>(count));
+    const bool isLocal = jobs_.front().inbox == InboxKind::local;
+    library_.setIntakeCount(isLocal ? IntakeRoad::localInbox : IntakeRoad::cloudInbox,
+                            static_cast<int>(count));
 }
 
 }  // namespace nookery

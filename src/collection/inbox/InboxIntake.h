@@ -8,6 +8,7 @@
 
 #include "collection/inbox/InboxBatch.h"
 #include "collection/inbox/PackageIntake.h"
+#include "foundation/Published.h"
 
 namespace nookery {
 
@@ -23,15 +24,8 @@ struct InboxReport {
 /// after the other. Handovers are done in their order. Main thread.
 class InboxIntake {
   public:
-    struct Owner {
-        InboxIntakeOwner library;
-        /// How many files and packages of that inbox are still under way.
-        std::function<void(InboxKind, int)> importCountChanged;
-        std::function<void(const InboxReport&)> report;
-    };
-
     InboxIntake(const Platform& platform, const LibraryLayout& layout, Sidecar& sidecar,
-                Owner owner);
+                Library& library, CaptureService& capture);
     /// Stops what is under way; no callback is called after this.
     ~InboxIntake();
 
@@ -40,6 +34,8 @@ class InboxIntake {
               std::function<void(InboxOutcome)> reply);
     /// What is under way ends where it is whole.
     void requestStop() { stop_.request_stop(); }
+    /// What the latest handover came to; none before the first.
+    const Published<std::optional<InboxReport>>& report() const { return report_; }
 
   private:
     struct Job {
@@ -55,14 +51,17 @@ class InboxIntake {
     void begin();
     void recordFiles(const CaptureReport& report);
     void takeNextPackage();
-    void notePackage(PackageOutcome outcome);
+    void recordPackage(PackageOutcome outcome);
     void finish();
     void publishLeftCount(std::size_t count);
     std::optional<HeldOriginal> heldOriginal(const CaptureOrigin& origin) const;
 
-    Owner owner_;
+    Library& library_;
+    CaptureService& capture_;
     PackageIntake packages_;
     std::deque<Job> jobs_;  ///< the front one runs
+    Published<std::optional<InboxReport>> report_;
+    Subscription progress_;  ///< of the capture under way
     std::stop_source stop_;
     CallbackGuard guard_;
 };

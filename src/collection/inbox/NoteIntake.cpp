@@ -54,7 +54,7 @@ void PackageIntake::decideNote(const JobPointer& job) try {
 }
 
 CrumbItemPointer PackageIntake::noteWithMarker(const std::string& marker) const {
-    const auto& all = owner_.all();
+    const auto& all = library_.all();
     const auto found = std::find_if(all.begin(), all.end(), [&](const CrumbItemPointer& item) {
         const std::string& text = item->searchableText;
         return text.starts_with(marker) &&
@@ -80,13 +80,17 @@ CrumbItem PackageIntake::noteItem(const Job& job) const {
 }
 
 void PackageIntake::commitNote(const JobPointer& job) {
-    const PreparedMemory memory{.item = noteItem(*job), .tags = {}, .digest = {}};
-    const auto committed = owner_.commit({memory});
-    if (!committed.isKept || committed.problem) {
-        return fail(job, committed.problem.value_or("It was not saved."), true);
-    }
-    job->memoryID = memory.item.id;
-    job->outcome.report.added.push_back(memory.item.id);
+    const NewMemory memory{.item = noteItem(*job), .tags = {}};
+    library_.add({memory}, guard_.guarded([this, job, id = memory.item.id](const auto& committed) {
+        finishNoteCommit(job, id, committed);
+    }));
+}
+
+void PackageIntake::finishNoteCommit(const JobPointer& job, const Uuid& id,
+                                     const Library::Committed& committed) {
+    if (!committed.isKept || committed.problem) return fail(job, committed.problem.message(), true);
+    job->memoryID = id;
+    job->outcome.report.added.push_back(id);
     captureAttachments(job);
 }
 
@@ -97,9 +101,11 @@ void PackageIntake::captureAttachments(const JobPointer& job) {
         request.sources.push_back(
             CaptureFile{.path = job->package.path / attachment, .mayBeLink = false});
     }
-    owner_.capture(
-        std::move(request), job->stop, {},
-        guard_.guarded([this, job](const CaptureReport& report) { finishNote(job, report); }));
+    const auto operation = capture_.capture(std::move(request));
+    operation->stopWith(job->stop);
+    operation->whenFinished(guard_.guarded([this, job](const Outcome<CaptureReport>& outcome) {
+        finishNote(job, reportOf(outcome));
+    }));
 }
 
 void PackageIntake::finishNote(const JobPointer& job, const CaptureReport& report) try {
@@ -119,7 +125,7 @@ void PackageIntake::finishNote(const JobPointer& job, const CaptureReport& repor
     recordInLedger(*job);
     takeAll(*job);
     for (const CaptureOrigin& origin : report.origins) {
-        const auto item = owner_.find(origin.memoryID);
+        const auto item = library_.find(origin.memoryID);
         if (!origin.wasKnown || !item || !item->filePath) continue;
         for (InboxTaken& taken : job->outcome.taken) {
             if (taken.path == origin.path) {

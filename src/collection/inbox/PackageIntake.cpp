@@ -8,12 +8,24 @@
 
 namespace nookery {
 
+void PackageIntake::Job::setProblemOf(const Outcome<Nothing>& result) try {
+    problem.reset();
+    static_cast<void>(result.get());
+} catch (const PackageError& error) {
+    problem = Problem{error.description(), true};
+} catch (const FileError& error) {
+    problem = Problem{error.description(), false, error.errorNumber() == EEXIST};
+} catch (const std::exception& error) {
+    problem = Problem{describe(error)};
+}
+
 PackageIntake::PackageIntake(const Platform& platform, LibraryLayout layout, Sidecar& sidecar,
-                             InboxIntakeOwner owner)
+                             Library& library, CaptureService& capture)
     : platform_(platform),
       layout_(std::move(layout)),
       sidecar_(sidecar),
-      owner_(std::move(owner)) {}
+      library_(library),
+      capture_(capture) {}
 
 void PackageIntake::take(const InboxPackage& package, std::stop_token stop, Finished finished) {
     const auto job = std::make_shared<Job>(Job{package, std::move(stop), std::move(finished)});
@@ -42,7 +54,7 @@ bool PackageIntake::isSettledByLedger(const JobPointer& job) {
     }
     takeAll(*job);
     const auto id = Uuid::parse(entry->substr(0, entry->find('\n')));
-    if (id && owner_.find(*id)) {
+    if (id && library_.find(*id)) {
         job->outcome.report.duplicates.push_back({job->source(), *id});
     } else {
         job->outcome.report.skipped.push_back(
@@ -97,29 +109,9 @@ void PackageIntake::logOnce(const std::string& line) {
 }
 
 void PackageIntake::announce(const Job& job, const std::string& title) {
-    const auto item = owner_.find(job.memoryID);
-    owner_.announce(
+    const auto item = library_.find(job.memoryID);
+    library_.announce(
         {IntakeNoticeKind::captured, title, item ? item->title : std::string(), job.memoryID});
-}
-
-/// The reply runs on the main thread, unless the intake is gone by then; what `work` met is in the
-/// job's problem.
-void PackageIntake::inBackground(const JobPointer& job, std::function<void()> work,
-                                 std::function<void()> reply) {
-    platform_.captureQueue.async([job, work = std::move(work), &mainQueue = platform_.mainQueue,
-                                  reply = std::function<void()>(guard_.guarded(std::move(reply)))] {
-        job->problem.reset();
-        try {
-            work();
-        } catch (const PackageError& error) {
-            job->problem = Job::Problem{error.description(), true};
-        } catch (const FileError& error) {
-            job->problem = Job::Problem{error.description(), false, error.errorNumber() == EEXIST};
-        } catch (const std::exception& error) {
-            job->problem = Job::Problem{describe(error)};
-        }
-        mainQueue.async(reply);
-    });
 }
 
 }  // namespace nookery

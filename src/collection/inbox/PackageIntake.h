@@ -23,17 +23,6 @@ class Sidecar;
 inline constexpr std::string_view noteMarkerPrefix = "mobile-note-id:";
 inline constexpr std::string_view activityMarker = "__crumb_activity__";
 
-/// What an inbox asks of the library's owner. Main thread.
-struct InboxIntakeOwner {
-    std::function<void(CaptureRequest, std::stop_token, CaptureService::Progress,
-                       CaptureService::Finished)>
-        capture;
-    std::function<CaptureService::Committed(const std::vector<PreparedMemory>&)> commit;
-    std::function<CrumbItemPointer(const Uuid&)> find;
-    std::function<const CrumbItemList&()> all;
-    std::function<void(const IntakeNotice&)> announce;
-};
-
 /// What became of one package: what is in the library now, and why the rest is not.
 struct PackageOutcome {
     std::vector<InboxTaken> taken{};
@@ -49,7 +38,7 @@ class PackageIntake {
     using Finished = std::function<void(PackageOutcome)>;
 
     PackageIntake(const Platform& platform, LibraryLayout layout, Sidecar& sidecar,
-                  InboxIntakeOwner owner);
+                  Library& library, CaptureService& capture);
 
     /// `finished` is called on the main thread, once and last. Nothing of the package itself is
     /// changed.
@@ -62,6 +51,8 @@ class PackageIntake {
     void readNote(const JobPointer& job);
     void decideNote(const JobPointer& job);
     void commitNote(const JobPointer& job);
+    void finishNoteCommit(const JobPointer& job, const Uuid& id,
+                          const Library::Committed& committed);
     void captureAttachments(const JobPointer& job);
     void finishNote(const JobPointer& job, const CaptureReport& report);
     CrumbItemPointer noteWithMarker(const std::string& marker) const;
@@ -72,6 +63,7 @@ class PackageIntake {
     void nameActivity(const JobPointer& job);
     void placeActivity(const JobPointer& job);
     void commitActivity(const JobPointer& job);
+    void finishActivityCommit(const JobPointer& job, const Library::Committed& committed);
     void withdrawActivity(const JobPointer& job, const std::string& reason);
     void finishActivity(const JobPointer& job);
     std::optional<Uuid> activityWithContent(const Job& job) const;
@@ -88,13 +80,14 @@ class PackageIntake {
     /// What is tried again and again is told once.
     void logOnce(const std::string& line);
     void announce(const Job& job, const std::string& title);
-    void inBackground(const JobPointer& job, std::function<void()> work,
-                      std::function<void()> reply);
+    template <typename Work, typename Reply>
+    void inBackground(const JobPointer& job, Work work, Reply reply);
 
     Platform platform_;
     LibraryLayout layout_;
     Sidecar& sidecar_;
-    InboxIntakeOwner owner_;
+    Library& library_;
+    CaptureService& capture_;
     std::set<std::string> logged_;
     CallbackGuard guard_;
 };

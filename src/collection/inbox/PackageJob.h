@@ -4,6 +4,7 @@
 #include <string>
 
 #include "collection/inbox/PackageIntake.h"
+#include "platform/work/Task.h"
 
 namespace nookery {
 
@@ -29,11 +30,25 @@ struct PackageIntake::Job {
     };
     std::optional<Problem> problem{};
 
+    /// Takes over what a piece of background work came to.
+    void setProblemOf(const Outcome<Nothing>& result);
+
     std::string source() const { return displayName(package.path); }
     std::string ledgerKey() const {
         return note ? "package.note." + note->noteID
                     : "package.activity." + files.front().digest.toHex();
     }
 };
+
+/// Runs the work on the capture queue; what it meets becomes the job's problem. The reply runs on
+/// the main thread, unless the intake is gone by then.
+template <typename Work, typename Reply>
+void PackageIntake::inBackground(const JobPointer& job, Work work, Reply reply) {
+    Task::run(platform_.captureQueue, platform_.mainQueue, guard_, std::move(work),
+              [job, reply = std::move(reply)](const Outcome<Nothing>& outcome) mutable {
+                  job->setProblemOf(outcome);
+                  reply();
+              });
+}
 
 }  // namespace nookery

@@ -59,7 +59,7 @@ std::size_t disposeOfOriginals(const std::vector<Path>& originals, OriginalDispo
     return failures;
 }
 
-void removeSecureValues(const std::unordered_set<Uuid>& removed, const CrumbItemList& all,
+void removeSecureValues(const std::unordered_set<Uuid>& removed, bool someAreSecure,
                         const Platform& platform) {
     std::vector<std::string> accounts;
     for (const Uuid& id : removed) accounts.push_back(id.toString());
@@ -67,10 +67,7 @@ void removeSecureValues(const std::unordered_set<Uuid>& removed, const CrumbItem
         platform.keyStore.remove(KeyStoreServices(platform.applicationIdentifier).secureValues(),
                                  accounts);
     } catch (const KeyStoreUnavailable& error) {
-        const bool leavesValues = std::any_of(all.begin(), all.end(), [&](const auto& item) {
-            return removed.contains(item->id) && isSecure(*item);
-        });
-        if (!leavesValues) return;
+        if (!someAreSecure) return;
         platform.log.line("NOOKERY secure value removal error: " + error.description());
     }
 }

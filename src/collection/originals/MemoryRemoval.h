@@ -23,17 +23,17 @@ std::vector<Path> originalsUsedOnlyBy(const CrumbItemList& all,
                                       const LibraryLayout& layout);
 
 /// Disposes of originals whose records are already gone from the database. What cannot be
-/// disposed of stays, and its failure is logged and counted; `verify` lists it later.
+/// disposed of stays, and its failure is logged and counted; `verify` lists it later. Any thread.
 std::size_t disposeOfOriginals(const std::vector<Path>& originals, OriginalDisposal disposal,
                                const Platform& platform);
 
-/// Deletes the secure values of removed memories from the key store. That it is unavailable is
-/// logged when one of them had such a value; the memories are removed all the same. `all` are the
-/// memories as they were before.
-void removeSecureValues(const std::unordered_set<Uuid>& removed, const CrumbItemList& all,
+/// Deletes the secure values of removed memories from the key store; `someAreSecure` says whether
+/// one of them had such a value. Where the key store is unavailable that is logged then; the
+/// memories are removed all the same. Any thread.
+void removeSecureValues(const std::unordered_set<Uuid>& removed, bool someAreSecure,
                         const Platform& platform);
 
-/// Removes the thumbnails of the given memories.
+/// Removes the thumbnails of the given memories. Any thread.
 void removeThumbnails(const std::unordered_set<Uuid>& ids, const LibraryLayout& layout,
                       const Platform& platform);
 

@@ -21,43 +21,45 @@ class CrumbRecoverySnapshots::Worker {
   public:
     Worker(const Platform& platform, const LibraryLayout& layout, SnapshotBuilder::Pause pause)
         : platform_(platform),
-          shelf_(platform_.files, layout.snapshots()),
+          repository_(platform_.files, layout.snapshots()),
           builder_(platform_, layout, std::move(pause)) {}
 
-    const SnapshotRepository& shelf() const { return shelf_; }
+    const SnapshotRepository& repository() const { return repository_; }
+    WorkQueue& mainQueue() const { return platform_.mainQueue; }
 
     /// Infinite when there is no snapshot.
     double ageOfNewest() const {
-        return shelf_.ageOfNewest(platform_.clock.now())
+        return repository_.ageOfNewest(platform_.clock.now())
             .value_or(std::numeric_limits<double>::infinity());
     }
 
-    std::string take(const std::string& reason, const SnapshotFollower& follower) {
-        tidy([this] { shelf_.sweep(); });
-        std::string name = build(reason, follower);
-        tidy([&] { shelf_.prune(maximumSnapshotCount, name, platform_.clock.now()); });
+    std::string take(const std::string& reason, const OperationControl& control) {
+        tidy([this] { repository_.sweep(); });
+        std::string name = build(reason, control);
+        tidy([&] { repository_.prune(maximumSnapshotCount, name, platform_.clock.now()); });
         return name;
     }
 
+    void log(const char* prefix, const std::exception& error) {
+        platform_.log.line(std::string(prefix) + error.what());
+    }
     /// Runs the work at the root of a callback; a failure is logged.
     template <typename Work>
-    std::optional<std::string> logged(const char* prefix, Work work) {
+    void logged(const char* prefix, Work work) {
         try {
             work();
-            return std::nullopt;
         } catch (const std::exception& error) {
-            platform_.log.line(std::string(prefix) + error.what());
-            return error.what();
+            log(prefix, error);
         }
     }
 
   private:
-    std::string build(const std::string& reason, const SnapshotFollower& follower) {
+    std::string build(const std::string& reason, const OperationControl& control) {
         try {
-            return builder_.build(reason, follower);
+            return builder_.build(reason, control);
         } catch (const Error&) {
             // What was built may fill the disk; it is of no use to anybody.
-            tidy([this] { shelf_.sweep(); });
+            tidy([this] { repository_.sweep(); });
             throw;
         }
     }
@@ -69,7 +71,7 @@ class CrumbRecoverySnapshots::Worker {
     }
 
     const Platform platform_;
-    SnapshotRepository shelf_;
+    SnapshotRepository repository_;
     SnapshotBuilder builder_;
 };
 
@@ -82,6 +84,7 @@ CrumbRecoverySnapshots::CrumbRecoverySnapshots(const Platform& platform,
                                                SnapshotBuilder::Pause pause)
     : worker_(std::make_shared<Worker>(platform, layout, std::move(pause))),
       queue_(platform.snapshotQueue),
+      filesQueue_(platform.filesQueue),
       mainQueue_(platform.mainQueue) {}
 
 CrumbRecoverySnapshots::~CrumbRecoverySnapshots() { pendingWorkItem_.cancel(); }
@@ -91,7 +94,8 @@ void CrumbRecoverySnapshots::checkAtLaunch() {
         const auto worker = weak.lock();
         if (!worker) return;
         worker->logged(routinePrefix, [&] {
-            if (worker->ageOfNewest() > launchFreshnessInterval) worker->take("launch", {});
+            if (worker->ageOfNewest() > launchFreshnessInterval)
+                worker->take("launch", OperationControl(worker->mainQueue()));
         });
     });
 }
@@ -104,54 +108,60 @@ void CrumbRecoverySnapshots::recordChange() {
             if (!worker) return;
             worker->logged(routinePrefix, [&] {
                 if (worker->ageOfNewest() < minimumRoutineInterval) return;
-                worker->take("settled-change", {});
+                worker->take("settled-change", OperationControl(worker->mainQueue()));
             });
         });
 }
 
-void CrumbRecoverySnapshots::takeBeforeDestructive(
-    const std::string& reason, std::function<void(RecoveryPoint)> continueOnMain,
-    Progress progress) {
-    enqueue(destructivePrefix, reason, follower(std::move(progress), {}),
-            [continueOnMain = std::move(continueOnMain)](const Outcome& outcome) {
-                continueOnMain(RecoveryPoint(outcome.snapshotName));
-            });
-}
-
-void CrumbRecoverySnapshots::take(const std::string& reason, Progress progress,
-                                  std::stop_token stop,
-                                  std::function<void(const Outcome&)> finished) {
-    enqueue(routinePrefix, reason, follower(std::move(progress), std::move(stop)),
-            std::move(finished));
-}
-
-std::vector<SnapshotSummary> CrumbRecoverySnapshots::list() const {
-    return worker_->shelf().summaries();
-}
-
-void CrumbRecoverySnapshots::enqueue(const char* failurePrefix, const std::string& reason,
-                                     SnapshotFollower follower,
-                                     std::function<void(const Outcome&)> finished) {
-    queue_.async([weak = std::weak_ptr(worker_), failurePrefix, reason, follower,
-                  &main = mainQueue_, finished = guard_.guarded(std::move(finished))]() mutable {
+/// Runs `work` with the worker on the snapshots queue, once the files queue has come so far.
+template <typename Result, typename Work>
+OperationPointer<Result> CrumbRecoverySnapshots::start(Work work) {
+    auto operation = Operation<Result>::create(mainQueue_);
+    auto taken = [work = std::move(work), weak = std::weak_ptr(worker_),
+                  control = operation->control()]() -> Result {
+        control.throwIfStopped();
         const auto worker = weak.lock();
-        if (!worker) return;
-        Outcome outcome;
-        outcome.failure = worker->logged(
-            failurePrefix, [&] { outcome.snapshotName = worker->take(reason, follower); });
-        main.async([finished, outcome]() mutable { finished(outcome); });
+        if (!worker) throw Cancelled();
+        return work(*worker, control);
+    };
+    Task::run(
+        filesQueue_, mainQueue_, [] {},
+        [operation, taken = std::move(taken), &queue = queue_,
+         &mainQueue = mainQueue_](Outcome<Nothing>) mutable {
+            Task::run(queue, mainQueue, std::move(taken), [operation](Outcome<Result> outcome) {
+                operation->finish(std::move(outcome));
+            });
+        });
+    return operation;
+}
+
+OperationPointer<RecoveryPoint> CrumbRecoverySnapshots::takeBeforeDestructive(
+    const std::string& reason) {
+    return start<RecoveryPoint>([reason](Worker& worker, const OperationControl& control) {
+        try {
+            return RecoveryPoint(worker.take(reason, control));
+        } catch (const Cancelled&) {
+            throw;
+        } catch (const std::exception& error) {
+            worker.log(destructivePrefix, error);
+            return RecoveryPoint(std::nullopt);
+        }
     });
 }
 
-SnapshotFollower CrumbRecoverySnapshots::follower(Progress progress, std::stop_token stop) const {
-    SnapshotFollower follower{{}, std::move(stop)};
-    if (progress) {
-        follower.progress = [&main = mainQueue_, guarded = guard_.guarded(std::move(progress))](
-                                const SnapshotProgress& state) {
-            main.async([guarded, state]() mutable { guarded(state); });
-        };
-    }
-    return follower;
+OperationPointer<std::string> CrumbRecoverySnapshots::take(const std::string& reason) {
+    return start<std::string>([reason](Worker& worker, const OperationControl& control) {
+        try {
+            return worker.take(reason, control);
+        } catch (const std::exception& error) {
+            worker.log(routinePrefix, error);
+            throw;
+        }
+    });
+}
+
+std::vector<SnapshotSummary> CrumbRecoverySnapshots::list() const {
+    return worker_->repository().summaries();
 }
 
 }  // namespace nookery

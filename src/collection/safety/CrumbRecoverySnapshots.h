@@ -3,7 +3,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,15 +11,16 @@
 #include "collection/safety/SnapshotBuilder.h"
 #include "collection/safety/SnapshotRepository.h"
 #include "platform/Platform.h"
-#include "platform/work/WorkQueue.h"
+#include "platform/work/Operation.h"
 #include "records/LibraryLayout.h"
 
 namespace nookery {
 
 /// Complete copies of the library's durable state, taken at launch when the newest is old, after a
 /// burst of changes has settled, and before every destructive operation. The work runs on the
-/// snapshots queue; all methods are called on the main thread, and so is every callback.
-/// Destroying the object cancels what has not begun.
+/// snapshots queue, behind what was handed to the files queue before: settings that are on their
+/// way to the disk are in the snapshot. Destroying the object cancels what has not begun. Main
+/// thread.
 class CrumbRecoverySnapshots {
   public:
     static constexpr std::string_view queueLabel = "com.kestrelhq.Crumb.RecoverySnapshots";
@@ -28,14 +28,6 @@ class CrumbRecoverySnapshots {
     static constexpr double minimumRoutineInterval = 1800;    ///< seconds between routine snapshots
     static constexpr double launchFreshnessInterval = 21600;  ///< seconds
     static constexpr std::size_t maximumSnapshotCount = 6;    ///< older ones are deleted
-
-    using Progress = std::function<void(const SnapshotProgress&)>;
-
-    /// The outcome of a snapshot that was asked for: a name, or why there is none.
-    struct Outcome {
-        std::optional<std::string> snapshotName;
-        std::optional<std::string> failure;  ///< "Cancelled." when it was stopped
-    };
 
     CrumbRecoverySnapshots(const Platform& platform, const LibraryLayout& layout);
     /// With a pause of the caller's between the steps of a database's backup.
@@ -50,16 +42,13 @@ class CrumbRecoverySnapshots {
     /// debounce, unless the newest is younger than the routine interval.
     void recordChange();
 
-    /// Takes a snapshot with the operation's reason ("before-clear-library"), then calls
-    /// `continueOnMain`. A failure is logged, and the operation goes on with a recovery point that
-    /// names no snapshot. The library must not be changed in between.
-    void takeBeforeDestructive(const std::string& reason,
-                               std::function<void(RecoveryPoint)> continueOnMain,
-                               Progress progress = {});
+    /// Takes a snapshot with a destructive operation's reason ("before-clear-library"). A failure
+    /// is logged, and the operation is done all the same, with a recovery point that names no
+    /// snapshot. What is to be removed must not be changed before it is.
+    OperationPointer<RecoveryPoint> takeBeforeDestructive(const std::string& reason);
 
-    /// Takes a snapshot that the user asked for.
-    void take(const std::string& reason, Progress progress, std::stop_token stop,
-              std::function<void(const Outcome&)> finished);
+    /// Takes a snapshot that the user asked for, and answers its name. A failure is logged, too.
+    OperationPointer<std::string> take(const std::string& reason);
 
     /// Oldest first. Throws FileError.
     std::vector<SnapshotSummary> list() const;
@@ -67,12 +56,12 @@ class CrumbRecoverySnapshots {
   private:
     class Worker;
 
-    void enqueue(const char* failurePrefix, const std::string& reason, SnapshotFollower follower,
-                 std::function<void(const Outcome&)> finished);
-    SnapshotFollower follower(Progress progress, std::stop_token stop) const;
+    template <typename Result, typename Work>
+    OperationPointer<Result> start(Work work);
 
     std::shared_ptr<Worker> worker_;  ///< shared with the work that runs
     WorkQueue& queue_;
+    WorkQueue& filesQueue_;
     WorkQueue& mainQueue_;
     DelayedWork pendingWorkItem_;
     CallbackGuard guard_;

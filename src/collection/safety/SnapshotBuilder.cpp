@@ -32,7 +32,7 @@ SqliteConnection openForBackup(const Path& path, SqliteAccess access) {
 SnapshotBuilder::SnapshotBuilder(const Platform& platform, LibraryLayout layout, Pause pause)
     : platform_(platform), layout_(std::move(layout)), pause_(std::move(pause)) {}
 
-std::string SnapshotBuilder::build(const std::string& reason, const SnapshotFollower& follower) {
+std::string SnapshotBuilder::build(const std::string& reason, const OperationControl& control) {
     FileSystem& files = platform_.files;
     createDirectories(files, layout_.snapshots());
     SnapshotRepository shelf(files, layout_.snapshots());
@@ -40,49 +40,48 @@ std::string SnapshotBuilder::build(const std::string& reason, const SnapshotFoll
     const std::string name = shelf.freeName(now);
     const Path building = shelf.folder() / (std::string(snapshot::buildingPrefix) + name);
     files.createDirectory(building);
-    fill(building, {.createdAt = now, .reason = reason}, follower);
+    fill(building, {.createdAt = now, .reason = reason}, control);
     files.renameExclusive(building, shelf.folder() / name);
     files.syncDirectory(shelf.folder());
     return name;
 }
 
 void SnapshotBuilder::fill(const Path& building, RecoveryManifest manifest,
-                           const SnapshotFollower& follower) {
+                           const OperationControl& control) {
     FileSystem& files = platform_.files;
-    copyDatabases(building, follower);
-    manifest.managedFileCount = copyOriginals(building, follower);
+    copyDatabases(building, control);
+    manifest.managedFileCount = copyOriginals(building, control);
     writeDurably(files, building / snapshot::stateName,
                  platform_.propertyLists.write(libraryState(platform_.defaults)));
     writeDurably(files, building / snapshot::manifestName, toJsonText(manifest));
 }
 
-void SnapshotBuilder::copyDatabases(const Path& building, const SnapshotFollower& follower) {
+void SnapshotBuilder::copyDatabases(const Path& building, const OperationControl& control) {
     FileSystem& files = platform_.files;
-    copyDatabase(layout_.database(), building / snapshot::databaseName, follower);
+    copyDatabase(layout_.database(), building / snapshot::databaseName, control);
     if (files.status(layout_.sidecar())) {
-        copyDatabase(layout_.sidecar(), building / snapshot::sidecarName, follower);
+        copyDatabase(layout_.sidecar(), building / snapshot::sidecarName, control);
     }
     if (files.status(layout_.receiptsDatabase())) {
         const Path copy = building / snapshot::receiptsDatabaseName;
         files.createDirectory(copy.parent_path());
-        copyDatabase(layout_.receiptsDatabase(), copy, follower);
+        copyDatabase(layout_.receiptsDatabase(), copy, control);
         files.syncDirectory(copy.parent_path());
     }
 }
 
 void SnapshotBuilder::copyDatabase(const Path& live, const Path& copy,
-                                   const SnapshotFollower& follower) {
+                                   const OperationControl& control) {
     auto source = openForBackup(live, SqliteAccess::readOnly);
     platform_.files.createFile(copy)->close();  // as private as every other file
     auto destination = openForBackup(copy, SqliteAccess::readWriteCreate);
     SqliteBackupPace pace;
     pace.pagesPerStep = pagesPerStep;
     pace.pause = [this] { pause_(pauseBetweenSteps); };
-    pace.stop = follower.stop;
-    pace.progress = [&follower](int done, int total) {
-        if (!follower.progress) return;
-        follower.progress({SnapshotProgress::Phase::databases, static_cast<std::size_t>(done),
-                           static_cast<std::size_t>(total)});
+    pace.stop = control.stopToken();
+    pace.progress = [&control](int done, int total) {
+        control.report({"recovery snapshot: database page", static_cast<std::uint64_t>(done),
+                        static_cast<std::uint64_t>(total)});
     };
     try {
         backUp(source, destination, pace);
@@ -91,8 +90,7 @@ void SnapshotBuilder::copyDatabase(const Path& live, const Path& copy,
     }
 }
 
-std::int64_t SnapshotBuilder::copyOriginals(const Path& building,
-                                            const SnapshotFollower& follower) {
+std::int64_t SnapshotBuilder::copyOriginals(const Path& building, const OperationControl& control) {
     FileSystem& files = platform_.files;
     const SnapshotRepository shelf(files, layout_.snapshots());
     const auto newest = shelf.newest(platform_.clock.now());
@@ -107,7 +105,7 @@ std::int64_t SnapshotBuilder::copyOriginals(const Path& building,
          .facts = facts ? &*facts : nullptr,
          .rotationMark = shelf.folder().parent_path() / rotationMarkName},
         building);
-    return originals.bringIn(originalFolders, follower);
+    return originals.bringIn(originalFolders, control);
 }
 
 }  // namespace nookery

@@ -10,7 +10,6 @@
 namespace nookery {
 namespace {
 
-constexpr std::size_t progressStride = 256;
 constexpr std::size_t maximumMarkByteCount = 1 << 16;
 
 /// Where the last snapshot stopped checking; empty at the beginning.
@@ -28,15 +27,13 @@ SnapshotOriginals::SnapshotOriginals(const Platform& platform, Source source, Pa
       building_(std::move(building)) {}
 
 std::int64_t SnapshotOriginals::bringIn(std::span<const std::string_view> folders,
-                                        const SnapshotFollower& follower) {
+                                        const OperationControl& control) {
     Originals originals;
     for (const std::string_view folder : folders) survey(folder, originals);
     checkSome(originals);
     for (std::size_t i = 0; i < originals.size(); ++i) {
-        if (follower.stop.stop_requested()) throw Cancelled();
-        if (follower.progress && i % progressStride == 0) {
-            follower.progress({SnapshotProgress::Phase::originals, i, originals.size()});
-        }
+        control.throwIfStopped();
+        control.report({"recovery snapshot: original", i, originals.size()});
         bringIn(originals[i]);
     }
     syncFolders();

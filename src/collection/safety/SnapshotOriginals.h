@@ -40,7 +40,7 @@ class SnapshotOriginals {
     /// makes all durable. Returns the number of files. A folder that is not there is empty, unless
     /// the base snapshot has files in it: then it is an error.
     std::int64_t bringIn(std::span<const std::string_view> folders,
-                         const SnapshotFollower& follower);
+                         const OperationControl& control);
 
   private:
     struct Original {

@@ -1,122 +1,177 @@
 #include "collection/store/CrumbStore.h"
 
-#include <map>
+#include <utility>
 
-#include "collection/store/CrumbStoreParts.h"
+#include "collection/store/LibraryOpener.h"
+#include "platform/work/Task.h"
 #include "retrieval/text/Hashtags.h"
 
 namespace nookery {
 
 CrumbStore::CrumbStore(const Platform& platform, LibraryLayout layout, LibraryAccess access)
-    : parts_(std::make_unique<Parts>(platform, std::move(layout), access)) {}
+    : contents_(platform, std::move(layout), access),
+      writer_(contents_, *this),
+      groupEdits_(contents_, writer_),
+      search_(contents_) {
+    revision_ = contents_.revision.subscribe([this](std::uint64_t) {
+        if (recoverySnapshots_) recoverySnapshots_->recordChange();
+        search_.refresh();
+    });
+}
 
 CrumbStore::~CrumbStore() {
-    parts_->stopInboxes();
-    parts_->settleEnrichment();
+    if (inboxes_) inboxes_->stop();
 }
 
-const std::optional<std::string>& CrumbStore::startFailure() const { return parts_->startFailure; }
-const std::optional<RestoreNotice>& CrumbStore::restoreNotice() const {
-    return parts_->restoreNotice;
+OperationPointer<Nothing> CrumbStore::open(SessionLength length) {
+    WorkQueue& mainQueue = contents_.platform.mainQueue;
+    auto operation = Operation<Nothing>::create(mainQueue);
+    const auto opening = LibraryOpener::openDatabases(contents_);
+    opening->whenFinished(
+        guard_.guarded([this, length, operation](const Outcome<LibraryOpening>& outcome) {
+            if (outcome.failure()) {
+                return operation->finish(Outcome<Nothing>::failed(*outcome.failure()));
+            }
+            load(length, outcome.get(), operation);
+        }));
+    return operation;
 }
 
-const Published<CrumbItemList>& CrumbStore::items() const { return parts_->memories.all(); }
-const Published<std::vector<CrumbGroup>>& CrumbStore::groups() const { return parts_->groups; }
-const Published<std::string>& CrumbStore::searchText() const { return parts_->search.text(); }
-const Published<SearchResult>& CrumbStore::searchResult() const { return parts_->search.result(); }
-
-const Published<CrumbItemList>& CrumbStore::filteredItems() const {
-    return parts_->search.filteredItems();
-}
-
-const Published<std::unordered_map<Uuid, std::string>>& CrumbStore::retrievalHints() const {
-    return parts_->search.hints();
-}
-
-const Published<std::optional<Uuid>>& CrumbStore::selectedID() const { return parts_->selectedID; }
-const Published<std::set<Uuid>>& CrumbStore::selectedIDs() const { return parts_->selectedIDs; }
-
-const Published<int>& CrumbStore::importCountInProgress() const {
-    return parts_->importCountInProgress;
-}
-
-const Published<int>& CrumbStore::inboxImportCount() const { return parts_->inboxImportCount; }
-const Published<int>& CrumbStore::cloudImportCount() const { return parts_->cloudImportCount; }
-const Published<std::optional<InboxReport>>& CrumbStore::inboxReport() const {
-    return parts_->inboxReport;
-}
-
-const Published<int>& CrumbStore::faceDataRevision() const { return parts_->faceDataRevision; }
-
-const Published<std::vector<NookeryReceivedFieldReport>>& CrumbStore::fieldReports() const {
-    return parts_->fieldReports;
-}
-
-void CrumbStore::setFieldReports(std::vector<NookeryReceivedFieldReport> reports) {
-    parts_->fieldReports.set(std::move(reports));
-}
-
-void CrumbStore::setFieldReportReceiver(FieldReportReceiver* receiver) {
-    parts_->fieldReportReceiver = receiver;
-}
-
-SaveFailure CrumbStore::renameFieldReport(const NookeryReceivedFieldReport& report,
-                                          const std::string& title) {
-    return parts_->changeFieldReport(
-        [&](FieldReportReceiver& receiver) { receiver.rename(report, title); });
-}
-
-SaveFailure CrumbStore::deleteFieldReport(const NookeryReceivedFieldReport& report) {
-    return parts_->changeFieldReport(
-        [&](FieldReportReceiver& receiver) { receiver.remove(report); });
-}
-
-SaveFailure CrumbStore::Parts::changeFieldReport(
-    const std::function<void(FieldReportReceiver&)>& change) {
-    if (fieldReportReceiver == nullptr) return "Field Report receiver is unavailable.";
-    try {
-        change(*fieldReportReceiver);
-        return std::nullopt;
-    } catch (const Error& error) {
-        return error.description();
+/// The launch snapshot is looked after as soon as the database is open; it does not wait for the
+/// loading, nor the loading for it.
+void CrumbStore::load(SessionLength length, const LibraryOpening& opening,
+                      const OperationPointer<Nothing>& operation) {
+    restoreNotice_ = opening.restoreNotice;
+    createServices();
+    if (length == SessionLength::lasting && recoverySnapshots_) {
+        recoverySnapshots_->checkAtLaunch();
     }
+    const auto loading = LibraryOpener::load(contents_, opening);
+    const auto following = std::make_shared<Subscription>(
+        loading->progress().subscribe([operation](const auto& progress) {
+            if (progress) operation->control().report(*progress);
+        }));
+    loading->whenFinished(guard_.guarded(
+        [this, length, operation, following](const Outcome<LibraryOpening>& outcome) {
+            following->reset();
+            if (outcome.failure()) {
+                return operation->finish(Outcome<Nothing>::failed(*outcome.failure()));
+            }
+            becomeOpen(length, outcome.get());
+            operation->finish(Outcome<Nothing>::done({}));
+        }));
 }
 
-const Published<std::optional<BringBackNotice>>& CrumbStore::bringBackNotice() const {
-    return parts_->annotations.bringBackNotice();
+void CrumbStore::createServices() {
+    const Platform& platform = contents_.platform;
+    Sidecar* sidecar = contents_.sidecar ? &*contents_.sidecar : nullptr;
+    enrichment_ = std::make_unique<Enrichment>(platform, contents_.layout, writer_, sidecar);
+    enrichmentCount_ =
+        enrichment_->waitingCount().subscribe([this](int count) { indexingCount_.set(count); });
+    if (!contents_.database || sidecar == nullptr) return;
+    recoverySnapshots_ = std::make_unique<CrumbRecoverySnapshots>(platform, contents_.layout);
+    capture_ = std::make_unique<CaptureService>(platform, contents_.layout, *sidecar, writer_);
+    inboxes_ = std::make_unique<Inboxes>(platform, contents_.layout, *sidecar, writer_, *capture_);
+    LibraryEvents& events = *this;
+    remover_ = std::make_unique<MemoryRemover>(contents_, writer_, events, *recoverySnapshots_);
 }
 
-const Published<std::optional<SnapshotProgress>>& CrumbStore::snapshotProgress() const {
-    return parts_->snapshotProgress;
+void CrumbStore::becomeOpen(SessionLength length, const LibraryOpening& opening) {
+    startFailure_ = opening.failure;
+    writer_.setOpen(true);
+    enrichment_->resume(opening.backlog);
+    search_.setText("");
+    if (length == SessionLength::oneCommand) return;
+    // A library that is not whole takes nothing in: what it holds could not be recognised.
+    if (inboxes_ && !startFailure_) inboxes_->start();
+    enrichment_->start();
+    prepareVersions();
 }
 
-const Published<std::unordered_map<Uuid, std::vector<std::byte>>>& CrumbStore::richTextByID()
-    const {
-    return parts_->richTextByID;
+/// Piece by piece, between whatever else the main thread has to do.
+void CrumbStore::prepareVersions() {
+    if (!contents_.retrieval->prepareVersions()) return;
+    contents_.platform.mainQueue.async(guard_.guarded([this] { prepareVersions(); }));
 }
 
-const Published<std::optional<IntakeNotice>>& CrumbStore::intakeNotice() const {
-    return parts_->intakeNotice;
+OperationPointer<Nothing> CrumbStore::close() {
+    auto operation = Operation<Nothing>::create(contents_.platform.mainQueue);
+    if (inboxes_) inboxes_->stop();
+    inboxes_.reset();
+    remover_.reset();
+    capture_.reset();
+    if (!enrichment_) {
+        closeDatabases(operation);
+        return operation;
+    }
+    enrichment_->pause();
+    writer_.setOpen(false);
+    if (!enrichment_->isUnderWay()) {
+        closeDatabases(operation);
+        return operation;
+    }
+    lastEnrichment_ = enrichment_->underWayCount().subscribe([this, operation](int count) {
+        if (count > 0) return;
+        contents_.platform.mainQueue.async(
+            guard_.guarded([this, operation] { closeDatabases(operation); }));
+    });
+    return operation;
 }
+
+/// What other threads were given runs to its end first; closing a database may write.
+void CrumbStore::closeDatabases(const OperationPointer<Nothing>& operation) {
+    lastEnrichment_.reset();
+    writer_.setOpen(false);
+    enrichment_.reset();
+    recoverySnapshots_.reset();
+    const Platform& platform = contents_.platform;
+    struct Handles {
+        std::optional<SQLiteDatabase> database;
+        std::optional<Sidecar> sidecar;
+        std::optional<LibraryLock> lock;
+    };
+    auto handles = std::make_shared<Handles>(Handles{std::exchange(contents_.database, {}),
+                                                     std::exchange(contents_.sidecar, {}),
+                                                     std::exchange(contents_.lock, {})});
+    Task::run(
+        platform.captureQueue, platform.mainQueue, [] {},
+        [&platform, operation, handles = std::move(handles)](Outcome<Nothing>) mutable {
+            Task::run(
+                platform.filesQueue, platform.mainQueue,
+                [handles = std::move(handles)] {
+                    handles->database.reset();
+                    handles->sidecar.reset();
+                    handles->lock.reset();
+                },
+                [operation](Outcome<Nothing> outcome) { operation->finish(std::move(outcome)); });
+        });
+}
+
+const Published<CrumbItemList>& CrumbStore::items() const { return contents_.memories.all(); }
+const Published<std::vector<CrumbGroup>>& CrumbStore::groups() const { return contents_.groups; }
 
 const Published<std::map<Uuid, Timestamp>>& CrumbStore::bringBackDates() const {
-    return parts_->annotations.bringBackDates();
+    return contents_.annotations.bringBackDates();
 }
 
 const Published<std::set<Uuid>>& CrumbStore::broughtBackIDs() const {
-    return parts_->annotations.broughtBackIDs();
+    return contents_.annotations.broughtBackIDs();
 }
 
-CrumbItemPointer CrumbStore::item(const Uuid& id) const { return parts_->memories.find(id); }
+const Published<std::optional<BringBackNotice>>& CrumbStore::bringBackNotice() const {
+    return contents_.annotations.bringBackNotice();
+}
+
+CrumbItemPointer CrumbStore::item(const Uuid& id) const { return contents_.memories.find(id); }
 
 std::vector<std::string> CrumbStore::tagsOf(const Uuid& id) const {
-    const auto item = parts_->memories.find(id);
+    const auto item = contents_.memories.find(id);
     if (!item) return {};
     std::map<std::string, std::string> bySpelling;
     for (const std::string& text : {item->title, item->note}) {
         for (const std::string& tag : hashtagsIn(text)) bySpelling.emplace(tag, tag);
     }
-    for (const std::string& tag : parts_->annotations.manualTags(id)) {
+    for (const std::string& tag : contents_.annotations.manualTags(id)) {
         bySpelling[comparableTag(tag)] = tag;
     }
     std::vector<std::string> tags;
@@ -124,34 +179,121 @@ std::vector<std::string> CrumbStore::tagsOf(const Uuid& id) const {
     return tags;
 }
 
-std::vector<std::string> CrumbStore::manualTagsOf(const Uuid& id) const {
-    return parts_->annotations.manualTags(id);
-}
-
 std::string CrumbStore::groupNameOf(const CrumbItem& item) const {
-    return parts_->groupName(item.groupID);
+    return contents_.groupName(item.groupID);
 }
 
-UsageSignal CrumbStore::usageOf(const Uuid& id) const {
-    const auto& signals = parts_->annotations.usageSignals();
-    const auto found = signals.find(id);
-    return found == signals.end() ? UsageSignal{} : found->second;
+OperationPointer<CaptureReport> CrumbStore::capture(CaptureRequest request) {
+    if (capture_) return capture_->capture(std::move(request));
+    SaveFailure refused = writer_.refusal();
+    if (!refused) refused = writer_.unavailable();
+    return Operation<CaptureReport>::ended(
+        contents_.platform.mainQueue,
+        Outcome<CaptureReport>::failed({refused.message(), refused.advice(), {}}));
 }
 
-const RetrievalEngine& CrumbStore::retrieval() const { return parts_->retrieval; }
-
-void CrumbStore::setSearchText(const std::string& text, std::size_t limit, SearchDepth depth) {
-    parts_->search.setText(text, limit, depth);
+OperationPointer<ImportReport> CrumbStore::import(std::unique_ptr<ReadableFile> file) {
+    return startImport(contents_.platform, writer_, std::move(file));
 }
 
-std::string CrumbStore::browsingText() const { return parts_->search.browsingText(); }
-std::string CrumbStore::statusText() const { return parts_->search.statusText(); }
+void CrumbStore::addRecords(const CrumbItemList& records, const TagsByID& tagsByID, Saved saved) {
+    writer_.addRecords(records, tagsByID,
+                       [saved = std::move(saved)](const Library::Committed& committed) {
+                           saved(committed.problem);
+                       });
+}
 
-void CrumbStore::select(std::optional<Uuid> id) { parts_->selectedID.set(id); }
-void CrumbStore::setSelection(std::set<Uuid> ids) { parts_->selectedIDs.set(std::move(ids)); }
+SaveFailure CrumbStore::replaceItem(CrumbItem changed) {
+    const Uuid id = changed.id;
+    if (SaveFailure refused = writer_.refusalFor(id)) return refused;
+    SaveFailure failure = writer_.replace({std::make_shared<const CrumbItem>(std::move(changed))});
+    memoriesEdited({id});
+    return failure;
+}
 
-CrumbRecoverySnapshots* CrumbStore::recoverySnapshots() const {
-    return parts_->recoverySnapshots.get();
+SaveFailure CrumbStore::replaceItems(const CrumbItemList& changed) {
+    return writer_.replaceIfSaved("Crumb SQLite save error: ", changed);
+}
+
+void CrumbStore::setManualTags(const Uuid& id, const std::vector<std::string>& tags, Saved saved) {
+    writer_.annotate(
+        id, [&](MemoryAnnotations& annotations) { annotations.setManualTags(id, tags); },
+        std::move(saved));
+    writer_.index(contents_.memories.find(id));
+    writer_.recordChange();
+}
+
+void CrumbStore::setBringBack(const Uuid& id, std::optional<Timestamp> date, Saved saved) {
+    writer_.annotate(
+        id, [&](MemoryAnnotations& annotations) { annotations.setBringBack(id, date); },
+        std::move(saved));
+}
+
+void CrumbStore::recordSelection(const Uuid& id, Saved saved) {
+    writer_.annotate(
+        id, [&](MemoryAnnotations& annotations) { annotations.recordSelection(id); },
+        std::move(saved));
+}
+
+CleanupOutcome CrumbStore::cleanUpFilenames(
+    const std::vector<CrumbFilenameCleanupCandidate>& candidates) {
+    CrumbItemList changed;
+    for (const auto& candidate : candidates) {
+        const auto item = contents_.memories.find(candidate.id);
+        if (!item || item->title != candidate.oldTitle) continue;
+        CrumbItem renamed = *item;
+        renamed.title = candidate.newTitle;
+        changed.push_back(std::make_shared<const CrumbItem>(std::move(renamed)));
+    }
+    SaveFailure failure = writer_.replaceIfSaved("Crumb filename cleanup save error: ", changed);
+    return {failure ? 0 : changed.size(), failure};
+}
+
+template <typename Service>
+Service& CrumbStore::demand(const std::unique_ptr<Service>& service) const {
+    if (service) return *service;
+    if (contents_.access == LibraryAccess::reading) {
+        throw Error("The library was opened for reading only.");
+    }
+    throw Error(startFailure_.value_or("The library is not open."));
+}
+
+Enrichment& CrumbStore::enrichment() { return demand(enrichment_); }
+MemoryRemover& CrumbStore::remover() { return demand(remover_); }
+Inboxes& CrumbStore::inboxes() { return demand(inboxes_); }
+CrumbRecoverySnapshots& CrumbStore::recoverySnapshots() { return demand(recoverySnapshots_); }
+
+void CrumbStore::memoriesAdded(const CrumbItemList& added) {
+    if (capture_) capture_->remember(added);
+    enrichment_->added(added);
+}
+
+void CrumbStore::memoriesEdited(const std::vector<Uuid>& ids) { enrichment_->edited(ids); }
+
+void CrumbStore::memoriesRemoved(const std::unordered_set<Uuid>& ids) {
+    enrichment_->removed(ids);
+    if (capture_) capture_->forgetRemoved();
+    selection_.forget(ids);
+}
+
+void CrumbStore::libraryCleared() {
+    enrichment_->cleared();
+    if (capture_) capture_->forgetRemoved();
+    selection_.clear();
+    intakeNotice_.set(std::nullopt);
+}
+
+void CrumbStore::removalEnded() { enrichment_->removalEnded(); }
+
+void CrumbStore::intakeCounted(IntakeRoad road, int count) {
+    switch (road) {
+        case IntakeRoad::capture:
+            return importCountInProgress_.set(count);
+        case IntakeRoad::localInbox:
+            return inboxImportCount_.set(count);
+        case IntakeRoad::cloudInbox:
+            return cloudImportCount_.set(count);
+    }
 }
 
 }  // namespace nookery

@@ -16,6 +16,22 @@ bool isNewer(const CrumbItem& left, const CrumbItem& right) {
     return left.id < right.id;
 }
 
+PreparedMemories::PreparedMemories(CrumbItemList all) : items(std::move(all)) {
+    byID.reserve(items.size());
+    for (const auto& item : items) byID.insert_or_assign(item->id, item);
+    if (byID.size() != items.size()) {
+        std::erase_if(items, [&](const auto& item) { return byID.at(item->id) != item; });
+    }
+    if (!std::is_sorted(items.begin(), items.end(), pointsToNewer)) {
+        std::sort(items.begin(), items.end(), pointsToNewer);
+    }
+}
+
+void MemoryList::load(PreparedMemories prepared) {
+    byID_ = std::move(prepared.byID);
+    items_.set(std::move(prepared.items));
+}
+
 CrumbItemPointer MemoryList::find(const Uuid& id) const {
     const auto found = byID_.find(id);
     return found == byID_.end() ? nullptr : found->second;
@@ -44,11 +60,15 @@ void MemoryList::add(std::span<const CrumbItemPointer> added) {
     });
 }
 
-void MemoryList::replace(CrumbItemPointer changed) {
+void MemoryList::replaceQuietly(CrumbItemPointer changed) {
     byID_[changed->id] = changed;
-    items_.update([&](CrumbItemList& items) {
+    items_.updateQuietly([&](CrumbItemList& items) {
         *std::lower_bound(items.begin(), items.end(), changed, pointsToNewer) = changed;
     });
+}
+
+void MemoryList::announce() {
+    items_.update([](CrumbItemList&) {});
 }
 
 void MemoryList::remove(const std::unordered_set<Uuid>& ids) {

@@ -6,11 +6,11 @@
 #include <chrono>
 #include <optional>
 
-#include "collection/database/MemoryAnnotations.h"
-#include "collection/store/MemoryList.h"
+#include "collection/store/LibraryContents.h"
 #include "foundation/Text.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
+#include "platform/work/Task.h"
 
 namespace nookery {
 namespace {
@@ -52,9 +52,7 @@ std::vector<RankedHit> appended(std::vector<RankedHit> deep,
 
 }  // namespace
 
-SearchSession::SearchSession(const Platform& platform, const RetrievalEngine& engine,
-                             const MemoryList& memories, const MemoryAnnotations& annotations)
-    : platform_(platform), engine_(engine), memories_(memories), annotations_(annotations) {}
+SearchSession::SearchSession(const LibraryContents& contents) : contents_(contents) {}
 
 SearchSession::~SearchSession() { deepSearchTask_.request_stop(); }
 
@@ -87,8 +85,8 @@ std::string SearchSession::statusText() const {
 
 void SearchSession::browse() {
     SearchResult result{
-        .text = *text_, .totalCount = memories_.size(), .hits = {}, .isFinal = true};
-    const auto& all = memories_.all().get();
+        .text = *text_, .totalCount = contents_.memories.size(), .hits = {}, .isFinal = true};
+    const auto& all = contents_.memories.all().get();
     for (const auto& item : std::span(all).first(std::min(limit_, all.size()))) {
         result.hits.push_back({item->id, 0, ""});
     }
@@ -97,7 +95,7 @@ void SearchSession::browse() {
 
 void SearchSession::search() {
     const Stopwatch stopwatch;
-    const auto snapshot = engine_.search(*text_, std::max(limit_, deepCandidateLimit));
+    const auto snapshot = contents_.retrieval->search(*text_, std::max(limit_, deepCandidateLimit));
     SearchResult result{
         .text = *text_, .totalCount = snapshot.totalCount, .hits = hitsOf(snapshot)};
     result.lexicalMicroseconds = stopwatch.microseconds();
@@ -107,36 +105,36 @@ void SearchSession::search() {
 }
 
 void SearchSession::startDeepSearch(const LexicalSnapshot& snapshot) {
-    auto request =
-        engine_.prepareDeepSearch(snapshot, annotations_.usageSignals(), platform_.clock.now());
+    auto request = contents_.retrieval->prepareDeepSearch(
+        snapshot, contents_.annotations.usageSignals(), contents_.platform.clock.now());
     auto lexical = hitsOf(snapshot);
     const auto stop = deepSearchTask_.get_token();
     const Stopwatch stopwatch;
-    auto finish = guard_.guarded(
-        [this, stop, stopwatch, lexical = std::move(lexical),
-         lexicalMicroseconds = result_->lexicalMicroseconds](std::optional<DeepSearchResult> deep) {
-            if (stop.stop_requested()) return;
-            SearchResult result{.text = *text_,
-                                .totalCount = deep ? deep->totalCount : result_->totalCount,
-                                .hits = deep ? appended(std::move(deep->hits), lexical) : lexical,
-                                .isFinal = true,
-                                .lexicalMicroseconds = lexicalMicroseconds,
-                                .deepMicroseconds = stopwatch.microseconds()};
-            publish(std::move(result));
-        });
-    platform_.searchQueue.async(
-        [platform = platform_, request = std::move(request), stop, finish = std::move(finish)] {
-            std::optional<DeepSearchResult> deep;
-            try {
-                deep = RetrievalEngine::deepSearch(*request, platform.embedder, stop);
-            } catch (const Cancelled&) {
-                return;  // A newer text has taken over; it publishes.
-            } catch (const Error& error) {
-                platform.log.line("NOOKERY deep search error: " + error.description());
+    Task::run(
+        contents_.platform.searchQueue, contents_.platform.mainQueue, guard_,
+        [embedder = contents_.platform.embedder, request = std::move(request), stop] {
+            return RetrievalEngine::deepSearch(*request, embedder, stop);
+        },
+        [this, stop, stopwatch, lexical = std::move(lexical)](Outcome<DeepSearchResult> outcome) {
+            // A newer text has taken over; it publishes.
+            if (stop.stop_requested() || outcome.isStopped()) return;
+            if (const Failure* failure = outcome.failure()) {
+                contents_.platform.log.line("NOOKERY deep search error: " + failure->message);
             }
-            platform.mainQueue.async(
-                [finish, deep = std::move(deep)]() mutable { finish(std::move(deep)); });
+            finishDeepSearch(outcome.isDone() ? &outcome.get() : nullptr, lexical,
+                             stopwatch.microseconds());
         });
+}
+
+/// Without a deep result the lexical order is the final one.
+void SearchSession::finishDeepSearch(DeepSearchResult* deep, const std::vector<RankedHit>& lexical,
+                                     std::int64_t microseconds) {
+    publish({.text = *text_,
+             .totalCount = deep != nullptr ? deep->totalCount : result_->totalCount,
+             .hits = deep != nullptr ? appended(std::move(deep->hits), lexical) : lexical,
+             .isFinal = true,
+             .lexicalMicroseconds = result_->lexicalMicroseconds,
+             .deepMicroseconds = microseconds});
 }
 
 void SearchSession::publish(SearchResult result) {
@@ -145,12 +143,13 @@ void SearchSession::publish(SearchResult result) {
     std::unordered_map<Uuid, std::string> hints;
     for (const RankedHit& hit : result.hits) {
         // A memory deleted while the deep stage ran is left out.
-        auto item = memories_.find(hit.id);
+        auto item = contents_.memories.find(hit.id);
         if (!item) continue;
         shown.push_back(std::move(item));
         if (!hit.hint.empty()) hints.emplace(hit.id, hit.hint);
     }
-    std::erase_if(result.hits, [&](const RankedHit& hit) { return !memories_.find(hit.id); });
+    std::erase_if(result.hits,
+                  [&](const RankedHit& hit) { return !contents_.memories.find(hit.id); });
     filteredItems_.set(std::move(shown));
     hints_.set(std::move(hints));
     result_.set(std::move(result));

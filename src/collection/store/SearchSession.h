@@ -14,8 +14,7 @@
 
 namespace nookery {
 
-class MemoryAnnotations;
-class MemoryList;
+struct LibraryContents;
 
 /// What one search text came to.
 struct SearchResult {
@@ -29,17 +28,20 @@ struct SearchResult {
 
 enum class SearchDepth { lexical, deep };
 
+/// How many hits a search shows when nobody says otherwise.
+inline constexpr std::size_t defaultSearchLimit = 240;
+
 /// The search box and what it shows. The lexical list is published at once; the deep order follows
 /// from the search queue. A new text cancels the running deep search, and a cancelled one publishes
 /// nothing. Main thread.
 class SearchSession {
   public:
-    SearchSession(const Platform& platform, const RetrievalEngine& engine,
-                  const MemoryList& memories, const MemoryAnnotations& annotations);
+    explicit SearchSession(const LibraryContents& contents);
     ~SearchSession();
 
     /// Shows at most `limit` memories. Empty text browses the newest.
-    void setText(const std::string& text, std::size_t limit, SearchDepth depth);
+    void setText(const std::string& text, std::size_t limit = defaultSearchLimit,
+                 SearchDepth depth = SearchDepth::deep);
     /// The library changed: searches again for the same text.
     void refresh();
     /// "Browsing the full library." while the trimmed text is empty, else empty.
@@ -57,12 +59,11 @@ class SearchSession {
     void browse();
     void search();
     void startDeepSearch(const LexicalSnapshot& snapshot);
+    void finishDeepSearch(DeepSearchResult* deep, const std::vector<RankedHit>& lexical,
+                          std::int64_t microseconds);
     void publish(SearchResult result);
 
-    const Platform& platform_;
-    const RetrievalEngine& engine_;
-    const MemoryList& memories_;
-    const MemoryAnnotations& annotations_;
+    const LibraryContents& contents_;
 
     Published<std::string> text_;
     Published<SearchResult> result_;

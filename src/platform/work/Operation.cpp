@@ -48,6 +48,11 @@ void OperationBase::connect() { control_.shared_->operation = weak_from_this(); 
 
 void OperationBase::stop() { control_.shared_->stop.request_stop(); }
 
+void OperationBase::stopWith(std::stop_token token) {
+    // The state is shared, so that a stop from another thread never meets a dying operation.
+    relay_.emplace(std::move(token), [shared = control_.shared_] { shared->stop.request_stop(); });
+}
+
 void OperationBase::whenEnded(std::function<void()> ended) {
     if (isFinished()) return ended();
     ended_.push_back(std::move(ended));

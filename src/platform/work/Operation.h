@@ -56,6 +56,8 @@ class OperationBase : public std::enable_shared_from_this<OperationBase> {
     const Published<std::optional<OperationProgress>>& progress() const { return progress_; }
     /// Asks the work to end where it is whole. It may still be done by then. Any thread.
     void stop();
+    /// Stops when the token says so, as long as the operation lives.
+    void stopWith(std::stop_token token);
     virtual bool isFinished() const = 0;
     /// Why it failed; null while it runs, and when it was done or stopped.
     virtual const Failure* failure() const = 0;
@@ -76,6 +78,7 @@ class OperationBase : public std::enable_shared_from_this<OperationBase> {
     OperationControl control_;
     Published<std::optional<OperationProgress>> progress_;
     std::vector<std::function<void()>> ended_;
+    std::optional<std::stop_callback<std::function<void()>>> relay_;
 };
 
 /// The one shape of long work: published progress, a way to stop it, and one outcome. Whoever

@@ -1,0 +1,98 @@
+#include "collection/enrichment/Enrichment.h"
+
+#include "platform/Log.h"
+
+namespace nookery {
+
+Enrichment::Enrichment(const Platform& platform, const LibraryLayout& layout, Library& library,
+                       Sidecar* sidecar)
+    : platform_(platform),
+      layout_(layout),
+      library_(library),
+      sidecar_(sidecar),
+      results_(platform, library, sidecar),
+      worker_(platform, layout, library, results_) {}
+
+template <typename Change>
+void Enrichment::changeSidecar(const Change& change) {
+    if (sidecar_ == nullptr) return;
+    try {
+        change(*sidecar_);
+    } catch (const Error& error) {
+        platform_.log.line("NOOKERY sidecar save error: " + error.description());
+    }
+}
+
+/// Without a place to record what is begun, an original that ends the program would do so for ever.
+void Enrichment::start() {
+    if (library_.refusal() || sidecar_ == nullptr) return;
+    results_.forgetFailure();
+    worker_.start();
+}
+
+void Enrichment::pause() {
+    worker_.pause();
+    results_.settleAndAnnounce();
+}
+
+void Enrichment::request(const std::vector<Uuid>& ids) {
+    renewContents(ids);
+    edited(ids);
+}
+
+void Enrichment::renewContents(const std::vector<Uuid>& ids) {
+    std::vector<Uuid> readable;
+    for (const Uuid& id : ids) {
+        const auto item = library_.find(id);
+        if (item && hasReadableOriginal(*item)) readable.push_back(id);
+    }
+    changeSidecar([&](Sidecar& sidecar) {
+        sidecar.finishWork(readable, contentsTask);
+        sidecar.addWork(readable, contentsTask);
+    });
+    worker_.add(readable, {.contents = true});
+}
+
+std::vector<PendingWork> Enrichment::recordedWork() const {
+    if (sidecar_ != nullptr) return sidecar_->pendingWork(contentsTask);
+    if (!platform_.files.status(layout_.sidecar())) return {};
+    return Sidecar::openForReading(layout_.sidecar()).pendingWork(contentsTask);
+}
+
+std::vector<EnrichmentFailure> Enrichment::failures() const {
+    std::vector<EnrichmentFailure> failures;
+    for (const PendingWork& work : recordedWork()) {
+        if (worker_.isUnderWay(work.memoryID)) continue;
+        if (!work.lastFailure || !library_.find(work.memoryID)) continue;
+        failures.push_back(
+            {work.memoryID, *work.lastFailure, work.attempts >= mostReadingAttempts});
+    }
+    return failures;
+}
+
+void Enrichment::resume(const EnrichmentBacklog& backlog) {
+    worker_.add(backlog.unread, {.contents = true});
+    worker_.add(backlog.suspects, {.contents = true, .alone = true});
+    if (platform_.embedder != nullptr) worker_.add(backlog.withoutVector, {.embedding = true});
+}
+
+void Enrichment::added(const CrumbItemList& records) {
+    std::vector<Uuid> unread;
+    std::vector<Uuid> all;
+    for (const auto& record : records) {
+        all.push_back(record->id);
+        if (hasUnreadContents(*record)) unread.push_back(record->id);
+    }
+    worker_.add(unread, {.contents = true});
+    if (platform_.embedder != nullptr) worker_.add(all, {.embedding = true});
+}
+
+void Enrichment::edited(const std::vector<Uuid>& ids) {
+    results_.settle();  // or what is recorded here would be taken for done
+    changeSidecar([&](Sidecar& sidecar) { sidecar.addWork(ids, embeddingTask); });
+    if (platform_.embedder != nullptr) worker_.add(ids, {.embedding = true});
+}
+
+void Enrichment::removed(const std::unordered_set<Uuid>& ids) { worker_.remove(ids); }
+
+}  // namespace nookery

@@ -1,0 +1,216 @@
+#include "collection/store/LibraryOpener.h"
+
+#include <utility>
+
+#include "collection/capture/CaptureRecovery.h"
+#include "collection/database/LibraryLoader.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "platform/TextEmbedder.h"
+
+namespace nookery {
+namespace {
+
+constexpr std::uint64_t stepCount = 5;
+
+/// The databases while they are opened.
+struct OpenedDatabases {
+    std::optional<LibraryLock> lock;
+    std::optional<SQLiteDatabase> database;
+    std::optional<Sidecar> sidecar;
+    LibraryOpening opening;
+};
+
+OpenedDatabases openAll(const Platform& platform, const LibraryLayout& layout,
+                        LibraryAccess access) {
+    OpenedDatabases opened;
+    if (access == LibraryAccess::writing) {
+        opened.lock = LibraryLock::acquire(platform.files, layout, platform.clock.now());
+        removeInterruptedWrites(layout, platform);
+        opened.opening.restoreNotice = completePendingSnapshotRestore(platform, layout);
+    }
+    try {
+        if (access == LibraryAccess::writing) {
+            opened.database = SQLiteDatabase::open(platform.files, layout);
+            opened.sidecar = Sidecar::open(platform.files, layout);
+        } else {
+            opened.database = SQLiteDatabase::openForReading(layout);
+        }
+    } catch (const Error& error) {
+        platform.log.line("Crumb SQLite load/migration error: " + error.description());
+        opened.opening.failure = error.description();
+    }
+    return opened;
+}
+
+/// What is loaded, before it belongs to the main thread.
+struct Loaded {
+    PreparedMemories memories{{}};
+    std::vector<CrumbGroup> groups;
+    RichTexts richTexts;
+    LoadedAnnotations annotations;
+    std::unique_ptr<RetrievalEngine> retrieval = std::make_unique<RetrievalEngine>();
+    LibraryOpening opening;
+};
+
+/// Loads one part after the other. A failure is logged behind the part's prefix, kept as the reason
+/// why the library is not whole, and leaves the part empty.
+class Loading {
+  public:
+    Loading(const Platform& platform, const LibraryLayout& layout, LibraryAccess access,
+            SQLiteDatabase* database, Sidecar* sidecar, LibraryOpening opening)
+        : platform_(platform),
+          layout_(layout),
+          access_(access),
+          database_(database),
+          sidecar_(sidecar) {
+        loaded_.opening = std::move(opening);
+    }
+
+    Loaded run(const OperationControl& control) {
+        const auto tell = [&](const char* what, std::uint64_t done) {
+            control.report({what, done, stepCount});
+        };
+        tell("opening memories", 0);
+        loadMemories();
+        step("Crumb group load error: ", [&] { loaded_.groups = database_->loadGroups(); });
+        step("Crumb rich-text load error: ",
+             [&] { loaded_.richTexts = database_->loadRichTexts(); });
+        tell("opening settings", 1);
+        step("NOOKERY settings load error: ",
+             [&] { loaded_.annotations = loadAnnotations(platform_); });
+        tell("building the index", 2);
+        buildIndex();
+        tell("opening vectors", 3);
+        step("Crumb embedding load error: ", [&] { loadVectors(); });
+        tell("looking for unfinished work", 4);
+        step("NOOKERY enrichment load error: ", [&] { findUnfinishedWork(); });
+        return std::move(loaded_);
+    }
+
+  private:
+    template <typename Work>
+    void step(std::string_view logPrefix, const Work& work) {
+        if (database_ == nullptr) return;
+        try {
+            work();
+        } catch (const Error& error) {
+            platform_.log.line(std::string(logPrefix) + error.description());
+            loaded_.opening.failure = error.description();
+        }
+    }
+
+    void loadMemories() {
+        if (database_ == nullptr) platform_.log.line("Crumb database unavailable.");
+        step("Crumb SQLite load/migration error: ", [&] {
+            if (access_ == LibraryAccess::writing) {
+                migrateLegacyFile(*database_, layout_, platform_);
+            }
+            loaded_.memories = PreparedMemories(database_->loadItems());
+        });
+    }
+
+    void buildIndex() {
+        std::unordered_map<Uuid, const std::string*> groupNames;
+        for (const CrumbGroup& group : loaded_.groups) groupNames.emplace(group.id, &group.name);
+        std::vector<MemoryAttributes> attributes;
+        attributes.reserve(loaded_.memories.items.size());
+        for (const auto& item : loaded_.memories.items) {
+            MemoryAttributes& each = attributes.emplace_back();
+            const auto tags = loaded_.annotations.manualTags.find(item->id);
+            if (tags != loaded_.annotations.manualTags.end()) each.manualTags = tags->second;
+            const auto group = item->groupID ? groupNames.find(*item->groupID) : groupNames.end();
+            if (group != groupNames.end()) each.groupName = *group->second;
+        }
+        loaded_.retrieval->putAll(loaded_.memories.items, attributes);
+    }
+
+    void loadVectors() {
+        if (platform_.embedder == nullptr) return;
+        embedded_ = database_->itemsEmbeddedBy(platform_.embedder->modelName());
+        database_->loadEmbeddings([&](const Uuid& id, std::span<const double> vector) {
+            if (embedded_.contains(id)) loaded_.retrieval->setVector(id, vector);
+        });
+    }
+
+    void findUnfinishedWork() {
+        std::vector<PendingWork> work;
+        if (sidecar_ != nullptr) {
+            work = sidecar_->pendingWork();
+        } else if (platform_.files.status(layout_.sidecar())) {
+            work = Sidecar::openForReading(layout_.sidecar()).pendingWork();
+        }
+        loaded_.opening.backlog = findBacklog(loaded_.memories.items, work, embedded_);
+        // Only a whole library can tell what belongs to nobody.
+        if (sidecar_ == nullptr || loaded_.opening.failure) return;
+        removeInterruptedCaptures(platform_, layout_, *sidecar_, loaded_.memories.items);
+    }
+
+    const Platform& platform_;
+    const LibraryLayout& layout_;
+    LibraryAccess access_;
+    SQLiteDatabase* database_;
+    Sidecar* sidecar_;
+    std::unordered_set<Uuid> embedded_;
+    Loaded loaded_;
+};
+
+/// Runs the work of an opening's step on the files queue, and `take` with its result on the main
+/// thread before the operation ends.
+template <typename Work, typename Take>
+OperationPointer<LibraryOpening> startStep(LibraryContents& contents, Work work, Take take) {
+    const Platform& platform = contents.platform;
+    auto operation = Operation<LibraryOpening>::create(platform.mainQueue);
+    Task::run(
+        platform.filesQueue, platform.mainQueue,
+        [work = std::move(work), control = operation->control()] { return work(control); },
+        [operation, take = std::move(take)](auto outcome) {
+            if (outcome.isDone()) {
+                return operation->finish(Outcome<LibraryOpening>::done(take(outcome.get())));
+            }
+            const Failure* failure = outcome.failure();
+            operation->finish(failure == nullptr ? Outcome<LibraryOpening>::stopped()
+                                                 : Outcome<LibraryOpening>::failed(*failure));
+        });
+    return operation;
+}
+
+}  // namespace
+
+OperationPointer<LibraryOpening> LibraryOpener::openDatabases(LibraryContents& contents) {
+    return startStep(
+        contents,
+        [platform = contents.platform, layout = contents.layout,
+         access = contents.access](const OperationControl& control) {
+            control.report({"opening the library", 0, 0});
+            return openAll(platform, layout, access);
+        },
+        [&contents](OpenedDatabases& opened) {
+            contents.lock = std::move(opened.lock);
+            contents.database = std::move(opened.database);
+            contents.sidecar = std::move(opened.sidecar);
+            return std::move(opened.opening);
+        });
+}
+
+OperationPointer<LibraryOpening> LibraryOpener::load(LibraryContents& contents,
+                                                     LibraryOpening opening) {
+    return startStep(
+        contents,
+        [platform = contents.platform, layout = contents.layout, access = contents.access,
+         database = contents.database ? &*contents.database : nullptr,
+         sidecar = contents.sidecar ? &*contents.sidecar : nullptr,
+         opening = std::move(opening)](const OperationControl& control) {
+            return Loading(platform, layout, access, database, sidecar, opening).run(control);
+        },
+        [&contents](Loaded& loaded) {
+            contents.memories.load(std::move(loaded.memories));
+            contents.groups.set(std::move(loaded.groups));
+            contents.richTextByID.set(std::move(loaded.richTexts));
+            contents.annotations.adopt(std::move(loaded.annotations));
+            contents.retrieval = std::move(loaded.retrieval);
+            return std::move(loaded.opening);
+        });
+}
+
+}  // namespace nookery

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "collection/enrichment/EnrichmentBacklog.h"
+#include "collection/safety/SnapshotRestore.h"
+#include "collection/store/LibraryContents.h"
+#include "platform/work/Operation.h"
+
+namespace nookery {
+
+/// What opening a library came to, beside its contents.
+struct LibraryOpening {
+    /// Why the library, or a part of it, could not be loaded; none when all is well.
+    std::optional<std::string> failure{};
+    /// What became of a restore that waited; none when none did.
+    std::optional<RestoreNotice> restoreNotice{};
+    EnrichmentBacklog backlog{};
+};
+
+/// Opens a library in the order that a start has, away from the main thread, and puts what it
+/// loaded into the contents on the main thread. In two steps, since what follows the first (the
+/// launch snapshot) must not wait for the second.
+class LibraryOpener {
+  public:
+    /// Locks the library, finishes a restore that waits, opens the databases and upgrades them.
+    /// Fails with LibraryInUse when another process owns the library, and with RestoreError when an
+    /// interrupted restore can neither be finished nor undone. A database that cannot be opened is
+    /// no failure of the operation: it is logged, and the library stays empty and refuses every
+    /// save. With reading access nothing is created, locked or changed.
+    static OperationPointer<LibraryOpening> openDatabases(LibraryContents& contents);
+
+    /// Migrates the legacy file, loads memories, groups, rich texts, settings and vectors, and
+    /// builds the index. What cannot be loaded is logged, named as the failure of `opening`, and
+    /// left empty. Nobody else may use the databases until it has ended.
+    static OperationPointer<LibraryOpening> load(LibraryContents& contents, LibraryOpening opening);
+};
+
+}  // namespace nookery

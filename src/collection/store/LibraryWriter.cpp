@@ -1,0 +1,242 @@
+#include "collection/store/LibraryWriter.h"
+
+#include <algorithm>
+
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "platform/UserDefaults.h"
+#include "platform/work/Task.h"
+
+namespace nookery {
+namespace {
+
+constexpr std::string_view saveError = "Crumb SQLite save error: ";
+
+std::vector<Uuid> idsOf(const CrumbItemList& records) {
+    std::vector<Uuid> ids;
+    ids.reserve(records.size());
+    for (const auto& record : records) ids.push_back(record->id);
+    return ids;
+}
+
+}  // namespace
+
+CrumbItemPointer inGroup(const CrumbItem& item, std::optional<Uuid> groupID) {
+    CrumbItem moved = item;
+    moved.groupID = groupID;
+    return std::make_shared<const CrumbItem>(std::move(moved));
+}
+
+LibraryWriter::LibraryWriter(LibraryContents& contents, LibraryEvents& events)
+    : contents_(contents), events_(events) {}
+
+SaveFailure LibraryWriter::refusal() const {
+    if (contents_.access == LibraryAccess::reading) {
+        return SaveFailure("The library was opened for reading only.");
+    }
+    if (!isOpen_) return SaveFailure("The library is not open.");
+    if (isClosed_) {
+        return SaveFailure("NOOKERY is removing memories just now.", "Try again in a moment.");
+    }
+    return {};
+}
+
+SaveFailure LibraryWriter::refusalFor(const Uuid& id) const {
+    if (SaveFailure refused = refusal()) return refused;
+    if (closed_.contains(id)) return SaveFailure("This memory is being removed.");
+    return {};
+}
+
+SaveFailure LibraryWriter::refusalForGroup(const Uuid& id) const {
+    if (SaveFailure refused = refusal()) return refused;
+    if (closedGroups_.contains(id)) return SaveFailure("This group is being removed.");
+    return {};
+}
+
+void LibraryWriter::closeMemories(const std::unordered_set<Uuid>& ids) {
+    closed_.insert(ids.begin(), ids.end());
+}
+
+void LibraryWriter::reopenMemories(const std::unordered_set<Uuid>& ids) {
+    for (const Uuid& id : ids) closed_.erase(id);
+}
+
+SaveFailure LibraryWriter::logged(std::string_view logPrefix, const Error& error) const {
+    contents_.platform.log.line(std::string(logPrefix) + error.description());
+    return SaveFailure(error);
+}
+
+SaveFailure LibraryWriter::unavailable() const {
+    contents_.platform.log.line("Crumb database unavailable.");
+    return SaveFailure("Crumb database unavailable.");
+}
+
+SaveFailure LibraryWriter::save(std::string_view logPrefix,
+                                const std::function<void(SQLiteDatabase&)>& change) {
+    if (SaveFailure refused = refusal()) return refused;
+    return saveForRemoval(logPrefix, change);
+}
+
+SaveFailure LibraryWriter::saveForRemoval(std::string_view logPrefix,
+                                          const std::function<void(SQLiteDatabase&)>& change) {
+    return run(logPrefix, [&](SQLiteDatabase& database) {
+        change(database);
+        database.makeDurable();
+    });
+}
+
+SaveFailure LibraryWriter::run(std::string_view logPrefix,
+                               const std::function<void(SQLiteDatabase&)>& change) {
+    if (!contents_.database) return unavailable();
+    try {
+        change(*contents_.database);
+        return {};
+    } catch (const Error& error) {
+        return logged(logPrefix, error);
+    }
+}
+
+SaveFailure LibraryWriter::makeDurable() {
+    if (!contents_.database) return unavailable();
+    try {
+        contents_.database->makeDurable();
+        return {};
+    } catch (const Error& error) {
+        return logged(saveError, error);
+    }
+}
+
+void LibraryWriter::changeSidecar(const std::function<void(Sidecar&)>& change) {
+    if (!contents_.sidecar) return;
+    try {
+        change(*contents_.sidecar);
+    } catch (const Error& error) {
+        contents_.platform.log.line("NOOKERY sidecar save error: " + error.description());
+    }
+}
+
+void LibraryWriter::annotate(const Uuid& id, const AnnotationChange& change, Saved saved) {
+    if (SaveFailure refused = refusalFor(id)) return answerLater(std::move(refused), saved);
+    change(contents_.annotations);
+    saveAnnotations(std::move(saved));
+}
+
+void LibraryWriter::annotateForRemoval(const AnnotationChange& change) {
+    change(contents_.annotations);
+    saveAnnotations([](const SaveFailure&) { /* it is logged, and no memory is there any more */ });
+}
+
+void LibraryWriter::answerLater(SaveFailure failure, Saved saved) {
+    contents_.platform.mainQueue.async(guard_.guarded(
+        [failure = std::move(failure), saved = std::move(saved)] { saved(failure); }));
+}
+
+/// On failure the change stays in memory, and the next one that is saved takes it along.
+void LibraryWriter::saveAnnotations(Saved saved) {
+    UnsavedAnnotations unsaved = contents_.annotations.takeUnsaved();
+    if (unsaved.isEmpty()) return answerLater({}, std::move(saved));
+    Task::run(
+        contents_.platform.filesQueue, contents_.platform.mainQueue, guard_,
+        [&defaults = contents_.platform.defaults, unsaved] { nookery::save(defaults, unsaved); },
+        [this, unsaved, saved = std::move(saved)](const Outcome<Nothing>& outcome) {
+            if (outcome.isDone()) return saved({});
+            contents_.annotations.keepUnsaved(unsaved);
+            const Failure* failure = outcome.failure();
+            const Error error(failure == nullptr ? "It was stopped." : failure->message,
+                              failure == nullptr ? "" : failure->advice);
+            saved(logged("NOOKERY settings save error: ", error));
+        });
+}
+
+void LibraryWriter::add(const std::vector<NewMemory>& memories, CommitEnded ended) {
+    CrumbItemList records;
+    TagsByID tagsByID;
+    for (const NewMemory& memory : memories) {
+        records.push_back(std::make_shared<const CrumbItem>(memory.item));
+        if (!memory.tags.empty()) tagsByID[memory.item.id] = memory.tags;
+    }
+    addRecords(records, tagsByID, std::move(ended));
+}
+
+void LibraryWriter::addRecords(const CrumbItemList& records, const TagsByID& tagsByID,
+                               CommitEnded ended) {
+    bool isKept = false;
+    const SaveFailure failure = save(saveError, [&](SQLiteDatabase& database) {
+        database.saveItems(records, contents_.platform.clock.now());
+        isKept = true;
+    });
+    if (!isKept) return ended({false, failure});
+    if (!tagsByID.empty()) {
+        contents_.annotations.setManualTags(tagsByID);
+        saveAnnotations([failure, ended](const SaveFailure& tagFailure) {
+            ended({true, failure ? failure : tagFailure});
+        });
+    }
+    publish(records);
+    events_.memoriesAdded(records);
+    recordChange();
+    if (tagsByID.empty()) ended({true, failure});
+}
+
+SaveFailure LibraryWriter::replace(const CrumbItemList& changed) {
+    for (const auto& record : changed) {
+        if (SaveFailure refused = refusalFor(record->id)) return refused;
+    }
+    SaveFailure failure = save(saveError, [&](SQLiteDatabase& database) {
+        database.saveItems(changed, contents_.platform.clock.now());
+    });
+    publish(changed);
+    recordChange();
+    return failure;
+}
+
+SaveFailure LibraryWriter::replaceIfSaved(std::string_view logPrefix,
+                                          const CrumbItemList& changed) {
+    for (const auto& record : changed) {
+        if (SaveFailure refused = refusalFor(record->id)) return refused;
+    }
+    if (SaveFailure failure = save(logPrefix, [&](SQLiteDatabase& database) {
+            database.saveItems(changed, contents_.platform.clock.now());
+        })) {
+        return failure;
+    }
+    publish(changed);
+    events_.memoriesEdited(idsOf(changed));
+    recordChange();
+    return {};
+}
+
+void LibraryWriter::publish(const CrumbItemList& records) {
+    contents_.memories.add(records);
+    for (const auto& record : records) index(record);
+}
+
+void LibraryWriter::index(const CrumbItemPointer& item) {
+    contents_.retrieval->put(item, contents_.attributesOf(*item));
+}
+
+void LibraryWriter::recordChange() { contents_.revision.set(*contents_.revision + 1); }
+
+SaveFailure LibraryWriter::saveReadings(const CrumbItemList& changed,
+                                        const SQLiteDatabase::Embeddings& vectors,
+                                        const std::string& embeddingModel) {
+    if (SaveFailure refused = refusal()) return refused;
+    SaveFailure failure = run(saveError, [&](SQLiteDatabase& database) {
+        const Timestamp now = contents_.platform.clock.now();
+        if (!changed.empty()) database.saveItems(changed, now);
+        if (!vectors.empty()) database.saveEmbeddings(vectors, embeddingModel, now);
+    });
+    for (const auto& record : changed) {
+        contents_.memories.replaceQuietly(record);
+        index(record);
+    }
+    for (const auto& [id, vector] : vectors) contents_.retrieval->setVector(id, vector);
+    return failure;
+}
+
+void LibraryWriter::announceChanges() {
+    contents_.memories.announce();
+    recordChange();
+}
+
+}  // namespace nookery

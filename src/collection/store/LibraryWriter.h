@@ -1,0 +1,104 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "collection/database/Library.h"
+#include "collection/store/LibraryContents.h"
+#include "collection/store/LibraryEvents.h"
+
+namespace nookery {
+
+using TagsByID = std::unordered_map<Uuid, std::vector<std::string>>;
+
+/// Everything that is written to an open library goes through here: it is refused while the library
+/// may not be changed, saved, made durable, put in step with the lists and the index, and
+/// announced. A failure is logged behind the operation's prefix and told; nothing is thrown. Main
+/// thread.
+class LibraryWriter final : public Library {
+  public:
+    /// Nothing may be changed until `setOpen`.
+    LibraryWriter(LibraryContents& contents, LibraryEvents& events);
+
+    // What may be changed.
+    void setOpen(bool isOpen) { isOpen_ = isOpen; }
+    SaveFailure refusal() const override;
+    /// Closes memories for changes until they are removed or reopened.
+    void closeMemories(const std::unordered_set<Uuid>& ids);
+    void reopenMemories(const std::unordered_set<Uuid>& ids);
+    void closeGroup(const Uuid& id) { closedGroups_.insert(id); }
+    void reopenGroup(const Uuid& id) { closedGroups_.erase(id); }
+    /// Closes the whole library for changes, or opens it again.
+    void closeLibrary(bool isClosed) { isClosed_ = isClosed; }
+    bool isClosed(const Uuid& id) const override { return isClosed_ || closed_.contains(id); }
+    /// Why this memory may not be changed now.
+    SaveFailure refusalFor(const Uuid& id) const;
+    SaveFailure refusalForGroup(const Uuid& id) const;
+
+    // The databases.
+    /// Runs a change of the collection database and makes it durable.
+    SaveFailure save(std::string_view logPrefix,
+                     const std::function<void(SQLiteDatabase&)>& change);
+    /// The same on behalf of a removal, which closed the library for everybody else.
+    SaveFailure saveForRemoval(std::string_view logPrefix,
+                               const std::function<void(SQLiteDatabase&)>& change);
+    SaveFailure makeDurable() override;
+    /// Runs a change of the sidecar; what it holds can be made again, so a failure is only logged.
+    void changeSidecar(const std::function<void(Sidecar&)>& change);
+    using AnnotationChange = std::function<void(MemoryAnnotations&)>;
+    /// Changes what lies in the settings about a memory: at once in memory; `saved` is called
+    /// later, when it is durable or has failed.
+    void annotate(const Uuid& id, const AnnotationChange& change, Saved saved);
+    /// The same for what goes with removed memories; on the disk before anything that is handed to
+    /// the files queue later.
+    void annotateForRemoval(const AnnotationChange& change);
+    /// Logs a failure behind a prefix, and answers it.
+    SaveFailure logged(std::string_view logPrefix, const Error& error) const;
+    SaveFailure unavailable() const;
+
+    // Records.
+    CrumbItemPointer find(const Uuid& id) const override { return contents_.memories.find(id); }
+    const CrumbItemList& all() const override { return *contents_.memories.all(); }
+    void add(const std::vector<NewMemory>& memories, CommitEnded ended) override;
+    /// Complete records from elsewhere, with their tags.
+    void addRecords(const CrumbItemList& records, const TagsByID& tagsByID, CommitEnded ended);
+    /// Saves changed records and publishes them, saved or not: the person sees what they wrote
+    /// until the next start. A memory that is closed for changes is a failure, and nothing happens.
+    SaveFailure replace(const CrumbItemList& changed);
+    /// The same, but publishes nothing when it fails.
+    SaveFailure replaceIfSaved(std::string_view logPrefix, const CrumbItemList& changed);
+    /// Puts records into the lists and the index.
+    void publish(const CrumbItemList& records);
+    void index(const CrumbItemPointer& item);
+    /// What every change of the library ends with.
+    void recordChange();
+
+    SaveFailure saveReadings(const CrumbItemList& changed,
+                             const SQLiteDatabase::Embeddings& vectors,
+                             const std::string& embeddingModel) override;
+    void announceChanges() override;
+    void announce(const IntakeNotice& notice) override { events_.intakeNoticed(notice); }
+    void setIntakeCount(IntakeRoad road, int count) override { events_.intakeCounted(road, count); }
+
+  private:
+    SaveFailure run(std::string_view logPrefix, const std::function<void(SQLiteDatabase&)>& change);
+
+    void saveAnnotations(Saved saved);
+    void answerLater(SaveFailure failure, Saved saved);
+
+    LibraryContents& contents_;
+    LibraryEvents& events_;
+    bool isOpen_ = false;
+    bool isClosed_ = false;
+    std::unordered_set<Uuid> closed_;
+    std::unordered_set<Uuid> closedGroups_;
+    CallbackGuard guard_;
+};
+
+/// A copy of the record in another group, or in none.
+CrumbItemPointer inGroup(const CrumbItem& item, std::optional<Uuid> groupID);
+
+}  // namespace nookery

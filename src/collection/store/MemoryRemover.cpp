@@ -1,0 +1,329 @@
+#include "collection/store/MemoryRemover.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "collection/originals/MemoryRemoval.h"
+#include "collection/safety/CrumbRecoverySnapshots.h"
+#include "platform/work/Task.h"
+#include "records/SecureMemories.h"
+
+namespace nookery {
+
+struct MemoryRemover::Findings {
+    std::vector<Path> originals;  ///< managed ones that nothing else uses
+    std::vector<Uuid> derived;    ///< memories that must become secure, as their source goes
+    bool someAreSecure = false;
+};
+
+namespace {
+
+const char* reasonFor(bool isGroup, bool isLibrary) {
+    if (isGroup) return "before-delete-group";
+    return isLibrary ? "before-clear-library" : "before-bulk-delete";
+}
+
+std::vector<Path> belowLibrary(const std::vector<Path>& originals, const LibraryLayout& layout) {
+    std::vector<Path> relative;
+    for (const Path& original : originals) {
+        relative.push_back(original.lexically_relative(layout.library()));
+    }
+    return relative;
+}
+
+std::unordered_set<Uuid> idsOf(const CrumbItemList& all) {
+    std::unordered_set<Uuid> ids;
+    ids.reserve(all.size());
+    for (const auto& item : all) ids.insert(item->id);
+    return ids;
+}
+
+}  // namespace
+
+MemoryRemover::MemoryRemover(LibraryContents& contents, LibraryWriter& writer,
+                             LibraryEvents& events, CrumbRecoverySnapshots& snapshots)
+    : contents_(contents), writer_(writer), events_(events), snapshots_(snapshots) {}
+
+MemoryRemover::~MemoryRemover() = default;
+
+OperationPointer<DestructiveOutcome> MemoryRemover::deleteGroup(const Uuid& id) {
+    return enqueue(Kind::group, {.group = id});
+}
+
+OperationPointer<DestructiveOutcome> MemoryRemover::deleteMemories(const std::vector<Uuid>& ids) {
+    Request request;
+    for (const Uuid& id : ids) {
+        if (contents_.memories.find(id) && !writer_.isClosed(id)) request.memories.insert(id);
+    }
+    return enqueue(Kind::memories, std::move(request));
+}
+
+OperationPointer<DestructiveOutcome> MemoryRemover::clearLibrary() {
+    return enqueue(Kind::library, {});
+}
+
+OperationPointer<DestructiveOutcome> MemoryRemover::enqueue(Kind kind, Request request) {
+    WorkQueue& mainQueue = contents_.platform.mainQueue;
+    SaveFailure refused = writer_.refusal();
+    if (!refused && request.group) refused = writer_.refusalForGroup(*request.group);
+    if (!refused && !contents_.database) refused = writer_.unavailable();
+    if (refused) {
+        return Operation<DestructiveOutcome>::ended(
+            mainQueue,
+            Outcome<DestructiveOutcome>::failed({refused.message(), refused.advice(), {}}));
+    }
+    request.operation = Operation<DestructiveOutcome>::create(mainQueue);
+    const auto operation = request.operation;
+    writer_.closeMemories(request.memories);
+    if (request.group) writer_.closeGroup(*request.group);
+    if (kind == Kind::library) writer_.closeLibrary(true);
+    const bool joins =
+        kind == Kind::memories && !waiting_.empty() && waiting_.back()->kind == Kind::memories;
+    if (!joins)
+        waiting_.push_back(std::make_unique<Removal>(Removal{.kind = kind, .requests = {}}));
+    waiting_.back()->requests.push_back(std::move(request));
+    if (!running_) beginNext();
+    return operation;
+}
+
+void MemoryRemover::beginNext() {
+    if (waiting_.empty()) return;
+    running_ = std::move(waiting_.front());
+    waiting_.pop_front();
+    if (dropStopped()) takeSnapshot();
+}
+
+/// Opens what was closed, announces the change, and only then tells those who asked.
+template <typename OutcomeFor>
+void MemoryRemover::end(const OutcomeFor& outcomeFor) {
+    for (const Request& request : running_->requests) reopen(request);
+    events_.removalEnded();
+    if (!running_->requests.empty()) writer_.recordChange();
+    const auto ended = std::move(running_);
+    beginNext();
+    for (const Request& request : ended->requests) request.operation->finish(outcomeFor(request));
+}
+
+bool MemoryRemover::dropStopped() {
+    const auto isStopped = [](const Request& request) {
+        return request.operation->control().isStopRequested();
+    };
+    auto& requests = running_->requests;
+    const auto stopped =
+        std::stable_partition(requests.begin(), requests.end(), std::not_fn(isStopped));
+    const std::vector<Request> dropped(stopped, requests.end());
+    requests.erase(stopped, requests.end());
+    for (const Request& request : dropped) {
+        reopen(request);
+        request.operation->finish(Outcome<DestructiveOutcome>::stopped());
+    }
+    if (!requests.empty()) return true;
+    end([](const Request&) { return Outcome<DestructiveOutcome>::stopped(); });
+    return false;
+}
+
+void MemoryRemover::takeSnapshot() {
+    const Kind kind = running_->kind;
+    const auto snapshot =
+        snapshots_.takeBeforeDestructive(reasonFor(kind == Kind::group, kind == Kind::library));
+    // Where several go together, the others still want the snapshot when one is stopped.
+    if (running_->requests.size() == 1) {
+        snapshot->stopWith(running_->requests.front().operation->control().stopToken());
+    }
+    const auto tell = [this](const std::optional<OperationProgress>& progress) {
+        if (!progress || !running_) return;
+        for (const Request& request : running_->requests) {
+            request.operation->control().report(*progress);
+        }
+    };
+    const auto following = std::make_shared<Subscription>(snapshot->progress().subscribe(tell));
+    running_->snapshot = snapshot;
+    snapshot->whenFinished(guard_.guarded([this, following](const Outcome<RecoveryPoint>& outcome) {
+        following->reset();
+        if (!dropStopped()) return;
+        if (outcome.isDone()) return prepare();
+        fail(outcome.failure() ? *outcome.failure() : Failure{"It was stopped.", {}, {}});
+    }));
+}
+
+/// Goes through the whole library, so it is done over the memories as they are now, elsewhere. What
+/// is to be removed is closed for changes, and a new memory never takes a name that is in use, so
+/// the answer stays true.
+void MemoryRemover::prepare() {
+    if (running_->kind == Kind::group) return remove({});
+    if (running_->kind == Kind::library) running_->memories = idsOf(writer_.all());
+    for (const Request& request : running_->requests) {
+        running_->memories.insert(request.memories.begin(), request.memories.end());
+    }
+    Task::run(
+        contents_.platform.filesQueue, contents_.platform.mainQueue, guard_,
+        [all = writer_.all(), removed = running_->memories, layout = contents_.layout] {
+            Findings found;
+            found.originals = originalsUsedOnlyBy(all, removed, layout);
+            for (const auto& record : derivedFromSecure(all, removed)) {
+                found.derived.push_back(record->id);
+            }
+            found.someAreSecure = std::any_of(all.begin(), all.end(), [&](const auto& item) {
+                return removed.contains(item->id) && isSecure(*item);
+            });
+            return found;
+        },
+        [this](const Outcome<Findings>& outcome) {
+            if (outcome.failure()) return fail(*outcome.failure());
+            remove(outcome.get());
+        });
+}
+
+/// Records first that the originals are to go, so that the next start finishes what a killed
+/// process did not.
+void MemoryRemover::remove(const Findings& found) {
+    if (!found.originals.empty()) {
+        writer_.changeSidecar([&](Sidecar& sidecar) {
+            sidecar.addPendingOriginals(belowLibrary(found.originals, contents_.layout));
+            sidecar.makeDurable();
+        });
+    }
+    if (SaveFailure failure = removeFromDatabase(found)) {
+        return fail({failure.message(), failure.advice(), {}});
+    }
+    forgetRemoved();
+    if (running_->kind == Kind::group) return succeed([](const Request&) { return 1; });
+    dispose(found);
+}
+
+SaveFailure MemoryRemover::removeFromDatabase(const Findings& found) {
+    const RecoveryPoint& point = running_->snapshot->outcome()->get();
+    switch (running_->kind) {
+        case Kind::group:
+            return writer_.saveForRemoval(
+                "Crumb group delete error: ", [&](SQLiteDatabase& database) {
+                    database.deleteGroup(*running_->requests.front().group, point);
+                });
+        case Kind::library:
+            return writer_.saveForRemoval(
+                "Crumb clear-library database error: ",
+                [&](SQLiteDatabase& database) { database.clearLibrary(point); });
+        case Kind::memories:
+            break;
+    }
+    if (SaveFailure failure = secureDerived(found.derived)) return failure;
+    return writer_.saveForRemoval(
+        "Crumb bulk database delete error: ", [&](SQLiteDatabase& database) {
+            database.deleteItems(std::vector(running_->memories.begin(), running_->memories.end()),
+                                 point);
+        });
+}
+
+SaveFailure MemoryRemover::secureDerived(const std::vector<Uuid>& derived) {
+    CrumbItemList secured;
+    for (const Uuid& id : derived) {
+        const auto item = contents_.memories.find(id);
+        if (!item || isSecure(*item)) continue;
+        CrumbItem changed = *item;
+        markSecure(changed);
+        secured.push_back(std::make_shared<const CrumbItem>(std::move(changed)));
+    }
+    return secured.empty() ? SaveFailure() : writer_.replace(secured);
+}
+
+void MemoryRemover::forgetRemoved() {
+    if (running_->kind == Kind::group) {
+        const Uuid group = *running_->requests.front().group;
+        contents_.groups.update([&](auto& groups) {
+            std::erase_if(groups, [&](const CrumbGroup& each) { return each.id == group; });
+        });
+        CrumbItemList ungrouped;
+        for (const auto& item : writer_.all()) {
+            if (item->groupID == group) ungrouped.push_back(inGroup(*item, std::nullopt));
+        }
+        return writer_.publish(ungrouped);
+    }
+    forgetMemories();
+}
+
+void MemoryRemover::forgetMemories() {
+    const bool isAll = running_->kind == Kind::library;
+    const auto& removed = running_->memories;
+    if (isAll) {
+        contents_.memories.clear();
+        contents_.groups.set({});
+        contents_.richTextByID.set({});
+        contents_.retrieval->clear();
+        writer_.annotateForRemoval([](MemoryAnnotations& annotations) { annotations.forgetAll(); });
+        events_.libraryCleared();
+    } else {
+        contents_.memories.remove(removed);
+        for (const Uuid& id : removed) contents_.retrieval->remove(id);
+        contents_.richTextByID.update([&](RichTexts& bodies) {
+            std::erase_if(bodies, [&](const auto& entry) { return removed.contains(entry.first); });
+        });
+        writer_.annotateForRemoval([&](auto& annotations) { annotations.forget(removed); });
+        events_.memoriesRemoved(removed);
+    }
+}
+
+void MemoryRemover::dispose(const Findings& found) {
+    const OriginalDisposal disposal = running_->kind == Kind::library
+                                          ? OriginalDisposal::removeForGood
+                                          : OriginalDisposal::moveToTrash;
+    std::vector<OperationControl> followers;
+    for (const Request& request : running_->requests) {
+        followers.push_back(request.operation->control());
+    }
+    Task::run(
+        contents_.platform.filesQueue, contents_.platform.mainQueue, guard_,
+        [platform = contents_.platform, layout = contents_.layout, disposal, followers, found,
+         removed = running_->memories] {
+            removeSecureValues(removed, found.someAreSecure, platform);
+            std::vector<Path> gone;
+            for (std::size_t i = 0; i < found.originals.size(); ++i) {
+                for (const auto& follower : followers) {
+                    follower.report({"removing originals", i, found.originals.size()});
+                }
+                disposeOfOriginals({found.originals[i]}, disposal, platform);
+                if (!platform.files.status(found.originals[i])) gone.push_back(found.originals[i]);
+            }
+            removeThumbnails(removed, layout, platform);
+            return gone;
+        },
+        [this, found](const Outcome<std::vector<Path>>& outcome) {
+            finishDisposal(found, outcome.isDone() ? outcome.get() : std::vector<Path>());
+        });
+}
+
+/// The names become free again with the files; what could not be removed stays known.
+void MemoryRemover::finishDisposal(const Findings& found, const std::vector<Path>& gone) {
+    writer_.changeSidecar([&](Sidecar& sidecar) {
+        sidecar.removePendingOriginals(belowLibrary(found.originals, contents_.layout));
+        std::vector<Path> facts;
+        for (const Path& original : belowLibrary(gone, contents_.layout)) {
+            for (const auto& fact : sidecar.originalsAt(original))
+                facts.push_back(fact.relativePath);
+        }
+        sidecar.forgetOriginals(facts);
+        sidecar.forgetMemories(std::vector(running_->memories.begin(), running_->memories.end()));
+    });
+    const bool isAll = running_->kind == Kind::library;
+    succeed([isAll, all = running_->memories.size()](const Request& request) {
+        return isAll ? all : request.memories.size();
+    });
+}
+
+void MemoryRemover::reopen(const Request& request) {
+    writer_.reopenMemories(request.memories);
+    if (request.group) writer_.reopenGroup(*request.group);
+    if (running_ && running_->kind == Kind::library) writer_.closeLibrary(false);
+}
+
+void MemoryRemover::succeed(const std::function<std::size_t(const Request&)>& countFor) {
+    const auto snapshotName = running_->snapshot->outcome()->get().snapshotName();
+    end([&](const Request& request) {
+        return Outcome<DestructiveOutcome>::done({countFor(request), snapshotName});
+    });
+}
+
+void MemoryRemover::fail(const Failure& failure) {
+    end([&](const Request&) { return Outcome<DestructiveOutcome>::failed(failure); });
+}
+
+}  // namespace nookery
