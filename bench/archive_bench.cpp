@@ -77,6 +77,7 @@ void measure(const char* what, const Path& folder, int count, std::size_t byteCo
     const LibraryLayout layout{root / "data", root / "cache"};
     const auto source = makeLibrary(*files, layout, count, byteCount);
     Figures figures;
+    const OperationControl nobodyFollows(world.platform().mainQueue);
     for (int run = 0; run < runs; ++run) {
         const std::string tree = layout.library().native();
         settle(root);
@@ -89,13 +90,14 @@ void measure(const char* what, const Path& folder, int count, std::size_t byteCo
         removeTree(*files, root / "copy");
         settle(root);
         figures.written.push_back(secondsFor([&] {
-            CrumbCompleteArchive::write(world.platform(), layout, source, root / "archive", {});
+            CrumbCompleteArchive::write(world.platform(), layout, source, root / "archive",
+                                        nobodyFollows);
         }));
         figures.checked.push_back(
-            secondsFor([&] { checkArchive(world.platform(), root / "archive", {}); }));
+            secondsFor([&] { checkArchive(world.platform(), root / "archive", nobodyFollows); }));
         figures.prepared.push_back(secondsFor([&] {
             prepareArchiveRestore(world.platform(), {root / "other", root / "cache"},
-                                  root / "archive", {});
+                                  root / "archive", nobodyFollows);
         }));
         removeTree(*files, root / "archive");
         removeTree(*files, root / "other");

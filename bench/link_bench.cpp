@@ -53,16 +53,15 @@ class World {
     PublishReport publish(const CrumbItemList& items) const {
         auto records = LinkRecords::open(files(), layout_.linkRecords());
         return NookeryMemoryPublisher(platform())
-            .publish(items, *EncryptionKey::fromBytes(keyBytes), records, {});
+            .publish(items, *EncryptionKey::fromBytes(keyBytes), records,
+                     OperationControl(platform().mainQueue));
     }
 
     EditReport receive(CrumbStore& store) {
         PhoneLink link(platform(), layout_, store);
-        std::optional<LinkOutcome> outcome;
-        link.receive([&](const LinkOutcome& finished) { outcome = finished; });
-        system_.mainLoop().runUntil([&] { return outcome.has_value(); });
-        if (outcome->failure) std::rethrow_exception(outcome->failure);
-        return outcome->edits;
+        const auto operation = link.receive();
+        system_.mainLoop().runUntil([&] { return operation->isFinished(); });
+        return operation->outcome()->get().edits;
     }
 
   private:

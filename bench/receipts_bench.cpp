@@ -129,7 +129,7 @@ void measureReport(const Platform& platform, const ReceiptList& receipts, const 
 
 void run(const Path& folder) {
     StderrLog log;
-    const SystemPlatform system({folder / "settings.json", folder, folder}, log);
+    SystemPlatform system({folder / "settings.json", folder, folder}, log);
     const Platform& platform = system.platform();
     const LibraryLayout layout{folder / "data", folder / "cache"};
     fill(platform.files, layout);
@@ -137,8 +137,11 @@ void run(const Path& folder) {
     const ReceiptList receipts = loaded(platform.files, layout);
     measureReport(platform, {receipts.begin(), receipts.begin() + reportedCount}, folder);
     const long before = peakMegabytes();
-    const Spent spent =
-        spentOn([&] { CrumbReceiptExporter::write(platform, layout, receipts, folder, {}); });
+    const Spent spent = spentOn([&] {
+        const auto operation = CrumbReceiptExporter::exportTo(platform, layout, receipts, folder);
+        system.mainLoop().runUntil([&] { return operation->isFinished(); });
+        if (!operation->outcome()->isDone()) std::abort();
+    });
     print(fmt::format("package of {} records", receipts.size()), spent);
     fmt::print("  memory beyond the list and one report: {} MB\n", peakMegabytes() - before);
 }

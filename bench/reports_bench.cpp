@@ -112,8 +112,10 @@ void measure(const Path& folder, int count) {
     const double before = peakMegabytes();
     FieldReportPdfOutcome outcome;
     const double writing = secondsFor([&] {
-        outcome = writeFieldReportPdf(platform, workingCopy, workingCopy.draft(),
-                                      folder / "report.pdf", {});
+        const auto operation =
+            writeFieldReportPdf(platform, workingCopy, workingCopy.draft(), folder / "report.pdf");
+        system.mainLoop().runUntil([&] { return operation->isFinished(); });
+        outcome = operation->outcome()->get();
     });
     const double peak = peakMegabytes();
     const double decoding = secondsFor([&] {

@@ -109,12 +109,7 @@ ArchiveSummary checkListedFiles(FileSystem& files, const Path& folder,
 
 void beginListed(DigestedFiles& digested, ArchiveProgress::Phase phase,
                  const ArchiveContents& contents) {
-    // The sizes are what the manifest claims: good enough for progress, if they add up.
-    std::int64_t byteCount = 0;
-    for (const auto& file : contents.files) {
-        if (__builtin_add_overflow(byteCount, file.byteCount, &byteCount)) byteCount = 0;
-    }
-    digested.begin(phase, static_cast<std::int64_t>(contents.files.size()), byteCount);
+    digested.begin(phase, static_cast<std::int64_t>(contents.files.size()));
 }
 
 bool listsFile(const ArchiveContents& contents, std::string_view name) {
@@ -156,12 +151,12 @@ std::map<std::string, std::string> readLocalState(FileSystem& files, const Path&
 }
 
 ArchiveSummary checkArchive(const Platform& platform, const Path& folder,
-                            const ArchiveFollower& follower) {
+                            const OperationControl& control) {
     FileSystem& files = platform.files;
     const auto place = files.resolve(folder);
     if (!place) throw FileError("find", folder, ENOENT);
     const ArchiveContents contents = readArchiveManifest(files, *place);
-    DigestedFiles digested(files, platform.digester, follower);
+    DigestedFiles digested(files, platform.digester, control);
     beginListed(digested, ArchiveProgress::Phase::checking, contents);
     const auto summary =
         checkListedFiles(files, *place, contents,

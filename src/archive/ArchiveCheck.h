@@ -13,9 +13,9 @@ namespace nookery {
 /// Holds an archive against itself, changing nothing and needing no library: the manifest, every
 /// listed file's place, size and digest, and both databases. Everything in the archive counts as
 /// hostile. Throws RestoreError in the words that the user is shown, FileError for what cannot be
-/// read, or Cancelled. Any one thread.
+/// read, or Cancelled. The work of `beginArchiveCheck`; any one thread.
 ArchiveSummary checkArchive(const Platform& platform, const Path& folder,
-                            const ArchiveFollower& follower);
+                            const OperationControl& control);
 
 /// The manifest of the archive in `folder`. Throws RestoreError or FileError.
 ArchiveContents readArchiveManifest(FileSystem& files, const Path& folder);

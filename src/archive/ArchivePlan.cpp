@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <numeric>
 
 #include "archive/ArchiveError.h"
 #include "archive/ArchivePlaces.h"
@@ -52,11 +51,6 @@ void ArchivePlan::addReceiptOriginals() {
              .other = "Unsupported receipt original: "});
 }
 
-std::int64_t ArchivePlan::byteCount() const {
-    return std::accumulate(copies_.begin(), copies_.end(), std::int64_t{0},
-                           [](std::int64_t sum, const Copy& copy) { return sum + copy.byteCount; });
-}
-
 void ArchivePlan::addTree(const Path& source, const std::string& target, const Refusals& refusals) {
     for (const DirectoryEntry& entry : listOrRefuse(files_, source, refusals.list)) {
         addEntry(source / entry.name, entry, target, refusals);
@@ -82,9 +76,8 @@ void ArchivePlan::addEntry(const Path& source, const DirectoryEntry& entry,
         addTree(source, path, refusals);
         return;
     }
-    const auto status = files_.status(source);
-    if (!status) throw FileError("find", source, ENOENT);
-    copies_.push_back({source, path, status->byteCount});
+    if (!files_.status(source)) throw FileError("find", source, ENOENT);
+    copies_.push_back({source, path});
 }
 
 /// The entry's own name wherever the manifest can say it; names that are not UTF-8 are given one

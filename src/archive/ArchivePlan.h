@@ -19,7 +19,6 @@ class ArchivePlan {
     struct Copy {
         Path source;
         std::string relativePath;  ///< inside the archive; valid UTF-8
-        std::int64_t byteCount = 0;
     };
 
     ArchivePlan(FileSystem& files, const LibraryLayout& layout) : files_(files), layout_(layout) {}
@@ -36,7 +35,6 @@ class ArchivePlan {
     const std::vector<Copy>& copies() const { return copies_; }
     const std::vector<ItemRecord>& records() const { return records_; }
     const std::vector<std::string>& missingOriginals() const { return missing_; }
-    std::int64_t byteCount() const;
 
   private:
     /// How what cannot be archived is refused.

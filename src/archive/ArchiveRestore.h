@@ -6,6 +6,7 @@
 #include "archive/ArchiveProgress.h"
 #include "collection/safety/SnapshotRestore.h"
 #include "platform/Platform.h"
+#include "platform/work/Operation.h"
 #include "records/LibraryLayout.h"
 
 namespace nookery {
@@ -22,7 +23,7 @@ namespace nookery {
 /// its check or when a restore already waits, FileError, or Cancelled; then nothing waits, and
 /// nothing is left behind.
 ArchiveSummary prepareArchiveRestore(const Platform& platform, const LibraryLayout& layout,
-                                     const Path& archiveFolder, const ArchiveFollower& follower);
+                                     const Path& archiveFolder, const OperationControl& control);
 
 /// Throws RestoreError when a restore already waits, of an archive or of a snapshot.
 void refuseWhileRestoreWaits(FileSystem& files, const LibraryLayout& layout);

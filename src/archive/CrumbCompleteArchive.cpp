@@ -26,16 +26,16 @@ using Source = CrumbCompleteArchive::Source;
 class ArchiveBuilder {
   public:
     ArchiveBuilder(const Platform& platform, const LibraryLayout& layout, Path staging,
-                   const ArchiveFollower& follower)
+                   const OperationControl& control)
         : files_(platform.files),
           layout_(layout),
           staging_(std::move(staging)),
-          follower_(follower),
-          digested_(platform.files, platform.digester, follower) {}
+          control_(control),
+          digested_(platform.files, platform.digester, control) {}
 
     void copyOriginals(const ArchivePlan& plan) {
         const auto fileCount = static_cast<std::int64_t>(plan.copies().size());
-        digested_.begin(ArchiveProgress::Phase::copying, fileCount, plan.byteCount());
+        digested_.begin(ArchiveProgress::Phase::copying, fileCount);
         files_.createDirectory(staging_);
         for (const std::string& folder : plan.folders()) files_.createDirectory(staging_ / folder);
         for (const ArchivePlan::Copy& copy : plan.copies()) {
@@ -78,7 +78,7 @@ class ArchiveBuilder {
         ArchiveSummary summary{.recordCount = static_cast<std::int64_t>(manifest_.records.size()),
                                .fileCount = static_cast<std::int64_t>(manifest_.files.size())};
         for (const FileRecord& file : manifest_.files) summary.byteCount += file.content.byteCount;
-        digested_.begin(ArchiveProgress::Phase::checking, summary.fileCount, summary.byteCount);
+        digested_.begin(ArchiveProgress::Phase::checking, summary.fileCount);
         for (const FileRecord& file : manifest_.files) verify(file);
         return summary;
     }
@@ -96,7 +96,7 @@ class ArchiveBuilder {
 
   private:
     void copyDatabase(const Path& live, std::string_view place) {
-        snapshotDatabase(files_, live, staging_ / place, follower_.stop);
+        snapshotDatabase(files_, live, staging_ / place, control_.stopToken());
         addToManifest(place);
     }
 
@@ -139,7 +139,7 @@ class ArchiveBuilder {
     FileSystem& files_;
     LibraryLayout layout_;
     Path staging_;
-    ArchiveFollower follower_;
+    OperationControl control_;
     DigestedFiles digested_;
     ArchiveManifest manifest_;
 };
@@ -156,7 +156,7 @@ void removeQuietly(FileSystem& files, const Path& path) {
 
 ArchiveSummary CrumbCompleteArchive::write(const Platform& platform, const LibraryLayout& layout,
                                            const Source& source, const Path& destination,
-                                           const ArchiveFollower& follower) {
+                                           const OperationControl& control) {
     FileSystem& files = platform.files;
     const Path target = checkedArchiveDestination(files, layout, destination);
     ArchivePlan plan(files, layout);
@@ -168,7 +168,7 @@ ArchiveSummary CrumbCompleteArchive::write(const Platform& platform, const Libra
     }
     const Path staging =
         target.parent_path() / (std::string(archive::stagingPrefix) + Uuid::random().toString());
-    ArchiveBuilder builder(platform, layout, staging, follower);
+    ArchiveBuilder builder(platform, layout, staging, control);
     try {
         builder.copyOriginals(plan);
         builder.copyDatabases(source.items);

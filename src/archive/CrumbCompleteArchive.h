@@ -6,6 +6,7 @@
 
 #include "archive/ArchiveProgress.h"
 #include "platform/Platform.h"
+#include "platform/work/Operation.h"
 #include "records/CrumbItem.h"
 #include "records/LibraryLayout.h"
 
@@ -33,13 +34,14 @@ class CrumbCompleteArchive {
     /// through connections of its own; the library may be in use. The archive is built in a hidden
     /// folder beside `destination`, made durable, read back and held against its own manifest, and
     /// then moved into place, so that `destination` is there whole or not at all. An empty folder
-    /// that is there is replaced. Links are never followed or copied. Any one thread.
+    /// that is there is replaced. Links are never followed or copied. The work of
+    /// `beginArchiveExport`; any one thread.
     ///
     /// Throws ArchiveError, FileError or Cancelled; then nothing is left behind, and the library is
     /// untouched.
     static ArchiveSummary write(const Platform& platform, const LibraryLayout& layout,
                                 const Source& source, const Path& destination,
-                                const ArchiveFollower& follower);
+                                const OperationControl& control);
 
     /// "NOOKERY-Complete-Archive-2026-03-01": what a new archive is called unless somebody knows
     /// better.

@@ -10,20 +10,19 @@ constexpr std::size_t chunkByteCount = 1 << 20;
 }  // namespace
 
 DigestedFiles::DigestedFiles(FileSystem& files, const ContentDigester& digester,
-                             ArchiveFollower follower)
-    : files_(files), digester_(digester), follower_(std::move(follower)), buffer_(chunkByteCount) {}
+                             OperationControl control)
+    : files_(files), digester_(digester), control_(std::move(control)), buffer_(chunkByteCount) {}
 
-void DigestedFiles::begin(ArchiveProgress::Phase phase, std::int64_t fileCount,
-                          std::int64_t byteCount) {
-    progress_ = {.phase = phase, .fileCount = fileCount, .byteCount = byteCount};
-    tell();
+void DigestedFiles::begin(ArchiveProgress::Phase phase, std::int64_t fileCount) {
+    progress_ = {.phase = phase, .fileCount = fileCount};
+    report();
 }
 
 FileContent DigestedFiles::read(const Path& path) {
     const auto file = files_.openForReading(path);
     const FileContent content = pump(*file, {});
     ++progress_.filesDone;
-    tell();
+    report();
     return content;
 }
 
@@ -39,7 +38,7 @@ FileContent DigestedFiles::copy(const Path& from, const Path& to) {
     }
     files_.setModified(to, before.modifiedNanoseconds);
     ++progress_.filesDone;
-    tell();
+    report();
     return content;
 }
 
@@ -48,24 +47,25 @@ FileContent DigestedFiles::pump(ReadableFile& file, const Sink& sink) {
     const auto stream = digester_.sha256();
     FileContent content;
     while (true) {
-        if (follower_.stop.stop_requested()) throw Cancelled();
+        control_.throwIfStopped();
         const std::size_t count = file.read(buffer_);
         if (count == 0) break;
         const auto bytes = std::span<const std::byte>(buffer_).first(count);
         stream->update(bytes);
         if (sink) sink(bytes);
         content.byteCount += static_cast<std::int64_t>(count);
-        progress_.bytesDone += static_cast<std::int64_t>(count);
         // A file that grows as fast as it is read must not hold us for ever.
         if (content.byteCount > expectedByteCount) break;
-        if (count == buffer_.size()) tell();
     }
     content.digest = stream->finish();
     return content;
 }
 
-void DigestedFiles::tell() {
-    if (follower_.progress) follower_.progress(progress_);
+void DigestedFiles::report() {
+    const bool isCopying = progress_.phase == ArchiveProgress::Phase::copying;
+    control_.report({.what = isCopying ? "copying" : "checking",
+                     .done = static_cast<std::uint64_t>(progress_.filesDone),
+                     .total = static_cast<std::uint64_t>(progress_.fileCount)});
 }
 
 }  // namespace nookery

@@ -7,6 +7,7 @@
 #include "archive/ArchiveProgress.h"
 #include "foundation/FileSystem.h"
 #include "platform/ContentDigest.h"
+#include "platform/work/Operation.h"
 
 namespace nookery {
 
@@ -18,14 +19,14 @@ struct FileContent {
     bool operator==(const FileContent&) const = default;
 };
 
-/// Reads and copies files, digesting what passes, and tells a follower how far it is. Used by one
-/// thread. Throws FileError, or Cancelled when the follower says so.
+/// Reads and copies files and digests what passes; reports to the operation after each file. Used
+/// by one thread. Throws FileError, or Cancelled once the operation is to stop.
 class DigestedFiles {
   public:
-    DigestedFiles(FileSystem& files, const ContentDigester& digester, ArchiveFollower follower);
+    DigestedFiles(FileSystem& files, const ContentDigester& digester, OperationControl control);
 
     /// Begins the count of a phase.
-    void begin(ArchiveProgress::Phase phase, std::int64_t fileCount, std::int64_t byteCount);
+    void begin(ArchiveProgress::Phase phase, std::int64_t fileCount);
 
     FileContent read(const Path& path);
 
@@ -37,11 +38,11 @@ class DigestedFiles {
   private:
     using Sink = std::function<void(std::span<const std::byte>)>;
     FileContent pump(ReadableFile& file, const Sink& sink);
-    void tell();
+    void report();
 
     FileSystem& files_;
     const ContentDigester& digester_;
-    ArchiveFollower follower_;
+    OperationControl control_;
     ArchiveProgress progress_;
     std::vector<std::byte> buffer_;
 };

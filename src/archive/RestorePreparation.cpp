@@ -26,11 +26,11 @@ bool isRestored(const std::string& name) {
 class RestoreCopy {
   public:
     RestoreCopy(const Platform& platform, Path archive, Path preparing,
-                const ArchiveFollower& follower)
+                const OperationControl& control)
         : files_(platform.files),
           archive_(std::move(archive)),
           preparing_(std::move(preparing)),
-          digested_(platform.files, platform.digester, follower) {}
+          digested_(platform.files, platform.digester, control) {}
 
     ArchiveSummary make() {
         files_.createDirectory(preparing_);
@@ -83,7 +83,7 @@ void removeQuietly(FileSystem& files, const Path& path) {
 }  // namespace
 
 ArchiveSummary prepareArchiveRestore(const Platform& platform, const LibraryLayout& layout,
-                                     const Path& archiveFolder, const ArchiveFollower& follower) {
+                                     const Path& archiveFolder, const OperationControl& control) {
     FileSystem& files = platform.files;
     createDirectories(files, layout.library());
     refuseWhileRestoreWaits(files, layout);
@@ -94,7 +94,7 @@ ArchiveSummary prepareArchiveRestore(const Platform& platform, const LibraryLayo
     const Path preparing =
         places.library / (std::string(restore::preparingPrefix) + Uuid::random().toString());
     try {
-        const auto summary = RestoreCopy(platform, *archive, preparing, follower).make();
+        const auto summary = RestoreCopy(platform, *archive, preparing, control).make();
         files.renameExclusive(preparing, places.pending());
         files.syncDirectory(places.library);
         return summary;

@@ -38,49 +38,60 @@ bool attachmentsAreHere(const Platform& platform, const Path& upload,
     return allAreHere;
 }
 
-enum class Outcome { received, waits, absent };
+enum class Taking { received, waits, absent };
 
-Outcome takeOne(const Platform& platform, FieldReportRepository& shelf, const Path& upload,
-                const Uuid& id) {
+Taking takeOne(const Platform& platform, FieldReportRepository& reports, const Path& upload,
+               const Uuid& id) {
     const Path file = upload / fieldReportManifestName;
     if (!isHere(platform, file)) {
-        return platform.cloud.presence(file) == CloudPresence::absent ? Outcome::absent
-                                                                      : Outcome::waits;
+        return platform.cloud.presence(file) == CloudPresence::absent ? Taking::absent
+                                                                      : Taking::waits;
     }
     const std::string text = readWholeFile(platform.files, file, maximumReportManifestByteCount);
     const FieldReportManifest manifest = readFieldReportManifest(text, id);
-    if (!attachmentsAreHere(platform, upload, manifest)) return Outcome::waits;
-    shelf.receive(upload, text, manifest);
+    if (!attachmentsAreHere(platform, upload, manifest)) return Taking::waits;
+    reports.receive(upload, text, manifest);
     platform.log.line("NOOKERY Field Report received: " + manifest.title);
-    return Outcome::received;
+    return Taking::received;
+}
+
+FieldReportScan scan(const Platform& platform, FieldReportRepository& reports,
+                     const OperationControl& control) {
+    FieldReportScan found;
+    const CloudLookup lookup = platform.cloud.locate();
+    if (!lookup.container) {
+        found.unavailable = lookup.reason;
+        return found;
+    }
+    const Path uploads = *lookup.container / "Documents" / "NookeryFieldReports";
+    if (!platform.files.status(uploads)) return found;
+    for (const DirectoryEntry& entry : platform.files.list(uploads)) {
+        control.throwIfStopped();
+        const auto id = Uuid::parse(entry.name.native());
+        // A report leaves the repository only once it is listed as deleted: asked in this order, a
+        // deletion meanwhile cannot be missed.
+        if (!id || entry.type != FileType::directory || reports.holds(*id)) continue;
+        if (reports.isDeleted(*id)) continue;
+        try {
+            const Taking taking = takeOne(platform, reports, uploads / entry.name, *id);
+            if (taking == Taking::received) found.received.push_back(*id);
+            if (taking == Taking::waits) ++found.waitingCount;
+        } catch (const Error& error) {
+            found.failed.push_back({entry.name.native(), error.description()});
+        }
+    }
+    return found;
 }
 
 }  // namespace
 
-FieldReportScan scanFieldReports(const Platform& platform, FieldReportRepository& shelf) {
-    FieldReportScan scan;
-    const CloudLookup lookup = platform.cloud.locate();
-    if (!lookup.container) {
-        scan.unavailable = lookup.reason;
-        return scan;
-    }
-    const Path uploads = *lookup.container / "Documents" / "NookeryFieldReports";
-    if (!platform.files.status(uploads)) return scan;
-    for (const DirectoryEntry& entry : platform.files.list(uploads)) {
-        const auto id = Uuid::parse(entry.name.native());
-        // A report leaves the shelf only once it is listed as deleted: asked in this order, a
-        // deletion meanwhile cannot be missed.
-        if (!id || entry.type != FileType::directory || shelf.holds(*id)) continue;
-        if (shelf.isDeleted(*id)) continue;
-        try {
-            const Outcome outcome = takeOne(platform, shelf, uploads / entry.name, *id);
-            if (outcome == Outcome::received) scan.received.push_back(*id);
-            if (outcome == Outcome::waits) ++scan.waitingCount;
-        } catch (const Error& error) {
-            scan.failed.push_back({entry.name.native(), error.description()});
-        }
-    }
-    return scan;
+OperationPointer<FieldReportScan> scanFieldReports(const Platform& platform,
+                                                   std::shared_ptr<FieldReportRepository> reports) {
+    return startOperation(
+        platform.linkQueue, platform.mainQueue,
+        [platform, reports = std::move(reports)](const OperationControl& control) {
+            return scan(platform, *reports, control);
+        });
 }
 
 }  // namespace nookery

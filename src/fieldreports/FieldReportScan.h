@@ -1,10 +1,12 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "fieldreports/FieldReportRepository.h"
 #include "platform/Platform.h"
+#include "platform/work/Operation.h"
 
 namespace nookery {
 
@@ -21,9 +23,11 @@ struct FieldReportScan {
     std::string unavailable;       ///< why there was no place to look at; empty when there was
 };
 
-/// Takes every whole report that is neither on the shelf nor deleted. What is uploaded is never
-/// changed. A bad report never stops the others. Throws Error when the upload place, or what was
-/// deleted, cannot be read. Any thread, one scan at a time.
-FieldReportScan scanFieldReports(const Platform& platform, FieldReportRepository& shelf);
+/// Takes every whole report that is neither in the repository nor deleted. What is uploaded is
+/// never changed. A bad report never stops the others. Works on the link queue; asked to stop, it
+/// ends before the next report. Fails with Error when the upload place, or what was deleted, cannot
+/// be read. Main thread, one scan at a time.
+OperationPointer<FieldReportScan> scanFieldReports(const Platform& platform,
+                                                   std::shared_ptr<FieldReportRepository> reports);
 
 }  // namespace nookery

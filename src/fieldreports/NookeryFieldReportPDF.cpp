@@ -30,8 +30,11 @@ constexpr double captionGap = 14;
 class Report {
   public:
     Report(const Platform& platform, const FieldReportWorkingCopy& workingCopy,
-           const NookeryReportWorkingDraft& draft, const FieldReportPdfFollower& follower)
-        : platform_(platform), workingCopy_(workingCopy), draft_(draft), follower_(follower) {
+           const NookeryReportWorkingDraft& draft, OperationControl control)
+        : platform_(platform),
+          workingCopy_(workingCopy),
+          draft_(draft),
+          control_(std::move(control)) {
         for (const Media& media : draft.media) {
             if (media.isIncluded) included_.push_back(&media);
         }
@@ -45,9 +48,9 @@ class Report {
         FieldReportPages pages(canvas);
         drawFirstPage(pages);
         for (std::size_t i = 0; i < included_.size(); ++i) {
-            if (follower_.stop.stop_requested()) throw Cancelled();
+            control_.throwIfStopped();
             drawAttachment(pages, *included_[i]);
-            if (follower_.progress) follower_.progress(i + 1, included_.size());
+            control_.report({"drawing attachments", i + 1, included_.size()});
         }
         outcome_.pageCount = pages.pageCount();
     }
@@ -109,7 +112,7 @@ class Report {
         try {
             return platform_.images.read(file, type,
                                          static_cast<int>(longestPoints / 72 * pixelsPerInch), {},
-                                         follower_.stop);
+                                         control_.stopToken());
         } catch (const ImageError& error) {
             platform_.log.line("NOOKERY Field Report PDF error: " + error.description());
             outcome_.undecodable.push_back(media.displayName);
@@ -120,7 +123,7 @@ class Report {
     const Platform& platform_;
     const FieldReportWorkingCopy& workingCopy_;
     const NookeryReportWorkingDraft& draft_;
-    const FieldReportPdfFollower& follower_;
+    OperationControl control_;
     std::vector<const Media*> included_;
     FieldReportPdfOutcome outcome_;
 };
@@ -139,16 +142,12 @@ void refuseReceivedPlaces(FileSystem& files, const FieldReportWorkingCopy& worki
     }
 }
 
-}  // namespace
-
-FieldReportPdfOutcome writeFieldReportPdf(const Platform& platform,
-                                          const FieldReportWorkingCopy& workingCopy,
-                                          const NookeryReportWorkingDraft& draft,
-                                          const Path& destination,
-                                          const FieldReportPdfFollower& follower) {
+FieldReportPdfOutcome write(const Platform& platform, const FieldReportWorkingCopy& workingCopy,
+                            const NookeryReportWorkingDraft& draft, const Path& destination,
+                            const OperationControl& control) {
     return explaining("Could not export PDF: ", [&] {
         refuseReceivedPlaces(platform.files, workingCopy, destination);
-        Report report(platform, workingCopy, draft, follower);
+        Report report(platform, workingCopy, draft, control);
         const PdfSetup setup{.pageWidth = FieldReportPages::pageWidth,
                              .pageHeight = FieldReportPages::pageHeight,
                              .title = report.title()};
@@ -157,6 +156,17 @@ FieldReportPdfOutcome writeFieldReportPdf(const Platform& platform,
         });
         return report.outcome();
     });
+}
+
+}  // namespace
+
+OperationPointer<FieldReportPdfOutcome> writeFieldReportPdf(
+    const Platform& platform, const FieldReportWorkingCopy& workingCopy,
+    const NookeryReportWorkingDraft& draft, const Path& destination) {
+    return startOperation(platform.captureQueue, platform.mainQueue,
+                          [platform, workingCopy, draft, destination](const auto& control) {
+                              return write(platform, workingCopy, draft, destination, control);
+                          });
 }
 
 }  // namespace nookery

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <functional>
-#include <stop_token>
 #include <string>
 #include <vector>
 
 #include "fieldreports/FieldReportWorkingCopy.h"
 #include "fieldreports/NookeryReportWorkingDraft.h"
 #include "platform/Platform.h"
+#include "platform/work/Operation.h"
 
 namespace nookery {
 
@@ -17,19 +16,11 @@ struct FieldReportPdfOutcome {
     std::vector<std::string> undecodable;
 };
 
-struct FieldReportPdfFollower {
-    std::function<void(std::size_t done, std::size_t total)>
-        progress;  ///< attachments; may be empty
-    std::stop_token stop;
-};
-
 /// Writes the draft as a PDF to `destination`, in place of a file that is there: whole, or not at
-/// all. Photographs are decoded one at a time. Throws PdfError, FieldReportError or
-/// Cancelled. Main thread.
-FieldReportPdfOutcome writeFieldReportPdf(const Platform& platform,
-                                          const FieldReportWorkingCopy& workingCopy,
-                                          const NookeryReportWorkingDraft& draft,
-                                          const Path& destination,
-                                          const FieldReportPdfFollower& follower);
+/// all. Photographs are decoded one at a time. Works on the capture queue. Fails with PdfError or
+/// FieldReportError. Main thread.
+OperationPointer<FieldReportPdfOutcome> writeFieldReportPdf(
+    const Platform& platform, const FieldReportWorkingCopy& workingCopy,
+    const NookeryReportWorkingDraft& draft, const Path& destination);
 
 }  // namespace nookery

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "platform/Log.h"
 
 namespace nookery {
@@ -9,21 +11,23 @@ namespace {
 
 /// A sync client tells nobody what it brings, least of all into folders of folders.
 constexpr WorkQueue::Delay scanInterval{5};
+/// The upload place, as a failure of the whole look names it.
+constexpr const char* uploadsName = "NookeryFieldReports";
 
 }  // namespace
 
 NookeryFieldReportReceiver::NookeryFieldReportReceiver(const Platform& platform,
                                                        const LibraryLayout& layout, Handler handler)
     : platform_(platform),
-      shelf_(std::make_shared<FieldReportRepository>(platform, layout)),
+      repository_(std::make_shared<FieldReportRepository>(platform, layout)),
       handler_(std::move(handler)) {}
 
-NookeryFieldReportReceiver::~NookeryFieldReportReceiver() { nextScan_.cancel(); }
+NookeryFieldReportReceiver::~NookeryFieldReportReceiver() { stop(); }
 
 void NookeryFieldReportReceiver::start() {
     platform_.log.line("NOOKERY Field Reports: receiver start called from CrumbStore");
     try {
-        shelf_->removeLeftovers();
+        repository_->removeLeftovers();
     } catch (const Error& error) {
         logOnce("", error.description());
     }
@@ -37,7 +41,7 @@ void NookeryFieldReportReceiver::start() {
 /// How many reports there are; none when they cannot be read, which is logged.
 std::optional<std::size_t> NookeryFieldReportReceiver::deliver() {
     try {
-        const Reports reports = shelf_->load();
+        const Reports reports = repository_->load();
         handler_(reports);
         return reports.size();
     } catch (const Error& error) {
@@ -47,25 +51,27 @@ std::optional<std::size_t> NookeryFieldReportReceiver::deliver() {
 }
 
 void NookeryFieldReportReceiver::scan() {
-    if (importInProgress_) return;
-    importInProgress_ = true;
+    if (scan_ || isStopping_) return;
     nextScan_.cancel();
-    auto finished = guard_.guarded([this](const FieldReportScan& scan) { finish(scan); });
-    platform_.linkQueue.async([platform = platform_, shelf = shelf_, finished] {
-        FieldReportScan scan;
-        try {
-            scan = scanFieldReports(platform, *shelf);
-        } catch (const std::exception& error) {
-            scan.failed.push_back({"NookeryFieldReports", error.what()});
-        }
-        platform.mainQueue.async([finished, scan]() mutable { finished(scan); });
-    });
+    scan_ = scanFieldReports(platform_, repository_);
+    scan_->whenFinished(guard_.guarded([this](const auto& outcome) { finish(outcome); }));
 }
 
-void NookeryFieldReportReceiver::finish(const FieldReportScan& scan) {
-    importInProgress_ = false;
-    for (const auto& failure : scan.failed) logOnce(failure.folderName, failure.message);
-    if (!scan.received.empty()) deliver();
+void NookeryFieldReportReceiver::stop() {
+    isStopping_ = true;
+    nextScan_.cancel();
+    if (scan_) scan_->stop();
+}
+
+void NookeryFieldReportReceiver::finish(const Outcome<FieldReportScan>& outcome) {
+    const auto ended = std::exchange(scan_, nullptr);  // `outcome` lies in it
+    if (const Failure* failure = outcome.failure()) logOnce(uploadsName, failure->message);
+    if (outcome.isDone()) {
+        const FieldReportScan& scan = outcome.get();
+        for (const auto& failure : scan.failed) logOnce(failure.folderName, failure.message);
+        if (!scan.received.empty()) deliver();
+    }
+    if (isStopping_) return;
     nextScan_ = platform_.mainQueue.after(scanInterval, guard_.guarded([this] { this->scan(); }));
 }
 
@@ -79,12 +85,12 @@ void NookeryFieldReportReceiver::logOnce(const std::string& about, const std::st
 
 void NookeryFieldReportReceiver::rename(const NookeryReceivedFieldReport& report,
                                         const std::string& title) {
-    shelf_->rename(report, title);
+    repository_->rename(report, title);
     deliver();
 }
 
 void NookeryFieldReportReceiver::remove(const NookeryReceivedFieldReport& report) {
-    shelf_->remove(report);
+    repository_->remove(report);
     deliver();
 }
 

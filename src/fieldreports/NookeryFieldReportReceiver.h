@@ -10,7 +10,7 @@
 #include "fieldreports/FieldReportRepository.h"
 #include "fieldreports/FieldReportScan.h"
 #include "platform/Platform.h"
-#include "platform/work/WorkQueue.h"
+#include "platform/work/Operation.h"
 
 namespace nookery {
 
@@ -29,9 +29,12 @@ class NookeryFieldReportReceiver final : public FieldReportReceiver {
     /// Delivers the local reports, then looks at the upload place now and every few seconds. Call
     /// once. Whatever fails is logged.
     void start();
-    /// Looks at the upload place. Ignored while a look is under way.
+    /// Looks at the upload place. Ignored while a look is under way, and after `stop`.
     void scan();
-    bool importInProgress() const { return importInProgress_; }
+    /// Begins no more looks, and ends the one that is under way before its next report. Nothing
+    /// works for the receiver any more once no import is in progress.
+    void stop();
+    bool importInProgress() const { return scan_ != nullptr; }
 
     // Both also work before the start, and deliver the list when they succeed.
     void rename(const NookeryReceivedFieldReport& report, const std::string& title) override;
@@ -39,14 +42,15 @@ class NookeryFieldReportReceiver final : public FieldReportReceiver {
 
   private:
     std::optional<std::size_t> deliver();
-    void finish(const FieldReportScan& scan);
+    void finish(const Outcome<FieldReportScan>& outcome);
     void logOnce(const std::string& about, const std::string& message);
 
     Platform platform_;
     /// Shared with a look that is under way when this is destroyed.
-    std::shared_ptr<FieldReportRepository> shelf_;
+    std::shared_ptr<FieldReportRepository> repository_;
     Handler handler_;
-    bool importInProgress_ = false;
+    OperationPointer<FieldReportScan> scan_;  ///< null while none is under way
+    bool isStopping_ = false;
     DelayedWork nextScan_;
     /// What was last logged about each folder, so that a bad one is not told of every few seconds.
     std::map<std::string, std::string> logged_;

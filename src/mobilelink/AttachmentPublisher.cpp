@@ -19,7 +19,7 @@ void recordSealed(PublishedAttachment& attachment, const FileStatus& sealed) {
     attachment.sealedChangedNanoseconds = sealed.changedNanoseconds;
 }
 
-bool isAsNoted(const PublishedAttachment& attachment, const FileStatus& sealed) {
+bool isAsRecorded(const PublishedAttachment& attachment, const FileStatus& sealed) {
     return attachment.sealedModifiedNanoseconds == sealed.modifiedNanoseconds &&
            attachment.sealedChangedNanoseconds == sealed.changedNanoseconds;
 }
@@ -111,7 +111,7 @@ bool AttachmentPublisher::isOnDrive(const PublishedAttachment& last,
         sealed->byteCount != last.sourceByteCount + sealedBoxExtraByteCount) {
         return false;
     }
-    return isAsNoted(last, *sealed) ||
+    return isAsRecorded(last, *sealed) ||
            isSealedBox(platform_.files, platform_.encryption, key_, place, last.mark);
 }
 

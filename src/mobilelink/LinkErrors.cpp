@@ -31,19 +31,16 @@ PublishError::PublishError()
 UnreadableSealedFile::UnreadableSealedFile()
     : Error("The file is damaged, incomplete, or was not sealed with the paired key.") {}
 
-std::optional<std::string> failureWorthTelling(const std::exception_ptr& failure) {
-    if (!failure) return std::nullopt;
+std::optional<std::string> failureWorthTelling(const Failure* failure) {
+    if (failure == nullptr) return std::nullopt;
     try {
-        std::rethrow_exception(failure);
-    } catch (const Cancelled&) {
-        return std::nullopt;
+        if (failure->cause) std::rethrow_exception(failure->cause);
     } catch (const PublishError&) {
         return std::nullopt;
-    } catch (const std::exception& error) {
-        return error.what();
     } catch (...) {
-        return std::nullopt;
+        // Told in the failure's own words.
     }
+    return failure->message;
 }
 
 }  // namespace nookery

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <exception>
 #include <optional>
 #include <string>
 
 #include "foundation/Error.h"
+#include "platform/work/Outcome.h"
 
 namespace nookery {
 
@@ -38,8 +38,8 @@ class UnreadableSealedFile : public Error {
     UnreadableSealedFile();
 };
 
-/// What a run failed with, in words. None when it did not, or when there is nothing to tell: the
-/// person stopped it, or no phone is paired.
-std::optional<std::string> failureWorthTelling(const std::exception_ptr& failure);
+/// What a run failed with, in words. None when it did not fail (null), or when that no phone is
+/// paired is all there is to tell.
+std::optional<std::string> failureWorthTelling(const Failure* failure);
 
 }  // namespace nookery

@@ -169,7 +169,7 @@ std::size_t LinkRecords::attachmentCount() {
     return static_cast<std::size_t>(row.integer(0));
 }
 
-void LinkRecords::note(const LinkEvent& event) {
+void LinkRecords::recordEvent(const LinkEvent& event) {
     const auto last = events(1);
     const bool repeats =
         !last.empty() && last.front().kind == event.kind && last.front().text == event.text;

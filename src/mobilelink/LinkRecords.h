@@ -59,9 +59,9 @@ class LinkRecords {
     void forgetAttachment(const Uuid& memoryID);
     std::size_t attachmentCount();
 
-    /// Drops the oldest beyond those kept. A failure that repeats the last event is not noted
+    /// Drops the oldest beyond those kept. A failure that repeats the last event is not recorded
     /// again.
-    void note(const LinkEvent& event);
+    void recordEvent(const LinkEvent& event);
     std::vector<LinkEvent> events(std::size_t limit);  ///< newest first
     std::optional<LinkEvent> lastEvent(std::string_view kind);
 

@@ -6,7 +6,6 @@
 #include "mobilelink/LinkErrors.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
-#include "platform/work/WorkQueue.h"
 
 namespace nookery {
 namespace {
@@ -19,7 +18,7 @@ constexpr std::size_t editsPerTurn = 64;
 void recordEvent(const Platform& platform, const LibraryLayout& layout, std::string kind,
                  std::string text) try {
     LinkRecords::open(platform.files, layout.linkRecords())
-        .note({platform.clock.now(), std::move(kind), std::move(text)});
+        .recordEvent({platform.clock.now(), std::move(kind), std::move(text)});
 } catch (const Error& error) {
     platform.log.line("NOOKERY phone link record error: " + error.description());
 }
@@ -47,40 +46,39 @@ std::string EditReport::summary() const {
 }
 
 LinkRun::LinkRun(const Platform& platform, LibraryLayout layout, CrumbStore& store,
-                 std::shared_ptr<EditFolder> folder, LinkPurpose purpose, Callbacks callbacks)
+                 std::shared_ptr<EditFolder> folder, LinkPurpose purpose,
+                 OperationPointer<LinkOutcome> operation, Callbacks callbacks)
     : platform_(platform),
       layout_(std::move(layout)),
       store_(store),
       folder_(std::move(folder)),
       purpose_(purpose),
+      operation_(std::move(operation)),
       callbacks_(std::move(callbacks)) {}
 
-/// Runs `work` on the link's queue, then `then` with its result on the main one. `work` outlives
-/// this object, and so owns all that it uses.
+LinkRun::~LinkRun() {
+    operation_->stop();
+    operation_->finish(Outcome<LinkOutcome>::stopped());
+}
+
+/// Runs `work` on the link's queue, then `then` with its result on the main one. What either throws
+/// ends the run. `work` outlives this object, and so owns all that it uses.
 template <typename Work, typename Then>
 void LinkRun::onLinkQueue(Work work, Then then) {
-    auto failed = guard_.guarded([this](const std::exception_ptr& failure) { finish(failure); });
-    auto succeeded = guard_.guarded([this, then = std::move(then)](auto& result) mutable {
-        try {
-            then(result);
-        } catch (...) {
-            finish(std::current_exception());
-        }
-    });
-    platform_.linkQueue.async([&main = platform_.mainQueue, work = std::move(work), failed,
-                               succeeded]() mutable {
-        try {
-            auto result = std::make_shared<decltype(work())>(work());
-            main.async([succeeded, result]() mutable { succeeded(*result); });
-        } catch (...) {
-            main.async([failed, failure = std::current_exception()]() mutable { failed(failure); });
-        }
-    });
+    Task::run(platform_.linkQueue, platform_.mainQueue, guard_, std::move(work),
+              [this, then = std::move(then)](auto outcome) mutable {
+                  try {
+                      then(outcome.get());
+                  } catch (...) {
+                      end(Outcome<LinkOutcome>::of(std::current_exception()));
+                  }
+              });
 }
 
 void LinkRun::start() {
     onLinkQueue(
-        [platform = platform_, folder = folder_] {
+        [platform = platform_, folder = folder_, control = operation_->control()] {
+            control.throwIfStopped();
             Found found{.key = NookerySecurePairingTransport(platform).pairedKey()};
             if (found.key) found.pending = folder->pending(*found.key);
             return found;
@@ -90,21 +88,23 @@ void LinkRun::start() {
 
 void LinkRun::take(Found found) {
     found_ = std::move(found);
-    outcome_.edits.isPaired = found_.key != nullptr;
-    outcome_.edits.skippedCount = found_.pending.skippedCount;
+    done_.edits.isPaired = found_.key != nullptr;
+    done_.edits.skippedCount = found_.pending.skippedCount;
     if (!found_.key && purpose_ == LinkPurpose::publish) throw PublishError();
     answerNext();
 }
 
 void LinkRun::answerNext() {
     const auto& edits = found_.pending.edits;
-    if (doneCount_ == edits.size()) {
-        return purpose_ == LinkPurpose::publish ? publish() : finish(nullptr);
+    if (answeredCount_ == edits.size()) {
+        return purpose_ == LinkPurpose::publish ? publish()
+                                                : end(Outcome<LinkOutcome>::done(done_));
     }
-    if (stop_.stop_requested()) throw Cancelled();
-    const std::size_t count = std::min(editsPerTurn, edits.size() - doneCount_);
-    auto receipts = answerEdits(store_, std::span(edits).subspan(doneCount_, count));
-    doneCount_ += count;
+    operation_->control().throwIfStopped();
+    operation_->control().report({"answering edits", answeredCount_, edits.size()});
+    const std::size_t count = std::min(editsPerTurn, edits.size() - answeredCount_);
+    auto receipts = answerEdits(store_, std::span(edits).subspan(answeredCount_, count));
+    answeredCount_ += count;
     onLinkQueue(
         [platform = platform_, layout = layout_, folder = folder_, key = found_.key,
          receipts = std::move(receipts)] {
@@ -115,7 +115,7 @@ void LinkRun::answerNext() {
             return receipts;
         },
         [this](const std::vector<EditReceipt>& written) {
-            for (const EditReceipt& receipt : written) outcome_.edits.count(receipt.answer);
+            for (const EditReceipt& receipt : written) done_.edits.count(receipt.answer);
             answerNext();
         });
 }
@@ -124,31 +124,32 @@ void LinkRun::publish() {
     if (callbacks_.aboutToPublish) callbacks_.aboutToPublish();
     onLinkQueue(
         [platform = platform_, layout = layout_, key = found_.key, items = *store_.items(),
-         stop = stop_.get_token()] {
+         control = operation_->control()] {
             PublishReport report;
             {
                 auto records = LinkRecords::open(platform.files, layout.linkRecords());
-                report = NookeryMemoryPublisher(platform).publish(items, *key, records, stop);
+                report = NookeryMemoryPublisher(platform).publish(items, *key, records, control);
             }
             recordEvent(platform, layout, "published", report.summary());
             return report;
         },
         [this](const PublishReport& report) {
-            outcome_.publish = report;
-            finish(nullptr);
+            done_.publish = report;
+            end(Outcome<LinkOutcome>::done(done_));
         });
 }
 
-void LinkRun::finish(std::exception_ptr failure) {
+/// A failure is recorded before it is told.
+void LinkRun::end(const Outcome<LinkOutcome>& outcome) {
     found_ = {};
-    outcome_.failure = failure;
-    if (const auto text = failureWorthTelling(failure)) {
-        platform_.linkQueue.async([platform = platform_, layout = layout_, text = *text] {
-            recordEvent(platform, layout, "failed", text);
-        });
-    }
-    platform_.mainQueue.async(guard_.guarded(
-        [finished = callbacks_.finished, outcome = outcome_] { finished(outcome); }));
+    const auto failure = failureWorthTelling(outcome.failure());
+    Task::run(
+        platform_.linkQueue, platform_.mainQueue, guard_,
+        [platform = platform_, layout = layout_, failure] {
+            if (failure) recordEvent(platform, layout, "failed", *failure);
+        },
+        // A copy of the callback, which may destroy this object.
+        [ended = callbacks_.ended, outcome](const auto&) { ended(outcome); });
 }
 
 }  // namespace nookery

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <exception>
 #include <functional>
 #include <memory>
-#include <stop_token>
 
 #include "collection/store/CrumbStore.h"
 #include "mobilelink/EditFolder.h"
 #include "mobilelink/NookeryMemoryPublisher.h"
+#include "platform/work/Operation.h"
 
 namespace nookery {
 
@@ -23,38 +22,43 @@ struct EditReport {
     std::size_t answeredCount() const { return appliedCount + conflictCount + missingCount; }
 };
 
-/// What a run came to. With a failure the counts say what was done before it.
+/// What a run did.
 struct LinkOutcome {
     EditReport edits{};
     PublishReport publish{};
-    std::exception_ptr failure{};
 };
 
 enum class LinkPurpose { receive, publish };
 
-/// One run of the link: the phone's edits are taken in, then, if wanted, the library is published,
-/// so that the index holds them. What is slow runs on the link's queue, what touches the store on
-/// the main one, in turns. Without a paired phone there is nothing to receive, and publishing fails
-/// with PublishError. Lives on the main thread; destroying it stops it soon, and nothing is
-/// reported then: edits that were just saved may stay without a receipt.
+/// One run of the link, the work of an operation. It takes in the phone's edits; then, if wanted,
+/// it publishes the library, so that the index holds them. What is slow runs on the link's queue,
+/// what touches the store on the main one, in turns. Without a paired phone there is nothing to
+/// receive, and publishing fails with PublishError. A run that is asked to stop ends soon and well.
+///
+/// Lives on the main thread. Destroying it stops it soon, and ends its operation as stopped: edits
+/// that were just saved may stay without a receipt.
 class LinkRun {
   public:
     struct Callbacks {
         /// The library is published as it is now. May be empty.
         std::function<void()> aboutToPublish{};
-        std::function<void(const LinkOutcome&)> finished{};
+        /// Called once, from the main queue. The operation has not ended yet.
+        std::function<void(const Outcome<LinkOutcome>&)> ended{};
     };
 
     /// `folder` is used on the link's queue only.
     LinkRun(const Platform& platform, LibraryLayout layout, CrumbStore& store,
-            std::shared_ptr<EditFolder> folder, LinkPurpose purpose, Callbacks callbacks);
-    ~LinkRun() { stop_.request_stop(); }
+            std::shared_ptr<EditFolder> folder, LinkPurpose purpose,
+            OperationPointer<LinkOutcome> operation, Callbacks callbacks);
+    ~LinkRun();
+    LinkRun(const LinkRun&) = delete;
+    LinkRun& operator=(const LinkRun&) = delete;
 
-    /// Returns at once; `finished` is called from the main queue, once.
+    /// Returns at once.
     void start();
-    /// What is under way comes to a good end soon; the run then fails with Cancelled, unless it was
-    /// through.
-    void requestStop() { stop_.request_stop(); }
+    const OperationPointer<LinkOutcome>& operation() const { return operation_; }
+    /// What was done so far. Whatever becomes of the run, this stays done.
+    const LinkOutcome& done() const { return done_; }
 
   private:
     struct Found {
@@ -67,18 +71,18 @@ class LinkRun {
     void take(Found found);
     void answerNext();
     void publish();
-    void finish(std::exception_ptr failure);
+    void end(const Outcome<LinkOutcome>& outcome);
 
     Platform platform_;
     LibraryLayout layout_;
     CrumbStore& store_;
     std::shared_ptr<EditFolder> folder_;
     LinkPurpose purpose_;
+    OperationPointer<LinkOutcome> operation_;
     Callbacks callbacks_;
     Found found_;
-    std::size_t doneCount_ = 0;  ///< of the pending edits
-    LinkOutcome outcome_;
-    std::stop_source stop_;
+    std::size_t answeredCount_ = 0;  ///< of the pending edits
+    LinkOutcome done_;
     CallbackGuard guard_;
 };
 

@@ -63,14 +63,19 @@ std::string PublishReport::summary() const {
 }
 
 PublishReport NookeryMemoryPublisher::publish(const CrumbItemList& items, const EncryptionKey& key,
-                                              LinkRecords& records, std::stop_token stop) const {
+                                              LinkRecords& records,
+                                              const OperationControl& control) const {
     const Path folder = transport_.sharedFolder() / memoriesFolderName;
     createDirectories(platform_.files, folder);
     const CrumbItemList kept = publishable(items);
-    AttachmentPublisher attachments(platform_, key, folder, records, stop);
-    for (const auto& item : kept) attachments.publish(*item);
+    AttachmentPublisher attachments(platform_, key, folder, records, control.stopToken());
+    std::size_t done = 0;
+    for (const auto& item : kept) {
+        attachments.publish(*item);
+        control.report({"publishing", ++done, kept.size()});
+    }
     const AttachmentReport report = attachments.finish();
-    writeIndex(folder, kept, report.attached, key, stop);
+    writeIndex(folder, kept, report.attached, key, control);
     cleanObsoleteAttachments(folder, report.attached, records);
     return {.publishedCount = kept.size(),
             .attachmentsWritten = report.writtenCount,
@@ -82,12 +87,12 @@ PublishReport NookeryMemoryPublisher::publish(const CrumbItemList& items, const 
 void NookeryMemoryPublisher::writeIndex(const Path& folder, const CrumbItemList& items,
                                         const std::unordered_set<Uuid>& attached,
                                         const EncryptionKey& key,
-                                        const std::stop_token& stop) const {
+                                        const OperationControl& control) const {
     replaceDurably(platform_.files, folder / indexName, [&](WritableFile& file) {
         SealedText index(SealedBoxWriter(platform_.encryption, key, file));
         std::string_view separator = "[";
         for (const auto& item : items) {
-            if (stop.stop_requested()) throw Cancelled();
+            control.throwIfStopped();
             index.add(separator);
             index.add(phoneMemoryJson(*item, attached.contains(item->id)));
             separator = ",";

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <stop_token>
 #include <string>
 #include <unordered_set>
 
 #include "mobilelink/LinkRecords.h"
 #include "mobilelink/NookerySecurePairingTransport.h"
 #include "platform/Platform.h"
+#include "platform/work/Operation.h"
 #include "records/CrumbItem.h"
 
 namespace nookery {
@@ -33,7 +33,7 @@ class NookeryMemoryPublisher {
     /// attachments that it no longer names. Any thread but the main one. Throws PairingError,
     /// FileError, DatabaseError or Cancelled; the last index then stays in place.
     PublishReport publish(const CrumbItemList& items, const EncryptionKey& key,
-                          LinkRecords& records, std::stop_token stop) const;
+                          LinkRecords& records, const OperationControl& control) const;
 
     /// Removes the attachments of memories that are not among `attached`. Never throws: a failure
     /// is logged, and the next run goes on.
@@ -43,7 +43,7 @@ class NookeryMemoryPublisher {
   private:
     void writeIndex(const Path& folder, const CrumbItemList& items,
                     const std::unordered_set<Uuid>& attached, const EncryptionKey& key,
-                    const std::stop_token& stop) const;
+                    const OperationControl& control) const;
 
     Platform platform_;
     NookerySecurePairingTransport transport_;

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "mobilelink/LinkErrors.h"
 #include "platform/Log.h"
 
@@ -23,26 +25,29 @@ PhoneLink::PhoneLink(const Platform& platform, LibraryLayout layout, CrumbStore&
       store_(store),
       edits_(std::make_shared<EditFolder>(platform)) {}
 
-void PhoneLink::start(Finished observer) {
-    observer_ = std::move(observer);
+PhoneLink::~PhoneLink() { stop(); }
+
+void PhoneLink::start() {
     changes_ = store_.items().subscribe([this](const CrumbItemList&) { libraryChanged(); });
     libraryChanged();
     receiveInLoop();
 }
 
-void PhoneLink::publish(Finished finished) {
+OperationPointer<LinkOutcome> PhoneLink::publish() {
     automaticRun_.cancel();
-    add({LinkPurpose::publish, std::move(finished)});
+    return add(LinkPurpose::publish);
 }
 
-void PhoneLink::receive(Finished finished) { add({LinkPurpose::receive, std::move(finished)}); }
+OperationPointer<LinkOutcome> PhoneLink::receive() { return add(LinkPurpose::receive); }
 
 void PhoneLink::stop() {
     isStopping_ = true;
-    jobs_.clear();
     changes_.reset();
     automaticRun_.cancel();
-    if (run_) run_->requestStop();
+    if (run_) run_->operation()->stop();
+    for (const Job& job : std::exchange(jobs_, {})) {
+        job.operation->finish(Outcome<LinkOutcome>::stopped());
+    }
 }
 
 void PhoneLink::libraryChanged() {
@@ -55,23 +60,26 @@ void PhoneLink::libraryChanged() {
 void PhoneLink::publishAutomatically() {
     // A run may have taken in the phone's edits, which changed the library, and published them.
     if (publishedRevision_ == revision_) return;
-    add({LinkPurpose::publish, [this](const LinkOutcome& outcome) {
-             if (!outcome.failure) {
-                 platform_.log.line(
-                     fmt::format("NOOKERY: automatically published {} memories to iCloud",
-                                 outcome.publish.publishedCount));
-             } else if (const auto failure = failureWorthTelling(outcome.failure)) {
-                 platform_.log.line("NOOKERY: automatic iPhone memory sync deferred: " + *failure);
-             }
-         }});
+    add(LinkPurpose::publish)
+        ->whenFinished(guard_.guarded([this](const Outcome<LinkOutcome>& outcome) {
+            if (outcome.isDone()) {
+                platform_.log.line(
+                    fmt::format("NOOKERY: automatically published {} memories to iCloud",
+                                outcome.get().publish.publishedCount));
+            } else if (const auto failure = failureWorthTelling(outcome.failure())) {
+                platform_.log.line("NOOKERY: automatic iPhone memory sync deferred: " + *failure);
+            }
+        }));
 }
 
 void PhoneLink::receiveInLoop() {
-    receive([this](const LinkOutcome& outcome) { scheduleReceiving(outcome); });
+    receive()->whenFinished(guard_.guarded(
+        [this](const Outcome<LinkOutcome>& outcome) { scheduleReceiving(outcome); }));
 }
 
-void PhoneLink::scheduleReceiving(const LinkOutcome& last) {
-    const std::string failure = failureWorthTelling(last.failure).value_or("");
+void PhoneLink::scheduleReceiving(const Outcome<LinkOutcome>& last) {
+    if (isStopping_) return;
+    const std::string failure = failureWorthTelling(last.failure()).value_or("");
     // A drive that is away for hours is told of once.
     if (!failure.empty() && failure != lastReceiveFailure_) {
         platform_.log.line("NOOKERY: mobile edit receiver will retry: " + failure);
@@ -81,10 +89,14 @@ void PhoneLink::scheduleReceiving(const LinkOutcome& last) {
                               guard_.guarded([this] { receiveInLoop(); }));
 }
 
-void PhoneLink::add(Job job) {
-    if (isStopping_) return;
-    jobs_.push_back(std::move(job));
+OperationPointer<LinkOutcome> PhoneLink::add(LinkPurpose purpose) {
+    if (isStopping_) {
+        return Operation<LinkOutcome>::ended(platform_.mainQueue, Outcome<LinkOutcome>::stopped());
+    }
+    auto operation = Operation<LinkOutcome>::create(platform_.mainQueue);
+    jobs_.push_back({purpose, operation});
     if (!run_) runNext();
+    return operation;
 }
 
 void PhoneLink::runNext() {
@@ -93,24 +105,21 @@ void PhoneLink::runNext() {
     jobs_.pop_front();
     auto revision = std::make_shared<std::optional<int>>();
     run_ = std::make_unique<LinkRun>(
-        platform_, layout_, store_, edits_, job.purpose,
+        platform_, layout_, store_, edits_, job.purpose, job.operation,
         LinkRun::Callbacks{
             .aboutToPublish = [this, revision] { *revision = revision_; },
-            .finished =
-                [this, revision, finished = job.finished](const LinkOutcome& outcome) {
-                    run_.reset();
-                    if (!outcome.failure && *revision) publishedRevision_ = **revision;
-                    tellObserver(outcome);
-                    finished(outcome);
-                    if (!run_) runNext();
-                }});
+            .ended = [this, revision](
+                         const Outcome<LinkOutcome>& outcome) { endRun(outcome, *revision); }});
     run_->start();
 }
 
-void PhoneLink::tellObserver(const LinkOutcome& outcome) const {
-    const bool didSomething =
-        outcome.edits.answeredCount() > 0 || outcome.publish.publishedCount > 0;
-    if (observer_ && didSomething) observer_(outcome);
+/// `revision` is the one that the run published, if it came to that.
+void PhoneLink::endRun(const Outcome<LinkOutcome>& outcome, std::optional<int> revision) {
+    const auto run = std::move(run_);  // idle, for whoever is told now
+    if (outcome.isDone() && revision) publishedRevision_ = *revision;
+    lastRun_.set(run->done());
+    run->operation()->finish(outcome);
+    if (!run_) runNext();
 }
 
 }  // namespace nookery

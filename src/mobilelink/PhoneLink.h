@@ -1,12 +1,13 @@
 #pragma once
 
 #include <deque>
-#include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "foundation/Published.h"
 #include "mobilelink/LinkRun.h"
-#include "platform/work/WorkQueue.h"
+#include "platform/work/Operation.h"
 
 namespace nookery {
 
@@ -14,44 +15,49 @@ namespace nookery {
 /// them. Lives on the main thread, and no longer than the store, which was opened for writing.
 class PhoneLink {
   public:
-    using Finished = std::function<void(const LinkOutcome&)>;
-
     PhoneLink(const Platform& platform, LibraryLayout layout, CrumbStore& store);
+    ~PhoneLink();
 
     /// From now on publishes three seconds after the last change of the library (and once now, for
     /// what changed before), and looks for the phone's edits every few seconds. Silent while no
-    /// phone is paired. `observer` hears of every run that did something. Call once.
-    void start(Finished observer);
+    /// phone is paired. Call once.
+    void start();
 
-    /// Publishes now, in place of the automatic run that waits.
-    void publish(Finished finished);
-    /// Takes in the phone's edits now.
-    void receive(Finished finished);
+    /// Takes in the phone's edits and publishes, after the runs that were wanted before. Takes the
+    /// place of the automatic run that waits.
+    OperationPointer<LinkOutcome> publish();
+    /// Takes in the phone's edits, after the runs that were wanted before.
+    OperationPointer<LinkOutcome> receive();
 
-    /// Begins nothing more, and lets a run that is under way end soon and well. The link may go
-    /// once it is idle; earlier, edits that were just saved may stay without a receipt.
+    /// What the last run did, also one that failed or was stopped after it. Set for every run,
+    /// just before its operation ends.
+    const Published<LinkOutcome>& lastRun() const { return lastRun_; }
+
+    /// Begins nothing more: runs that wait end as stopped, one that is under way ends soon and
+    /// well. The link may go once it is idle; earlier, edits that were just saved may stay without
+    /// a receipt.
     void stop();
     bool isIdle() const { return !run_; }
 
   private:
     struct Job {
         LinkPurpose purpose;
-        Finished finished;
+        OperationPointer<LinkOutcome> operation;
     };
 
     void libraryChanged();
     void publishAutomatically();
     void receiveInLoop();
-    void scheduleReceiving(const LinkOutcome& last);
-    void add(Job job);
+    void scheduleReceiving(const Outcome<LinkOutcome>& last);
+    OperationPointer<LinkOutcome> add(LinkPurpose purpose);
     void runNext();
-    void tellObserver(const LinkOutcome& outcome) const;
+    void endRun(const Outcome<LinkOutcome>& outcome, std::optional<int> revision);
 
     Platform platform_;
     LibraryLayout layout_;
     CrumbStore& store_;
     std::shared_ptr<EditFolder> edits_;
-    Finished observer_;
+    Published<LinkOutcome> lastRun_;
     Subscription changes_;
     int revision_ = 0;            ///< counts the library's changes
     int publishedRevision_ = -1;  ///< what the last run that succeeded has published

@@ -97,8 +97,8 @@ class PackageOriginals {
 /// One package, in its hidden folder.
 class PackageBuilder {
   public:
-    PackageBuilder(const Platform& platform, Path staging, const ReceiptExportFollower& follower)
-        : platform_(platform), staging_(std::move(staging)), follower_(follower) {}
+    PackageBuilder(const Platform& platform, Path staging, OperationControl control)
+        : platform_(platform), staging_(std::move(staging)), control_(std::move(control)) {}
 
     ReceiptPackage build(const ReceiptList& receipts) {
         ReceiptPackage package;
@@ -119,15 +119,15 @@ class PackageBuilder {
 
   private:
     void copyOriginals(ReceiptPackage& package, const ReceiptList& receipts) {
-        PackageOriginals originals(platform_, staging_, follower_.stop);
+        PackageOriginals originals(platform_, staging_, control_.stopToken());
         for (const auto& receipt : receipts) {
-            if (follower_.stop.stop_requested()) throw Cancelled();
+            control_.throwIfStopped();
             ReceiptPackage::Row row{receipt, originals.copyOf(*receipt), {}};
             row.issues = issuesOf(*receipt, row.exportedOriginal.has_value());
             ++(row.exportedOriginal ? package.originalsCopied : package.originalsMissing);
             if (!row.issues.empty()) ++package.needReview;
             package.rows.push_back(std::move(row));
-            if (follower_.progress) follower_.progress(package.rows.size(), receipts.size());
+            control_.report({"copying originals", package.rows.size(), receipts.size()});
         }
     }
 
@@ -161,7 +161,7 @@ class PackageBuilder {
 
     const Platform& platform_;
     Path staging_;
-    const ReceiptExportFollower& follower_;
+    OperationControl control_;
 };
 
 std::string folderTime(Timestamp date) {
@@ -195,19 +195,15 @@ void removeStaging(FileSystem& files, const Path& staging) {
     }
 }
 
-}  // namespace
-
-CrumbReceiptExporter::Exported CrumbReceiptExporter::write(const Platform& platform,
-                                                           const LibraryLayout& layout,
-                                                           const ReceiptList& receipts,
-                                                           const Path& chosenFolder,
-                                                           const ReceiptExportFollower& follower) {
+CrumbReceiptExporter::Exported writePackage(const Platform& platform, const LibraryLayout& layout,
+                                            const ReceiptList& receipts, const Path& chosenFolder,
+                                            const OperationControl& control) {
     FileSystem& files = platform.files;
     const Path folder = checkedFolder(files, layout, chosenFolder);
     const Path staging =
         folder / ("." + std::string(receiptpackage::folderPrefix) + Uuid::random().toString());
     try {
-        ReceiptPackage package = PackageBuilder(platform, staging, follower).build(receipts);
+        ReceiptPackage package = PackageBuilder(platform, staging, control).build(receipts);
         const Path target = moveInto(files, staging, folder, package.exportedAt);
         return {target, std::move(package)};
     } catch (const FileError& error) {
@@ -220,6 +216,18 @@ CrumbReceiptExporter::Exported CrumbReceiptExporter::write(const Platform& platf
         removeStaging(files, staging);
         throw;
     }
+}
+
+}  // namespace
+
+OperationPointer<CrumbReceiptExporter::Exported> CrumbReceiptExporter::exportTo(
+    const Platform& platform, const LibraryLayout& layout, const ReceiptList& receipts,
+    const Path& chosenFolder) {
+    return startOperation(platform.captureQueue, platform.mainQueue,
+                          [platform, layout, receipts, chosenFolder](const auto& control) {
+                              return writePackage(platform, layout, receipts, chosenFolder,
+                                                  control);
+                          });
 }
 
 }  // namespace nookery

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <functional>
-#include <stop_token>
-
 #include "platform/Platform.h"
+#include "platform/work/Operation.h"
 #include "receipts/ReceiptPackage.h"
 #include "records/LibraryLayout.h"
 
@@ -13,12 +11,6 @@ namespace nookery {
 class ReceiptExportError : public Error {
   public:
     using Error::Error;
-};
-
-/// How whoever asked for an export follows it.
-struct ReceiptExportFollower {
-    std::function<void(std::size_t done, std::size_t total)> progress{};  ///< records, as copied
-    std::stop_token stop{};
 };
 
 /// Writes "everything your accountant needs, organized in one folder".
@@ -32,10 +24,10 @@ struct Exported {
 /// Makes a new folder in `chosenFolder` with copies of the originals, the spreadsheets, the summary
 /// and the report, of all receipts given. It is put together under a hidden name and appears when
 /// it is whole and on the disk. Neither records nor their files change. A preserved file that is
-/// gone makes its record one to review; any other failure throws (ReceiptExportError, FileError,
-/// Error or Cancelled) and leaves nothing. Any thread; takes as long as the copies take.
-Exported write(const Platform& platform, const LibraryLayout& layout, const ReceiptList& receipts,
-               const Path& chosenFolder, const ReceiptExportFollower& follower);
+/// gone makes its record one to review; after any other failure (ReceiptExportError, FileError or
+/// Error), and when it is stopped, nothing is left. Works on the capture queue. Main thread.
+OperationPointer<Exported> exportTo(const Platform& platform, const LibraryLayout& layout,
+                                    const ReceiptList& receipts, const Path& chosenFolder);
 
 }  // namespace CrumbReceiptExporter
 

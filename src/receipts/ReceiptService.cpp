@@ -69,20 +69,30 @@ ReceiptSource receiptSourceOf(const CrumbItem& memory, const Platform& platform)
     });
 }
 
-/// One import: the files left, and what became of the others.
-struct ReceiptService::Job {
+/// One import: the files left, and what became of the others. It ends its operation at the latest
+/// when it is dropped, as happens to it when the service goes.
+struct ReceiptService::Import {
+    Import(std::vector<ReceiptSource> files, OperationPointer<ReceiptImport> begun)
+        : sources(std::move(files)), operation(std::move(begun)) {}
+    Import(const Import&) = delete;
+    Import& operator=(const Import&) = delete;
+    ~Import() { operation->finish(Outcome<ReceiptImport>::stopped()); }
+
+    void refuse(const ReceiptSource& source, const std::string& reason) {
+        result.failed.push_back({source.name, "Unable to import receipt: " + reason});
+    }
+
     std::vector<ReceiptSource> sources;
-    std::stop_token stop;
-    std::function<void(const ReceiptImport&)> finished;
+    OperationPointer<ReceiptImport> operation;
     std::size_t next = 0;
-    ReceiptImport outcome{};
+    ReceiptImport result{};
 };
 
 ReceiptService::ReceiptService(const Platform& platform, LibraryLayout layout,
-                               NoteOriginal recordOriginal)
+                               RecordOriginal recordOriginal)
     : platform_(platform),
       layout_(std::move(layout)),
-      noteOriginal_(std::move(recordOriginal)),
+      recordOriginal_(std::move(recordOriginal)),
       store_(platform.files, layout_) {}
 
 ReceiptService::~ReceiptService() { stop_.request_stop(); }
@@ -122,45 +132,45 @@ void ReceiptService::addCategory(const std::string& name) {
     store_.addCategory(std::string(plain));
 }
 
-void ReceiptService::import(std::vector<ReceiptSource> sources, std::stop_token stop,
-                            std::function<void(const ReceiptImport&)> finished) {
-    importNext(
-        std::make_shared<Job>(Job{std::move(sources), std::move(stop), std::move(finished)}));
+OperationPointer<ReceiptImport> ReceiptService::import(std::vector<ReceiptSource> sources) {
+    auto operation = Operation<ReceiptImport>::create(platform_.mainQueue);
+    importNext(std::make_shared<Import>(std::move(sources), operation));
+    return operation;
 }
 
 /// One file at a time: copied off the main thread, then recorded on it.
-void ReceiptService::importNext(const std::shared_ptr<Job>& job) {
-    if (job->next == job->sources.size() || job->stop.stop_requested()) {
-        job->finished(job->outcome);
+void ReceiptService::importNext(const std::shared_ptr<Import>& import) {
+    const OperationControl& control = import->operation->control();
+    if (import->next == import->sources.size() || control.isStopRequested()) {
+        import->operation->finish(Outcome<ReceiptImport>::done(std::move(import->result)));
         return;
     }
-    const ReceiptSource source = job->sources[job->next++];
-    const auto copied = [this, job, source](const std::optional<PreservedReceipt>& preserved,
-                                            const std::string& failure) {
-        if (preserved) {
-            add(*job, source, *preserved);
-        } else if (!failure.empty()) {
-            job->outcome.failed.push_back({source.name, "Unable to import receipt: " + failure});
-        }
-        importNext(job);
-    };
-    platform_.captureQueue.async([platform = platform_, layout = layout_, job, source,
-                                  done = guard_.guarded(copied)]() mutable {
-        std::optional<PreservedReceipt> preserved;
-        std::string failure;
-        try {
-            preserved = preserveReceipt(platform, layout, source.file, job->stop);
-        } catch (const Cancelled&) {
-            // Neither taken in nor failed; the import ends here.
-        } catch (const std::exception& error) {
-            failure = describe(error);
-        }
-        platform.mainQueue.async(
-            [done, preserved, failure]() mutable { done(preserved, failure); });
-    });
+    control.report({"taking in", import->next, import->sources.size()});
+    const ReceiptSource source = import->sources[import->next++];
+    Task::run(
+        platform_.captureQueue, platform_.mainQueue, guard_,
+        [platform = platform_, layout = layout_, file = source.file, stop = control.stopToken()] {
+            return preserveReceipt(platform, layout, file, stop);
+        },
+        [this, import, source](const Outcome<PreservedReceipt>& preserved) {
+            try {
+                takeOver(*import, source, preserved);
+                importNext(import);
+            } catch (...) {
+                import->operation->finish(Outcome<ReceiptImport>::of(std::current_exception()));
+            }
+        });
 }
 
-void ReceiptService::add(Job& job, const ReceiptSource& source, const PreservedReceipt& preserved) {
+/// A stopped copy is neither taken in nor refused.
+void ReceiptService::takeOver(Import& import, const ReceiptSource& source,
+                              const Outcome<PreservedReceipt>& preserved) {
+    if (preserved.isDone()) add(import, source, preserved.get());
+    if (const Failure* failure = preserved.failure()) import.refuse(source, failure->message);
+}
+
+void ReceiptService::add(Import& import, const ReceiptSource& source,
+                         const PreservedReceipt& preserved) {
     CrumbReceipt receipt;
     receipt.id = Uuid::random();
     receipt.originalFilePath = preserved.place.native();
@@ -170,22 +180,21 @@ void ReceiptService::add(Job& job, const ReceiptSource& source, const PreservedR
         store_.save(receipt);
     } catch (const Error& error) {
         removeQuietly(platform_.files, preserved.place);
-        job.outcome.failed.push_back(
-            {source.name, "Unable to import receipt: " + error.description()});
+        import.refuse(source, error.description());
         return;
     }
-    note(job, receipt.id, preserved.fact);
+    recordOriginal(import, receipt.id, preserved.fact);
     put(receipt);
-    job.outcome.added.push_back(find(receipt.id));
+    import.result.added.push_back(find(receipt.id));
     read(receipt, source.name);
 }
 
-/// A digest that cannot be noted is missed by later checks only.
-void ReceiptService::note(Job& job, const Uuid& id, OriginalFact fact) {
+/// A digest that cannot be recorded is missed by later checks only.
+void ReceiptService::recordOriginal(Import& import, const Uuid& id, OriginalFact fact) {
     fact.memoryID = id;
     try {
-        for (const OriginalFact& earlier : noteOriginal_(fact)) {
-            if (find(earlier.memoryID)) job.outcome.sameFileAs.emplace(id, earlier.memoryID);
+        for (const OriginalFact& earlier : recordOriginal_(fact)) {
+            if (find(earlier.memoryID)) import.result.sameFileAs.emplace(id, earlier.memoryID);
         }
     } catch (const Error& error) {
         platform_.log.line("NOOKERY sidecar save error: " + error.description());
@@ -195,31 +204,20 @@ void ReceiptService::note(Job& job, const Uuid& id, OriginalFact fact) {
 /// Recognition has a record to fill in any case: whatever goes wrong becomes a message beside it.
 void ReceiptService::read(const CrumbReceipt& receipt, const std::string& name) {
     beingRead_.update([&](auto& ids) { ids.insert(receipt.id); });
-    const auto read = [this, id = receipt.id](
-                          const std::optional<CrumbReceiptRecognizer::Result>& result,
-                          const std::string& failure) {
-        if (result) {
-            merge(id, *result);
-        } else {
-            finishReading(id, failure.empty()
-                                  ? ""
-                                  : "Receipt saved, but recognition could not begin: " + failure);
-        }
-    };
-    platform_.enrichQueue.async([platform = platform_, file = Path(*receipt.originalFilePath), name,
-                                 stop = stop_.get_token(), done = guard_.guarded(read)]() mutable {
-        std::optional<CrumbReceiptRecognizer::Result> result;
-        std::string failure;
-        try {
-            result = CrumbReceiptRecognizer::parse(
+    const Path file = *receipt.originalFilePath;
+    Task::run(
+        platform_.enrichQueue, platform_.mainQueue, guard_,
+        [platform = platform_, file, stop = stop_.get_token()] {
+            return CrumbReceiptRecognizer::parse(
                 CrumbReceiptRecognizer::recognise(platform, file, stop));
-        } catch (const Cancelled&) {
-            // The desk is closing.
-        } catch (const std::exception& error) {
-            failure = namingSource(describe(error), file, displayName(name));
-        }
-        platform.mainQueue.async([done, result, failure]() mutable { done(result, failure); });
-    });
+        },
+        [this, id = receipt.id, file, name](const Outcome<CrumbReceiptRecognizer::Result>& read) {
+            if (read.isDone()) return merge(id, read.get());
+            const Failure* failure = read.failure();  // none when the service is closing
+            finishReading(id, failure ? "Receipt saved, but recognition could not begin: " +
+                                            namingSource(failure->message, file, displayName(name))
+                                      : "");
+        });
 }
 
 /// Fills what the record lacks, and nothing else: the person may have corrected it meanwhile.

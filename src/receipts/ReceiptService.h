@@ -9,7 +9,7 @@
 
 #include "foundation/Published.h"
 #include "platform/Platform.h"
-#include "platform/work/WorkQueue.h"
+#include "platform/work/Operation.h"
 #include "receipts/CrumbReceiptRecognizer.h"
 #include "receipts/CrumbReceiptStore.h"
 #include "receipts/ReceiptList.h"
@@ -45,11 +45,11 @@ struct ReceiptImport {
 /// thread.
 class ReceiptService {
   public:
-    /// Notes the digest of a preserved copy. Answers what was noted before of the same content, for
-    /// receipts and memories.
-    using NoteOriginal = std::function<std::vector<OriginalFact>(const OriginalFact&)>;
+    /// Records the digest of a preserved copy. Answers what was recorded before of the same
+    /// content, for receipts and memories.
+    using RecordOriginal = std::function<std::vector<OriginalFact>(const OriginalFact&)>;
 
-    ReceiptService(const Platform& platform, LibraryLayout layout, NoteOriginal recordOriginal);
+    ReceiptService(const Platform& platform, LibraryLayout layout, RecordOriginal recordOriginal);
     ~ReceiptService();
 
     /// Opens the database and loads the list. Throws Error.
@@ -71,10 +71,10 @@ class ReceiptService {
     std::vector<std::string> categories();
     void addCategory(const std::string& name);
 
-    /// Copies each file, adds its record and begins to read it. What was added stays when `stop` is
-    /// requested. `finished` is called once, when all files are in.
-    void import(std::vector<ReceiptSource> sources, std::stop_token stop,
-                std::function<void(const ReceiptImport&)> finished);
+    /// Copies each file, adds its record and begins to read it. A file that cannot be taken in
+    /// stops no other. An import that is asked to stop is done with what was added until then; one
+    /// whose service goes ends as stopped. The reading goes on after the import: see `beingRead`.
+    OperationPointer<ReceiptImport> import(std::vector<ReceiptSource> sources);
 
     /// Saves an edited record: the merchant trimmed, a blank one absent, the time of modification
     /// set. Throws Error, and the list stays as it was.
@@ -83,11 +83,13 @@ class ReceiptService {
     void remove(const Uuid& id);
 
   private:
-    struct Job;
+    struct Import;
 
-    void importNext(const std::shared_ptr<Job>& job);
-    void add(Job& job, const ReceiptSource& source, const PreservedReceipt& preserved);
-    void note(Job& job, const Uuid& id, OriginalFact fact);
+    void importNext(const std::shared_ptr<Import>& import);
+    void takeOver(Import& import, const ReceiptSource& source,
+                  const Outcome<PreservedReceipt>& preserved);
+    void add(Import& import, const ReceiptSource& source, const PreservedReceipt& preserved);
+    void recordOriginal(Import& import, const Uuid& id, OriginalFact fact);
     void read(const CrumbReceipt& receipt, const std::string& name);
     void merge(const Uuid& id, const CrumbReceiptRecognizer::Result& result);
     void finishReading(const Uuid& id, const std::string& failure);
@@ -95,7 +97,7 @@ class ReceiptService {
 
     Platform platform_;
     LibraryLayout layout_;
-    NoteOriginal noteOriginal_;
+    RecordOriginal recordOriginal_;
     CrumbReceiptStore store_;
     Published<ReceiptList> receipts_;
     Published<std::set<Uuid>> beingRead_;

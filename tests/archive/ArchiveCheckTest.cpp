@@ -37,11 +37,9 @@ class ArchiveCheck : public ::testing::Test {
     /// The failure of the check, which must be the failure of preparing a restore, too.
     std::string failure() {
         const Tree before = treeOf(archive());
-        const std::string checking =
-            failureOf([this] { checkArchive(world().platform(), archive(), {}); });
+        const std::string checking = failureOf([this] { checkArchive(world(), archive()); });
         const LibraryLayout fresh{world().folder / "fresh", world().folder / "cache"};
-        const std::string preparing =
-            failureOf([&] { prepareArchiveRestore(world().platform(), fresh, archive(), {}); });
+        const std::string preparing = failureOf([&] { prepareRestore(world(), fresh, archive()); });
         EXPECT_EQ(checking.empty(), preparing.empty()) << checking << " / " << preparing;
         if (checking != "") {
             EXPECT_TRUE(treeOf(fresh.library()).empty());
@@ -70,8 +68,8 @@ Json& fileNamed(Json& manifest, const std::string& name) {
 TEST_F(ArchiveCheck, ASoundArchivePassesWhereverItLies) {
     EXPECT_EQ(failure(), "");
     fs::create_directory_symlink(archive(), world().folder / "alias");
-    EXPECT_NO_THROW(checkArchive(world().platform(), world().folder / "alias", {}));
-    const auto summary = checkArchive(world().platform(), archive(), {});
+    EXPECT_NO_THROW(checkArchive(world(), world().folder / "alias"));
+    const auto summary = checkArchive(world(), archive());
     EXPECT_EQ(summary.recordCount, 9);
     EXPECT_EQ(summary.fileCount, 10);
     // What nobody listed is none of our business.

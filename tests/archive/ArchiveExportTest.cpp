@@ -161,8 +161,7 @@ TEST_F(ArchiveExport, WhatCannotBeArchivedIsNamed) {
     const auto source = sourceOf(world, world.layout());
     fs::remove(world.layout().database());
     EXPECT_NE(failureOf([&] {
-                  CrumbCompleteArchive::write(world.platform(), world.layout(), source, destination,
-                                              {});
+                  exportArchive(world, source, destination);
               }).find("SQLite backup error: Cannot open source database"),
               std::string::npos);
     EXPECT_TRUE(nothingIsLeft());
@@ -172,48 +171,38 @@ TEST_F(ArchiveExport, AChangeInBetweenIsNoticed) {
     auto source = sourceOf(world, world.layout());
     source.items.pop_back();
     EXPECT_NE(failureOf([&] {
-                  CrumbCompleteArchive::write(world.platform(), world.layout(), source, destination,
-                                              {});
+                  exportArchive(world, source, destination);
               }).find("changed while it was being archived"),
               std::string::npos);
     // An archived file that is not what was copied: its bytes change once it lies in staging.
-    ArchiveFollower follower;
-    follower.progress = [this](const ArchiveProgress& progress) {
-        if (progress.phase != ArchiveProgress::Phase::checking || progress.filesDone > 0) return;
+    world.digester.beforeDigesting = [this] {
         for (const auto& entry : fs::directory_iterator(destination.parent_path())) {
-            writeText(entry.path() / "Originals/photo.png", "photo NEW");
+            const bool isComplete = fs::exists(entry.path() / archive::readMeName);
+            if (isComplete) writeText(entry.path() / "Originals/photo.png", "photo NEW");
         }
     };
-    EXPECT_EQ(failureOf([&] {
-                  CrumbCompleteArchive::write(world.platform(), world.layout(),
-                                              sourceOf(world, world.layout()), destination,
-                                              follower);
-              }),
-              "Archive verification failed: Originals/photo.png");
+    EXPECT_EQ(exportFailure(), "Archive verification failed: Originals/photo.png");
     EXPECT_TRUE(nothingIsLeft());
 }
 
 TEST_F(ArchiveExport, StopsWhereverItIsAskedTo) {
-    const auto source = sourceOf(world, world.layout());
-    int calls = 0;
-    const auto stoppingAt = [&](int call) {
-        std::stop_source stop;
-        calls = 0;
-        ArchiveFollower follower{.progress =
-                                     [&](const ArchiveProgress&) {
-                                         if (++calls == call) stop.request_stop();
-                                     },
-                                 .stop = stop.get_token()};
-        CrumbCompleteArchive::write(world.platform(), world.layout(), source, destination,
-                                    follower);
+    int digested = 0;
+    const auto stoppingAt = [&](int file) {
+        const auto operation = beginArchiveExport(world.platform(), world.layout(),
+                                                  sourceOf(world, world.layout()), destination);
+        digested = 0;
+        world.digester.beforeDigesting = [&] {
+            if (++digested == file) operation->stop();
+        };
+        world.resultOf(operation);
     };
     stoppingAt(-1);
     fs::remove_all(destination);
-    const int all = calls;
+    const int all = digested;
     ASSERT_GT(all, 15);
-    for (int call = 1; call < all; ++call) {
-        EXPECT_THROW(stoppingAt(call), Cancelled) << call;
-        EXPECT_TRUE(nothingIsLeft()) << call;
+    for (int file = 1; file <= all; ++file) {
+        EXPECT_THROW(stoppingAt(file), Cancelled) << file;
+        EXPECT_TRUE(nothingIsLeft()) << file;
     }
 }
 
@@ -221,9 +210,7 @@ class ArchiveExportFaults : public ArchiveExport, public ::testing::WithParamInt
 
 TEST_P(ArchiveExportFaults, LeaveAWholeArchiveOrNone) {
     const auto source = sourceOf(world, world.layout());
-    const auto write = [&] {
-        CrumbCompleteArchive::write(world.platform(), world.layout(), source, destination, {});
-    };
+    const auto write = [&] { exportArchive(world, source, destination); };
     world.files.arm(Fault::none, 0);
     write();
     const int operations = world.files.operationCount();
@@ -244,7 +231,7 @@ TEST_P(ArchiveExportFaults, LeaveAWholeArchiveOrNone) {
         world.files.disarm();
         EXPECT_EQ(treeOf(world.layout().library()), before);
         if (fs::exists(destination)) {
-            EXPECT_NO_THROW(checkArchive(world.platform(), destination, {}));
+            EXPECT_NO_THROW(checkArchive(world, destination));
             EXPECT_EQ(failure, "");
         } else {
             EXPECT_TRUE(crashed || failure != "");

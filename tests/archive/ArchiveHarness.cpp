@@ -108,9 +108,23 @@ CrumbCompleteArchive::Source sourceOf(TestPlatform& world, const LibraryLayout& 
     return source;
 }
 
+ArchiveSummary exportArchive(TestPlatform& world, const CrumbCompleteArchive::Source& source,
+                             const Path& destination) {
+    return world.resultOf(
+        beginArchiveExport(world.platform(), world.layout(), source, destination));
+}
+
 ArchiveSummary exportArchive(TestPlatform& world, const Path& destination) {
-    return CrumbCompleteArchive::write(world.platform(), world.layout(),
-                                       sourceOf(world, world.layout()), destination, {});
+    return exportArchive(world, sourceOf(world, world.layout()), destination);
+}
+
+ArchiveSummary checkArchive(TestPlatform& world, const Path& folder) {
+    return world.resultOf(beginArchiveCheck(world.platform(), folder));
+}
+
+ArchiveSummary prepareRestore(TestPlatform& world, const LibraryLayout& layout,
+                              const Path& archive) {
+    return world.resultOf(beginRestorePreparation(world.platform(), layout, archive));
 }
 
 std::map<std::string, std::string> readLibrary(TestPlatform& world, const LibraryLayout& layout) {

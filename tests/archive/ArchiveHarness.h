@@ -3,8 +3,8 @@
 #include <map>
 #include <string>
 
+#include "archive/ArchiveOperations.h"
 #include "archive/ArchiveRestore.h"
-#include "archive/CrumbCompleteArchive.h"
 #include "foundation/Json.h"
 #include "support/TestPlatform.h"
 
@@ -22,8 +22,13 @@ void makeSampleLibrary(TestPlatform& world, const LibraryLayout& layout,
                        const std::string& flavour);
 
 CrumbCompleteArchive::Source sourceOf(TestPlatform& world, const LibraryLayout& layout);
-/// Exports with nobody following.
+// Whole operations. They throw what they fail with.
+ArchiveSummary exportArchive(TestPlatform& world, const CrumbCompleteArchive::Source& source,
+                             const Path& destination);
 ArchiveSummary exportArchive(TestPlatform& world, const Path& destination);
+ArchiveSummary checkArchive(TestPlatform& world, const Path& folder);
+ArchiveSummary prepareRestore(TestPlatform& world, const LibraryLayout& layout,
+                              const Path& archive);
 
 /// What a library holds, by the title of each memory: the content of its original, or "(none)",
 /// or "(gone)"; receipts as "receipt"; the tags as "tags".

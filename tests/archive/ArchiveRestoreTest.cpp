@@ -45,7 +45,7 @@ class ArchiveRestore : public ::testing::Test {
         before = readLibrary(world, world.layout());
     }
 
-    void prepare() { prepareArchiveRestore(world.platform(), world.layout(), archive, {}); }
+    void prepare() { prepareRestore(world, world.layout(), archive); }
     std::vector<RestoreNotice> start() {
         return completeWaitingRestores(world.platform(), world.layout());
     }
@@ -174,15 +174,13 @@ TEST_F(ArchiveRestore, AnEarlierSafetyCopyIsNeverTouched) {
 
 TEST_F(ArchiveRestore, WhatWasCheckedIsWhatIsInstalled) {
     const auto prepareWhile = [this](const std::function<void()>& change) {
-        bool changed = false;
-        ArchiveFollower follower;
-        follower.progress = [&](const ArchiveProgress& progress) {
-            if (changed || progress.filesDone < 2) return;
-            changed = true;
-            change();
+        int digested = 0;
+        world.digester.beforeDigesting = [&] {
+            if (++digested == 3) change();
         };
-        return failureOf(
-            [&] { prepareArchiveRestore(world.platform(), world.layout(), archive, follower); });
+        const std::string failure = failureOf([this] { prepare(); });
+        world.digester.beforeDigesting = {};
+        return failure;
     };
     EXPECT_EQ(prepareWhile([this] { writeText(archive / "Originals/photo.png", "photo NEW"); }),
               "Archive integrity check failed: Originals/photo.png");

@@ -32,9 +32,10 @@ class FieldReportPdfTest : public ::testing::Test {
 
     FieldReportWorkingCopy workingCopy() { return {world.files, world.layout(), report}; }
 
-    FieldReportPdfOutcome write(const Draft& draft, const FieldReportPdfFollower& follower = {}) {
-        return writeFieldReportPdf(world.platform(), workingCopy(), draft, destination, follower);
+    OperationPointer<FieldReportPdfOutcome> begin(const Draft& draft) {
+        return writeFieldReportPdf(world.platform(), workingCopy(), draft, destination);
     }
+    FieldReportPdfOutcome write(const Draft& draft) { return world.resultOf(begin(draft)); }
 
     std::vector<std::string> textsOf(std::size_t page) const {
         std::vector<std::string> texts;
@@ -130,11 +131,10 @@ TEST_F(FieldReportPdfTest, ADamagedPictureIsNamedAndAMissingOneStopsTheExport) {
 TEST_F(FieldReportPdfTest, InterruptedOrMisplacedItLeavesEverythingAsItWas) {
     const std::string shelf =
         testing::everythingBelow(*world.realFiles, world.layout().fieldReports());
-    std::stop_source stop;
-    EXPECT_THROW(write(workingCopy().draft(),
-                       {.progress = [&](std::size_t, std::size_t) { stop.request_stop(); },
-                        .stop = stop.get_token()}),
-                 Cancelled);
+    const auto interrupted = begin(workingCopy().draft());
+    world.contentTypes.beforeDetecting = [&] { interrupted->stop(); };
+    EXPECT_THROW(world.resultOf(interrupted), Cancelled);
+    world.contentTypes.beforeDetecting = {};
     EXPECT_FALSE(world.realFiles->status(destination));
     destination = report.attachments[0].url;
     EXPECT_THROW(write(workingCopy().draft()), FieldReportError);

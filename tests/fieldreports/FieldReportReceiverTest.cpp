@@ -74,6 +74,23 @@ TEST_F(FieldReportReceiverTest, AWholeReportIsTakenOnceAndListedAtEveryStart) {
     EXPECT_TRUE(world.log.contains("NOOKERY Field Reports: 1 reports loaded into store"));
 }
 
+TEST_F(FieldReportReceiverTest, StoppedItEndsBetweenReportsAndLooksNoMore) {
+    for (int i = 0; i < 3; ++i) {
+        UploadedReport(Uuid::random()).attach("a.jpg", "bytes").upload(world.folder);
+    }
+    receiver = std::make_unique<NookeryFieldReportReceiver>(world.platform(), world.layout(),
+                                                            [](const auto&) {});
+    world.cloud.whenAsked = [&] { receiver->stop(); };
+    receiver->start();
+    EXPECT_TRUE(receiver->importInProgress());
+    world.time.settle();
+    EXPECT_FALSE(receiver->importInProgress());
+    world.cloud.whenAsked = {};
+    world.time.advance(60);
+    const FieldReportRepository repository(world.platform(), world.layout());
+    EXPECT_EQ(repository.load().size(), 1u) << "the one that was under way, whole";
+}
+
 TEST_F(FieldReportReceiverTest, AReportWaitsUntilEverythingIsHere) {
     upload.attach("a.jpg", "here").attach("b.jpg", std::nullopt).upload(world.folder);
     const Path missing = uploads() / upload.id.toString() / "Attachments/b.jpg";
@@ -262,8 +279,9 @@ TEST_F(FieldReportReceiverTest, WhateverFailsTheNextLookTakesTheReportWhole) {
             try {
                 start();
             } catch (const testing::SimulatedCrash&) {
-                world.files.losePower();
+                // Whatever crashed at the start itself; else it ended the look.
             }
+            if (fault == testing::Fault::crash) world.files.losePower();
             const bool wasReached = world.files.operationCount() >= k;
             world.files.disarm();
             receiver.reset();

@@ -90,21 +90,9 @@ void LinkWorld::makeFormatted(const Uuid& id) {
     open(LibraryAccess::writing);
 }
 
-PublishReport LinkWorld::publish() {
-    LinkOutcome outcome;
-    link->publish([&](const LinkOutcome& finished) { outcome = finished; });
-    world.time.settle();
-    if (outcome.failure) std::rethrow_exception(outcome.failure);
-    return outcome.publish;
-}
+PublishReport LinkWorld::publish() { return world.resultOf(link->publish()).publish; }
 
-EditReport LinkWorld::receive() {
-    LinkOutcome outcome;
-    link->receive([&](const LinkOutcome& finished) { outcome = finished; });
-    world.time.settle();
-    if (outcome.failure) std::rethrow_exception(outcome.failure);
-    return outcome.edits;
-}
+EditReport LinkWorld::receive() { return world.resultOf(link->receive()).edits; }
 
 std::string LinkWorld::opened(const Path& file) const {
     return openBox(world.encryption, *EncryptionKey::fromBytes(keyBytes), world.folder.read(file));

@@ -308,7 +308,7 @@ TEST(MemoryPublisherTest, TheKeyAppearsNowhere) {
     link.pair(key);
     link.picture("one", "pixels");
     link.ask(link.note("two"), {{"title", "three"}});
-    link.link->start({});
+    link.link->start();
     link.world.time.advance(60);
     link.world.cloud.available = false;
     link.world.time.advance(60);

@@ -48,13 +48,14 @@ class AccountantPackage : public ::testing::Test {
         receipt.originalFilePath =
             world.folder.write("data/Crumb/Coffer/Originals/" + name, content).native();
     }
-    CrumbReceiptExporter::Exported write() {
+    OperationPointer<CrumbReceiptExporter::Exported> begin() {
         ReceiptList list;
         for (const auto& receipt : receipts) {
             list.push_back(std::make_shared<const CrumbReceipt>(receipt));
         }
-        return CrumbReceiptExporter::write(world.platform(), world.layout(), list, chosen, {});
+        return CrumbReceiptExporter::exportTo(world.platform(), world.layout(), list, chosen);
     }
+    CrumbReceiptExporter::Exported write() { return world.resultOf(begin()); }
     std::string read(const Path& folder, std::string_view name) {
         return readWholeFile(*world.realFiles, folder / name, 1 << 24);
     }
@@ -257,6 +258,13 @@ TEST_F(AccountantPackage, NothingRemainsOfOneThatFails) {
         EXPECT_EQ(message.find("/."), std::string::npos) << k << " " << message;
     }
     EXPECT_EQ(survived, 2);  // a copy is whole without its original's time
+    fs::remove_all(chosen);
+    fs::create_directories(chosen);
+    const auto stopped = begin();
+    world.digester.beforeDigesting = [&] { stopped->stop(); };
+    EXPECT_THROW(world.resultOf(stopped), Cancelled);
+    world.digester.beforeDigesting = {};
+    EXPECT_TRUE(fs::is_empty(chosen));
     receipts[0].originalFilePath = (world.folder / "data").native();
     EXPECT_EQ(failure([&] { write(); }),
               "Could not copy the original for Shop. No export was completed.");

@@ -46,6 +46,7 @@ CloudLookup FakeCloud::locate() const {
 }
 
 CloudPresence FakeCloud::presence(const Path& file) const {
+    if (whenAsked) whenAsked();
     if (files_.status(file)) return CloudPresence::local;
     return files_.status(file.native() + std::string(placeholderSuffix))
                ? CloudPresence::placeholder

@@ -42,6 +42,8 @@ class FakeCloud final : public CloudContainer {
 
     bool available = false;
     std::vector<Path> requested;  ///< downloads asked for
+    /// Runs when somebody asks for a file, and so in the middle of a look at what was uploaded.
+    std::function<void()> whenAsked;
 
     const Path& container() const { return container_; }
     Path inbox() const { return container_ / "Documents" / "Inbox"; }

@@ -36,6 +36,7 @@ constexpr std::array synonyms{"puppy", "trip", "invoice", "plant", "song"};
 }  // namespace
 
 std::unique_ptr<Sha256Stream> FakeDigester::sha256() const {
+    if (beforeDigesting) beforeDigesting();
     return std::make_unique<FakeDigestStream>();
 }
 

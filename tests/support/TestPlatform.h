@@ -9,6 +9,7 @@
 #include "platform/Platform.h"
 #include "platform/PropertyListFormat.h"
 #include "platform/TextEmbedder.h"
+#include "platform/work/Operation.h"
 #include "records/LibraryLayout.h"
 #include "support/FakeEncryption.h"
 #include "support/FakeInboxWorld.h"
@@ -23,6 +24,9 @@ namespace nookery::testing {
 /// Four independent 64-bit sums: no two of a test's files share a digest by chance.
 class FakeDigester final : public ContentDigester {
   public:
+    /// Runs before the bytes of a file are read, and so in the middle of the work on many.
+    std::function<void()> beforeDigesting;
+
     std::unique_ptr<Sha256Stream> sha256() const override;
 };
 
@@ -79,6 +83,15 @@ class TestPlatform {
 
     Platform platform();
     LibraryLayout layout() const { return {folder / "data", folder / "cache"}; }
+
+    /// Lets the operation run to its end, and answers its result. Throws what it failed with, and
+    /// Cancelled when it was stopped.
+    template <typename Result>
+    Result resultOf(const OperationPointer<Result>& operation) {
+        time.settle();
+        if (!operation->isFinished()) throw std::logic_error("the operation does not end");
+        return operation->outcome()->get();
+    }
 
     TemporaryDirectory folder;
     std::unique_ptr<FileSystem> realFiles = makePosixFileSystem();

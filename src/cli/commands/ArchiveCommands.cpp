@@ -1,62 +1,16 @@
 #include <fmt/format.h>
 
-#include <exception>
-#include <optional>
-
-#include "archive/ArchiveCheck.h"
+#include "archive/ArchiveOperations.h"
 #include "archive/ArchiveRestore.h"
-#include "archive/CrumbCompleteArchive.h"
 #include "archive/RestoreAtStart.h"
 #include "archive/RestorePlaces.h"
 #include "cli/commands/Commands.h"
 #include "cli/context/CommandContext.h"
 #include "cli/output/TextLayout.h"
 #include "collection/database/LibraryLock.h"
-#include "platform/work/WorkQueue.h"
 
 namespace nookery::cli {
 namespace {
-
-constexpr std::int64_t progressStride = 64;
-
-std::string progressText(const ArchiveProgress& progress) {
-    return fmt::format("{}: {} of {} files, {}",
-                       progress.phase == ArchiveProgress::Phase::copying ? "copying" : "checking",
-                       progress.filesDone, progress.fileCount,
-                       spokenByteCount(static_cast<double>(progress.bytesDone)));
-}
-
-/// Runs work on an archive off the main thread, which shows how far it is. What the work throws is
-/// thrown here.
-template <typename Work>
-ArchiveSummary follow(CommandContext& context, const Work& work) {
-    std::optional<ArchiveSummary> summary;
-    std::exception_ptr failure;
-    WorkQueue& main = context.platform().mainQueue;
-    ArchiveFollower follower;
-    follower.stop = context.stop();
-    follower.progress = [&](const ArchiveProgress& progress) {
-        if (progress.filesDone % progressStride != 0) return;
-        main.async([&context, progress] { context.messages().progress(progressText(progress)); });
-    };
-    context.platform().captureQueue.async([&] {
-        std::optional<ArchiveSummary> made;
-        std::exception_ptr thrown;
-        try {
-            made = work(follower);
-        } catch (...) {
-            thrown = std::current_exception();
-        }
-        main.async([&, made, thrown] {
-            summary = made;
-            failure = thrown;
-        });
-    });
-    context.waitUntil([&] { return summary || failure; });
-    context.messages().endProgress();
-    if (failure) std::rethrow_exception(failure);
-    return *summary;
-}
 
 /// The folder that was named, as it is told back.
 Path namedFolder(CommandContext& context, const Arguments& arguments) {
@@ -80,12 +34,10 @@ std::string summaryText(const ArchiveSummary& summary) {
 }
 
 int runExport(CommandContext& context, const Arguments& arguments) {
-    const auto source = CrumbCompleteArchive::gather(context.open(LibraryAccess::reading),
-                                                     context.platform().defaults);
-    const ArchiveSummary summary = follow(context, [&](const ArchiveFollower& follower) {
-        return CrumbCompleteArchive::write(context.platform(), context.layout(), source,
-                                           arguments.positional(0), follower);
-    });
+    auto source = CrumbCompleteArchive::gather(context.open(LibraryAccess::reading),
+                                               context.platform().defaults);
+    const ArchiveSummary summary = context.resultOf(beginArchiveExport(
+        context.platform(), context.layout(), std::move(source), arguments.positional(0)));
     const Path folder = namedFolder(context, arguments);
     if (context.wantsJson()) {
         context.print(summaryJson(folder, summary));
@@ -97,15 +49,9 @@ int runExport(CommandContext& context, const Arguments& arguments) {
     return exitDone;
 }
 
-ArchiveSummary check(CommandContext& context, const Path& folder) {
-    return follow(context, [&](const ArchiveFollower& follower) {
-        return checkArchive(context.platform(), folder, follower);
-    });
-}
-
 int runVerify(CommandContext& context, const Arguments& arguments) {
     const Path folder = namedFolder(context, arguments);
-    const ArchiveSummary summary = check(context, folder);
+    const ArchiveSummary summary = context.resultOf(beginArchiveCheck(context.platform(), folder));
     if (context.wantsJson()) {
         context.print(summaryJson(folder, summary));
     } else {
@@ -119,7 +65,7 @@ int runRestore(CommandContext& context, const Arguments& arguments) {
     const auto lock =
         LibraryLock::acquire(context.platform().files, context.layout(), context.now());
     refuseWhileRestoreWaits(context.platform().files, context.layout());
-    const ArchiveSummary checked = check(context, folder);
+    const ArchiveSummary checked = context.resultOf(beginArchiveCheck(context.platform(), folder));
     const std::string title = "Restore NOOKERY Collection?";
     const std::string text = fmt::format(
         "This archive contains {} memories. Restoring replaces your current collection, People and "
@@ -133,9 +79,8 @@ int runRestore(CommandContext& context, const Arguments& arguments) {
         return exitDone;
     }
     context.demandConsent(title, text);
-    const ArchiveSummary prepared = follow(context, [&](const ArchiveFollower& follower) {
-        return prepareArchiveRestore(context.platform(), context.layout(), folder, follower);
-    });
+    const ArchiveSummary prepared =
+        context.resultOf(beginRestorePreparation(context.platform(), context.layout(), folder));
     if (context.wantsJson()) {
         context.print(summaryJson(folder, prepared));
     } else {

@@ -68,23 +68,15 @@ int runStatus(CommandContext& context, const Arguments&) {
     return exitDone;
 }
 
-/// Starts one run of the link and waits for its end. Throws what it failed with.
-template <typename Start>
-LinkOutcome runLink(CommandContext& context, Start start) {
+/// Begins one run of the link and waits for its end. Throws what it failed with.
+LinkOutcome runLink(CommandContext& context, LinkPurpose purpose) {
     CrumbStore& store = context.open(LibraryAccess::writing);
     PhoneLink link(context.platform(), context.layout(), store);
-    std::optional<LinkOutcome> outcome;
-    start(link, [&](const LinkOutcome& finished) { outcome = finished; });
-    context.waitUntil([&] { return outcome || context.isInterrupted(); });
-    link.stop();
-    context.waitUntil([&] { return link.isIdle(); });
-    if (outcome->failure) std::rethrow_exception(outcome->failure);
-    return *outcome;
+    return context.resultOf(purpose == LinkPurpose::publish ? link.publish() : link.receive());
 }
 
 int runPublish(CommandContext& context, const Arguments&) {
-    const PublishReport report =
-        runLink(context, [](PhoneLink& link, auto finished) { link.publish(finished); }).publish;
+    const PublishReport report = runLink(context, LinkPurpose::publish).publish;
     if (report.attachmentsFailed > 0) {
         context.say(fmt::format("{} could not be published: {}",
                                 counted(report.attachmentsFailed, "attachment", "attachments"),
@@ -103,8 +95,7 @@ int runPublish(CommandContext& context, const Arguments&) {
 }
 
 int runReceive(CommandContext& context, const Arguments&) {
-    const EditReport report =
-        runLink(context, [](PhoneLink& link, auto finished) { link.receive(finished); }).edits;
+    const EditReport report = runLink(context, LinkPurpose::receive).edits;
     if (!report.isPaired) context.say("No phone is paired, so there is nothing to take in.");
     if (context.wantsJson()) {
         context.print({{"applied", report.appliedCount},

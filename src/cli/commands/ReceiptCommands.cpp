@@ -18,14 +18,14 @@ int runList(CommandContext& context, const Arguments& arguments) {
     }
     if (const auto raw = arguments.value("type")) filter.type = receiptTypeFromRawValue(*raw);
     auto receipts = OpenReceipts::forReading(context);
-    const ReceiptList shown = filtered(*receipts.desk().receipts(), filter);
+    const ReceiptList shown = filtered(*receipts.service().receipts(), filter);
     if (context.wantsJson()) {
         OrderedJson list = OrderedJson::array();
         for (const auto& receipt : shown) list.push_back(receiptJson(*receipt));
         context.print({{"count", shown.size()}, {"receipts", std::move(list)}});
         return exitDone;
     }
-    printReceiptTable(context, receipts.desk(), shown);
+    printReceiptTable(context, receipts.service(), shown);
     if (shown.empty()) context.say("No receipt to list.");
     return exitDone;
 }
@@ -33,7 +33,7 @@ int runList(CommandContext& context, const Arguments& arguments) {
 int runShow(CommandContext& context, const Arguments& arguments) {
     auto receipts = OpenReceipts::forReading(context);
     const CrumbReceipt receipt = receipts.find(arguments.positional(0));
-    if (!arguments.has("reading")) return answerWith(context, receipts.desk(), receipt.id);
+    if (!arguments.has("reading")) return answerWith(context, receipts.service(), receipt.id);
     if (!receipt.originalFilePath) throw Error("The receipt has no original file to be read.");
     const ReceiptReading reading = readReceipt(context, *receipt.originalFilePath);
     if (context.wantsJson()) {
@@ -57,9 +57,9 @@ CalendarDay givenDay(const std::string& text) {
 }
 
 /// As the category is spelled where it is known. Throws Error for one that nobody added.
-std::string knownCategory(ReceiptService& desk, const std::string& given) {
+std::string knownCategory(ReceiptService& service, const std::string& given) {
     const std::string wanted = lowerCased(trimmed(given));
-    for (std::string& name : desk.categories()) {
+    for (std::string& name : service.categories()) {
         if (lowerCased(name) == wanted) return std::move(name);
     }
     throw Error(
@@ -73,7 +73,7 @@ void refuseBoth(const Arguments& arguments, const std::string& one, const std::s
     }
 }
 
-void change(CrumbReceipt& receipt, const Arguments& arguments, ReceiptService& desk) {
+void change(CrumbReceipt& receipt, const Arguments& arguments, ReceiptService& service) {
     if (const auto raw = arguments.value("type")) receipt.type = *receiptTypeFromRawValue(*raw);
     if (const auto raw = arguments.value("class")) {
         receipt.classification = *classificationFromRawValue(*raw);
@@ -86,7 +86,7 @@ void change(CrumbReceipt& receipt, const Arguments& arguments, ReceiptService& d
     if (const auto date = arguments.text("date")) receipt.purchaseDate = givenDay(*date);
     if (arguments.has("no-date")) receipt.purchaseDate.reset();
     if (const auto name = arguments.text("category")) {
-        receipt.category = knownCategory(desk, *name);
+        receipt.category = knownCategory(service, *name);
     }
     if (arguments.has("no-category")) receipt.category.reset();
     if (auto note = arguments.text("note")) receipt.note = std::move(*note);
@@ -130,9 +130,9 @@ int runEdit(CommandContext& context, const Arguments& arguments) {
     refuseBoth(arguments, "flag", "unflag");
     auto receipts = OpenReceipts::forWriting(context);
     CrumbReceipt receipt = receipts.find(arguments.positional(0));
-    change(receipt, arguments, receipts.desk());
-    receipts.desk().save(receipt);
-    return answerWith(context, receipts.desk(), receipt.id);
+    change(receipt, arguments, receipts.service());
+    receipts.service().save(receipt);
+    return answerWith(context, receipts.service(), receipt.id);
 }
 
 int runRemove(CommandContext& context, const Arguments& arguments) {
@@ -145,7 +145,7 @@ int runRemove(CommandContext& context, const Arguments& arguments) {
     const bool isTrial = arguments.has("dry-run");
     if (!isTrial) {
         context.demandConsent(title, text);
-        receipts.desk().remove(receipt.id);
+        receipts.service().remove(receipt.id);
     }
     if (context.wantsJson()) {
         context.print({{"deleted", isTrial ? 0 : 1}, {"receipt", receiptJson(receipt)}});
@@ -159,8 +159,8 @@ int runRemove(CommandContext& context, const Arguments& arguments) {
 int runCategories(CommandContext& context, const Arguments& arguments) {
     const auto added = arguments.text("add");
     auto receipts = added ? OpenReceipts::forWriting(context) : OpenReceipts::forReading(context);
-    if (added) receipts.desk().addCategory(*added);
-    const auto names = receipts.desk().categories();
+    if (added) receipts.service().addCategory(*added);
+    const auto names = receipts.service().categories();
     if (context.wantsJson()) {
         context.print({{"categories", names}});
     } else {

@@ -1,7 +1,5 @@
 #include <fmt/format.h>
 
-#include <optional>
-
 #include "cli/commands/Commands.h"
 #include "cli/output/TextLayout.h"
 #include "cli/views/MemoryView.h"
@@ -17,27 +15,24 @@ namespace {
 using Failures = std::vector<ReceiptImport::Failure>;
 
 /// Takes the files in and waits until they are read, unless interrupted.
-ReceiptImport import(CommandContext& context, ReceiptService& desk,
+ReceiptImport import(CommandContext& context, ReceiptService& service,
                      std::vector<ReceiptSource> sources) {
-    std::optional<ReceiptImport> outcome;
-    const auto progress = desk.beingRead().subscribe([&](const std::set<Uuid>& ids) {
+    const auto progress = service.beingRead().subscribe([&](const std::set<Uuid>& ids) {
         if (ids.empty()) return;
         context.messages().progress(fmt::format("Reading receipt… {} left", ids.size()));
     });
-    desk.import(std::move(sources), context.stop(),
-                [&](const ReceiptImport& finished) { outcome = finished; });
-    context.waitUntil(
-        [&] { return outcome && (context.isInterrupted() || desk.beingRead()->empty()); });
-    return *outcome;
+    ReceiptImport outcome = context.resultOf(service.import(std::move(sources)));
+    context.waitUntil([&] { return context.isInterrupted() || service.beingRead()->empty(); });
+    return outcome;
 }
 
-void answerAsJson(CommandContext& context, const ReceiptService& desk,
+void answerAsJson(CommandContext& context, const ReceiptService& service,
                   const ReceiptImport& outcome) {
     OrderedJson added = OrderedJson::array();
     for (const auto& receipt : outcome.added) {
-        OrderedJson json = receiptJson(*desk.find(receipt->id));
-        const auto message = desk.recognitionMessages()->find(receipt->id);
-        if (message != desk.recognitionMessages()->end()) {
+        OrderedJson json = receiptJson(*service.find(receipt->id));
+        const auto message = service.recognitionMessages()->find(receipt->id);
+        if (message != service.recognitionMessages()->end()) {
             json["recognitionMessage"] = message->second;
         }
         const auto same = outcome.sameFileAs.find(receipt->id);
@@ -51,18 +46,18 @@ void answerAsJson(CommandContext& context, const ReceiptService& desk,
     context.print({{"added", std::move(added)}, {"failed", std::move(failed)}});
 }
 
-int answer(CommandContext& context, const ReceiptService& desk, const ReceiptImport& outcome) {
+int answer(CommandContext& context, const ReceiptService& service, const ReceiptImport& outcome) {
     if (context.wantsJson()) {
-        answerAsJson(context, desk, outcome);
+        answerAsJson(context, service, outcome);
     } else {
         ReceiptList added;
-        for (const auto& receipt : outcome.added) added.push_back(desk.find(receipt->id));
-        printReceiptTable(context, desk, added);
+        for (const auto& receipt : outcome.added) added.push_back(service.find(receipt->id));
+        printReceiptTable(context, service, added);
         for (const auto& failure : outcome.failed) {
             context.say(printable(displayName(failure.source) + ": " + failure.message));
         }
         context.say(counted(added.size(), "receipt", "receipts") + " added, flagged for review.");
-        const ShortIds shortIds = shortIdsOf(desk);
+        const ShortIds shortIds = shortIdsOf(service);
         for (const auto& [id, earlier] : outcome.sameFileAs) {
             context.say(fmt::format("{} has the same file as {}: totals count both.", shortIds(id),
                                     shortIds(earlier)));
@@ -76,8 +71,8 @@ int runImport(CommandContext& context, const Arguments& arguments) {
     std::vector<ReceiptSource> sources;
     for (const std::string& file : arguments.positionals()) sources.push_back({file, file});
     auto receipts = OpenReceipts::forWriting(context);
-    const ReceiptImport outcome = import(context, receipts.desk(), std::move(sources));
-    return answer(context, receipts.desk(), outcome);
+    const ReceiptImport outcome = import(context, receipts.service(), std::move(sources));
+    return answer(context, receipts.service(), outcome);
 }
 
 int runFromMemory(CommandContext& context, const Arguments& arguments) {
@@ -92,9 +87,9 @@ int runFromMemory(CommandContext& context, const Arguments& arguments) {
             unselected.push_back({prefix, error.description()});
         }
     }
-    ReceiptImport outcome = import(context, receipts.desk(), std::move(sources));
+    ReceiptImport outcome = import(context, receipts.service(), std::move(sources));
     outcome.failed.insert(outcome.failed.begin(), unselected.begin(), unselected.end());
-    return answer(context, receipts.desk(), outcome);
+    return answer(context, receipts.service(), outcome);
 }
 
 int runRecognize(CommandContext& context, const Arguments& arguments) {
@@ -124,19 +119,10 @@ void answer(CommandContext& context, const CrumbReceiptExporter::Exported& expor
 
 int runExport(CommandContext& context, const Arguments& arguments) {
     auto receipts = OpenReceipts::forReading(context);
-    constexpr std::size_t stride = 16;
-    const ReceiptExportFollower follower{.progress =
-                                             [&](std::size_t done, std::size_t total) {
-                                                 if (done % stride != 0) return;
-                                                 context.messages().progress(fmt::format(
-                                                     "copying originals: {} of {}", done, total));
-                                             },
-                                         .stop = context.stop()};
     try {
-        const auto exported = CrumbReceiptExporter::write(context.platform(), context.layout(),
-                                                          *receipts.desk().receipts(),
-                                                          arguments.positional(0), follower);
-        answer(context, exported);
+        answer(context, context.resultOf(CrumbReceiptExporter::exportTo(
+                            context.platform(), context.layout(), *receipts.service().receipts(),
+                            arguments.positional(0))));
         return exitDone;
     } catch (const Cancelled&) {
         throw;

@@ -56,9 +56,10 @@ OrderedJson scanJson(const FieldReportScan& scan) {
 int runScan(CommandContext& context, const Arguments&) {
     const auto lock =
         LibraryLock::acquire(context.platform().files, context.layout(), context.now());
-    FieldReportRepository shelf(context.platform(), context.layout());
-    shelf.removeLeftovers();
-    const FieldReportScan scan = scanFieldReports(context.platform(), shelf);
+    const auto repository =
+        std::make_shared<FieldReportRepository>(context.platform(), context.layout());
+    repository->removeLeftovers();
+    const FieldReportScan scan = context.resultOf(scanFieldReports(context.platform(), repository));
     if (!scan.unavailable.empty()) throw Error(scan.unavailable);
     if (context.wantsJson()) {
         context.print(scanJson(scan));
@@ -136,14 +137,8 @@ int runPdf(CommandContext& context, const Arguments& arguments) {
     const Path destination = arguments.positional(1);
     refuseToReplace(context, destination, arguments.has("replace"));
     const FieldReportWorkingCopy workingCopy(context.platform().files, context.layout(), report);
-    const FieldReportPdfOutcome outcome = writeFieldReportPdf(
-        context.platform(), workingCopy, workingCopy.draft(), destination,
-        {.progress =
-             [&](std::size_t done, std::size_t total) {
-                 context.messages().progress(fmt::format("attachment {} of {}", done, total));
-             },
-         .stop = context.stop()});
-    context.messages().endProgress();
+    const FieldReportPdfOutcome outcome = context.resultOf(
+        writeFieldReportPdf(context.platform(), workingCopy, workingCopy.draft(), destination));
     if (context.wantsJson()) {
         context.print({{"path", displayName(destination)},
                        {"pages", outcome.pageCount},

@@ -1,59 +1,12 @@
 #include <fmt/format.h>
 
-#include <exception>
-#include <optional>
-
 #include "cli/commands/Commands.h"
 #include "cli/context/CommandContext.h"
 #include "cli/output/TextLayout.h"
 #include "collection/safety/LibraryVerifier.h"
-#include "platform/work/WorkQueue.h"
 
 namespace nookery::cli {
 namespace {
-
-std::string progressText(const VerifyProgress& progress) {
-    switch (progress.phase) {
-        case VerifyProgress::Phase::databases:
-            return "checking the databases";
-        case VerifyProgress::Phase::originals:
-            return fmt::format("checking originals: {} of {}", progress.done, progress.total);
-        case VerifyProgress::Phase::snapshots:
-            return fmt::format("checking snapshots: {} of {}", progress.done, progress.total);
-    }
-    return {};
-}
-
-/// Off the main thread, which shows how far it is.
-VerifyReport verify(CommandContext& context, VerifyDepth depth) {
-    std::optional<VerifyReport> report;
-    std::exception_ptr failure;
-    WorkQueue& main = context.platform().mainQueue;
-    const std::function<void(const VerifyProgress&)> follow = [&](const VerifyProgress& progress) {
-        constexpr std::size_t stride = 64;
-        const bool isStep =
-            progress.phase != VerifyProgress::Phase::originals || progress.done % stride == 0;
-        if (!isStep) return;
-        main.async([&context, progress] { context.messages().progress(progressText(progress)); });
-    };
-    context.platform().captureQueue.async([&] {
-        std::optional<VerifyReport> made;
-        std::exception_ptr thrown;
-        try {
-            made =
-                verifyLibrary(context.platform(), context.layout(), depth, follow, context.stop());
-        } catch (...) {
-            thrown = std::current_exception();
-        }
-        main.async([&, made, thrown] {
-            report = made;
-            failure = thrown;
-        });
-    });
-    context.waitUntil([&] { return report || failure; });
-    if (failure) std::rethrow_exception(failure);
-    return *report;
-}
 
 OrderedJson reportJson(const VerifyReport& report) {
     OrderedJson problems = OrderedJson::array();
@@ -88,8 +41,9 @@ void printReport(CommandContext& context, const VerifyReport& report) {
 
 int runVerify(CommandContext& context, const Arguments& arguments) {
     context.demandLibrary();
+    const VerifyDepth depth = arguments.has("quick") ? VerifyDepth::quick : VerifyDepth::full;
     const VerifyReport report =
-        verify(context, arguments.has("quick") ? VerifyDepth::quick : VerifyDepth::full);
+        context.resultOf(verifyLibrary(context.platform(), context.layout(), depth));
     if (context.wantsJson()) {
         context.print(reportJson(report));
     } else {

@@ -56,9 +56,10 @@ class FieldReportPart final : public WatchPart {
         receiver_->start();
     }
     void stop() override {
+        receiver_->stop();
+        context_.waitUntil([this] { return !receiver_->importInProgress(); });
         store_.setFieldReportReceiver(nullptr);
         receiver_.reset();
-        context_.platform().linkQueue.sync([] {});
     }
 
   private:
@@ -136,10 +137,11 @@ class PhonePart final : public WatchPart {
           link_(context.platform(), context.layout(), store) {}
 
     void start() override {
-        link_.start([this](const LinkOutcome& outcome) {
-            if (outcome.edits.answeredCount() > 0) tell_("edits", outcome.edits.summary());
-            if (outcome.publish.publishedCount > 0) tell_("published", outcome.publish.summary());
+        runs_ = link_.lastRun().subscribe([this](const LinkOutcome& done) {
+            if (done.edits.answeredCount() > 0) tell_("edits", done.edits.summary());
+            if (done.publish.publishedCount > 0) tell_("published", done.publish.summary());
         });
+        link_.start();
     }
     void stop() override {
         link_.stop();
@@ -150,6 +152,7 @@ class PhonePart final : public WatchPart {
     CommandContext& context_;
     TellEvent tell_;
     PhoneLink link_;
+    Subscription runs_;
 };
 
 }  // namespace

@@ -39,10 +39,15 @@ std::string valueLine(std::string_view name, const std::string& value,
 }  // namespace
 
 ReceiptReading readReceipt(CommandContext& context, const Path& file) {
-    ReceiptReading reading;
-    reading.lines = CrumbReceiptRecognizer::recognise(context.platform(), file, context.stop());
-    reading.result = CrumbReceiptRecognizer::parse(reading.lines);
-    return reading;
+    const Platform& platform = context.platform();
+    return context.resultOf(startOperation(
+        platform.enrichQueue, platform.mainQueue,
+        [platform, file](const OperationControl& control) {
+            ReceiptReading reading;
+            reading.lines = CrumbReceiptRecognizer::recognise(platform, file, control.stopToken());
+            reading.result = CrumbReceiptRecognizer::parse(reading.lines);
+            return reading;
+        }));
 }
 
 OrderedJson readingJson(const ReceiptReading& reading) {

@@ -13,7 +13,7 @@ struct ReceiptReading {
     CrumbReceiptRecognizer::Result result;
 };
 
-/// Reads the file now. Throws as CrumbReceiptRecognizer::recognise does.
+/// Has the file read, and waits for it. Throws as CrumbReceiptRecognizer::recognise does.
 ReceiptReading readReceipt(CommandContext& context, const Path& file);
 
 /// Lines, what they say and the doubts about it.

@@ -20,8 +20,8 @@ bool libraryExists(FileSystem& files, const LibraryLayout& layout) {
            files.statusFollowingLinks(layout.legacyFile());
 }
 
-ReceiptService::NoteOriginal noting(CommandContext& context,
-                                    const std::shared_ptr<std::optional<Sidecar>>& sidecar) {
+ReceiptService::RecordOriginal recordingIn(CommandContext& context,
+                                           const std::shared_ptr<std::optional<Sidecar>>& sidecar) {
     return [&context, sidecar](const OriginalFact& fact) {
         if (!*sidecar) *sidecar = Sidecar::open(context.platform().files, context.layout());
         auto earlier = (*sidecar)->originalsWithDigest(fact.digest);
@@ -52,15 +52,15 @@ std::vector<std::string> wordsOf(const Terms& terms) {
 
 OpenReceipts::OpenReceipts(CommandContext& context)
     : sidecar_(std::make_shared<std::optional<Sidecar>>()),
-      desk_(std::make_unique<ReceiptService>(context.platform(), context.layout(),
-                                             noting(context, sidecar_))) {}
+      service_(std::make_unique<ReceiptService>(context.platform(), context.layout(),
+                                                recordingIn(context, sidecar_))) {}
 
 OpenReceipts OpenReceipts::forWriting(CommandContext& context) {
     FileSystem& files = context.platform().files;
     OpenReceipts receipts(context);
     receipts.lock_ = LibraryLock::acquire(files, context.layout(), context.now());
     if (!libraryExists(files, context.layout())) SQLiteDatabase::open(files, context.layout());
-    receipts.desk_->open();
+    receipts.service_->open();
     return receipts;
 }
 
@@ -74,12 +74,12 @@ OpenReceipts OpenReceipts::forReading(CommandContext& context) {
                         displayName(context.layout().library())));
     }
     OpenReceipts receipts(context);
-    if (!hasDatabase || receipts.desk_->openForReading()) return receipts;
+    if (!hasDatabase || receipts.service_->openForReading()) return receipts;
     return forWriting(context);
 }
 
 CrumbReceipt OpenReceipts::find(const std::string& prefix) const {
-    return *onlyOne(*desk_->receipts(), prefix, "receipt",
+    return *onlyOne(*service_->receipts(), prefix, "receipt",
                     [](const ReceiptPointer& receipt) { return receipt->id; });
 }
 
@@ -106,15 +106,15 @@ OrderedJson receiptJson(const CrumbReceipt& receipt) {
     return json;
 }
 
-ShortIds shortIdsOf(const ReceiptService& desk) {
+ShortIds shortIdsOf(const ReceiptService& service) {
     std::vector<Uuid> ids;
-    for (const auto& receipt : *desk.receipts()) ids.push_back(receipt->id);
+    for (const auto& receipt : *service.receipts()) ids.push_back(receipt->id);
     return ShortIds(std::move(ids));
 }
 
-void printReceiptTable(CommandContext& context, const ReceiptService& desk,
+void printReceiptTable(CommandContext& context, const ReceiptService& service,
                        const ReceiptList& receipts) {
-    const ShortIds shortIds = shortIdsOf(desk);
+    const ShortIds shortIds = shortIdsOf(service);
     struct Row {
         std::string id, date, amount, merchant, rest;
     };
@@ -167,8 +167,8 @@ void printReceipt(CommandContext& context, const CrumbReceipt& receipt) {
     }
 }
 
-int answerWith(CommandContext& context, const ReceiptService& desk, const Uuid& id) {
-    const CrumbReceipt receipt = *desk.find(id);
+int answerWith(CommandContext& context, const ReceiptService& service, const Uuid& id) {
+    const CrumbReceipt receipt = *service.find(id);
     if (context.wantsJson()) {
         context.print(receiptJson(receipt));
     } else {

@@ -63,14 +63,12 @@ struct Owner {
 class LibraryVerifier {
   public:
     LibraryVerifier(const Platform& platform, const LibraryLayout& layout, VerifyDepth depth,
-                    const std::function<void(const VerifyProgress&)>& progress,
-                    std::stop_token stop)
+                    OperationControl control)
         : platform_(platform),
           files_(platform.files),
           layout_(layout),
           depth_(depth),
-          progress_(progress),
-          stop_(std::move(stop)) {}
+          control_(std::move(control)) {}
 
     VerifyReport run() {
         if (!files_.statusFollowingLinks(layout_.library())) {
@@ -79,7 +77,7 @@ class LibraryVerifier {
         // Before the rows are read: what is committed meanwhile is then known, and what is deleted
         // meanwhile is seen to be gone.
         listOriginals();
-        for (const KnownDatabase& database : databasesOf(layout_)) checkDatabase(database);
+        checkDatabases();
         readFacts();
         checkOwners();
         checkOriginals();
@@ -89,8 +87,16 @@ class LibraryVerifier {
     }
 
   private:
+    void checkDatabases() {
+        const auto databases = databasesOf(layout_);
+        std::size_t done = 0;
+        for (const KnownDatabase& database : databases) {
+            report({"checking databases", ++done, databases.size()});
+            checkDatabase(database);
+        }
+    }
+
     void checkDatabase(const KnownDatabase& database) {
-        tell({VerifyProgress::Phase::databases});
         if (!files_.statusFollowingLinks(database.path)) {
             if (database.isOptional) return;
             return add("missing-database", database.path,
@@ -228,7 +234,7 @@ class LibraryVerifier {
     void checkOriginals() {
         std::size_t done = 0;
         for (const auto& [relative, fact] : facts_) {
-            tell({VerifyProgress::Phase::originals, ++done, facts_.size()});
+            report({"checking originals", ++done, facts_.size()});
             // Without one, its memory was removed.
             if (const Owner* owner = ownerOf(relative)) {
                 checkOriginal(layout_.library() / relative, fact, *owner);
@@ -297,11 +303,11 @@ class LibraryVerifier {
         const SnapshotRepository shelf(files_, layout_.snapshots());
         const auto names = shelf.names();
         for (const std::string& name : names) {
-            tell({VerifyProgress::Phase::snapshots, ++report_.snapshotCount, names.size()});
+            report({"checking snapshots", ++report_.snapshotCount, names.size()});
             const Path folder = layout_.snapshots() / name;
             try {
                 checkSnapshot(files_, platform_.propertyLists, folder);
-                if (depth_ == VerifyDepth::full) digests.check(folder, stop_);
+                if (depth_ == VerifyDepth::full) digests.check(folder, control_.stopToken());
             } catch (const Cancelled&) {
                 throw;
             } catch (const Error& error) {
@@ -314,9 +320,9 @@ class LibraryVerifier {
         }
     }
 
-    void tell(const VerifyProgress& progress) {
-        if (stop_.stop_requested()) throw Cancelled();
-        if (progress_) progress_(progress);
+    void report(OperationProgress progress) {
+        control_.throwIfStopped();
+        control_.report(std::move(progress));
     }
 
     void add(std::string what, const Path& path, std::string message) {
@@ -327,8 +333,7 @@ class LibraryVerifier {
     FileSystem& files_;
     LibraryLayout layout_;
     VerifyDepth depth_;
-    const std::function<void(const VerifyProgress&)>& progress_;
-    std::stop_token stop_;
+    OperationControl control_;
     VerifyReport report_;
     std::set<Path> originals_;  ///< files of memories and receipts, below the library
     std::vector<Owner> owners_;
@@ -341,10 +346,12 @@ class LibraryVerifier {
 
 }  // namespace
 
-VerifyReport verifyLibrary(const Platform& platform, const LibraryLayout& layout, VerifyDepth depth,
-                           const std::function<void(const VerifyProgress&)>& progress,
-                           std::stop_token stop) {
-    return LibraryVerifier(platform, layout, depth, progress, std::move(stop)).run();
+OperationPointer<VerifyReport> verifyLibrary(const Platform& platform, const LibraryLayout& layout,
+                                             VerifyDepth depth) {
+    return startOperation(platform.captureQueue, platform.mainQueue,
+                          [platform, layout, depth](const OperationControl& control) {
+                              return LibraryVerifier(platform, layout, depth, control).run();
+                          });
 }
 
 }  // namespace nookery

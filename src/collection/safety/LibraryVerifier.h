@@ -1,12 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
-#include <stop_token>
 #include <string>
 #include <vector>
 
 #include "platform/Platform.h"
+#include "platform/work/Operation.h"
 #include "records/LibraryLayout.h"
 
 namespace nookery {
@@ -34,21 +33,13 @@ enum class VerifyDepth {
     full,
 };
 
-struct VerifyProgress {
-    enum class Phase { databases, originals, snapshots };
-    Phase phase = Phase::databases;
-    std::size_t done = 0;  ///< files, or snapshots
-    std::size_t total = 0;
-};
-
 /// Holds a library against what is known of it: its databases against SQLite's check, its originals
 /// against the rows that name them and the digests taken when they came in, its snapshots against
 /// their manifests and the same digests. Changes nothing, opens everything for reading only, and
-/// goes on after each problem; other programs may use the library meanwhile. Runs where it is
-/// called, which is never the main thread; `progress` is called there. Throws Cancelled, and
-/// FileError when the library folder is not there.
-VerifyReport verifyLibrary(const Platform& platform, const LibraryLayout& layout, VerifyDepth depth,
-                           const std::function<void(const VerifyProgress&)>& progress,
-                           std::stop_token stop);
+/// goes on after each problem; other programs may use the library meanwhile. Works on the capture
+/// queue and reports the databases, then the originals, then the snapshots. Fails with FileError
+/// when the library folder is not there. Main thread.
+OperationPointer<VerifyReport> verifyLibrary(const Platform& platform, const LibraryLayout& layout,
+                                             VerifyDepth depth);
 
 }  // namespace nookery

@@ -40,8 +40,7 @@ class LibraryVerifierTest : public ::testing::Test {
 
     Problems verify(VerifyDepth depth = VerifyDepth::full) {
         Problems problems;
-        const Platform platform = world_.platform();
-        report_ = verifyLibrary(platform, layout_, depth, {}, {});
+        report_ = world_.resultOf(verifyLibrary(world_.platform(), layout_, depth));
         for (const VerifyProblem& problem : report_.problems) {
             problems.emplace(problem.what, problem.path.filename());
         }
@@ -192,14 +191,10 @@ TEST_F(LibraryVerifierTest, ABrokenSnapshotIsFoundByWhateverBrokeIt) {
 }
 
 TEST_F(LibraryVerifierTest, ItEndsWhenAskedToAndNeverTakesAMissingLibraryForASoundOne) {
-    std::stop_source stop;
-    const Platform platform = world_.platform();
-    const auto stopAtOriginals = [&](const VerifyProgress& progress) {
-        if (progress.phase == VerifyProgress::Phase::originals) stop.request_stop();
-    };
-    EXPECT_THROW(
-        verifyLibrary(platform, layout_, VerifyDepth::full, stopAtOriginals, stop.get_token()),
-        Cancelled);
+    const auto operation = verifyLibrary(world_.platform(), layout_, VerifyDepth::full);
+    world_.digester.beforeDigesting = [&] { operation->stop(); };
+    EXPECT_THROW(world_.resultOf(operation), Cancelled);
+    world_.digester.beforeDigesting = {};
     layout_.dataHome /= "elsewhere";
     EXPECT_THROW(verify(), FileError);
 }
