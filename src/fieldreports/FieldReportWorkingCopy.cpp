@@ -76,4 +76,19 @@ Path FieldReportWorkingCopy::fileOf(const NookeryReportWorkingDraft::Media& medi
     throw FieldReportError(fmt::format("The report has no attachment \"{}\".", media.displayName));
 }
 
+OperationPointer<std::vector<NookeryReportWorkingDraft::Media>> addFiles(
+    const Platform& platform, FieldReportWorkingCopy workingCopy,
+    const std::vector<Path>& sources) {
+    return startOperation(
+        platform.captureQueue, platform.mainQueue,
+        [workingCopy = std::move(workingCopy), sources](const OperationControl& control) mutable {
+            std::vector<NookeryReportWorkingDraft::Media> added;
+            for (const Path& source : sources) {
+                control.report({"copying", added.size(), sources.size()});
+                added.push_back(workingCopy.addFile(source));
+            }
+            return added;
+        });
+}
+
 }  // namespace nookery

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "fieldreports/NookeryReportWorkingDraft.h"
+#include "platform/Platform.h"
+#include "platform/work/Operation.h"
 #include "records/LibraryLayout.h"
 #include "records/NookeryReceivedFieldReport.h"
 
@@ -44,5 +47,10 @@ class FieldReportWorkingCopy {
     Path folder_;
     NookeryReceivedFieldReport report_;
 };
+
+/// Copies the files into the working copy, one after the other, and gives the items for them: see
+/// `addFile`. Works on the capture queue. Main thread.
+OperationPointer<std::vector<NookeryReportWorkingDraft::Media>> addFiles(
+    const Platform& platform, FieldReportWorkingCopy workingCopy, const std::vector<Path>& sources);
 
 }  // namespace nookery

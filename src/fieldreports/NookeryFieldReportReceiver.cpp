@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <utility>
-
 #include "platform/Log.h"
 
 namespace nookery {
@@ -64,7 +62,7 @@ void NookeryFieldReportReceiver::stop() {
 }
 
 void NookeryFieldReportReceiver::finish(const Outcome<FieldReportScan>& outcome) {
-    const auto ended = std::exchange(scan_, nullptr);  // `outcome` lies in it
+    scan_ = nullptr;
     if (const Failure* failure = outcome.failure()) logOnce(uploadsName, failure->message);
     if (outcome.isDone()) {
         const FieldReportScan& scan = outcome.get();

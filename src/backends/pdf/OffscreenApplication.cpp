@@ -1,8 +1,15 @@
 #include "backends/pdf/OffscreenApplication.h"
 
+#include <QGuiApplication>
 #include <QLoggingCategory>
 
 namespace nookery {
+
+OffscreenApplication::~OffscreenApplication() {
+    if (!holder_.joinable()) return;
+    isOver_.set_value();
+    holder_.join();
+}
 
 void OffscreenApplication::demand() {
     const std::scoped_lock lock(mutex_);
@@ -10,7 +17,15 @@ void OffscreenApplication::demand() {
     if (QCoreApplication::instance() != nullptr) return;
     // A program without windows has nobody to tell about runtime folders and scripts of fonts.
     QLoggingCategory::setFilterRules(QStringLiteral("default.warning=false\nqt.*.warning=false"));
-    application_ = std::make_unique<QGuiApplication>(argumentCount_, arguments_);
+    std::promise<void> isMade;
+    holder_ = std::thread([this, &isMade, isOver = isOver_.get_future()] { hold(isMade, isOver); });
+    isMade.get_future().wait();
+}
+
+void OffscreenApplication::hold(std::promise<void>& isMade, const std::future<void>& isOver) {
+    const QGuiApplication application(argumentCount_, arguments_);
+    isMade.set_value();
+    isOver.wait();
 }
 
 }  // namespace nookery

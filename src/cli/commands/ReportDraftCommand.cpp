@@ -79,6 +79,14 @@ bool isEdit(const Arguments& arguments) {
                        [&](const char* option) { return arguments.has(option); });
 }
 
+void addFiles(CommandContext& context, const FieldReportWorkingCopy& workingCopy, Draft& draft,
+              const std::vector<std::string>& named) {
+    const std::vector<Path> files(named.begin(), named.end());
+    for (auto& media : context.resultOf(addFiles(context.platform(), workingCopy, files))) {
+        draft.media.push_back(std::move(media));
+    }
+}
+
 Draft edited(CommandContext& context, const NookeryReceivedFieldReport& report,
              const Arguments& arguments) {
     FieldReportWorkingCopy workingCopy(context.platform().files, context.layout(), report);
@@ -88,9 +96,7 @@ Draft edited(CommandContext& context, const NookeryReceivedFieldReport& report,
         LibraryLock::acquire(context.platform().files, context.layout(), context.now());
     draft = workingCopy.draft();
     change(draft, arguments);
-    for (const std::string& file : arguments.values("add")) {
-        draft.media.push_back(workingCopy.addFile(file));
-    }
+    if (arguments.has("add")) addFiles(context, workingCopy, draft, arguments.values("add"));
     workingCopy.save(draft);
     return draft;
 }
