@@ -95,7 +95,33 @@ void SqliteConnection::execute(const std::string& sql) {
     throw DatabaseError(DatabaseFailure::executeFailed, message.get(), code);
 }
 
+namespace {
+
+using Moment = std::chrono::steady_clock::time_point;
+
+thread_local std::chrono::nanoseconds transactionTime{0};
+
+void addTransactionTime(Moment begun) {
+    transactionTime += std::chrono::steady_clock::now() - begun;
+}
+
+class TransactionTimer {
+  public:
+    TransactionTimer() = default;
+    TransactionTimer(const TransactionTimer&) = delete;
+    TransactionTimer& operator=(const TransactionTimer&) = delete;
+    ~TransactionTimer() { addTransactionTime(begun_); }
+
+  private:
+    Moment begun_ = std::chrono::steady_clock::now();
+};
+
+}  // namespace
+
+std::chrono::nanoseconds timeInTransactions() { return transactionTime; }
+
 void SqliteConnection::makeDurable() {
+    const TransactionTimer timer;
     sqlite3_file* log = nullptr;
     sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
     // No open log: nothing was written since the last checkpoint, which syncs by itself.
@@ -129,6 +155,7 @@ SqliteTransaction::SqliteTransaction(SqliteConnection& connection) : connection_
 }
 
 SqliteTransaction::~SqliteTransaction() {
+    addTransactionTime(begun_);
     if (!open_) return;
     try {
         connection_.execute("ROLLBACK;");

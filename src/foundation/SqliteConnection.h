@@ -55,6 +55,10 @@ class SqliteConnection {
     Handle handle_;
 };
 
+/// How long this thread has spent in transactions that write, their syncing included: so that what
+/// the disk costs can be told from what a program's own work costs.
+std::chrono::nanoseconds timeInTransactions();
+
 /// "BEGIN IMMEDIATE TRANSACTION;" now; "ROLLBACK;" at the end of the scope unless committed. A
 /// rollback's own failure is ignored, so that the first error is the one that is reported.
 class SqliteTransaction {
@@ -68,6 +72,7 @@ class SqliteTransaction {
 
   private:
     SqliteConnection& connection_;
+    std::chrono::steady_clock::time_point begun_ = std::chrono::steady_clock::now();
     bool open_ = true;
 };
 

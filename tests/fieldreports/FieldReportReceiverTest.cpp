@@ -216,17 +216,18 @@ TEST_F(FieldReportReceiverTest, TheStoreHandsChangesToTheReceiverOrSaysThatThere
     upload.upload(world.folder);
     start();
     CrumbStore store(world.platform(), world.layout(), LibraryAccess::writing);
-    const SaveFailure unavailable = "Field Report receiver is unavailable.";
-    EXPECT_EQ(store.renameFieldReport(reports.at(0), "New"), unavailable);
-    EXPECT_EQ(store.deleteFieldReport(reports.at(0)), unavailable);
+    FieldReportEdits& edits = store.fieldReportEdits();
+    const SaveFailure unavailable("Field Report receiver is unavailable.");
+    EXPECT_EQ(edits.rename(reports.at(0), "New"), unavailable);
+    EXPECT_EQ(edits.remove(reports.at(0)), unavailable);
     EXPECT_EQ(reports.at(0).title, "Roof survey");
-    store.setFieldReportReceiver(receiver.get());
-    EXPECT_EQ(store.renameFieldReport(reports.at(0), "New"), std::nullopt);
+    edits.setReceiver(receiver.get());
+    EXPECT_EQ(edits.rename(reports.at(0), "New"), SaveFailure());
     EXPECT_EQ(reports.at(0).title, "New");
     auto elsewhere = reports.at(0);
     elsewhere.folderURL = world.folder.path();
-    EXPECT_EQ(store.deleteFieldReport(elsewhere), "Unexpected Field Report location.");
-    EXPECT_EQ(store.deleteFieldReport(reports.at(0)), std::nullopt);
+    EXPECT_EQ(edits.remove(elsewhere).message(), "Unexpected Field Report location.");
+    EXPECT_EQ(edits.remove(reports.at(0)), SaveFailure());
     EXPECT_TRUE(reports.empty());
 }
 

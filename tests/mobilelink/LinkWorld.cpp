@@ -32,8 +32,7 @@ void LinkWorld::open(LibraryAccess access) {
     link.reset();
     store.reset();
     store = std::make_unique<CrumbStore>(world.platform(), world.layout(), access);
-    store->start(SessionLength::oneCommand);
-    world.time.settle();
+    world.resultOf(store->open(SessionLength::oneCommand));
     link = std::make_unique<PhoneLink>(world.platform(), world.layout(), *store);
 }
 
@@ -65,21 +64,13 @@ CrumbItem LinkWorld::picture(const std::string& title, const std::string& conten
 }
 
 void LinkWorld::add(const CrumbItem& item) {
-    if (store->addRecords({std::make_shared<const CrumbItem>(item)}, {})) {
-        throw std::runtime_error("not added");
-    }
+    store->addRecords({std::make_shared<const CrumbItem>(item)}, {},
+                      [](const SaveFailure& failure) { failure.throwIfFailed(); });
 }
 
-void LinkWorld::change(const CrumbItem& item) {
-    if (store->replaceItem(item)) throw std::runtime_error("not changed");
-}
+void LinkWorld::change(const CrumbItem& item) { store->replaceItem(item).throwIfFailed(); }
 
-void LinkWorld::remove(const Uuid& id) {
-    store->deleteMemories({id}, [](const DestructiveOutcome& outcome) {
-        if (outcome.failure) throw std::runtime_error(*outcome.failure);
-    });
-    world.time.settle();
-}
+void LinkWorld::remove(const Uuid& id) { world.resultOf(store->remover().deleteMemories({id})); }
 
 void LinkWorld::makeFormatted(const Uuid& id) {
     link.reset();

@@ -111,8 +111,8 @@ TEST(MemoryPublisherTest, SecureMemoriesNeverLeave) {
     link.change(secret);
     demandNothingOfIt("was renamed");
     Uuid group;
-    ASSERT_FALSE(link.store->createGroup("Papers", &group));
-    ASSERT_FALSE(link.store->assignToGroup({secret.id, open.id}, group));
+    ASSERT_FALSE(link.store->groupEdits().create("Papers", &group));
+    ASSERT_FALSE(link.store->groupEdits().assign({secret.id, open.id}, group));
     demandNothingOfIt("was grouped");
     CrumbItem derived = link.picture("cropped Passport", "cropped pixels");
     derived.sourceItemID = secret.id;
@@ -217,8 +217,7 @@ TEST(MemoryPublisherTest, OnlyAttachmentsThatNoMemoryHasAreRemoved) {
     const auto left = link.world.folder.filesBelow(memories);
     EXPECT_EQ(std::set<std::string>(left.begin(), left.end()), expected);
 
-    link.store->clearLibrary([](const auto&) {});
-    link.world.time.settle();
+    link.world.resultOf(link.store->remover().clearLibrary());
     EXPECT_EQ(link.publish().publishedCount, 0u);
     EXPECT_EQ(link.index(), Json::array());
     EXPECT_FALSE(std::filesystem::exists(link.attachment(kept.id)));

@@ -80,8 +80,7 @@ TEST_F(PhoneEditsTest, OfWhatIsGoneOrSecureThePhoneLearnsNothing) {
     for (const CrumbItem& item : {deleted, secure, derived}) {
         requests.push_back(link.ask(item, {{"title", "x"}}));
     }
-    link.store->deleteMemories({deleted.id}, [](const auto&) {});
-    link.world.time.settle();
+    link.world.resultOf(link.store->remover().deleteMemories({deleted.id}));
     EXPECT_EQ(link.receive().missingCount, 3u);
     for (const Uuid& request : requests) expectAnswer(request, "missing", gone);
     EXPECT_EQ(link.read(secure.id), secure);

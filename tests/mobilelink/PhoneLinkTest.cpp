@@ -185,7 +185,7 @@ TEST_F(PhoneLinkTest, RemovingAMemoryRemovesItsSecureValueAndNoDevelopersOne) {
 
     Platform development = link.world.platform();
     development.applicationIdentifier = developmentApplicationIdentifier;
-    removeSecureValues({id}, *link.store->items(), development);
+    removeSecureValues({id}, true, development);
     EXPECT_FALSE(keyStore.read(service + ".development", id.toString()));
 }
 

@@ -15,40 +15,30 @@ CaptureHarness::CaptureHarness(TestPlatform& testWorld, const LibraryLayout& lib
       layout(libraryLayout),
       platform(world.platform()),
       sidecar(openSidecar(*world.realFiles, layout)),
-      service(platform, layout, sidecar, owner()) {}
+      service(platform, layout, sidecar, *this) {}
 
-CaptureService::Owner CaptureHarness::owner() {
-    return {
-        .commit = [this](const std::vector<PreparedMemory>& prepared) -> CaptureService::Committed {
-            if (beforeCommit) {
-                if (auto refused = beforeCommit()) return {false, refused};
-            }
-            for (const PreparedMemory& memory : prepared) {
-                const auto record = std::make_shared<const CrumbItem>(memory.item);
-                records.add(std::span(&record, 1));
-                tags[memory.item.id] = memory.tags;
-            }
-            if (afterCommit) afterCommit();
-            return {true, std::nullopt};
-        },
-        .find = [this](const Uuid& id) { return records.find(id); },
-        .all = [this]() -> const CrumbItemList& {
-            if (beforeLook) beforeLook();
-            return *records.all();
-        },
-        .announce = [this](const IntakeNotice& notice) { notices.push_back(notice); },
-        .importCountChanged = [](int) {}};
+const CrumbItemList& CaptureHarness::all() const {
+    if (beforeLook) beforeLook();
+    return *records.all();
+}
+
+void CaptureHarness::add(const std::vector<NewMemory>& memories, CommitEnded ended) {
+    if (beforeCommit) {
+        if (SaveFailure refused = beforeCommit()) return ended({false, refused});
+    }
+    for (const NewMemory& memory : memories) {
+        const auto record = std::make_shared<const CrumbItem>(memory.item);
+        records.add(std::span(&record, 1));
+        tags[memory.item.id] = memory.tags;
+    }
+    if (afterCommit) afterCommit();
+    ended({true, {}});
 }
 
 CaptureReport CaptureHarness::run(CaptureRequest request, std::stop_token stop) {
-    std::optional<CaptureReport> report;
-    service.capture(std::move(request), stop, {}, [&](const CaptureReport& made) {
-        if (report) throw std::logic_error("finished was called twice");
-        report = made;
-    });
-    world.time.settle();
-    if (!report) throw std::logic_error("finished was not called");
-    return *report;
+    const auto operation = service.capture(std::move(request));
+    operation->stopWith(std::move(stop));
+    return world.resultOf(operation);
 }
 
 std::set<std::string> CaptureHarness::namesInItems() const {

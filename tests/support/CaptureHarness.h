@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "collection/capture/CaptureRecovery.h"
 #include "collection/capture/CaptureService.h"
 #include "collection/database/Sidecar.h"
 #include "collection/store/MemoryList.h"
@@ -15,7 +16,7 @@
 namespace nookery::testing {
 
 /// A capture service over a list of records that stands for the collection database.
-class CaptureHarness {
+class CaptureHarness final : private Library {
   public:
     explicit CaptureHarness(TestPlatform& testWorld)
         : CaptureHarness(testWorld, testWorld.layout()) {}
@@ -24,6 +25,8 @@ class CaptureHarness {
 
     /// Captures, lets everything run, and returns the report.
     CaptureReport run(CaptureRequest request, std::stop_token stop = {});
+    /// What a start does about an earlier run that was killed.
+    void recover() { removeInterruptedCaptures(platform, layout, sidecar, *records.all()); }
     CaptureReport add(std::vector<CaptureSource> sources) { return run({.sources = sources}); }
 
     CrumbItemPointer only(const CaptureReport& report) const {
@@ -42,7 +45,7 @@ class CaptureHarness {
     std::map<Uuid, std::vector<std::string>> tags;
     std::vector<IntakeNotice> notices;
     /// Asked before a commit; a reason makes it fail.
-    std::function<std::optional<std::string>()> beforeCommit;
+    std::function<SaveFailure()> beforeCommit;
     std::function<void()> afterCommit;
     /// Called when the service wants to see all records.
     std::function<void()> beforeLook;
@@ -50,7 +53,19 @@ class CaptureHarness {
     CaptureService service;
 
   private:
-    CaptureService::Owner owner();
+    CrumbItemPointer find(const Uuid& id) const override { return records.find(id); }
+    const CrumbItemList& all() const override;
+    SaveFailure refusal() const override { return {}; }
+    bool isClosed(const Uuid&) const override { return false; }
+    void add(const std::vector<NewMemory>& memories, CommitEnded ended) override;
+    SaveFailure saveReadings(const CrumbItemList&, const SQLiteDatabase::Embeddings&,
+                             const std::string&) override {
+        return {};
+    }
+    SaveFailure makeDurable() override { return {}; }
+    void announceChanges() override {}
+    void announce(const IntakeNotice& notice) override { notices.push_back(notice); }
+    void setIntakeCount(IntakeRoad, int) override {}
 };
 
 }  // namespace nookery::testing

@@ -37,6 +37,7 @@ class FaultyFileSystem final : public FileSystem {
     void arm(Fault fault, int k);
     void disarm() { arm(Fault::none, 0); }
     int operationCount() const { return count_; }
+    bool hasCrashed() const { return fault_ == Fault::crash && count_ >= faultAt_; }
 
     /// Cuts every file with unsynced bytes back to what was synced. Call after a crash, before
     /// looking at what is left.

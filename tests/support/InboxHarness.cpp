@@ -11,13 +11,13 @@ InboxHarness::InboxHarness(TestPlatform& testWorld, TestPlatform& libraryWorld)
 void InboxHarness::start() {
     store.reset();
     store = std::make_unique<CrumbStore>(world.platform(), layout, LibraryAccess::writing);
-    reportsArrive_ = store->inboxReport().subscribe([this](const auto& report) {
-        if (report) reports.push_back(*report);
-    });
     noticesArrive_ = store->intakeNotice().subscribe([this](const auto& notice) {
         if (notice) notices.push_back(notice->title);
     });
-    store->start(SessionLength::lasting);
+    world.resultOf(store->open(SessionLength::lasting));
+    reportsArrive_ = store->inboxes().report().subscribe([this](const auto& report) {
+        if (report) reports.push_back(*report);
+    });
     world.time.settle();
 }
 

@@ -50,13 +50,7 @@ std::string SnapshotWorld::librarySays() {
     return all;
 }
 
-std::string SnapshotWorld::take() {
-    CrumbRecoverySnapshots::Outcome outcome;
-    snapshots->take("requested", {}, {}, [&](const auto& made) { outcome = made; });
-    world.time.settle();
-    if (outcome.failure) throw Error(*outcome.failure);
-    return outcome.snapshotName.value();
-}
+std::string SnapshotWorld::take() { return world.resultOf(snapshots->take("requested")); }
 
 std::vector<std::string> SnapshotWorld::everythingOnShelf() const {
     std::vector<std::string> found;

@@ -110,7 +110,9 @@ std::optional<std::vector<float>> FakeEmbedder::embedMemory(std::string_view tex
 }
 
 TestPlatform::TestPlatform(Place place)
-    : folder(place), trash(folder / "trash"), cloud(files, folder / "drive" / cloudContainerName) {}
+    : folder(place), trash(folder / "trash"), cloud(files, folder / "drive" / cloudContainerName) {
+    time.hasCrashed = [this] { return files.hasCrashed(); };
+}
 
 Platform TestPlatform::platform() {
     return {.clock = time,

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "foundation/Json.h"
+#include "support/FaultyFileSystem.h"
 
 namespace nookery::testing {
 
@@ -13,6 +14,7 @@ void VirtualTime::advance(double seconds) {
         wallClock_.secondsSince1970 += node.key() - elapsed_;
         elapsed_ = node.key();
         if (!*node.mapped().cancelled) node.mapped().work();
+        if (hasCrashed && hasCrashed()) throw SimulatedCrash{};
     }
     wallClock_.secondsSince1970 += end - elapsed_;
     elapsed_ = end;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -26,6 +27,9 @@ class VirtualTime final : public Clock {
     /// Runs all that is due on any queue, then lets time pass to each next piece, until `seconds`
     /// have gone by.
     void advance(double seconds);
+    /// Asked after each piece of work: once it answers true, the process counts as killed, nothing
+    /// further runs, and `advance` throws SimulatedCrash. Whatever the work itself made of it.
+    std::function<bool()> hasCrashed;
     /// Runs what is due now, and what that makes due.
     void settle() { advance(0); }
 

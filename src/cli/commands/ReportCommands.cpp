@@ -20,11 +20,11 @@ void changing(CommandContext& context, std::string_view failureTitle, const Chan
     CrumbStore& store = context.open(LibraryAccess::writing);
     NookeryFieldReportReceiver receiver(
         context.platform(), context.layout(),
-        [&](const auto& reports) { store.setFieldReports(reports); });
-    store.setFieldReportReceiver(&receiver);
+        [&](const auto& reports) { store.fieldReportEdits().setReports(reports); });
+    store.fieldReportEdits().setReceiver(&receiver);
     const SaveFailure failure = change(store);
-    store.setFieldReportReceiver(nullptr);
-    if (failure) throw Error(fmt::format("{}: {}", failureTitle, *failure));
+    store.fieldReportEdits().setReceiver(nullptr);
+    if (failure) throw Error(fmt::format("{}: {}", failureTitle, failure.message()));
 }
 
 int runList(CommandContext& context, const Arguments&) {
@@ -92,7 +92,7 @@ int runShow(CommandContext& context, const Arguments& arguments) {
 int runRename(CommandContext& context, const Arguments& arguments) {
     const auto report = findReport(context, arguments.positional(0));
     changing(context, "Could Not Rename Field Report", [&](CrumbStore& store) {
-        return store.renameFieldReport(report, toValidUtf8(arguments.positional(1)));
+        return store.fieldReportEdits().rename(report, toValidUtf8(arguments.positional(1)));
     });
     const auto renamed = findReport(context, report.id.toString());
     if (context.wantsJson()) {
@@ -115,7 +115,7 @@ int runDelete(CommandContext& context, const Arguments& arguments) {
     if (!isOnlyAsked) {
         context.demandConsent(title, text);
         changing(context, "Could Not Delete Field Report",
-                 [&](CrumbStore& store) { return store.deleteFieldReport(report); });
+                 [&](CrumbStore& store) { return store.fieldReportEdits().remove(report); });
     }
     if (context.wantsJson()) {
         context.print({{"deleted", isOnlyAsked ? 0 : 1}, {"id", report.id.toString()}});

@@ -16,7 +16,7 @@ class InboxPart final : public WatchPart {
     InboxPart(CrumbStore& store, TellEvent tell) : store_(store), tell_(std::move(tell)) {}
 
     void start() override {
-        reports_ = store_.inboxReport().subscribe([this](const auto& report) {
+        reports_ = store_.inboxes().report().subscribe([this](const auto& report) {
             if (report) tellReport(report->taken);
         });
     }
@@ -52,13 +52,13 @@ class FieldReportPart final : public WatchPart {
         receiver_ = std::make_unique<NookeryFieldReportReceiver>(
             context_.platform(), context_.layout(),
             [this](const auto& reports) { takeOver(reports); });
-        store_.setFieldReportReceiver(receiver_.get());
+        store_.fieldReportEdits().setReceiver(receiver_.get());
         receiver_->start();
     }
     void stop() override {
         receiver_->stop();
         context_.waitUntil([this] { return !receiver_->importInProgress(); });
-        store_.setFieldReportReceiver(nullptr);
+        store_.fieldReportEdits().setReceiver(nullptr);
         receiver_.reset();
     }
 
@@ -69,7 +69,7 @@ class FieldReportPart final : public WatchPart {
             if (isNew && hasFirstList_) tell_("field report", report.shownTitle());
         }
         hasFirstList_ = true;
-        store_.setFieldReports(reports);
+        store_.fieldReportEdits().setReports(reports);
     }
 
     CommandContext& context_;

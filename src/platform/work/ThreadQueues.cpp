@@ -4,13 +4,17 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <exception>
 #include <future>
 #include <map>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
+
+#include "foundation/SqliteConnection.h"
 
 namespace nookery {
 namespace {
@@ -141,8 +145,29 @@ class MainLoopQueue final : public ListQueue<LoopQueue> {
     using ListQueue::ListQueue;
 
     void runUntil(const std::function<bool()>& finished) override {
-        while (!finished()) runLogged(list_.take(), log_);
+        while (!finished()) runMeasured(list_.take());
     }
+
+    std::chrono::nanoseconds takeLongestPiece() override {
+        return std::exchange(longestPiece_, std::chrono::nanoseconds(0));
+    }
+    std::chrono::nanoseconds takeLongestTransactions() override {
+        return std::exchange(longestTransactions_, std::chrono::nanoseconds(0));
+    }
+
+  private:
+    void runMeasured(const WorkQueue::Work& work) {
+        const auto begun = SteadyClock::now();
+        const auto before = timeInTransactions();
+        runLogged(work, log_);
+        const auto transactions = timeInTransactions() - before;
+        longestPiece_ = std::max<std::chrono::nanoseconds>(
+            longestPiece_, SteadyClock::now() - begun - transactions);
+        longestTransactions_ = std::max(longestTransactions_, transactions);
+    }
+
+    std::chrono::nanoseconds longestPiece_{0};
+    std::chrono::nanoseconds longestTransactions_{0};
 };
 
 }  // namespace

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -21,6 +23,13 @@ class LoopQueue : public WorkQueue {
   public:
     /// Runs work as it arrives, until `finished` answers true; it is asked after each piece.
     virtual void runUntil(const std::function<bool()>& finished) = 0;
+
+    /// The longest that one piece of work has taken since this was last asked: what a window's
+    /// thread would have been held up for. Without the time that it spent in transactions of a
+    /// database.
+    virtual std::chrono::nanoseconds takeLongestPiece() = 0;
+    /// The longest that the transactions of one piece have taken since this was last asked.
+    virtual std::chrono::nanoseconds takeLongestTransactions() = 0;
 };
 
 std::unique_ptr<LoopQueue> makeLoopQueue(Log& log);

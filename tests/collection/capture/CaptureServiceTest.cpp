@@ -245,7 +245,7 @@ TEST_F(CaptureServiceTest, StoppingKeepsWhatWasCommittedAndNothingElse) {
 }
 
 TEST_F(CaptureServiceTest, ARefusedCommitLeavesNothingBehind) {
-    capture_.beforeCommit = [] { return "The disk is full."; };
+    capture_.beforeCommit = [] { return SaveFailure("The disk is full."); };
     const std::vector<CaptureSource> sources{CaptureFile{write("a.txt", "a")},
                                              CaptureFile{write("b.txt", "a")}};
     const CaptureReport refused = capture_.add(sources);
@@ -365,7 +365,7 @@ TEST_P(CaptureFaults, AtEveryOperationLeaveOldOrNewAndTheNextStartGoesOn) {
         TestPlatform restarted;
         CaptureHarness capture(restarted, world.layout());
         capture.records.add(*killed.records.all());
-        capture.service.recover();
+        capture.recover();
         EXPECT_EQ(capture.disorder(), "") << "step " << k;
         capture.add(sources);
         EXPECT_EQ(capture.disorder(), "") << "step " << k;
@@ -384,8 +384,8 @@ TEST(CaptureCrash, AroundTheCommitLeavesTheWholeMemoryOrNothing) {
         TestPlatform world;
         const CaptureFile source{world.folder.write("source/a.txt", "apples")};
         CaptureHarness killed(world);
-        const auto crash = []() -> std::optional<std::string> { throw SimulatedCrash{}; };
-        if (isCommitted) killed.afterCommit = crash;
+        const auto crash = []() -> SaveFailure { throw SimulatedCrash{}; };
+        if (isCommitted) killed.afterCommit = [] { throw SimulatedCrash{}; };
         if (!isCommitted) killed.beforeCommit = crash;
         EXPECT_THROW(killed.add({source}), SimulatedCrash);
         EXPECT_EQ(killed.namesInItems().count("a.txt"), 1u);
@@ -396,7 +396,7 @@ TEST(CaptureCrash, AroundTheCommitLeavesTheWholeMemoryOrNothing) {
         world.folder.write("data/Crumb/Items/foreign.txt", "not ours");
         const Path foreign("Items/foreign.txt");
         capture.sidecar.addPendingOriginals({&foreign, 1});
-        capture.service.recover();
+        capture.recover();
         EXPECT_EQ(capture.namesInItems().count("a.txt"), isCommitted ? 1u : 0u);
         EXPECT_EQ(capture.namesInItems().count("foreign.txt"), 1u) << "not what was noted";
         EXPECT_TRUE(capture.sidecar.pendingOriginals().empty());

@@ -46,17 +46,16 @@ class SQLiteDatabaseTest : public ::testing::Test {
         return statement.step() ? statement.string(0) : "nothing";
     }
 
-    RecoveryPoint recoveryPoint() {
-        std::optional<RecoveryPoint> point;
-        snapshots_.takeBeforeDestructive("before-test",
-                                         [&](RecoveryPoint made) { point = std::move(made); });
+    const RecoveryPoint& recoveryPoint() {
+        point_ = snapshots_.takeBeforeDestructive("before-test");
         world_.time.settle();
-        return std::move(point.value());
+        return point_->outcome()->get();
     }
 
     TestPlatform world_;
     Platform platform_ = world_.platform();
     CrumbRecoverySnapshots snapshots_{platform_, world_.layout(), [](auto) {}};
+    OperationPointer<RecoveryPoint> point_;
 };
 
 TEST_F(SQLiteDatabaseTest, ItemsComeBackWholeAndNewestFirst) {
@@ -180,7 +179,7 @@ TEST_F(SQLiteDatabaseTest, DeletingTakesWhatBelongsToTheMemoryAndUngroupsWhatBel
                   other.id.toString() + "', 'x', 1, 1);");
     EXPECT_EQ(database.loadFaces(), std::vector{face});
 
-    const RecoveryPoint point = recoveryPoint();
+    const RecoveryPoint& point = recoveryPoint();
     ASSERT_TRUE(point.snapshotName());
     database.deleteGroup(group.id, point);
     EXPECT_TRUE(database.loadGroups().empty());
@@ -238,7 +237,7 @@ TEST_F(SQLiteDatabaseTest, AStatementThatFailsInTheMiddleUndoesTheWholeOperation
     item.groupID = group.id;
     database.saveGroup(group, captured);
     database.saveItem(item, captured);
-    const RecoveryPoint point = recoveryPoint();
+    const RecoveryPoint& point = recoveryPoint();
     raw().execute(
         "CREATE TRIGGER a BEFORE DELETE ON crumb_groups BEGIN SELECT RAISE(ABORT, "
         "'refused'); END;"
@@ -266,7 +265,7 @@ TEST_F(SQLiteDatabaseTest, AStatementThatFailsInTheMiddleUndoesTheWholeOperation
 
 TEST_F(SQLiteDatabaseTest, ClearingEmptiesEveryTableAndAnEmptyFileToo) {
     auto database = open();
-    const RecoveryPoint point = recoveryPoint();
+    const RecoveryPoint& point = recoveryPoint();
     database.clearLibrary(point);
     const CrumbItem item = makeItem("x");
     database.saveItem(item, captured);

@@ -22,31 +22,24 @@ class EnrichmentTest : public ::testing::Test {
         store_.reset();
         store_ = std::make_unique<CrumbStore>(world_.platform(), world_.layout(),
                                               LibraryAccess::writing);
-        store_->start(SessionLength::oneCommand);
-        world_.time.settle();
+        world_.resultOf(store_->open(SessionLength::oneCommand));
         return *store_;
     }
     Uuid capture(const std::string& name, std::string_view content) {
-        std::optional<CaptureReport> report;
-        store_->capture({.sources = {CaptureFile{world_.folder.write(name, content)}},
-                         .title = {},
-                         .note = {},
-                         .tags = {},
-                         .groupID = {}},
-                        {}, {}, [&](const CaptureReport& done) { report = done; });
-        world_.time.settle();
-        EXPECT_EQ(report->added.size(), 1U);
-        return report->added.at(0);
+        const auto report = world_.resultOf(
+            store_->capture({.sources = {CaptureFile{world_.folder.write(name, content)}}}));
+        EXPECT_EQ(report.added.size(), 1U);
+        return report.added.at(0);
     }
     void work() {
-        store_->startBackgroundWork();
+        store_->enrichment().start();
         world_.time.advance(1);
     }
     ContentPieces piecesOf(const Uuid& id) {
         return parseContentPieces(store_->item(id)->searchableText);
     }
     std::string hintFor(const std::string& text, const Uuid& id) {
-        store_->setSearchText(text);
+        store_->search().setText(text);
         world_.time.settle();
         const auto hint = store_->retrievalHints()->find(id);
         return hint == store_->retrievalHints()->end() ? "" : hint->second;
@@ -70,7 +63,7 @@ TEST_F(EnrichmentTest, AnImageIsFoundByWhatItShowsAndReadingAgainReplaces) {
     EXPECT_EQ(world_.folder.read("cache/Thumbnails/" + id.toString() + ".jpg"), "6 x 1");
 
     see("Exit only");
-    store_->requestEnrichment({id});
+    store_->enrichment().request({id});
     work();
     EXPECT_EQ(piecesOf(id).recognised, "Exit only");
     EXPECT_EQ(hintFor("parking", id), "");
@@ -90,7 +83,7 @@ TEST_F(EnrichmentTest, OnlyPagesWithoutTextAreRecognised) {
     EXPECT_EQ(piecesOf(scan).facts, "1 page");
     EXPECT_EQ(hintFor("rent", scan), "Found in contents");
     world_.pages.withoutText = {};
-    store_->requestEnrichment({scan});
+    store_->enrichment().request({scan});
     work();
     EXPECT_EQ(piecesOf(scan).recognised, "");
 }
@@ -121,13 +114,13 @@ TEST_F(EnrichmentTest, AFailureIsRememberedAndNotRetriedForEver) {
         EXPECT_EQ(*store_->indexingCount(), 1) << run;
         work();
         EXPECT_EQ(*store_->indexingCount(), 0) << "not again in the same session";
-        ASSERT_EQ(store_->enrichmentFailures().size(), 1U);
-        EXPECT_EQ(store_->enrichmentFailures()[0].message, "The picture is damaged.");
-        EXPECT_EQ(store_->enrichmentFailures()[0].isGivenUp, run == 3);
+        ASSERT_EQ(store_->enrichment().failures().size(), 1U);
+        EXPECT_EQ(store_->enrichment().failures()[0].message, "The picture is damaged.");
+        EXPECT_EQ(store_->enrichment().failures()[0].isGivenUp, run == 3);
         open();
     }
     EXPECT_EQ(*store_->indexingCount(), 0);
-    store_->requestEnrichment({id});
+    store_->enrichment().request({id});
     EXPECT_EQ(*store_->indexingCount(), 1);
 }
 
@@ -142,7 +135,7 @@ TEST_F(EnrichmentTest, WhatEndsTheProgramIsNotReadForEver) {
     }
     open();
     EXPECT_EQ(*store_->indexingCount(), 0);
-    EXPECT_TRUE(store_->enrichmentFailures().at(0).isGivenUp);
+    EXPECT_TRUE(store_->enrichment().failures().at(0).isGivenUp);
 }
 
 TEST_F(EnrichmentTest, WhatWasReadWhenTheProgramEndedIsReadLastAndAlone) {
@@ -159,13 +152,13 @@ TEST_F(EnrichmentTest, WhatWasReadWhenTheProgramEndedIsReadLastAndAlone) {
         }
         return counted;
     };
-    open().startBackgroundWork();
+    open().enrichment().start();
     EXPECT_EQ(attempts(), (std::map<Uuid, int>{{suspects[0], 1}, {suspects[1], 1}, {other, 1}}));
-    store_->pauseBackgroundWork();
+    store_->enrichment().pause();
     world_.time.settle();
-    store_->deleteMemories({other}, [](const auto&) {});
+    store_->remover().deleteMemories({other});
     world_.time.advance(5);
-    open().startBackgroundWork();
+    open().enrichment().start();
     EXPECT_EQ(attempts()[suspects[0]] + attempts()[suspects[1]], 3);
     world_.time.advance(5);
     EXPECT_TRUE(attempts().empty());
@@ -177,17 +170,17 @@ TEST_F(EnrichmentTest, WorkGivenUpHalfWayWaitsAndCountsAsNoAttempt) {
     const Uuid id = capture("IMG_1.png", pngBytes);
     see("late");
     for (int i = 0; i < 5; ++i) {
-        store_->startBackgroundWork();
-        store_->pauseBackgroundWork();
+        store_->enrichment().start();
+        store_->enrichment().pause();
         world_.time.settle();
         EXPECT_EQ(*store_->indexingCount(), 1);
-        store_->startBackgroundWork();
+        store_->enrichment().start();
         open();  // while the work is under way
         EXPECT_EQ(*store_->indexingCount(), 1) << i;
     }
     work();
     EXPECT_EQ(piecesOf(id).recognised, "late");
-    EXPECT_TRUE(store_->enrichmentFailures().empty());
+    EXPECT_TRUE(store_->enrichment().failures().empty());
 }
 
 TEST_F(EnrichmentTest, AnEditMeanwhileIsKeptAndTheMeaningIsOfTheNewText) {
@@ -195,7 +188,7 @@ TEST_F(EnrichmentTest, AnEditMeanwhileIsKeptAndTheMeaningIsOfTheNewText) {
     open();
     see("our puppy sleeps");
     const Uuid id = capture("IMG_1.png", pngBytes);
-    store_->startBackgroundWork();
+    store_->enrichment().start();
     CrumbItem edited = *store_->item(id);
     edited.title = "our plant grows";
     edited.searchableText = "words that were added";
@@ -218,8 +211,9 @@ TEST_F(EnrichmentTest, WhatIsKeptSecretIsNotReadOutOfItsOriginal) {
     card.kind = CrumbKind::image;
     card.filePath = world_.folder.write("card.png", pngBytes);
     card.searchableText = "__crumb_secure_credit_card__";
-    EXPECT_FALSE(store_->addRecords({std::make_shared<const CrumbItem>(card)}, {}));
-    store_->requestEnrichment({card.id});
+    store_->addRecords({std::make_shared<const CrumbItem>(card)}, {},
+                       [](const SaveFailure& failure) { EXPECT_FALSE(failure); });
+    store_->enrichment().request({card.id});
     work();
     EXPECT_EQ(store_->item(card.id)->searchableText, card.searchableText);
     EXPECT_FALSE(world_.files.status(thumbnailPath(world_.layout(), card.id)));
@@ -229,7 +223,7 @@ TEST_F(EnrichmentTest, WhatBecomesSecretWhileItIsReadKeepsItsWordsToItself) {
     open();
     see("4111 1111 1111 1111");
     const Uuid id = capture("card.png", pngBytes);
-    store_->startBackgroundWork();
+    store_->enrichment().start();
     CrumbItem card = *store_->item(id);
     card.searchableText = "__crumb_secure_credit_card__";
     EXPECT_FALSE(store_->replaceItem(card));
@@ -248,14 +242,14 @@ TEST_F(EnrichmentTest, WhatCouldNotBeSavedIsToldAndReadAgain) {
             "CREATE TRIGGER full BEFORE UPDATE ON crumbs "
             "BEGIN SELECT RAISE(ABORT, 'disk full'); END;");
         work();
-        EXPECT_NE(store_->enrichmentSaveFailure().value_or("").find("disk full"),
+        EXPECT_NE(store_->enrichment().saveFailure().message().find("disk full"),
                   std::string::npos);
-        EXPECT_TRUE(store_->enrichmentFailures().empty()) << "the original is not to blame";
+        EXPECT_TRUE(store_->enrichment().failures().empty()) << "the original is not to blame";
         database.execute("DROP TRIGGER full;");
     }
     open();
     work();
-    EXPECT_FALSE(store_->enrichmentSaveFailure());
+    EXPECT_FALSE(store_->enrichment().saveFailure());
     EXPECT_EQ(piecesOf(id).recognised, "late");
 }
 
@@ -266,12 +260,12 @@ TEST_F(EnrichmentTest, WhatIsUnderWayAfterAPauseStaysNotedUntilItEnds) {
         auto sidecar = Sidecar::openForReading(world_.layout().sidecar());
         return sidecar.pendingWork("contents").at(0).attempts;
     };
-    store_->startBackgroundWork();
-    store_->pauseBackgroundWork();
-    EXPECT_TRUE(store_->isBackgroundWorkUnderWay());
+    store_->enrichment().start();
+    store_->enrichment().pause();
+    EXPECT_TRUE(store_->enrichment().isUnderWay());
     EXPECT_EQ(attempts(), 1);
     world_.time.settle();
-    EXPECT_FALSE(store_->isBackgroundWorkUnderWay());
+    EXPECT_FALSE(store_->enrichment().isUnderWay());
     EXPECT_EQ(attempts(), 0);
 }
 
@@ -280,15 +274,13 @@ TEST_F(EnrichmentTest, MemoriesRemovedMeanwhileStayRemoved) {
     open();
     const Uuid id = capture("IMG_1.png", pngBytes);
     const Uuid other = capture("IMG_2.png", std::string(pngBytes) + "more");
-    store_->startBackgroundWork();
-    std::optional<DestructiveOutcome> outcome;
-    store_->deleteMemories({id}, [&](const DestructiveOutcome& done) { outcome = done; });
+    store_->enrichment().start();
+    const auto removal = store_->remover().deleteMemories({id});
     world_.time.advance(5);
-    ASSERT_TRUE(outcome);
-    EXPECT_FALSE(outcome->failure);
+    EXPECT_EQ(world_.resultOf(removal).count, 1U);
     EXPECT_EQ(store_->item(id), nullptr);
     EXPECT_TRUE(isEnriched(store_->item(other)->searchableText));
-    EXPECT_FALSE(store_->enrichmentSaveFailure());
+    EXPECT_FALSE(store_->enrichment().saveFailure());
     EXPECT_TRUE(world_.log.lines.empty());
     open();
     EXPECT_EQ(store_->items()->size(), 1U);

@@ -229,21 +229,19 @@ TEST_F(InboxTest, TakingOnceEndsAndSaysWhatIsLeft) {
     inbox_.drop("b.part", "b");
     inbox_.drop("growing.txt", "g");
     CrumbStore store(world_.platform(), world_.layout(), LibraryAccess::writing);
-    store.start(SessionLength::oneCommand);
-    std::optional<std::vector<InboxWaiting>> waiting;
-    std::size_t added = 0;
-    store.takeFromInboxes({}, [&](const auto& reports, const auto& left) {
-        waiting = left;
-        for (const InboxReport& report : reports) added += report.taken.added.size();
-    });
+    world_.resultOf(store.open(SessionLength::oneCommand));
+    const auto taking = store.inboxes().takeOnce();
     world_.time.advance(1);
     std::ofstream(inbox_.inbox() / "growing.txt", std::ios::app) << "more";
     world_.time.advance(1.1);
-    ASSERT_TRUE(waiting);
+    const InboxesTaken taken = world_.resultOf(taking);
+    const auto& waiting = taken.waiting;
+    std::size_t added = 0;
+    for (const InboxReport& report : taken.reports) added += report.taken.added.size();
     EXPECT_EQ(added, 1u);
-    ASSERT_EQ(waiting->size(), 2u);
-    EXPECT_EQ((*waiting)[0].path.filename(), "b.part");
-    EXPECT_EQ((*waiting)[1].path.filename(), "growing.txt");
+    ASSERT_EQ(waiting.size(), 2u);
+    EXPECT_EQ(waiting[0].path.filename(), "b.part");
+    EXPECT_EQ(waiting[1].path.filename(), "growing.txt");
     world_.time.advance(100);
     EXPECT_EQ(inbox_.left(inbox_.inbox()).size(), 2u) << "it does not go on watching";
 }

@@ -101,7 +101,7 @@ TEST_F(MobilePackageTest, ANoteThatArrivesTwiceIsTakenOnceAndAnotherUnderItsName
     inbox_.advance(20);
     EXPECT_EQ(inbox_.left(inbox_.cloudInbox()).size(), 3u) << "what is left of it goes, too";
 
-    inbox_.store->deleteMemories({inbox_.find("Plums")->id, inbox_.find("one")->id}, [](auto&) {});
+    inbox_.store->remover().deleteMemories({inbox_.find("Plums")->id, inbox_.find("one")->id});
     inbox_.advance(1);
     writeNote("d.crumbnote", note("N1", "Plums", photos));
     writePhotos("d.crumbnote");
@@ -198,10 +198,10 @@ TEST_F(MobilePackageTest, AnActivityIsPreservedWholeAndCanBeRemoved) {
     inbox_.advance(5);
     EXPECT_TRUE(inbox_.find("river")) << "a picture inside an activity is no memory of its own";
 
-    inbox_.store->deleteMemories({item->id}, [](auto&) {});
+    inbox_.store->remover().deleteMemories({item->id});
     inbox_.advance(1);
     EXPECT_EQ(inbox_.left(world_.folder / "trash").size(), 3u);
-    inbox_.store->clearLibrary([](auto&) {});
+    inbox_.store->remover().clearLibrary();
     inbox_.advance(1);
     EXPECT_EQ(inbox_.left(world_.layout().items()), Names{});
     EXPECT_EQ(inbox_.disorder(), "");

@@ -32,7 +32,7 @@ class LibraryVerifierTest : public ::testing::Test {
         inbox_.drop("Run.crumbactivity/media/river.png", "\x89PNG river");
         inbox_.start();
         inbox_.advance(10);
-        inbox_.store->recoverySnapshots()->take("by-hand", {}, {}, [](const auto&) {});
+        inbox_.store->recoverySnapshots().take("by-hand");
         inbox_.advance(10);
         inbox_.close();
         world_.time.advance(10);

@@ -185,53 +185,45 @@ TEST_F(RecoverySnapshotsTest, ADamagedCopyIsFoundInTurnAndReplaced) {
 TEST_F(RecoverySnapshotsTest, ADestructiveOperationGoesOnOnMainAfterItsSnapshotOrItsLoggedFailure) {
     world_.capture("a.txt", "first");
     std::optional<std::string> name;
-    bool continued = false;
     const auto destroy = [&] {
-        continued = false;
-        snapshots_.takeBeforeDestructive("before-bulk-delete", [&](const RecoveryPoint& point) {
-            continued = true;
-            name = point.snapshotName();
-        });
+        const auto snapshot = snapshots_.takeBeforeDestructive("before-bulk-delete");
         time_.settle();
-        return continued;
+        name = snapshot->outcome()->get().snapshotName();
     };
     world_.take();
-    EXPECT_TRUE(destroy());
+    destroy();
     EXPECT_EQ(reasons(), (std::vector<std::string>{"requested", "before-bulk-delete"}));
     EXPECT_EQ(name, world_.names().back());
 
     std::filesystem::remove_all(world_.world.layout().items());
-    EXPECT_TRUE(destroy());
+    destroy();
     EXPECT_EQ(name, std::nullopt);
     EXPECT_TRUE(world_.world.log.contains(
         "Crumb pre-destructive recovery snapshot error: Could not find "));
     std::filesystem::create_directory(world_.world.layout().items());
     world_.database.reset();
     std::filesystem::resize_file(world_.world.layout().database(), 5000);
-    EXPECT_TRUE(destroy());
+    destroy();
     EXPECT_TRUE(world_.world.log.contains(
         "Crumb pre-destructive recovery snapshot error: Could not snapshot NOOKERY database: "));
     std::filesystem::remove(world_.world.layout().database());
-    EXPECT_TRUE(destroy());
+    destroy();
     EXPECT_TRUE(world_.world.log.contains("Could not open recovery database: unable to open"));
     EXPECT_EQ(world_.everythingOnShelf().size(), 2u) << "nothing unfinished stays";
 }
 
 TEST_F(RecoverySnapshotsTest, ACancelledSnapshotLeavesNothing) {
     world_.capture("a.txt", "first");
-    std::stop_source stop;
-    world_.duringPause = [&] { stop.request_stop(); };
+    OperationPointer<std::string> snapshot;
+    world_.duringPause = [&] { snapshot->stop(); };
     CrumbItem big;
     big.id = Uuid::random();
     big.searchableText = std::string(2 << 20, 'x');
     world_.database->saveItem(big, time_.now());
     int progressCount = 0;
-    std::optional<std::string> failure;
-    snapshots_.take(
-        "requested", [&](const SnapshotProgress&) { ++progressCount; }, stop.get_token(),
-        [&](const auto& outcome) { failure = outcome.failure; });
-    time_.settle();
-    EXPECT_EQ(failure, "Cancelled.");
+    snapshot = snapshots_.take("requested");
+    const auto following = snapshot->progress().subscribe([&](const auto&) { ++progressCount; });
+    EXPECT_THROW(world_.world.resultOf(snapshot), Cancelled);
     EXPECT_GT(progressCount, 0);
     EXPECT_TRUE(world_.everythingOnShelf().empty());
 }

@@ -102,7 +102,7 @@ TEST(SnapshotRestore, TheStoreCompletesAWaitingRestoreBeforeItOpensTheDatabase) 
     RestoreWorld world;
     world.prepare();
     CrumbStore store(world.platform, world.world.layout(), LibraryAccess::writing);
-    store.start(SessionLength::oneCommand);
+    world.world.resultOf(store.open(SessionLength::oneCommand));
     ASSERT_TRUE(store.restoreNotice());
     EXPECT_TRUE(store.restoreNotice()->restored);
     EXPECT_EQ(store.items()->size(), 2u) << "three memories before the restore";

@@ -18,8 +18,7 @@ class CrumbStoreTest : public ::testing::Test {
     CrumbStore& open(LibraryAccess access = LibraryAccess::writing) {
         store_.reset();
         store_ = std::make_unique<CrumbStore>(world_.platform(), world_.layout(), access);
-        store_->start(SessionLength::oneCommand);
-        world_.time.settle();
+        world_.resultOf(store_->open(SessionLength::oneCommand));
         return *store_;
     }
 
@@ -30,29 +29,40 @@ class CrumbStoreTest : public ::testing::Test {
         item.note = note;
         item.createdAt = world_.time.now();
         world_.time.advance(1);
-        const auto failure = store_->addRecords({std::make_shared<const CrumbItem>(item)}, {});
-        EXPECT_FALSE(failure) << *failure;
+        addRecord(item);
         return item.id;
+    }
+    void addRecord(const CrumbItem& item) {
+        const CrumbItemList records{std::make_shared<const CrumbItem>(item)};
+        save([&](Saved saved) { store_->addRecords(records, {}, std::move(saved)); });
+    }
+    /// Begins a change, and waits until it is durable.
+    void save(const std::function<void(Saved)>& begin) {
+        std::optional<SaveFailure> outcome;
+        begin([&](const SaveFailure& failure) { outcome = failure; });
+        world_.time.settle();
+        ASSERT_TRUE(outcome) << "it is not told whether it was saved";
+        EXPECT_FALSE(*outcome) << outcome->message();
+    }
+    void setTags(const Uuid& id, const std::vector<std::string>& tags) {
+        save([&](Saved saved) { store_->setManualTags(id, tags, std::move(saved)); });
+    }
+    void setBringBack(const Uuid& id, Timestamp date) {
+        save([&](Saved saved) { store_->setBringBack(id, date, std::move(saved)); });
     }
 
     DestructiveOutcome remove(const std::vector<Uuid>& ids) {
-        DestructiveOutcome outcome;
-        store_->deleteMemories(ids, [&](const DestructiveOutcome& done) { outcome = done; });
-        world_.time.settle();
-        return outcome;
+        return world_.resultOf(store_->remover().deleteMemories(ids));
     }
 
     CaptureReport capture(const Path& file) {
-        CaptureReport report;
-        store_->capture(
-            {.sources = {CaptureFile{file}}, .title = {}, .note = {}, .tags = {}, .groupID = {}},
-            {}, {}, [&](const CaptureReport& done) { report = done; });
+        const auto operation = store_->capture({.sources = {CaptureFile{file}}});
         world_.time.settle();
-        return report;
+        return reportOf(*operation->outcome());
     }
 
     std::vector<std::string> titlesFor(const std::string& text) {
-        store_->setSearchText(text);
+        store_->search().setText(text);
         world_.time.settle();
         std::vector<std::string> titles;
         for (const auto& item : *store_->filteredItems()) titles.push_back(item->title);
@@ -119,7 +129,7 @@ TEST_F(CrumbStoreTest, ADatabaseThatCannotBeOpenedIsSaidAndRefusesSaves) {
     open();
     EXPECT_TRUE(store_->startFailure());
     EXPECT_TRUE(world_.log.contains("Crumb database unavailable."));
-    EXPECT_TRUE(store_->createGroup("Trips"));
+    EXPECT_TRUE(store_->groupEdits().create("Trips"));
     EXPECT_TRUE(capture(world_.folder.write("a.txt", "text")).added.empty());
 }
 
@@ -127,18 +137,18 @@ TEST_F(CrumbStoreTest, OnlyOneProcessWritesAndAnyMayRead) {
     open();
     add("shared");
     CrumbStore second(world_.platform(), world_.layout(), LibraryAccess::writing);
-    EXPECT_THROW(second.start(SessionLength::oneCommand), LibraryInUse);
+    EXPECT_THROW(world_.resultOf(second.open(SessionLength::oneCommand)), LibraryInUse);
     CrumbStore reader(world_.platform(), world_.layout(), LibraryAccess::reading);
-    reader.start(SessionLength::oneCommand);
+    world_.resultOf(reader.open(SessionLength::oneCommand));
     EXPECT_EQ(reader.items()->size(), 1u);
-    EXPECT_TRUE(reader.createGroup("Trips"));
+    EXPECT_TRUE(reader.groupEdits().create("Trips"));
 }
 
 TEST_F(CrumbStoreTest, EditsTagsAndGroupsChangeWhatIsFound) {
     open();
     const Uuid id = add("Harbour", "blue boats #lisbon");
     EXPECT_EQ(store_->tagsOf(id), Titles{"lisbon"});
-    EXPECT_FALSE(store_->setManualTags(id, {"#Summer ", "summer", "", "Work"}));
+    setTags(id, {"#Summer ", "summer", "", "Work"});
     EXPECT_EQ(store_->tagsOf(id), (Titles{"lisbon", "Summer", "Work"}));
     EXPECT_EQ(titlesFor("#summer"), Titles{"Harbour"});
 
@@ -150,10 +160,10 @@ TEST_F(CrumbStoreTest, EditsTagsAndGroupsChangeWhatIsFound) {
     EXPECT_EQ(titlesFor("#lisbon"), Titles{});
 
     Uuid group;
-    EXPECT_FALSE(store_->createGroup("Portugal", &group));
-    EXPECT_FALSE(store_->assignToGroup({id}, group));
+    EXPECT_FALSE(store_->groupEdits().create("Portugal", &group));
+    EXPECT_FALSE(store_->groupEdits().assign({id}, group));
     EXPECT_EQ(titlesFor("portugal"), Titles{"Harbour"});
-    EXPECT_FALSE(store_->renameGroup(group, "Algarve"));
+    EXPECT_FALSE(store_->groupEdits().rename(group, "Algarve"));
     EXPECT_EQ(titlesFor("portugal"), Titles{});
     open();
     EXPECT_EQ(titlesFor("algarve"), Titles{"Harbour"});
@@ -164,16 +174,16 @@ TEST_F(CrumbStoreTest, DeletingAGroupKeepsItsMemoriesAndSnapshotsFirst) {
     open();
     const Uuid id = add("kept");
     Uuid group;
-    EXPECT_FALSE(store_->createGroup("Trips", &group));
-    EXPECT_FALSE(store_->assignToGroup({id}, group));
-    DestructiveOutcome outcome;
-    store_->deleteGroup(group, [&](const DestructiveOutcome& done) { outcome = done; });
-    EXPECT_TRUE(store_->renameGroup(group, "x")) << "changes wait while a removal runs";
-    world_.time.settle();
-    EXPECT_EQ(outcome.count, 1u);
+    EXPECT_FALSE(store_->groupEdits().create("Trips", &group));
+    EXPECT_FALSE(store_->groupEdits().assign({id}, group));
+    const auto removal = store_->remover().deleteGroup(group);
+    EXPECT_TRUE(store_->groupEdits().rename(group, "x")) << "it is being removed";
+    Uuid other;
+    EXPECT_FALSE(store_->groupEdits().create("Other", &other)) << "nothing else is closed";
+    EXPECT_EQ(world_.resultOf(removal).count, 1u);
     EXPECT_FALSE(store_->item(id)->groupID);
-    EXPECT_TRUE(store_->groups()->empty());
-    const auto snapshots = store_->recoverySnapshots()->list();
+    EXPECT_EQ(store_->groups()->size(), 1u);
+    const auto snapshots = store_->recoverySnapshots().list();
     ASSERT_EQ(snapshots.size(), 1u);
     EXPECT_EQ(snapshots.front().reason, "before-delete-group");
     open();
@@ -186,11 +196,11 @@ TEST_F(CrumbStoreTest, DeletedMemoriesLeaveNoTraceButTheSnapshotAndTheTrash) {
     ASSERT_EQ(report.added.size(), 1u);
     const Uuid id = report.added.front();
     const Uuid other = add("other");
-    EXPECT_FALSE(store_->setManualTags(id, {"private"}));
-    EXPECT_FALSE(store_->recordSelection(id));
-    EXPECT_FALSE(store_->setBringBack(id, Timestamp{1'900'000'000}));
+    setTags(id, {"private"});
+    save([&](Saved saved) { store_->recordSelection(id, std::move(saved)); });
+    setBringBack(id, Timestamp{1'900'000'000});
     world_.keyStore.write("com.kestrelhq.Crumb.secure", id.toString(), "secret");
-    store_->setSelection({id, other});
+    store_->selection().set({id, other});
 
     const DestructiveOutcome outcome = remove({id});
     EXPECT_EQ(outcome.count, 1u);
@@ -220,7 +230,7 @@ TEST_F(CrumbStoreTest, AnOriginalThatSeveralMemoriesShareGoesWithTheLast) {
     CrumbItem derived = *store_->item(first);
     derived.id = Uuid::random();
     derived.sourceItemID = first;
-    EXPECT_FALSE(store_->addRecords({std::make_shared<const CrumbItem>(derived)}, {}));
+    addRecord(derived);
     remove({first});
     EXPECT_EQ(world_.folder.filesBelow("data/Crumb/Items").size(), 1u);
     remove({derived.id});
@@ -235,11 +245,9 @@ TEST_F(CrumbStoreTest, ClearLibraryEmptiesEverythingItOwns) {
     linked.id = Uuid::random();
     linked.kind = CrumbKind::file;
     linked.filePath = outside;
-    EXPECT_FALSE(store_->addRecords({std::make_shared<const CrumbItem>(linked)}, {}));
-    EXPECT_FALSE(store_->createGroup("Trips"));
-    DestructiveOutcome outcome;
-    store_->clearLibrary([&](const DestructiveOutcome& done) { outcome = done; });
-    world_.time.settle();
+    addRecord(linked);
+    EXPECT_FALSE(store_->groupEdits().create("Trips"));
+    const DestructiveOutcome outcome = world_.resultOf(store_->remover().clearLibrary());
     EXPECT_EQ(outcome.count, 2u);
     EXPECT_TRUE(outcome.snapshotName);
     EXPECT_TRUE(store_->items()->empty());
@@ -257,7 +265,7 @@ TEST_F(CrumbStoreTest, EmbeddingsAreMadeInTheBackgroundAndAgainAfterAnEdit) {
     const Uuid id = add("our puppy sleeps");
     EXPECT_EQ(titlesFor("dog"), Titles{}) << "nothing is embedded before the work begins";
     EXPECT_EQ(*store_->indexingCount(), 1);
-    store_->startBackgroundWork();
+    store_->enrichment().start();
     world_.time.settle();
     EXPECT_EQ(*store_->indexingCount(), 0);
     EXPECT_EQ(titlesFor("dog"), Titles{"our puppy sleeps"});
@@ -267,7 +275,7 @@ TEST_F(CrumbStoreTest, EmbeddingsAreMadeInTheBackgroundAndAgainAfterAnEdit) {
     EXPECT_FALSE(store_->replaceItem(changed));
     open();
     EXPECT_EQ(*store_->indexingCount(), 1) << "the edit is remembered across a start";
-    store_->startBackgroundWork();
+    store_->enrichment().start();
     world_.time.settle();
     EXPECT_EQ(titlesFor("dog"), Titles{});
     EXPECT_EQ(titlesFor("garden"), Titles{"our plant grows"});
@@ -283,7 +291,7 @@ TEST_F(CrumbStoreTest, OnlyTheLastQuerysDeepResultIsShown) {
     const auto subscription = store_->searchResult().subscribe([&](const SearchResult& result) {
         if (result.isFinal) ++published;
     });
-    for (const char* typed : {"r", "re", "red"}) store_->setSearchText(typed);
+    for (const char* typed : {"r", "re", "red"}) store_->search().setText(typed);
     world_.time.settle();
     EXPECT_EQ(published, 1);
     EXPECT_EQ(store_->searchResult()->text, "red");
@@ -294,9 +302,9 @@ TEST_F(CrumbStoreTest, OnlyTheLastQuerysDeepResultIsShown) {
 TEST_F(CrumbStoreTest, AnEmptyQueryBrowsesTheNewest) {
     open();
     for (const char* title : {"a", "b", "c"}) add(title);
-    store_->setSearchText("  ", 2);
-    EXPECT_EQ(store_->browsingText(), "Browsing the full library.");
-    EXPECT_EQ(store_->statusText(), "2 most recent memories");
+    store_->search().setText("  ", 2);
+    EXPECT_EQ(store_->search().browsingText(), "Browsing the full library.");
+    EXPECT_EQ(store_->search().statusText(), "2 most recent memories");
     EXPECT_EQ(store_->filteredItems()->front()->title, "c");
     EXPECT_TRUE(store_->retrievalHints()->empty());
 }
@@ -304,7 +312,7 @@ TEST_F(CrumbStoreTest, AnEmptyQueryBrowsesTheNewest) {
 TEST_F(CrumbStoreTest, BroughtBackMemoriesAreAnnouncedOnTheirDate) {
     open();
     const Uuid id = add("passport");
-    EXPECT_FALSE(store_->setBringBack(id, Timestamp{world_.time.now().secondsSince1970 + 7000}));
+    setBringBack(id, Timestamp{world_.time.now().secondsSince1970 + 7000});
     world_.time.advance(6990);
     EXPECT_TRUE(store_->broughtBackIDs()->empty());
     world_.time.advance(20);
@@ -316,7 +324,7 @@ TEST_F(CrumbStoreTest, UnreadableAnnotationsAreKeptAside) {
     world_.defaults.set(manualTagsDefaultsKey, "{\"not an id\": []}");
     open();
     const Uuid id = add("a");
-    EXPECT_FALSE(store_->setManualTags(id, {"new"}));
+    setTags(id, {"new"});
     EXPECT_EQ(world_.defaults.get("Crumb.ManualTags.v1.unreadable"), "{\"not an id\": []}");
     EXPECT_TRUE(world_.log.contains("Crumb.ManualTags.v1"));
 }

@@ -105,7 +105,7 @@ TEST(Durability, ASnapshotIsWholeOrNotThereWhereverItsProcessIsKilled) {
             const SnapshotBuilder::Pause pause = [pipe](auto) { report(pipe, 0); };
             SnapshotBuilder builder(world.platform, world.world.layout(), pause);
             while (true) {
-                builder.build("requested", {});
+                builder.build("requested", OperationControl(world.platform.mainQueue));
                 report(pipe, 1);
             }
         });
