@@ -59,7 +59,8 @@ struct RankingWeights {
     double correctionShare = 0.7;  ///< a correction of a typed word that no memory holds
     /// A correction of a typed word that was found only inside other words. It makes no hit alone.
     double insideCorrectionShare = 1.0;
-    /// A word of this many letters without any other correction is taken for a mistyped prefix.
+    /// A word of so many letters or more that has no other word one edit away is taken for a
+    /// mistyped prefix.
     std::size_t fewestPrefixLetters = 6;
 };
 
