@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <set>
 #include <span>
 
 #include "retrieval/lexical/SearchHints.h"
@@ -23,9 +24,12 @@ std::vector<std::string> expandedTerms(const LexicalIndex& index,
     for (const QueryTerm& term : matches.query.terms) expanded.push_back(term.typed);
     std::size_t room = expandedTermLimit;
     for (const TermMatches* term : matches.terms) {
-        for (const TokenId token : term->expandedTokens()) {
+        // By letter, since tokens are numbered in the order in which memories came in.
+        std::set<std::string_view> words;
+        for (const TokenId token : term->expandedTokens()) words.insert(index.tokenText(token));
+        for (const std::string_view word : words) {
             if (room-- == 0) return expanded;
-            expanded.emplace_back(index.tokenText(token));
+            expanded.emplace_back(word);
         }
     }
     return expanded;

@@ -24,6 +24,11 @@ constexpr double nearDuplicateStrength = 10;
 
 using Strengths = std::unordered_map<Ordinal, double>;
 
+/// The order of equals, which depends on nothing but the memories.
+bool isNewer(const CrumbItem& a, const CrumbItem& b) {
+    return a.createdAt != b.createdAt ? a.createdAt > b.createdAt : a.id < b.id;
+}
+
 /// Counts what each memory shares with one memory, by the postings of that one's tokens.
 class SharedTokens {
   public:
@@ -50,7 +55,7 @@ class SharedTokens {
     }
 
     const LexicalIndex& index_;
-    std::vector<float> rarity_;
+    std::vector<double> rarity_;  // sums of floats, exact and so the same in any order
     std::vector<std::uint32_t> count_;
     std::vector<Ordinal> holders_;
 };
@@ -186,8 +191,8 @@ void addAssociated(const LexicalIndex& index, Ordinal self, Strengths& strengths
         if (other != self && shared.count(other) >= fewestSharedWords) partners.push_back(other);
     }
     const auto hasMore = [&](Ordinal a, Ordinal b) {
-        const double difference = shared.rarity(a) - shared.rarity(b);
-        return difference != 0 ? difference > 0 : a < b;
+        if (shared.rarity(a) != shared.rarity(b)) return shared.rarity(a) > shared.rarity(b);
+        return isNewer(*index.item(a), *index.item(b));
     };
     const std::size_t count = std::min(partners.size(), exactAssociationLimit);
     std::partial_sort(partners.begin(), partners.begin() + static_cast<std::ptrdiff_t>(count),
@@ -248,10 +253,7 @@ std::vector<Uuid> findRelated(const LexicalIndex& index, const VectorMatrix& vec
     std::vector<std::pair<Ordinal, double>> ranked(strengths.begin(), strengths.end());
     std::sort(ranked.begin(), ranked.end(), [&](const auto& a, const auto& b) {
         if (a.second != b.second) return a.second > b.second;
-        const CrumbItem& first = *index.item(a.first);
-        const CrumbItem& second = *index.item(b.first);
-        return first.createdAt != second.createdAt ? first.createdAt > second.createdAt
-                                                   : first.id < second.id;
+        return isNewer(*index.item(a.first), *index.item(b.first));
     });
     std::vector<Uuid> ids;
     for (const auto& [ordinal, strength] : ranked) {
