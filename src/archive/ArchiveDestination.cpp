@@ -19,7 +19,7 @@ Path absolutePath(FileSystem& files, const Path& path) {
     return withoutTrailingSlash(*here / path);
 }
 
-/// The deepest folder above the path, or the path itself, that exists; links resolved.
+/// The path itself or the nearest folder above it that exists, with links resolved.
 Path nearestExisting(FileSystem& files, Path path) {
     while (true) {
         if (const auto resolved = files.resolve(path)) return *resolved;
@@ -31,8 +31,8 @@ bool isSameFile(const FileStatus& left, const FileStatus& right) {
     return left.device == right.device && left.inode == right.inode;
 }
 
-/// Compares the folders themselves rather than their names, so that no other name of live storage
-/// (a link, a bind mount, another case) leads around it.
+/// Compares the folders themselves and not their names, so that another name of live storage (a
+/// link, a bind mount, another case) does not pass.
 bool liesInside(FileSystem& files, Path resolved, const Path& folder) {
     const auto wanted = files.statusFollowingLinks(folder);
     if (!wanted) return false;
@@ -68,7 +68,8 @@ Path checkedArchiveDestination(FileSystem& files, const LibraryLayout& layout,
                                const Path& destination) {
     const Path absolute = absolutePath(files, destination);
     refuseLiveStorage(files, layout, absolute);
-    // "Items/.." means another place where Items is a link: as the user reads it, and as it is.
+    // Where Items is a link, "Items/.." is one place to the user and another to the system. Both
+    // are checked.
     refuseLiveStorage(files, layout, absolute.lexically_normal());
     if (const auto resolved = files.resolve(absolute)) {
         checkExisting(files, *resolved);
@@ -77,7 +78,7 @@ Path checkedArchiveDestination(FileSystem& files, const LibraryLayout& layout,
     const auto parent = files.resolve(absolute.parent_path());
     if (!parent) throw FileError("find", absolute.parent_path(), ENOENT);
     const Path target = *parent / absolute.filename();
-    checkExisting(files, target);  // a link that leads nowhere
+    checkExisting(files, target);  // a dangling link exists too
     return target;
 }
 

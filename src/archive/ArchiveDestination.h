@@ -5,10 +5,10 @@
 
 namespace nookery {
 
-/// Where a new archive is to lie, as a path without links or relative parts. Refuses a place inside
-/// live storage, however it is spelled (ArchiveError), one that exists and is not an empty folder,
-/// one whose parent does not exist, and an empty folder that is the top of a file system of its
-/// own, which nothing can be moved onto (FileError). Changes nothing.
+/// The destination of a new archive, as a path without links or relative parts. Changes nothing.
+/// Throws ArchiveError for a place inside live storage, however it is spelled. Throws FileError for
+/// an existing place that is not an empty folder, for one whose parent does not exist, and for an
+/// empty folder that is a mount point, since nothing can be moved onto it.
 Path checkedArchiveDestination(FileSystem& files, const LibraryLayout& layout,
                                const Path& destination);
 

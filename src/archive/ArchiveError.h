@@ -7,15 +7,14 @@
 
 namespace nookery {
 
-/// Why an archive was not written. The live library is untouched, and nothing is at the
-/// destination.
+/// An archive was not written. The live library is unchanged, and nothing is at the destination.
 class ArchiveError : public Error {
   public:
     enum class Case {
-        missingOriginals,    ///< originals that records name are not there
+        missingOriginals,    ///< records name originals that do not exist
         sqlite,              ///< a database could not be copied
-        verificationFailed,  ///< what lies in storage or in the archive is not as it should be
-        invalidLocation,     ///< the destination lies inside live storage
+        verificationFailed,  ///< storage or archive has something that it must not have
+        invalidLocation,     ///< the destination is inside live storage
     };
 
     static ArchiveError missingOriginals(const std::vector<std::string>& paths);

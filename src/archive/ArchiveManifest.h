@@ -12,19 +12,19 @@
 
 namespace nookery {
 
-/// One record of the manifest: a memory, and where in the archive its original lies.
+/// One record of the manifest: a memory, and the path of its original in the archive.
 struct ItemRecord {
     CrumbItemPointer item;
     std::optional<std::string> exportedOriginal;  ///< none when the memory has no file
 };
 
-/// One file of the archive, as it must be found there.
+/// One file of the archive, with the content that it must have.
 struct FileRecord {
     std::string relativePath;
     FileContent content;
 };
 
-/// All that Collection.json says, as an export knows it.
+/// The content of Collection.json in an export.
 struct ArchiveManifest {
     Timestamp exportedAt;
     std::vector<CrumbGroup> groups;
@@ -33,32 +33,32 @@ struct ArchiveManifest {
     std::vector<std::string> originalFilesMissing;
 };
 
-/// Writes the manifest into a new file: pretty-printed, keys sorted. Holds one record at a time, so
-/// that a library of any size can be written. The file is not synced. Throws FileError.
+/// Writes the manifest into a new file, pretty-printed with sorted keys. Has one record in memory
+/// at a time, for libraries of any size. Does not sync the file. Throws FileError.
 void writeManifest(FileSystem& files, const Path& path, const ArchiveManifest& manifest);
 
-/// What a restore needs of a manifest.
+/// The part of a manifest that a restore needs.
 struct ArchiveContents {
     struct File {
-        std::string relativePath;  ///< as it stands there: it may say anything
+        std::string relativePath;  ///< as written in the manifest, not checked
         std::int64_t byteCount = 0;
-        /// 64 lower-case digits; what is written in any other way never matches.
+        /// As written; only 64 lower-case digits can match.
         std::optional<Sha256Digest> digest;
     };
 
     std::int64_t recordCount = 0;
     std::vector<File> files;
-    /// `exportedOriginal` of each memory that has one; it may say anything.
+    /// `exportedOriginal` of each memory that has one, as written and not checked.
     std::map<Uuid, std::string> exportedOriginals;
 };
 
-/// A file that is no manifest of an archive that this program can read.
+/// A file is no manifest that this program can read.
 class ManifestError : public Error {
   public:
     using Error::Error;
 };
 
-/// Bounds for manifests of foreign origin: one beyond them is refused before it fills the memory.
+/// Limits that keep a manifest of foreign origin from filling the memory.
 struct ManifestLimits {
     std::int64_t valueByteCount = std::int64_t{256} << 20;  ///< from one value to the next
     std::size_t recordCount = 10'000'000;

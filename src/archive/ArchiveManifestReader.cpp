@@ -11,8 +11,8 @@
 namespace nookery {
 namespace {
 
-/// A file's bytes, one after the other, for the parser. Refuses a file in which a single value goes
-/// on for longer than allowed: the parser would hold all of it.
+/// Gives the parser a file's bytes one by one. Refuses a single value that is longer than allowed,
+/// since the parser keeps all of it in memory.
 class ManifestBytes {
   public:
     ManifestBytes(std::unique_ptr<ReadableFile> file, std::int64_t valueByteCount)
@@ -28,7 +28,7 @@ class ManifestBytes {
     }
     void restoreValueBudget() { left_ = valueByteCount_; }
 
-    /// What nlohmann's parser reads through.
+    /// The iterator that nlohmann's parser needs.
     struct Iterator {
         using iterator_category = std::input_iterator_tag;
         using value_type = char;
@@ -82,7 +82,7 @@ std::optional<Sha256Digest> digestFromHex(const std::string& text) {
     return digest;
 }
 
-/// Takes what the parser finds, piece by piece; each record is forgotten once it was looked at.
+/// Takes what the parser finds piece by piece, and drops each record once it is read.
 class ManifestReader {
   public:
     ManifestReader(ManifestBytes& bytes, const ManifestLimits& limits)
@@ -100,7 +100,7 @@ class ManifestReader {
     }
 
   private:
-    /// Whether the value is to be kept in the document.
+    /// Whether the parser is to keep the value in the document.
     bool take(int depth, Json::parse_event_t event, Json& value) {
         using Event = Json::parse_event_t;
         const bool opens = event == Event::object_start || event == Event::array_start;
@@ -122,7 +122,7 @@ class ManifestReader {
                key_ == "originalFilesMissing";
     }
 
-    /// Keys that nobody knows are read over.
+    /// Whether to keep the values of this key. Unknown keys are skipped.
     bool enter(const std::string& key) {
         if (depthOneKeys_.contains(key)) {
             throw ManifestError(fmt::format("\"{}\" stands there twice.", key));

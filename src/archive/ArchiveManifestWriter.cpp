@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::size_t bufferByteCount = 1 << 18;
 
-/// Text on its way into a file.
+/// Writes text into a file through a buffer.
 class TextFile {
   public:
     explicit TextFile(std::unique_ptr<WritableFile> file) : file_(std::move(file)) {}
@@ -32,8 +32,8 @@ class TextFile {
     std::string buffer_;
 };
 
-/// Pretty-printed as part of a document, `level` blanks deep. Line feeds stand only between values:
-/// those inside texts are escaped.
+/// The value pretty-printed, with every line but the first indented by `level` blanks. All its line
+/// feeds are between values, since JSON escapes those in texts.
 std::string indented(const Json& json, std::size_t level) {
     const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace);
     const std::string lineStart = "\n" + std::string(level, ' ');
@@ -64,7 +64,7 @@ Json toJson(const FileRecord& file) {
 
 Json toJson(const std::string& text) { return text; }
 
-/// One key of the document and its value; `first` begins the document.
+/// Writes one key of the document; `first` also begins the document.
 void writeKey(TextFile& file, const char* key, bool first = false) {
     file.write(first ? "{\n  \"" : ",\n  \"");
     file.write(key);
@@ -93,7 +93,7 @@ void writeArray(TextFile& file, const char* key, const std::vector<Element>& ele
 
 void writeManifest(FileSystem& files, const Path& path, const ArchiveManifest& manifest) {
     TextFile file(files.createFile(path));
-    // In the order of the alphabet, at this level as at every other.
+    // Keys are in alphabetical order, here as at every other level.
     writeValue(file, "exportedAt", toIso8601(manifest.exportedAt), true);
     writeArray(file, "files", manifest.files);
     writeValue(file, "format", archive::formatName);

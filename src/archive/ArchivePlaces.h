@@ -18,10 +18,10 @@ inline constexpr std::string_view receiptsDatabaseName = "Data/Coffer/coffer.sql
 inline constexpr std::string_view receiptOriginalsName = "Receipts/Originals";
 inline constexpr std::string_view localStateName = "Data/local-state.json";
 
-/// Begins the name of the hidden folder that an archive is built in.
+/// The beginning of the name of the hidden folder in which an archive is built.
 inline constexpr std::string_view stagingPrefix = ".crumb-export-";
 
-/// What README.txt says.
+/// The text of README.txt.
 extern const std::string_view readMeText;
 
 }  // namespace nookery::archive

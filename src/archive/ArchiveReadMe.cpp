@@ -2,7 +2,7 @@
 
 namespace nookery::archive {
 
-// Archives of this format carry this text byte by byte, its one displaced line included.
+// Every archive of this format has exactly this text, with its one displaced line.
 const std::string_view readMeText =
     R"text(INDEPENDENT COLLECTION ARCHIVE — FORMAT 1
 

@@ -7,13 +7,13 @@
 
 namespace nookery {
 
-/// A field report that is not what it should be, or that cannot be worked on.
+/// A field report is damaged, or cannot be worked on.
 class FieldReportError : public Error {
   public:
     using Error::Error;
 };
 
-/// Runs `work`; when a file or the report is at fault, says what could not be done.
+/// Runs `work`. Rethrows a failure of a file or of the report with what could not be done.
 template <typename Work>
 auto explaining(const std::string& whatFailed, const Work& work) {
     try {

@@ -16,7 +16,7 @@ constexpr int manifestVersion = 1;
 constexpr std::size_t maximumDepth = 16;
 constexpr std::size_t maximumNameByteCount = 255;
 
-/// The object's member; a null one when it is missing, which no reader of a value accepts.
+/// The object's member. A missing one reads as null, which every reader of a value refuses.
 const Json& member(const Json& object, std::string_view key) {
     static const Json missing;
     if (!object.is_object()) throw JsonError("The manifest must be a JSON object.");

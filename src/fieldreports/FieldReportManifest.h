@@ -9,18 +9,18 @@
 
 namespace nookery {
 
-/// The names of what an uploaded report's folder holds, and so of its local copy's.
+/// The names in the folder of an uploaded report, and in that of its local copy.
 inline constexpr std::string_view fieldReportManifestName = "manifest.json";
 inline constexpr std::string_view fieldReportAttachmentsName = "Attachments";
 
-/// No honest manifest is larger; its notes are what a person typed on a phone.
+/// Far more than a real manifest needs: its notes were typed on a phone.
 inline constexpr std::size_t maximumReportManifestByteCount = std::size_t{8} << 20;
 
 struct FieldReportManifest {
     struct Attachment {
         Uuid id;
         std::string originalName;
-        std::string storedName;  ///< a plain file name, unlike any other of the report
+        std::string storedName;  ///< a plain file name, unique in the report
         Timestamp addedAt;
     };
 
@@ -35,12 +35,12 @@ struct FieldReportManifest {
     std::vector<Attachment> attachments;
 };
 
-/// Reads the manifest of the report `id`. It comes from outside: throws JsonError or
-/// FieldReportError for anything but a whole manifest of this format and this report, whose files
-/// lie in its own folder.
+/// Reads the manifest of the report `id`, which comes from outside. Throws JsonError or
+/// FieldReportError unless it is a whole manifest of this format and this report, and all its files
+/// are in the report's own folder.
 FieldReportManifest readFieldReportManifest(std::string_view json, const Uuid& id);
 
-/// Whether the name stays in the folder that it is used in.
+/// Whether a path of a folder and this name stays inside the folder.
 bool isPlainFileName(std::string_view name);
 
 }  // namespace nookery

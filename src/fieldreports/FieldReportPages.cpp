@@ -9,14 +9,14 @@ namespace {
 
 namespace styles = report_styles;
 
-/// Drawn as it stands, on every page.
+/// Every page shows exactly this text.
 constexpr std::string_view footerText = R"(Page \(pageNumber))";
 constexpr double footerTop = FieldReportPages::pageHeight - 44;
 constexpr double ruleThickness = 0.6;
 constexpr double panelHeight = 96;
 constexpr double panelPadding = 20;
 
-/// From one line to the next.
+/// The distance from one line to the next.
 double stepOf(const PdfTextLine& line, const FieldReportPages::TextStyle& style) {
     return std::max(line.height(), style.font.size * style.lineSpacing);
 }

@@ -7,15 +7,15 @@
 
 namespace nookery {
 
-/// The pages of a field report being laid out: margins, header, footer, and text that flows from
-/// page to page. Refers to the canvas.
+/// Lays out the pages of a field report: margins, header, footer, and text that flows from page to
+/// page. Refers to the canvas.
 class FieldReportPages {
   public:
     static constexpr double pageWidth = 612;
     static constexpr double pageHeight = 792;
     static constexpr double margin = 48;
     static constexpr double contentWidth = pageWidth - 2 * margin;
-    /// Nothing but the footer lies below.
+    /// Only the footer is below this.
     static constexpr double contentBottom = pageHeight - 64;
 
     explicit FieldReportPages(PdfCanvas& canvas);
@@ -23,24 +23,24 @@ class FieldReportPages {
     void beginPage();
     std::size_t pageCount() const { return pageCount_; }
 
-    /// Where the next thing goes.
+    /// The top of the next element.
     double top() const { return top_; }
     void skip(double points) { top_ += points; }
 
     struct TextStyle {
         PdfFont font;
         PdfColor color;
-        double lineSpacing = 1.4;  ///< of the font's size; taller scripts take more if they must
+        double lineSpacing = 1.4;  ///< times the font's size; tall scripts may take more
     };
-    /// Flows over as many pages as it takes; an empty line is a gap.
+    /// Draws a text over as many pages as it needs. An empty line makes a gap.
     void flowText(std::string_view text, const TextStyle& style);
-    /// How high the text is when it is not broken by a page's end.
+    /// The height of a text on one page.
     double heightOf(std::string_view text, const TextStyle& style) const;
     /// A thin line over the whole width.
     void drawRule();
-    /// A quiet panel for what has no picture: the label and, below it, a name.
+    /// Draws a panel in place of a picture, with a label and below it a name.
     void drawPanel(std::string_view label, std::string_view name);
-    /// The picture over the full width, or smaller where it would be higher than `maximumHeight`.
+    /// Draws a picture over the full width, or smaller if it would be higher than `maximumHeight`.
     void placePicture(const Picture& picture, double maximumHeight);
 
   private:

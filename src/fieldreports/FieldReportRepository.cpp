@@ -81,7 +81,7 @@ NookeryReceivedFieldReport FieldReportRepository::loadOne(const Uuid& id) const 
     return report;
 }
 
-/// A damaged working copy must not hide what was received.
+/// Catches all errors: a damaged working copy must not hide the received report.
 void FieldReportRepository::showEdits(NookeryReceivedFieldReport& report) const try {
     auto draft = FieldReportWorkingCopy(files_, layout_, report).saved();
     if (!draft) return;
@@ -143,7 +143,7 @@ void FieldReportRepository::receive(const Path& upload, std::string_view manifes
         try {
             removeTree(files_, staging);
         } catch (const FileError&) {
-            // The next start removes it; what failed first is the one to report.
+            // The next start removes the folder. The person needs to hear of the first failure.
         }
         throw;
     }
@@ -196,7 +196,7 @@ void FieldReportRepository::rename(const NookeryReceivedFieldReport& report,
 
 void FieldReportRepository::remove(const NookeryReceivedFieldReport& report) {
     checkPlace(report);
-    // First, so that no scan takes the report in again, whenever this ends.
+    // First, so that no scan takes the report in again even if this process ends here.
     auto ids = deletedIDs();
     if (std::find(ids.begin(), ids.end(), report.id) == ids.end()) {
         ids.push_back(report.id);

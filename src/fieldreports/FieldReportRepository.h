@@ -12,29 +12,29 @@
 
 namespace nookery {
 
-/// Where an uploaded attachment lies. Some drives spell names in another normal form than the
-/// phone, so that one and the same name may differ in its bytes. The folder must not be a link.
+/// The path of an uploaded attachment. Some drives spell names in another Unicode normal form than
+/// the phone, so that the name on disk may differ in its bytes. The folder must not be a link.
 Path uploadedFile(const Platform& platform, const Path& folder, const std::string& storedName);
 
-/// The received reports on disk: one folder each, named by its id, that is never written to once it
-/// is there. Any thread.
+/// The received reports on disk, in a folder each, which has the report's id for a name and never
+/// changes. Any thread.
 class FieldReportRepository {
   public:
     FieldReportRepository(const Platform& platform, LibraryLayout layout);
 
-    /// Every report, the newest report date first. One that cannot be read is logged and left out;
-    /// when only its working copy cannot, it is shown as it was received.
-    /// No folder of reports means no reports. Throws FileError.
+    /// All reports, the newest report date first. A report that cannot be read is logged and left
+    /// out; one whose working copy cannot be read comes as it was received. No folder of reports
+    /// means no reports. Throws FileError.
     std::vector<NookeryReceivedFieldReport> load() const;
 
     bool holds(const Uuid& id) const;
-    /// Whether the person deleted it. Throws FileError or JsonError: a list that cannot be read
-    /// never means that nothing was deleted.
+    /// Whether the person deleted the report. Throws FileError or JsonError when the list of
+    /// deleted reports cannot be read.
     bool isDeleted(const Uuid& id) const;
 
-    /// Copies an uploaded report, whose manifest is this text, beside the others: whole, or not at
-    /// all. The uploaded folder is only read. Throws FileError, or FieldReportError when a file
-    /// changed meanwhile.
+    /// Copies an uploaded report with this manifest beside the others, as a whole or not at all.
+    /// The upload stays as it is. Throws FileError, or FieldReportError when a file changed
+    /// meanwhile.
     void receive(const Path& upload, std::string_view manifestText,
                  const FieldReportManifest& manifest);
 
@@ -44,7 +44,7 @@ class FieldReportRepository {
     /// Error, naming what stayed. Main thread.
     void remove(const NookeryReceivedFieldReport& report);
 
-    /// Removes what a killed process left half-copied. Throws FileError.
+    /// Removes the unfinished copies of a killed process. Throws FileError.
     void removeLeftovers();
 
   private:

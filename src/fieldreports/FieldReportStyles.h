@@ -2,7 +2,7 @@
 
 #include "fieldreports/FieldReportPages.h"
 
-/// How a field report looks on paper.
+/// The colours and fonts of a field report's PDF.
 namespace nookery::report_styles {
 
 inline constexpr PdfColor ink{28, 32, 38};

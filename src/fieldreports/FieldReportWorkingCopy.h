@@ -11,33 +11,34 @@
 
 namespace nookery {
 
-/// The editable copy of one received report: "draft.json" and the files that were added, in a
-/// folder of its own beside the report's, which is never written to. Any thread, one at a time.
+/// The editable copy of one received report: "draft.json" and the added files, in a folder of its
+/// own. The report's folder never changes. Any thread, one at a time.
 class FieldReportWorkingCopy {
   public:
     FieldReportWorkingCopy(FileSystem& files, const LibraryLayout& layout,
                            NookeryReceivedFieldReport report);
 
-    /// What was saved; none before the first save. Throws FileError, or FieldReportError when it is
-    /// damaged.
+    /// The saved draft; none before the first save. Throws FileError, or FieldReportError when the
+    /// draft is damaged.
     std::optional<NookeryReportWorkingDraft> saved() const;
-    /// What was saved, else a new draft of the report. Throws as `saved` does.
+    /// The saved draft, or else a new draft of the report. Throws as `saved` does.
     NookeryReportWorkingDraft draft() const;
 
-    /// Durable when it returns. Throws FieldReportError; then what was saved before stays.
+    /// Durable on return. Throws FieldReportError; then the draft saved before stays.
     void save(const NookeryReportWorkingDraft& draft);
 
-    /// Copies a file into the working copy and gives the item for it, which is the draft's once it
-    /// was appended and saved. Throws FieldReportError.
+    /// Copies a file into the working copy. The caller appends the returned item to the draft and
+    /// saves it. Throws FieldReportError.
     NookeryReportWorkingDraft::Media addFile(const Path& source);
 
-    /// Where an item's content lies. Throws FieldReportError for one that the report does not have.
+    /// The path of an item's file. Throws FieldReportError for an item that the report does not
+    /// have.
     Path fileOf(const NookeryReportWorkingDraft::Media& media) const;
 
-    /// The folder of all received reports, in which nothing else may be written.
+    /// The folder of all received reports. Nothing else may be written into it.
     Path shelf() const { return folder_.parent_path().parent_path(); }
 
-    /// Where the working copy of this report lies, whether there is one or not.
+    /// The folder for the working copy, whether it exists or not.
     static Path folderOf(const LibraryLayout& layout, const Uuid& id);
 
   private:

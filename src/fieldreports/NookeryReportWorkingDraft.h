@@ -10,12 +10,12 @@
 
 namespace nookery {
 
-/// What the person made of a received report: the only thing that edits change.
+/// A received report as the person has edited it. Edits change nothing else.
 struct NookeryReportWorkingDraft {
     struct Media {
         Uuid id;  ///< the attachment's, or a new one for a file that was added
         std::string displayName;
-        bool isIncluded = true;  ///< what is not stays listed
+        bool isIncluded = true;  ///< an item left out stays in the list
         std::string caption{};
         std::optional<std::string> addedFileName{};  ///< in the working copy's folder
 
@@ -37,15 +37,15 @@ enum class MoveDirection { up, down };
 /// A new working copy: the report's fields, then its attachments, all included.
 NookeryReportWorkingDraft draftOf(const NookeryReceivedFieldReport& report);
 
-/// Moves one item by one place; at the end nothing happens. The id must be one of the draft's.
+/// Moves one item by one place, unless it is at the end. The id must be one of the draft's.
 void moveMedia(NookeryReportWorkingDraft& draft, const Uuid& id, MoveDirection direction);
 
-/// The draft's item; null when it has none of this id.
+/// The item with this id; null when the draft has none.
 NookeryReportWorkingDraft::Media* findMedia(NookeryReportWorkingDraft& draft, const Uuid& id);
 
 /// The keys are the field names, dates are ISO 8601.
 std::string toJsonText(const NookeryReportWorkingDraft& draft);
-/// Throws JsonError or FieldReportError for anything but a whole draft.
+/// Throws JsonError or FieldReportError unless the text is a whole draft.
 NookeryReportWorkingDraft draftFromJson(const std::string& text);
 
 }  // namespace nookery

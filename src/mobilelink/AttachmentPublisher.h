@@ -15,21 +15,21 @@ namespace nookery {
 
 /// "memory-" + identifier + ".enc"
 std::string attachmentNameOf(const Uuid& memoryID);
-/// The memory whose attachment has this name; none for every other name.
+/// The memory whose attachment has this name; none when it is no such name.
 std::optional<Uuid> memoryOfAttachment(std::string_view name);
 
 struct AttachmentReport {
-    std::unordered_set<Uuid> attached;  ///< memories whose attachment lies in the folder
+    std::unordered_set<Uuid> attached;  ///< memories whose attachment is in the folder
     std::size_t writtenCount = 0;
     std::size_t unchangedCount = 0;
     std::size_t failedCount = 0;  ///< could not be read or written
     std::string firstFailure{};
 };
 
-/// Puts the memories' files, sealed, into the shared folder. A file that is already there as this
-/// computer last wrote it, under the same key, is not written again: the drive's owner pays for
-/// every byte. Failures are the memory's own and end nothing; DatabaseError of the records, and
-/// Cancelled, are thrown.
+/// Seals the memories' files and puts them into the shared folder. It does not write a file again
+/// that is still there as this computer last wrote it under the same key: the drive's owner pays
+/// for every byte. A failure concerns one memory and does not end the run. Throws DatabaseError of
+/// the records, and Cancelled.
 class AttachmentPublisher {
   public:
     static constexpr std::int64_t maximumByteCount = 20'000'000;
@@ -38,7 +38,7 @@ class AttachmentPublisher {
                         LinkRecords& records, std::stop_token stop);
 
     void publish(const CrumbItem& item);
-    /// Call once, after the last.
+    /// To be called once, after the last file.
     AttachmentReport finish();
 
   private:
@@ -57,11 +57,11 @@ class AttachmentPublisher {
     Sha256Digest keyID_;
     Path folder_;
     LinkRecords& records_;
-    std::unordered_map<Uuid, PublishedAttachment> known_;  ///< as it was before this run
+    std::unordered_map<Uuid, PublishedAttachment> known_;  ///< as recorded before this run
     std::stop_token stop_;
     std::vector<std::byte> buffer_;
     std::optional<DurableBatch> batch_;
-    std::vector<PublishedAttachment> written_;  ///< in the batch, not committed yet
+    std::vector<PublishedAttachment> written_;  ///< in this batch, not committed yet
     std::int64_t batchByteCount_ = 0;
     bool driveIsFull_ = false;
     AttachmentReport report_;

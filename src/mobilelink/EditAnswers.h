@@ -8,9 +8,9 @@
 
 namespace nookery {
 
-/// Decides about each request in turn, a later one seeing what an earlier one changed, and saves
-/// what is to be changed in one transaction. Text is never merged. Throws Error, with nothing
-/// changed, when it cannot be saved. Main thread.
+/// Decides about each request in turn and saves all changes in one transaction. A later request
+/// sees the changes of an earlier one. Text is never merged. Throws Error when the changes cannot
+/// be saved; then nothing has changed. Main thread.
 std::vector<EditReceipt> answerEdits(CrumbStore& store, std::span<const PhoneEdit> edits);
 
 }  // namespace nookery

@@ -16,20 +16,20 @@ constexpr std::string_view requestPrefix = "edit-";
 constexpr std::string_view receiptPrefix = "edit-result-";
 constexpr const char* nameExtension = ".enc";
 
-/// Some sync clients give a file its size and time before its content. So only what costs much to
-/// read again is taken to stay unreadable.
+/// Some sync clients give a file its size and time before its content. So an unreadable file is
+/// read again each time, unless it is larger than this.
 constexpr std::int64_t costlyByteCount = 1 << 20;
 
 std::string receiptNameOf(const Uuid& requestID) {
     return std::string(receiptPrefix) + requestID.toString() + nameExtension;
 }
 
-/// What the receipt is called if the request's file bears its own identifier, as it usually does.
+/// The receipt's name if the request's file is named by its identifier, as it usually is.
 std::string receiptNameBeside(const Path& request) {
     return std::string(receiptPrefix) + request.filename().native().substr(requestPrefix.size());
 }
 
-/// The order in which the phone made them, so that a second change of a memory follows the first.
+/// Sorts by the time of making, so that a second change of a memory follows the first.
 void sortAndDropRepeated(std::vector<PhoneEdit>& edits) {
     std::sort(edits.begin(), edits.end(), [](const PhoneEdit& left, const PhoneEdit& right) {
         return std::tie(left.createdAt, left.id) < std::tie(right.createdAt, right.id);
@@ -75,7 +75,7 @@ void EditFolder::addRequest(const Path& path, const std::set<std::string>& recei
                             const EncryptionKey& key, PendingEdits& pending) try {
     const auto status = platform_.files.status(path);
     if (!status) {
-        // What is answered may stay where it is: clients take the content of old files away.
+        // An answered request is not fetched: sync clients remove the content of old files.
         if (receipts.contains(receiptNameBeside(path))) return;
         platform_.cloud.requestDownload(path);
         ++pending.skippedCount;
@@ -100,11 +100,11 @@ void EditFolder::addRequest(const Path& path, const std::set<std::string>& recei
         pending.edits.push_back(std::move(*edit));
     }
 } catch (const Error&) {
-    // Not readable now, or its content is not here: the next look tries again.
+    // Unreadable now, or its content is not here yet: the next call tries again.
     ++pending.skippedCount;
 }
 
-/// None for what is no request, whoever put it there. Throws FileError when it cannot be read.
+/// None for a file that is no request. Throws FileError when it cannot be read.
 std::optional<PhoneEdit> EditFolder::read(const Path& path, const EncryptionKey& key) const try {
     const std::string box = readWholeFile(platform_.files, path, maximumRequestByteCount);
     return phoneEditFromJson(transport_.open(box, key));

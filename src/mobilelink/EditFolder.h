@@ -13,27 +13,28 @@ namespace nookery {
 
 struct PendingEdits {
     std::vector<PhoneEdit> edits;  ///< unanswered, each id once, in the order they were made
-    std::size_t skippedCount = 0;  ///< files that are no request of the paired phone, or not yet
+    std::size_t skippedCount = 0;  ///< files that are no request of the paired phone, or not whole
 };
 
-/// The folder where the phone leaves requests and this computer its receipts. Requests are never
-/// changed or removed. Remembers what each file held, so that looking often is cheap; it is read
-/// again when its size or time changes, and under another key. One thread at a time.
+/// The folder in which the phone puts requests and this computer its receipts. Requests are never
+/// changed or removed. Caches what each file held, so that frequent calls are cheap; reads a file
+/// again when its size, its time or the key changes. One thread at a time.
 class EditFolder {
   public:
     static constexpr std::size_t maximumRequestByteCount = 64u << 20;
 
     explicit EditFolder(const Platform& platform) : platform_(platform), transport_(platform) {}
 
-    /// Creates the folder when it is missing. Asks the sync client for requests whose content is
-    /// not here yet. Throws PairingError or FileError.
+    /// The unanswered requests. Creates a missing folder, and asks the sync client for requests
+    /// whose content is not here yet. Throws PairingError or FileError.
     PendingEdits pending(const EncryptionKey& key);
 
-    /// Durable when it returns. Throws PairingError or FileError; some may be written then.
+    /// Writes the receipts, durable on return. Throws PairingError or FileError; then some receipts
+    /// may have been written.
     void answer(std::span<const EditReceipt> receipts, const EncryptionKey& key);
 
   private:
-    /// What a file held when it was last read: a request with this id, or none.
+    /// The content of a file when it was last read: a request with this id, or no request.
     struct Known {
         FileStatus status;
         std::optional<Uuid> requestID;

@@ -5,7 +5,7 @@
 
 namespace nookery {
 
-// Folders in the shared folder.
+// The folders inside the shared folder.
 inline constexpr const char* memoriesFolderName = "MemoriesV1";  ///< the index and its attachments
 inline constexpr const char* editsFolderName = "EditsV1";  ///< the phone's requests, our receipts
 

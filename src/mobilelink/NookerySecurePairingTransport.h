@@ -11,7 +11,7 @@
 
 namespace nookery {
 
-/// A key that the steps of one run share; the last of them wipes it.
+/// A key that the steps of one run share. The last owner wipes it.
 using SharedKey = std::shared_ptr<const EncryptionKey>;
 
 /// Whether a phone is paired, for a person to read.
@@ -20,9 +20,9 @@ struct PairingState {
     std::string reason{};  ///< why not
 };
 
-/// What lies beneath the link with the phone: where the two meet, the key that they share, and how
-/// a file is sealed with it. The program never makes that key: pairing puts it into the key store.
-/// Any thread, but no window should wait: the key store and the cloud folder may be slow.
+/// The base of the link with the phone: the shared folder, the shared key, and the sealing of files
+/// with it. The program never makes the key; pairing puts it into the key store. Any thread but the
+/// main one should call it: the key store and the cloud folder may be slow.
 class NookerySecurePairingTransport {
   public:
     explicit NookerySecurePairingTransport(const Platform& platform)
@@ -32,8 +32,8 @@ class NookerySecurePairingTransport {
     /// PairingError while there is no container.
     Path sharedFolder() const;
 
-    /// Looked up anew each time. Null for every reason that there may be: no phone is paired, the
-    /// key store cannot be read, or what it holds is no key.
+    /// Looks the key up anew each time. Null when no phone is paired, when the key store cannot be
+    /// read, and when its content is no key.
     SharedKey pairedKey() const;
     PairingState pairingState() const;
 

@@ -6,7 +6,7 @@
 namespace nookery {
 namespace {
 
-/// A request is one flat object.
+/// Limits for a request, which is one flat object.
 constexpr JsonLimits requestLimits{.maximumByteCount = 64u << 20, .maximumDepth = 8};
 
 Uuid requiredID(const Json& object, std::string_view key) {

@@ -9,12 +9,12 @@
 
 namespace nookery {
 
-/// A change to a memory that the phone asks for.
+/// A change of a memory that the phone requests.
 struct PhoneEdit {
     Uuid id;
     Uuid memoryID;
     Timestamp createdAt;
-    // As the phone last saw the memory.
+    // The memory as the phone last saw it.
     std::string baseTitle;
     std::string baseDetails;
     std::string baseBody;
@@ -24,15 +24,15 @@ struct PhoneEdit {
     std::optional<std::string> body;
 };
 
-/// Throws JsonError for anything but a whole request.
+/// Throws JsonError unless the text is a whole request.
 PhoneEdit phoneEditFromJson(std::string_view json);
 
-/// What became of a request. Each has one result and one sentence for the phone's user.
+/// The answer to a request. Each gives one result, and one sentence for the phone's user.
 enum class EditAnswer {
     applied,
     conflictChanged,    ///< the memory is no longer as the phone last saw it
     conflictFormatted,  ///< the body of formatted text cannot be changed from the phone
-    missing,            ///< no such memory, or none that the phone may know of
+    missing,            ///< no such memory, or one that the phone may not know of
 };
 
 struct EditReceipt {

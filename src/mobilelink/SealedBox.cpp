@@ -15,14 +15,14 @@ Array arrayOf(std::span<const std::byte> bytes) {
     return array;
 }
 
-/// Opens a box while it is read: what came last may be the tag, and is held back.
+/// Opens a box while it is read. Holds the last bytes back, since they may be the tag.
 class BoxChecker {
   public:
     BoxChecker(const AuthenticatedEncryption& encryption, const EncryptionKey& key,
                const NonceAndTag& mark)
         : mark_(mark), stream_(encryption.open(key, mark.nonce)) {}
 
-    /// `bytes` follow the nonce.
+    /// Takes the next bytes after the nonce.
     void take(std::span<const std::byte> bytes) {
         held_.insert(held_.end(), bytes.begin(), bytes.end());
         if (held_.size() <= tagByteCount) return;
@@ -42,7 +42,7 @@ class BoxChecker {
     std::vector<std::byte> held_;
 };
 
-/// Fills the buffer unless the file ends before.
+/// Fills the buffer, or reads to the end of the file.
 std::size_t readFully(ReadableFile& file, std::span<std::byte> buffer) {
     std::size_t filled = 0;
     while (filled < buffer.size()) {
@@ -117,7 +117,7 @@ bool isSealedBox(FileSystem& files, const AuthenticatedEncryption& encryption,
 bool hasContentOfBox(FileSystem& files, const AuthenticatedEncryption& encryption,
                      const EncryptionKey& key, const Path& path, const NonceAndTag& mark) {
     const auto file = files.openForReading(path);
-    // Twice the same nonce is harmless here: what this seals is thrown away.
+    // Using a nonce again is harmless here: the sealed bytes are thrown away.
     const auto stream = encryption.seal(key, mark.nonce);
     std::vector<std::byte> buffer(1 << 18);
     while (const std::size_t count = file->read(buffer)) {

@@ -14,7 +14,7 @@ namespace nookery {
 inline constexpr std::int64_t sealedBoxExtraByteCount =
     std::tuple_size_v<EncryptionNonce> + std::tuple_size_v<AuthenticationTag>;
 
-/// What tells a sealed box from every other that the same key has made.
+/// The nonce and tag of a sealed box. No two boxes of one key have the same.
 struct NonceAndTag {
     EncryptionNonce nonce{};
     AuthenticationTag tag{};
@@ -22,7 +22,8 @@ struct NonceAndTag {
     bool operator==(const NonceAndTag&) const = default;
 };
 
-/// Writes a sealed box into a new file, piece by piece: its memory does not grow with the content.
+/// Writes a sealed box into a new file, piece by piece, with the same memory for content of any
+/// size.
 class SealedBoxWriter {
   public:
     SealedBoxWriter(const AuthenticatedEncryption& encryption, const EncryptionKey& key,
@@ -38,20 +39,20 @@ class SealedBoxWriter {
     std::vector<std::byte> sealed_;  ///< of the last piece
 };
 
-/// The whole box, with a fresh nonce.
+/// Seals the content in one piece, with a fresh nonce.
 std::string sealBox(const AuthenticatedEncryption& encryption, const EncryptionKey& key,
                     std::string_view plain);
 
-/// Throws UnreadableSealedFile for anything but an untouched box sealed with this key.
+/// Throws UnreadableSealedFile unless the box was sealed with this key and never changed.
 std::string openBox(const AuthenticatedEncryption& encryption, const EncryptionKey& key,
                     std::string_view box);
 
-/// Whether the file is the box with this mark, untouched. Reads all of it. Throws FileError.
+/// Whether the file is the unchanged box with this mark. Reads all of it. Throws FileError.
 bool isSealedBox(FileSystem& files, const AuthenticatedEncryption& encryption,
                  const EncryptionKey& key, const Path& path, const NonceAndTag& mark);
 
-/// Whether the file holds what the box with this mark was made of by this key, going by the tag
-/// alone: the box may be out of reach. Reads all of the file. Throws FileError.
+/// Whether the file has the content of the box that this key sealed with this mark. Compares the
+/// tag only and does not need the box itself. Reads all of the file. Throws FileError.
 bool hasContentOfBox(FileSystem& files, const AuthenticatedEncryption& encryption,
                      const EncryptionKey& key, const Path& path, const NonceAndTag& mark);
 

@@ -14,7 +14,7 @@ namespace nookery {
 enum class ReceiptType { purchase, returnReceipt, refund, shippingDropoff, service, other };
 enum class Classification { unclassified, business, personal };
 
-/// How a value of an enumeration is stored, and what people read.
+/// A value of an enumeration with the text that is stored and the one that people read.
 template <typename Value>
 struct ReceiptTerm {
     Value value;
@@ -22,7 +22,7 @@ struct ReceiptTerm {
     std::string_view label;
 };
 
-/// In the order in which pickers show them.
+/// Pickers show them in this order.
 inline constexpr std::array receiptTypes{
     ReceiptTerm<ReceiptType>{ReceiptType::purchase, "purchase", "Purchase"},
     ReceiptTerm<ReceiptType>{ReceiptType::returnReceipt, "return", "Return"},
@@ -60,7 +60,7 @@ inline constexpr std::array<std::string_view, 10> builtInCategories{
     "Other",
 };
 
-/// One receipt. A plain value: changes are made on a copy and saved through the store.
+/// One receipt. A plain value: to change one, change a copy and save it through the store.
 struct CrumbReceipt {
     Uuid id;
     ReceiptType type = ReceiptType::purchase;
@@ -85,16 +85,16 @@ bool countsAsExpense(const CrumbReceipt& receipt);
 /// The merchant without white space around it, or `whenNone` where nothing is left.
 std::string merchantOr(const CrumbReceipt& receipt, std::string_view whenNone);
 
-// What lists and details say of a receipt.
+// The texts of a receipt in lists and details.
 /// "$12.34", or "Amount unavailable".
 std::string shownAmount(const CrumbReceipt& receipt);
 /// The day, or "Date unavailable".
 std::string shownDate(const CrumbReceipt& receipt);
-/// The merchant; while there is none, what the record waits for.
+/// The merchant; for a record without one, what it waits for.
 std::string shownMerchant(const CrumbReceipt& receipt, bool isBeingRead);
-/// The merchant, or "Unknown merchant", in what is given to others.
+/// The merchant or "Unknown merchant", for documents that others read.
 std::string reportedMerchant(const CrumbReceipt& receipt);
-/// What is said beside a record that is no expense by its type; none for purchases.
+/// The remark beside a record whose type is no expense; none for a purchase.
 std::optional<std::string_view> documentationRemark(const CrumbReceipt& receipt);
 
 }  // namespace nookery

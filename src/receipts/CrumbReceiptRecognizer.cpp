@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t linesThatMayNameTheChain = 14;
 constexpr std::size_t linesThatMayNameTheMerchant = 10;
 
-/// What a merchant's own name does not hold.
+/// A line with one of these is not the merchant's name.
 constexpr std::array<std::string_view, 23> exclusions = {
     "how doers",   "get more done", "receipt", "invoice",       "thank you",  "tel:",
     "phone",       "www.",          "http",    "date:",         "order #",    "store manager",
@@ -28,7 +28,7 @@ struct Merchant {
     std::vector<std::size_t> lines;
 };
 
-/// The chain prints its name as a picture, and its slogan as text: the phrases may run over lines.
+/// This chain prints its name as a picture and its slogan as text, sometimes over several lines.
 std::optional<Merchant> knownChain(const ReceiptAmounts& amounts) {
     const std::size_t count = std::min(amounts.lineCount(), linesThatMayNameTheChain);
     std::string joined;

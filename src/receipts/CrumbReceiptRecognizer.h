@@ -37,8 +37,8 @@ struct Result {
     std::optional<CalendarDay> purchaseDate;
     std::optional<Cents> totalCents;
 
-    /// Which lines gave each value, as indices into what was parsed; empty where the value is
-    /// absent. A total can come from several: a label and its amount, a subtotal and a tax.
+    /// The lines that gave each value, as indices into the parsed lines; empty for an absent value.
+    /// A total can come from several lines: a label and its amount, or a subtotal and a tax.
     std::vector<std::size_t> merchantLines;
     std::vector<std::size_t> dateLines;
     std::vector<std::size_t> totalLines;
@@ -46,11 +46,12 @@ struct Result {
     std::vector<Doubt> doubts;  ///< about the total; each at most once
 };
 
-/// What the lines, in reading order, say. Pure; any thread.
+/// Reads the lines, which must be in reading order. Pure; any thread.
 Result parse(std::span<const OCRLine> lines);
 
-/// The lines with the decimal points that print and camera lost. At a line's end, two digits behind
-/// a comma, or behind a point and a gap, are cents; behind a gap alone when a dollar sign vouches.
+/// The lines with the decimal points that print or camera lost. At the end of a line, two digits
+/// are cents after a comma, after a point and a gap, or, in an amount with a dollar sign, after a
+/// gap.
 std::vector<OCRLine> withDecimalPoints(std::vector<OCRLine> lines);
 
 /// The lines of an image, or of a PDF's first page, in reading order and with decimal points.

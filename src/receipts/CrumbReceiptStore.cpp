@@ -9,7 +9,7 @@
 namespace nookery {
 namespace {
 
-/// 0001-01-01 and 10000-01-01 UTC: what can be written as "yyyy-MM-dd".
+/// 0001-01-01 and 10000-01-01 UTC: the days that "yyyy-MM-dd" can express.
 constexpr double firstSecond = -62135596800.0;
 constexpr double endSecond = 253402300800.0;
 
@@ -17,8 +17,8 @@ bool isOnCalendar(Timestamp date) {
     return date.secondsSince1970 >= firstSecond && date.secondsSince1970 < endSecond;
 }
 
-/// The list is read in the order of an index, all over the table: without room for its pages each
-/// would be fetched many times.
+/// SQLite reads the list in the order of an index, whose rows lie all over the table. Without room
+/// for the table's pages it would fetch each page many times.
 SqliteConnection openWithRoom(const Path& path, SqliteAccess access) {
     auto connection = SqliteConnection::open(path, access);
     connection.execute("PRAGMA cache_size=-32000;");
@@ -57,7 +57,7 @@ std::optional<std::string> validText(const SqliteStatement& row, int column) {
     return text ? std::optional(toValidUtf8(*text)) : std::nullopt;
 }
 
-/// Days are stored as their midnight in UTC, wherever the machine is: a receipt does not change its
+/// A day is stored as its midnight in UTC, wherever the machine is, so that a receipt keeps its
 /// date when its owner travels.
 std::optional<double> storedDay(const std::optional<CalendarDay>& day) {
     if (!day) return std::nullopt;

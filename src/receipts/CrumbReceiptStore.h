@@ -19,17 +19,17 @@ class StoreError : public Error {
     using Error::Error;
 };
 
-/// The receipts' own database, beside the collection's and apart from it: nothing here changes a
-/// memory. Holds one open connection, or none: every operation but the opening ones then throws
-/// StoreError "Database unavailable". All failures of SQLite become StoreError with its message,
-/// and leave the database as it was. What a method has saved survives a power cut. One writing
-/// store at a time, under the library's lock. One thread.
+/// The receipts' database, apart from the collection's: nothing here changes a memory. The store
+/// has one open connection or none; without one, every operation but the opening ones throws
+/// StoreError "Database unavailable". A failure of SQLite becomes a StoreError with its message and
+/// leaves the database as it was. What a method has saved survives a power cut. Only one store may
+/// write at a time, under the library's lock. One thread.
 class CrumbReceiptStore {
   public:
     CrumbReceiptStore(FileSystem& files, LibraryLayout layout);
 
-    /// Opens for writing: creates the folders and the file where they are missing, and brings an
-    /// older database up to date. On failure (FileError, StoreError) the store holds none.
+    /// Opens for writing: creates missing folders and a missing file, and brings an older database
+    /// up to date. On failure (FileError, StoreError) the store has no connection.
     void open();
     /// Opens for reading beside a writer. False, and nothing opened, when there is no database yet,
     /// or one of an earlier version that only `open` can bring up to date.
@@ -40,12 +40,12 @@ class CrumbReceiptStore {
     std::vector<CrumbReceipt> load();
     /// Inserts, or updates all but the time of import.
     void save(const CrumbReceipt& receipt);
-    /// The preserved file stays.
+    /// Removes the record; the preserved file stays.
     void remove(const Uuid& id);
 
     /// The user's own categories, in alphabetical order.
     std::vector<std::string> customCategories();
-    /// A name that differs from one that is there in case only is not added again.
+    /// Does not add a name that differs from a present one only in case.
     void addCategory(const std::string& name);
 
   private:

@@ -9,8 +9,8 @@ namespace nookery {
 
 /// Writes comma-separated values for spreadsheet programs: a byte-order mark, every field in double
 /// quotes with inner ones doubled, rows that end with CR LF. A field that begins with "=", "+", "-"
-/// or "@" gets a leading apostrophe, so that no spreadsheet reads it as a formula. What is not
-/// UTF-8 is written with U+FFFD.
+/// or "@" gets a leading apostrophe, so that no spreadsheet reads it as a formula. U+FFFD replaces
+/// bytes that are not UTF-8.
 class CsvWriter {
   public:
     explicit CsvWriter(std::function<void(std::string_view)> sink);

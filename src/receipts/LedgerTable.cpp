@@ -23,13 +23,13 @@ constexpr PdfFont cellFont{.size = 8};
 constexpr PdfFont merchantFont{.size = 8, .face = PdfFont::Face::bold};
 constexpr PdfFont headFont{.size = 8, .face = PdfFont::Face::bold};
 constexpr PdfFont detailFont{.size = 6.5};
-/// Any amount fits on one line: broken in two it would read as a smaller one.
+/// So small that any amount fits on one line: one broken in two would look like a smaller one.
 constexpr PdfFont longAmountFont = detailFont;
 constexpr double headHeight = 16;
 constexpr double padding = 4;
 constexpr double detailGap = 1.5;
 
-/// Whatever a record holds, a row fits on a page; the spreadsheet has the whole text.
+/// With these limits every row fits on a page; the spreadsheet has the whole text.
 constexpr std::size_t mostCellLines = 12;
 constexpr std::size_t mostNoteLines = 20;
 
@@ -45,7 +45,7 @@ std::string detailOf(const CrumbReceipt& receipt) {
 
 }  // namespace
 
-/// A record's texts, broken to fit their columns.
+/// A record's texts, broken into lines that fit their columns.
 struct LedgerTable::Row {
     std::vector<ReportCell> cells;
     Lines detail, note;
@@ -116,7 +116,7 @@ LedgerTable::Row LedgerTable::rowOf(const CrumbReceipt& receipt) {
     return row;
 }
 
-/// What goes beyond the most lines is cut, and shows that it was.
+/// Cuts the text after the last allowed line and marks the cut with "…".
 LedgerTable::Lines LedgerTable::broken(std::string_view text, const PdfFont& font,
                                        const PdfColumn& column, std::size_t mostLines) {
     constexpr std::size_t plentyForALine = 400;

@@ -8,7 +8,7 @@
 
 namespace nookery {
 
-/// The table of all records, its head repeated on each page, no row split across pages.
+/// The table of all records. Each page repeats its head; no row breaks across pages.
 class LedgerTable {
   public:
     explicit LedgerTable(ReportPages& pages) : pages_(pages) {}

@@ -12,7 +12,7 @@
 namespace nookery {
 namespace {
 
-// White space as Unicode has it; RE2's own \s is ASCII's.
+// Unicode white space; RE2's own \s is ASCII only.
 #define NOOKERY_SPACES R"([\s\x{85}\p{Z}]*)"
 
 struct Patterns {
@@ -40,7 +40,7 @@ std::optional<Cents> centsFrom(std::string_view dollars, std::string_view cents)
     return error == std::errc() ? std::optional(value) : std::nullopt;
 }
 
-/// Moves past the next amount that 64 bits can hold.
+/// Consumes the text up to the end of the next amount that fits 64 bits.
 std::optional<Cents> nextAmount(re2::StringPiece& rest) {
     re2::StringPiece dollars;
     re2::StringPiece cents;

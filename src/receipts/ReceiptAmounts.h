@@ -18,7 +18,7 @@ struct FoundAmount {
     std::vector<std::size_t> lines;
 };
 
-/// A receipt's lines with the amounts that they carry. Refers to the lines, which outlive it.
+/// A receipt's lines and the amounts in them. Refers to the lines, which must outlive it.
 class ReceiptAmounts {
   public:
     explicit ReceiptAmounts(std::span<const OCRLine> lines);
@@ -28,12 +28,12 @@ class ReceiptAmounts {
     /// The first amount inside the line.
     std::optional<Cents> amountIn(std::size_t line) const { return amounts_[line]; }
 
-    /// The last amount inside the line, as after a rate of tax.
+    /// The last amount inside the line, which may follow a tax rate.
     std::optional<Cents> lastAmountIn(std::size_t line) const;
 
-    /// The amount that belongs to a label: inside its own line, else on the same printed row,
-    /// beginning to the right of it; there a line that is nothing but an amount comes first, and
-    /// of several the one most level with the label.
+    /// The amount that belongs to a label: one inside its own line, else one to its right on the
+    /// same printed row. There a line with nothing but an amount comes first; of several, the one
+    /// most level with the label.
     std::optional<FoundAmount> amountOf(std::size_t label) const;
 
     /// The amount of the last line that holds `label` and has one.

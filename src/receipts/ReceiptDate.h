@@ -8,7 +8,8 @@
 namespace nookery {
 
 /// The first day written in digits inside the line, as Americans write days: month, day, year, or
-/// year, month, day, parted by slashes or hyphens. A year of two digits is one from 1970 to 2069.
+/// year, month, day, separated by slashes or hyphens. A year of two digits is one from 1970 to
+/// 2069.
 std::optional<CalendarDay> receiptDateIn(std::string_view line);
 
 }  // namespace nookery

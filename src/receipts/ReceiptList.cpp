@@ -16,7 +16,7 @@ std::string searchedText(const CrumbReceipt& receipt) {
     return combinedForm(text);
 }
 
-/// Dates and amounts are looked for as they are written, not as words.
+/// Date and amount as they are written; the search compares them with the words as typed.
 std::string figures(const CrumbReceipt& receipt) {
     std::string text;
     if (receipt.purchaseDate) text += toText(*receipt.purchaseDate);
@@ -54,7 +54,7 @@ class WordMatcher {
 }  // namespace
 
 bool standsBefore(const CrumbReceipt& left, const CrumbReceipt& right) {
-    // An absent date is less than any other.
+    // std::optional orders an absent date before any other.
     if (left.purchaseDate != right.purchaseDate) return left.purchaseDate > right.purchaseDate;
     return left.importedAt > right.importedAt;
 }

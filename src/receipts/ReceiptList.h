@@ -9,7 +9,7 @@
 
 namespace nookery {
 
-/// Records are immutable once published, so that lists share them instead of copying.
+/// A published record never changes, so that lists share records instead of copying them.
 using ReceiptPointer = std::shared_ptr<const CrumbReceipt>;
 using ReceiptList = std::vector<ReceiptPointer>;
 
@@ -17,12 +17,12 @@ using ReceiptList = std::vector<ReceiptPointer>;
 /// undated ones last; ties by import, newest first.
 bool standsBefore(const CrumbReceipt& left, const CrumbReceipt& right);
 
-/// What a list is narrowed to; what is absent admits every receipt.
+/// The filter of a list. An absent value admits every receipt.
 struct ReceiptFilter {
     std::optional<Classification> classification{};
     std::optional<ReceiptType> type{};
-    /// Words that must all occur in merchant, category, note, type, date or amount, whatever their
-    /// case and accents.
+    /// Words that must all occur in merchant, category, note, type, date or amount. Case and
+    /// accents do not matter.
     std::string query{};
 };
 

@@ -8,7 +8,7 @@
 namespace nookery {
 namespace {
 
-/// The source itself, which a link may only name.
+/// The file itself, when `source` is a link to it.
 Path realFile(FileSystem& files, const Path& source) {
     const auto real = files.resolve(source);
     if (!real) throw FileError("find", source, ENOENT);
@@ -21,14 +21,14 @@ Path realFile(FileSystem& files, const Path& source) {
     return *real;
 }
 
-/// The extension as it can stand in any name; one that is not like an extension is left out.
+/// The extension in a spelling that every file system takes; empty when it is too long for one.
 std::string plainExtension(const Path& source) {
     constexpr std::size_t longest = 16;
     const std::string extension = originalName(source.filename()).extension();
     return extension.size() <= longest ? extension : "";
 }
 
-/// Content before names: a name that survives a power cut always stands for a whole file.
+/// Syncs the content before the name, so that a name that survives a power cut has a whole file.
 void placeDurably(const Platform& platform, OriginalCopy& copy, const Path& place) {
     OriginalCopy* const copies[] = {&copy};
     syncTogether(copies);

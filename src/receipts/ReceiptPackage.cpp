@@ -14,8 +14,8 @@ namespace {
 constexpr std::size_t merchantByteCount = 60;
 constexpr std::size_t idLength = 8;
 
-/// Letters and digits of any script; what stands between them becomes one hyphen. Nothing is left
-/// that a file system, a shell or the direction of writing could take for more than a name.
+/// Keeps the letters and digits of any script; every run of other characters becomes one hyphen. So
+/// nothing is left that has a meaning to a file system or a shell, or turns the writing direction.
 std::string plainWords(std::string_view text) {
     std::string words;
     bool gap = false;

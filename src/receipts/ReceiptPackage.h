@@ -9,7 +9,7 @@
 
 namespace nookery {
 
-/// What the accountant package says: made once, written by each of its documents.
+/// The content of the accountant package. Made once; each document of the package writes it.
 struct ReceiptPackage {
     struct Row {
         ReceiptPointer receipt;
@@ -26,7 +26,7 @@ struct ReceiptPackage {
     std::size_t needReview = 0;  ///< rows with at least one issue
 };
 
-/// The names of what lies in the package.
+/// The names of files and folders in the package.
 namespace receiptpackage {
 inline constexpr std::string_view folderPrefix = "NOOKERY-Receipts-Export-";
 inline constexpr std::string_view originalsName = "Original-Receipts";
@@ -36,14 +36,14 @@ inline constexpr std::string_view summaryName = "Receipts-Summary.txt";
 inline constexpr std::string_view reportName = "Receipts-Accountant-Report.pdf";
 }  // namespace receiptpackage
 
-/// What keeps a record from being complete, in the order in which it is told.
+/// The issues that keep a record from being complete, in the order of display.
 std::vector<std::string_view> issuesOf(const CrumbReceipt& receipt, bool originalIsThere);
 
 /// Oldest receipt date first, undated ones last; ties by import, oldest first.
 ReceiptList inLedgerOrder(ReceiptList receipts);
 
-/// What a copy of the receipt's original is called before it is made unique: date, merchant and the
-/// beginning of the id, so that it can be read on any system.
+/// The name for a copy of the receipt's original, before it is made unique: date, merchant and the
+/// beginning of the id, in characters that every system takes.
 std::string readableOriginalName(const CrumbReceipt& receipt);
 
 /// "2026-03-01 09:30", local: when the package was prepared.

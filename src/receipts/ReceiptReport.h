@@ -5,7 +5,7 @@
 
 namespace nookery {
 
-/// Draws the accountant report: totals, inventory, the ledger of all records, what needs review.
+/// Draws the accountant report: totals, inventory, the ledger of all records, records to review.
 void drawReceiptReport(PdfCanvas& canvas, const ReceiptPackage& package);
 
 }  // namespace nookery

@@ -7,7 +7,7 @@
 
 namespace nookery {
 
-/// Where the bytes of a document go, piece by piece.
+/// Takes the bytes of a document, piece by piece.
 using ByteSink = std::function<void(std::string_view)>;
 
 /// One row for each record, all records.

@@ -29,7 +29,7 @@ inline constexpr const char* createReceipts =
 
 inline constexpr const char* listColumns = "PRAGMA table_info(receipts);";
 
-/// A column that databases of earlier versions lack.
+/// A column that earlier versions did not have.
 struct AddedColumn {
     std::string_view name;
     const char* statement;

@@ -6,10 +6,10 @@
 
 namespace nookery {
 
-/// The package in words and figures, for whoever opens no spreadsheet.
+/// The package in words and figures, for readers without a spreadsheet program.
 std::string receiptsSummary(const ReceiptPackage& package);
 
-/// How an export ended, in the words that windows and commands show.
+/// The result of an export, as windows and commands show it.
 struct ReceiptExportNotice {
     std::string title;
     std::string text;

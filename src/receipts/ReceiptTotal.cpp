@@ -8,7 +8,7 @@ namespace {
 
 using CrumbReceiptRecognizer::Doubt;
 
-/// Below this a digit has been read wrong about as often as not.
+/// With less confidence, about half of the readings have a wrong digit.
 constexpr double leastConfidence = 0.6;
 
 bool holdsAny(const std::string& text, std::span<const std::string_view> phrases) {
@@ -35,7 +35,7 @@ bool isTotalLine(const std::string& lowerCasedLine) {
     return holdsWord(lowerCasedLine, "total") && !holdsAny(lowerCasedLine, other);
 }
 
-/// A card is charged what was due.
+/// A line with the amount that a card was charged, which is the total.
 bool isCardLine(const std::string& lowerCasedLine) {
     constexpr std::array<std::string_view, 5> cards = {"visa", "mastercard", "debit", "credit",
                                                        "amex"};
@@ -75,7 +75,7 @@ bool sumContradicts(const FoundAmount& total, const ReceiptAmounts& amounts) {
     const auto makesTotal = [&](std::optional<Cents> taxAmount) {
         return taxAmount && checkedSum(subtotal->amount, *taxAmount) == total.amount;
     };
-    // The first amount in the line may be the tax's rate.
+    // The first amount in the line may be the tax rate.
     return !makesTotal(tax->amount) && !makesTotal(amounts.lastAmountIn(tax->lines.back()));
 }
 

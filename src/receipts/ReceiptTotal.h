@@ -8,11 +8,11 @@
 
 namespace nookery {
 
-/// What was paid: the amount of the last total line that has one; without any, the subtotal and
-/// the sales tax together.
+/// The amount paid: that of the last total line with an amount; without one, the sum of subtotal
+/// and sales tax.
 std::optional<FoundAmount> receiptTotal(const ReceiptAmounts& amounts);
 
-/// What on the receipt speaks against that total.
+/// The reasons on the receipt to doubt that total.
 std::vector<CrumbReceiptRecognizer::Doubt> doubtsAbout(const FoundAmount& total,
                                                        const ReceiptAmounts& amounts,
                                                        std::span<const OCRLine> lines);

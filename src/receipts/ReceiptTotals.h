@@ -7,16 +7,16 @@
 
 namespace nookery {
 
-/// What the receipts of one classification come to.
+/// The totals of one classification's receipts.
 struct ClassificationTotals {
     Cents purchases;
     Cents refunds;
     Cents net;  ///< purchases minus refunds; may be negative
 };
 
-/// Sums over receipts, made once for all that shows them. A purchase whose amount is known adds to
-/// its classification's purchases, a refund to its refunds, whether or not they are flagged for
-/// review; nothing else changes a total.
+/// Sums over receipts, made once for every place that shows them. A purchase with a known amount
+/// adds to its classification's purchases, a refund to its refunds, flagged for review or not.
+/// Nothing else changes a total.
 struct ReceiptTotals {
     std::array<ClassificationTotals, classifications.size()> byClassification{};
     std::size_t recordCount = 0;

@@ -19,7 +19,7 @@ constexpr PdfFont headingFont{.size = 12, .face = PdfFont::Face::bold};
 constexpr double spaceAboveHeading = 16;
 constexpr double headingHeight = 24;
 
-/// From a row's top to the baseline that the first lines of its cells share.
+/// The distance from a row's top to the common baseline of its cells' first lines.
 double baselineOf(const std::vector<ReportCell>& row) {
     double baseline = 0;
     for (const ReportCell& cell : row) {

@@ -8,7 +8,7 @@
 
 namespace nookery {
 
-/// A place across the page, in points.
+/// A column's place across the page, in points.
 struct PdfColumn {
     double left = 0;
     double width = 0;
@@ -16,7 +16,7 @@ struct PdfColumn {
     double right() const { return left + width; }
 };
 
-/// One of the texts that stand beside each other in a row.
+/// The text of one column in a row.
 struct ReportCell {
     std::vector<PdfTextLine> lines;
     PdfFont font;
@@ -24,8 +24,8 @@ struct ReportCell {
     PdfAlignment alignment = PdfAlignment::left;
 };
 
-/// The accountant report's pages: header, footer, and where the next thing goes. What is asked to
-/// stay together never breaks across pages, unless it is higher than a page.
+/// The pages of the accountant report: header, footer, and the position of the next element. An
+/// element that is to stay together never breaks across pages, unless it is higher than a page.
 class ReportPages {
   public:
     static constexpr PdfColumn body{47, 508};
@@ -35,15 +35,15 @@ class ReportPages {
     PdfCanvas& canvas() { return canvas_; }
     double top() const { return top_; }
 
-    /// Begins a new page unless so much room is left on this one.
+    /// Begins a new page unless this one has so much room left.
     void demand(double height);
     void moveDown(double distance) { top_ += distance; }
-    /// Drawn at the top of each new page while it is set: a table's head.
+    /// A table's head. While it is set, each new page begins with it.
     void repeatOnNewPages(std::function<void()> head) { head_ = std::move(head); }
 
-    /// A section's heading, kept together with what follows it up to `heightBelow`.
+    /// Draws a section's heading on the same page as the next `heightBelow` points.
     void heading(std::string_view text, double heightBelow);
-    /// A text over the width of a column, broken across pages between lines only.
+    /// Draws a text over the width of a column. Pages break between its lines.
     void paragraph(std::string_view text, const PdfFont& font, PdfColor color,
                    const PdfColumn& column);
     /// Draws lines below each other from `top` on; answers where they end.

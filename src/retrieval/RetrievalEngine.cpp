@@ -21,7 +21,7 @@ class RetrievalEngine::State {
     VectorMatrix vectors;
     LexicalSearch lexical{index};
     FileFamilies families;
-    /// What each memory reminds of, as far as it was asked for since the last change.
+    /// The related memories of those asked for since the last change.
     std::unordered_map<Uuid, std::vector<Uuid>> relatedCache;
 };
 
@@ -79,7 +79,7 @@ LexicalSnapshot RetrievalEngine::search(std::string_view searchText, std::size_t
 
 std::shared_ptr<const DeepSearchRequest> RetrievalEngine::prepareDeepSearch(
     const LexicalSnapshot& snapshot, const UsageSignals& usage, Timestamp now) const {
-    return gatherDeepSearch(state_->index, state_->vectors, snapshot, usage, now);
+    return retrieveCandidates(state_->index, state_->vectors, snapshot, usage, now);
 }
 
 DeepSearchResult RetrievalEngine::deepSearch(const DeepSearchRequest& request,

@@ -18,88 +18,108 @@
 
 namespace nookery {
 
-/// Everything the deep stage needs, gathered on the main thread; holds no reference into the
-/// engine that a later change could touch, so that it may run on any thread.
+/// Everything that the deep stage needs. Made on the main thread; later changes of the engine do
+/// not touch it, so that the stage may run on any thread. See deep/DeepSearch.h.
 class DeepSearchRequest;
 
-/// Finds memories. Holds the index of the library in memory and nothing on disk; always describes
+/// Finds memories. The engine holds its index in memory and nothing on disk. It always describes
 /// exactly the memories it was given. Main thread, except where said.
 ///
-/// How a memory gets in, a file a stage:
-///   FoldTable, TextNormalizer   text to comparable forms, and these to tokens
-///   Hashtags, SearchRecord      the texts and tags of a memory that are searched
-///   Vocabulary                  the distinct tokens, found by any part of them
-///   TokenStreams, TermFrequencies    what a memory holds, written once; each token's place and
-///   weight Postings, LexicalIndex      which memories hold a token; adding, removing, compacting
-/// How it is found:
-///   Query                       what was typed, as terms and tags
-///   PhraseMatcher               terms of several tokens ("e-mail")
-///   TermMatches, ScoreAccumulator       one term: for every memory, where it stands and how
-///   strongly LexicalScorer               all terms: the best memories and the number of hits
-///   LexicalSearch, SearchHints  the lexical stage from text to ranked hits with their reasons
-///   VectorMatrix, Association   similarity of meaning, and what memories have in common
-///   CandidateRetrieval, DeepScore, DeepSearch   the final order
-///   Excerpt, SearchExplanation  what people see of it
-/// What it is like:
-///   VersionFamily, FileFamilies  other versions and formats of a file
-///   TextLikeness, RelatedMemories  near-duplicate texts, and what a memory reminds of
-/// The numbers are in RankingWeights and DeepScore.
+/// The rooms, in the order of the pipeline; the files of a room in reading order:
 ///
-/// A term of one token stands in a text exactly when it stands inside one of the text's tokens.
-/// So the vocabulary answers which tokens hold it, their postings which memories; no text is read.
+/// text/     makes texts comparable
+///   FoldTable           the foldings of single code points
+///   TextNormalizer      the two forms of a text, and their tokens
+///   EnglishWords        stems and function words
+///   Hashtags            tags written in a text
+///   ContentPieces       the pieces of a memory's searchable text
+/// index/    what the library holds
+///   SearchRecord        the searchable text of a memory
+///   Vocabulary          the distinct tokens, found by any part of them
+///   TokenStreams        the forward index: the tokens of each memory
+///   RankingWeights      the numbers of the lexical ranking
+///   TermFrequencies     counts a memory's tokens: their fields and impacts
+///   Postings            the inverted index: the memories that hold each token
+///   LexicalIndex        all of these together: adding, removing, compacting
+///   ScoreAccumulator    one match score for each memory, while a term is searched
+/// lexical/  the lexical stage, from the typed text to ranked hits
+///   Query               the terms and tags of the typed text
+///   PhraseMatcher       terms of several tokens ("e-mail")
+///   TermMatches         the matches of one term in all memories
+///   LexicalScorer       combines the terms: the best memories and the number of hits
+///   SearchHints         the reason shown under a hit
+///   LexicalSearch       runs these stages; LexicalSnapshot is their result
+/// deep/     the deep stage, which decides the final order
+///   VectorKernels, VectorMatrix      similarity of meaning
+///   Association         what memories have in common
+///   DeepScore           the numbers of the deep stage
+///   CandidateRetrieval  the candidates, with all that the stage reads
+///   DeepSearch          runs the stage; DeepSearchResult is its result
+/// related/  what stands beside one memory
+///   VersionFamily, FileFamilies      versions and formats of its file
+///   TextSimilarity      near-duplicate texts
+///   RelatedMemories     the memories related to it
+///   MachineNames, FilenameCleanup  machine-generated titles, and better ones
+/// show/     what people see of a search
+///   Excerpt             the best passage of a memory
+///   SearchExplanation   the stages in words
+///
+/// One fact makes the lexical stage fast: a text contains a term of one token exactly when one of
+/// the text's tokens contains it. So the vocabulary gives the tokens and the postings give the
+/// memories. No text is read.
 class RetrievalEngine {
   public:
-    /// Ranks by these weights as long as it lives.
+    /// The weights hold for the engine's whole life.
     explicit RetrievalEngine(const RankingWeights& weights = {});
     ~RetrievalEngine();
 
-    /// Adds a memory, or replaces all that is known of one with this id (its vector stays).
+    /// Adds a memory, or replaces the one with this id; its vector stays.
     void put(const CrumbItemPointer& item, const MemoryAttributes& attributes);
-    /// As `put` for each, faster: use for loading. `attributes` has an entry for each item, or
-    /// none.
+    /// The same for many memories, but faster: for loading a library. `attributes` has an entry for
+    /// each item, or none at all.
     void putAll(std::span<const CrumbItemPointer> items,
                 const std::vector<MemoryAttributes>& attributes);
     void remove(const Uuid& id);
     void clear();
     std::size_t size() const;
 
-    /// The memory's embedding; of a length other than the others' it is ignored, empty removes it.
+    /// Sets the memory's embedding. An empty vector, or one of another length than the others',
+    /// removes it. Ignored for an unknown memory.
     void setVector(const Uuid& id, std::span<const double> vector);
 
-    /// The lexical stage: parses, scores and ranks; the best `limit` hits with hints. An empty
-    /// query gives an empty snapshot.
+    /// The lexical stage: parses the query, scores and ranks the memories. The snapshot has the
+    /// best `limit` hits with their hints; it is empty for an empty query.
     LexicalSnapshot search(std::string_view searchText, std::size_t limit) const;
 
-    /// Gathers what the deep stage needs for a snapshot that `search` just made (with a limit of
-    /// at least 240).
+    /// Prepares the deep stage for a snapshot that `search` has just made with a limit of at least
+    /// deepCandidateLimit.
     std::shared_ptr<const DeepSearchRequest> prepareDeepSearch(const LexicalSnapshot& snapshot,
                                                                const UsageSignals& usage,
                                                                Timestamp now) const;
 
-    /// The deep stage. Any thread; throws Cancelled when stop is requested. With no embedder the
-    /// semantic part is left out.
+    /// The deep stage. Without an embedder it leaves out the similarity of meaning. Any thread.
+    /// Throws Cancelled when stop is requested.
     static DeepSearchResult deepSearch(const DeepSearchRequest& request,
                                        const TextEmbedder* embedder, std::stop_token stop);
 
-    /// The best passage of a memory for a query, with each match between `open` and `close`; in
-    /// the memory's own spelling. Empty when the memory holds no text.
+    /// The passage of a memory that matches a query best, in the memory's own spelling, with each
+    /// match between `open` and `close`. Empty when the memory has no text.
     std::string excerpt(const CrumbItem& item, const LexicalSnapshot& snapshot,
                         std::string_view open, std::string_view close) const;
 
-    /// The memories that this one reminds of, best first, at most 12: near-duplicates of its text,
-    /// then what shares its rare words, its meaning or its file's name. Remembered until the next
-    /// change of the index. Empty for a memory that is not in it.
+    /// The memories related to one, best first, at most relatedLimit (related/RelatedMemories.h).
+    /// Cached until the next change of the index. Empty for an unknown memory.
     std::vector<Uuid> related(const Uuid& id) const;
-    /// The other versions of its file (VersionFamily.h), newest first.
+    /// The other versions of a memory's file (related/VersionFamily.h), newest first.
     std::vector<Uuid> versions(const Uuid& id) const;
-    /// Does a part of what the first question for these must do (a millisecond or two); answers
-    /// whether there is more of it.
+    /// Does a millisecond or two of the work that the first call of `versions` or `related` needs;
+    /// answers whether more is left.
     bool prepareVersions();
 
-    /// What each stage made of a query, for people.
+    /// What each stage of the lexical search made of a query, for people.
     std::string explain(std::string_view searchText) const;
 
-    /// Bytes held by the index, vectors not counted.
+    /// The bytes that the index holds, without the vectors.
     std::size_t indexByteCount() const;
 
   private:

@@ -9,7 +9,7 @@
 namespace nookery {
 namespace {
 
-/// Keeps gathering within its time: what connects a text stands at its beginning, too.
+/// Bounds the time for long texts, whose beginning tells enough.
 constexpr int associationReadLimit = 256;
 constexpr std::size_t fewestAssociationLetters = 4;
 constexpr std::size_t fewestSubstringLetters = 3;
@@ -23,7 +23,7 @@ bool isTagged(const std::vector<Ordinal>* tagged, Ordinal ordinal) {
     return tagged != nullptr && std::binary_search(tagged->begin(), tagged->end(), ordinal);
 }
 
-/// Tells what a memory's title and tags hold of what was typed.
+/// Tells which words and tags of the query a memory's title and tags hold.
 class TitleAndTags {
   public:
     TitleAndTags(const LexicalIndex& index, const LexicalSnapshot& snapshot) {
@@ -52,7 +52,7 @@ class TitleAndTags {
   private:
     struct Word {
         std::string form;
-        const std::vector<Ordinal>* tagged = nullptr;  ///< memories tagged with the word
+        const std::vector<Ordinal>* tagged = nullptr;  ///< the memories tagged with the word
     };
 
     static bool isIn(const std::string& word, const std::string& title) {
@@ -64,7 +64,7 @@ class TitleAndTags {
     std::vector<const std::vector<Ordinal>*> requestedTags_;
 };
 
-/// Brings the lexical scores of a query to the deep stage's scale, whatever its number of words.
+/// The factor that brings a query's lexical scores to the deep stage's scale.
 double scaleOf(const RankingWeights& weights, const LexicalSnapshot& snapshot) {
     if (snapshot.fullMatchScore <= weights.deepFullMatchScore) return 1;
     return weights.deepFullMatchScore / snapshot.fullMatchScore;
@@ -72,15 +72,15 @@ double scaleOf(const RankingWeights& weights, const LexicalSnapshot& snapshot) {
 
 }  // namespace
 
-std::shared_ptr<const DeepSearchRequest> gatherDeepSearch(const LexicalIndex& index,
-                                                          const VectorMatrix& vectors,
-                                                          const LexicalSnapshot& snapshot,
-                                                          const UsageSignals& usage,
-                                                          Timestamp now) {
+std::shared_ptr<const DeepSearchRequest> retrieveCandidates(const LexicalIndex& index,
+                                                            const VectorMatrix& vectors,
+                                                            const LexicalSnapshot& snapshot,
+                                                            const UsageSignals& usage,
+                                                            Timestamp now) {
     auto request = std::make_shared<DeepSearchRequest>();
-    request->words = snapshot.understoodText;
+    request->words = snapshot.correctedText;
     request->lexicalCount = snapshot.totalCount;
-    request->admitsBySimilarity = snapshot.tellingCount < deepSemanticFallbackThreshold;
+    request->admitsBySimilarity = snapshot.strongHitCount < deepSemanticFallbackThreshold;
     request->vectors = vectors.view();
     request->usage = usage;
     request->now = now;

@@ -8,16 +8,17 @@
 
 namespace nookery {
 
-/// Gathers what the deep stage reads, for a snapshot that was just made of this index. Takes
-/// about a millisecond, however long the memories are. Main thread.
-std::shared_ptr<const DeepSearchRequest> gatherDeepSearch(const LexicalIndex& index,
-                                                          const VectorMatrix& vectors,
-                                                          const LexicalSnapshot& snapshot,
-                                                          const UsageSignals& usage, Timestamp now);
+/// Retrieves the deep stage's candidates for a snapshot that was just made of this index, with all
+/// that the stage reads of them. Takes about a millisecond, however long the memories are. Main
+/// thread.
+std::shared_ptr<const DeepSearchRequest> retrieveCandidates(const LexicalIndex& index,
+                                                            const VectorMatrix& vectors,
+                                                            const LexicalSnapshot& snapshot,
+                                                            const UsageSignals& usage,
+                                                            Timestamp now);
 
-/// The words by which a memory is associated with others: of its first few hundred, those of four
-/// letters or more that connect (isAssociating), each once. Titles, notes, short texts and their
-/// tags, people and groups are read whole.
+/// The distinct tokens by which a memory can be associated with others: those of four bytes or more
+/// that are associating (see isAssociating) among the first 256 of its stream.
 std::vector<AssociationToken> associationTokens(const LexicalIndex& index, Ordinal ordinal);
 
 }  // namespace nookery

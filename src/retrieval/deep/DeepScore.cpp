@@ -9,7 +9,7 @@ namespace {
 
 constexpr double secondsPerDay = 86400;
 
-/// From this many seconds on, the next step of a bonus that fades holds.
+/// The ages in seconds at which a fading bonus falls to its next step.
 constexpr std::array<double, 4> fadingSteps{secondsPerDay, 7 * secondsPerDay, 30 * secondsPerDay,
                                             120 * secondsPerDay};
 using FadingBonus = std::array<double, fadingSteps.size() + 1>;

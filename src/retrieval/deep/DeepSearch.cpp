@@ -16,12 +16,12 @@ static_assert(deepSafetyCandidateCount + similarityAdmissionLimit <= deepCandida
 
 using QueryVector = std::optional<std::vector<float>>;
 
-/// A memory on its way to the final order.
+/// A memory with its score in the making.
 struct ScoredCandidate {
     CrumbItemPointer item;
     std::string lexicalHint;  ///< empty for a memory that similarity admitted
     ScoreParts parts;
-    std::string partnerTitle;  ///< of a close partner; empty when there is none
+    std::string partnerTitle;  ///< of the close partner; empty when there is none
     double usage = 0;          ///< 0 to 1
     double score = 0;
     bool isAdmitted = false;
@@ -33,90 +33,88 @@ void throwIfStopped(const std::stop_token& stop) {
     if (stop.stop_requested()) throw Cancelled();
 }
 
-ScoredCandidate scoredCandidateFor(const CrumbItemPointer& item, const DeepSearchRequest& request) {
-    ScoredCandidate scored;
-    scored.item = item;
-    scored.parts.age = ageBonus(item->createdAt, request.now);
+ScoredCandidate makeCandidate(const CrumbItemPointer& item, const DeepSearchRequest& request) {
+    ScoredCandidate candidate;
+    candidate.item = item;
+    candidate.parts.age = ageBonus(item->createdAt, request.now);
     if (const auto usage = request.usage.find(item->id); usage != request.usage.end()) {
-        scored.parts.usage = usageBonus(usage->second, request.now);
-        scored.usage = usageValue(usage->second, request.now);
+        candidate.parts.usage = usageBonus(usage->second, request.now);
+        candidate.usage = usageValue(usage->second, request.now);
     }
-    return scored;
+    return candidate;
 }
 
 std::vector<ScoredCandidate> admittedBySimilarity(const DeepSearchRequest& request,
                                                   std::span<const float> query,
                                                   const std::stop_token& stop) {
-    std::unordered_set<Uuid> present;
-    for (const auto& candidate : request.candidates) present.insert(candidate.item->id);
+    std::unordered_set<Uuid> hits;
+    for (const DeepCandidate& hit : request.candidates) hits.insert(hit.item->id);
     const auto matches = request.vectors.mostSimilar(
         query, leastSemanticCosine, request.candidates.size() + similarityAdmissionLimit, stop);
     std::vector<ScoredCandidate> admitted;
     for (const VectorMatch& match : matches) {
-        if (present.contains(match.item->id)) continue;
+        if (hits.contains(match.item->id)) continue;
         if (admitted.size() == similarityAdmissionLimit) break;
-        ScoredCandidate scored = scoredCandidateFor(match.item, request);
-        scored.parts.semantic = semanticBonus(match.cosine);
-        scored.isAdmitted = true;
-        admitted.push_back(std::move(scored));
+        ScoredCandidate candidate = makeCandidate(match.item, request);
+        candidate.parts.semantic = semanticBonus(match.cosine);
+        candidate.isAdmitted = true;
+        admitted.push_back(std::move(candidate));
     }
     return admitted;
 }
 
-void addAssociations(const DeepSearchRequest& request,
-                     std::span<ScoredCandidate> scoredCandidates) {
-    const auto candidates = std::span(request.candidates).first(scoredCandidates.size());
+/// `candidates` are made of the first of the request's lexical hits, in their order.
+void addAssociations(const DeepSearchRequest& request, std::span<ScoredCandidate> candidates) {
+    const auto hits = std::span(request.candidates).first(candidates.size());
     double bestScore = request.fullMatchScore;
-    for (const auto& candidate : candidates)
-        bestScore = std::max(bestScore, candidate.lexicalScore);
+    for (const DeepCandidate& hit : hits) bestScore = std::max(bestScore, hit.lexicalScore);
     std::vector<AssociationCandidate> memories;
-    for (const auto& candidate : candidates) {
-        memories.push_back({candidate.associationTokens, candidate.lexicalScore / bestScore});
+    for (const DeepCandidate& hit : hits) {
+        memories.push_back({hit.associationTokens, hit.lexicalScore / bestScore});
     }
     const auto partners = bestPartners(memories);
     for (std::size_t i = 0; i < partners.size(); ++i) {
         if (!partners[i]) continue;
-        scoredCandidates[i].parts.association = partners[i]->contribution;
+        candidates[i].parts.association = partners[i]->contribution;
         if (partners[i]->association.value < closeAssociationValue) continue;
-        scoredCandidates[i].parts.association += closePartnerBonus;
-        scoredCandidates[i].partnerTitle = candidates[partners[i]->partner].item->title;
+        candidates[i].parts.association += closePartnerBonus;
+        candidates[i].partnerTitle = hits[partners[i]->partner].item->title;
     }
 }
 
-std::vector<ScoredCandidate> scoredLexicalHits(const DeepSearchRequest& request,
+std::vector<ScoredCandidate> lexicalCandidates(const DeepSearchRequest& request,
                                                const QueryVector& query, std::size_t count) {
-    const auto candidates = std::span(request.candidates).first(count);
-    std::vector<ScoredCandidate> scoredCandidates;
-    for (const DeepCandidate& candidate : candidates) {
-        ScoredCandidate scored = scoredCandidateFor(candidate.item, request);
-        scored.parts.lexical = candidate.lexicalScore;
-        scored.parts.requestedTags = candidate.requestedTagCount;
-        scored.lexicalHint = candidate.hint;
-        scored.holdsEveryWord = candidate.holdsEveryWord;
-        scored.holdsWordsSomewhere = candidate.holdsWordsSomewhere;
-        if (query && candidate.vectorRow) {
-            const auto value = request.vectors.cosineOfRow(*candidate.vectorRow, *query);
-            scored.parts.semantic = value ? semanticBonus(*value) : 0;
+    std::vector<ScoredCandidate> candidates;
+    for (const DeepCandidate& hit : std::span(request.candidates).first(count)) {
+        ScoredCandidate candidate = makeCandidate(hit.item, request);
+        candidate.parts.lexical = hit.lexicalScore;
+        candidate.parts.requestedTags = hit.requestedTagCount;
+        candidate.lexicalHint = hit.hint;
+        candidate.holdsEveryWord = hit.holdsEveryWord;
+        candidate.holdsWordsSomewhere = hit.holdsWordsSomewhere;
+        if (query && hit.vectorRow) {
+            const auto cosine = request.vectors.cosineOfRow(*hit.vectorRow, *query);
+            candidate.parts.semantic = cosine ? semanticBonus(*cosine) : 0;
         }
-        scoredCandidates.push_back(std::move(scored));
+        candidates.push_back(std::move(candidate));
     }
-    addAssociations(request, scoredCandidates);
-    return scoredCandidates;
+    addAssociations(request, candidates);
+    return candidates;
 }
 
-/// Pushes what similarity admitted below every memory whose title or tags hold all that was
-/// typed, keeping its order.
-void holdAdmittedBelowFullMatches(std::span<ScoredCandidate> scoredCandidates) {
+/// Scales the scores of the memories that similarity admitted, so that they stay in order and below
+/// every memory whose title or tags hold all words typed.
+void scaleAdmittedBelowFullMatches(std::span<ScoredCandidate> candidates) {
     double lowestFull = std::numeric_limits<double>::infinity();
     double highestAdmitted = 0;
-    for (const ScoredCandidate& scored : scoredCandidates) {
-        if (scored.holdsEveryWord) lowestFull = std::min(lowestFull, scored.score);
-        if (scored.isAdmitted) highestAdmitted = std::max(highestAdmitted, scored.score);
+    for (const ScoredCandidate& candidate : candidates) {
+        if (candidate.holdsEveryWord) lowestFull = std::min(lowestFull, candidate.score);
+        if (candidate.isAdmitted) highestAdmitted = std::max(highestAdmitted, candidate.score);
     }
     if (highestAdmitted < lowestFull) return;
     const double factor = 0.999 * lowestFull / highestAdmitted;
-    for (ScoredCandidate& scored : scoredCandidates) {
-        if (scored.isAdmitted) scored.score *= factor;
+    for (ScoredCandidate& candidate : candidates) {
+        if (candidate.isAdmitted) candidate.score *= factor;
     }
 }
 
@@ -126,18 +124,19 @@ bool ranksBefore(const ScoredCandidate& a, const ScoredCandidate& b) {
     return a.item->id < b.item->id;
 }
 
-/// The strongest reason: the words' own unless meaning or association weighs more. That alone says
-/// less of a memory than where all the words stand.
-std::string hintFor(const ScoredCandidate& scored) {
-    const ScoreParts& parts = scored.parts;
+/// Names the strongest reason: the lexical hint, unless meaning and association together weigh more
+/// than the words. Even then the lexical hint says more than "Matched by association" when the
+/// memory holds all words.
+std::string hintFor(const ScoredCandidate& candidate) {
+    const ScoreParts& parts = candidate.parts;
     const double words =
         finalScore({.lexical = parts.lexical, .requestedTags = parts.requestedTags});
-    if (!scored.isAdmitted && words >= parts.semantic + parts.association) {
-        return scored.lexicalHint;
+    if (!candidate.isAdmitted && words >= parts.semantic + parts.association) {
+        return candidate.lexicalHint;
     }
-    if (!trimmed(scored.partnerTitle).empty()) return "Related to " + scored.partnerTitle;
-    if (scored.usage >= recentUseValue) return "You used this recently";
-    return scored.holdsWordsSomewhere ? scored.lexicalHint : "Matched by association";
+    if (!trimmed(candidate.partnerTitle).empty()) return "Related to " + candidate.partnerTitle;
+    if (candidate.usage >= recentUseValue) return "You used this recently";
+    return candidate.holdsWordsSomewhere ? candidate.lexicalHint : "Matched by association";
 }
 
 }  // namespace
@@ -152,19 +151,19 @@ DeepSearchResult runDeepSearch(const DeepSearchRequest& request, const TextEmbed
     }
     std::vector<ScoredCandidate> admitted;
     if (query && request.admitsBySimilarity) admitted = admittedBySimilarity(request, *query, stop);
-    auto scoredCandidates = scoredLexicalHits(
+    auto candidates = lexicalCandidates(
         request, query, std::min(request.candidates.size(), deepCandidateLimit - admitted.size()));
     throwIfStopped(stop);
-    scoredCandidates.insert(scoredCandidates.end(), std::make_move_iterator(admitted.begin()),
-                            std::make_move_iterator(admitted.end()));
-    for (ScoredCandidate& scored : scoredCandidates) scored.score = finalScore(scored.parts);
-    holdAdmittedBelowFullMatches(scoredCandidates);
-    std::sort(scoredCandidates.begin(), scoredCandidates.end(), ranksBefore);
+    candidates.insert(candidates.end(), std::make_move_iterator(admitted.begin()),
+                      std::make_move_iterator(admitted.end()));
+    for (ScoredCandidate& candidate : candidates) candidate.score = finalScore(candidate.parts);
+    scaleAdmittedBelowFullMatches(candidates);
+    std::sort(candidates.begin(), candidates.end(), ranksBefore);
 
     DeepSearchResult result;
     result.totalCount = request.lexicalCount + admitted.size();
-    for (const ScoredCandidate& scored : scoredCandidates) {
-        result.hits.push_back({scored.item->id, scored.score, hintFor(scored)});
+    for (const ScoredCandidate& candidate : candidates) {
+        result.hits.push_back({candidate.item->id, candidate.score, hintFor(candidate)});
     }
     throwIfStopped(stop);
     return result;

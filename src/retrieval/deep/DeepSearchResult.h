@@ -8,7 +8,7 @@
 
 namespace nookery {
 
-/// One hit of the final order.
+/// One hit in the final order.
 struct RankedHit {
     Uuid id;
     double score = 0;
@@ -16,7 +16,7 @@ struct RankedHit {
 };
 
 struct DeepSearchResult {
-    std::vector<RankedHit> hits;  ///< final order, highest score first
+    std::vector<RankedHit> hits;  ///< highest score first; ties: newer first, then by id
     std::size_t totalCount = 0;   ///< lexical hits plus the memories admitted by similarity
 };
 

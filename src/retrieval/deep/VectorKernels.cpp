@@ -49,8 +49,8 @@ __attribute__((target("avx2"))) void dotProductsWithAvx2(const std::int8_t* quer
         for (std::size_t i = 0; i < rowByteCount; i += quantisedRowAlignment) {
             const __m256i a = load(query + i);
             const __m256i b = load(rows + i);
-            // The multiplication wants one side unsigned: |a| times b with the sign of a. Two
-            // products of at most 127 * 127 fit into 16 bits.
+            // The instruction multiplies unsigned with signed values, hence |a| and b with the
+            // sign of a. The sum of two products, at most 2 * 127 * 127, fits 16 bits.
             const __m256i pairs = _mm256_maddubs_epi16(_mm256_abs_epi8(a), _mm256_sign_epi8(b, a));
             sum = _mm256_add_epi32(sum, _mm256_madd_epi16(pairs, ones));
         }

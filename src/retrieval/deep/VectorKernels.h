@@ -7,22 +7,22 @@
 
 namespace nookery {
 
-/// The number of bytes to which quantised rows are padded with zeros, so that no kernel needs a
-/// remainder loop.
+/// Quantised rows are padded with zeros to a multiple of this many bytes, so that no kernel needs a
+/// loop for a remainder.
 constexpr std::size_t quantisedRowAlignment = 32;
 
-/// Dot products of one quantised query with `rowCount` rows that lie one after another, each
-/// `rowByteCount` long (a multiple of quantisedRowAlignment). No value may be -128. Writes
-/// `rowCount` results.
+/// Writes to `results` the dot products of a quantised query with `rowCount` rows. The rows lie one
+/// after another and are `rowByteCount` long, a multiple of quantisedRowAlignment. No value may be
+/// -128.
 using DotProducts = void (*)(const std::int8_t* query, const std::int8_t* rows,
                              std::size_t rowByteCount, std::size_t rowCount, std::int32_t* results);
 
-/// Runs on any machine.
+/// For any processor.
 void dotProductsPortable(const std::int8_t* query, const std::int8_t* rows,
                          std::size_t rowByteCount, std::size_t rowCount, std::int32_t* results);
-/// None where the processor lacks AVX2.
+/// None on a processor without AVX2.
 std::optional<DotProducts> dotProductsAvx2();
-/// The fastest that this machine's processor can run; all give the same results.
+/// The fastest version for this processor. All versions give the same results.
 DotProducts fastestDotProducts();
 
 /// The cosine of the angle between two vectors, in double. None when the lengths differ or either

@@ -12,8 +12,8 @@ namespace {
 constexpr std::size_t rowsPerBlock = 256;
 constexpr float largestQuantised = 127;
 
-/// How far a quantised cosine may lie from the exact one, with room to spare: rounding costs less
-/// than 0.001 for vectors whose direction is spread over their length, as embeddings' is.
+/// A generous bound of the difference between a quantised cosine and the exact one. Rounding costs
+/// less than 0.001 for vectors whose direction is spread over all dimensions, as in embeddings.
 constexpr double quantisationError = 0.01;
 
 std::size_t paddedByteCount(std::size_t dimension) {
@@ -26,7 +26,7 @@ struct Quantised {
     float factor = 0;
 };
 
-/// None for a vector without a direction.
+/// None for a vector of all zeros or with a value that is not finite.
 std::optional<Quantised> quantised(std::span<const float> vector) {
     double squaredNorm = 0;
     float largest = 0;
@@ -48,13 +48,17 @@ std::optional<Quantised> quantised(std::span<const float> vector) {
 struct RowMatch {
     std::size_t row = 0;
     double cosine = 0;
+    const CrumbItem* item = nullptr;
 };
 
+/// A total order that does not depend on the rows, which vectors get as they come in.
 bool isMoreSimilar(const RowMatch& a, const RowMatch& b) {
-    return a.cosine != b.cosine ? a.cosine > b.cosine : a.row < b.row;
+    if (a.cosine != b.cosine) return a.cosine > b.cosine;
+    if (a.item->createdAt != b.item->createdAt) return a.item->createdAt > b.item->createdAt;
+    return a.item->id < b.item->id;
 }
 
-/// Keeps the best `limit` of what it is given.
+/// Keeps the best `limit` of the matches added.
 class BestMatches {
   public:
     BestMatches(std::size_t limit, double least) : limit_(limit), least_(least) {}
@@ -98,7 +102,7 @@ std::vector<VectorMatch> VectorView::mostSimilar(std::span<const float> query, d
     const auto quantisedQuery = quantised(query);
     if (query.size() != dimension_ || !quantisedQuery || limit == 0) return {};
     const auto dotProducts = fastestDotProducts();
-    // Quantised cosines choose with a margin on both sides; exact ones decide.
+    // Quantised cosines choose with a margin in value and in number; exact cosines decide.
     BestMatches roughly(limit + limit / 4 + 8, leastCosine - quantisationError);
     std::array<std::int32_t, rowsPerBlock> products{};
     for (std::size_t first = 0; first < rowCount_; first += rowsPerBlock) {
@@ -110,13 +114,14 @@ std::vector<VectorMatch> VectorView::mostSimilar(std::span<const float> query, d
         for (std::size_t i = 0; i < count; ++i) {
             const float rough =
                 static_cast<float>(products[i]) * block.factors[i] * quantisedQuery->factor;
-            if (rough >= roughly.least()) roughly.add({first + i, rough});
+            if (rough < roughly.least()) continue;
+            roughly.add({first + i, rough, block.items[i].get()});
         }
     }
     BestMatches exactly(limit, leastCosine);
     for (const RowMatch& match : roughly.take()) {
         const auto exact = cosineOfRow(match.row, query);
-        if (exact && *exact >= leastCosine) exactly.add({match.row, *exact});
+        if (exact && *exact >= leastCosine) exactly.add({match.row, *exact, match.item});
     }
     std::vector<VectorMatch> matches;
     for (const RowMatch& match : exactly.take()) {

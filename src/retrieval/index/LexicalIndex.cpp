@@ -9,16 +9,16 @@
 namespace nookery {
 namespace {
 
-/// Below this many changes the postings are not made anew.
+/// With fewer changes than this the postings are not derived anew.
 constexpr std::size_t fewestChanges = 4096;
 
-/// So many memories' texts are read at a time when many are taken in.
+/// How many memories `putAll` reads at a time.
 constexpr std::size_t batchSize = 1024;
 
-/// The lengths of memories on which impacts are based while there are none to go by.
+/// The average length while the index is empty.
 constexpr double assumedAverageLength = 30;
 
-/// Lines of SearchRecord::combined before those that come once a tag or person.
+/// The lines of SearchRecord::combined between the contents and the tags.
 constexpr std::size_t detailLineCount = 4;
 
 /// Writes a search record as a token stream.
@@ -78,14 +78,14 @@ class RecordWriter {
     std::string_view rest_;
 };
 
-const MemoryAttributes noFacets;
+const MemoryAttributes noAttributes;
 
 }  // namespace
 
 LexicalIndex::LexicalIndex(const RankingWeights& weights)
     : weights_(weights),
       meanings_(sectionMeanings(weights)),
-      tally_(meanings_),
+      termFrequencies_(meanings_),
       averageLength_(assumedAverageLength) {}
 
 void LexicalIndex::put(const CrumbItemPointer& item, const MemoryAttributes& attributes) {
@@ -101,18 +101,19 @@ void LexicalIndex::putAll(std::span<const CrumbItemPointer> items,
     ++version_;
     items_.reserve(items_.size() + items.size());
     ordinals_.reserve(ordinals_.size() + items.size());
-    // Newest first, so that of memories with equal scores those come first that are shown first.
+    // Newest first: among equal scores the newest are shown, and they are then found in the first
+    // blocks.
     std::vector<std::size_t> order(items.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
     std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
         return items[a]->createdAt > items[b]->createdAt;
     });
-    // While one batch is taken in, another thread reads the texts of the next.
+    // While this thread indexes one batch, another reads the texts of the next.
     const auto recordsFrom = [&](std::size_t begin) {
         std::vector<SearchRecord> records(std::min(batchSize, order.size() - begin));
         for (std::size_t i = 0; i < records.size(); ++i) {
             const std::size_t place = order[begin + i];
-            writeSearchRecord(*items[place], attributes.empty() ? noFacets : attributes[place],
+            writeSearchRecord(*items[place], attributes.empty() ? noAttributes : attributes[place],
                               records[i]);
         }
         return records;
@@ -163,7 +164,7 @@ Ordinal LexicalIndex::append(const CrumbItemPointer& item, const SearchRecord& r
     writer.begin(Section::end);
     streams_.append(writer.bytes());
     addItem(item);
-    addToFrequencies(ordinal);
+    addToDocumentFrequencies(ordinal);
     return ordinal;
 }
 
@@ -180,27 +181,27 @@ void LexicalIndex::addItem(const CrumbItemPointer& item) {
     newestDates_.back() = std::max(newestDates_.back(), item->createdAt);
 }
 
-void LexicalIndex::addToFrequencies(Ordinal ordinal) {
-    frequencies_.resize(vocabulary_.size());
-    tally_.count(streams_.at(ordinal), vocabulary_.size());
-    for (const auto& entry : tally_.entries()) ++frequencies_[entry.token];
-    totalLength_ += tally_.length();
+void LexicalIndex::addToDocumentFrequencies(Ordinal ordinal) {
+    documentFrequencies_.resize(vocabulary_.size());
+    termFrequencies_.count(streams_.at(ordinal), vocabulary_.size());
+    for (const auto& entry : termFrequencies_.entries()) ++documentFrequencies_[entry.token];
+    totalLength_ += termFrequencies_.length();
 }
 
 void LexicalIndex::addPostings(Ordinal ordinal) {
-    // `append` has just tallied this memory.
-    for (const auto& entry : tally_.entries()) {
+    // `append` has just counted this memory's terms.
+    for (const auto& entry : termFrequencies_.entries()) {
         const std::uint8_t impact = impactOf(weights_, entry.mask, entry.weightedFrequency,
-                                             tally_.length(), averageLength_);
+                                             termFrequencies_.length(), averageLength_);
         postings_.append(entry.token, ordinal, {entry.mask, impact});
     }
 }
 
 void LexicalIndex::tombstone(Ordinal ordinal) {
-    tally_.count(streams_.at(ordinal), vocabulary_.size());
-    for (const auto& entry : tally_.entries()) --frequencies_[entry.token];
-    for (const std::uint32_t number : tally_.tagNumbers()) --tags_[number].aliveCount;
-    totalLength_ -= tally_.length();
+    termFrequencies_.count(streams_.at(ordinal), vocabulary_.size());
+    for (const auto& entry : termFrequencies_.entries()) --documentFrequencies_[entry.token];
+    for (const std::uint32_t number : termFrequencies_.tagNumbers()) --tags_[number].aliveCount;
+    totalLength_ -= termFrequencies_.length();
     ordinals_.erase(items_[ordinal]->id);
     items_[ordinal] = nullptr;
     alive_[ordinal / ScoreAccumulator::blockSize] &=
@@ -211,13 +212,13 @@ void LexicalIndex::rebuildWhenDue() {
     const std::size_t dead = items_.size() - ordinals_.size();
     if (dead > fewestChanges && dead * 4 > items_.size()) {
         compact();
-    } else if (items_.size() - sortedOrdinals_ > fewestChanges &&
-               (items_.size() - sortedOrdinals_) * 4 > items_.size()) {
+    } else if (items_.size() - mainOrdinalCount_ > fewestChanges &&
+               (items_.size() - mainOrdinalCount_) * 4 > items_.size()) {
         derivePostings();
     }
 }
 
-/// Leaves out the dead memories, and the tokens and tags that only they held.
+/// Drops the dead memories, and the tokens and tags that only they held.
 void LexicalIndex::compact() {
     LexicalIndex compacted(weights_);
     compacted.items_.reserve(ordinals_.size());
@@ -249,34 +250,37 @@ void LexicalIndex::copyFrom(const LexicalIndex& other, Ordinal ordinal) {
     writer.begin(Section::end);
     streams_.append(writer.bytes());
     addItem(other.items_[ordinal]);
-    addToFrequencies(ownOrdinal);
+    addToDocumentFrequencies(ownOrdinal);
 }
 
 void LexicalIndex::derivePostings() {
     averageLength_ = ordinals_.empty() ? assumedAverageLength
                                        : static_cast<double>(totalLength_) /
                                              static_cast<double>(ordinals_.size());
-    postings_.reserve(frequencies_);
+    postings_.reserve(documentFrequencies_);
     const auto end = static_cast<Ordinal>(items_.size());
     const Ordinal middle = end / 2;
     using Direction = Postings::Filler::Direction;
     auto back = std::async([&] {
         Postings::Filler filler(postings_, Direction::fromBack);
-        TermFrequencies tally(meanings_);
-        for (Ordinal ordinal = end; ordinal-- > middle;) place(ordinal, tally, filler);
+        TermFrequencies frequencies(meanings_);
+        for (Ordinal ordinal = end; ordinal-- > middle;)
+            placePostings(ordinal, frequencies, filler);
     });
     Postings::Filler filler(postings_, Direction::fromFront);
-    for (Ordinal ordinal = 0; ordinal < middle; ++ordinal) place(ordinal, tally_, filler);
+    for (Ordinal ordinal = 0; ordinal < middle; ++ordinal)
+        placePostings(ordinal, termFrequencies_, filler);
     back.get();
-    sortedOrdinals_ = end;
+    mainOrdinalCount_ = end;
 }
 
-void LexicalIndex::place(Ordinal ordinal, TermFrequencies& tally, Postings::Filler& filler) const {
+void LexicalIndex::placePostings(Ordinal ordinal, TermFrequencies& frequencies,
+                                 Postings::Filler& filler) const {
     if (!isAlive(ordinal)) return;
-    tally.count(streams_.at(ordinal), vocabulary_.size());
-    for (const auto& entry : tally.entries()) {
-        const std::uint8_t impact =
-            impactOf(weights_, entry.mask, entry.weightedFrequency, tally.length(), averageLength_);
+    frequencies.count(streams_.at(ordinal), vocabulary_.size());
+    for (const auto& entry : frequencies.entries()) {
+        const std::uint8_t impact = impactOf(weights_, entry.mask, entry.weightedFrequency,
+                                             frequencies.length(), averageLength_);
         filler.place(entry.token, ordinal, {entry.mask, impact});
     }
 }
@@ -304,15 +308,15 @@ std::vector<std::string> LexicalIndex::tagsOf(Ordinal ordinal) const {
 }
 
 std::span<const TermFrequencies::Entry> LexicalIndex::tokensOf(Ordinal ordinal) const {
-    tally_.count(streams_.at(ordinal), vocabulary_.size());
-    return tally_.entries();
+    termFrequencies_.count(streams_.at(ordinal), vocabulary_.size());
+    return termFrequencies_.entries();
 }
 
 std::size_t LexicalIndex::byteCount() const {
     constexpr std::size_t mapNode = sizeof(Uuid) + sizeof(Ordinal) + 3 * sizeof(void*);
-    std::size_t bytes =
-        vocabulary_.byteCount() + streams_.byteCount() + postings_.byteCount() + tally_.byteCount();
-    bytes += frequencies_.capacity() * sizeof(std::uint32_t);
+    std::size_t bytes = vocabulary_.byteCount() + streams_.byteCount() + postings_.byteCount() +
+                        termFrequencies_.byteCount();
+    bytes += documentFrequencies_.capacity() * sizeof(std::uint32_t);
     bytes += items_.capacity() * sizeof(CrumbItemPointer) + dates_.capacity() * sizeof(Timestamp);
     bytes += ordinals_.size() * mapNode + ordinals_.bucket_count() * sizeof(void*);
     for (const Tag& tag : tags_) {

@@ -22,12 +22,12 @@ namespace nookery {
 
 /// The index of the library: which memories hold which token, where, and how strongly.
 ///
-/// Memories get ordinals, counted up from 0; a changed memory gets a new one and its old one is
-/// dead. What a memory holds is written down once, as a stream of token numbers; the postings
-/// (which memories hold a token) are derived from the streams: in one sorted part made at load
-/// and whenever a quarter of the library has changed, and a growing part for what came since.
+/// Memories get ordinals, counted up from 0. A changed memory gets a new ordinal; its old one is
+/// dead. The forward index (TokenStreams) has the tokens of each memory. The inverted index
+/// (Postings) is derived from it: the main part at load and whenever a quarter of the library has
+/// changed, the auxiliary part with every memory that comes in between.
 ///
-/// Main thread; taking in many memories, and deriving all postings, use a second one inside.
+/// Main thread. `putAll` and deriving the postings use a second thread inside.
 class LexicalIndex {
   public:
     explicit LexicalIndex(const RankingWeights& weights = {});
@@ -51,22 +51,23 @@ class LexicalIndex {
     std::uint64_t version() const { return version_; }
     std::optional<Ordinal> ordinalOf(const Uuid& id) const;
     bool isAlive(Ordinal ordinal) const { return items_[ordinal] != nullptr; }
-    /// A bit for each memory alive, a word for each of a ScoreAccumulator's blocks.
+    /// A bit for each memory that is alive, a word for each block of a ScoreAccumulator.
     std::span<const std::uint64_t> alive() const { return alive_; }
     /// The memory, or null when the ordinal is dead.
     const CrumbItemPointer& item(Ordinal ordinal) const { return items_[ordinal]; }
     /// Kept for dead memories too.
     Timestamp createdAt(Ordinal ordinal) const { return dates_[ordinal]; }
-    /// When the newest of a ScoreAccumulator's block of memories was created.
+    /// When the newest memory in a block of a ScoreAccumulator was created.
     Timestamp newestIn(std::size_t block) const { return newestDates_[block]; }
     TokenStream stream(Ordinal ordinal) const { return streams_.at(ordinal); }
-    void fetchStream(Ordinal ordinal) const { streams_.fetch(ordinal); }
+    void prefetchStream(Ordinal ordinal) const { streams_.prefetch(ordinal); }
 
-    /// The length of a memory on which impacts are based: the mean when postings were last derived.
+    /// The average length of a memory by which impacts are normalised, as it was when the postings
+    /// were last derived.
     double averageLength() const { return averageLength_; }
 
-    /// Each token of a memory once, with its fields and impact; in no particular order. Valid
-    /// until the next call.
+    /// The distinct tokens of a memory with their fields and weighted frequencies, in no particular
+    /// order. Valid until the next call.
     std::span<const TermFrequencies::Entry> tokensOf(Ordinal ordinal) const;
 
     // Tokens --------------------------------------------------------------------------------
@@ -74,12 +75,12 @@ class LexicalIndex {
     const Vocabulary& vocabulary() const { return vocabulary_; }
     std::string_view tokenText(TokenId token) const { return vocabulary_.text(token); }
     /// How many memories hold a token.
-    std::uint32_t documentFrequency(TokenId token) const { return frequencies_[token]; }
+    std::uint32_t documentFrequency(TokenId token) const { return documentFrequencies_[token]; }
     const Postings& postings() const { return postings_; }
 
     std::vector<std::string> tagsOf(Ordinal ordinal) const;
-    /// The memories that hold a tag (comparable form), dead ones among them; null when none is
-    /// alive.
+    /// The memories with a tag (in comparable form), ascending, dead ones among them. Null when
+    /// none of them is alive.
     const std::vector<Ordinal>* taggedWith(const std::string& tag) const;
 
     std::size_t byteCount() const;
@@ -93,34 +94,35 @@ class LexicalIndex {
 
     Ordinal append(const CrumbItemPointer& item, const SearchRecord& record);
     void addItem(const CrumbItemPointer& item);
-    void addToFrequencies(Ordinal ordinal);
+    void addToDocumentFrequencies(Ordinal ordinal);
     void addPostings(Ordinal ordinal);
     void tombstone(Ordinal ordinal);
     void rebuildWhenDue();
     void compact();
     void copyFrom(const LexicalIndex& other, Ordinal ordinal);
     void derivePostings();
-    void place(Ordinal ordinal, TermFrequencies& tally, Postings::Filler& filler) const;
+    void placePostings(Ordinal ordinal, TermFrequencies& frequencies,
+                       Postings::Filler& filler) const;
     std::uint32_t tagNumber(const std::string& name);
 
     RankingWeights weights_;
     SectionMeanings meanings_;
     Vocabulary vocabulary_;
-    std::vector<std::uint32_t> frequencies_;  // memories alive that hold each token
-    std::vector<CrumbItemPointer> items_;     // by ordinal; null = dead
-    std::vector<Timestamp> dates_;            // when each was created
-    std::vector<std::uint64_t> alive_;        // a bit an ordinal
-    std::vector<Timestamp> newestDates_;      // by block of ScoreAccumulator
+    std::vector<std::uint32_t> documentFrequencies_;  // by token: memories alive that hold it
+    std::vector<CrumbItemPointer> items_;             // by ordinal; null = dead
+    std::vector<Timestamp> dates_;                    // by ordinal: when it was created
+    std::vector<std::uint64_t> alive_;                // a bit for each ordinal
+    std::vector<Timestamp> newestDates_;              // by block of a ScoreAccumulator
     std::unordered_map<Uuid, Ordinal> ordinals_;
     TokenStreams streams_;
     Postings postings_;
-    mutable TermFrequencies tally_;
+    mutable TermFrequencies termFrequencies_;
     std::vector<Tag> tags_;
     std::unordered_map<std::string, std::uint32_t> tagNumbers_;
     std::uint64_t totalLength_ = 0;  // tokens of all memories alive
     double averageLength_ = 0;
-    std::size_t sortedOrdinals_ = 0;  // how many were there then
-    SearchRecord record_;             // kept for its memory
+    std::size_t mainOrdinalCount_ = 0;  // ordinals when the postings were last derived
+    SearchRecord record_;               // kept so that its memory is used again
     std::uint64_t version_ = 0;
 };
 

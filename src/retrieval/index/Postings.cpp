@@ -22,24 +22,24 @@ Postings::Filler::Filler(Postings& postings, Direction direction)
             postings.starts_.end()) {}
 
 void Postings::append(TokenId token, Ordinal ordinal, PostingMark mark) {
-    GrownList& list = grown_[token];
+    AuxiliaryList& list = auxiliary_[token];
     list.ordinals.push_back(ordinal);
     list.marks.push_back(mark);
-    ++grownCount_;
+    ++auxiliaryCount_;
 }
 
-Postings::List Postings::grown(TokenId token) const {
-    if (grownCount_ == 0) return {};
-    const auto found = grown_.find(token);
-    if (found == grown_.end()) return {};
+Postings::List Postings::auxiliaryList(TokenId token) const {
+    if (auxiliaryCount_ == 0) return {};
+    const auto found = auxiliary_.find(token);
+    if (found == auxiliary_.end()) return {};
     return {found->second.ordinals, found->second.marks};
 }
 
 std::size_t Postings::byteCount() const {
     constexpr std::size_t nodeOverhead = 64;
     return starts_.capacity() * sizeof(std::uint64_t) + ordinals_.capacity() * sizeof(Ordinal) +
-           marks_.capacity() * sizeof(PostingMark) + grown_.size() * nodeOverhead +
-           grownCount_ * (sizeof(Ordinal) + sizeof(PostingMark)) * 2;
+           marks_.capacity() * sizeof(PostingMark) + auxiliary_.size() * nodeOverhead +
+           auxiliaryCount_ * (sizeof(Ordinal) + sizeof(PostingMark)) * 2;
 }
 
 }  // namespace nookery

@@ -11,13 +11,14 @@
 
 namespace nookery {
 
-/// A field mask and an impact in one number.
+/// Where and how strongly a memory holds a token.
 struct PostingMark {
     FieldMask mask = 0;
     std::uint8_t impact = 0;
 };
 
-/// For each token, the memories that hold it, in ascending order, with where and how strongly.
+/// The inverted index: for each token the memories that hold it, in ascending order. Its main part
+/// is filled once for the whole library; later memories go to the auxiliary part.
 class Postings {
   public:
     struct List {
@@ -25,11 +26,12 @@ class Postings {
         std::span<const PostingMark> marks;
     };
 
-    /// Empties all and makes room in the sorted part: `counts[t]` memories for token t.
+    /// Empties both parts and makes room in the main one, `counts[t]` memories for token t.
     void reserve(std::span<const std::uint32_t> counts);
-    /// Fills that room from the front with ascending ordinals, or from the back with descending
-    /// ones. One of either may work at the same time, on threads of their own: while each memory
-    /// is placed by one of them and all counts are right, they meet and do not cross.
+    /// Fills the main part, from the front with ascending ordinals or from the back with descending
+    /// ones. Two fillers, one for each direction, may work on two threads at once: as long as the
+    /// counts are right and each memory is placed by one filler only, they never write to the same
+    /// place.
     class Filler {
       public:
         enum class Direction { fromFront, fromBack };
@@ -48,32 +50,32 @@ class Postings {
         std::vector<std::uint64_t> next_;
     };
 
-    /// Adds to the growing part; the ordinal is above all before it.
+    /// Adds to the auxiliary part. The ordinal must be above all earlier ones.
     void append(TokenId token, Ordinal ordinal, PostingMark mark);
 
-    List sorted(TokenId token) const {
+    List mainList(TokenId token) const {
         if (token + 1 >= starts_.size()) return {};
         const std::uint64_t start = starts_[token];
         const std::uint64_t count = starts_[token + 1] - start;
         return {{ordinals_.data() + start, count}, {marks_.data() + start, count}};
     }
-    List grown(TokenId token) const;
+    List auxiliaryList(TokenId token) const;
 
-    std::size_t sortedCount() const { return ordinals_.size(); }
-    std::size_t grownCount() const { return grownCount_; }
+    std::size_t mainCount() const { return ordinals_.size(); }
+    std::size_t auxiliaryCount() const { return auxiliaryCount_; }
     std::size_t byteCount() const;
 
   private:
-    struct GrownList {
+    struct AuxiliaryList {
         std::vector<Ordinal> ordinals;
         std::vector<PostingMark> marks;
     };
 
-    std::vector<std::uint64_t> starts_;
+    std::vector<std::uint64_t> starts_;  // by token, of its main list
     std::vector<Ordinal> ordinals_;
     std::vector<PostingMark> marks_;
-    std::unordered_map<TokenId, GrownList> grown_;
-    std::size_t grownCount_ = 0;
+    std::unordered_map<TokenId, AuxiliaryList> auxiliary_;
+    std::size_t auxiliaryCount_ = 0;
 };
 
 }  // namespace nookery

@@ -6,11 +6,8 @@
 
 namespace nookery {
 
-/// Every number of the lexical ranking. What they mean together is in docs/ranking.md; the
-/// relevance benchmark says what each is worth.
-///
-/// The fields in which a term can be found, best first. A memory's best field for a term decides
-/// its weights.
+/// The fields in which a term can be found, best first. The best field of a memory that holds the
+/// term decides the term's weights there.
 enum class SearchField : std::uint8_t { title, note, contents, elsewhere };
 constexpr std::size_t searchFieldCount = 4;
 
@@ -18,52 +15,56 @@ constexpr std::size_t searchFieldCount = 4;
 enum class MatchKind : std::uint8_t { whole, stem, prefix, inside };
 constexpr std::size_t matchKindCount = 4;
 
+/// Every number of the lexical ranking. docs/ranking.md has the formula; the relevance benchmark
+/// measures what each number is worth.
 struct RankingWeights {
-    // What is worth how much, whatever the word.
+    // First pass: the same for every word.
     double requestedTag = 22.0;
     double plainTag = 5.5;
     double people = 12.0;
     std::array<double, searchFieldCount> firstPass{6.0, 4.5, 3.5, 2.0};
 
-    // Second pass: times the strength of the match, 0 to `greatestStrength`.
+    // Second pass: multiplied by the strength of the match, 0 to `greatestStrength`.
     std::array<double, searchFieldCount> secondPass{8.0, 4.0, 2.1, 1.8};
-    double expanded = 1.6;
-    double floor = 0.8;
+    double expanded = 1.6;  ///< for words that the query was expanded with
+    double floor = 0.8;     ///< a smaller weight counts as 0
     double greatestStrength = 2.0;
 
-    // The relevance term: at most this for one word, times how rare the word is (0 to 1), how
-    // much of a token it is, and where and how often it stands (the impact).
+    // Relevance of one word: this, multiplied by the word's rarity (its inverse document frequency,
+    // 0 to 1), by the kind of match, and by the impact of the memory's postings.
     double relevance = 150.0;
-    /// At most so rare counts a word that only carries grammar, however few memories hold it.
+    /// The greatest rarity of a function word, however few memories hold it.
     double functionWordRarity = 0.1;
     std::array<double, matchKindCount> kindFactor{1.0, 0.8, 0.3, 0.1};
-    /// The share of all words of the query that a memory holds, to this power, scales the term.
+    /// Coverage, the share of the query's words that a memory holds, raised to this power, scales
+    /// the sum of relevance.
     double coveragePower = 1.4;
-    double shortQueryTerms = 4;  ///< with more words than this the power falls
+    double shortQueryTerms = 4;  ///< for a query of more words the power falls
 
-    // Impact: in each field a band of its own, so that frequency never lifts a lower field above
-    // a higher one; within the band the saturated frequency.
+    // Impact: each field has a band of its own, so that frequency never lifts a lower field above a
+    // higher one. The saturated term frequency decides the place within the band.
     std::array<double, searchFieldCount> bandFloor{0.84, 0.80, 0.04, 0.01};
     std::array<double, searchFieldCount> bandWidth{0.16, 0.04, 0.76, 0.02};
     std::array<double, searchFieldCount> fieldFrequency{3.0, 2.0, 1.0, 1.0};
     double saturation = 1.2;        ///< k1
     double lengthInfluence = 0.75;  ///< b
 
-    /// What a memory whose contents hold every word scores in the deep stage, before its blends:
-    /// the scale on which meaning, association, age and use are added.
+    /// The score that the deep stage gives to a memory whose contents hold every word. It sets the
+    /// scale on which meaning, association, age and use are added.
     double deepFullMatchScore = 30;
-    std::size_t fullMatchTerms = 6;  ///< of a longer question, holding this many is full
+    std::size_t fullMatchTerms = 6;  ///< in a longer query, this many words are a full match
 
-    // Words reached, not typed: a share of the relevance of a whole word.
-    double stemShare = 0.5;        ///< beside the typed word
-    double correctionShare = 0.7;  ///< when the typed word stands nowhere
-    /// Beside parts inside words, as a share of those; finds no memory alone.
-    double besidePartsShare = 1.0;
-    /// From so many letters on, a word that is nothing else is taken for a beginning, mistyped.
-    std::size_t fewestBeginningLetters = 6;
+    // Query expansion: what an added word earns, as a share of the typed word's relevance.
+    double stemShare = 0.5;        ///< another form of a typed word that was found
+    double correctionShare = 0.7;  ///< a correction of a typed word that no memory holds
+    /// A correction of a typed word that was found only inside other words. It makes no hit alone.
+    double insideCorrectionShare = 1.0;
+    /// A word of so many letters or more that has no other word one edit away is taken for a
+    /// mistyped prefix.
+    std::size_t fewestPrefixLetters = 6;
 };
 
-/// The share of the collection from which on a word is too common to say much.
+/// A word that more than this share of the memories hold is too common to tell memories apart.
 constexpr double commonWordShare = 0.05;
 
 }  // namespace nookery

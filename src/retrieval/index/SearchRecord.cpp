@@ -16,7 +16,7 @@ std::string_view withoutScheme(std::string_view link) {
     return end == std::string_view::npos ? link : link.substr(end + 3);
 }
 
-/// Gathers the lines of `combined`.
+/// Writes the lines of `combined`.
 class CombinedLines {
   public:
     explicit CombinedLines(std::string& combined) : combined_(combined) { combined_.clear(); }
@@ -44,7 +44,7 @@ class CombinedLines {
     bool started_ = false;
 };
 
-/// What an original holds, and what is merely known of it.
+/// The words of an original, and the facts about it.
 struct Contents {
     std::string text;
     std::string facts;

@@ -16,7 +16,7 @@ bool repeatsAField(Section section) {
     return section >= Section::titleAllScripts && section <= Section::contentsAllScripts;
 }
 
-/// The field whose text a section is a form of.
+/// The slot in which a section's length is counted: that of its field.
 std::size_t lengthSlot(Section section) {
     return repeatsAField(section)
                ? indexOf(section) - indexOf(Section::titleAllScripts) + indexOf(Section::title)
@@ -85,7 +85,7 @@ void TermFrequencies::count(TokenStream stream, std::size_t vocabularySize) {
         ++lengths[lengthSlot(stream.section())];
         const SectionMeaning& meaning = meanings_[indexOf(stream.section())];
         Entry& entry = entryOf(stream.token());
-        // What the normal form of a field has told already is not told twice.
+        // The normal form of the field has counted this token already.
         if (repeatsAField(stream.section()) && (entry.mask & texts) != 0) continue;
         entry.mask |= meaning.mask;
         entry.weightedFrequency += static_cast<float>(meaning.frequency);

@@ -11,7 +11,7 @@
 
 namespace nookery {
 
-/// Where a token stands in a memory: a bit a field, and one for the people's names.
+/// The fields of a memory that hold a token, a bit for each, and one bit for people's names.
 using FieldMask = std::uint8_t;
 constexpr FieldMask fieldBit(SearchField field) {
     return static_cast<FieldMask>(1U << static_cast<unsigned>(field));
@@ -21,13 +21,13 @@ constexpr FieldMask peopleBit = 1U << searchFieldCount;
 /// The best field of a mask that is not 0.
 SearchField bestField(FieldMask mask);
 
-/// How strongly a memory holds a token, 1 to 255: the band of its best field, and within it the
-/// frequency weighted by fields, saturated, and discounted for long memories.
+/// How strongly a memory holds a token, 1 to 255. The best field gives the band. The term
+/// frequency, weighted by field, saturated and normalised by length, gives the place within the
+/// band.
 std::uint8_t impactOf(const RankingWeights& weights, FieldMask mask, double weightedFrequency,
                       std::size_t length, double averageLength);
 
-/// What finding a token in a section means: its field (of those that the part names) and how much
-/// one occurrence counts.
+/// The fields that a section counts as, and how much one occurrence in it counts.
 struct SectionMeaning {
     FieldMask mask = 0;
     double frequency = 0;
@@ -35,8 +35,8 @@ struct SectionMeaning {
 using SectionMeanings = std::array<SectionMeaning, static_cast<std::size_t>(Section::end) + 1>;
 SectionMeanings sectionMeanings(const RankingWeights& weights);
 
-/// Sums up a memory's stream: each token once, with its fields and its weighted frequency. Keeps
-/// its working memory from one memory to the next.
+/// Counts the tokens of one memory: each distinct token with its fields and its weighted frequency.
+/// Uses its working memory again for the next one.
 class TermFrequencies {
   public:
     struct Entry {
@@ -47,12 +47,12 @@ class TermFrequencies {
 
     explicit TermFrequencies(const SectionMeanings& meanings) : meanings_(meanings) {}
 
-    /// Takes a stream whose tokens are below `vocabularySize`. What was counted before is gone.
+    /// Counts a stream whose tokens are below `vocabularySize`. Forgets the stream before.
     void count(TokenStream stream, std::size_t vocabularySize);
 
     std::span<const Entry> entries() const { return entries_; }
     std::span<const std::uint32_t> tagNumbers() const { return tagNumbers_; }
-    /// How many tokens the memory's texts have.
+    /// The number of tokens in title, note and contents.
     std::size_t length() const { return length_; }
     std::size_t byteCount() const;
 
@@ -63,7 +63,8 @@ class TermFrequencies {
     std::vector<Entry> entries_;
     std::vector<std::uint32_t> tagNumbers_;
     std::size_t length_ = 0;
-    // For each token where it stands in `entries_`; true only when that entry is the token's.
+    // For each token its place in `entries_`. Never cleared: a place counts only when the entry
+    // there is the token's.
     std::vector<std::uint32_t> places_;
 };
 

@@ -10,26 +10,27 @@
 
 namespace nookery {
 
-/// A memory's place in the index.
+/// The number of a memory in the index.
 using Ordinal = std::uint32_t;
 
-/// The parts of a memory's token stream, in the order written. The three with "AllScripts" are
-/// there only when that form of the field differs from its normal form.
+/// The sections of a memory's token stream, in the order of writing. The three with "AllScripts"
+/// are written only when that form of the field differs from the normal form.
 enum class Section : std::uint8_t {
-    lineBreak = 0,  ///< no section: within one, no match reaches across it
+    lineBreak = 0,  ///< no section but a break within one, which no match crosses
     title,
     note,
     contents,
     titleAllScripts,
     noteAllScripts,
     contentsAllScripts,
-    details,  ///< link, file name, group, facts, tags, each on a line
-    people,   ///< a name a line
-    tags,     ///< tag numbers, not tokens
+    details,  ///< link, file name, group, facts and tags, a line for each
+    people,   ///< a line for each name
+    tags,     ///< the numbers of tags, not tokens
     end = 15,
 };
 
-/// Writes one memory's stream: numbers of seven bits a byte, the first 16 values being sections.
+/// Writes one memory's stream as numbers with seven bits in each byte. The first 16 values stand
+/// for sections.
 class TokenStreamWriter {
   public:
     void clear() { bytes_.clear(); }
@@ -72,7 +73,7 @@ class TokenStream {
         }
     }
 
-    /// Whether `next` came to a token; else it came to a break or to a section's beginning.
+    /// Whether `next` reached a token, and not a line break or the beginning of a section.
     bool atToken() const { return atToken_; }
     TokenId token() const { return token_; }
     Section section() const { return section_; }
@@ -95,14 +96,14 @@ class TokenStream {
     bool atToken_ = false;
 };
 
-/// The streams of all memories, by ordinal, in large blocks of memory that never move.
+/// The forward index: the streams of all memories by ordinal, in large blocks that never move.
 class TokenStreams {
   public:
-    /// The stream of the next ordinal. `bytes` end with Section::end.
+    /// Adds the stream of the next ordinal. `bytes` must end with Section::end.
     void append(std::span<const std::uint8_t> bytes);
     TokenStream at(Ordinal ordinal) const { return TokenStream(places_[ordinal]); }
-    /// Asks for a stream's memory ahead of its use.
-    void fetch(Ordinal ordinal) const { __builtin_prefetch(places_[ordinal]); }
+    /// Asks the processor to load a stream ahead of its use.
+    void prefetch(Ordinal ordinal) const { __builtin_prefetch(places_[ordinal]); }
     std::size_t size() const { return places_.size(); }
     std::size_t byteCount() const;
 

@@ -5,17 +5,17 @@
 #include <utility>
 
 #include "foundation/Text.h"
-#include "retrieval/text/EnglishStemmer.h"
+#include "retrieval/text/EnglishWords.h"
 #include "retrieval/text/FoldTable.h"
 #include "retrieval/text/TextNormalizer.h"
 
 namespace nookery {
 namespace {
 
-/// Stands before the first and after the last letter of a token in its grams.
+/// Marks the start and the end of a token in its grams.
 constexpr char32_t edge = 0;
 
-// The letters that the normal form is made of, and the edge.
+// The characters of the normal form, and the edge.
 constexpr std::size_t alphabetSize = 38;
 constexpr std::size_t notInAlphabet = alphabetSize;
 
@@ -135,7 +135,7 @@ std::optional<TokenId> Vocabulary::find(std::string_view token) const {
 
 void Vocabulary::addGrams(TokenId token) {
     const std::u32string letters = lettersOf(text(token));
-    // Ideographs are found by the whole token only.
+    // A token of ideographs is found as a whole only.
     if (letters.empty() || isIdeographic(letters.front())) return;
     addGram({edge, edge, letters.front()}, token);
     addGram({letters.back(), edge, edge}, token);
@@ -160,7 +160,7 @@ const Vocabulary::TokenList& Vocabulary::tokensWith(const Gram& gram) const {
     return found == otherGrams_.end() ? none : found->second;
 }
 
-/// The shortest list among those of a text's grams; the text may begin or end with `edge`.
+/// The shortest of the lists of a text's grams. The text may begin or end with `edge`.
 const Vocabulary::TokenList& Vocabulary::shortestList(const std::u32string& bounded) const {
     const TokenList* shortest = nullptr;
     for (std::size_t i = 0; i + 2 < bounded.size(); ++i) {
@@ -206,7 +206,7 @@ std::vector<TokenId> Vocabulary::endingWith(std::string_view part) const {
 std::vector<TokenId> Vocabulary::sharingStem(std::string_view word) const {
     const std::uint32_t key = stemKeyOf(word);
     if (key == 0) return {};
-    // Endings change a stem's last letters only, so the first ones are shared.
+    // Stemming changes the last letters only, so that all forms share the first ones.
     const std::u32string start{edge, static_cast<char32_t>(word[0]),
                                static_cast<char32_t>(word[1])};
     const std::string stem = englishStem(word);
@@ -222,8 +222,8 @@ std::vector<TokenId> Vocabulary::sharingStem(std::string_view word) const {
 std::vector<TokenId> Vocabulary::oneEditAway(std::string_view word) const {
     const std::u32string letters = lettersOf(word);
     if (letters.size() < 4) return {};
-    // One edit leaves the first two or the last two letters as they are; only a swap in the
-    // middle of four letters touches both.
+    // One edit keeps the first two letters or the last two. The one exception is a swap in the
+    // middle of four letters.
     const TokenList& sameStart = tokensWith({edge, letters[0], letters[1]});
     const TokenList& sameEnd = tokensWith({letters[letters.size() - 2], letters.back(), edge});
     std::vector<TokenId> candidates;
@@ -240,7 +240,7 @@ std::vector<TokenId> Vocabulary::oneEditAway(std::string_view word) const {
     return candidates;
 }
 
-std::vector<TokenId> Vocabulary::beginningOneEditAway(std::string_view word) const {
+std::vector<TokenId> Vocabulary::prefixOneEditAway(std::string_view word) const {
     const std::u32string letters = lettersOf(word);
     if (letters.size() < 4) return {};
     const bool isAsciiWord = isAsciiText(word);

@@ -11,19 +11,20 @@
 
 namespace nookery {
 
-/// A distinct token of the library, numbered in the order of first appearance.
+/// The number of a distinct token, in the order of first appearance.
 using TokenId = std::uint32_t;
 
-/// The distinct tokens of the library, found by any part of them.
+/// The distinct tokens of the library, with a trigram index that finds them by any part.
 ///
 /// For every three neighbouring letters, and for one and two letters at a token's start and end,
-/// a list says which tokens hold them, so that a search for a part of a word looks at a few
-/// thousand tokens and never at the memories. Tokens are never removed; the index makes a new
-/// vocabulary when it compacts.
+/// a list names the tokens that hold them. A search for a part of a word so reads a few thousand
+/// tokens and never the memories. Tokens are never removed; the index makes a new vocabulary when
+/// it compacts.
 class Vocabulary {
   public:
     Vocabulary();
 
+    /// The token's number, a new one when the token is new.
     TokenId intern(std::string_view token);
     std::optional<TokenId> find(std::string_view token) const;
     std::string_view text(TokenId token) const {
@@ -31,32 +32,33 @@ class Vocabulary {
     }
     std::size_t size() const { return starts_.size() - 1; }
 
-    /// Equal for words with the same English stem, and 0 for what has no stem.
+    /// A hash of the word's English stem, the same for all forms of a word; 0 for a word that is
+    /// not stemmed.
     std::uint32_t stemKey(TokenId token) const { return stemKeys_[token]; }
     static std::uint32_t stemKeyOf(std::string_view word);
 
-    // Each of these answers tokens in ascending order.
+    // All of these answer in ascending order.
 
-    /// Tokens that hold a part of at least three letters.
+    /// The tokens that hold a part of at least three letters.
     std::vector<TokenId> containing(std::string_view part) const;
-    /// Tokens that begin or end with a part of at least one letter.
+    /// The tokens that begin or end with a part of at least one letter.
     std::vector<TokenId> startingWith(std::string_view part) const;
     std::vector<TokenId> endingWith(std::string_view part) const;
-    /// Tokens with a word's stem, the word itself left out.
+    /// The tokens that have the same stem as a word, without the word itself.
     std::vector<TokenId> sharingStem(std::string_view word) const;
-    /// Tokens one letter added, dropped, changed or swapped with its neighbour away from a word
-    /// of at least four letters.
+    /// The tokens at an edit distance of one from a word (see `isOneEditAway`). None for a word of
+    /// fewer than four letters.
     std::vector<TokenId> oneEditAway(std::string_view word) const;
-    /// Tokens that go on after what is one edit away from a word, whose first two letters they
-    /// share.
-    std::vector<TokenId> beginningOneEditAway(std::string_view word) const;
+    /// The longer tokens of which a prefix is one edit away from a word, among those that begin
+    /// with the word's first two letters. None for a word of fewer than four letters.
+    std::vector<TokenId> prefixOneEditAway(std::string_view word) const;
 
     std::size_t byteCount() const;
 
   private:
     using TokenList = std::vector<TokenId>;
 
-    /// A place in the hash table; the hash tells most other tokens apart without their text.
+    /// A slot of the hash table. Comparing hashes first saves most comparisons of texts.
     struct Slot {
         std::uint32_t hash = 0;
         std::uint32_t entry = 0;  ///< token + 1, 0 = free
@@ -69,16 +71,16 @@ class Vocabulary {
     const TokenList& tokensWith(const std::array<char32_t, 3>& gram) const;
     const TokenList& shortestList(const std::u32string& bounded) const;
 
-    std::string text_;                   // all tokens, one after the other
-    std::vector<std::uint32_t> starts_;  // where each begins, and the end of the last
+    std::string text_;                   // the texts of all tokens, one after another
+    std::vector<std::uint32_t> starts_;  // by token, and at last the end of `text_`
     std::vector<Slot> slots_;
     std::vector<std::uint32_t> stemKeys_;
-    std::vector<TokenList> asciiGrams_;  // by the letters' places in the alphabet
+    std::vector<TokenList> asciiGrams_;  // by `asciiGramPlace`
     std::unordered_map<std::uint64_t, TokenList> otherGrams_;
 };
 
-/// Whether one letter added, dropped, changed or swapped with its neighbour makes one word of the
-/// other; false for equal words. Letters are code points.
+/// Whether one edit turns one word into the other: a letter added, dropped, changed, or swapped
+/// with its neighbour. False for equal words. Letters are code points.
 bool isOneEditAway(std::string_view first, std::string_view second);
 
 }  // namespace nookery

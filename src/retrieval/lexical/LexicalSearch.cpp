@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <set>
 #include <span>
 
 #include "retrieval/lexical/SearchHints.h"
@@ -11,10 +12,10 @@
 namespace nookery {
 namespace {
 
-/// Terms remembered beside those of the query at hand.
-constexpr std::size_t rememberedTermLimit = 8;
+/// How many terms are cached beside those of the current query.
+constexpr std::size_t cachedTermLimit = 8;
 
-/// Words reached from the typed ones that a snapshot names.
+/// How many words of the query's expansion a snapshot names.
 constexpr std::size_t expandedTermLimit = 32;
 
 std::vector<std::string> expandedTerms(const LexicalIndex& index,
@@ -23,51 +24,59 @@ std::vector<std::string> expandedTerms(const LexicalIndex& index,
     for (const QueryTerm& term : matches.query.terms) expanded.push_back(term.typed);
     std::size_t room = expandedTermLimit;
     for (const TermMatches* term : matches.terms) {
-        for (const TokenId token : term->expandedTokens()) {
+        // By letter, since tokens are numbered in the order in which memories came in.
+        std::set<std::string_view> words;
+        for (const TokenId token : term->expandedTokens()) words.insert(index.tokenText(token));
+        for (const std::string_view word : words) {
             if (room-- == 0) return expanded;
-            expanded.emplace_back(index.tokenText(token));
+            expanded.emplace_back(word);
         }
     }
     return expanded;
 }
 
 bool holdsAsTyped(const TermMatches& term, Ordinal ordinal) {
-    return (bitsOf(term.cells().at(ordinal)) & ~(correctedBit | relatedBit)) != 0;
+    return (bitsOf(term.accumulator().at(ordinal)) & ~(correctedBit | expandedBit)) != 0;
 }
 
-/// The hits that hold more than half of the words that say something, or a tag asked for. A memory
-/// that holds one of three rare words by chance does not show that words have found what was meant.
-std::size_t countTelling(const LexicalIndex& index, const LexicalSearch::Matches& matches,
-                         std::span<const ScoredMemory> hits) {
+/// The hits that hold a requested tag or more than half of the rare words. One rare word of three
+/// may be there by chance; such a hit does not show that the search has found what was meant.
+std::size_t countStrongHits(const LexicalIndex& index, const LexicalSearch::Matches& matches,
+                            std::span<const ScoredMemory> hits) {
     const double common = commonWordShare * static_cast<double>(index.size());
-    std::vector<const TermMatches*> telling;
+    std::vector<const TermMatches*> rare;
     for (const TermMatches* term : matches.terms) {
         if (term->isFunctionWord()) continue;
-        if (static_cast<double>(term->hitCount()) <= common) telling.push_back(term);
+        if (static_cast<double>(term->hitCount()) <= common) rare.push_back(term);
     }
-    const auto isTelling = [&](const ScoredMemory& hit) {
-        const auto held = std::count_if(telling.begin(), telling.end(), [&](const auto* term) {
-            return (bitsOf(term->cells().at(hit.ordinal)) & ~relatedBit) != 0;
+    const auto isStrong = [&](const ScoredMemory& hit) {
+        const auto held = std::count_if(rare.begin(), rare.end(), [&](const auto* term) {
+            return (bitsOf(term->accumulator().at(hit.ordinal)) & ~expandedBit) != 0;
         });
-        if (2 * static_cast<std::size_t>(held) > telling.size()) return true;
+        if (2 * static_cast<std::size_t>(held) > rare.size()) return true;
         return matches.tags &&
-               TagMatches::requestedCount(matches.tags->cells().at(hit.ordinal)) > 0;
+               TagMatches::requestedCount(matches.tags->accumulator().at(hit.ordinal)) > 0;
     };
-    return static_cast<std::size_t>(std::count_if(hits.begin(), hits.end(), isTelling));
+    return static_cast<std::size_t>(std::count_if(hits.begin(), hits.end(), isStrong));
 }
 
-/// The word as typed, or when it stands nowhere the most frequent of those it may stand for.
-std::string understood(const LexicalIndex& index, const QueryTerm& term,
-                       const TermMatches& matches) {
+/// The word as typed; for a word that no memory holds, its most frequent correction. Of equally
+/// frequent ones the first by letter, so that the answer does not depend on the order in which
+/// memories came in.
+std::string correctedTerm(const LexicalIndex& index, const QueryTerm& term,
+                          const TermMatches& matches) {
     if (!matches.isCorrected()) return term.typed;
     const auto& tokens = matches.expandedTokens();
-    const auto isRarer = [&](TokenId a, TokenId b) {
-        return index.documentFrequency(a) < index.documentFrequency(b);
+    const auto isWorse = [&](TokenId a, TokenId b) {
+        const auto memoriesWithA = index.documentFrequency(a);
+        const auto memoriesWithB = index.documentFrequency(b);
+        return memoriesWithA != memoriesWithB ? memoriesWithA < memoriesWithB
+                                              : index.tokenText(a) > index.tokenText(b);
     };
-    return std::string(index.tokenText(*std::max_element(tokens.begin(), tokens.end(), isRarer)));
+    return std::string(index.tokenText(*std::max_element(tokens.begin(), tokens.end(), isWorse)));
 }
 
-/// A word that stands nowhere counts as the rarest.
+/// See LexicalSnapshot::fullMatchScore. A word without a hit counts as the rarest.
 double fullMatchScore(const RankingWeights& weights, const LexicalSearch::Matches& matches) {
     constexpr auto contents = static_cast<std::size_t>(SearchField::contents);
     const double impact =
@@ -90,39 +99,39 @@ std::vector<std::string> LexicalSearch::Matches::requestedTags() const {
     return {query.requestedTags.begin(), query.requestedTags.end()};
 }
 
-void LexicalSearch::forgetWhenStale() {
+void LexicalSearch::clearStaleCache() {
     if (version_ == index_.version()) return;
     version_ = index_.version();
-    remembered_.clear();
+    cache_.clear();
 }
 
-/// The cells of the evidence that was not used for longest, once enough is remembered.
-ScoreAccumulator LexicalSearch::cellsToReuse() {
-    if (remembered_.size() < rememberedTermLimit) return {};
+/// The memory of the cached term that was not used for longest, once the cache is full.
+ScoreAccumulator LexicalSearch::accumulatorToReuse() {
+    if (cache_.size() < cachedTermLimit) return {};
     const auto oldest = std::min_element(
-        remembered_.begin(), remembered_.end(),
-        [](const Remembered& a, const Remembered& b) { return a.lastUse < b.lastUse; });
+        cache_.begin(), cache_.end(),
+        [](const CachedTerm& a, const CachedTerm& b) { return a.lastUse < b.lastUse; });
     if (oldest->lastUse >= queryStart_) return {};
-    ScoreAccumulator cells = oldest->matches->takeCells();
-    remembered_.erase(oldest);
-    return cells;
+    ScoreAccumulator accumulator = oldest->matches->takeAccumulator();
+    cache_.erase(oldest);
+    return accumulator;
 }
 
 const TermMatches& LexicalSearch::matchesOf(const QueryTerm& term) {
-    const auto found =
-        std::find_if(remembered_.begin(), remembered_.end(),
-                     [&](const Remembered& entry) { return entry.typed == term.typed; });
-    if (found != remembered_.end()) {
+    const auto found = std::find_if(cache_.begin(), cache_.end(), [&](const CachedTerm& entry) {
+        return entry.typed == term.typed;
+    });
+    if (found != cache_.end()) {
         found->lastUse = ++useCount_;
         return *found->matches;
     }
-    auto matches = std::make_unique<TermMatches>(index_, term, cellsToReuse());
-    remembered_.push_back({term.typed, std::move(matches), ++useCount_});
-    return *remembered_.back().matches;
+    auto matches = std::make_unique<TermMatches>(index_, term, accumulatorToReuse());
+    cache_.push_back({term.typed, std::move(matches), ++useCount_});
+    return *cache_.back().matches;
 }
 
 LexicalSearch::Matches LexicalSearch::match(std::string_view searchText) {
-    forgetWhenStale();
+    clearStaleCache();
     Matches matches;
     matches.query = parseQuery(searchText);
     queryStart_ = useCount_ + 1;
@@ -131,7 +140,7 @@ LexicalSearch::Matches LexicalSearch::match(std::string_view searchText) {
         if (term.normal.empty() && term.allScripts.empty()) continue;
         // A word typed twice counts twice.
         matches.terms.push_back(&matchesOf(term));
-        matches.understood.push_back(understood(index_, term, *matches.terms.back()));
+        matches.correctedTerms.push_back(correctedTerm(index_, term, *matches.terms.back()));
     }
     std::vector<std::string>& plain = matches.plainTags;
     std::sort(plain.begin(), plain.end());
@@ -147,7 +156,7 @@ LexicalSnapshot LexicalSearch::search(std::string_view searchText, std::size_t l
     snapshot.query = matches.query.text;
     if (matches.query.isEmpty()) return snapshot;
     for (const QueryTerm& term : matches.query.terms) snapshot.literalTerms.push_back(term.typed);
-    snapshot.understoodText = fmt::format("{}", fmt::join(matches.understood, " "));
+    snapshot.correctedText = fmt::format("{}", fmt::join(matches.correctedTerms, " "));
     snapshot.expandedTerms = expandedTerms(index_, matches);
     snapshot.requestedTags = matches.query.requestedTags;
     snapshot.plainTagTerms = {matches.plainTags.begin(), matches.plainTags.end()};
@@ -156,7 +165,7 @@ LexicalSnapshot LexicalSearch::search(std::string_view searchText, std::size_t l
     const LexicalRanking ranking = scorer.rank(limit);
     snapshot.totalCount = ranking.totalCount;
     snapshot.fullMatchScore = fullMatchScore(index_.weights(), matches);
-    snapshot.tellingCount = countTelling(index_, matches, ranking.best);
+    snapshot.strongHitCount = countStrongHits(index_, matches, ranking.best);
     for (const ScoredMemory& hit : ranking.best) {
         const Uuid& id = index_.item(hit.ordinal)->id;
         snapshot.rankedIDs.push_back(id);
@@ -172,7 +181,7 @@ LexicalSnapshot LexicalSearch::search(std::string_view searchText, std::size_t l
 
 std::size_t LexicalSearch::byteCount() const {
     std::size_t bytes = 0;
-    for (const Remembered& entry : remembered_) bytes += entry.matches->cells().byteCount();
+    for (const CachedTerm& entry : cache_) bytes += entry.matches->accumulator().byteCount();
     return bytes;
 }
 

@@ -15,18 +15,18 @@
 
 namespace nookery {
 
-/// The lexical stage: from what was typed to the ranked hits with their hints. Remembers the
-/// evidence of the last terms while the index stays as it is, so that typing on costs only what
-/// the new word costs. Main thread.
+/// The lexical stage: turns the typed text into ranked hits with their hints. It caches the matches
+/// of the last terms until the index changes, so that each further word costs only its own search.
+/// Main thread.
 class LexicalSearch {
   public:
-    /// A query with all that the index holds of it. Valid until the next call of `look` or change
-    /// of the index.
+    /// A query with the matches of its terms and tags. Valid until the next call of `match` or
+    /// `search`, or the next change of the index.
     struct Matches {
         Query query;
-        std::vector<const TermMatches*> terms;  ///< of the query's terms, in order
-        std::vector<std::string> understood;    ///< the words, mistyped ones corrected
-        std::vector<std::string> plainTags;     ///< terms that equal a tag
+        std::vector<const TermMatches*> terms;    ///< of the query's terms, in order
+        std::vector<std::string> correctedTerms;  ///< the terms, mistyped ones corrected
+        std::vector<std::string> plainTags;       ///< terms that equal a tag
         std::optional<TagMatches> tags;
 
         std::vector<std::string> requestedTags() const;
@@ -37,25 +37,25 @@ class LexicalSearch {
     Matches match(std::string_view searchText);
     LexicalSnapshot search(std::string_view searchText, std::size_t limit);
 
-    /// The memory that the remembered evidence takes.
+    /// The bytes that the cache holds.
     std::size_t byteCount() const;
 
   private:
-    struct Remembered {
+    struct CachedTerm {
         std::string typed;
         std::unique_ptr<TermMatches> matches;
         std::uint64_t lastUse = 0;
     };
 
     const TermMatches& matchesOf(const QueryTerm& term);
-    ScoreAccumulator cellsToReuse();
-    void forgetWhenStale();
+    ScoreAccumulator accumulatorToReuse();
+    void clearStaleCache();
 
     const LexicalIndex& index_;
-    std::vector<Remembered> remembered_;
+    std::vector<CachedTerm> cache_;
     std::uint64_t version_ = 0;
     std::uint64_t useCount_ = 0;
-    std::uint64_t queryStart_ = 0;  // evidence used since then belongs to the query at hand
+    std::uint64_t queryStart_ = 0;  // terms used since then belong to the current query
 };
 
 }  // namespace nookery

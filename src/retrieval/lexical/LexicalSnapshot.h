@@ -15,26 +15,26 @@ namespace nookery {
 struct LexicalSnapshot {
     std::string query;                       ///< trimmed and lower-cased
     std::vector<std::string> literalTerms;   ///< as typed, in order, without "#" terms
-    std::vector<std::string> expandedTerms;  ///< the literal terms plus those reached from them
-    std::string understoodText;              ///< the literal terms, mistyped words corrected
+    std::vector<std::string> expandedTerms;  ///< the literal terms and the query's expansion
+    std::string correctedText;               ///< the literal terms, mistyped words corrected
     std::set<std::string> requestedTags;     ///< written with a leading "#"
     std::set<std::string> plainTagTerms;     ///< literal terms that equal an existing tag
 
-    /// The best hits, as many as were asked for; `scores` and `hints` hold exactly these.
+    /// The best hits, as many as the caller asked for. `scores` and `hints` have exactly these.
     std::vector<Uuid> rankedIDs;
     std::unordered_map<Uuid, double> scores;
     std::unordered_map<Uuid, std::string> hints;
-    /// Those of the best hits that hold every word as it was typed.
+    /// The ranked hits that hold every word as it was typed.
     std::unordered_set<Uuid> holdingAllWords;
 
-    /// All hits, whatever number was asked for.
+    /// The number of all hits.
     std::size_t totalCount = 0;
-    /// Those of the ranked hits that hold a tag asked for, or more than half of those words typed
-    /// that at most 5% of the memories hold. While they are few, the deep stage admits memories by
-    /// their meaning.
-    std::size_t tellingCount = 0;
-    /// The score of a memory that holds every word typed once in contents of middling length: by
-    /// it the deep stage makes scores of short and long queries comparable.
+    /// The number of ranked hits that hold a requested tag, or more than half of the rare words
+    /// typed: those that at most 5% of the memories hold. When there are few such hits, the deep
+    /// stage admits memories by their meaning.
+    std::size_t strongHitCount = 0;
+    /// The score of a memory of average length whose contents hold every word typed once. The deep
+    /// stage needs it to make the scores of short and long queries comparable.
     double fullMatchScore = 0;
 };
 

@@ -6,13 +6,9 @@
 namespace nookery {
 namespace {
 
-bool isWord(std::string_view text, const TermPiece& piece) {
-    return text.size() == piece.text.size();
-}
-
-std::vector<TokenId> tokensFitting(const Vocabulary& vocabulary, const TermPiece& piece) {
-    if (piece.match == PieceMatch::ending) return vocabulary.endingWith(piece.text);
-    if (piece.match == PieceMatch::beginning) return vocabulary.startingWith(piece.text);
+std::vector<TokenId> tokensMatching(const Vocabulary& vocabulary, const TermPiece& piece) {
+    if (piece.match == PieceMatch::suffix) return vocabulary.endingWith(piece.text);
+    if (piece.match == PieceMatch::prefix) return vocabulary.startingWith(piece.text);
     const auto token = vocabulary.find(piece.text);
     return token ? std::vector<TokenId>{*token} : std::vector<TokenId>{};
 }
@@ -43,8 +39,10 @@ class OrdinalSet {
 OrdinalSet memoriesWith(const LexicalIndex& index, const std::vector<TokenId>& tokens) {
     OrdinalSet memories(index.ordinalCount());
     for (const TokenId token : tokens) {
-        for (const Ordinal ordinal : index.postings().sorted(token).ordinals) memories.add(ordinal);
-        for (const Ordinal ordinal : index.postings().grown(token).ordinals) memories.add(ordinal);
+        for (const Ordinal ordinal : index.postings().mainList(token).ordinals)
+            memories.add(ordinal);
+        for (const Ordinal ordinal : index.postings().auxiliaryList(token).ordinals)
+            memories.add(ordinal);
     }
     return memories;
 }
@@ -57,18 +55,18 @@ PhraseMatcher::PhraseMatcher(const LexicalIndex& index, std::vector<TermPiece> p
 }
 
 PhraseMatcher::PieceTokens PhraseMatcher::tokensFor(TermPiece piece) const {
-    PieceTokens fitting{std::move(piece), {}, {}, 0};
-    fitting.tokens = tokensFitting(index_.vocabulary(), fitting.piece);
-    fitting.bits.resize(index_.vocabulary().size() / 64 + 1, 0);
-    for (const TokenId token : fitting.tokens) {
-        fitting.bits[token / 64] |= std::uint64_t{1} << token % 64;
-        fitting.memoryCount += index_.documentFrequency(token);
+    PieceTokens matching{std::move(piece), {}, {}, 0};
+    matching.tokens = tokensMatching(index_.vocabulary(), matching.piece);
+    matching.bits.resize(index_.vocabulary().size() / 64 + 1, 0);
+    for (const TokenId token : matching.tokens) {
+        matching.bits[token / 64] |= std::uint64_t{1} << token % 64;
+        matching.memoryCount += index_.documentFrequency(token);
     }
-    return fitting;
+    return matching;
 }
 
 std::vector<Ordinal> PhraseMatcher::candidates() const {
-    // A piece that stands nearly everywhere would narrow nothing.
+    // A piece that nearly every memory holds would not narrow the candidates.
     constexpr std::uint64_t muchMoreCommon = 32;
     std::vector<const PieceTokens*> byCount;
     for (const PieceTokens& piece : pieces_) byCount.push_back(&piece);
@@ -87,17 +85,19 @@ std::vector<Ordinal> PhraseMatcher::candidates() const {
     return ordinals;
 }
 
-bool PhraseMatcher::fitsAll(std::span<const TokenId> window) const {
+bool PhraseMatcher::matchesAll(std::span<const TokenId> window) const {
     for (std::size_t i = 0; i < pieces_.size(); ++i) {
-        if (!pieces_[i].fits(window[i])) return false;
+        if (!pieces_[i].matches(window[i])) return false;
     }
     return true;
 }
 
 MatchKind PhraseMatcher::kindOf(std::span<const TokenId> window) const {
-    if (!isWord(index_.tokenText(window.front()), pieces_.front().piece)) return MatchKind::inside;
-    return isWord(index_.tokenText(window.back()), pieces_.back().piece) ? MatchKind::whole
-                                                                         : MatchKind::prefix;
+    const auto isWhole = [&](TokenId token, const PieceTokens& matching) {
+        return index_.tokenText(token).size() == matching.piece.text.size();
+    };
+    if (!isWhole(window.front(), pieces_.front())) return MatchKind::inside;
+    return isWhole(window.back(), pieces_.back()) ? MatchKind::whole : MatchKind::prefix;
 }
 
 std::optional<PhraseMatcher::Found> PhraseMatcher::find(TokenStream stream) const {
@@ -114,7 +114,7 @@ std::optional<PhraseMatcher::Found> PhraseMatcher::find(TokenStream stream) cons
         line.push_back(stream.token());
         if (line.size() < pieces_.size() || stream.section() == Section::tags) continue;
         const auto window = std::span<const TokenId>(line).last(pieces_.size());
-        if (!fitsAll(window)) continue;
+        if (!matchesAll(window)) continue;
         const SectionMeaning& meaning =
             index_.meanings()[static_cast<std::size_t>(stream.section())];
         found.mask |= meaning.mask;

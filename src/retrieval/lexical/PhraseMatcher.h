@@ -10,8 +10,8 @@
 
 namespace nookery {
 
-/// Finds terms that are made of several tokens ("e-mail", "3.1.4"): memories in whose texts the
-/// pieces follow one another. Candidates hold a token for every piece; their streams tell the rest.
+/// Finds a term of several tokens ("e-mail", "3.1.4"): the memories in which tokens that match its
+/// pieces follow one another. The postings give the candidates, the candidates' streams decide.
 class PhraseMatcher {
   public:
     /// At least two pieces.
@@ -21,29 +21,31 @@ class PhraseMatcher {
         FieldMask mask = 0;
         MatchKind kind = MatchKind::inside;
         std::uint8_t impact = 0;
-        std::uint32_t sections = 0;  ///< a bit each
+        std::uint32_t sections = 0;  ///< a bit for each Section
     };
 
+    /// Where and how strongly a memory holds the term; none when it does not.
     std::optional<Found> find(TokenStream stream) const;
 
-    /// Memories alive that hold a token for each piece, ascending.
+    /// A superset of the memories alive that hold the term, ascending.
     std::vector<Ordinal> candidates() const;
 
   private:
-    /// A piece, and which tokens fit it: a bit a token of the vocabulary.
+    /// A piece and the tokens that match it, as a list and as a bit for each token of the
+    /// vocabulary.
     struct PieceTokens {
         TermPiece piece;
         std::vector<TokenId> tokens;
         std::vector<std::uint64_t> bits;
         std::uint64_t memoryCount = 0;
 
-        bool fits(TokenId token) const {
+        bool matches(TokenId token) const {
             return token / 64 < bits.size() && (bits[token / 64] >> token % 64 & 1) != 0;
         }
     };
 
     PieceTokens tokensFor(TermPiece piece) const;
-    bool fitsAll(std::span<const TokenId> window) const;
+    bool matchesAll(std::span<const TokenId> window) const;
     MatchKind kindOf(std::span<const TokenId> window) const;
 
     const LexicalIndex& index_;

@@ -14,16 +14,16 @@ QueryTerm makeTerm(std::string_view typed) {
     return term;
 }
 
-/// A run at the edge of a term may be longer in the memory: there, the pair of characters tells
-/// all that its outer character would.
+/// Drops the single character at either end of a run of ideographs: the memory's run may be longer,
+/// and the pair beside it contains that character anyway.
 void dropOuterIdeographs(std::vector<std::string_view>& tokens) {
-    const auto pairs = [](std::string_view token, std::string_view neighbour) {
+    const auto isCovered = [](std::string_view token, std::string_view neighbour) {
         return isIdeographRun(token) && neighbour.size() > token.size() &&
                isIdeographRun(neighbour);
     };
-    if (tokens.size() >= 2 && pairs(tokens[0], tokens[1])) tokens.erase(tokens.begin());
+    if (tokens.size() >= 2 && isCovered(tokens[0], tokens[1])) tokens.erase(tokens.begin());
     const std::size_t count = tokens.size();
-    if (count >= 2 && pairs(tokens[count - 1], tokens[count - 2])) tokens.pop_back();
+    if (count >= 2 && isCovered(tokens[count - 1], tokens[count - 2])) tokens.pop_back();
 }
 
 PieceMatch matchOf(std::string_view token, std::size_t index, std::size_t count) {
@@ -31,8 +31,8 @@ PieceMatch matchOf(std::string_view token, std::size_t index, std::size_t count)
     if (count == 1) {
         return codePointCount(token) >= shortestSubstring ? PieceMatch::inside : PieceMatch::whole;
     }
-    if (index == 0) return PieceMatch::ending;
-    return index + 1 == count ? PieceMatch::beginning : PieceMatch::whole;
+    if (index == 0) return PieceMatch::suffix;
+    return index + 1 == count ? PieceMatch::prefix : PieceMatch::whole;
 }
 
 }  // namespace

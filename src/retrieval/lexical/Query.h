@@ -7,7 +7,7 @@
 
 namespace nookery {
 
-/// One word of a query, as typed between white space.
+/// One word of a query: what was typed between white space.
 struct QueryTerm {
     std::string typed;       ///< lower-cased
     std::string normal;      ///< its normal form; empty for other scripts
@@ -20,28 +20,30 @@ struct Query {
     std::vector<QueryTerm> terms;         ///< in the order typed, "#" terms left out
     std::set<std::string> requestedTags;  ///< written with a leading "#", here without it
 
-    /// Nothing that could find a memory was typed.
+    /// Whether nothing was typed that could find a memory.
     bool isEmpty() const { return terms.empty() && requestedTags.empty(); }
 };
 
 Query parseQuery(std::string_view searchText);
 
-/// How a piece of a term must stand in a token of a memory.
+/// How a piece must match a token.
 enum class PieceMatch {
-    inside,  ///< anywhere in the token
-    whole,
-    ending,     ///< the token ends with it
-    beginning,  ///< the token begins with it
+    inside,  ///< the token contains it
+    whole,   ///< the token equals it
+    suffix,  ///< the token ends with it
+    prefix,  ///< the token begins with it
 };
 
+/// A part of a term that must match one token.
 struct TermPiece {
     std::string text;
     PieceMatch match = PieceMatch::whole;
 };
 
-/// The tokens that must follow one another in a memory for it to hold a term of this form. One
-/// piece of three letters or more may stand inside a token; shorter ones and ideographs must be
-/// tokens; of several pieces, the first must end a token and the last begin one.
+/// The pieces of a term in either form. A memory holds the term when tokens that match the pieces
+/// follow one another in it. A single piece of three letters or more may stand inside a token; a
+/// shorter one, and ideographs, must equal it. Of several pieces the first is a suffix, the last a
+/// prefix, and the others are whole tokens.
 std::vector<TermPiece> piecesOf(std::string_view form);
 
 }  // namespace nookery

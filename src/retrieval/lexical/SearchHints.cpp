@@ -7,7 +7,7 @@
 namespace nookery {
 namespace {
 
-/// The reasons a memory has, of which the one with the greatest worth is kept.
+/// Keeps the reason with the greatest worth.
 class Reasons {
   public:
     void offer(double worth, std::string hint) {
@@ -26,7 +26,7 @@ bool isIn(std::uint32_t sections, Section section) {
     return (sections >> static_cast<unsigned>(section) & 1) != 0;
 }
 
-/// For a term that is in none of the three fields by their normal forms, or is not typed so.
+/// The hint for a match in the all-scripts form of a field, or of a word that was not typed.
 std::string hintBySection(std::uint32_t sections, const std::string& contentsHint) {
     if (isIn(sections, Section::title) || isIn(sections, Section::titleAllScripts)) {
         return "Matched title";
@@ -37,16 +37,16 @@ std::string hintBySection(std::uint32_t sections, const std::string& contentsHin
     return contentsHint;
 }
 
-std::string termHint(const TermMatches& term, Cell cell, TokenStream stream,
+std::string termHint(const TermMatches& term, MatchScore score, TokenStream stream,
                      const std::string& contentsHint) {
-    const FieldMask bits = bitsOf(cell);
+    const FieldMask bits = bitsOf(score);
     if ((bits & fieldBit(SearchField::title)) != 0) return "Matched title";
     if ((bits & fieldBit(SearchField::note)) != 0) return "Matched note";
     if ((bits & fieldBit(SearchField::contents)) != 0) return contentsHint;
     return hintBySection(term.sectionsIn(stream), contentsHint);
 }
 
-/// The words of people's names in which a term was found.
+/// Names the words in people's names that match a term.
 std::string peopleHint(const LexicalIndex& index, const std::vector<const TermMatches*>& terms,
                        TokenStream stream) {
     std::vector<TokenId> words;
@@ -81,12 +81,12 @@ std::string hintFor(const LexicalIndex& index, const Query& query,
     const std::string contentsHint = isImage ? "Found in image" : "Found in contents";
     FieldMask bits = 0;
     for (const TermMatches* term : terms) {
-        const Cell cell = term->cells().at(ordinal);
-        if (cell == 0) continue;
-        bits |= bitsOf(cell);
-        // Relevance breaks the tie between terms that weigh nothing by themselves.
-        reasons.offer(term->weight(cell) + term->relevance(cell) * 1e-3,
-                      termHint(*term, cell, index.stream(ordinal), contentsHint));
+        const MatchScore score = term->accumulator().at(ordinal);
+        if (score == 0) continue;
+        bits |= bitsOf(score);
+        // Relevance breaks ties between terms whose weight is 0.
+        reasons.offer(term->weight(score) + term->relevance(score) * 1e-3,
+                      termHint(*term, score, index.stream(ordinal), contentsHint));
     }
     if ((bits & peopleBit) != 0) {
         reasons.offer(index.weights().people, peopleHint(index, terms, index.stream(ordinal)));

@@ -9,10 +9,10 @@
 
 namespace nookery {
 
-/// The one-line reason shown under a hit: the strongest of what the query found in the memory.
+/// The one-line reason shown under a hit, for the strongest match of the query in the memory:
 ///   "Matched #tag", "Matched title", "Matched note", "Found in contents", "Found in image",
 ///   "Contains Name Name"
-/// Empty when nothing of the query is in the memory.
+/// Empty when the memory matches nothing of the query.
 std::string hintFor(const LexicalIndex& index, const Query& query,
                     const std::vector<const TermMatches*>& terms, Ordinal ordinal);
 

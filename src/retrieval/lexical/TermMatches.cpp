@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "foundation/Text.h"
-#include "retrieval/text/FunctionWords.h"
+#include "retrieval/text/EnglishWords.h"
 #include "retrieval/text/TextNormalizer.h"
 
 namespace nookery {
@@ -17,25 +17,25 @@ constexpr std::array<const char*, matchKindCount> kindNames{"whole word", "same 
 
 std::size_t indexOf(SearchField field) { return static_cast<std::size_t>(field); }
 
-/// 0 to 1: how much it says that a memory is one of `memoryCount`.
-double rarityOf(double memoryCount, std::size_t collectionSize) {
+/// The inverse document frequency as a share of the greatest possible one. Rounded to a float,
+/// since the C library's logarithm may differ in a double's last bit from one processor to another.
+float rarityOf(double memoryCount, std::size_t collectionSize) {
     const auto size = static_cast<double>(collectionSize);
-    const double count = std::min(memoryCount, size);
-    const auto surprise = [&](double held) {
-        return std::log(1 + (size - held + 0.5) / (held + 0.5));
+    const auto inverseFrequency = [&](double count) {
+        return std::log(1 + (size - count + 0.5) / (count + 0.5));
     };
-    return surprise(count) / surprise(0);
+    return static_cast<float>(inverseFrequency(std::min(memoryCount, size)) / inverseFrequency(0));
 }
 
 using StrengthByImpact = std::array<std::uint8_t, 256>;
 
-/// Strengths for impacts, as a share of the strongest match: from `floor` on, `share` of the rest.
-StrengthByImpact strengthTable(double floor, double share, std::uint8_t greatestImpact) {
+/// The strength for each impact: `share` of the impact, which counts at most as `greatestImpact`.
+StrengthByImpact strengthTable(double share, std::uint8_t greatestImpact = 255) {
     StrengthByImpact table{};
     for (std::size_t impact = 0; impact < table.size(); ++impact) {
         const double counted = std::min<double>(static_cast<double>(impact), greatestImpact);
-        const double strength = floor * strongest + (1 - floor) * share * counted;
-        table[impact] = static_cast<std::uint8_t>(std::clamp(std::lround(strength), 1L, 255L));
+        table[impact] =
+            static_cast<std::uint8_t>(std::clamp(std::lround(share * counted), 1L, 255L));
     }
     return table;
 }
@@ -46,7 +46,7 @@ std::uint8_t greatestImpactElsewhere(const RankingWeights& weights) {
         std::lround(strongest * (weights.bandFloor[elsewhere] + weights.bandWidth[elsewhere])));
 }
 
-/// How the bits of a cell come from those of a posting: `(mask & kept) | added`.
+/// How a posting's mask becomes the bits of a match score: `(mask & kept) | added`.
 struct BitRule {
     FieldMask kept = 0xFF;
     std::uint8_t added = 0;
@@ -56,30 +56,30 @@ struct BitRule {
 constexpr BitRule asFound{};
 constexpr BitRule asElsewhere{peopleBit, fieldBit(SearchField::elsewhere)};
 constexpr BitRule asCorrected{0, correctedBit};
-constexpr BitRule asRelated{0, relatedBit, false};
+constexpr BitRule asExpanded{0, expandedBit, false};
 
 struct PhraseHit {
     Ordinal ordinal = 0;
     PhraseMatcher::Found found;
 };
 
-/// What was found of one form of a term, by how much of a token it is.
+/// The matches of one form of a term, by kind.
 struct FormMatches {
     std::array<std::vector<TokenId>, matchKindCount> tokens;
     std::vector<PhraseHit> phraseHits;
-    bool isOtherForm = false;  ///< the all-scripts form of a term that has a normal form too
+    bool isOtherForm = false;  ///< the all-scripts form of a term that also has a normal form
 };
 
 }  // namespace
 
-/// Makes the evidence of one term.
+/// Looks one term up in the index and fills its TermMatches.
 class TermMatcher {
   public:
     TermMatcher(const LexicalIndex& index, const QueryTerm& term, TermMatches& matches)
-        : index_(index), weights_(index.weights()), term_(term), evidence_(matches) {}
+        : index_(index), weights_(index.weights()), term_(term), matches_(matches) {}
 
     void run() {
-        evidence_.isFunctionWord_ = isFunctionWord(term_.typed);
+        matches_.isFunctionWord_ = isFunctionWord(term_.typed);
         if (!term_.normal.empty()) findForm(term_.normal, false);
         if (!term_.allScripts.empty()) findForm(term_.allScripts, !term_.normal.empty());
         countMemories();
@@ -88,8 +88,8 @@ class TermMatcher {
         } else {
             useCorrections();
         }
-        evidence_.summarise(index_.alive());
-        std::sort(evidence_.tokens_.begin(), evidence_.tokens_.end());
+        matches_.summarise(index_.alive());
+        std::sort(matches_.tokens_.begin(), matches_.tokens_.end());
     }
 
   private:
@@ -131,16 +131,16 @@ class TermMatcher {
 
     void findPhrase(std::vector<TermPiece> pieces, FormMatches& matches) {
         PhraseMatcher matcher(index_, std::move(pieces));
-        // Streams lie anywhere in memory: each is asked for a few before its turn.
+        // Streams lie scattered in memory; each is prefetched a few candidates ahead.
         constexpr std::size_t ahead = 8;
         const std::vector<Ordinal> candidates = matcher.candidates();
         for (std::size_t i = 0; i < candidates.size(); ++i) {
-            if (i + ahead < candidates.size()) index_.fetchStream(candidates[i + ahead]);
+            if (i + ahead < candidates.size()) index_.prefetchStream(candidates[i + ahead]);
             if (const auto found = matcher.find(index_.stream(candidates[i]))) {
                 matches.phraseHits.push_back({candidates[i], *found});
             }
         }
-        evidence_.phrases_.push_back(std::move(matcher));
+        matches_.phrases_.push_back(std::move(matcher));
     }
 
     double memoriesWith(const std::vector<TokenId>& tokens) const {
@@ -162,8 +162,8 @@ class TermMatcher {
 
     double rarity(double memoryCount) const {
         const double inLibrary = rarityOf(memoryCount, index_.size());
-        return evidence_.isFunctionWord_ ? std::min(inLibrary, weights_.functionWordRarity)
-                                         : inLibrary;
+        return matches_.isFunctionWord_ ? std::min(inLibrary, weights_.functionWordRarity)
+                                        : inLibrary;
     }
 
     double foundCount() const {
@@ -173,8 +173,8 @@ class TermMatcher {
     }
 
     void useMatches() {
-        // Each kind is as rare as it and all better kinds together, so that a better match never
-        // counts less.
+        // The rarity of a kind counts the memories of all better kinds too, so that a better match
+        // never earns less.
         std::array<double, matchKindCount> factors{};
         double memories = 0;
         double scale = 0;
@@ -185,55 +185,55 @@ class TermMatcher {
             factors[kind] = weights_.kindFactor[kind] * kindRarity;
             if (scale == 0) {
                 scale = factors[kind];
-                evidence_.rarity_ = kindRarity;
+                matches_.rarity_ = kindRarity;
             }
         }
         for (std::size_t kind = 0; kind < matchKindCount; ++kind) {
             if (counts_[kind] == 0) continue;
-            useKind(kind, 0, factors[kind] / scale);
+            useKind(kind, factors[kind] / scale);
         }
-        useBeside();
-        evidence_.fillWeights(weights_, scale, isShort_);
+        expand();
+        matches_.fillWeights(weights_, scale, isShort_);
     }
 
-    /// Words that add to what was found. A part that stands only inside words may be a mistyped
-    /// word.
-    void useBeside() {
+    /// Expands the term: a whole word with its other forms, and a term found only inside words with
+    /// its corrections, since it may be mistyped.
+    void expand() {
         if (counts_[0] > 0) {
-            useBeside("another form of the word", otherForms(), weights_.stemShare);
+            expandWith("another form of the word", otherForms(), weights_.stemShare);
         } else if (counts_[1] + counts_[2] == 0) {
-            useBeside("one edit away", corrections(), weights_.besidePartsShare);
+            expandWith("one edit away", corrections(), weights_.insideCorrectionShare);
         }
     }
 
-    void useBeside(const char* description, const std::vector<TokenId>& tokens, double share) {
+    void expandWith(const char* description, const std::vector<TokenId>& tokens, double share) {
         if (tokens.empty() || share == 0) return;
-        scatter(tokens, strengthTable(0, share, 255), asRelated);
-        evidence_.recordTokens(tokens, true);
+        accumulate(tokens, strengthTable(share), asExpanded);
+        matches_.recordTokens(tokens, true);
         describe(description, tokens.size(), memoriesWith(tokens), share);
     }
 
-    void useKind(std::size_t kind, double floor, double share) {
+    void useKind(std::size_t kind, double share) {
         std::size_t tokenCount = 0;
         for (const FormMatches& form : forms_) {
             const BitRule rule = form.isOtherForm ? asElsewhere : asFound;
-            const StrengthByImpact strengths = strengthTable(
-                floor, share, form.isOtherForm ? greatestImpactElsewhere(weights_) : 255);
-            scatter(form.tokens[kind], strengths, rule);
+            const StrengthByImpact strengths =
+                strengthTable(share, form.isOtherForm ? greatestImpactElsewhere(weights_) : 255);
+            accumulate(form.tokens[kind], strengths, rule);
             for (const PhraseHit& hit : form.phraseHits) {
                 if (static_cast<std::size_t>(hit.found.kind) != kind) continue;
-                evidence_.cells_.merge(
+                matches_.accumulator_.merge(
                     hit.ordinal,
                     static_cast<std::uint8_t>((hit.found.mask & rule.kept) | rule.added),
                     strengths[hit.found.impact]);
             }
             tokenCount += form.tokens[kind].size();
-            evidence_.recordTokens(form.tokens[kind], false);
+            matches_.recordTokens(form.tokens[kind], false);
         }
         describe(kindNames[kind], tokenCount, counts_[kind], share);
     }
 
-    /// Words of the same stem in which the term does not stand.
+    /// The words of the same stem that do not contain the term.
     std::vector<TokenId> otherForms() const {
         if (!term_.allScripts.empty()) return {};
         std::vector<TokenId> tokens = index_.vocabulary().sharingStem(term_.normal);
@@ -244,13 +244,13 @@ class TermMatcher {
         return tokens;
     }
 
-    /// What the user may have meant.
+    /// The words that the user may have meant.
     std::vector<TokenId> corrections() const {
         const std::string& form = term_.normal.empty() ? term_.allScripts : term_.normal;
         if (form.empty() || form.find(' ') != std::string::npos) return {};
         std::vector<TokenId> tokens = index_.vocabulary().oneEditAway(form);
-        if (tokens.empty() && form.size() >= weights_.fewestBeginningLetters) {
-            tokens = index_.vocabulary().beginningOneEditAway(form);
+        if (tokens.empty() && form.size() >= weights_.fewestPrefixLetters) {
+            tokens = index_.vocabulary().prefixOneEditAway(form);
         }
         const std::vector<TokenId> stems = index_.vocabulary().sharingStem(form);
         tokens.insert(tokens.end(), stems.begin(), stems.end());
@@ -260,22 +260,22 @@ class TermMatcher {
         return tokens;
     }
 
-    /// The term stands nowhere.
+    /// Searches for the corrections in place of the term, which no memory holds.
     void useCorrections() {
         const std::vector<TokenId> tokens = corrections();
         if (tokens.empty()) return;
         const double memories = memoriesWith(tokens);
-        evidence_.corrected_ = true;
-        evidence_.rarity_ = rarity(memories);
-        scatter(tokens, strengthTable(0, 1, 255), asCorrected);
-        evidence_.recordTokens(tokens, true);
+        matches_.corrected_ = true;
+        matches_.rarity_ = rarity(memories);
+        accumulate(tokens, strengthTable(1), asCorrected);
+        matches_.recordTokens(tokens, true);
         describe("one edit away", tokens.size(), memories, weights_.correctionShare);
-        evidence_.fillWeights(weights_, weights_.correctionShare * evidence_.rarity_, isShort_);
+        matches_.fillWeights(weights_, weights_.correctionShare * matches_.rarity_, isShort_);
     }
 
-    void scatter(const std::vector<TokenId>& tokens, const StrengthByImpact& strengths,
-                 BitRule rule) {
-        ScoreAccumulator& cells = evidence_.cells_;
+    void accumulate(const std::vector<TokenId>& tokens, const StrengthByImpact& strengths,
+                    BitRule rule) {
+        ScoreAccumulator& accumulator = matches_.accumulator_;
         const auto mergeWith = [&](auto merge) {
             forEachPosting(tokens, [&](Ordinal ordinal, PostingMark mark) {
                 merge(ordinal, static_cast<std::uint8_t>((mark.mask & rule.kept) | rule.added),
@@ -283,9 +283,9 @@ class TermMatcher {
             });
         };
         if (rule.makesHits) {
-            mergeWith([&](auto... cell) { cells.merge(cell...); });
+            mergeWith([&](auto... match) { accumulator.merge(match...); });
         } else {
-            mergeWith([&](auto... cell) { cells.mergeAside(cell...); });
+            mergeWith([&](auto... match) { accumulator.mergeWithoutHit(match...); });
         }
     }
 
@@ -297,29 +297,30 @@ class TermMatcher {
             }
         };
         for (const TokenId token : tokens) {
-            useAll(index_.postings().sorted(token));
-            useAll(index_.postings().grown(token));
+            useAll(index_.postings().mainList(token));
+            useAll(index_.postings().auxiliaryList(token));
         }
     }
 
     void describe(std::string description, std::size_t tokenCount, double memoryCount,
                   double factor) {
-        evidence_.matches_.push_back(
+        matches_.matches_.push_back(
             {std::move(description), tokenCount, static_cast<std::size_t>(memoryCount), factor});
     }
 
     const LexicalIndex& index_;
     const RankingWeights& weights_;
     const QueryTerm& term_;
-    TermMatches& evidence_;
+    TermMatches& matches_;
     std::vector<FormMatches> forms_;
     std::array<double, matchKindCount> counts_{};
     bool isShort_ = false;
 };
 
-TermMatches::TermMatches(const LexicalIndex& index, const QueryTerm& term, ScoreAccumulator cells)
-    : cells_(std::move(cells)) {
-    cells_.reset(index.ordinalCount());
+TermMatches::TermMatches(const LexicalIndex& index, const QueryTerm& term,
+                         ScoreAccumulator accumulator)
+    : accumulator_(std::move(accumulator)) {
+    accumulator_.reset(index.ordinalCount());
     TermMatcher(index, term, *this).run();
 }
 
@@ -329,13 +330,13 @@ void TermMatches::recordTokens(const std::vector<TokenId>& tokens, bool expanded
 }
 
 void TermMatches::summarise(std::span<const std::uint64_t> alive) {
-    cells_.summarise(alive);
-    blockBests_.resize(cells_.blockCount());
-    for (std::size_t block = 0; block < blockBests_.size(); ++block) {
-        const Cell summary = cells_.summary(block);
+    accumulator_.summarise(alive);
+    blockMaxima_.resize(accumulator_.blockCount());
+    for (std::size_t block = 0; block < blockMaxima_.size(); ++block) {
+        const MatchScore summary = accumulator_.summary(block);
         if (summary == 0) continue;
-        blockBests_[block] = {weight(summary), relevance(summary), true};
-        greatestFound_ = std::max(greatestFound_, weight(summary) + relevance(summary));
+        blockMaxima_[block] = {weight(summary), relevance(summary), true};
+        maxScore_ = std::max(maxScore_, weight(summary) + relevance(summary));
         inPeople_ = inPeople_ || (bitsOf(summary) & peopleBit) != 0;
     }
 }
@@ -361,12 +362,12 @@ void TermMatches::fillWeights(const RankingWeights& weights, double scale, bool 
 }
 
 TermMatches::Line TermMatches::upperLine(std::size_t row) const {
-    // The second pass is a line through 0, from which the floor only takes.
+    // The second pass grows linearly with the strength; the floor only lowers it.
     const auto& weights = weights_[row];
     return {weights.front(), (weights.back() - weights.front()) / strongest + relevanceStep_};
 }
 
-double TermMatches::greatest() const { return weights_[0].back() + relevanceStep_ * strongest; }
+double TermMatches::scoreBound() const { return weights_[0].back() + relevanceStep_ * strongest; }
 
 std::uint32_t TermMatches::sectionsIn(TokenStream stream) const {
     std::uint32_t sections = 0;

@@ -14,7 +14,7 @@ void FileFamilies::put(const CrumbItemPointer& item) {
 
 void FileFamilies::remove(const Uuid& id) {
     unread_.erase(id);
-    take(id);
+    removeFromFamily(id);
 }
 
 void FileFamilies::clear() {
@@ -23,8 +23,8 @@ void FileFamilies::clear() {
     names_.clear();
 }
 
-/// Takes a memory out of its family, if it is in one.
-void FileFamilies::take(const Uuid& id) {
+/// Removes a memory from its family, if it is in one.
+void FileFamilies::removeFromFamily(const Uuid& id) {
     const auto name = names_.find(id);
     if (name == names_.end()) return;
     const auto family = families_.find(name->second.key);

@@ -9,8 +9,9 @@
 
 namespace nookery {
 
-/// The memories with files, by what their names have in common. Names are looked at when first
-/// asked for, or ahead of it, so that loading a library does not wait for it. Main thread.
+/// Groups the memories with files by version family (VersionFamily.h). The names are read at the
+/// first question or in portions before it, so that loading a library does not wait for them. Main
+/// thread.
 class FileFamilies {
   public:
     /// Adds a memory or replaces what is known of it.
@@ -18,13 +19,14 @@ class FileFamilies {
     void remove(const Uuid& id);
     void clear();
 
-    /// Looks at up to so many names ahead of being asked; answers whether some are left.
+    /// Reads at most `limit` names in advance; answers whether any are left.
     bool readNames(std::size_t limit);
 
-    /// The other versions of a memory's file, newest first: same key, same extension.
+    /// The other versions of a memory's file, with the same key and extension, newest first.
     CrumbItemList versionsOf(const Uuid& id);
+    /// Whether two different memories' files are versions of one file.
     bool areVersions(const Uuid& id, const Uuid& other);
-    /// Files of the same name in other formats: same key, other extension; in no order.
+    /// The memories whose files have the same key and another extension, in no particular order.
     CrumbItemList otherFormatsOf(const Uuid& id);
 
   private:
@@ -40,7 +42,7 @@ class FileFamilies {
         bool operator==(const Name&) const = default;
     };
 
-    void take(const Uuid& id);
+    void removeFromFamily(const Uuid& id);
     CrumbItemList membersLike(const Uuid& id, bool sameExtension);
 
     std::unordered_map<Uuid, CrumbItemPointer> unread_;

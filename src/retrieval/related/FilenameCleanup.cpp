@@ -47,7 +47,7 @@ constexpr std::array<TypeWord, 9> typeWords{{
     {"Document", " doc docx odt rtf txt md pages epub eml "},
 }};
 
-/// What a capture name's own word becomes.
+/// The word for the kind in a capture name.
 std::string_view kindWord(std::string_view kind) {
     if (kind == "photo" || kind == "image") return "Photo";
     if (kind == "video") return "Video";

@@ -8,7 +8,7 @@
 
 namespace nookery {
 
-/// One row of the list of titles to be cleaned up.
+/// A machine-generated title and the proposal for it.
 struct CrumbFilenameCleanupCandidate {
     Uuid id;
     std::string oldTitle;
@@ -17,13 +17,13 @@ struct CrumbFilenameCleanupCandidate {
     bool operator==(const CrumbFilenameCleanupCandidate&) const = default;
 };
 
-/// The title proposed for a memory with a file whose title is machine-generated: what is left of it
-/// without UUIDs and long numbers, or else a word for the kind of file and the day it was taken in
-/// ("Photo • May 1, 2024", in the form and time zone of this machine). Any thread.
+/// The title proposed for a memory with a file and a machine-generated title: the title without
+/// UUIDs and long numbers. When nothing readable is left, a word for the kind of file and the day
+/// of its capture ("Photo • May 1, 2024", in the form and time zone of this machine). Any thread.
 std::string cleanedTitle(const CrumbItem& item);
 
-/// The memories with a file whose title is machine-generated (MachineNames.h) and whose proposal
-/// differs from it, in the order given. Files keep their names.
+/// The candidates among `items`, in that order: memories with a file and a machine-generated title
+/// (MachineNames.h) for which the proposal differs from the title. Files keep their names.
 std::vector<CrumbFilenameCleanupCandidate> filenameCleanupCandidates(
     std::span<const CrumbItemPointer> items);
 

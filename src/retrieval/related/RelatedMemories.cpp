@@ -6,7 +6,7 @@
 #include <unordered_set>
 
 #include "retrieval/deep/CandidateRetrieval.h"
-#include "retrieval/related/TextLikeness.h"
+#include "retrieval/related/TextSimilarity.h"
 #include "retrieval/related/VersionFamily.h"
 
 namespace nookery {
@@ -16,26 +16,31 @@ constexpr double leastAssociationValue = 0.36;
 constexpr std::size_t fewestSharedWords = 2;
 constexpr double leastCosine = 0.46;
 
-/// How many of those with most in common are looked at closely.
-constexpr std::size_t closerLookLimit = 64;
+/// How many of the memories that share the rarest words get an exact association value.
+constexpr std::size_t exactAssociationLimit = 64;
 
-/// More than any of these can be apart: what follows a near-duplicate never outranks it.
+/// More than all other strengths together, so that near-duplicates always come first.
 constexpr double nearDuplicateStrength = 10;
 
 using Strengths = std::unordered_map<Ordinal, double>;
 
-/// What memories share with one memory, counted over the postings of its tokens.
+/// The order of equals, which depends on nothing but the memories.
+bool isNewer(const CrumbItem& a, const CrumbItem& b) {
+    return a.createdAt != b.createdAt ? a.createdAt > b.createdAt : a.id < b.id;
+}
+
+/// Counts what each memory shares with one memory, by the postings of that one's tokens.
 class SharedTokens {
   public:
     explicit SharedTokens(const LexicalIndex& index)
         : index_(index), rarity_(index.ordinalCount()), count_(index.ordinalCount()) {}
 
     void add(TokenId token, float rarity) {
-        addAll(index_.postings().sorted(token).ordinals, rarity);
-        addAll(index_.postings().grown(token).ordinals, rarity);
+        addAll(index_.postings().mainList(token).ordinals, rarity);
+        addAll(index_.postings().auxiliaryList(token).ordinals, rarity);
     }
 
-    /// Those that share at least one, in the order met; dead ones are left out.
+    /// The memories alive that share at least one token, each once.
     const std::vector<Ordinal>& holders() const { return holders_; }
     double rarity(Ordinal ordinal) const { return rarity_[ordinal]; }
     std::size_t count(Ordinal ordinal) const { return count_[ordinal]; }
@@ -50,12 +55,12 @@ class SharedTokens {
     }
 
     const LexicalIndex& index_;
-    std::vector<float> rarity_;
+    std::vector<double> rarity_;  // sums of floats, exact and so the same in any order
     std::vector<std::uint32_t> count_;
     std::vector<Ordinal> holders_;
 };
 
-/// The contents of one memory, and how others' compare with them.
+/// Compares the contents of other memories with those of one.
 class ContentsComparison {
   public:
     ContentsComparison(const LexicalIndex& index, Ordinal self)
@@ -68,22 +73,23 @@ class ContentsComparison {
             ownTokens_[token] = true;
             return true;
         });
-        takesPart_ = tokenCount >= leastLikenessTokens && length_ > leastLikenessLength;
+        takesPart_ = tokenCount >= leastComparedTokens && length_ > leastComparedLength;
         if (takesPart_) text_ = contentsText(self);
     }
 
     bool takesPart() const { return takesPart_; }
 
-    /// Some of its distinct tokens, and how many of them every near-duplicate holds.
-    struct Telling {
+    /// Some of its distinct tokens, and how many of these every near-duplicate holds at least.
+    struct FilterTokens {
         std::vector<TokenId> tokens;
         std::size_t leastShared = 1;
     };
 
-    /// A near-duplicate holds at least `needed` of the distinct tokens and so lacks at most the
-    /// others: of any so many and k more it holds k. The rarest tokens are held by fewest others,
-    /// and a k above 1 leaves out those that share a word by chance.
-    Telling tellingTokens() {
+    /// Prefix filtering: a near-duplicate holds at least `needed` of the n distinct tokens and
+    /// lacks at most n - needed. So it holds at least k of any n - needed + k tokens. The rarest
+    /// tokens leave the fewest candidates; a k above 1 leaves out memories that share a word by
+    /// chance.
+    FilterTokens filterTokens() {
         const auto needed = static_cast<std::size_t>(
             std::ceil(leastTokenOverlap * static_cast<double>(distinct_.size())));
         const std::size_t leastShared = 1 + needed / 8;
@@ -95,14 +101,14 @@ class ContentsComparison {
         return {{distinct_.begin(), end}, leastShared};
     }
 
-    /// How much of their words they share, when the other memory is a near-duplicate; else 0.
-    double likenessTo(Ordinal other) {
+    /// The token overlap with another memory that is a near-duplicate; 0 for any other memory.
+    double similarityTo(Ordinal other) {
         const TokenCounts counts = countTokens(other);
-        const Likeness likeness = likenessByTokens(counts);
-        if (likeness == Likeness::different) return 0;
+        const TokenVerdict verdict = verdictByTokens(counts);
+        if (verdict == TokenVerdict::different) return 0;
         const std::string otherText = contentsText(other);
         if (!isLongEnough_) return 0;
-        if (likeness == Likeness::decidedByCharacters &&
+        if (verdict == TokenVerdict::decidedByCharacters &&
             !areNearDuplicates(counts, characterRatio(text_, otherText))) {
             return 0;
         }
@@ -120,7 +126,8 @@ class ContentsComparison {
         }
     }
 
-    /// Ends early, with too little shared, once the other text holds too much that is its own.
+    /// Stops early, with counts that make no near-duplicate, once the other text has too many
+    /// tokens of its own.
     TokenCounts countTokens(Ordinal other) {
         ++round_;
         TokenCounts counts{.first = distinct_.size()};
@@ -136,7 +143,7 @@ class ContentsComparison {
         return counts;
     }
 
-    /// The front of the contents' normal form; notes whether all of it is long enough.
+    /// The first part of the contents' normal form. Sets whether the contents are long enough.
     std::string contentsText(Ordinal ordinal) {
         constexpr std::size_t enough = 1024;
         std::string text;
@@ -145,15 +152,15 @@ class ContentsComparison {
             if (!text.empty()) text += ' ';
             text += index_.tokenText(token);
             ++tokenCount;
-            return text.size() < enough || tokenCount < leastLikenessTokens;
+            return text.size() < enough || tokenCount < leastComparedTokens;
         });
-        isLongEnough_ = text.size() >= leastLikenessLength && tokenCount >= leastLikenessTokens;
+        isLongEnough_ = text.size() >= leastComparedLength && tokenCount >= leastComparedTokens;
         return text;
     }
 
     const LexicalIndex& index_;
     std::vector<bool> ownTokens_;      // by token
-    std::vector<std::uint32_t> seen_;  // by token: the round in which it was last counted
+    std::vector<std::uint32_t> seen_;  // by token: the last round that counted it
     std::uint32_t round_ = 0;
     std::vector<TokenId> distinct_;
     std::size_t length_ = 0;
@@ -166,12 +173,12 @@ void addNearDuplicates(const LexicalIndex& index, Ordinal self, Strengths& stren
     ContentsComparison contents(index, self);
     if (!contents.takesPart()) return;
     SharedTokens shared(index);
-    const auto telling = contents.tellingTokens();
-    for (const TokenId token : telling.tokens) shared.add(token, 1);
+    const auto filter = contents.filterTokens();
+    for (const TokenId token : filter.tokens) shared.add(token, 1);
     for (const Ordinal other : shared.holders()) {
-        if (other == self || shared.count(other) < telling.leastShared) continue;
-        const double likeness = contents.likenessTo(other);
-        if (likeness > 0) strengths[other] += nearDuplicateStrength + likeness;
+        if (other == self || shared.count(other) < filter.leastShared) continue;
+        const double similarity = contents.similarityTo(other);
+        if (similarity > 0) strengths[other] += nearDuplicateStrength + similarity;
     }
 }
 
@@ -184,10 +191,10 @@ void addAssociated(const LexicalIndex& index, Ordinal self, Strengths& strengths
         if (other != self && shared.count(other) >= fewestSharedWords) partners.push_back(other);
     }
     const auto hasMore = [&](Ordinal a, Ordinal b) {
-        const double difference = shared.rarity(a) - shared.rarity(b);
-        return difference != 0 ? difference > 0 : a < b;
+        if (shared.rarity(a) != shared.rarity(b)) return shared.rarity(a) > shared.rarity(b);
+        return isNewer(*index.item(a), *index.item(b));
     };
-    const std::size_t count = std::min(partners.size(), closerLookLimit);
+    const std::size_t count = std::min(partners.size(), exactAssociationLimit);
     std::partial_sort(partners.begin(), partners.begin() + static_cast<std::ptrdiff_t>(count),
                       partners.end(), hasMore);
     const double ownSum = associationSum(tokens);
@@ -198,8 +205,8 @@ void addAssociated(const LexicalIndex& index, Ordinal self, Strengths& strengths
     }
 }
 
-void addAlikeInMeaning(const LexicalIndex& index, const VectorMatrix& vectors, const Uuid& id,
-                       Strengths& strengths) {
+void addSimilarInMeaning(const LexicalIndex& index, const VectorMatrix& vectors, const Uuid& id,
+                         Strengths& strengths) {
     const auto row = vectors.rowOf(id);
     if (!row) return;
     const VectorView view = vectors.view();
@@ -210,7 +217,7 @@ void addAlikeInMeaning(const LexicalIndex& index, const VectorMatrix& vectors, c
     }
 }
 
-/// The share of two names' words that both have.
+/// The token overlap of two files' names.
 double sharedWords(const std::string& file, const std::string& otherFile) {
     const auto words = versionFreeWords(file);
     const auto otherWords = versionFreeWords(otherFile);
@@ -238,7 +245,7 @@ std::vector<Uuid> findRelated(const LexicalIndex& index, const VectorMatrix& vec
     Strengths strengths;
     addNearDuplicates(index, *self, strengths);
     addAssociated(index, *self, strengths);
-    addAlikeInMeaning(index, vectors, id, strengths);
+    addSimilarInMeaning(index, vectors, id, strengths);
     addOtherFormats(index, families, *index.item(*self), strengths);
     std::erase_if(strengths, [&](const auto& entry) {
         return families.areVersions(id, index.item(entry.first)->id);
@@ -246,10 +253,7 @@ std::vector<Uuid> findRelated(const LexicalIndex& index, const VectorMatrix& vec
     std::vector<std::pair<Ordinal, double>> ranked(strengths.begin(), strengths.end());
     std::sort(ranked.begin(), ranked.end(), [&](const auto& a, const auto& b) {
         if (a.second != b.second) return a.second > b.second;
-        const CrumbItem& first = *index.item(a.first);
-        const CrumbItem& second = *index.item(b.first);
-        return first.createdAt != second.createdAt ? first.createdAt > second.createdAt
-                                                   : first.id < second.id;
+        return isNewer(*index.item(a.first), *index.item(b.first));
     });
     std::vector<Uuid> ids;
     for (const auto& [ordinal, strength] : ranked) {

@@ -10,17 +10,17 @@ namespace nookery {
 namespace {
 
 struct VersionMarker {
-    std::string_view trigger;  ///< every match holds it; looked for first, being far cheaper
+    std::string_view trigger;  ///< in every match; searched for first, since that is much faster
     RE2 pattern;
 
     VersionMarker(std::string_view neededText, const std::string& expression)
         : trigger(neededText), pattern("(?i)" + expression) {}
 };
 
-/// White space as Unicode has it; RE2's own \s is ASCII's.
+/// Unicode white space; RE2's own \s is ASCII only.
 #define SPACE "[\\s\\x{0B}\\x{85}\\p{Z}]"
 
-/// In this order, which shows: in "revision2" the eighth takes "rev", and "ision" is left.
+/// The order matters: in "revision2" the eighth marker takes "rev" and leaves "ision2".
 const std::array<VersionMarker, 14>& versionMarkers() {
     static const std::array<VersionMarker, 14> markers{{
         {"final", "final"},
@@ -41,7 +41,8 @@ const std::array<VersionMarker, 14>& versionMarkers() {
     return markers;
 }
 
-/// Only the last marker has no trigger: it is a number at the end.
+/// The last marker, a number at the end, has no trigger: a name that it matches ends in a digit, of
+/// ASCII or of another script.
 bool couldMatch(const VersionMarker& marker, const std::string& name) {
     if (!marker.trigger.empty()) return name.find(marker.trigger) != std::string::npos;
     const char last = name.empty() ? ' ' : name.back();

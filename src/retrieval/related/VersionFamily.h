@@ -9,17 +9,17 @@
 
 namespace nookery {
 
-/// What the names of successive versions of one file have in common: the stem in lower case
-/// without version markers ("final", "draft3", "v2", "(2)", a trailing number) and without
-/// anything but a-z and 0-9. None when fewer than 3 characters are left. Any thread.
+/// The key that the names of successive versions of one file share: the stem in lower case, without
+/// version markers ("final", "draft3", "v2", "(2)", a trailing number) and reduced to a-z and 0-9.
+/// None when fewer than 3 characters are left. Any thread.
 std::optional<std::string> versionFamilyKey(const Path& file);
 
-/// Equal for two files exactly when they are versions of each other: the key and the extension in
-/// lower case.
+/// The key with the extension in lower case: equal for two files exactly when they are versions of
+/// each other. Any thread.
 std::optional<std::string> versionFamily(const Path& file);
 
-/// The words of a file's name without version markers that stand as words of their own and without
-/// single characters, in lower case.
+/// The words of a file's name in lower case, without single characters and without version markers
+/// that are words of their own. Any thread.
 std::vector<std::string> versionFreeWords(const Path& file);
 
 }  // namespace nookery

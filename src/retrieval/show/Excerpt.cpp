@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <tuple>
 
 #include "foundation/Text.h"
 #include "records/InternalMarkers.h"
@@ -11,11 +12,11 @@
 namespace nookery {
 namespace {
 
-/// Bytes of a passage, and how much of them may stand before the first match.
+/// The bytes of a passage, and how many of them may precede the first match.
 constexpr std::size_t passageByteCount = 160;
 constexpr std::size_t leadByteCount = 40;
 
-/// Long texts are read in portions of this many bytes, until one holds all terms.
+/// Long texts are searched in portions of this many bytes, until one holds all terms.
 constexpr std::size_t portionByteCount = 16 * 1024;
 
 /// A match in the original text.
@@ -25,7 +26,7 @@ struct Match {
     std::size_t term = 0;
 };
 
-/// What to look for in one form of the text.
+/// A string to search for in one form of the text.
 struct Needle {
     std::string form;
     bool wholeTokens = false;
@@ -85,13 +86,13 @@ bool isAscii(std::string_view text) {
                        [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
 }
 
-/// By place; of those that overlap, the first and longest.
+/// The matches by position. Of matches that overlap, only the first and longest stays.
 std::vector<Match> matchesIn(std::string_view text, const Needles& needles) {
     std::vector<Match> matches;
     findNeedles(tracedNormalForm(text), needles.normal, matches);
     if (!isAscii(text)) findNeedles(tracedCombinedForm(text), needles.allScripts, matches);
     std::sort(matches.begin(), matches.end(), [](const Match& a, const Match& b) {
-        return a.start != b.start ? a.start < b.start : a.end > b.end;
+        return std::tuple(a.start, b.end, a.term) < std::tuple(b.start, a.end, b.term);
     });
     std::vector<Match> apart;
     for (const Match& match : matches) {
@@ -103,12 +104,12 @@ std::vector<Match> matchesIn(std::string_view text, const Needles& needles) {
 struct Passage {
     std::string_view text;  ///< the portion in which it lies
     std::vector<Match> matches;
-    std::size_t first = 0;  ///< the match it begins with
+    std::size_t first = 0;  ///< the index of its first match
     std::size_t termCount = 0;
     std::size_t matchCount = 0;
 };
 
-/// The window of matches that holds most different terms, then most matches.
+/// The window with the most different terms; of these, with the most matches.
 Passage bestWindow(std::string_view text, std::vector<Match> matches) {
     Passage best{text, std::move(matches)};
     for (std::size_t first = 0; first < best.matches.size(); ++first) {
@@ -134,8 +135,8 @@ std::size_t portionEnd(std::string_view text) {
     return cutToBytes(text, portionByteCount).size();
 }
 
-/// A place where a passage may begin or end without cutting a word, or else a character, near
-/// `position`.
+/// A position near `position` at which a passage may begin without cutting a word, or at least
+/// without cutting a character.
 std::size_t wordStart(std::string_view text, std::size_t position) {
     if (position == 0 || position >= text.size()) return std::min(position, text.size());
     const std::size_t space = text.find_first_of(" \n\t", position - 1);
@@ -143,6 +144,7 @@ std::size_t wordStart(std::string_view text, std::size_t position) {
     return characterStart(text, position);
 }
 
+/// The same for the end of a passage.
 std::size_t wordEnd(std::string_view text, std::size_t position) {
     if (position >= text.size()) return text.size();
     const std::size_t space = text.find_last_of(" \n\t", position);
@@ -150,7 +152,7 @@ std::size_t wordEnd(std::string_view text, std::size_t position) {
     return characterStart(text, position);
 }
 
-/// Adds text with its white space made single spaces.
+/// Appends text with runs of white space as single spaces.
 void appendTidied(std::string& output, std::string_view text, bool& afterSpace) {
     for (const char byte : text) {
         const bool space = byte == ' ' || (byte >= 9 && byte <= 13);

@@ -8,16 +8,16 @@
 
 namespace nookery {
 
-/// What an excerpt shows of a query.
+/// What an excerpt marks.
 struct ExcerptTerms {
     std::vector<QueryTerm> terms;
-    std::vector<std::string> expanded;  ///< words reached from them, as tokens
+    std::vector<std::string> expanded;  ///< the query's expansion, as tokens
 };
 
-/// The passage of some texts, about 160 characters long, that holds most of the query's terms,
-/// with white space made single spaces, cuts shown by "…", and each match between `open` and
-/// `close`. When no term stands in the texts, the beginning of the first that is not empty.
-/// Markers that the program wrote are left out. Any thread.
+/// The passage of about 160 bytes that holds most of the query's terms; without any match, the
+/// beginning of the first text that is not empty. Each match stands between `open` and `close`, "…"
+/// shows a cut, and runs of white space become single spaces. Markers that the program wrote are
+/// left out. Any thread.
 std::string bestPassage(const std::vector<std::string_view>& texts, const ExcerptTerms& query,
                         std::string_view open, std::string_view close);
 

@@ -14,7 +14,7 @@ constexpr std::size_t namedTokenCount = 12;
 
 std::string fieldNames(std::uint8_t bits) {
     constexpr std::array<const char*, 7> names{"title",  "note",      "contents", "elsewhere",
-                                               "people", "corrected", "same stem"};
+                                               "people", "corrected", "expansion"};
     std::string text;
     for (std::size_t bit = 0; bit < names.size(); ++bit) {
         if ((bits >> bit & 1) == 0) continue;
@@ -24,7 +24,7 @@ std::string fieldNames(std::uint8_t bits) {
     return text;
 }
 
-/// Writes the explanation from top to bottom.
+/// Writes the explanation line by line.
 class Explanation {
   public:
     Explanation(const LexicalIndex& index, const LexicalSearch::Matches& matches)
@@ -39,9 +39,10 @@ class Explanation {
         }
         for (const std::string& tag : matches_.query.requestedTags) {
             const auto* tagged = index_.taggedWith(tag);
-            line("Tag       #{}: {}", tag, tagged == nullptr ? "no memory has it" : "asked for");
+            line("Tag       #{}: {}", tag, tagged == nullptr ? "no memory has it" : "requested");
         }
-        for (const std::string& tag : matches_.plainTags) line("Tag       {}: typed plainly", tag);
+        for (const std::string& tag : matches_.plainTags)
+            line("Tag       {}: a plain word that equals a tag", tag);
         for (const TermMatches* term : matches_.terms) writeMatches(*term);
         writeHits();
         return std::move(text_);
@@ -55,7 +56,7 @@ class Explanation {
     }
 
     void writeMatches(const TermMatches& term) {
-        line("Evidence  {} memories, rarity {:.2f}", term.hitCount(), term.rarity());
+        line("Matches   {} memories, rarity {:.2f}", term.hitCount(), term.rarity());
         for (const TermMatch& match : term.matches()) {
             line("            {}: {} tokens in {} places, worth {:.2f}", match.description,
                  match.tokenCount, match.memoryCount, match.factor);
@@ -82,11 +83,11 @@ class Explanation {
 
     void writeContributions(Ordinal ordinal) {
         for (const TermMatches* term : matches_.terms) {
-            const Cell cell = term->cells().at(ordinal);
-            if (cell == 0) continue;
+            const MatchScore score = term->accumulator().at(ordinal);
+            if (score == 0) continue;
             line("              {} (strength {}/255): {:.2f} by field, {:.2f} by relevance",
-                 fieldNames(bitsOf(cell)), strengthOf(cell), term->weight(cell),
-                 term->relevance(cell));
+                 fieldNames(bitsOf(score)), strengthOf(score), term->weight(score),
+                 term->relevance(score));
         }
     }
 

@@ -8,8 +8,8 @@
 
 namespace nookery {
 
-/// What each stage of the lexical search made of a query, as lines of text for people: its forms,
-/// what they were found in, the words they led to, and how the first hits got their scores.
+/// Explains a search in lines of text for people: the forms of each term, what matches them, the
+/// query's expansion, and how the first hits got their scores.
 std::string explainSearch(const LexicalIndex& index, LexicalSearch& search,
                           std::string_view searchText);
 

@@ -13,7 +13,7 @@ struct PieceMarker {
     std::string ContentPieces::*piece;
 };
 
-/// In the order in which they are stored. The last one is always there once a memory is enriched.
+/// In the order of storage. An enriched memory always has the last marker.
 constexpr std::array<PieceMarker, 4> pieceMarkers{{
     {"__crumb_document__", &ContentPieces::document},
     {"__crumb_recognised__", &ContentPieces::recognised},
@@ -23,7 +23,7 @@ constexpr std::array<PieceMarker, 4> pieceMarkers{{
 
 constexpr std::string_view lastMarker = pieceMarkers.back().marker;
 
-/// Where a marker stands that fills a line; npos when it does not.
+/// The position of the last such marker that fills a line; npos when there is none.
 std::size_t findMarkerLine(std::string_view text, std::string_view marker) {
     std::size_t place = text.rfind(marker);
     while (place != std::string_view::npos) {
@@ -52,7 +52,7 @@ ContentPieces parseContentPieces(std::string_view searchableText) {
     ContentPieces pieces;
     pieces.isEnriched = isEnriched(searchableText);
     std::string_view rest = searchableText;
-    // From the back: what precedes all markers stays as it is, whatever it holds.
+    // Parsed from the end, so that nothing in the captured text can pass for a marker.
     for (auto known = pieceMarkers.rbegin(); pieces.isEnriched && known != pieceMarkers.rend();
          ++known) {
         const std::size_t place = findMarkerLine(rest, known->marker);

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::u32string_view separator = U" ";
 
-/// Letters that carry no decomposition but that people type without their stroke or ligature.
+/// Letters without a Unicode decomposition that people type without the stroke or the ligature.
 constexpr std::array<std::pair<char32_t, std::u32string_view>, 18> plainLetters{{
     {U'ß', U"ss"},
     {U'ø', U"o"},
@@ -83,8 +83,8 @@ char foldNormal(char32_t codePoint) {
     return 0;
 }
 
-/// Whether a mark only decorates its letter; elsewhere marks are vowels, without which the word
-/// is another one.
+/// Whether a mark may be dropped: it decorates its letter. In other scripts marks are vowels, and
+/// a word without them is another word.
 bool isDecoration(UChar32 mark) {
     UErrorCode status = U_ZERO_ERROR;
     switch (uscript_getScript(mark, &status)) {
@@ -142,7 +142,7 @@ std::u32string foldCombined(char32_t codePoint) {
     for (std::int32_t i = 0; i < text.length(); i = text.moveIndex32(i, 1)) {
         appendCombined(folded, text.char32At(i));
     }
-    // What stands for white space or punctuation separates, whatever its parts are.
+    // A code point that folds to blanks alone separates words.
     if (folded.find_first_not_of(U' ') == std::u32string::npos && !folded.empty()) return U" ";
     return folded;
 }

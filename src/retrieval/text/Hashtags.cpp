@@ -16,7 +16,7 @@ bool continuesTag(char32_t codePoint) {
     return codePoint == U'_' || codePoint == U'-' || isLetterOrDigit(codePoint);
 }
 
-/// Whether what ends before `position` keeps a "#" there from beginning a tag.
+/// Whether the character before `position` keeps a "#" there from beginning a tag.
 bool isPrecededByWord(std::string_view text, std::size_t position) {
     if (position == 0) return false;
     std::size_t start = position - 1;
@@ -25,7 +25,7 @@ bool isPrecededByWord(std::string_view text, std::size_t position) {
     return before == U'_' || isLetterOrDigit(before);
 }
 
-/// The tag's bytes after a "#"; empty when none begins there.
+/// The tag at the beginning of a text that follows a "#"; empty when there is none.
 std::string_view tagAt(std::string_view text) {
     std::size_t end = 0;
     while (end < text.size()) {

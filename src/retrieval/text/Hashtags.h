@@ -6,12 +6,13 @@
 
 namespace nookery {
 
-/// The hashtags written in a text, lower-cased, without the "#": a "#" that no letter, digit or
-/// underscore precedes, then a letter or digit, then any run of letters, digits, underscores and
-/// hyphens, of any script. Any thread.
+/// The hashtags in a text, lower-cased, without the "#". A hashtag is a "#" with no letter, digit
+/// or underscore before it, then a letter or digit, then any run of letters, digits, underscores
+/// and hyphens, of any script. Any thread.
 std::set<std::string> hashtagsIn(std::string_view text);
 
-/// How tags are compared: lower-cased, trimmed, without a leading "#". Empty for what is no tag.
+/// The form in which tags are compared: lower-cased, trimmed, without a leading "#". Empty when
+/// nothing is left. Any thread.
 std::string comparableTag(std::string_view tag);
 
 }  // namespace nookery

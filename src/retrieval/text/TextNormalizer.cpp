@@ -8,7 +8,7 @@
 namespace nookery {
 namespace {
 
-/// FoldTable::normal for ASCII, at hand without the table.
+/// FoldTable::normal for ASCII, without the table.
 constexpr std::array<char, 128> asciiFolds = [] {
     std::array<char, 128> folds{};
     for (std::size_t i = 0; i < folds.size(); ++i) {
@@ -41,7 +41,7 @@ char foldNext(std::string_view text, std::size_t& position) {
     return FoldTable::shared().normal(nextCodePoint(text, position));
 }
 
-/// The next folded character that folding does not drop; 0 at the end.
+/// The next character that folding keeps; 0 at the end.
 char nextFolded(std::string_view text, std::size_t& position) {
     while (position < text.size()) {
         if (const char folded = foldNext(text, position)) return folded;
@@ -49,7 +49,7 @@ char nextFolded(std::string_view text, std::size_t& position) {
     return '\0';
 }
 
-/// Where a web address ends whose "http:" or "https:" ends at `position`; 0 when there is none.
+/// The end of a web address whose "http:" or "https:" ends at `position`; 0 when none is there.
 std::size_t addressEnd(std::string_view text, std::size_t position) {
     if (nextFolded(text, position) != '/' || nextFolded(text, position) != '/') return 0;
     const char first = nextFolded(text, position);
@@ -67,7 +67,7 @@ std::size_t schemeLength(std::string_view written) {
     return written.ends_with("http") ? 4 : 0;
 }
 
-/// Collects a form in a string.
+/// Writes a form into a string.
 class PlainSink {
   public:
     explicit PlainSink(std::string& output) : output_(output) { output_.clear(); }
@@ -83,7 +83,7 @@ class PlainSink {
     std::string& output_;
 };
 
-/// Collects a form together with where its bytes come from.
+/// Writes a form with the origin of each byte.
 class TracingSink {
   public:
     explicit TracingSink(TracedForm& form) : form_(form) {}
@@ -106,7 +106,7 @@ class TracingSink {
     TracedForm& form_;
 };
 
-/// What both forms share: separating spaces and leaving out web addresses.
+/// Does for both forms what they share: separates words and takes web addresses out.
 template <typename Sink>
 class FormWriter {
   public:
@@ -121,13 +121,13 @@ class FormWriter {
         sink_.put(bytes, start, end);
     }
 
-    /// What ends before `end` is dropped: it belongs to the letter before it.
+    /// Drops a combining mark that ends before `end`; the letter before it owns those bytes now.
     void drop(std::size_t end) {
         if (!gap_ && !sink_.written().empty()) sink_.extend(end);
     }
 
-    /// A colon before `position`. When it belongs to a web address, takes back what was written
-    /// of that and answers where it ends; else separates and answers `position`.
+    /// Handles a colon before `position`. In a web address, removes the scheme already written and
+    /// answers where the address ends; elsewhere separates words and answers `position`.
     std::size_t putColon(std::string_view text, std::size_t position) {
         const std::size_t scheme = gap_ ? 0 : schemeLength(sink_.written());
         const std::size_t end = scheme > 0 ? addressEnd(text, position) : 0;
@@ -163,7 +163,7 @@ void scanNormal(std::string_view text, Sink& sink) {
     }
 }
 
-/// scanNormal for the common case, a byte at a time into memory that is there already.
+/// scanNormal for ASCII, the common case: writes byte by byte into allocated memory.
 std::size_t writeAsciiNormalForm(std::string_view text, char* output) {
     std::size_t size = 0;
     bool gap = false;

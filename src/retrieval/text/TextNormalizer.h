@@ -10,27 +10,27 @@ namespace nookery {
 
 /// The two forms in which texts are compared. Any thread.
 
-/// The normal form, made of ASCII letters, digits, "#" and single spaces: lower case, diacritics
-/// and width folded, web addresses ("https?://\S+") and all else turned into spaces. It is never
-/// longer in bytes than the text. Text in other scripts leaves nothing.
+/// The normal form, made of lower-case ASCII letters, digits, "#" and single spaces. Diacritics and
+/// width are folded; web addresses ("https?://\S+") and all other characters become spaces. It is
+/// never longer in bytes than the text, and empty for text in other scripts.
 std::string normalForm(std::string_view text);
 
-/// The same in a buffer that keeps its memory.
+/// The same into a buffer, whose memory is used again.
 void writeNormalForm(std::string_view text, std::string& output);
 
-/// The form that keeps all scripts: lower case, compatibility forms and diacritics folded (vowel
-/// signs of Indic and South-East Asian scripts stay), words separated by single spaces, web
-/// addresses left out. Runs of Chinese, Japanese and Korean characters, and of pictographs, are
-/// separated from other letters. For ASCII text it equals the normal form.
+/// The form that keeps all scripts. Case, compatibility forms and diacritics are folded (vowel
+/// signs of Indic and South-East Asian scripts stay), web addresses are left out, and single spaces
+/// separate the words. Runs of Chinese, Japanese and Korean characters, and of pictographs, become
+/// words of their own. For ASCII text it equals the normal form.
 std::string combinedForm(std::string_view text);
 void writeCombinedForm(std::string_view text, std::string& output);
 
 /// Whether a text is all ASCII, so that both forms of it are the same.
 bool isAsciiText(std::string_view text);
 
-/// Calls `use` for each token of a text in either form: its pieces between spaces, and each run
-/// of ideographs "c1 c2 c3" as c1, c1c2, c2, c2c3, c3, so that a shorter run stands in it exactly
-/// when its own tokens follow one another there.
+/// Calls `use` for each token of a text in either form. Spaces separate tokens. A run of ideographs
+/// c1 c2 c3 becomes the tokens c1, c1c2, c2, c2c3, c3 (unigrams and bigrams), so that a longer run
+/// contains a shorter one exactly when it contains the shorter one's tokens in sequence.
 template <typename Use>
 void forEachToken(std::string_view form, Use&& use);
 
@@ -42,15 +42,15 @@ std::vector<std::string_view> ideographTokens(std::string_view run);
 /// Whether a piece of a combined form is a run of ideographs.
 bool isIdeographRun(std::string_view piece);
 
-/// A form whose bytes can be traced back: the byte at `i` comes from the original's bytes that
-/// begin at `starts[i]` and end before `ends[i]`.
+/// A form with the origin of each byte: byte `i` comes from the original's bytes `starts[i]` up to,
+/// but without, `ends[i]`.
 struct TracedForm {
     std::string text;
     std::vector<std::uint32_t> starts;
     std::vector<std::uint32_t> ends;
 };
 
-/// As normalForm and combinedForm; slower, for the few texts that are shown.
+/// As normalForm and combinedForm, but slower: for the few texts that are shown.
 TracedForm tracedNormalForm(std::string_view text);
 TracedForm tracedCombinedForm(std::string_view text);
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <numeric>
 #include <random>
 
 #include "foundation/Error.h"
@@ -163,6 +164,28 @@ TEST(VectorMatrix, aCosineOfExactlyTheLeastIsFoundAndOneBelowIsNot) {
     ASSERT_EQ(found.size(), 1U);
     EXPECT_EQ(found[0].item->title, "1");
     EXPECT_EQ(found[0].cosine, 0.24);
+}
+
+TEST(VectorMatrix, equalVectorsAreFoundNewestFirstInWhateverOrderTheyCameIn) {
+    // Embeddings come in as the threads that make them finish.
+    constexpr std::uint32_t count = 300;
+    std::vector<std::uint32_t> order(count);
+    std::iota(order.begin(), order.end(), 0U);
+    std::mt19937 generator(13);
+    for (int round = 0; round < 3; ++round) {
+        VectorMatrix matrix;
+        for (const std::uint32_t number : order) {
+            CrumbItem record = *item(number);
+            record.createdAt = Timestamp{static_cast<double>(number / 2)};
+            matrix.set(std::make_shared<const CrumbItem>(record), Vector{0.3, 0.4});
+        }
+        const auto found = matrix.view().mostSimilar(std::vector<float>{1, 0}, 0.24, 3, {});
+        ASSERT_EQ(found.size(), 3U);
+        EXPECT_EQ(found[0].item->title, "298");
+        EXPECT_EQ(found[1].item->title, "299");
+        EXPECT_EQ(found[2].item->title, "296");
+        std::shuffle(order.begin(), order.end(), generator);
+    }
 }
 
 TEST(VectorMatrix, keepsNoVectorThatCannotBeCompared) {

@@ -113,7 +113,7 @@ void expectAgreement(const LexicalIndex& index, const Library& library, const st
             if (field == searchFieldCount) continue;
             found[i] = true;
             expected.insert(id);
-            const FieldMask bits = bitsOf(matches.terms[i]->cells().at(ordinal));
+            const FieldMask bits = bitsOf(matches.terms[i]->accumulator().at(ordinal));
             ASSERT_EQ(static_cast<std::size_t>(bestField(bits)), field)
                 << text << " in " << record.combined;
         }

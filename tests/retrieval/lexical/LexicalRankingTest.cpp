@@ -122,6 +122,13 @@ TEST_F(LexicalRanking, AMistypedBeginningAndAMistypedWordThatStandsInsideOthersA
     EXPECT_EQ(ranked("eact plan"), (std::vector{exact, plan, reaction}));
 }
 
+TEST_F(LexicalRanking, TheBestCorrectionDoesNotDependOnWhichMemoryCameFirst) {
+    for (const char* title : {"coat", "boat", "goat"}) add({.title = title});
+    EXPECT_EQ(engine_.search("xoat", 5).correctedText, "boat");
+    add({.title = "goat"});
+    EXPECT_EQ(engine_.search("xoat", 5).correctedText, "goat");
+}
+
 TEST_F(LexicalRanking, ShortTermsMatchWholeTokensOnly) {
     const Uuid token = add({.title = "x", .contents = "uses go and C# daily"});
     add({.title = "golang cargo"});

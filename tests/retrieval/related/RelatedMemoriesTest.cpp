@@ -5,50 +5,12 @@
 #include <set>
 
 #include "retrieval/RetrievalEngine.h"
-#include "retrieval/related/TextLikeness.h"
-#include "retrieval/related/VersionFamily.h"
+#include "retrieval/related/TextSimilarity.h"
 
 namespace nookery {
 namespace {
 
 using Words = std::vector<std::string>;
-
-TEST(VersionFamily, TitleWordsKeepWhatIsNotAVersionMarker) {
-    const std::vector<std::pair<std::string, Words>> cases{
-        {"/x/Report final v2.pdf", {"report"}},
-        {"Garden Plan (3)-copy.key", {"garden", "plan"}},
-        {"trip_2024.rev 7 r 12.txt", {"trip", "2024"}},
-        {"This is the one menu.doc", {"menu"}},
-        {"finalists of draft3.txt", {"finalists", "of", "draft3"}},  // markers stand alone
-        {"a b Ünit.txt", {"ünit"}},
-    };
-    for (const auto& [name, words] : cases) EXPECT_EQ(versionFreeWords(name), words) << name;
-}
-
-TEST(TextLikeness, FollowsTheTwoTests) {
-    // By overlap and containment alone: 0.68 and 0.92.
-    EXPECT_TRUE(areNearDuplicates({.first = 100, .second = 74, .shared = 71}, 0));
-    EXPECT_EQ(likenessByTokens({.first = 100, .second = 70, .shared = 70}),
-              Likeness::nearDuplicates);
-    EXPECT_EQ(likenessByTokens({.first = 100, .second = 60, .shared = 60}), Likeness::different);
-    // 0.5 * 18/22 + 0.35 * 18/20 = 0.724: the characters decide.
-    const TokenCounts near{.first = 20, .second = 20, .shared = 18};
-    EXPECT_EQ(likenessByTokens(near), Likeness::decidedByCharacters);
-    EXPECT_FALSE(areNearDuplicates(near, 0.63));
-    EXPECT_TRUE(areNearDuplicates(near, 0.65));
-    EXPECT_FALSE(areNearDuplicates({.first = 6, .second = 7, .shared = 5}, 1));
-}
-
-TEST(TextLikeness, CharacterRatioCountsTheLongestCommonSubsequence) {
-    EXPECT_DOUBLE_EQ(characterRatio("abcde", "abcde"), 1);
-    EXPECT_DOUBLE_EQ(characterRatio("abcbdab", "bdcaba"), 2 * 4.0 / 13);
-    EXPECT_DOUBLE_EQ(characterRatio("abc", "xyz"), 0);
-    EXPECT_DOUBLE_EQ(characterRatio("", ""), 0);
-    // Across the 64 characters that are looked at together.
-    const std::string longText = std::string(63, 'a') + "bcd" + std::string(130, 'e');
-    EXPECT_DOUBLE_EQ(characterRatio(longText, longText), 1);
-    EXPECT_DOUBLE_EQ(characterRatio(longText, "bcd"), 2 * 3.0 / 199);
-}
 
 class RelatedMemories : public ::testing::Test {
   protected:
@@ -132,7 +94,7 @@ TEST_F(RelatedMemories, AgreesWithComparingAllPairs) {
             const std::set<std::string> theirs(otherWords.begin(), otherWords.end());
             TokenCounts counts{.first = own.size(), .second = theirs.size()};
             for (const std::string& word : own) counts.shared += theirs.count(word);
-            if (likenessByTokens(counts) != Likeness::nearDuplicates) continue;
+            if (verdictByTokens(counts) != TokenVerdict::nearDuplicates) continue;
             ++duplicates;
             EXPECT_LT(position(other), 12) << titles_.at(id) << " misses " << titles_.at(other);
         }

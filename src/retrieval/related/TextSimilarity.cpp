@@ -1,4 +1,4 @@
-#include "retrieval/related/TextLikeness.h"
+#include "retrieval/related/TextSimilarity.h"
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,7 @@ constexpr double characterWeight = 0.15;
 constexpr double strongOverlap = 0.68;
 constexpr double strongContainment = 0.92;
 
-// What overlap the combined test needs when everything else is perfect.
+// `leastTokenOverlap` must not exclude what either test would accept.
 static_assert(overlapWeight * leastTokenOverlap + containmentWeight + characterWeight <=
               leastCombined + 1e-9);
 static_assert(leastTokenOverlap <= strongOverlap);
@@ -24,8 +24,9 @@ constexpr std::size_t comparedByteCount = 1024;
 constexpr std::size_t wordBits = 64;
 using Row = std::array<std::uint64_t, comparedByteCount / wordBits>;
 
-/// The length of the longest common subsequence, 64 characters of the first text at a time: a bit
-/// of `row` is 0 where the subsequence has grown.
+/// The length of the longest common subsequence, by the bit-parallel method of Crochemore and
+/// others (2001): 64 characters of the first text at a time. A 0 in `row` stands for a character
+/// that lengthens the subsequence.
 std::size_t commonLength(std::string_view first, std::string_view second) {
     std::array<Row, 256> places{};
     for (std::size_t i = 0; i < first.size(); ++i) {
@@ -66,7 +67,7 @@ double combined(const TokenCounts& counts, double characters) {
            characterWeight * characters;
 }
 
-bool areAlikeByTokens(const TokenCounts& counts) {
+bool areNearDuplicatesByTokens(const TokenCounts& counts) {
     return tokenOverlap(counts) >= strongOverlap && tokenContainment(counts) >= strongContainment;
 }
 
@@ -87,14 +88,15 @@ double characterRatio(std::string_view first, std::string_view second) {
 }
 
 bool areNearDuplicates(const TokenCounts& counts, double characterRatio) {
-    if (areAlikeByTokens(counts)) return true;
-    return std::min(counts.first, counts.second) >= leastLikenessTokens &&
+    if (areNearDuplicatesByTokens(counts)) return true;
+    return std::min(counts.first, counts.second) >= leastComparedTokens &&
            combined(counts, characterRatio) >= leastCombined;
 }
 
-Likeness likenessByTokens(const TokenCounts& counts) {
-    if (areNearDuplicates(counts, 0)) return Likeness::nearDuplicates;
-    return areNearDuplicates(counts, 1) ? Likeness::decidedByCharacters : Likeness::different;
+TokenVerdict verdictByTokens(const TokenCounts& counts) {
+    if (areNearDuplicates(counts, 0)) return TokenVerdict::nearDuplicates;
+    return areNearDuplicates(counts, 1) ? TokenVerdict::decidedByCharacters
+                                        : TokenVerdict::different;
 }
 
 }  // namespace nookery

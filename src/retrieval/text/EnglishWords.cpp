@@ -1,4 +1,4 @@
-#include "retrieval/text/EnglishStemmer.h"
+#include "retrieval/text/EnglishWords.h"
 
 #include <algorithm>
 #include <array>
@@ -6,8 +6,8 @@
 namespace nookery {
 namespace {
 
-/// A word on its way to its stem; the rules are named as in M. F. Porter, "An algorithm for
-/// suffix stripping", Program 14(3), 1980.
+/// Strips one word to its stem. The steps have the names of M. F. Porter, "An algorithm for suffix
+/// stripping", Program 14(3), 1980.
 class Stemming {
   public:
     explicit Stemming(std::string_view word) : word_(word) {}
@@ -157,6 +157,19 @@ class Stemming {
     std::string word_;
 };
 
+constexpr auto functionWords = std::to_array<std::string_view>(
+    {"a",       "about", "am",    "an",    "and",   "any",     "are",   "as",    "at",     "be",
+     "because", "been",  "but",   "by",    "can",   "cannot",  "could", "did",   "do",     "does",
+     "doing",   "for",   "from",  "get",   "gets",  "getting", "got",   "had",   "has",    "have",
+     "having",  "he",    "her",   "hers",  "him",   "his",     "how",   "i",     "if",     "in",
+     "into",    "is",    "it",    "its",   "just",  "me",      "my",    "no",    "nor",    "not",
+     "of",      "off",   "on",    "once",  "or",    "our",     "ours",  "out",   "over",   "she",
+     "should",  "so",    "some",  "such",  "than",  "that",    "the",   "their", "theirs", "them",
+     "then",    "there", "these", "they",  "this",  "those",   "to",    "too",   "very",   "was",
+     "we",      "were",  "what",  "when",  "where", "which",   "while", "who",   "whom",   "whose",
+     "why",     "will",  "with",  "would", "you",   "your",    "yours"});
+static_assert(std::is_sorted(functionWords.begin(), functionWords.end()));
+
 }  // namespace
 
 std::string englishStem(std::string_view word) {
@@ -164,6 +177,10 @@ std::string englishStem(std::string_view word) {
                                    [](char letter) { return letter >= 'a' && letter <= 'z'; });
     if (word.size() < 3 || !plain) return std::string(word);
     return Stemming(word).result();
+}
+
+bool isFunctionWord(std::string_view word) {
+    return std::binary_search(functionWords.begin(), functionWords.end(), word);
 }
 
 }  // namespace nookery
