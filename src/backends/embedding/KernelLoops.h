@@ -50,7 +50,7 @@ inline void store(std::int32_t* to, Lanes lanes) {
 #endif
 
 /// Eight floats side by side. Every width of the model is a multiple of them.
-using Floats = float __attribute__((vector_size(32), aligned(4)));
+using Floats = float __attribute__((vector_size(32), aligned(4), may_alias));
 using Integers = std::int32_t __attribute__((vector_size(32), aligned(4)));
 constexpr std::size_t floatLanes = 8;
 
@@ -193,12 +193,11 @@ inline void exponentiate(Floats& powers) {
     const Floats clamped = powers < smallest ? Floats{} + smallest : powers;
     const Floats exponent = (clamped * log2OfE + toInteger) - toInteger;
     const Floats rest = (clamped - exponent * ln2High) - exponent * ln2Low;
+    constexpr float factors[] = {1.0f / 720, 1.0f / 120, 1.0f / 24, 1.0f / 6, 0.5f, 1.0f, 1.0f};
     Floats series = Floats{} + 1.0f / 5040;
-    for (const float factor : {1.0f / 720, 1.0f / 120, 1.0f / 24, 1.0f / 6, 0.5f, 1.0f, 1.0f}) {
-        series = series * rest + factor;
-    }
+    for (const float factor : factors) series = series * rest + factor;
     const Integers scale = (__builtin_convertvector(exponent, Integers) + exponentBias) << 23;
-    powers = series * reinterpret_cast<const Floats&>(scale);
+    powers = series * reinterpret_cast<Floats>(scale);
 }
 
 /// Turns scores into shares of one.
