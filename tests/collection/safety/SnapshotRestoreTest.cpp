@@ -11,8 +11,6 @@
 namespace nookery {
 namespace {
 
-using testing::Fault;
-using testing::SimulatedCrash;
 using testing::SnapshotWorld;
 
 /// A library that has changed since its snapshot, closed and ready to be restored.
@@ -37,16 +35,6 @@ class RestoreWorld : public SnapshotWorld {
         database.reset();
         std::filesystem::rename(log.native() + ".kept", log);
         before = librarySays();
-        std::filesystem::copy(world.layout().library(), world.folder / "copy",
-                              std::filesystem::copy_options::recursive);
-    }
-
-    /// Back to the state after construction.
-    void startOver() {
-        std::filesystem::remove_all(world.layout().library());
-        std::filesystem::copy(world.folder / "copy", world.layout().library(),
-                              std::filesystem::copy_options::recursive);
-        world.defaults.set(manualTagsDefaultsKey, "{\"tags\":2}");
     }
 
     void prepare() { prepareSnapshotRestore(platform, world.layout(), snapshotName, {}, {}); }
@@ -134,40 +122,6 @@ TEST(SnapshotRestore, ASnapshotThatFailsItsCheckIsRefusedAndNothingWaits) {
                      [&stop](std::size_t, std::size_t) { stop.request_stop(); }, stop.get_token()),
                  Cancelled);
     EXPECT_TRUE(world.leftovers().empty());
-}
-
-/// Restores with a fault at the k-th operation of preparing and completing, then starts as often as
-/// a person would. Returns whether there was a k-th operation.
-bool restoreWithFault(RestoreWorld& world, Fault fault, int k) {
-    world.startOver();
-    world.world.files.arm(fault, k);
-    try {
-        world.prepare();
-        world.start();
-    } catch (const Error&) {
-    } catch (const SimulatedCrash&) {
-    }
-    const bool reached = world.world.files.operationCount() >= k;
-    world.world.files.losePower();
-    world.world.files.disarm();
-    world.start();
-    EXPECT_EQ(world.start(), std::nullopt) << "step " << k;
-    EXPECT_TRUE(world.leftovers().empty()) << "step " << k;
-    if (world.librarySays() == world.before) {
-        world.prepare();
-        EXPECT_TRUE(world.start()->restored) << "step " << k;
-    }
-    EXPECT_EQ(world.librarySays(), world.atSnapshot) << "neither old nor new at step " << k;
-    return reached;
-}
-
-TEST(SnapshotRestore, AFaultAtAnyOperationLeavesTheOldStateOrTheNewAndTheNextStartGoesOn) {
-    RestoreWorld world;
-    for (const Fault fault : {Fault::fail, Fault::diskFull, Fault::crash}) {
-        int k = 1;
-        while (restoreWithFault(world, fault, k) && !::testing::Test::HasFailure()) ++k;
-        EXPECT_GT(k, 60) << "operations of one restore";
-    }
 }
 
 TEST(JournaledSwap, RefusesPlacesThatAreTakenOrEmptyAndJournalsItCannotRead) {
