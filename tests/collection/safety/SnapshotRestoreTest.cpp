@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "collection/safety/JournaledSwap.h"
 #include "collection/store/CrumbStore.h"
 #include "foundation/Json.h"
@@ -14,9 +16,9 @@ namespace {
 using testing::SnapshotWorld;
 
 /// A library that has changed since its snapshot, closed and ready to be restored.
-class RestoreWorld : public SnapshotWorld {
+class ChangedLibrary : public SnapshotWorld {
   public:
-    RestoreWorld() {
+    ChangedLibrary() {
         capture("kept.txt", "old text");
         capture("deep/removed.txt", "was here");
         atSnapshot = librarySays();
@@ -56,11 +58,13 @@ class RestoreWorld : public SnapshotWorld {
 };
 
 TEST(SnapshotRestore, BringsBackWhatTheSnapshotHoldsAndKeepsWhatWasThere) {
-    RestoreWorld world;
+    ChangedLibrary world;
     const std::string shelfBefore =
         world.world.folder.read(world.inSnapshot(world.snapshotName, "Items/kept.txt")
                                     .lexically_relative(world.world.folder.path()));
     EXPECT_EQ(world.start(), std::nullopt);
+    // What a snapshot does not know of stays there, whatever its name.
+    std::ofstream(world.inSnapshot(world.snapshotName, "journal.json")) << "{}";
     world.prepare();
     EXPECT_EQ(world.librarySays(), world.before) << "preparing changes nothing";
     EXPECT_THROW(world.prepare(), RestoreError);
@@ -87,7 +91,7 @@ TEST(SnapshotRestore, BringsBackWhatTheSnapshotHoldsAndKeepsWhatWasThere) {
 }
 
 TEST(SnapshotRestore, TheStoreCompletesAWaitingRestoreBeforeItOpensTheDatabase) {
-    RestoreWorld world;
+    ChangedLibrary world;
     world.prepare();
     CrumbStore store(world.platform, world.world.layout(), LibraryAccess::writing);
     store.start(SessionLength::oneCommand);
@@ -99,7 +103,7 @@ TEST(SnapshotRestore, TheStoreCompletesAWaitingRestoreBeforeItOpensTheDatabase) 
 
 TEST(SnapshotRestore, ASnapshotThatFailsItsCheckIsRefusedAndNothingWaits) {
     const auto refuses = [](const std::function<void(const Path& snapshot)>& damage) {
-        RestoreWorld world;
+        ChangedLibrary world;
         damage(world.inSnapshot(world.snapshotName, ""));
         EXPECT_THROW(world.prepare(), Error);
         EXPECT_TRUE(world.leftovers().empty());
@@ -113,7 +117,7 @@ TEST(SnapshotRestore, ASnapshotThatFailsItsCheckIsRefusedAndNothingWaits) {
          {"crumb.sqlite3", "manifest.json", "Crumb-State.plist", "Items/kept.txt"}) {
         refuses([file](const Path& snapshot) { std::filesystem::remove(snapshot / file); });
     }
-    RestoreWorld world;
+    ChangedLibrary world;
     EXPECT_THROW(prepareSnapshotRestore(world.platform, world.world.layout(), "../x", {}, {}),
                  RestoreError);
     std::stop_source stop;
@@ -122,6 +126,21 @@ TEST(SnapshotRestore, ASnapshotThatFailsItsCheckIsRefusedAndNothingWaits) {
                      [&stop](std::size_t, std::size_t) { stop.request_stop(); }, stop.get_token()),
                  Cancelled);
     EXPECT_TRUE(world.leftovers().empty());
+}
+
+TEST(JournaledSwap, LeavesWhatHasComeToLieBesideTheNewAlone) {
+    const testing::TemporaryDirectory folder;
+    const auto files = makePosixFileSystem();
+    const Path journal = folder / "journal.json";
+    for (const char* name : {"log", "data", "staged"}) folder.write(name, name);
+    JournaledSwap::begin(*files, folder.path(), journal,
+                         {{"log", std::nullopt, "safe/log"}, {"data", "staged", "safe/data"}})
+        .finish();
+    folder.write("log", "of the new");
+    JournaledSwap::find(*files, folder.path(), journal)->finish();
+    EXPECT_EQ(folder.read("log"), "of the new");
+    EXPECT_EQ(folder.read("data"), "staged");
+    EXPECT_EQ(folder.read("safe/log"), "log");
 }
 
 TEST(JournaledSwap, RefusesPlacesThatAreTakenOrEmptyAndJournalsItCannotRead) {
