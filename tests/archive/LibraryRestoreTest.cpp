@@ -5,6 +5,7 @@
 #include "archive/RestoreWorld.h"
 #include "collection/database/LibraryLock.h"
 #include "collection/safety/RestoreError.h"
+#include "records/DefaultsKeys.h"
 
 namespace nookery {
 namespace {
@@ -18,16 +19,6 @@ class LibraryRestoreFaults : public ::testing::TestWithParam<std::tuple<RestoreK
   protected:
     RestoreWorld world{std::get<RestoreKind>(GetParam())};
     Fault fault = std::get<Fault>(GetParam());
-
-    /// The last operation whose failure makes a start undo everything it has done.
-    int deepestFailure() {
-        for (int k = world.operations; k > 0; --k) {
-            world.putBack("prepared");
-            if (world.startWith(Fault::fail, k).toldFailure) return k;
-        }
-        ADD_FAILURE() << "nothing is ever undone";
-        return 0;
-    }
 };
 
 TEST_P(LibraryRestoreFaults, WhilePreparingLeaveTheLibraryAlone) {
@@ -74,7 +65,7 @@ TEST_P(LibraryRestoreFaults, WhileCompletingEndInTheOldStateOrTheNew) {
 }
 
 TEST_P(LibraryRestoreFaults, WhileUndoingEndInTheOldStateOrTheNew) {
-    const int deepest = deepestFailure();
+    const int deepest = world.deepestFailure();
     for (const int first : {deepest / 2, deepest}) {
         bool reached = true;
         for (int k = first + 1; reached && !HasFailure(); ++k) {
@@ -88,7 +79,7 @@ TEST_P(LibraryRestoreFaults, WhileUndoingEndInTheOldStateOrTheNew) {
 }
 
 TEST_P(LibraryRestoreFaults, WhileAnInterruptedUndoGoesOnEndInTheOldStateOrTheNew) {
-    const int deepest = deepestFailure();
+    const int deepest = world.deepestFailure();
     world.putBack("prepared");
     world.startWith(Fault::fail, deepest, Fault::crash, deepest + 20);
     world.keepAs("half undone");
@@ -177,6 +168,33 @@ TEST_P(LibraryRestoreKinds, WhatAnEarlierVersionLeftHalfWayIsBroughtToItsEnd) {
             EXPECT_EQ(world.differences(world.everything(), expected), "");
         }
     }
+}
+
+TEST_P(LibraryRestoreKinds, WhatIsSetAfterARestoreFailedIsNotTakenBack) {
+    const int first = world.deepestFailure();
+    int toldCount = 0;
+    bool reached = true;
+    for (int k = first + 1; reached; ++k) {
+        SCOPED_TRACE(k);
+        world.putBack("prepared");
+        const auto ending = world.startWith(Fault::fail, first, Fault::fail, k);
+        reached = world.operationsMet >= k;
+        if (!ending.toldFailure) continue;
+        ++toldCount;
+        world.world.defaults.set(manualTagsDefaultsKey, "since");
+        std::string kept;
+        if (!world.start().empty()) {  // tried again: it is in the safety copy
+            const auto state = world.platform.propertyLists.read(readText(
+                world.library.parent_path() / "NOOKERY-Pre-Restore-Safety" / "Crumb-State.plist"));
+            const auto& bytes =
+                std::get<std::vector<unsigned char>>(state.at(std::string(manualTagsDefaultsKey)));
+            kept.assign(bytes.begin(), bytes.end());
+        } else {
+            kept = world.world.defaults.get(manualTagsDefaultsKey).value();
+        }
+        EXPECT_EQ(kept, "since");
+    }
+    EXPECT_GT(toldCount, 1);
 }
 
 TEST_P(LibraryRestoreKinds, NobodyOpensALibraryThatAnotherProcessIsExchanging) {

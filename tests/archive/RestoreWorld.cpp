@@ -166,6 +166,15 @@ RestoreWorld::Ending RestoreWorld::startWith(Fault fault, int k, Fault secondFau
     return ending;
 }
 
+int RestoreWorld::deepestFailure() {
+    for (int k = operations; k > 0; --k) {
+        putBack("prepared");
+        if (startWith(Fault::fail, k).toldFailure) return k;
+    }
+    ADD_FAILURE() << "nothing is ever undone";
+    return 0;
+}
+
 void RestoreWorld::expectEndsWell(const Ending& before) {
     const bool wentOn = !start().empty();
     EXPECT_TRUE(start().empty());

@@ -45,6 +45,8 @@ class RestoreWorld {
     };
     /// Starts with a fault at operation `k`, and holds what it says against what is there.
     Ending startWith(Fault fault, int k, Fault secondFault = Fault::none, int second = 0);
+    /// The last operation whose failure makes a start undo everything it has done.
+    int deepestFailure();
     /// Starts as a person would next, and then once more: the restore is over, done or given up,
     /// and nothing of it is left.
     void expectEndsWell(const Ending& before);
