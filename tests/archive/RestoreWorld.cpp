@@ -162,6 +162,8 @@ RestoreWorld::Ending RestoreWorld::startWith(Fault fault, int k, Fault secondFau
         EXPECT_EQ(differences(filesOf(everything()), filesOf(expected)), "");
         const bool waits = ending.toldFailure && kind == RestoreKind::archive;
         EXPECT_EQ(fs::exists(pending()), waits);
+        // A library that is opened must not be exchanged in its middle later.
+        EXPECT_NE(fs::exists(journal()) ? readJson(journal())["direction"] : "", "forward");
     }
     return ending;
 }
