@@ -6,7 +6,7 @@
 
 #include "archive/ArchiveDatabase.h"
 #include "archive/ArchivePlaces.h"
-#include "collection/safety/SnapshotRestore.h"
+#include "collection/safety/RestoreError.h"
 #include "foundation/Base64.h"
 #include "foundation/Json.h"
 #include "records/DefaultsKeys.h"

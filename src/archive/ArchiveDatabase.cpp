@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "archive/ArchiveError.h"
-#include "collection/safety/SnapshotRestore.h"
+#include "collection/safety/RestoreError.h"
 #include "foundation/SqliteConnection.h"
 #include "foundation/SqliteStatement.h"
 

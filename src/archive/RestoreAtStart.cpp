@@ -1,8 +1,11 @@
 #include "archive/RestoreAtStart.h"
 
+#include <algorithm>
+
 #include "archive/ArchiveRestore.h"
 #include "archive/RestorePlaces.h"
 #include "collection/database/LibraryLock.h"
+#include "collection/safety/SnapshotRestore.h"
 #include "foundation/DurableFile.h"
 #include "foundation/Json.h"
 #include "platform/Clock.h"
@@ -14,14 +17,10 @@ namespace {
 constexpr const char* noticeLog = "NOOKERY startup notice: ";
 constexpr std::size_t maximumOutcomeByteCount = 1 << 20;
 
-bool somethingIsToDo(FileSystem& files, const LibraryLayout& layout) {
-    return archiveRestoreWaits(files, layout) || snapshotRestoreWaits(files, layout) ||
-           !restoreLeftovers(files, layout).empty();
-}
-
-bool wasInterrupted(FileSystem& files, const LibraryLayout& layout) {
-    return archiveRestoreWaits(files, layout) &&
-           files.status(RestorePlaces::find(files, layout).journal()).has_value();
+/// Every kind of restore that may wait; none where there is no library.
+std::vector<RestoreFolders> allRestoreFolders(FileSystem& files, const LibraryLayout& layout) {
+    if (!files.statusFollowingLinks(layout.library())) return {};
+    return {archiveRestoreFolders(files, layout), snapshotRestoreFolders(layout)};
 }
 
 void keepOutcome(const Platform& platform, const LibraryLayout& layout,
@@ -43,12 +42,20 @@ void keepOutcome(const Platform& platform, const LibraryLayout& layout,
 std::vector<RestoreNotice> completeWaitingRestores(const Platform& platform,
                                                    const LibraryLayout& layout) {
     std::vector<RestoreNotice> notices;
-    if (!somethingIsToDo(platform.files, layout)) return notices;
+    FileSystem& files = platform.files;
+    const auto kinds = allRestoreFolders(files, layout);
+    const bool somethingIsToDo = std::any_of(kinds.begin(), kinds.end(), [&](const auto& folders) {
+        return restoreWaits(files, folders) || restoreLeftoversExist(files, folders);
+    });
+    if (!somethingIsToDo) return notices;
     std::optional<LibraryLock> lock;
     try {
-        lock = LibraryLock::acquire(platform.files, layout, platform.clock.now());
+        lock = LibraryLock::acquire(files, layout, platform.clock.now());
     } catch (const LibraryInUse&) {
-        if (wasInterrupted(platform.files, layout)) throw;
+        const bool oneIsUnderWay =
+            std::any_of(kinds.begin(), kinds.end(),
+                        [&](const auto& folders) { return restoreIsUnderWay(files, folders); });
+        if (oneIsUnderWay) throw;
         return notices;
     }
     for (const auto complete : {&completePendingArchiveRestore, &completePendingSnapshotRestore}) {
@@ -77,7 +84,8 @@ std::optional<PastRestore> lastRestore(FileSystem& files, const LibraryLayout& l
 
 std::optional<Path> safetyCopy(FileSystem& files, const LibraryLayout& layout) {
     if (!files.statusFollowingLinks(layout.library())) return std::nullopt;
-    const Path safety = RestorePlaces::find(files, layout).safety();
+    const RestoreFolders folders = archiveRestoreFolders(files, layout);
+    const Path safety = folders.root / folders.safety;
     return files.status(safety) ? std::optional(safety) : std::nullopt;
 }
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <vector>
 
-#include "collection/safety/SnapshotRestore.h"
+#include "collection/safety/LibraryRestore.h"
 #include "foundation/Timestamp.h"
 #include "platform/Platform.h"
 #include "records/LibraryLayout.h"

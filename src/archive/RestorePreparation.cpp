@@ -5,8 +5,6 @@
 #include "archive/ArchivePlaces.h"
 #include "archive/ArchiveRestore.h"
 #include "archive/RestorePlaces.h"
-#include "foundation/DurableFile.h"
-#include "foundation/Uuid.h"
 
 namespace nookery {
 namespace {
@@ -23,9 +21,9 @@ bool isRestored(const std::string& name) {
 }
 
 /// The copy of an archive that a restore will use.
-class RestoreCopy {
+class ArchiveCopy {
   public:
-    RestoreCopy(const Platform& platform, Path archive, Path preparing,
+    ArchiveCopy(const Platform& platform, Path archive, Path preparing,
                 const OperationControl& control)
         : files_(platform.files),
           archive_(std::move(archive)),
@@ -72,41 +70,19 @@ class RestoreCopy {
     std::set<Path> folders_;
 };
 
-void removeQuietly(FileSystem& files, const Path& path) {
-    try {
-        removeTree(files, path);
-    } catch (const Error&) {
-        // The next start removes what is left.
-    }
-}
-
 }  // namespace
 
 ArchiveSummary prepareArchiveRestore(const Platform& platform, const LibraryLayout& layout,
                                      const Path& archiveFolder, const OperationControl& control) {
     FileSystem& files = platform.files;
     createDirectories(files, layout.library());
-    refuseWhileRestoreWaits(files, layout);
-    sweepRestoreLeftovers(files, layout);
-    const auto archive = files.resolve(archiveFolder);
-    if (!archive) throw FileError("find", archiveFolder, ENOENT);
-    const RestorePlaces places = RestorePlaces::find(files, layout);
-    const Path preparing =
-        places.library / (std::string(restore::preparingPrefix) + Uuid::random().toString());
-    try {
-        const auto summary = RestoreCopy(platform, *archive, preparing, control).make();
-        files.renameExclusive(preparing, places.pending());
-        files.syncDirectory(places.library);
-        return summary;
-    } catch (const std::exception&) {
-        removeQuietly(files, preparing);
-        throw;
-    }
-}
-
-void refuseWhileRestoreWaits(FileSystem& files, const LibraryLayout& layout) {
-    if (!archiveRestoreWaits(files, layout) && !snapshotRestoreWaits(files, layout)) return;
-    throw RestoreError("A restore is already pending. Reopen NOOKERY to complete it.");
+    ArchiveSummary summary;
+    prepareRestore(files, archiveRestoreFolders(files, layout), [&](const Path& preparing) {
+        const auto archive = files.resolve(archiveFolder);
+        if (!archive) throw FileError("find", archiveFolder, ENOENT);
+        summary = ArchiveCopy(platform, *archive, preparing, control).make();
+    });
+    return summary;
 }
 
 bool archiveRestoreWaits(FileSystem& files, const LibraryLayout& layout) {

@@ -72,14 +72,14 @@ void writeText(const Path& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
 
-void makeSampleLibrary(TestPlatform& world, const LibraryLayout& layout,
-                       const std::string& flavour) {
+void makeSampleLibrary(TestPlatform& world, const LibraryLayout& layout, const std::string& flavour,
+                       std::size_t largestByteCount) {
     const Path items = layout.items();
     const Path linked = world.folder / "linked" / "plan.pdf";
     writeText(items / "photo.png", "photo " + flavour);
     writeText(items / "trip/day one.txt", "day " + flavour);
     writeText(items / "empty.txt", "");
-    writeText(items / "shared.bin", std::string(1'200'000, flavour.front()));
+    writeText(items / "shared.bin", std::string(largestByteCount, flavour.front()));
     writeText(linked, "linked " + flavour);
     writeText(items / "plan.pdf", "managed plan " + flavour);
     {

@@ -18,8 +18,8 @@ Tree treeOf(const Path& folder);
 /// Fills a library with something of everything that an archive carries: nested, empty, shared and
 /// linked originals, a note, a group, a receipt with its original, tags, companions of the
 /// database. `flavour` stands in all of it, so that two libraries are told apart.
-void makeSampleLibrary(TestPlatform& world, const LibraryLayout& layout,
-                       const std::string& flavour);
+void makeSampleLibrary(TestPlatform& world, const LibraryLayout& layout, const std::string& flavour,
+                       std::size_t largestByteCount = 1'200'000);
 
 CrumbCompleteArchive::Source sourceOf(TestPlatform& world, const LibraryLayout& layout);
 // Whole operations. They throw what they fail with.

@@ -56,8 +56,8 @@ void PrintTo(Fault fault, std::ostream* out) {
 }
 
 void FaultyFileSystem::arm(Fault fault, int k) {
-    fault_ = fault;
-    faultAt_ = k;
+    first_ = {fault, k};
+    second_ = {};
     count_ = 0;
     syncedByteCounts_.clear();
 }
@@ -73,10 +73,16 @@ void FaultyFileSystem::losePower() {
 
 void FaultyFileSystem::step(std::string_view operation, const Path& path, bool needsSpace) {
     ++count_;
-    if (fault_ == Fault::none || count_ < faultAt_) return;
-    if (fault_ == Fault::crash) throw SimulatedCrash{};
-    if (fault_ == Fault::fail && count_ == faultAt_) throw FileError(operation, path, EIO);
-    if (fault_ == Fault::diskFull && needsSpace) throw FileError(operation, path, ENOSPC);
+    meet(first_, operation, path, needsSpace);
+    meet(second_, operation, path, needsSpace);
+}
+
+void FaultyFileSystem::meet(const Armed& armed, std::string_view operation, const Path& path,
+                            bool needsSpace) const {
+    if (armed.fault == Fault::none || count_ < armed.at) return;
+    if (armed.fault == Fault::crash) throw SimulatedCrash{};
+    if (armed.fault == Fault::fail && count_ == armed.at) throw FileError(operation, path, EIO);
+    if (armed.fault == Fault::diskFull && needsSpace) throw FileError(operation, path, ENOSPC);
 }
 
 void FaultyFileSystem::checkReadable(std::string_view operation, const Path& path) const {

@@ -35,6 +35,8 @@ class FaultyFileSystem final : public FileSystem {
 
     /// Starts counting anew; operation number `k` (from 1) meets the fault.
     void arm(Fault fault, int k);
+    /// Once armed: another fault, at an operation later than the first, as in what undoes its harm.
+    void armAlso(Fault fault, int k) { second_ = {fault, k}; }
     void disarm() { arm(Fault::none, 0); }
     int operationCount() const { return count_; }
     bool hasCrashed() const { return fault_ == Fault::crash && count_ >= faultAt_; }
@@ -83,8 +85,15 @@ class FaultyFileSystem final : public FileSystem {
     void moveUnsynced(const Path& from, const Path& to);
 
     FileSystem& real_;
-    Fault fault_ = Fault::none;
-    int faultAt_ = 0;
+    struct Armed {
+        Fault fault = Fault::none;
+        int at = 0;
+    };
+    void meet(const Armed& armed, std::string_view operation, const Path& path,
+              bool needsSpace) const;
+
+    Armed first_;
+    Armed second_;
     int count_ = 0;
     std::map<Path, std::int64_t> syncedByteCounts_;
     std::set<Path> unreadable_;

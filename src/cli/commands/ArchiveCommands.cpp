@@ -64,7 +64,7 @@ int runRestore(CommandContext& context, const Arguments& arguments) {
     const Path folder = namedFolder(context, arguments);
     const auto lock =
         LibraryLock::acquire(context.platform().files, context.layout(), context.now());
-    refuseWhileRestoreWaits(context.platform().files, context.layout());
+    refuseWhileRestoreWaits(context.platform().files, context.layout().library());
     const ArchiveSummary checked = context.resultOf(beginArchiveCheck(context.platform(), folder));
     const std::string title = "Restore NOOKERY Collection?";
     const std::string text = fmt::format(

@@ -1,5 +1,6 @@
 #include "collection/safety/JournaledSwap.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include "foundation/DurableFile.h"
@@ -40,7 +41,13 @@ JournaledSwap JournaledSwap::begin(FileSystem& files, Path root, Path journal,
             throw FileError("move", swap.root_ / *move.staged, ENOENT);
         }
     }
-    swap.writeJournal();
+    try {
+        swap.writeJournal();
+    } catch (const FileError&) {
+        // It may be there all the same, and must not be taken for one of a swap that goes on.
+        removeTree(files, swap.journal_);
+        throw;
+    }
     return swap;
 }
 
@@ -53,16 +60,20 @@ std::optional<JournaledSwap> JournaledSwap::find(FileSystem& files, Path root, P
     }
     std::vector<SwapMove> moves;
     for (const Json& move : object["moves"]) moves.push_back(moveFromJson(move));
+    if (moves.empty()) throw JsonError("The journal " + displayName(journal) + " names no move.");
     return JournaledSwap(files, std::move(root), std::move(journal), std::move(moves),
                          direction == "back");
 }
 
 void JournaledSwap::finish() {
-    for (const SwapMove& step : moves_) {
-        // What is staged leaves its place last; while it is there, the step is not done.
-        if (step.staged && !exists(*step.staged)) continue;
-        if (exists(step.live)) move(step.live, step.safety);
-        if (step.staged) move(*step.staged, step.live);
+    // What is staged leaves its place last; once it is gone, its step is done, and so are all steps
+    // before it. Where those went away, what lies there by now belongs to what came in.
+    const auto lastDone = std::find_if(moves_.rbegin(), moves_.rend(), [this](const auto& step) {
+        return step.staged && !exists(*step.staged);
+    });
+    for (auto step = lastDone.base(); step != moves_.end(); ++step) {
+        if (exists(step->live)) move(step->live, step->safety);
+        if (step->staged) move(*step->staged, step->live);
     }
 }
 

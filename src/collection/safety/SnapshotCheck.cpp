@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 
 #include "collection/safety/LibraryState.h"
+#include "collection/safety/RestoreError.h"
 #include "collection/safety/SnapshotRepository.h"
-#include "collection/safety/SnapshotRestore.h"
 #include "foundation/Json.h"
 #include "foundation/SqliteConnection.h"
 

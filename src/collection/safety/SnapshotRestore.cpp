@@ -4,66 +4,54 @@
 #include <array>
 #include <set>
 
-#include "collection/safety/JournaledSwap.h"
 #include "collection/safety/LibraryState.h"
 #include "collection/safety/SnapshotCheck.h"
 #include "collection/safety/SnapshotRepository.h"
 #include "foundation/DurableFile.h"
-#include "foundation/Uuid.h"
 #include "platform/Clock.h"
-#include "platform/Log.h"
-#include "platform/UserDefaults.h"
 
 namespace nookery {
 namespace {
 
-constexpr std::string_view pendingName = ".NOOKERY-Snapshot-Restore-Pending";
-constexpr std::string_view preparingPrefix = ".NOOKERY-Snapshot-Restore-Preparing-";
-constexpr std::string_view finishedPrefix = ".NOOKERY-Snapshot-Restore-Finished-";
-constexpr std::string_view journalName = "journal.json";
+constexpr RestoreNames names{
+    .pending = ".NOOKERY-Snapshot-Restore-Pending",
+    .preparingPrefix = ".NOOKERY-Snapshot-Restore-Preparing-",
+    .finishedPrefix = ".NOOKERY-Snapshot-Restore-Finished-",
+    .journal = "journal.json",
+};
 constexpr std::string_view safetyParent = "Recovery/Before-Restore";
 
-constexpr const char* restoredPrefix =
-    "NOOKERY: Recovery snapshot restored; prior live data saved at ";
-constexpr const char* failedPrefix = "NOOKERY restore was not completed: ";
-
-/// What a restore exchanges. A database's companions go away with it and never come in.
-struct Restored {
-    std::string_view name;
-    bool isDatabase;
-    bool staysWithoutSuccessor;  ///< receipts, when the snapshot holds none
-};
-constexpr std::array restoredThings{
-    Restored{snapshot::databaseName, true, false},
-    Restored{snapshot::sidecarName, true, false},
-    Restored{snapshot::itemsName, false, false},
-    Restored{snapshot::receiptsDatabaseName, true, true},
-    Restored{snapshot::receiptOriginalsName, false, true},
-};
-constexpr std::array databaseCompanions{"-wal", "-shm", "-journal"};
-
-Path pendingFolder(const LibraryLayout& layout) { return layout.library() / pendingName; }
-
-void removeQuietly(FileSystem& files, const Path& path) {
-    try {
-        removeTree(files, path);
-    } catch (const Error&) {
-        // A hidden leftover; the next start tries again.
-    }
+/// What a restore has a use for. Whatever else lies in a snapshot stays there, so that it cannot be
+/// taken for one of the restore's own.
+bool isRestored(const Path& relative) {
+    static constexpr std::array files{snapshot::databaseName, snapshot::sidecarName,
+                                      snapshot::receiptsDatabaseName, snapshot::stateName,
+                                      snapshot::manifestName};
+    static constexpr std::array folders{snapshot::itemsName, snapshot::receiptOriginalsName};
+    const std::string& name = relative.native();
+    return std::find(files.begin(), files.end(), name) != files.end() ||
+           std::any_of(folders.begin(), folders.end(), [&name](std::string_view folder) {
+               return name.starts_with(std::string(folder) + "/");
+           });
 }
 
-/// Copies a folder's files, hidden leftovers of nobody included, and makes them durable.
-class RestoreCopy {
+/// Copies a snapshot's files and makes them durable.
+class SnapshotCopy {
   public:
-    RestoreCopy(FileSystem& files, Path from, Path to)
+    SnapshotCopy(FileSystem& files, Path from, Path to)
         : files_(files), from_(std::move(from)), to_(std::move(to)) {}
 
-    void run(const RestoreProgress& progress, const std::stop_token& stop) {
+    void make(const RestoreProgress& progress, const std::stop_token& stop) {
         std::vector<Path> all;
-        walkTree(files_, from_,
-                 [&all](const Path& relative, FileType) { all.push_back(relative); });
+        walkTree(files_, from_, [&all](const Path& relative, FileType) {
+            if (isRestored(relative)) all.push_back(relative);
+        });
         makeFolder({});
-        makeFolder(Path(snapshot::itemsName));  // also when it is to be empty
+        // Also when they are to be empty, so that what is live goes away.
+        makeFolder(Path(snapshot::itemsName));
+        if (files_.status(from_ / snapshot::receiptsDatabaseName)) {
+            makeFolder(Path(snapshot::receiptOriginalsName));
+        }
         for (std::size_t i = 0; i < all.size(); ++i) {
             if (stop.stop_requested()) throw Cancelled();
             if (progress) progress(i, all.size());
@@ -95,173 +83,86 @@ class RestoreCopy {
     bool canClone_ = true;
 };
 
-/// Leftovers of preparations and restores that ended before they could clear up.
-void sweep(FileSystem& files, const LibraryLayout& layout) {
-    if (!files.statusFollowingLinks(layout.library())) return;
-    for (const DirectoryEntry& entry : files.list(layout.library())) {
-        const std::string& name = entry.name.native();
-        if (name.starts_with(preparingPrefix) || name.starts_with(finishedPrefix)) {
-            removeQuietly(files, layout.library() / entry.name);
-        }
-    }
-}
-
-std::vector<SwapMove> planMoves(FileSystem& files, const LibraryLayout& layout,
-                                const std::string& safety) {
-    std::vector<SwapMove> moves;
-    for (const Restored& thing : restoredThings) {
-        const std::string name(thing.name);
-        const std::string staged = std::string(pendingName) + "/" + name;
-        const bool comesIn = files.status(layout.library() / staged).has_value();
-        if (!comesIn && thing.staysWithoutSuccessor) continue;
-        for (const char* companion : databaseCompanions) {
-            if (!thing.isDatabase) break;
-            moves.push_back({name + companion, std::nullopt, safety + "/" + name + companion});
-        }
-        moves.push_back(
-            {name, comesIn ? std::optional(staged) : std::nullopt, safety + "/" + name});
-    }
-    return moves;
-}
-
-/// One restore that waits, from its journal to its end.
-class PendingRestore {
+class SnapshotSteps final : public RestoreSteps {
   public:
-    PendingRestore(const Platform& platform, const LibraryLayout& layout)
-        : platform_(platform),
-          files_(platform.files),
-          layout_(layout),
-          pending_(pendingFolder(layout)) {}
+    SnapshotSteps(const Platform& platform, const LibraryLayout& layout)
+        : platform_(platform), folders_(snapshotRestoreFolders(layout)) {}
 
-    RestoreNotice complete() {
-        auto swap = JournaledSwap::find(files_, layout_.library(), pending_ / journalName);
-        if (swap && swap->isBeingUndone()) {
-            return giveUp(*swap, "it was interrupted while it was being undone");
-        }
-        try {
-            if (!swap) swap.emplace(begin());
-            swap->finish();
-            applyLibraryState(readLibraryState(files_, platform_.propertyLists, pending_),
-                              platform_.defaults);
-        } catch (const Error& error) {
-            return swap ? giveUp(*swap, error.description()) : drop(error.description());
-        }
-        const Path safety = layout_.library() / safetyOf(*swap);
-        discardPending();
-        platform_.log.line(restoredPrefix + displayName(safety));
-        return {true, "NOOKERY Collection Restored",
-                "The snapshot has been restored. A safety copy of your previous collection was "
-                "preserved at " +
-                    displayName(safety) + "."};
+    RestoreFolders folders() const override { return folders_; }
+    StagedLibrary staged() const override {
+        return {.database = snapshot::databaseName,
+                .sidecar = snapshot::sidecarName,
+                .items = snapshot::itemsName,
+                .receiptsDatabase = snapshot::receiptsDatabaseName,
+                .receiptOriginals = snapshot::receiptOriginalsName};
+    }
+    bool waitsAfterFailure() const override { return false; }
+
+    std::string chooseSafety() const override {
+        const SnapshotRepository shelf(platform_.files, folders_.root / folders_.safety);
+        return (folders_.safety / shelf.freeName(platform_.clock.now())).native();
+    }
+    void makeReady() override {
+        // A snapshot's copy is as the library will be.
+    }
+    void applySettings() override {
+        applyLibraryState(
+            readLibraryState(platform_.files, platform_.propertyLists, folders_.pending()),
+            platform_.defaults);
+    }
+
+    std::string nameInLog() const override { return "Recovery snapshot"; }
+    std::string restoredDetail(const Path& safety) const override {
+        return "The snapshot has been restored. A safety copy of your previous collection was "
+               "preserved at " +
+               displayName(safety) + ".";
+    }
+    std::string failedDetail(const std::string& cause) const override {
+        return "Your restore could not finish: " + cause +
+               " Your collection is as it was before; the snapshot is unchanged.";
     }
 
   private:
-    JournaledSwap begin() {
-        const Path parent = layout_.library() / safetyParent;
-        createDirectories(files_, parent);
-        const std::string name = SnapshotRepository(files_, parent).freeName(platform_.clock.now());
-        files_.createDirectory(parent / name);
-        writeDurably(files_, parent / name / snapshot::stateName,
-                     platform_.propertyLists.write(libraryState(platform_.defaults)));
-        files_.syncDirectory(parent);
-        const std::string safety = std::string(safetyParent) + "/" + name;
-        return JournaledSwap::begin(files_, layout_.library(), pending_ / journalName,
-                                    planMoves(files_, layout_, safety));
-    }
-
-    /// The collection database goes first, so its place tells the safety folder.
-    static Path safetyOf(const JournaledSwap& swap) {
-        return Path(swap.moves().front().safety).parent_path();
-    }
-
-    RestoreNotice giveUp(JournaledSwap& swap, const std::string& cause) {
-        const Path safety = layout_.library() / safetyOf(swap);
-        try {
-            swap.undo();
-            applyLibraryState(readLibraryState(files_, platform_.propertyLists, safety),
-                              platform_.defaults);
-        } catch (const Error& error) {
-            platform_.log.line(failedPrefix + cause);
-            throw RestoreError("The library is between two states, since a restore failed (" +
-                               cause + ") and could not be undone (" + error.description() +
-                               "). Mend that and start again; nothing is lost: the rest lies in " +
-                               displayName(safety) + ".");
-        }
-        removeEmptied(safety);
-        return drop(cause);
-    }
-
-    /// A safety folder whose things are all back. Only what is surely nobody's is removed.
-    void removeEmptied(const Path& safety) {
-        try {
-            removeTree(files_, safety / snapshot::stateName);
-            const Path receipts = safety / Path(snapshot::receiptsDatabaseName).parent_path();
-            if (files_.status(receipts)) files_.removeDirectory(receipts);
-            files_.removeDirectory(safety);
-        } catch (const Error&) {
-            // An empty folder more is nothing to fail for.
-        }
-    }
-
-    RestoreNotice drop(const std::string& cause) {
-        discardPending();
-        platform_.log.line(failedPrefix + cause);
-        return {false, "NOOKERY Restore Not Completed",
-                "Your restore could not finish: " + cause +
-                    " Your collection is as it was before; the snapshot is unchanged."};
-    }
-
-    /// The journal goes with its folder, at once; what is left is only rubbish.
-    void discardPending() {
-        const Path finished =
-            layout_.library() / (std::string(finishedPrefix) + Uuid::random().toString());
-        files_.rename(pending_, finished);
-        files_.syncDirectory(layout_.library());
-        removeQuietly(files_, finished);
-    }
-
     const Platform& platform_;
-    FileSystem& files_;
-    const LibraryLayout& layout_;
-    Path pending_;
+    RestoreFolders folders_;
 };
 
+Path findSnapshot(FileSystem& files, const LibraryLayout& layout, const std::string& name) {
+    const SnapshotRepository shelf(files, layout.snapshots());
+    const auto all = shelf.names();
+    if (std::find(all.begin(), all.end(), name) == all.end()) {
+        throw RestoreError("There is no snapshot \"" + name + "\".");
+    }
+    return shelf.folder() / name;
+}
+
 }  // namespace
+
+RestoreFolders snapshotRestoreFolders(const LibraryLayout& layout) {
+    return {.names = names,
+            .library = layout.library(),
+            .root = layout.library(),
+            .libraryPrefix = "",
+            .safety = safetyParent};
+}
 
 void prepareSnapshotRestore(const Platform& platform, const LibraryLayout& layout,
                             const std::string& snapshotName, const RestoreProgress& progress,
                             std::stop_token stop) {
     FileSystem& files = platform.files;
-    if (snapshotRestoreWaits(files, layout)) {
-        throw RestoreError("A restore is already pending. Reopen NOOKERY to complete it.");
-    }
-    const SnapshotRepository shelf(files, layout.snapshots());
-    const auto names = shelf.names();
-    if (std::find(names.begin(), names.end(), snapshotName) == names.end()) {
-        throw RestoreError("There is no snapshot \"" + snapshotName + "\".");
-    }
-    checkSnapshot(files, platform.propertyLists, shelf.folder() / snapshotName);
-    const Path preparing =
-        layout.library() / (std::string(preparingPrefix) + Uuid::random().toString());
-    try {
-        RestoreCopy(files, shelf.folder() / snapshotName, preparing).run(progress, stop);
-        files.renameExclusive(preparing, pendingFolder(layout));
-    } catch (const Error&) {
-        removeQuietly(files, preparing);
-        throw;
-    }
-    files.syncDirectory(layout.library());
-}
-
-bool snapshotRestoreWaits(FileSystem& files, const LibraryLayout& layout) {
-    return files.status(pendingFolder(layout)).has_value();
+    prepareRestore(files, snapshotRestoreFolders(layout), [&](const Path& preparing) {
+        const Path source = findSnapshot(files, layout, snapshotName);
+        checkSnapshot(files, platform.propertyLists, source);
+        SnapshotCopy(files, source, preparing).make(progress, stop);
+        // What was checked must be what will be installed.
+        checkSnapshot(files, platform.propertyLists, preparing);
+    });
 }
 
 std::optional<RestoreNotice> completePendingSnapshotRestore(const Platform& platform,
                                                             const LibraryLayout& layout) {
-    sweep(platform.files, layout);
-    if (!snapshotRestoreWaits(platform.files, layout)) return std::nullopt;
-    return PendingRestore(platform, layout).complete();
+    SnapshotSteps steps(platform, layout);
+    return completeRestore(platform, steps);
 }
 
 }  // namespace nookery

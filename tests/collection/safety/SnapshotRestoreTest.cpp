@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "collection/safety/JournaledSwap.h"
 #include "collection/store/CrumbStore.h"
 #include "foundation/Json.h"
@@ -11,14 +13,12 @@
 namespace nookery {
 namespace {
 
-using testing::Fault;
-using testing::SimulatedCrash;
 using testing::SnapshotWorld;
 
 /// A library that has changed since its snapshot, closed and ready to be restored.
-class RestoreWorld : public SnapshotWorld {
+class ChangedLibrary : public SnapshotWorld {
   public:
-    RestoreWorld() {
+    ChangedLibrary() {
         capture("kept.txt", "old text");
         capture("deep/removed.txt", "was here");
         atSnapshot = librarySays();
@@ -37,16 +37,6 @@ class RestoreWorld : public SnapshotWorld {
         database.reset();
         std::filesystem::rename(log.native() + ".kept", log);
         before = librarySays();
-        std::filesystem::copy(world.layout().library(), world.folder / "copy",
-                              std::filesystem::copy_options::recursive);
-    }
-
-    /// Back to the state after construction.
-    void startOver() {
-        std::filesystem::remove_all(world.layout().library());
-        std::filesystem::copy(world.folder / "copy", world.layout().library(),
-                              std::filesystem::copy_options::recursive);
-        world.defaults.set(manualTagsDefaultsKey, "{\"tags\":2}");
     }
 
     void prepare() { prepareSnapshotRestore(platform, world.layout(), snapshotName, {}, {}); }
@@ -68,11 +58,13 @@ class RestoreWorld : public SnapshotWorld {
 };
 
 TEST(SnapshotRestore, BringsBackWhatTheSnapshotHoldsAndKeepsWhatWasThere) {
-    RestoreWorld world;
+    ChangedLibrary world;
     const std::string shelfBefore =
         world.world.folder.read(world.inSnapshot(world.snapshotName, "Items/kept.txt")
                                     .lexically_relative(world.world.folder.path()));
     EXPECT_EQ(world.start(), std::nullopt);
+    // What a snapshot does not know of stays there, whatever its name.
+    std::ofstream(world.inSnapshot(world.snapshotName, "journal.json")) << "{}";
     world.prepare();
     EXPECT_EQ(world.librarySays(), world.before) << "preparing changes nothing";
     EXPECT_THROW(world.prepare(), RestoreError);
@@ -99,7 +91,7 @@ TEST(SnapshotRestore, BringsBackWhatTheSnapshotHoldsAndKeepsWhatWasThere) {
 }
 
 TEST(SnapshotRestore, TheStoreCompletesAWaitingRestoreBeforeItOpensTheDatabase) {
-    RestoreWorld world;
+    ChangedLibrary world;
     world.prepare();
     CrumbStore store(world.platform, world.world.layout(), LibraryAccess::writing);
     world.world.resultOf(store.open(SessionLength::oneCommand));
@@ -111,7 +103,7 @@ TEST(SnapshotRestore, TheStoreCompletesAWaitingRestoreBeforeItOpensTheDatabase) 
 
 TEST(SnapshotRestore, ASnapshotThatFailsItsCheckIsRefusedAndNothingWaits) {
     const auto refuses = [](const std::function<void(const Path& snapshot)>& damage) {
-        RestoreWorld world;
+        ChangedLibrary world;
         damage(world.inSnapshot(world.snapshotName, ""));
         EXPECT_THROW(world.prepare(), Error);
         EXPECT_TRUE(world.leftovers().empty());
@@ -125,7 +117,7 @@ TEST(SnapshotRestore, ASnapshotThatFailsItsCheckIsRefusedAndNothingWaits) {
          {"crumb.sqlite3", "manifest.json", "Crumb-State.plist", "Items/kept.txt"}) {
         refuses([file](const Path& snapshot) { std::filesystem::remove(snapshot / file); });
     }
-    RestoreWorld world;
+    ChangedLibrary world;
     EXPECT_THROW(prepareSnapshotRestore(world.platform, world.world.layout(), "../x", {}, {}),
                  RestoreError);
     std::stop_source stop;
@@ -136,38 +128,19 @@ TEST(SnapshotRestore, ASnapshotThatFailsItsCheckIsRefusedAndNothingWaits) {
     EXPECT_TRUE(world.leftovers().empty());
 }
 
-/// Restores with a fault at the k-th operation of preparing and completing, then starts as often as
-/// a person would. Returns whether there was a k-th operation.
-bool restoreWithFault(RestoreWorld& world, Fault fault, int k) {
-    world.startOver();
-    world.world.files.arm(fault, k);
-    try {
-        world.prepare();
-        world.start();
-    } catch (const Error&) {
-    } catch (const SimulatedCrash&) {
-    }
-    const bool reached = world.world.files.operationCount() >= k;
-    world.world.files.losePower();
-    world.world.files.disarm();
-    world.start();
-    EXPECT_EQ(world.start(), std::nullopt) << "step " << k;
-    EXPECT_TRUE(world.leftovers().empty()) << "step " << k;
-    if (world.librarySays() == world.before) {
-        world.prepare();
-        EXPECT_TRUE(world.start()->restored) << "step " << k;
-    }
-    EXPECT_EQ(world.librarySays(), world.atSnapshot) << "neither old nor new at step " << k;
-    return reached;
-}
-
-TEST(SnapshotRestore, AFaultAtAnyOperationLeavesTheOldStateOrTheNewAndTheNextStartGoesOn) {
-    RestoreWorld world;
-    for (const Fault fault : {Fault::fail, Fault::diskFull, Fault::crash}) {
-        int k = 1;
-        while (restoreWithFault(world, fault, k) && !::testing::Test::HasFailure()) ++k;
-        EXPECT_GT(k, 60) << "operations of one restore";
-    }
+TEST(JournaledSwap, LeavesWhatHasComeToLieBesideTheNewAlone) {
+    const testing::TemporaryDirectory folder;
+    const auto files = makePosixFileSystem();
+    const Path journal = folder / "journal.json";
+    for (const char* name : {"log", "data", "staged"}) folder.write(name, name);
+    JournaledSwap::begin(*files, folder.path(), journal,
+                         {{"log", std::nullopt, "safe/log"}, {"data", "staged", "safe/data"}})
+        .finish();
+    folder.write("log", "of the new");
+    JournaledSwap::find(*files, folder.path(), journal)->finish();
+    EXPECT_EQ(folder.read("log"), "of the new");
+    EXPECT_EQ(folder.read("data"), "staged");
+    EXPECT_EQ(folder.read("safe/log"), "log");
 }
 
 TEST(JournaledSwap, RefusesPlacesThatAreTakenOrEmptyAndJournalsItCannotRead) {
