@@ -92,7 +92,7 @@ double peakMegabytes() {
 
 void measure(const Path& folder, int count) {
     StderrLog log;
-    SystemPlatform system({.defaultsFile = folder / "defaults.json",
+    SystemPlatform system({.configFolder = folder,
                            .userData = folder / "share",
                            .programFolder = folder},
                           log);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "foundation/Json.h"
+
 namespace nookery::testing {
 
 void VirtualTime::advance(double seconds) {
@@ -23,6 +25,18 @@ DelayedWork VirtualQueue::after(Delay delay, Work work) {
     return DelayedWork(cancelled);
 }
 
+namespace {
+
+Json objectUnder(std::string_view key, const std::optional<std::string>& value) try {
+    Json object = value ? parseJson(*value) : Json::object();
+    if (!object.is_object()) throw NoEntriesError(key);
+    return object;
+} catch (const JsonError&) {
+    throw NoEntriesError(key);
+}
+
+}  // namespace
+
 std::optional<std::string> MemoryDefaults::get(std::string_view key) const {
     const auto found = values_.find(key);
     if (found == values_.end()) return std::nullopt;
@@ -30,15 +44,50 @@ std::optional<std::string> MemoryDefaults::get(std::string_view key) const {
 }
 
 void MemoryDefaults::set(std::string_view key, std::string_view value) {
+    checkChangeable();
     values_[std::string(key)] = value;
 }
 
-void MemoryDefaults::remove(std::string_view key) { values_.erase(std::string(key)); }
+void MemoryDefaults::remove(std::string_view key) {
+    checkChangeable();
+    values_.erase(std::string(key));
+}
 
 std::vector<std::string> MemoryDefaults::keys() const {
     std::vector<std::string> found;
     for (const auto& [key, value] : values_) found.push_back(key);
     return found;
+}
+
+std::vector<DefaultsEntry> MemoryDefaults::entries(std::string_view key) const {
+    std::vector<DefaultsEntry> found;
+    const Json object = objectUnder(key, get(key));
+    for (const auto& [name, entry] : object.items()) {
+        found.push_back({name, toJsonText(entry)});
+    }
+    return found;
+}
+
+void MemoryDefaults::changeEntries(const DefaultsChanges& changes) {
+    if (changes.empty()) return;
+    checkChangeable();
+    auto changed = values_;
+    for (const auto& [key, each] : changes) {
+        Json object = objectUnder(key, get(key));
+        for (const auto& [name, json] : each) {
+            if (json) {
+                object[name] = parseJson(*json);
+            } else {
+                object.erase(name);
+            }
+        }
+        changed[key] = toJsonText(object);
+    }
+    values_ = std::move(changed);
+}
+
+void MemoryDefaults::checkChangeable() const {
+    if (refusesChanges) throw DefaultsError("The settings cannot be changed.");
 }
 
 std::optional<std::string> MemoryKeyStore::read(std::string_view service,

@@ -59,8 +59,15 @@ class MemoryDefaults final : public UserDefaults {
     void set(std::string_view key, std::string_view value) override;
     void remove(std::string_view key) override;
     std::vector<std::string> keys() const override;
+    std::vector<DefaultsEntry> entries(std::string_view key) const override;
+    void changeEntries(const DefaultsChanges& changes) override;
+
+    /// While true, every change throws DefaultsError.
+    bool refusesChanges = false;
 
   private:
+    void checkChangeable() const;
+
     std::map<std::string, std::string, std::less<>> values_;
 };
 
