@@ -3,14 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <functional>
 #include <iterator>
 
 #include "foundation/Json.h"
 #include "foundation/Text.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
-#include "platform/UserDefaults.h"
 #include "records/DefaultsKeys.h"
 #include "retrieval/text/Hashtags.h"
 
@@ -42,40 +40,9 @@ void fromJson(const Json& value, Timestamp& date) {
     date = Timestamp::since2001(value.get<double>());
 }
 
-template <typename Map>
-std::string encode(const Map& map) {
-    Json object = Json::object();
-    for (const auto& [id, value] : map) object[id.toString()] = toJson(value);
-    return toJsonText(object);
-}
-
-template <typename Map>
-Map decode(std::string_view bytes) {
-    Map map;
-    const Json object = parseJson(bytes);
-    if (!object.is_object()) throw JsonError("Expected a JSON object.");
-    for (const auto& [key, value] : object.items()) {
-        const auto id = Uuid::parse(key);
-        if (!id) throw JsonError(fmt::format("Not a memory id: {}", key));
-        fromJson(value, map[*id]);
-    }
-    return map;
-}
-
-template <typename Map>
-Map loadMap(const Platform& platform, std::string_view key) {
-    const auto bytes = platform.defaults.get(key);
-    if (!bytes) return {};
-    try {
-        return decode<Map>(*bytes);
-    } catch (const std::exception& error) {
-        // nlohmann's own type errors are no nookery::Error.
-        const std::string keptUnder = std::string(key) + ".unreadable";
-        platform.log.line(fmt::format("NOOKERY settings could not be read: {}: {} Kept under {}.",
-                                      key, error.what(), keptUnder));
-        platform.defaults.set(keptUnder, *bytes);
-        return {};
-    }
+template <typename Value>
+std::string encode(const Value& value) {
+    return toJsonText(toJson(value));
 }
 
 std::vector<std::string> tidied(const std::vector<std::string>& tags) {
@@ -91,19 +58,56 @@ std::vector<std::string> tidied(const std::vector<std::string>& tags) {
     return result;
 }
 
-template <typename Map>
-bool eraseAll(Map& map, const std::unordered_set<Uuid>& ids) {
-    return std::erase_if(map, [&](const auto& entry) { return ids.contains(entry.first); }) > 0;
-}
-
 }  // namespace
 
 MemoryAnnotations::MemoryAnnotations(const Platform& platform) : platform_(platform) {}
 
 void MemoryAnnotations::load() {
-    manualTagsByID_ = loadMap<decltype(manualTagsByID_)>(platform_, manualTagsDefaultsKey);
-    usageSignals_ = loadMap<UsageSignals>(platform_, usageDefaultsKey);
-    bringBackDates_.set(loadMap<std::map<Uuid, Timestamp>>(platform_, bringBackDefaultsKey));
+    unsaved_ = {};
+    manualTagsByID_ = loadMap<decltype(manualTagsByID_)>(manualTagsDefaultsKey);
+    usageSignals_ = loadMap<UsageSignals>(usageDefaultsKey);
+    bringBackDates_.set(loadMap<std::map<Uuid, Timestamp>>(bringBackDefaultsKey));
+}
+
+template <typename Map>
+Map MemoryAnnotations::loadMap(std::string_view key) {
+    Map map;
+    try {
+        for (const DefaultsEntry& entry : platform_.defaults.entries(key)) {
+            try {
+                loadEntry(key, entry, map);
+            } catch (const std::exception& error) {
+                // nlohmann's own type errors are no nookery::Error.
+                unsaved_.changes[std::string(key)][entry.name] = std::nullopt;
+                tellUnreadable(key, error.what(), Unreadable::someEntries);
+            }
+        }
+    } catch (const NoEntriesError&) {
+        tellUnreadable(key, "It is no JSON object.", Unreadable::wholeValue);
+    }
+    return map;
+}
+
+template <typename Map>
+void MemoryAnnotations::loadEntry(std::string_view key, const DefaultsEntry& entry, Map& map) {
+    const auto id = Uuid::parse(entry.name);
+    if (!id) throw JsonError(fmt::format("Not a memory id: {}", entry.name));
+    typename Map::mapped_type value;
+    fromJson(parseJson(entry.json), value);
+    const bool isFirst = map.emplace(*id, std::move(value)).second;
+    if (entry.name == id->toString()) return;
+    // Changes go to the usual spelling, which sorts first; another one gives way to it.
+    unsaved_.changes[std::string(key)][entry.name] = std::nullopt;
+    if (isFirst) unsaved_.note(key, *id, entry.json);
+}
+
+/// Once for each key.
+void MemoryAnnotations::tellUnreadable(std::string_view key, std::string_view why,
+                                       Unreadable extent) {
+    if (!unsaved_.unreadable.emplace(key, extent).second) return;
+    platform_.log.line(fmt::format(
+        "NOOKERY settings could not be read: {}: {} They are kept aside before the next change.",
+        key, why));
 }
 
 const std::vector<std::string>& MemoryAnnotations::manualTags(const Uuid& id) const {
@@ -122,18 +126,21 @@ void MemoryAnnotations::setManualTags(
         auto tidy = tidied(tags);
         if (tidy.empty()) {
             manualTagsByID_.erase(id);
+            unsaved_.note(manualTagsDefaultsKey, id, std::nullopt);
         } else {
+            unsaved_.note(manualTagsDefaultsKey, id, encode(tidy));
             manualTagsByID_[id] = std::move(tidy);
         }
     }
-    saveTags();
+    save();
 }
 
 void MemoryAnnotations::recordSelection(const Uuid& id) {
     UsageSignal& signal = usageSignals_[id];
     ++signal.selectionCount;
     signal.lastSelectedAt = platform_.clock.now();
-    saveUsage();
+    unsaved_.note(usageDefaultsKey, id, encode(signal));
+    save();
 }
 
 void MemoryAnnotations::setBringBack(const Uuid& id, std::optional<Timestamp> date) {
@@ -145,33 +152,42 @@ void MemoryAnnotations::setBringBack(const Uuid& id, std::optional<Timestamp> da
         }
     });
     refreshBroughtBack();
-    saveBringBack();
+    unsaved_.note(bringBackDefaultsKey, id, date ? std::optional(encode(*date)) : std::nullopt);
+    save();
 }
 
 void MemoryAnnotations::forget(const std::unordered_set<Uuid>& ids) {
-    const bool tagsChanged = eraseAll(manualTagsByID_, ids);
-    const bool usageChanged = eraseAll(usageSignals_, ids);
-    const auto& dates = bringBackDates_.get();
-    const bool datesChanged = std::any_of(
-        dates.begin(), dates.end(), [&](const auto& entry) { return ids.contains(entry.first); });
-    if (datesChanged) {
-        bringBackDates_.update([&](auto& kept) { eraseAll(kept, ids); });
+    bool datesChange = false;
+    for (const Uuid& id : ids) {
+        if (manualTagsByID_.erase(id) > 0) unsaved_.note(manualTagsDefaultsKey, id, std::nullopt);
+        if (usageSignals_.erase(id) > 0) unsaved_.note(usageDefaultsKey, id, std::nullopt);
+        if (!bringBackDates_->contains(id)) continue;
+        unsaved_.note(bringBackDefaultsKey, id, std::nullopt);
+        datesChange = true;
+    }
+    if (datesChange) {
+        bringBackDates_.update([&](auto& dates) {
+            for (const Uuid& id : ids) dates.erase(id);
+        });
         refreshBroughtBack();
     }
-    if (tagsChanged) saveTags();
-    if (usageChanged) saveUsage();
-    if (datesChanged) saveBringBack();
+    save();
 }
 
 void MemoryAnnotations::forgetAll() {
+    noteRemovals(manualTagsDefaultsKey, manualTagsByID_);
+    noteRemovals(usageDefaultsKey, usageSignals_);
+    noteRemovals(bringBackDefaultsKey, bringBackDates_.get());
     manualTagsByID_.clear();
     usageSignals_.clear();
     bringBackDates_.set({});
     broughtBackIDs_.set({});
     nextBringBack_.cancel();
+    keepUnreadable(platform_.defaults, unsaved_);
     for (const auto key : {manualTagsDefaultsKey, usageDefaultsKey, bringBackDefaultsKey}) {
         platform_.defaults.remove(key);
     }
+    unsaved_ = {};
 }
 
 void MemoryAnnotations::refreshBroughtBack() {
@@ -202,16 +218,14 @@ void MemoryAnnotations::publishBroughtBack(std::set<Uuid> due) {
     if (!notice.memoryIDs.empty()) bringBackNotice_.set(std::move(notice));
 }
 
-void MemoryAnnotations::saveTags() const {
-    platform_.defaults.set(manualTagsDefaultsKey, encode(manualTagsByID_));
+template <typename Map>
+void MemoryAnnotations::noteRemovals(std::string_view key, const Map& map) {
+    for (const auto& [id, value] : map) unsaved_.note(key, id, std::nullopt);
 }
 
-void MemoryAnnotations::saveUsage() const {
-    platform_.defaults.set(usageDefaultsKey, encode(usageSignals_));
-}
-
-void MemoryAnnotations::saveBringBack() const {
-    platform_.defaults.set(bringBackDefaultsKey, encode(bringBackDates_.get()));
+void MemoryAnnotations::save() {
+    nookery::save(platform_.defaults, unsaved_);
+    unsaved_ = {};
 }
 
 }  // namespace nookery

@@ -4,10 +4,12 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
+#include "collection/database/UnsavedAnnotations.h"
 #include "foundation/Published.h"
 #include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
@@ -24,10 +26,11 @@ struct BringBackNotice {
 
 /// What the user attached to memories outside their records: manual tags, the history of
 /// selections, bring-back dates. Each map lives under its own user-defaults key as a JSON object
-/// keyed by memory id. Main thread.
+/// keyed by memory id, and a change touches the entries of its memories only. Main thread.
 ///
-/// A stored value that cannot be read is kept under its key with ".unreadable" added and logged;
-/// the map starts empty then, and nothing is lost.
+/// A stored value that cannot be read, or holds entries that cannot, is logged; the map starts with
+/// the entries that can be read. Before the first change the value is kept as it was under its key
+/// with ".unreadable" added, and nothing is lost.
 class MemoryAnnotations {
   public:
     explicit MemoryAnnotations(const Platform& platform);
@@ -45,8 +48,8 @@ class MemoryAnnotations {
         return bringBackNotice_;
     }
 
-    // Each change is durable when it returns. On failure throws FileError: the change is kept in
-    // memory, not on disk.
+    // Each change is durable when it returns. On failure throws DefaultsError or FileError: the
+    // change is kept in memory, not on disk, and the next one that is saved takes it along.
     /// Trims each tag, takes a leading "#" off, drops empty ones and those that differ only in case
     /// from an earlier one.
     void setManualTags(const Uuid& id, const std::vector<std::string>& tags);
@@ -60,10 +63,17 @@ class MemoryAnnotations {
     void refreshBroughtBack();
 
   private:
+    template <typename Map>
+    Map loadMap(std::string_view key);
+    template <typename Map>
+    void loadEntry(std::string_view key, const DefaultsEntry& entry, Map& map);
+    void tellUnreadable(std::string_view key, std::string_view why, Unreadable extent);
     void publishBroughtBack(std::set<Uuid> due);
-    void saveTags() const;
-    void saveUsage() const;
-    void saveBringBack() const;
+
+    template <typename Map>
+    void noteRemovals(std::string_view key, const Map& map);
+    /// On failure throws, and what is unsaved stays so.
+    void save();
 
     const Platform& platform_;
     std::unordered_map<Uuid, std::vector<std::string>> manualTagsByID_;
@@ -71,6 +81,7 @@ class MemoryAnnotations {
     Published<std::map<Uuid, Timestamp>> bringBackDates_;
     Published<std::set<Uuid>> broughtBackIDs_;
     Published<std::optional<BringBackNotice>> bringBackNotice_;
+    UnsavedAnnotations unsaved_;
     CallbackGuard guard_;
     DelayedWork nextBringBack_;
 };
