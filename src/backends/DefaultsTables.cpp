@@ -1,6 +1,7 @@
 #include "backends/DefaultsTables.h"
 
 #include <fmt/format.h>
+#include <sqlite3.h>
 
 #include "foundation/Json.h"
 #include "foundation/SqliteStatement.h"
@@ -72,10 +73,12 @@ void checkVersion(SqliteConnection& connection, const Path& path) {
     SqliteStatement version(connection, "PRAGMA user_version;");
     version.step();
     if (version.integer(0) == formatVersion) return;
-    throw DefaultsError(fmt::format("The settings in {} cannot be read: {}", displayName(path),
-                                    version.integer(0) > formatVersion
-                                        ? "They were written by a newer program."
-                                        : "The file is damaged; it holds no settings."));
+    if (version.integer(0) < formatVersion) {
+        throw DatabaseError(DatabaseFailure::openFailed, "it holds no settings", SQLITE_NOTADB);
+    }
+    throw DefaultsError(
+        fmt::format("The settings in {} cannot be read: they were written by a newer program.",
+                    displayName(path)));
 }
 
 /// Puts entries, and takes those without a text out.

@@ -20,7 +20,7 @@ class DefaultsTables {
     /// Makes a new file, whole and durable but for its name.
     static void create(const Path& path,
                        const std::map<std::string, std::string, std::less<>>& values);
-    /// Throws DefaultsError naming a file that is of a later version, or not one of settings.
+    /// Also throws DefaultsError naming the file when it is of a later version.
     static DefaultsTables open(const Path& path);
 
     std::optional<std::string> get(std::string_view key);

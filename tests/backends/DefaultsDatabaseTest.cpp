@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <thread>
 
@@ -167,6 +169,7 @@ TEST_F(DefaultsDatabaseTest, ALaterVersionIsRefused) {
 
 TEST_F(DefaultsDatabaseTest, ChangesOfSeveralProgramsAndThreadsAreAllKept) {
     constexpr int changeCount = 25;
+    writeEarlierFile("map", "{}");
     const auto shared = open();
     const auto other = open();
     std::vector<std::thread> threads;
@@ -223,13 +226,13 @@ class DefaultsFaults : public DefaultsDatabaseTest {
 
 TEST_F(DefaultsFaults, AFaultAtAnyStepOfSqliteLeavesTheOldValueAndTheNextChangeSucceeds) {
     for (const bool fromEarlierFile : {false, true}) {
-        for (const bool isDiskFull : {false, true}) {
+        for (const Fault fault : {Fault::fail, Fault::diskFull}) {
             bool changed = false;
             for (int step = 1; !changed; ++step) {
                 begin(fromEarlierFile);
                 testing::FaultyDatabaseFiles sqlite;
                 const auto defaults = open();
-                sqlite.arm(step, isDiskFull);
+                sqlite.arm(fault, step);
                 changed = change(*defaults);
                 EXPECT_FALSE(looksEmpty(*defaults));
                 sqlite.disarm();
@@ -238,6 +241,30 @@ TEST_F(DefaultsFaults, AFaultAtAnyStepOfSqliteLeavesTheOldValueAndTheNextChangeS
                 EXPECT_TRUE(change(*defaults));
                 expectOldOrNew(true, "again after step " + std::to_string(step));
             }
+        }
+    }
+}
+
+TEST_F(DefaultsFaults, AProgramKilledAtAnyStepLeavesTheOldValueOrTheNew) {
+    constexpr int changedStatus = 7;
+    for (const bool fromEarlierFile : {false, true}) {
+        bool changed = false;
+        for (int step = 1; !changed; ++step) {
+            begin(fromEarlierFile);
+            const pid_t child = ::fork();
+            ASSERT_GE(child, 0);
+            if (child == 0) {
+                testing::FaultyDatabaseFiles sqlite;
+                const auto defaults = open();
+                sqlite.arm(Fault::crash, step);
+                ::_exit(change(*defaults) ? changedStatus : EXIT_FAILURE);
+            }
+            int status = 0;
+            ASSERT_EQ(::waitpid(child, &status, 0), child);
+            changed = status == W_EXITCODE(changedStatus, 0);
+            EXPECT_TRUE(changed || status == 0);
+            expectOldOrNew(changed, "step " + std::to_string(step));
+            EXPECT_TRUE(change(*open()));
         }
     }
 }

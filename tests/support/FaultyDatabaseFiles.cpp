@@ -1,8 +1,10 @@
 #include "support/FaultyDatabaseFiles.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 namespace nookery::testing {
 namespace {
@@ -32,10 +34,10 @@ FaultyDatabaseFiles::~FaultyDatabaseFiles() {
     living = nullptr;
 }
 
-void FaultyDatabaseFiles::arm(int k, bool isDiskFull) {
+void FaultyDatabaseFiles::arm(Fault fault, int k) {
     count_ = 0;
     faultAt_ = k;
-    isDiskFull_ = isDiskFull;
+    fault_ = fault;
 }
 
 void FaultyDatabaseFiles::refuseWriting() {
@@ -50,8 +52,9 @@ const sqlite3_io_methods& FaultyDatabaseFiles::realMethods(sqlite3_file* file) {
 
 bool FaultyDatabaseFiles::meetsFault(bool needsSpace) {
     ++count_;
-    if (faultAt_ <= 0) return false;
-    return count_ == faultAt_ || (isDiskFull_ && needsSpace && count_ > faultAt_);
+    if (fault_ == Fault::none || count_ < faultAt_) return false;
+    if (fault_ == Fault::crash) ::_exit(EXIT_SUCCESS);
+    return count_ == faultAt_ || (fault_ == Fault::diskFull && needsSpace);
 }
 
 void FaultyDatabaseFiles::wrap(sqlite3_file* file) {
@@ -90,7 +93,8 @@ int FaultyDatabaseFiles::remove(sqlite3_vfs*, const char* name, int syncsFolder)
 int FaultyDatabaseFiles::write(sqlite3_file* file, const void* bytes, int count,
                                sqlite3_int64 offset) {
     FaultyDatabaseFiles& self = current();
-    if (self.meetsFault(true)) return self.isDiskFull_ ? SQLITE_FULL : SQLITE_IOERR_WRITE;
+    if (self.meetsFault(true))
+        return self.fault_ == Fault::diskFull ? SQLITE_FULL : SQLITE_IOERR_WRITE;
     self.unsynced_.insert(file);
     return realMethods(file).xWrite(file, bytes, count, offset);
 }

@@ -4,7 +4,8 @@
 
 #include <map>
 #include <set>
-#include <string>
+
+#include "support/FaultyFileSystem.h"
 
 namespace nookery::testing {
 
@@ -18,10 +19,10 @@ class FaultyDatabaseFiles {
     FaultyDatabaseFiles(const FaultyDatabaseFiles&) = delete;
     FaultyDatabaseFiles& operator=(const FaultyDatabaseFiles&) = delete;
 
-    /// Starts counting anew; operation number `k` (from 1) does nothing and fails. A full disk
-    /// fails every later write too.
-    void arm(int k, bool isDiskFull = false);
-    void disarm() { arm(0); }
+    /// Starts counting anew; operation number `k` (from 1) meets the fault. A crash ends the
+    /// process there and then, so it wants one of its own.
+    void arm(Fault fault, int k);
+    void disarm() { arm(Fault::none, 0); }
     /// Whether a power cut now would lose nothing: neither bytes nor the going of a file.
     bool isAllSynced() const { return unsynced_.empty(); }
     /// From now on files can be opened for reading only, as on a medium that is read-only.
@@ -51,7 +52,7 @@ class FaultyDatabaseFiles {
     std::set<const void*> unsynced_;
     int count_ = 0;
     int faultAt_ = 0;
-    bool isDiskFull_ = false;
+    Fault fault_ = Fault::none;
 };
 
 }  // namespace nookery::testing
