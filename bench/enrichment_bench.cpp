@@ -133,7 +133,7 @@ class Typist {
 
 void measure(const Path& folder, const std::optional<Path>& given) {
     StderrLog log;
-    SystemPlatform system({.defaultsFile = folder / "defaults.json",
+    SystemPlatform system({.configFolder = folder,
                            .userData = folder / "data",
                            .programFolder = NOOKERY_PROGRAM_FOLDER,
                            .pdfProgram = NOOKERY_PROGRAM_FOLDER "/nookery"},

@@ -33,7 +33,7 @@ class World {
     explicit World(const Path& folder)
         : folder_(folder),
           layout_{folder / "data", folder / "cache"},
-          system_({.defaultsFile = folder / "defaults.json",
+          system_({.configFolder = folder,
                    .userData = folder,
                    .programFolder = folder,
                    .cloudFolder = folder / "drive",

@@ -92,10 +92,8 @@ double peakMegabytes() {
 
 void measure(const Path& folder, int count) {
     StderrLog log;
-    SystemPlatform system({.defaultsFile = folder / "defaults.json",
-                           .userData = folder / "share",
-                           .programFolder = folder},
-                          log);
+    SystemPlatform system(
+        {.configFolder = folder, .userData = folder / "share", .programFolder = folder}, log);
     const Platform& platform = system.platform();
     const LibraryLayout layout{folder / "data", folder / "cache"};
     const Uuid id = Uuid::random();

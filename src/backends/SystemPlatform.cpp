@@ -5,7 +5,7 @@
 
 #include "backends/CloudFolder.h"
 #include "backends/CurlWebFetcher.h"
-#include "backends/DefaultsFile.h"
+#include "backends/DefaultsDatabase.h"
 #include "backends/DesktopTrash.h"
 #include "backends/FileKeyStore.h"
 #include "backends/InotifyDirectoryEvents.h"
@@ -63,7 +63,7 @@ int enrichThreadCount() {
 struct SystemPlatform::Parts {
     Parts(const SystemPlaces& places, Log& programLog)
         : log(programLog),
-          defaults(openDefaultsFile(*files, places.defaultsFile)),
+          defaults(openDefaultsDatabase(*files, places.configFolder)),
           keyStore(openKeyStore(*files, places.keyStoreFile)),
           trash(makeDesktopTrash(*files, clock, places.userData)),
           documents(documentReader(places.pdfProgram)),

@@ -11,7 +11,7 @@ namespace nookery {
 
 /// What a program must know before it can build its world.
 struct SystemPlaces {
-    Path defaultsFile;   ///< the settings
+    Path configFolder;   ///< the settings lie in it
     Path userData;       ///< the desktop's own data folder, for the trash
     Path programFolder;  ///< where the program itself lies, for the files shipped with it
     std::optional<Path> cloudFolder{};   ///< in place of the setting

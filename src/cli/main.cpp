@@ -45,7 +45,7 @@ Path workingFolder() {
 int runInWorld(const CommandLine& line, const Interrupts& interrupts, Output& output, Log& log) {
     const Places places =
         findPlaces(processEnvironment(), line.arguments.value("data-home"), workingFolder());
-    SystemPlatform system({.defaultsFile = places.configHome / "defaults.json",
+    SystemPlatform system({.configFolder = places.configHome,
                            .userData = places.userData,
                            .programFolder = programFolder(),
                            .cloudFolder = places.cloudHome,
