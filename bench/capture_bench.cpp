@@ -17,6 +17,7 @@
 #include "collection/store/CrumbStore.h"
 #include "foundation/DurableFile.h"
 #include "support/Benchmark.h"
+#include "support/Waiting.h"
 
 namespace nookery {
 namespace {
@@ -104,17 +105,15 @@ double timeCapture(const Path& source, const Path& home, int count) {
     StderrLog log;
     SystemPlatform world({home / "settings.json", home, home}, log);
     CrumbStore store(world.platform(), {home / "data", home / "cache"}, LibraryAccess::writing);
-    store.start(SessionLength::oneCommand);
-    std::optional<CaptureReport> report;
+    resultOf(world.mainLoop(), store.open(SessionLength::oneCommand));
     CaptureRequest request;
     request.sources.push_back(CaptureFile{source});
-    store.capture(std::move(request), {}, {}, [&](const CaptureReport& made) { report = made; });
-    world.mainLoop().runUntil([&] { return report.has_value(); });
+    const CaptureReport report = resultOf(world.mainLoop(), store.capture(std::move(request)));
     const double seconds = secondsSince(start);
-    if (report->added.size() != static_cast<std::size_t>(count)) {
+    if (report.added.size() != static_cast<std::size_t>(count)) {
         throw Error(fmt::format("Only {} of {} files were added; the first failure: {}",
-                                report->added.size(), count,
-                                report->failed.empty() ? "none" : report->failed[0].message));
+                                report.added.size(), count,
+                                report.failed.empty() ? "none" : report.failed[0].message));
     }
     return seconds;
 }

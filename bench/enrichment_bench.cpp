@@ -16,6 +16,7 @@
 #include "platform/PdfWriter.h"
 #include "platform/PictureEncoder.h"
 #include "support/Benchmark.h"
+#include "support/Waiting.h"
 
 namespace nookery {
 namespace {
@@ -110,7 +111,7 @@ class Typist {
     void begin() {
         const auto due = Clock::now() + std::chrono::milliseconds(40);
         queue_.after(WorkQueue::Delay(0.04), guard_.guarded([this, due] {
-            store_.setSearchText(typed_.substr(0, 1 + waits_.size() % typed_.size()));
+            store_.search().setText(typed_.substr(0, 1 + waits_.size() % typed_.size()));
             const std::chrono::duration<double, std::milli> waited = Clock::now() - due;
             waits_.push_back(waited.count());
             begin();
@@ -142,16 +143,13 @@ void measure(const Path& folder, const std::optional<Path>& given) {
     const Path samples = given.value_or(folder / "samples");
     if (!given) SampleFolder(platform, samples).fill();
     CrumbStore store(platform, {folder / "home", folder / "cache"}, LibraryAccess::writing);
-    store.start(SessionLength::oneCommand);
-    std::optional<CaptureReport> report;
+    resultOf(system.mainLoop(), store.open(SessionLength::oneCommand));
+    CaptureReport report;
     const double captureSeconds = secondsFor([&] {
-        store.capture(
-            {.sources = {CaptureFile{samples}}, .title = {}, .note = {}, .tags = {}, .groupID = {}},
-            {}, {}, [&](const CaptureReport& done) { report = done; });
-        system.mainLoop().runUntil([&] { return report.has_value(); });
+        report = resultOf(system.mainLoop(), store.capture({.sources = {CaptureFile{samples}}}));
     });
     fmt::print("{} files taken in in {:.1f} s; {} waiting; {} threads, meaning {}\n",
-               report->added.size(), captureSeconds, *store.indexingCount(),
+               report.added.size(), captureSeconds, *store.indexingCount(),
                platform.enrichThreadCount, platform.embedder == nullptr ? "off" : "on");
 
     Typist quiet(store, platform.mainQueue);
@@ -162,11 +160,11 @@ void measure(const Path& folder, const std::optional<Path>& given) {
     std::optional<Typist> busy(std::in_place, store, platform.mainQueue);
     busy->begin();
     const double seconds = secondsFor([&] {
-        store.startBackgroundWork();
+        store.enrichment().start();
         system.mainLoop().runUntil([&] { return *store.indexingCount() == 0; });
     });
     busy->report("typing, reading");
-    fmt::print("read in {:.1f} s, {} failures\n", seconds, store.enrichmentFailures().size());
+    fmt::print("read in {:.1f} s, {} failures\n", seconds, store.enrichment().failures().size());
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "platform/KeyStore.h"
 #include "platform/KeyStoreServices.h"
 #include "support/Benchmark.h"
+#include "support/Waiting.h"
 
 namespace nookery {
 namespace {
@@ -182,8 +183,8 @@ void measureEdits(World& world) {
         items.push_back(std::make_shared<const CrumbItem>(someMemory(random)));
     }
     CrumbStore store(world.platform(), world.layout(), LibraryAccess::writing);
-    store.start(SessionLength::oneCommand);
-    if (const auto failure = store.addRecords(items, {})) throw Error(*failure);
+    resultOf(world.mainLoop(), store.open(SessionLength::oneCommand));
+    save(world.mainLoop(), [&](Saved saved) { store.addRecords(items, {}, std::move(saved)); });
     int round = 0;
     const double seconds = medianOf([&] {
         const std::string title = fmt::format("edited {}", ++round);

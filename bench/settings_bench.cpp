@@ -34,11 +34,15 @@ class World {
     explicit World(const Path& folder)
         : system_({.configFolder = folder, .userData = folder, .programFolder = folder}, log_),
           annotations_(system_.platform()) {
-        annotations_.load();
+        load();
+    }
+    void load() { annotations_.adopt(loadAnnotations(system_.platform())); }
+    void setTags(const TagsByID& tags) {
+        annotations_.setManualTags(tags);
+        save(system_.platform().defaults, annotations_.takeUnsaved());
     }
 
     const Platform& platform() const { return system_.platform(); }
-    MemoryAnnotations& annotations() { return annotations_; }
 
   private:
     StderrLog log_;
@@ -56,13 +60,13 @@ void printMilliseconds(std::string_view what, std::vector<double> seconds) {
 void measureOneAmongMany(const Path& folder) {
     World world(folder / "one");
     const TagsByID tags = makeTags(taggedCount);
-    world.annotations().setManualTags(tags);
+    world.setTags(tags);
     std::vector<double> changes;
     std::vector<double> plainFiles;
     auto each = tags.begin();
     for (int i = 0; i < changeCount; ++i, ++each) {
         changes.push_back(secondsFor([&] {
-            world.annotations().setManualTags(each->first, {"kitchen", fmt::format("new {}", i)});
+            world.setTags({{each->first, {"kitchen", fmt::format("new {}", i)}}});
         }));
         plainFiles.push_back(secondsFor(
             [&] { writeDurably(world.platform().files, folder / "plain", "one line\n"); }));
@@ -74,7 +78,7 @@ void measureOneAmongMany(const Path& folder) {
     defaults.set(manualTagsDefaultsKey, *defaults.get(manualTagsDefaultsKey));
     fmt::print("{:42} {:7.2f} ms\n", "the first such change after a restore",
                1e3 * secondsFor([&] {
-                   world.annotations().setManualTags(tags.begin()->first, {"first"});
+                   world.setTags({{tags.begin()->first, {"first"}}});
                }));
 }
 
@@ -84,10 +88,10 @@ void measureManyAtOnce(const Path& folder, std::size_t count) {
     double save = 0;
     {
         World world(place);
-        save = secondsFor([&] { world.annotations().setManualTags(tags); });
+        save = secondsFor([&] { world.setTags(tags); });
     }
     World again(place);
-    const double load = secondsFor([&] { again.annotations().load(); });
+    const double load = secondsFor([&] { again.load(); });
     fmt::print("tags of {:7} memories at once: {:6.2f} s, {:5.2f} us each; loaded in {:6.2f} s\n",
                count, save, save * 1e6 / static_cast<double>(count), load);
 }

@@ -14,6 +14,7 @@
 #include "backends/SystemPlatform.h"
 #include "collection/store/CrumbStore.h"
 #include "support/Benchmark.h"
+#include "support/Waiting.h"
 
 namespace {
 
@@ -61,7 +62,7 @@ class WordSource {
     std::uniform_real_distribution<double> uniform_{0, 1};
 };
 
-void fill(CrumbStore& store) {
+void fill(CrumbStore& store, LoopQueue& mainLoop) {
     WordSource source;
     for (int begun = 0; begun < memoryCount;) {
         CrumbItemList batch;
@@ -73,7 +74,7 @@ void fill(CrumbStore& store) {
             item.text = source.words(wordsPerNote);
             batch.push_back(std::make_shared<const CrumbItem>(std::move(item)));
         }
-        if (const auto failure = store.addRecords(batch, {})) throw Error(*failure);
+        save(mainLoop, [&](Saved saved) { store.addRecords(batch, {}, std::move(saved)); });
     }
 }
 
@@ -102,14 +103,14 @@ void run(const Path& folder) {
     const LibraryLayout layout{folder / "data", folder / "cache"};
     {
         CrumbStore store(world.platform(), layout, LibraryAccess::writing);
-        store.start(SessionLength::oneCommand);
-        fill(store);
+        resultOf(world.mainLoop(), store.open(SessionLength::oneCommand));
+        fill(store, world.mainLoop());
     }
     const Stopwatch stopwatch;
     CrumbStore store(world.platform(), layout, LibraryAccess::writing);
-    store.start(SessionLength::oneCommand);
+    resultOf(world.mainLoop(), store.open(SessionLength::oneCommand));
     const double started = stopwatch.seconds();
-    store.setSearchText("harbour photographs", 50, SearchDepth::lexical);
+    store.search().setText("harbour photographs", 50, SearchDepth::lexical);
     const double answered = stopwatch.seconds();
     const double processor = stopwatch.processorSeconds();
     const double peer = readRows(layout.database());

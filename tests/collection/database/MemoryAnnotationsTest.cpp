@@ -16,8 +16,29 @@ class MemoryAnnotationsTest : public ::testing::Test {
 
     std::unique_ptr<MemoryAnnotations> load() {
         auto annotations = std::make_unique<MemoryAnnotations>(platform_);
-        annotations->load();
+        annotations->adopt(loadAnnotations(platform_));
         return annotations;
+    }
+    /// Changes annotations, and writes what is unsaved as their owner does.
+    template <typename Change>
+    void change(MemoryAnnotations& annotations, const Change& change) {
+        change(annotations);
+        const UnsavedAnnotations unsaved = annotations.takeUnsaved();
+        try {
+            save(world_.defaults, unsaved);
+        } catch (const Error&) {
+            annotations.keepUnsaved(unsaved);
+            throw;
+        }
+    }
+    void setTags(MemoryAnnotations& annotations, const Uuid& id, const Tags& tags) {
+        change(annotations, [&](auto& all) { all.setManualTags(id, tags); });
+    }
+    void select(MemoryAnnotations& annotations, const Uuid& id) {
+        change(annotations, [&](auto& all) { all.recordSelection(id); });
+    }
+    void forget(MemoryAnnotations& annotations, const Uuid& id) {
+        change(annotations, [&](auto& all) { all.forget({id}); });
     }
     std::string stored(std::string_view key) { return world_.defaults.get(key).value_or("none"); }
 
@@ -29,16 +50,16 @@ class MemoryAnnotationsTest : public ::testing::Test {
 
 TEST_F(MemoryAnnotationsTest, AChangeLeavesWhatOthersHaveChangedMeanwhile) {
     const auto annotations = load();
-    load()->setManualTags(other_, {"theirs"});
-    annotations->setManualTags(one_, {"ours"});
-    annotations->recordSelection(one_);
-    annotations->setBringBack(one_, Timestamp{1.9e9});
+    setTags(*load(), other_, {"theirs"});
+    setTags(*annotations, one_, {"ours"});
+    select(*annotations, one_);
+    change(*annotations, [&](auto& all) { all.setBringBack(one_, Timestamp{1.9e9}); });
     auto again = load();
     EXPECT_EQ(again->manualTags(one_), Tags{"ours"});
     EXPECT_EQ(again->manualTags(other_), Tags{"theirs"});
     EXPECT_EQ(again->usageSignals(), annotations->usageSignals());
     EXPECT_EQ(again->bringBackDates().get(), annotations->bringBackDates().get());
-    annotations->forget({one_});
+    forget(*annotations, one_);
     again = load();
     EXPECT_EQ(again->manualTags(other_), Tags{"theirs"});
     for (const auto key : libraryDefaultsKeys) {
@@ -48,19 +69,19 @@ TEST_F(MemoryAnnotationsTest, AChangeLeavesWhatOthersHaveChangedMeanwhile) {
 
 TEST_F(MemoryAnnotationsTest, AChangeThatCouldNotBeSavedGoesWithTheNext) {
     const auto annotations = load();
-    annotations->setManualTags(other_, {"goes"});
+    setTags(*annotations, other_, {"goes"});
     world_.defaults.refusesChanges = true;
-    EXPECT_THROW(annotations->setManualTags(one_, {"kept"}), DefaultsError);
-    EXPECT_THROW(annotations->forget({other_}), DefaultsError);
+    EXPECT_THROW(setTags(*annotations, one_, {"kept"}), DefaultsError);
+    EXPECT_THROW(forget(*annotations, other_), DefaultsError);
     EXPECT_EQ(annotations->manualTags(one_), Tags{"kept"});
     world_.defaults.refusesChanges = false;
-    annotations->recordSelection(one_);
+    select(*annotations, one_);
     EXPECT_EQ(load()->manualTags(one_), Tags{"kept"});
     EXPECT_EQ(load()->manualTags(other_), Tags{});
     world_.defaults.refusesChanges = true;
-    EXPECT_THROW(annotations->forgetAll(), DefaultsError);
+    EXPECT_THROW(change(*annotations, [](auto& all) { all.forgetAll(); }), DefaultsError);
     world_.defaults.refusesChanges = false;
-    annotations->setManualTags(other_, {"new"});
+    setTags(*annotations, other_, {"new"});
     EXPECT_EQ(load()->manualTags(one_), Tags{});
 }
 
@@ -74,14 +95,14 @@ TEST_F(MemoryAnnotationsTest, WhatCannotBeReadIsKeptAsItWasAndTheRestIsRead) {
     EXPECT_TRUE(world_.log.contains(manualTagsDefaultsKey));
     EXPECT_EQ(stored(manualTagsDefaultsKey), damaged) << "looking changes nothing";
 
-    annotations->recordSelection(one_);
+    select(*annotations, one_);
     EXPECT_EQ(stored("Crumb.ManualTags.v1.unreadable"), damaged);
     EXPECT_EQ(stored("Crumb.UsageSignals.v1.unreadable"), "{\"" + one_.toString());
     EXPECT_EQ(load()->manualTags(one_), Tags{"fine"});
     EXPECT_EQ(load()->usageSignals().at(one_).selectionCount, 1);
 
     world_.defaults.set(manualTagsDefaultsKey, "damaged again");
-    load()->recordSelection(one_);
+    select(*load(), one_);
     EXPECT_EQ(stored("Crumb.ManualTags.v1.unreadable"), damaged);
     EXPECT_EQ(stored("Crumb.ManualTags.v1.unreadable-2"), "damaged again");
 }
@@ -92,7 +113,7 @@ TEST_F(MemoryAnnotationsTest, AnIdInLowerCaseIsTheSameMemory) {
     world_.defaults.set(manualTagsDefaultsKey, "{\"" + lower + "\":[\"old\"]}");
     const auto annotations = load();
     EXPECT_EQ(annotations->manualTags(one_), Tags{"old"});
-    annotations->recordSelection(one_);
+    select(*annotations, one_);
     EXPECT_EQ(stored(manualTagsDefaultsKey), "{\"" + one_.toString() + "\":[\"old\"]}");
 }
 
