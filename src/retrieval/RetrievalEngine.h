@@ -55,7 +55,7 @@ class DeepSearchRequest;
 ///   DeepScore           the numbers of the deep stage
 ///   CandidateRetrieval  the candidates, with all that the stage reads
 ///   DeepSearch          runs the stage; DeepSearchResult is its result
-/// related/  what stands beside one memory
+/// related/  the memories shown beside one memory
 ///   VersionFamily, FileFamilies      versions and formats of its file
 ///   TextSimilarity      near-duplicate texts
 ///   RelatedMemories     the memories related to it

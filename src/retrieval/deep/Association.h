@@ -12,7 +12,7 @@ namespace nookery {
 /// A token by which two memories can be associated, and how rare it is.
 struct AssociationToken {
     std::uint32_t token = 0;
-    float rarity = 0;  ///< above 0; the same for a token wherever it stands
+    float rarity = 0;  ///< above 0; the same in every memory
 };
 
 /// One of the memories among which `bestPartners` looks for partners.

@@ -42,7 +42,7 @@ class TermMatches {
     }
     /// What the term adds to the relevance, before coverage.
     double relevance(MatchScore score) const { return relevanceStep_ * strengthOf(score); }
-    /// The most that the term adds to any memory of a block.
+    /// Upper bounds of what the term adds to any memory of a block.
     struct BlockMax {
         double weight = 0;
         double relevance = 0;
@@ -50,7 +50,7 @@ class TermMatches {
     };
     const BlockMax& blockMax(std::size_t block) const { return blockMaxima_[block]; }
 
-    /// The most that the term adds to any memory of the library, relevance included.
+    /// An upper bound of what the term adds to any memory of the library, relevance included.
     double maxScore() const { return maxScore_; }
 
     /// The rows of the table of weights: one for each field, and one for words that were not typed.

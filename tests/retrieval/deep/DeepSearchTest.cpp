@@ -146,7 +146,7 @@ TEST_F(DeepSearchTest, anEmptyVectorOnlyLosesTheBonus) {
     EXPECT_NEAR(result.hits[0].score - result.hits[1].score, 4.5 * 0.3, 1e-6);
 }
 
-TEST_F(DeepSearchTest, whereAllWordsStandIsToldBeforeMereLikeness) {
+TEST_F(DeepSearchTest, aHitWithAllWordsKeepsItsLexicalHint) {
     const auto inside = memory("parse_args");
     const auto parts = memory("parser");
     for (const auto& item : {inside, parts}) {

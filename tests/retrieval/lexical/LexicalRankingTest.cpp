@@ -80,7 +80,7 @@ TEST_F(LexicalRanking, ARequestedTagStandsAboveAnyMatchOfWords) {
     EXPECT_TRUE(ranked("#trave").empty());
 }
 
-TEST_F(LexicalRanking, APlainWordThatIsATagCountsBesideItsOtherMatches) {
+TEST_F(LexicalRanking, APlainWordThatIsATagAddsToItsOtherMatches) {
     const Uuid plain = add({.title = "x", .contents = "seen at sea"});
     const Uuid tagged = add({.title = "x", .contents = "seen at sea", .manualTags = {"sea"}});
     const LexicalSnapshot snapshot = engine_.search("sea", 10);
@@ -112,7 +112,7 @@ TEST_F(LexicalRanking, OneWrongWordEmptiesNothingAndACorrectionNeverBeatsTheWord
     EXPECT_EQ(ranked("sailing"), std::vector{sailing});
 }
 
-TEST_F(LexicalRanking, AMistypedBeginningAndAMistypedWordThatStandsInsideOthersAreUnderstood) {
+TEST_F(LexicalRanking, AMistypedPrefixAndAMistypedWordInsideOthersAreCorrected) {
     const Uuid photograph = add({.title = "photographs"});
     EXPECT_EQ(ranked("phtogra"), std::vector{photograph});
     const Uuid reaction = add({.title = "x", .contents = "reaction"});

@@ -124,7 +124,7 @@ TEST_F(RelatedMemories, RareWordsMeaningAndOtherFormatsRemind) {
         << "versions are listed apart";
 }
 
-TEST_F(RelatedMemories, NothingRememberedOutlivesAChange) {
+TEST_F(RelatedMemories, NothingCachedOutlivesAChange) {
     const Uuid first = putText("first", recipe);
     EXPECT_EQ(engine_.related(first).size(), 0U);
     const Uuid twin = putText("twin", recipe);
