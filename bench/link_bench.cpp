@@ -47,6 +47,7 @@ class World {
     }
 
     const Platform& platform() const { return system_.platform(); }
+    LoopQueue& mainLoop() { return system_.mainLoop(); }
     FileSystem& files() const { return platform().files; }
     const LibraryLayout& layout() const { return layout_; }
     Path folder() const { return folder_; }
@@ -60,9 +61,7 @@ class World {
 
     EditReport receive(CrumbStore& store) {
         PhoneLink link(platform(), layout_, store);
-        const auto operation = link.receive();
-        system_.mainLoop().runUntil([&] { return operation->isFinished(); });
-        return operation->outcome()->get().edits;
+        return resultOf(mainLoop(), link.receive()).edits;
     }
 
   private:

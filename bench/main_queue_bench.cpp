@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
 #include <fstream>
 #include <random>
 
@@ -11,7 +12,7 @@
 #include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
 #include "collection/store/CrumbStore.h"
-#include "foundation/PosixFileSystem.h"
+#include "foundation/FileSystem.h"
 #include "support/Benchmark.h"
 #include "support/Waiting.h"
 
@@ -83,8 +84,8 @@ class Journeys {
             std::ofstream out(file);
             for (std::size_t i = 0; i < count; ++i) {
                 out << fmt::format(
-                    R"({{"title":"{}","text":"{}","tags":["t{}","import"],"created":"2020-01-01T00:00:00Z"}})",
-                    words.some(4), words.some(wordCount), i % 500)
+                           R"({{"title":"{}","text":"{}","tags":["t{}","import"],"created":"2020-01-01T00:00:00Z"}})",
+                           words.some(4), words.some(wordCount), i % 500)
                     << '\n';
             }
         }
@@ -126,11 +127,10 @@ void measureJourneys(const Path& folder) {
         });
     });
     world.measure("complete archive", [&] {
-        resultOf(world.mainLoop(),
-                 beginArchiveExport(world.platform(), world.layout(),
-                                    CrumbCompleteArchive::gather(world.store(),
-                                                                 world.platform().defaults),
-                                    folder / "archive"));
+        resultOf(world.mainLoop(), beginArchiveExport(world.platform(), world.layout(),
+                                                      CrumbCompleteArchive::gather(
+                                                          world.store(), world.platform().defaults),
+                                                      folder / "archive"));
     });
     std::vector<Uuid> removed;
     for (const auto& item : world.store().items().get()) {
