@@ -99,7 +99,7 @@ double readRows(const Path& database) {
 
 void run(const Path& folder) {
     StderrLog log;
-    const SystemPlatform world({folder / "settings.json", folder, folder}, log);
+    SystemPlatform world({folder / "settings.json", folder, folder}, log);
     const LibraryLayout layout{folder / "data", folder / "cache"};
     {
         CrumbStore store(world.platform(), layout, LibraryAccess::writing);

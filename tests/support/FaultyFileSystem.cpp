@@ -71,6 +71,13 @@ void FaultyFileSystem::losePower() {
     syncedByteCounts_.clear();
 }
 
+bool FaultyFileSystem::hasCrashed() const {
+    const auto isMet = [this](const Armed& armed) {
+        return armed.fault == Fault::crash && count_ >= armed.at;
+    };
+    return isMet(first_) || isMet(second_);
+}
+
 void FaultyFileSystem::step(std::string_view operation, const Path& path, bool needsSpace) {
     ++count_;
     meet(first_, operation, path, needsSpace);

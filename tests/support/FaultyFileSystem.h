@@ -39,7 +39,8 @@ class FaultyFileSystem final : public FileSystem {
     void armAlso(Fault fault, int k) { second_ = {fault, k}; }
     void disarm() { arm(Fault::none, 0); }
     int operationCount() const { return count_; }
-    bool hasCrashed() const { return fault_ == Fault::crash && count_ >= faultAt_; }
+    /// The fault "crash" was met.
+    bool hasCrashed() const;
 
     /// Cuts every file with unsynced bytes back to what was synced. Call after a crash, before
     /// looking at what is left.
