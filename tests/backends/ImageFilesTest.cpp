@@ -6,8 +6,10 @@
 #include <QBuffer>
 #include <QImage>
 #include <algorithm>
+#include <map>
 
 #include "backends/documents/PdfPages.h"
+#include "backends/images/CameraFacts.h"
 #include "backends/pdf/QtPdfWriter.h"
 #include "foundation/DurableFile.h"
 #include "support/TemporaryDirectory.h"
@@ -72,19 +74,23 @@ std::string field(int tag, int type, std::uint32_t count, const std::string& val
            bigEndian(static_cast<std::uint32_t>(type), 2) + bigEndian(count, 4) + value;
 }
 
-/// A camera's facts: quarter turn, model, time, and a place in the south-west.
-std::string cameraFacts() {
-    constexpr std::uint32_t texts = 8 + 2 + 5 * 12 + 4;
-    constexpr std::uint32_t place = texts + 40;
-    std::string tiff = "MM" + bigEndian(42, 2) + bigEndian(8, 4) + bigEndian(5, 2);
-    tiff += field(0x10f, 2, 5, bigEndian(texts, 4));
-    tiff += field(0x110, 2, 9, bigEndian(texts + 5, 4));
-    tiff += field(0x112, 3, 1, bigEndian(6, 2) + bigEndian(0, 2));
-    tiff += field(0x132, 2, 20, bigEndian(texts + 14, 4));
-    tiff += field(0x8825, 4, 1, bigEndian(place, 4));
+/// A TIFF directory at byte `at`: the other fields, by tag, and a camera's: quarter turn, model,
+/// the times of change and of taking, and a place in the south-west.
+std::string cameraFields(std::uint32_t at, std::map<int, std::string> fields) {
+    const std::uint32_t texts = at + 2 + 12 * (static_cast<std::uint32_t>(fields.size()) + 6) + 4;
+    const std::uint32_t place = texts + 40;
+    const std::uint32_t original = place + 102;
+    fields[0x10f] = field(0x10f, 2, 5, bigEndian(texts, 4));
+    fields[0x110] = field(0x110, 2, 9, bigEndian(texts + 5, 4));
+    fields[0x112] = field(0x112, 3, 1, bigEndian(6, 2) + bigEndian(0, 2));
+    fields[0x132] = field(0x132, 2, 20, bigEndian(texts + 14, 4));
+    fields[0x8769] = field(0x8769, 4, 1, bigEndian(original, 4));
+    fields[0x8825] = field(0x8825, 4, 1, bigEndian(place, 4));
+    std::string tiff = bigEndian(static_cast<std::uint32_t>(fields.size()), 2);
+    for (const auto& [tag, bytes] : fields) tiff += bytes;
     tiff += bigEndian(0, 4);
     tiff += std::string("Acme\0", 5) + std::string("Acme One\0", 9) +
-            std::string("2026:03:01 09:30:00\0", 20) + std::string(6, '\0');
+            std::string("2026:04:02 10:00:00\0", 20) + std::string(6, '\0');
     tiff += bigEndian(4, 2) + field(1, 2, 2, std::string("S\0\0\0", 4));
     tiff += field(2, 5, 3, bigEndian(place + 54, 4));
     tiff += field(3, 2, 2, std::string("W\0\0\0", 4));
@@ -92,13 +98,57 @@ std::string cameraFacts() {
     for (const std::uint32_t number : {33u, 1u, 30u, 1u, 0u, 1u, 70u, 1u, 15u, 1u, 36u, 1u}) {
         tiff += bigEndian(number, 4);
     }
-    return tiff;
+    tiff += bigEndian(1, 2) + field(0x9003, 2, 20, bigEndian(original + 18, 4)) + bigEndian(0, 4);
+    return tiff + std::string("2026:03:01 09:30:00\0", 20);
 }
 
-std::string withCameraFacts(const std::string& jpeg) {
-    const std::string body = std::string("Exif\0\0", 6) + cameraFacts();
+std::string tiffHead(std::uint32_t directory) {
+    return "MM" + bigEndian(42, 2) + bigEndian(directory, 4);
+}
+
+std::string cameraFacts() { return tiffHead(8) + cameraFields(8, {}); }
+
+std::string withExif(const std::string& jpeg, const std::string& block) {
+    const std::string body = std::string("Exif\0\0", 6) + block;
     return jpeg.substr(0, 2) + "\xFF\xE1" +
            bigEndian(static_cast<std::uint32_t>(body.size() + 2), 2) + body + jpeg.substr(2);
+}
+
+/// A white picture of 512 x 256 points. Its fields, one of which nobody knows, come after them:
+/// beyond the first 64 kB.
+std::string tiffWithCameraFacts() {
+    constexpr std::uint32_t pixelCount = 512 * 256;
+    const auto number = [](int tag, std::uint32_t value) {
+        return std::pair(tag, field(tag, 4, 1, bigEndian(value, 4)));
+    };
+    const auto shortNumber = [](int tag, std::uint32_t value) {
+        return std::pair(tag, field(tag, 3, 1, bigEndian(value, 2) + bigEndian(0, 2)));
+    };
+    return tiffHead(8 + pixelCount) + std::string(pixelCount, '\xFF') +
+           cameraFields(8 + pixelCount,
+                        {number(0x100, 512), number(0x101, 256), shortNumber(0x102, 8),
+                         shortNumber(0x103, 1), shortNumber(0x106, 1), number(0x111, 8),
+                         shortNumber(0x115, 1), number(0x116, 256), number(0x117, pixelCount),
+                         number(0xF000, 1)});
+}
+
+/// Damaged in every way that one byte can be, cut at every length, and pointing in circles.
+std::vector<std::string> hostile(const std::string& tiff, std::size_t from) {
+    std::vector<std::string> all;
+    for (std::size_t at = from; at < tiff.size(); ++at) {
+        all.push_back(tiff.substr(0, at));
+        for (const char byte : {'\0', '\x08', '\x7F', '\xFF'}) {
+            all.push_back(std::string(tiff).replace(at, 1, 1, byte));
+        }
+    }
+    std::string circles = tiffHead(8) + bigEndian(3000, 2);
+    for (int i = 0; i < 1000; ++i) {
+        for (const int directory : {0x8769, 0x8825, 0xA005}) {
+            circles += field(directory, 4, 1, bigEndian(8, 4));
+        }
+    }
+    all.push_back(circles + bigEndian(8, 4));
+    return all;
 }
 
 std::uint32_t checksum(std::string_view bytes) {
@@ -166,35 +216,43 @@ TEST_F(ImageFilesTest, EveryFormatIsReadAndScaledDownWhileReading) {
 }
 
 TEST_F(ImageFilesTest, StandUprightAndTellWhatTheCameraWrote) {
-    const std::string jpeg = withCameraFacts(encoded(twoColours(64, 32), "jpeg"));
+    const std::string jpeg = withExif(encoded(twoColours(64, 32), "jpeg"), cameraFacts());
     // A quarter turn to the right brings the left side up.
     const Picture picture = read(jpeg, "image/jpeg");
     ASSERT_EQ(picture.width, 32);
     ASSERT_EQ(picture.height, 64);
     EXPECT_EQ(colourAt(picture, 16, 8), Colour::red);
     EXPECT_EQ(colourAt(picture, 16, 56), Colour::blue);
-    const ImageFacts facts = reader->facts(write(jpeg), {"image/jpeg"}, {});
-    EXPECT_EQ(facts.width, 32);
-    EXPECT_EQ(facts.camera, "Acme One");
-    ASSERT_TRUE(facts.taken);
-    EXPECT_EQ(facts.taken->hour, 9);
-    EXPECT_EQ(facts.taken->day, 1);
-    ASSERT_TRUE(facts.position);
-    EXPECT_DOUBLE_EQ(facts.position->latitude, -33.5);
-    EXPECT_DOUBLE_EQ(facts.position->longitude, -70.26);
+    const std::vector<std::tuple<const char*, std::string, int>> cases{
+        {"image/jpeg", jpeg, 32}, {"image/tiff", tiffWithCameraFacts(), 256}};
+    ::testing::internal::CaptureStderr();
+    for (const auto& [type, bytes, width] : cases) {
+        const ImageFacts facts = reader->facts(write(bytes), {type}, {});
+        EXPECT_EQ(facts.width, width);
+        EXPECT_EQ(facts.camera, "Acme One");
+        ASSERT_TRUE(facts.taken) << type;
+        EXPECT_EQ(facts.taken->hour, 9);
+        EXPECT_EQ(facts.taken->day, 1);
+        ASSERT_TRUE(facts.position) << type;
+        EXPECT_DOUBLE_EQ(facts.position->latitude, -33.5);
+        EXPECT_DOUBLE_EQ(facts.position->longitude, -70.26);
+    }
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(ImageFilesTest, DamagedCameraFactsAreNone) {
-    const std::string jpeg = encoded(twoColours(64, 32), "jpeg");
-    const std::string facts = cameraFacts();
-    for (std::size_t length = 0; length < facts.size(); ++length) {
-        const std::string body = std::string("Exif\0\0", 6) + facts.substr(0, length);
-        const std::string damaged = jpeg.substr(0, 2) + "\xFF\xE1" +
-                                    bigEndian(static_cast<std::uint32_t>(body.size() + 2), 2) +
-                                    body + jpeg.substr(2);
-        const ImageFacts found = reader->facts(write(damaged), {"image/jpeg"}, {});
-        EXPECT_FALSE(found.position && found.position->longitude != -70.26) << length;
+TEST(CameraFacts, HostileFieldsGiveFewFactsAndNoError) {
+    ::testing::internal::CaptureStderr();
+    for (const std::string& block : hostile(cameraFacts(), 0)) {
+        EXPECT_LE(cameraFactsInExif(block).camera.size(), 400u);
     }
+    for (const std::string& file : hostile(tiffWithCameraFacts(), 8 + 512 * 256)) {
+        EXPECT_LE(cameraFactsInTiff(file).camera.size(), 400u);
+    }
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+    const std::string noDate = tiffHead(8) + bigEndian(1, 2) +
+                               field(0x112, 3, 1, bigEndian(1, 2) + bigEndian(0, 2)) +
+                               bigEndian(0, 4);
+    EXPECT_FALSE(cameraFactsInExif(noDate).taken) << "a date that no camera wrote";
 }
 
 TEST_F(ImageFilesTest, TransparentPartsAreWhite) {

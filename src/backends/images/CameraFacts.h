@@ -23,15 +23,21 @@ enum class Orientation {
 inline bool swapsSides(Orientation orientation) { return orientation >= Orientation::mirroredLeft; }
 
 /// What a camera wrote into the file.
-struct ExifBlock {
+struct CameraFacts {
     Orientation orientation = Orientation::upright;
     std::string camera;
     std::optional<CalendarFields> taken;
     std::optional<GeoPosition> position;
 };
 
-/// Reads the TIFF structure that holds camera facts. Hostile bytes give few facts or none; never
-/// an error, and never more work than the block's length allows.
-ExifBlock readExif(std::string_view tiff);
+// Hostile bytes give few facts or none, never an error, and nothing is printed about them. Any
+// thread.
+
+/// Reads an EXIF block by libexif. The block begins with its byte order, "II" or "MM". Only its
+/// first 64 kB count, which is the most that a JPEG file can hold.
+CameraFacts cameraFactsInExif(std::string_view block);
+
+/// Reads the fields of a TIFF file's first picture, wherever they lie in it, by libtiff.
+CameraFacts cameraFactsInTiff(std::string_view file);
 
 }  // namespace nookery
