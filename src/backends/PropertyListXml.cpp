@@ -4,10 +4,10 @@
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
-#include <array>
 #include <charconv>
 #include <climits>
 
+#include "foundation/Base64.h"
 #include "foundation/Error.h"
 #include "foundation/Text.h"
 
@@ -19,60 +19,8 @@ constexpr std::string_view header =
     "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
     "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n";
 
-constexpr std::string_view base64Digits =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-std::string toBase64(const std::vector<unsigned char>& bytes) {
-    std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
-        std::uint32_t group = 0;
-        for (std::size_t k = 0; k < 3; ++k) group = group << 8 | (k < count ? bytes[i + k] : 0u);
-        for (std::size_t k = 0; k < 4; ++k) {
-            text += k <= count ? base64Digits[group >> (18 - 6 * k) & 63] : '=';
-        }
-    }
-    return text;
-}
-
 [[noreturn]] void throwMalformed(std::string_view what) {
     throw Error(fmt::format("Malformed property list: {}.", what));
-}
-
-std::vector<unsigned char> fromBase64(std::string_view text) {
-    std::vector<unsigned char> bytes;
-    std::uint32_t group = 0;
-    int digitCount = 0;
-    bool ended = false;
-    for (const char c : text) {
-        if (c == ' ' || c == '\t' || c == '\n' || c == '\r') continue;
-        ended = ended || c == '=';
-        if (c == '=') continue;
-        const std::size_t value = base64Digits.find(c);
-        if (ended || value == std::string_view::npos) throwMalformed("data is not base64");
-        group = group << 6 | static_cast<std::uint32_t>(value);
-        if (++digitCount % 4 == 0) {
-            for (const int shift : {16, 8, 0}) {
-                bytes.push_back(static_cast<unsigned char>(group >> shift));
-            }
-            group = 0;
-        }
-    }
-    switch (digitCount % 4) {
-        case 1:
-            throwMalformed("data ends in the middle of a byte");
-        case 2:
-            bytes.push_back(static_cast<unsigned char>(group >> 4));
-            break;
-        case 3:
-            bytes.push_back(static_cast<unsigned char>(group >> 10));
-            bytes.push_back(static_cast<unsigned char>(group >> 2));
-            break;
-        default:
-            break;
-    }
-    return bytes;
 }
 
 /// XML 1.0 can carry neither most control characters nor, unchanged, a carriage return.
@@ -105,7 +53,9 @@ struct ValueWriter {
         return fmt::format("<integer>{}</integer>", number);
     }
     std::string operator()(const std::vector<unsigned char>& bytes) const {
-        return "<data>" + toBase64(bytes) + "</data>";
+        const std::string text =
+            toBase64({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        return "<data>" + text + "</data>";
     }
 };
 
@@ -150,9 +100,15 @@ std::string textOf(const xmlNode* element) {
     return text;
 }
 
+std::vector<unsigned char> dataFrom(const std::string& text) {
+    const auto bytes = fromBase64(text);
+    if (!bytes) throwMalformed("data is not base64");
+    return {bytes->begin(), bytes->end()};
+}
+
 PropertyListValue readValue(const xmlNode* element) {
     if (isElement(element, "string")) return textOf(element);
-    if (isElement(element, "data")) return fromBase64(textOf(element));
+    if (isElement(element, "data")) return dataFrom(textOf(element));
     if (!isElement(element, "integer")) throwMalformed("a value of an unknown type");
     const std::string text(trimmed(textOf(element)));
     long number = 0;
