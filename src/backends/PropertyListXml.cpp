@@ -20,10 +20,10 @@ constexpr std::string_view header =
     "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n";
 
 [[noreturn]] void throwMalformed(std::string_view what) {
-    throw Error(fmt::format("Malformed property list: {}.", what));
+    throw Error(fmt::format("The property list is malformed: {}.", what));
 }
 
-/// XML 1.0 can carry neither most control characters nor, unchanged, a carriage return.
+/// XML 1.0 cannot hold most control characters, and readers change a plain carriage return.
 std::string escaped(std::string_view text) {
     std::string result;
     for (const char c : text) {
@@ -37,7 +37,7 @@ std::string escaped(std::string_view text) {
         else if (c == '\r')
             result += "&#13;";
         else if (byte < 0x20 && c != '\t' && c != '\n')
-            throwMalformed("a control character");
+            throwMalformed("a text holds a control character");
         else
             result += c;
     }
@@ -46,7 +46,7 @@ std::string escaped(std::string_view text) {
 
 struct ValueWriter {
     std::string operator()(const std::string& text) const {
-        if (!isValidUtf8(text)) throwMalformed("text that is not UTF-8");
+        if (!isValidUtf8(text)) throwMalformed("a text is not UTF-8");
         return "<string>" + escaped(text) + "</string>";
     }
     std::string operator()(long number) const {
@@ -63,7 +63,7 @@ using Document = std::unique_ptr<xmlDoc, void (*)(xmlDoc*)>;
 
 Document parse(const std::string& xml) {
     if (xml.size() > INT_MAX) throwMalformed("it is too large");
-    // Entities stay unexpanded nodes (and are refused below); huge data values are legitimate.
+    // Entities are not expanded, and are refused below. Data values may be huge.
     constexpr int options =
         XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_HUGE;
     Document document(
@@ -102,19 +102,19 @@ std::string textOf(const xmlNode* element) {
 
 std::vector<unsigned char> dataFrom(const std::string& text) {
     const auto bytes = fromBase64(text);
-    if (!bytes) throwMalformed("data is not base64");
+    if (!bytes) throwMalformed("its data is not base64");
     return {bytes->begin(), bytes->end()};
 }
 
 PropertyListValue readValue(const xmlNode* element) {
     if (isElement(element, "string")) return textOf(element);
     if (isElement(element, "data")) return dataFrom(textOf(element));
-    if (!isElement(element, "integer")) throwMalformed("a value of an unknown type");
+    if (!isElement(element, "integer")) throwMalformed("a value is of an unknown type");
     const std::string text(trimmed(textOf(element)));
     long number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size()) {
-        throwMalformed("an integer that is none");
+        throwMalformed("an integer is no number");
     }
     return number;
 }
@@ -123,10 +123,11 @@ PropertyList readDictionary(const xmlNode* dictionary) {
     PropertyList list;
     const xmlNode* node = skipIgnorable(dictionary->children);
     while (node != nullptr) {
-        if (!isElement(node, "key")) throwMalformed("a value without a key");
+        if (!isElement(node, "key")) throwMalformed("a value has no key");
         const xmlNode* value = skipIgnorable(node->next);
-        if (value == nullptr) throwMalformed("a key without a value");
-        if (!list.emplace(textOf(node), readValue(value)).second) throwMalformed("a key twice");
+        if (value == nullptr) throwMalformed("a key has no value");
+        if (!list.emplace(textOf(node), readValue(value)).second)
+            throwMalformed("a key stands in it twice");
         node = skipIgnorable(value->next);
     }
     return list;

@@ -190,8 +190,8 @@ class ImageFile {
     }
 
     [[noreturn]] void failTooLarge() const {
-        throw ImageError(fmt::format("{} is a picture of {} x {} points, more than can be opened.",
-                                     name_, stored_.width(), stored_.height()));
+        throw ImageError(fmt::format("{} is too large to be opened: {} x {} pixels.", name_,
+                                     stored_.width(), stored_.height()));
     }
     [[noreturn]] void failDamaged() const {
         throw ImageError(name_ + " cannot be read as a picture: it is damaged.");

@@ -6,7 +6,7 @@
 
 namespace nookery {
 
-/// The application object without which Qt has no fonts. Any thread.
+/// The application object, which Qt needs for its fonts. Any thread.
 class OffscreenApplication {
   public:
     OffscreenApplication() = default;

@@ -211,7 +211,7 @@ TEST(Trouble, ADocumentThatTakesTooMuchMemoryTakesNothingElseWithIt) {
     EXPECT_EQ(enriched.at("pending"), 0);
     EXPECT_EQ(
         enriched.at("failed").at(0).at("message"),
-        "\"bomb.pdf\" was given up: reading it takes too much memory, or breaks what reads it.");
+        "\"bomb.pdf\" was given up: it takes too much memory or crashes the PDF library.");
 }
 
 }  // namespace

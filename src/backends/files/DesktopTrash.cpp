@@ -1,4 +1,4 @@
-#include "backends/DesktopTrash.h"
+#include "backends/files/DesktopTrash.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view infoSuffix = ".trashinfo";
 constexpr std::size_t maximumNameByteCount = 255;
 
-/// A trash folder, and what the paths it remembers are relative to (empty: they are absolute).
+/// A trash folder. The paths in its info files are relative to `top`; absolute when `top` is empty.
 struct TrashFolder {
     Path folder;
     Path top;
@@ -32,7 +32,7 @@ std::string percentEncoded(const Path& path) {
     return text;
 }
 
-/// "NAME", "NAME.2", ... short enough that its note's name fits too.
+/// "NAME", "NAME.2", ..., short enough that the name of the info file fits too.
 std::string trashName(const Path& name, int attempt) {
     const std::string suffix = attempt == 1 ? "" : fmt::format(".{}", attempt);
     const std::size_t room = maximumNameByteCount - infoSuffix.size() - suffix.size();
@@ -65,7 +65,13 @@ class DesktopTrash final : public Trash {
              above = top.parent_path()) {
             top = above;
         }
-        return {top / fmt::format(".Trash-{}", ::getuid()), top};
+        const Path folder = top / fmt::format(".Trash-{}", ::getuid());
+        // On a disk that others may write to, a link could lead anywhere.
+        const auto found = files_.status(folder);
+        if (found && found->type != FileType::directory) {
+            throw FileError("move to the trash", folder, ENOTDIR);
+        }
+        return {folder, top};
     }
 
     bool isOn(const Path& folder, std::uint64_t device) {
@@ -73,21 +79,21 @@ class DesktopTrash final : public Trash {
         return status && status->device == device;
     }
 
-    /// The note is written before the move: what lies in the trash can always be put back. None
-    /// when the name is taken.
+    /// Writes the info file before the move: every file in the trash can be put back. None when the
+    /// name is taken.
     std::optional<Path> tryName(const TrashFolder& trash, const Path& path,
                                 const std::string& name) {
         const Path place = trash.folder / "files" / name;
-        const Path note = trash.folder / "info" / (name + std::string(infoSuffix));
+        const Path info = trash.folder / "info" / (name + std::string(infoSuffix));
         createDirectories(files_, place.parent_path());
-        createDirectories(files_, note.parent_path());
-        if (files_.status(place) || files_.status(note)) return std::nullopt;
+        createDirectories(files_, info.parent_path());
+        if (files_.status(place) || files_.status(info)) return std::nullopt;
         try {
-            writeNote(note, trash.top.empty() ? path : path.lexically_relative(trash.top));
+            writeInfo(info, trash.top.empty() ? path : path.lexically_relative(trash.top));
             files_.renameExclusive(path, place);
         } catch (const FileError& error) {
             const bool taken = error.errorNumber() == EEXIST;
-            if (!(taken && error.path() == note)) removeQuietly(note);
+            if (!(taken && error.path() == info)) removeQuietly(info);
             if (taken) return std::nullopt;
             throw;
         }
@@ -95,24 +101,24 @@ class DesktopTrash final : public Trash {
         return place;
     }
 
-    void writeNote(const Path& note, const Path& original) {
+    void writeInfo(const Path& info, const Path& original) {
         const CalendarFields now = localFields(clock_.now());
         const std::string text =
             fmt::format("[Trash Info]\nPath={}\nDeletionDate={:04}-{:02}-{:02}T{:02}:{:02}:{:02}\n",
                         percentEncoded(original), now.year, now.month, now.day, now.hour,
                         now.minute, now.second);
-        const auto file = files_.createFile(note);
+        const auto file = files_.createFile(info);
         file->write(std::as_bytes(std::span(text)));
         file->sync();
         file->close();
-        files_.syncDirectory(note.parent_path());
+        files_.syncDirectory(info.parent_path());
     }
 
-    void removeQuietly(const Path& note) {
+    void removeQuietly(const Path& info) {
         try {
-            files_.removeFile(note);
+            files_.removeFile(info);
         } catch (const FileError&) {
-            // A note without its file is something every desktop passes over.
+            // Desktops ignore an info file without its file.
         }
     }
 

@@ -1,4 +1,4 @@
-#include "backends/InotifyDirectoryEvents.h"
+#include "backends/files/InotifyDirectoryEvents.h"
 
 #include <poll.h>
 #include <pthread.h>
@@ -17,8 +17,8 @@
 namespace nookery {
 namespace {
 
-/// Writing is reported at its end, not at each step: a large file on its way would otherwise keep
-/// the watcher awake.
+/// The kernel reports writing when the file is closed, not at each step: a large file on its way
+/// would keep the watcher awake.
 constexpr std::uint32_t watchedEvents = IN_CREATE | IN_MOVED_TO | IN_CLOSE_WRITE | IN_ATTRIB |
                                         IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr std::uint32_t goneEvents = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_IGNORED;

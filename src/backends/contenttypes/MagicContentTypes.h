@@ -6,8 +6,8 @@
 
 namespace nookery {
 
-/// Tells text apart by its own quick look and asks the system's file-type data base about the
-/// rest. Throws Error when that data base is missing.
+/// Recognises text and packed formats by itself and asks libmagic about the rest. Throws Error when
+/// libmagic's database is missing.
 std::unique_ptr<ContentTypeDetector> makeContentTypeDetector();
 
 }  // namespace nookery

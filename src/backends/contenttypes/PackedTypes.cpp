@@ -1,11 +1,11 @@
-#include "backends/PackedTypes.h"
+#include "backends/contenttypes/PackedTypes.h"
 
 #include <algorithm>
 #include <array>
 #include <string>
 #include <utility>
 
-#include "backends/TextTypes.h"
+#include "backends/contenttypes/TextTypes.h"
 
 namespace nookery {
 namespace {
@@ -94,7 +94,8 @@ std::optional<ContentType> imageByBrand(std::string_view head) {
     if (head.substr(4, 4) != "ftyp") return std::nullopt;
     const std::size_t end = std::min<std::size_t>(64, static_cast<unsigned char>(head[3]));
     std::optional<ContentType> type;
-    // The main brand first, then the compatible ones; a general brand gives way to a special one.
+    // The main brand comes first, then the compatible ones. A specific brand wins over a general
+    // one.
     for (std::size_t at = 8; at + 4 <= end && at + 4 <= head.size(); at += at == 8 ? 8 : 4) {
         auto found =
             firstMatch(brands, [&](std::string_view brand) { return head.substr(at, 4) == brand; });

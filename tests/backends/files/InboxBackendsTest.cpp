@@ -5,8 +5,8 @@
 #include <mutex>
 #include <set>
 
-#include "backends/CloudFolder.h"
-#include "backends/InotifyDirectoryEvents.h"
+#include "backends/files/CloudFolder.h"
+#include "backends/files/InotifyDirectoryEvents.h"
 #include "platform/work/ThreadQueues.h"
 #include "support/TemporaryDirectory.h"
 #include "support/VirtualWorld.h"

@@ -1,11 +1,11 @@
-#include "backends/CloudFolder.h"
+#include "backends/files/CloudFolder.h"
 
 #include <array>
 
 namespace nookery {
 namespace {
 
-/// Sync clients that show a file before its content is here append to its name.
+/// Some sync clients show a file before they fetch its content, with this behind its name.
 constexpr std::array<std::string_view, 2> placeholderSuffixes{".nextcloud", ".owncloud"};
 /// Others show a hidden file ".NAME.icloud".
 constexpr std::string_view hiddenPlaceholderSuffix = ".icloud";
@@ -25,7 +25,7 @@ class CloudFolder final : public CloudContainer {
         }
         if (!isFolder(*drive)) {
             return {.reason = "The cloud folder " + displayName(*drive) +
-                              " is not there. Is the cloud drive connected?"};
+                              " is missing. Is the cloud drive connected?"};
         }
         const Path container = *drive / cloudContainerName;
         if (!isFolder(container)) {
@@ -64,10 +64,11 @@ class CloudFolder final : public CloudContainer {
         return std::nullopt;
     }
 
-    /// There is no one way to ask every client; those that fetch on reading show no placeholder.
+    /// Always throws: there is no one way to ask every client, and those that fetch a file when it
+    /// is read show no placeholder.
     void requestDownload(const Path& file) override {
         throw Error(
-            "Its content is not on this computer yet. If it does not come by itself, "
+            "The sync client has not fetched its content yet. If that does not happen by itself, "
             "choose \"always keep on this computer\" for " +
             displayName(file.parent_path()) + " in the sync client.");
     }
@@ -80,7 +81,7 @@ class CloudFolder final : public CloudContainer {
         return Path(*setting);
     }
 
-    /// A drive that answers with an error is as unavailable as one that is not there.
+    /// A drive that answers with an error is unavailable too.
     bool isFolder(const Path& path) const try {
         const auto status = files_.statusFollowingLinks(path);
         return status && status->type == FileType::directory;

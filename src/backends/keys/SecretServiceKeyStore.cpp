@@ -1,4 +1,4 @@
-#include "backends/SecretServiceKeyStore.h"
+#include "backends/keys/SecretServiceKeyStore.h"
 
 #include <fmt/format.h>
 #include <gio/gio.h>
@@ -36,7 +36,7 @@ using Value = Held<GVariant>;
 using Paths = std::vector<std::string>;
 using Attributes = std::vector<std::pair<const char*, std::string>>;
 
-/// Cancels what waits for an answer once its time is up.
+/// Cancels a waiting call once its time is up.
 class Deadline {
   public:
     explicit Deadline(std::chrono::milliseconds limit)
@@ -89,8 +89,8 @@ struct Found {
     Paths locked;
 };
 
-/// One connection of its own, for one of the key store's calls. The client library keeps to a
-/// shared one, which stays lost once it is lost, and ends the program when the person logs out.
+/// A private connection to the message bus, for one of the key store's calls. The library's shared
+/// connection is never made anew after it is lost, and ends the program when the person logs out.
 class Conversation {
   public:
     explicit Conversation(std::chrono::milliseconds limit) : deadline_(limit) {
@@ -112,13 +112,14 @@ class Conversation {
         return {pathsOf(child(answer, 0)), pathsOf(child(answer, 1))};
     }
 
-    /// A locked keyring may find nothing and report no error: only its own state tells.
+    /// A locked keyring may find nothing and report no error: only its "Locked" property tells.
     void demandNothingIsLocked(const Found& found) const {
         for (const auto& keyring :
              pathsOf(property(servicePath, serviceInterface, "Collections"))) {
             demandUnlocked(keyring);
         }
-        if (!found.locked.empty()) throw KeyStoreUnavailable("The keyring's entry is locked.");
+        if (!found.locked.empty())
+            throw KeyStoreUnavailable("The keyring's entry is locked; unlock it and try again.");
     }
 
     std::string secretOf(const std::string& item) const {
@@ -166,8 +167,8 @@ class Conversation {
     }
 
   private:
-    /// Secrets pass as they are: the bus is the person's own, and whoever may listen to it may ask
-    /// the keyring as well.
+    /// The bus carries the secrets unencrypted: it is the person's own, and a program that can
+    /// listen to it can ask the keyring as well.
     std::string openSession() const {
         return pathIn(call(servicePath, serviceInterface, "OpenSession",
                            g_variant_new("(sv)", "plain", g_variant_new_string("")), "(vo)"),
@@ -183,7 +184,9 @@ class Conversation {
     }
 
     static void demandNoPrompt(const std::string& prompt) {
-        if (prompt != noPath) throw KeyStoreUnavailable("The keyring wants to be unlocked first.");
+        if (prompt != noPath) {
+            throw KeyStoreUnavailable("The keyring is locked; unlock it and try again.");
+        }
     }
 
     /// Throws too when the answer is of another type than asked for.
@@ -195,7 +198,7 @@ class Conversation {
         for (const auto& [known, expected] : propertyTypes) {
             if (known == name && type == expected) return value;
         }
-        throw KeyStoreUnavailable("The desktop's keyring answers in a way of its own.");
+        throw KeyStoreUnavailable("The desktop's keyring gives an answer of an unexpected type.");
     }
 
     /// `arguments` is taken over.

@@ -8,8 +8,8 @@
 #include <functional>
 #include <map>
 
-#include "backends/FileKeyStore.h"
-#include "backends/SecretServiceKeyStore.h"
+#include "backends/keys/FileKeyStore.h"
+#include "backends/keys/SecretServiceKeyStore.h"
 #include "support/FaultyFileSystem.h"
 #include "support/TemporaryDirectory.h"
 #include "support/TestKeyring.h"

@@ -1,4 +1,4 @@
-#include "backends/TextTypes.h"
+#include "backends/contenttypes/TextTypes.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
-#include "backends/OpenSslEncryption.h"
-
 #include <gtest/gtest.h>
 
+#include "backends/cryptography/OpenSslDigest.h"
+#include "backends/cryptography/OpenSslEncryption.h"
 #include "foundation/Error.h"
 #include "mobilelink/LinkErrors.h"
 #include "mobilelink/SealedBox.h"
@@ -140,6 +140,15 @@ TEST(OpenSslEncryptionTest, OnlyThirtyTwoBytesAreAKey) {
         EXPECT_FALSE(EncryptionKey::fromBytes(std::string(count, 'k')));
     }
     EXPECT_TRUE(EncryptionKey::fromBytes(std::string(32, '\0')));
+}
+
+TEST(OpenSslDigest, GivesSha256OfWhatWasStreamed) {
+    const auto stream = makeOpenSslDigester()->sha256();
+    for (const std::string part : {"a", "", "bc"}) {
+        stream->update(std::as_bytes(std::span(part)));
+    }
+    EXPECT_EQ(stream->finish().toHex(),
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "backends/FileKeyStore.h"
+#include "backends/keys/FileKeyStore.h"
 
 #include <fmt/format.h>
 
@@ -18,7 +18,7 @@ class FileKeyStore final : public KeyStore {
     FileKeyStore(FileSystem& files, Path path) : files_(files), path_(std::move(path)) {}
 
     std::string place() const override {
-        return "the unencrypted file " + displayName(path_) + ", which whoever can read it can use";
+        return "the unencrypted file " + displayName(path_) + ", open to whoever can read it";
     }
 
     std::optional<std::string> read(std::string_view service, std::string_view account) override {
@@ -65,7 +65,7 @@ class FileKeyStore final : public KeyStore {
         } catch (const KeyStoreUnavailable&) {
             throw;
         } catch (const JsonError&) {
-            // The reader's own words may quote what it stumbled over, and so a secret.
+            // The parser's own message may quote the text, and so a secret.
             throw KeyStoreUnavailable("The key store " + displayName(path_) + " is damaged.");
         } catch (const Error& error) {
             throw KeyStoreUnavailable(fmt::format("The key store {} is unavailable: {}",
@@ -78,7 +78,7 @@ class FileKeyStore final : public KeyStore {
         if (!files_.status(path_)) {
             if (files_.statusFollowingLinks(path_.parent_path())) return Json::object();
             throw KeyStoreUnavailable("The key store " + displayName(path_) +
-                                      " is unavailable: its folder is not there.");
+                                      " is unavailable: its folder is missing.");
         }
         Json services = parseJson(readWholeFile(files_, path_, maximumByteCount));
         const auto isObject = [](const Json& json) { return json.is_object(); };

@@ -1,6 +1,7 @@
-#include "backends/DesktopTrash.h"
+#include "backends/files/DesktopTrash.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "support/FaultyFileSystem.h"
 #include "support/TemporaryDirectory.h"
@@ -18,15 +19,15 @@ class DesktopTrashTest : public ::testing::Test {
     std::unique_ptr<Trash> trash = makeDesktopTrash(files, clock, folder / "home/share");
 };
 
-TEST_F(DesktopTrashTest, MovesWithANoteOfWhereItWas) {
+TEST_F(DesktopTrashTest, MovesAndRecordsWhereItWas) {
     const Path file = folder.write("docs/50% \xC3\xA9 \xFF.txt", "words");
     const Path place = trash->moveToTrash(file);
     EXPECT_EQ(place, folder / "home/share/Trash/files/50% \xC3\xA9 \xFF.txt");
     EXPECT_EQ(real->status(file), std::nullopt);
-    const std::string note = folder.read("home/share/Trash/info/50% \xC3\xA9 \xFF.txt.trashinfo");
-    EXPECT_TRUE(note.starts_with("[Trash Info]\nPath=" + folder.path().native() +
+    const std::string info = folder.read("home/share/Trash/info/50% \xC3\xA9 \xFF.txt.trashinfo");
+    EXPECT_TRUE(info.starts_with("[Trash Info]\nPath=" + folder.path().native() +
                                  "/docs/50%25%20%C3%A9%20%FF.txt\nDeletionDate=2027-01-1"))
-        << note;
+        << info;
 }
 
 TEST_F(DesktopTrashTest, EqualAndOverlongNamesFindRoom) {
@@ -37,6 +38,22 @@ TEST_F(DesktopTrashTest, EqualAndOverlongNamesFindRoom) {
         EXPECT_EQ(folder.read(place.lexically_relative(folder.path())), std::to_string(i));
     }
     EXPECT_EQ(folder.filesBelow("home/share/Trash/info").size(), 3u);
+}
+
+TEST_F(DesktopTrashTest, KeepsAFileOfAnotherFileSystemThere) {
+    files.makeOtherDisk(folder / "disk");
+    const Path file = folder.write("disk/docs/note.txt", "words");
+    const Path trashFolder = Path("disk") / (".Trash-" + std::to_string(::getuid()));
+    EXPECT_EQ(trash->moveToTrash(file), folder / trashFolder / "files/note.txt");
+    const std::string info = folder.read(trashFolder / "info/note.txt.trashinfo");
+    EXPECT_TRUE(info.starts_with("[Trash Info]\nPath=docs/note.txt\n")) << info;
+    EXPECT_EQ(real->status(folder / "home/share/Trash"), std::nullopt);
+
+    folder.write("disk/docs/other.txt", "words");
+    removeTree(*real, folder / trashFolder);
+    std::filesystem::create_directory_symlink(folder / "home", folder / trashFolder);
+    EXPECT_THROW(trash->moveToTrash(folder / "disk/docs/other.txt"), FileError);
+    EXPECT_EQ(folder.read("disk/docs/other.txt"), "words");
 }
 
 TEST_F(DesktopTrashTest, AFailureAtAnyStepLosesNothing) {

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <thread>
 
-#include "backends/MagicContentTypes.h"
+#include "backends/contenttypes/MagicContentTypes.h"
 
 namespace nookery {
 namespace {

@@ -1,11 +1,11 @@
-#include "backends/MagicContentTypes.h"
+#include "backends/contenttypes/MagicContentTypes.h"
 
 #include <magic.h>
 
 #include <algorithm>
 
-#include "backends/PackedTypes.h"
-#include "backends/TextTypes.h"
+#include "backends/contenttypes/PackedTypes.h"
+#include "backends/contenttypes/TextTypes.h"
 #include "foundation/Error.h"
 
 namespace nookery {
@@ -21,19 +21,19 @@ Magic loadMagic() {
                           MAGIC_NO_CHECK_TOKENS | MAGIC_NO_CHECK_CSV | MAGIC_NO_CHECK_JSON;
     Magic magic(magic_open(flags));
     if (!magic || magic_load(magic.get(), nullptr) != 0) {
-        throw Error("The data base of file types is missing. Install the package libmagic-mgc.");
+        throw Error("The database of file types is missing. Install the package libmagic-mgc.");
     }
     return magic;
 }
 
 std::string answerOfMagic(std::string_view head) {
-    // A cookie keeps the state of one question, so each thread has its own.
+    // libmagic's handle may be used by one thread only.
     thread_local const Magic magic = loadMagic();
     const char* answer = magic_buffer(magic.get(), head.data(), head.size());
     return answer == nullptr ? "application/octet-stream" : answer;
 }
 
-/// Text in an older encoding has no bytes below the space but those of white space.
+/// Whether there are no control characters but white space, escape and the end mark of DOS.
 bool mayBeText(std::string_view head) {
     return std::none_of(head.begin(), head.end(), [](char c) {
         const auto byte = static_cast<unsigned char>(c);
@@ -51,7 +51,7 @@ class MagicContentTypes final : public ContentTypeDetector {
         const std::string type = answerOfMagic(head);
         const bool isUnknown = type.starts_with("text/") || type == "application/octet-stream";
         if (isUnknown && mayBeText(head)) return plainTextTypeByName(name);
-        // Text that is not text would be shown as rubbish.
+        // libmagic takes some binary files for text.
         return {type.starts_with("text/") ? "application/octet-stream" : type};
     }
 };

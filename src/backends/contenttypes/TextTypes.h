@@ -7,9 +7,9 @@
 
 namespace nookery {
 
-/// The type of a file that begins with `head` when that is text of a kind told by a quick look:
-/// web pages, vector images, mail, and text in UTF-8 or in UTF-16 or -32 with a byte order mark.
-/// Among plain texts the name decides. None for everything else. Pure, any thread.
+/// The type of a file that begins with `head`, when that is a web page, a vector image, mail, or
+/// text in UTF-8, or in UTF-16 or UTF-32 with a byte order mark. The name tells plain texts apart.
+/// None for everything else. Pure, any thread.
 std::optional<ContentType> textTypeOf(std::string_view head, const Path& name);
 
 /// The type of plain text, in whatever encoding, by the file's name.

@@ -1,4 +1,4 @@
-#include "backends/OpenSslEncryption.h"
+#include "backends/cryptography/OpenSslEncryption.h"
 
 #include <openssl/evp.h>
 #include <openssl/rand.h>
@@ -20,10 +20,10 @@ const unsigned char* octets(const std::byte* bytes) {
 
 using Context = std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX*)>;
 
-/// Freeing the context wipes what it knows of the key.
+/// Freeing the context wipes its copy of the key.
 Context makeContext() { return {EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free}; }
 
-/// OpenSSL counts in int.
+/// OpenSSL counts bytes in an int.
 constexpr std::size_t longestStep = std::size_t{1} << 30;
 
 template <typename Update>

@@ -1,4 +1,4 @@
-#include "backends/OpenSslDigest.h"
+#include "backends/cryptography/OpenSslDigest.h"
 
 #include <openssl/evp.h>
 

@@ -9,10 +9,10 @@
 
 namespace nookery {
 
-/// The container as a plain folder inside a cloud drive that some sync client keeps (Nextcloud,
-/// Syncthing, Dropbox, rclone). The drive's folder is `given`, else what the setting names. The
-/// container must exist there already: a drive that is not mounted shows an empty folder, and
-/// nothing may be made in its place.
+/// The container as a plain folder inside a cloud drive that a sync client keeps (Nextcloud,
+/// Syncthing, Dropbox, rclone). The drive's folder is `given`, or else the setting's. The container
+/// must exist there already. It is never created: an unmounted drive shows an empty folder, and a
+/// container made there would hide the real one.
 std::unique_ptr<CloudContainer> makeCloudFolder(FileSystem& files, const UserDefaults& defaults,
                                                 std::optional<Path> given);
 
