@@ -28,7 +28,7 @@ int checkStop(void* context, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
     return static_cast<Transfer*>(context)->stop.stop_requested() ? 1 : 0;
 }
 
-/// "text/html; charset=UTF-8" into its parts.
+/// Takes "text/html; charset=UTF-8" apart.
 void readContentType(std::string_view header, FetchedPage& page) {
     const std::string lower = lowerCased(toValidUtf8(header));
     page.mediaType = trimmed(std::string_view(lower).substr(0, lower.find(';')));
@@ -74,7 +74,8 @@ class CurlWebFetcher final : public WebFetcher {
     void prepare(CURL* handle, const std::string& url, Transfer& transfer) const {
         const auto set = [&](CURLoption option, auto value) {
             if (curl_easy_setopt(handle, option, value) != CURLE_OK) {
-                throw Error("Could not fetch " + url + ": the network library lacks a feature.");
+                throw Error("Could not fetch " + url +
+                            ": libcurl was built without a feature that this needs.");
             }
         };
         set(CURLOPT_URL, url.c_str());

@@ -15,9 +15,9 @@ struct WebLimits {
     int redirects = 8;
 };
 
-/// Fetches by libcurl, from http and https addresses only, also after a redirect. Certificates are
-/// checked; nothing is sent but the address and an honest name of the program: no cookies, no
-/// passwords from files. Call on the main thread, before other threads start.
+/// Fetches by libcurl, from http and https addresses only, also after a redirect. Checks
+/// certificates. Sends the address and the program's name, no cookies and no stored passwords. Call
+/// on the main thread, before other threads start.
 std::unique_ptr<WebFetcher> makeCurlWebFetcher(const WebLimits& limits = {});
 
 }  // namespace nookery

@@ -4,10 +4,10 @@
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
-#include <array>
 #include <charconv>
 #include <climits>
 
+#include "foundation/Base64.h"
 #include "foundation/Error.h"
 #include "foundation/Text.h"
 
@@ -19,63 +19,11 @@ constexpr std::string_view header =
     "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
     "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n";
 
-constexpr std::string_view base64Digits =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-std::string toBase64(const std::vector<unsigned char>& bytes) {
-    std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
-        std::uint32_t group = 0;
-        for (std::size_t k = 0; k < 3; ++k) group = group << 8 | (k < count ? bytes[i + k] : 0u);
-        for (std::size_t k = 0; k < 4; ++k) {
-            text += k <= count ? base64Digits[group >> (18 - 6 * k) & 63] : '=';
-        }
-    }
-    return text;
-}
-
 [[noreturn]] void throwMalformed(std::string_view what) {
-    throw Error(fmt::format("Malformed property list: {}.", what));
+    throw Error(fmt::format("The property list is malformed: {}.", what));
 }
 
-std::vector<unsigned char> fromBase64(std::string_view text) {
-    std::vector<unsigned char> bytes;
-    std::uint32_t group = 0;
-    int digitCount = 0;
-    bool ended = false;
-    for (const char c : text) {
-        if (c == ' ' || c == '\t' || c == '\n' || c == '\r') continue;
-        ended = ended || c == '=';
-        if (c == '=') continue;
-        const std::size_t value = base64Digits.find(c);
-        if (ended || value == std::string_view::npos) throwMalformed("data is not base64");
-        group = group << 6 | static_cast<std::uint32_t>(value);
-        if (++digitCount % 4 == 0) {
-            for (const int shift : {16, 8, 0}) {
-                bytes.push_back(static_cast<unsigned char>(group >> shift));
-            }
-            group = 0;
-        }
-    }
-    switch (digitCount % 4) {
-        case 1:
-            throwMalformed("data ends in the middle of a byte");
-        case 2:
-            bytes.push_back(static_cast<unsigned char>(group >> 4));
-            break;
-        case 3:
-            bytes.push_back(static_cast<unsigned char>(group >> 10));
-            bytes.push_back(static_cast<unsigned char>(group >> 2));
-            break;
-        default:
-            break;
-    }
-    return bytes;
-}
-
-/// XML 1.0 can carry neither most control characters nor, unchanged, a carriage return.
+/// XML 1.0 cannot hold most control characters, and readers change a plain carriage return.
 std::string escaped(std::string_view text) {
     std::string result;
     for (const char c : text) {
@@ -89,7 +37,7 @@ std::string escaped(std::string_view text) {
         else if (c == '\r')
             result += "&#13;";
         else if (byte < 0x20 && c != '\t' && c != '\n')
-            throwMalformed("a control character");
+            throwMalformed("a text holds a control character");
         else
             result += c;
     }
@@ -98,14 +46,16 @@ std::string escaped(std::string_view text) {
 
 struct ValueWriter {
     std::string operator()(const std::string& text) const {
-        if (!isValidUtf8(text)) throwMalformed("text that is not UTF-8");
+        if (!isValidUtf8(text)) throwMalformed("a text is not UTF-8");
         return "<string>" + escaped(text) + "</string>";
     }
     std::string operator()(long number) const {
         return fmt::format("<integer>{}</integer>", number);
     }
     std::string operator()(const std::vector<unsigned char>& bytes) const {
-        return "<data>" + toBase64(bytes) + "</data>";
+        const std::string text =
+            toBase64({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        return "<data>" + text + "</data>";
     }
 };
 
@@ -113,7 +63,7 @@ using Document = std::unique_ptr<xmlDoc, void (*)(xmlDoc*)>;
 
 Document parse(const std::string& xml) {
     if (xml.size() > INT_MAX) throwMalformed("it is too large");
-    // Entities stay unexpanded nodes (and are refused below); huge data values are legitimate.
+    // Entities are not expanded, and are refused below. Data values may be huge.
     constexpr int options =
         XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_HUGE;
     Document document(
@@ -150,15 +100,21 @@ std::string textOf(const xmlNode* element) {
     return text;
 }
 
+std::vector<unsigned char> dataFrom(const std::string& text) {
+    const auto bytes = fromBase64(text);
+    if (!bytes) throwMalformed("its data is not base64");
+    return {bytes->begin(), bytes->end()};
+}
+
 PropertyListValue readValue(const xmlNode* element) {
     if (isElement(element, "string")) return textOf(element);
-    if (isElement(element, "data")) return fromBase64(textOf(element));
-    if (!isElement(element, "integer")) throwMalformed("a value of an unknown type");
+    if (isElement(element, "data")) return dataFrom(textOf(element));
+    if (!isElement(element, "integer")) throwMalformed("a value is of an unknown type");
     const std::string text(trimmed(textOf(element)));
     long number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size()) {
-        throwMalformed("an integer that is none");
+        throwMalformed("an integer is no number");
     }
     return number;
 }
@@ -167,10 +123,11 @@ PropertyList readDictionary(const xmlNode* dictionary) {
     PropertyList list;
     const xmlNode* node = skipIgnorable(dictionary->children);
     while (node != nullptr) {
-        if (!isElement(node, "key")) throwMalformed("a value without a key");
+        if (!isElement(node, "key")) throwMalformed("a value has no key");
         const xmlNode* value = skipIgnorable(node->next);
-        if (value == nullptr) throwMalformed("a key without a value");
-        if (!list.emplace(textOf(node), readValue(value)).second) throwMalformed("a key twice");
+        if (value == nullptr) throwMalformed("a key has no value");
+        if (!list.emplace(textOf(node), readValue(value)).second)
+            throwMalformed("a key stands in it twice");
         node = skipIgnorable(value->next);
     }
     return list;

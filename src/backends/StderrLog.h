@@ -5,7 +5,7 @@
 namespace nookery {
 
 /// Writes each line to standard error in one piece, so that lines of several threads do not mix.
-/// On a terminal a line of progress that stands there is wiped first.
+/// On a terminal it wipes the line of progress first.
 class StderrLog final : public Log {
   public:
     StderrLog();

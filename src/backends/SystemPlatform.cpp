@@ -1,32 +1,42 @@
 #include "backends/SystemPlatform.h"
 
 #include <algorithm>
+#include <chrono>
 #include <thread>
 
-#include "backends/CloudFolder.h"
 #include "backends/CurlWebFetcher.h"
-#include "backends/DefaultsDatabase.h"
-#include "backends/DesktopTrash.h"
-#include "backends/FileKeyStore.h"
-#include "backends/InotifyDirectoryEvents.h"
-#include "backends/MagicContentTypes.h"
-#include "backends/OpenSslDigest.h"
-#include "backends/OpenSslEncryption.h"
 #include "backends/PropertyListXml.h"
-#include "backends/SecretServiceKeyStore.h"
-#include "backends/SystemClock.h"
+#include "backends/contenttypes/MagicContentTypes.h"
+#include "backends/cryptography/OpenSslDigest.h"
+#include "backends/cryptography/OpenSslEncryption.h"
 #include "backends/documents/DocumentFormats.h"
 #include "backends/documents/IsolatedPdf.h"
 #include "backends/documents/PdfPages.h"
 #include "backends/embedding/SentenceEncoder.h"
+#include "backends/files/CloudFolder.h"
+#include "backends/files/DesktopTrash.h"
+#include "backends/files/InotifyDirectoryEvents.h"
 #include "backends/images/ImageFiles.h"
-#include "backends/images/JpegEncoder.h"
+#include "backends/images/QtPictures.h"
+#include "backends/keys/FileKeyStore.h"
+#include "backends/keys/SecretServiceKeyStore.h"
 #include "backends/media/AvMediaReader.h"
 #include "backends/pdf/QtPdfWriter.h"
 #include "backends/recognition/TesseractTextRecognizer.h"
+#include "backends/settings/DefaultsDatabase.h"
 
 namespace nookery {
 namespace {
+
+/// The machine's clock, to the microsecond.
+class SystemClock final : public Clock {
+  public:
+    Timestamp now() const override {
+        using namespace std::chrono;
+        const auto sinceEpoch = system_clock::now().time_since_epoch();
+        return {static_cast<double>(duration_cast<microseconds>(sinceEpoch).count()) / 1e6};
+    }
+};
 
 std::unique_ptr<TextEmbedder> openEmbedder(FileSystem& files, const Path& programFolder, Log& log) {
     const Path asset = sentenceEncoderAsset(programFolder);
@@ -52,16 +62,16 @@ std::unique_ptr<PageReader> pageReader(const std::optional<Path>& pdfProgram) {
     return pdfProgram ? makeIsolatedPages(*pdfProgram) : makePdfPages();
 }
 
-/// Recognising a page takes a few hundred megabytes: more threads than these would crowd others
-/// out.
+/// Recognising a page takes a few hundred megabytes: more threads would take the memory from other
+/// programs.
 int enrichThreadCount() {
     return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U));
 }
 
 }  // namespace
 
-struct SystemPlatform::Parts {
-    Parts(const SystemPlaces& places, Log& programLog)
+struct SystemPlatform::Services {
+    Services(const SystemPlaces& places, Log& programLog)
         : log(programLog),
           defaults(openDefaultsDatabase(*files, places.configFolder)),
           keyStore(openKeyStore(*files, places.keyStoreFile)),
@@ -93,7 +103,7 @@ struct SystemPlatform::Parts {
     std::unique_ptr<TextEmbedder> embedder;
     std::unique_ptr<WebFetcher> web = makeCurlWebFetcher();
 
-    // Last, so that they are stopped before anything that their work uses is gone.
+    // Last, so that they stop before the services that their work uses are destroyed.
     std::unique_ptr<LoopQueue> mainLoop = makeLoopQueue(log);
     std::unique_ptr<WorkQueue> snapshotQueue = makeThreadQueue("snapshots", log);
     std::unique_ptr<WorkQueue> captureQueue = makeThreadQueue("capture", log);
@@ -137,12 +147,12 @@ struct SystemPlatform::Parts {
 };
 
 SystemPlatform::SystemPlatform(const SystemPlaces& places, Log& log)
-    : parts_(std::make_unique<Parts>(places, log)) {}
+    : services_(std::make_unique<Services>(places, log)) {}
 
 SystemPlatform::~SystemPlatform() = default;
 
-const Platform& SystemPlatform::platform() const { return parts_->platform; }
+const Platform& SystemPlatform::platform() const { return services_->platform; }
 
-LoopQueue& SystemPlatform::mainLoop() { return *parts_->mainLoop; }
+LoopQueue& SystemPlatform::mainLoop() { return *services_->mainLoop; }
 
 }  // namespace nookery

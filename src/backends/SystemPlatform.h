@@ -9,24 +9,24 @@
 
 namespace nookery {
 
-/// What a program must know before it can build its world.
+/// The places that a program must know before it can build its services.
 struct SystemPlaces {
     Path configFolder;   ///< the settings lie in it
-    Path userData;       ///< the desktop's own data folder, for the trash
+    Path userData;       ///< the desktop's data folder, which holds the trash
     Path programFolder;  ///< where the program itself lies, for the files shipped with it
     std::optional<Path> cloudFolder{};   ///< in place of the setting
     std::optional<Path> keyStoreFile{};  ///< in place of the desktop's keyring
-    /// Started for reading PDF documents (IsolatedPdf.h); none for reading them in this process.
+    /// The program that reads PDF documents (IsolatedPdf.h); none for reading them in this process.
     std::optional<Path> pdfProgram{};
 };
 
-/// The real world, built once by `main`. Whatever was given the platform must be destroyed before
-/// this is; its queues are stopped first.
+/// The services of the real machine, built once by `main`. Everything that uses the platform must
+/// be destroyed before this is. Its destruction stops the queues first.
 class SystemPlatform {
   public:
-    /// Throws Error when the settings cannot be read, or a part that no program works without is
-    /// missing. `log` outlives this. A missing sentence encoder is no error; a damaged one is
-    /// logged and left out.
+    /// Throws Error when the settings cannot be read, or when a service is missing without which
+    /// the program cannot work. `log` outlives this. A missing sentence encoder is no error; a
+    /// damaged one is logged and left out.
     SystemPlatform(const SystemPlaces& places, Log& log);
     ~SystemPlatform();
 
@@ -35,8 +35,8 @@ class SystemPlatform {
     LoopQueue& mainLoop();
 
   private:
-    struct Parts;
-    std::unique_ptr<Parts> parts_;
+    struct Services;
+    std::unique_ptr<Services> services_;
 };
 
 }  // namespace nookery

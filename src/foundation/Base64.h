@@ -9,7 +9,8 @@ namespace nookery {
 /// The standard alphabet with padding, on one line. Any thread.
 std::string toBase64(std::string_view bytes);
 
-/// None for anything but well-formed base64; ASCII white space between the digits is skipped.
+/// None for anything but well-formed, padded base64; ASCII white space between the digits is
+/// skipped.
 std::optional<std::string> fromBase64(std::string_view text);
 
 }  // namespace nookery

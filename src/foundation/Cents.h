@@ -10,8 +10,8 @@
 
 namespace nookery {
 
-/// An amount of US money: a whole number of cents. No floating point comes near it, and whatever
-/// would not fit into 64 bits is said, never wrapped around.
+/// An amount of US money: a whole number of cents. No floating point is used. An amount that does
+/// not fit into 64 bits is reported, never wrapped around.
 struct Cents {
     std::int64_t count = 0;
 
@@ -19,10 +19,10 @@ struct Cents {
 };
 
 /// None when the result does not fit.
-std::optional<Cents> checkedSum(Cents left, Cents right);
-std::optional<Cents> checkedDifference(Cents left, Cents right);
+[[nodiscard]] std::optional<Cents> checkedSum(Cents left, Cents right);
+[[nodiscard]] std::optional<Cents> checkedDifference(Cents left, Cents right);
 
-/// "1234.50", "-0.05": two decimals, no grouping, no sign of currency.
+/// "1234.50", "-0.05": two decimals, no grouping, no currency sign.
 std::string toText(Cents amount);
 
 /// A typed amount that cannot be taken; the description says so to whoever typed it.

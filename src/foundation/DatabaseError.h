@@ -6,7 +6,7 @@
 
 namespace nookery {
 
-/// At which point a database refused.
+/// The step at which a database failed.
 enum class DatabaseFailure {
     openFailed,     ///< the file cannot be opened
     prepareFailed,  ///< a statement cannot be compiled
@@ -14,8 +14,8 @@ enum class DatabaseFailure {
     executeFailed,  ///< a one-shot statement fails
 };
 
-/// A failure of SQLite. The description is a fixed sentence for the point of failure followed by
-/// SQLite's own message.
+/// A failure of SQLite. The description is a fixed sentence for the failed step, then SQLite's own
+/// message.
 class DatabaseError : public Error {
   public:
     /// `code` is SQLite's extended result code.

@@ -5,13 +5,13 @@
 namespace nookery {
 
 void syncTogether(std::span<WritableFile* const> files) {
-    // From a few files on, one sync of the file system is far cheaper than one of each file. For
-    // fewer it could mean to wait for everything that other programs have just written.
+    // For more than a few files, one sync of the file system is far cheaper than one of each. For
+    // fewer it may have to wait for everything that other programs have just written.
     constexpr std::size_t fewFiles = 8;
     if (files.size() <= fewFiles) {
         for (WritableFile* file : files) file->sync();
     } else {
-        // The one that was opened first sees the failures of all that was written after.
+        // The file that was opened first reports the failures of everything written after it.
         files.front()->syncFileSystem();
     }
 }

@@ -12,8 +12,8 @@ namespace nookery {
 /// opened: one by one while they are few, else by one sync of their file system.
 void syncTogether(std::span<WritableFile* const> files);
 
-/// Writes several files of one folder as `writeDurably` writes one, for about the price of one:
-/// each takes its place whole or not at all, but some may be in place when others are not.
+/// Writes several files of one folder as `writeDurably` writes one, at about the cost of one. Each
+/// file takes its place whole or not at all. After a failure some may be in place and others not.
 class DurableBatch {
   public:
     explicit DurableBatch(FileSystem& files) : files_(files) {}
@@ -27,8 +27,8 @@ class DurableBatch {
     /// Gives up the file that was added last.
     void dropLast();
     std::size_t size() const { return entries_.size(); }
-    /// Puts all in place; the batch is then empty. A failure leaves those that are not in place yet
-    /// to be given up.
+    /// Puts all in place; the batch is then empty. On failure the rest stays in the batch, and is
+    /// given up with it.
     void commit();
 
   private:

@@ -19,8 +19,8 @@ void writeDurably(FileSystem& files, const Path& path, std::string_view content)
 void replaceDurably(FileSystem& files, const Path& path,
                     const std::function<void(WritableFile&)>& write);
 
-/// Prefix of the temporary names used here; anything so named that is found at a start is a
-/// leftover of an interrupted write.
+/// Prefix of the temporary names used here. A file so named that is there when the program starts
+/// is left over from an interrupted write.
 inline constexpr std::string_view temporaryPrefix = ".nookery-tmp-";
 
 /// A name beside `path` that nothing else uses, short enough for every file system.

@@ -6,17 +6,17 @@
 
 namespace nookery {
 
-/// Base of every failure this program raises itself. The description is one line written for the
-/// person who reads it: it names the thing that failed and, where there is something to do, says
-/// what. Subsystems derive their own types, so that a caller can catch what it can mend.
+/// Base of every failure that this program raises itself. The description is one line for the
+/// person: it names the thing that failed and says what to do, where something can be done.
+/// Subsystems derive their own types, so that a caller can catch what it can handle.
 class Error : public std::runtime_error {
   public:
     explicit Error(const std::string& description, std::string advice = {})
         : std::runtime_error(description), advice_(std::move(advice)) {}
 
     std::string description() const { return what(); }
-    /// What the person can do about it, as a sentence of its own; empty when the description has
-    /// said it all.
+    /// What the person can do about it, as a sentence of its own; empty when the description says
+    /// it already.
     virtual std::string advice() const { return advice_; }
 
   private:
@@ -29,7 +29,7 @@ class Cancelled : public Error {
     Cancelled() : Error("Cancelled.") {}
 };
 
-/// What went wrong, for the person, also where the failure is not one of this program's own.
+/// What went wrong, for the person: of this program's own failures and of others.
 inline std::string describe(const std::exception& error) {
     if (dynamic_cast<const std::bad_alloc*>(&error) == nullptr) return error.what();
     return "This takes more memory than there is.";

@@ -28,7 +28,7 @@ std::string_view adviceFor(int errorNumber) {
     }
 }
 
-/// A temporary name means nothing to the reader; the folder that it is in does.
+/// A message shows the folder of a temporary file: its name means nothing to the person.
 std::string shownPlace(const Path& path) {
     if (!path.filename().native().starts_with(temporaryPrefix)) return displayName(path);
     const Path folder = path.parent_path();

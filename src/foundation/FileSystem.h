@@ -14,8 +14,8 @@
 
 namespace nookery {
 
-/// A path as the kernel sees it: any bytes but NUL. Only ever a value here; std::filesystem's own
-/// operations are not used, because they cannot be made to fail on purpose.
+/// A path as the kernel sees it: any bytes but NUL. The program uses std::filesystem for this type
+/// only, because a test cannot make its operations fail.
 using Path = std::filesystem::path;
 
 /// A path or name as text for messages and JSON: bytes that are not UTF-8 become "\xNN".
@@ -66,7 +66,7 @@ class ReadableFile {
     virtual ~ReadableFile() = default;
     /// Fills as much of the buffer as there is; 0 means the end. Throws FileError.
     virtual std::size_t read(std::span<std::byte> buffer) = 0;
-    /// The open file's own status, which cannot be exchanged under us as a path's can.
+    /// The open file's own status, even when its path names another file by now.
     virtual FileStatus status() = 0;
 };
 
@@ -78,18 +78,18 @@ class WritableFile {
     virtual void write(std::span<const std::byte> bytes) = 0;
     /// Makes the bytes written so far survive a power cut.
     virtual void sync() = 0;
-    /// As `sync`, for all that anyone has written so far to the file system that holds this file.
-    /// Several times faster than a `sync` of each of many small files; slower than one of a single
-    /// file. Reports what went wrong since this file was opened.
+    /// As `sync`, for everything written so far to the file system that holds this file, by any
+    /// program. Several times faster than a `sync` of each of many small files, slower than one of
+    /// a single file. Reports every failure since this file was opened.
     virtual void syncFileSystem() = 0;
-    /// Closes and reports what only closing reveals. Call once.
+    /// Closes, and reports the failures that only closing reveals. Call once.
     virtual void close() = 0;
 };
 
-/// Every file operation of the program that is not SQLite's own. All mutating steps go through
-/// here, so that a test can make the k-th one fail, run short, fill the disk or end the process.
-/// All functions throw FileError and change nothing when they do, except where said. Links are
-/// never followed in the last component unless the name says so. Any thread.
+/// Every file operation of the program but SQLite's own. All changes go through here, so that a
+/// test can make the k-th one fail, run short, fill the disk or end the process. All functions
+/// throw FileError, and then change nothing, except where said. A link in the last component is
+/// not followed unless the name says so. Any thread.
 class FileSystem {
   public:
     virtual ~FileSystem() = default;
@@ -119,7 +119,7 @@ class FileSystem {
     virtual void hardLink(const Path& existing, const Path& link) = 0;
     /// Creates `to` sharing `from`'s blocks where the file system can; false (and nothing
     /// created) where it cannot.
-    virtual bool cloneFile(const Path& from, const Path& to) = 0;
+    [[nodiscard]] virtual bool cloneFile(const Path& from, const Path& to) = 0;
     virtual void removeFile(const Path& path) = 0;
     /// An empty folder only.
     virtual void removeDirectory(const Path& path) = 0;

@@ -6,7 +6,6 @@
 #include <functional>
 
 #include "foundation/Text.h"
-#include "foundation/TextLines.h"
 
 namespace nookery {
 namespace {
@@ -50,8 +49,8 @@ bool wordEndsAt(std::string_view text, std::size_t position) {
            !u_hasBinaryProperty(next, UCHAR_GRAPHEME_EXTEND);
 }
 
-/// The next place of something, asked for with ever later positions: all questions together cost
-/// one pass over the text.
+/// Finds the next place of something. Callers ask for ever later positions, so that all questions
+/// together cost one pass over the text.
 template <typename Find>
 class NextPlace {
   public:

@@ -6,9 +6,9 @@
 
 namespace nookery {
 
-/// The markup of web pages, as far as readable text needs it. Works on valid UTF-8; time is linear
-/// in the page, however its tags are nested, left open or repeated. Names of elements are compared
-/// by Unicode case folding. Pure, any thread.
+// The markup of web pages, as far as readable text needs it. Works on valid UTF-8. Time is linear
+// in the page, however its tags are nested, left open or repeated. Names of elements are compared
+// by Unicode case folding. Pure, any thread.
 
 /// The page without its tags. Scripts, then styles, then noscript elements become a space each with
 /// all they hold; then line breaks become LF; then the opening and closing tags of blocks

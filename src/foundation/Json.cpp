@@ -46,9 +46,9 @@ Json parseJson(std::string_view text, const JsonLimits& limits) {
     try {
         return Json::parse(text);
     } catch (const Json::parse_error& error) {
-        // The library's own words quote what it stumbled over.
-        throw JsonError(
-            fmt::format("Not valid JSON: it goes wrong or breaks off at byte {}.", error.byte));
+        // The library's own message quotes the text, which may be private.
+        throw JsonError(fmt::format("Not valid JSON: it is malformed or ends too early at byte {}.",
+                                    error.byte));
     } catch (const Json::exception&) {
         throw JsonError("Not valid JSON: a number is too large.");
     }

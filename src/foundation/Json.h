@@ -16,7 +16,7 @@ using Json = nlohmann::json;
 /// Keeps the order in which keys were added: for documents that people read.
 using OrderedJson = nlohmann::ordered_json;
 
-/// A text that is not the JSON it should be.
+/// A text is not the JSON document that was expected.
 class JsonError : public Error {
   public:
     using Error::Error;
@@ -27,8 +27,8 @@ struct JsonLimits {
     std::size_t maximumDepth = 64;
 };
 
-/// Reads one JSON document of foreign origin: larger than the limits, deeper, malformed, not
-/// UTF-8, or followed by anything throws JsonError. Nesting never reaches the stack.
+/// Reads one JSON document of foreign origin. Throws JsonError when it is larger or deeper than the
+/// limits, malformed, not UTF-8, or followed by anything. Deep nesting does not use up the stack.
 Json parseJson(std::string_view text, const JsonLimits& limits = {});
 
 /// The same for a whole file, which JsonError then names. Also throws FileError.

@@ -159,7 +159,7 @@ class PosixFileSystem final : public FileSystem {
     }
 
     std::unique_ptr<ReadableFile> openForReading(const Path& path) override {
-        // O_NONBLOCK keeps a named pipe from holding us before we can refuse it.
+        // Without O_NONBLOCK, opening a named pipe would wait for a writer.
         Descriptor descriptor = openOrThrow(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK, "read");
         auto file = std::make_unique<PosixReadableFile>(std::move(descriptor), path);
         if (const FileType type = file->status().type; type != FileType::regular) {

@@ -64,7 +64,7 @@ class Published {
         std::forward<Change>(change)(value_);
     }
 
-    /// Watching changes nothing, so that whoever may read the value may watch it too.
+    /// Const: whoever may read the value may also observe it.
     [[nodiscard]] Subscription subscribe(Observer observer) const {
         thread_.demand();
         auto held = std::make_shared<Observer>(std::move(observer));

@@ -37,9 +37,9 @@ int flagsFor(SqliteAccess access) {
     return SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
 }
 
-/// SQLite would let everybody read the file that it makes, and gives its companions the same mode.
-/// A file that exists is not opened here: to close it would drop this process's locks on it. A
-/// failure is left for SQLite to meet and word.
+/// Creates the file for its owner alone: SQLite would let everybody read it, and gives the files
+/// beside it the same mode. An existing file is not opened here, because closing it would drop this
+/// process's locks on it. SQLite itself reports a failure when it opens the file.
 void createPrivately(const Path& path) {
     const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (file >= 0) ::close(file);
@@ -220,7 +220,7 @@ void pauseBackup(std::chrono::milliseconds pause) {
 
 void backUp(SqliteConnection& source, SqliteConnection& destination, const SqliteBackupPace& pace) {
     const ReadTransaction reading(source);
-    // Until it is whole the copy is worth nothing, so one sync at the end is enough.
+    // An unfinished copy is of no use, so one sync at the end is enough.
     destination.execute("PRAGMA synchronous=OFF;");
     BackupHandle backup(sqlite3_backup_init(destination.handle(), "main", source.handle(), "main"),
                         &sqlite3_backup_finish);

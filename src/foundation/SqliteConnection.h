@@ -36,10 +36,10 @@ class SqliteConnection {
     /// NORMAL", a commit by itself survives only the end of the process.
     void makeDurable();
 
-    /// What SQLite's own check finds: "ok", or its complaints.
-    std::string integrityReport();
+    /// What SQLite's own check finds: "ok", or the faults.
+    [[nodiscard]] std::string integrityReport();
 
-    /// Gives up the write-ahead log, so that the file is whole without companions beside it.
+    /// Gives up the write-ahead log, so that the file is whole without other files beside it.
     void leaveWriteAheadLog();
 
     sqlite3* handle() const { return handle_.get(); }
@@ -96,7 +96,7 @@ void backUp(SqliteConnection& source, SqliteConnection& destination, const Sqlit
 /// Waits, so that a backup leaves the disk to others between its steps. Not on the main thread.
 void pauseBackup(std::chrono::milliseconds pause);
 
-/// Throws what `connection` (may be null: it could not be opened) has to say about `code`.
+/// Throws `code` with the connection's message. `connection` is null when it could not be opened.
 [[noreturn]] void throwDatabaseError(DatabaseFailure failure, sqlite3* connection, int code);
 
 }  // namespace nookery

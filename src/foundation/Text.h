@@ -33,11 +33,19 @@ std::string_view trimmed(std::string_view text);
 /// Splits at newlines (CR LF counts once); the pieces may be empty.
 std::vector<std::string_view> splitLines(std::string_view text);
 
+/// Where the next newline begins at or after `from`; npos when there is none.
+std::size_t findNewline(std::string_view text, std::size_t from);
+
 /// Splits at white space; no piece is empty.
 std::vector<std::string_view> splitWhiteSpace(std::string_view text);
 
 /// The first `count` characters, or all when there are fewer. Costs no more than those.
 std::string_view firstCharacters(std::string_view text, std::size_t count);
+
+/// Each line trimmed, every run of white space in it folded to one space, empty lines dropped; the
+/// rest joined by LF and cut to `maximumCharacterCount` characters. Reads hardly more of the text
+/// than those need.
+std::string foldedLines(std::string_view text, std::size_t maximumCharacterCount);
 
 /// Where the character begins that the byte at `position` is part of; the text's size from its end
 /// on.
@@ -46,7 +54,7 @@ std::size_t characterStart(std::string_view text, std::size_t position);
 /// Unicode lower case, no locale's special rules.
 std::string lowerCased(std::string_view text);
 
-/// In Unicode's normal form C: two spellings of the same characters come out the same.
+/// In Unicode's normal form C, which gives the same characters the same bytes.
 std::string composed(std::string_view text);
 
 /// First letter in upper case, the rest as it is.

@@ -28,7 +28,7 @@ constexpr std::array<ByteOrderMark, 5> byteOrderMarks = {{
     {{"\xFE\xFF", 2}, "UTF-16BE"},
 }};
 
-/// How much the statistics look at.
+/// How many bytes the statistics look at.
 constexpr std::size_t sampleByteCount = 8000;
 
 /// UTF-16 in which a fair part of the letters is Latin shows by its NUL bytes, which all stand on
@@ -49,7 +49,7 @@ bool hasEscapeSequence(std::string_view bytes) {
            bytes.find("\x1B(") != std::string_view::npos;
 }
 
-/// The stretch that tells most: around the first byte that is not ASCII.
+/// The bytes that tell most about the encoding: those around the first that is not ASCII.
 std::string_view tellingSample(std::string_view bytes) {
     const auto foreign = std::find_if(bytes.begin(), bytes.end(), [](char c) {
         return static_cast<unsigned char>(c) >= 0x80 || c == 0x1B;

@@ -8,7 +8,8 @@ namespace nookery {
 
 /// The text of bytes in an unknown encoding: by its byte order mark (which is dropped), else as
 /// UTF-8 where all of it is valid, else in the encoding that its byte statistics suggest, else as
-/// Windows-1252. Always valid UTF-8 without NUL; what the encoding does not know becomes U+FFFD.
+/// Windows-1252. Always valid UTF-8 without NUL; bytes that mean nothing in the encoding become
+/// U+FFFD.
 /// Any thread.
 std::string decodeText(std::string_view bytes);
 

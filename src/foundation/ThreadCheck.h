@@ -8,8 +8,9 @@
 
 namespace nookery {
 
-/// Holds what is confined to one thread to that: the thread that made the check. In the developer's
-/// build and under sanitizers a wrong thread ends the program; elsewhere this costs nothing.
+/// Checks that an object is used on one thread only: the one that made the check. In developers'
+/// builds and under sanitizers a call of `demand` from another thread ends the program. In a
+/// release it costs nothing.
 class ThreadCheck {
   public:
 #ifdef NOOKERY_CHECK_THREADS

@@ -6,9 +6,9 @@
 
 namespace nookery {
 
-/// Overwrites what must not stay in memory, in a way that no optimiser leaves out.
+/// Overwrites secrets in memory, in a way that no optimiser leaves out.
 void wipe(std::span<std::byte> bytes) noexcept;
-/// Also empties the text. Copies that were made of it before are the caller's to wipe.
+/// Also empties the text. The caller wipes copies that were made of it before.
 void wipe(std::string& text) noexcept;
 
 }  // namespace nookery

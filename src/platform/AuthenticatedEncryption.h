@@ -12,7 +12,7 @@
 
 namespace nookery {
 
-/// A key of 256 bits. It is never copied, and wiped when it goes.
+/// A key of 256 bits. It is never copied. Its destruction wipes it.
 class EncryptionKey {
   public:
     static constexpr std::size_t byteCount = 32;
@@ -46,22 +46,22 @@ class SealingStream {
     virtual ~SealingStream() = default;
     /// `sealed` is as long as `plain`, and may be the same bytes.
     virtual void update(std::span<const std::byte> plain, std::span<std::byte> sealed) = 0;
-    virtual AuthenticationTag finish() = 0;
+    [[nodiscard]] virtual AuthenticationTag finish() = 0;
 };
 
-/// Decrypts a stream of bytes. One use each. Nothing that it gave may be used before `finish` has
-/// said that it is genuine.
+/// Decrypts a stream of bytes. One use each. The caller must not use any of the plain bytes before
+/// `finish` has answered true.
 class OpeningStream {
   public:
     virtual ~OpeningStream() = default;
     /// `plain` is as long as `sealed`, and may be the same bytes.
     virtual void update(std::span<const std::byte> sealed, std::span<std::byte> plain) = 0;
     /// Whether the tag is that of exactly these bytes under this key and nonce.
-    virtual bool finish(const AuthenticationTag& tag) = 0;
+    [[nodiscard]] virtual bool finish(const AuthenticationTag& tag) = 0;
 };
 
-/// AES-256-GCM without additional data. Any thread; each stream on one. Failures of the library
-/// behind it are thrown as Error, and never tell anything of a key.
+/// AES-256-GCM without additional data. Any thread; each stream on one. Throws Error when the
+/// library behind it fails; the description tells nothing of a key.
 class AuthenticatedEncryption {
   public:
     virtual ~AuthenticatedEncryption() = default;

@@ -27,8 +27,8 @@ enum class CloudPresence {
     absent,       ///< nothing of it is here
 };
 
-/// The shared folder. It may be unavailable, appear later, and disappear at any time; that it is
-/// unavailable or empty says nothing about what the user has. Any thread.
+/// The shared folder. It may be unavailable, appear later, and disappear at any time. An
+/// unavailable or empty folder says nothing about what the user has. Any thread.
 class CloudContainer {
   public:
     virtual ~CloudContainer() = default;

@@ -20,8 +20,8 @@ class ContentTypeDetector {
     virtual ~ContentTypeDetector() = default;
     static constexpr std::size_t headByteCount = 64 << 10;
 
-    /// `head` is the front of the file (`headByteCount` is plenty); `name` its file name. Never
-    /// fails: what nothing recognises is application/octet-stream. Any thread.
+    /// `head` is the front of the file (`headByteCount` is plenty), `name` its file name. Never
+    /// fails: an unknown file is application/octet-stream. Any thread.
     virtual ContentType detect(std::string_view head, const Path& name) const = 0;
 };
 

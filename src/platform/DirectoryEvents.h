@@ -12,9 +12,9 @@ class WorkQueue;
 
 /// What happened in a watched folder since the last report.
 struct DirectoryReport {
-    /// Entries that came, were written to the end, or changed their attributes; exact names.
+    /// Entries that appeared, were written and closed, or changed their attributes; exact names.
     std::vector<Path> names{};
-    bool overflowed = false;  ///< more happened than could be told: look at everything
+    bool overflowed = false;  ///< events were lost: look at everything
     bool isGone = false;      ///< the folder was removed, moved or unmounted; the last report
 };
 
@@ -25,8 +25,8 @@ class DirectoryWatch {
     virtual ~DirectoryWatch() = default;
 };
 
-/// Tells of changes in a folder, not below it. Network and user-space file systems may report
-/// nothing of what others do there: a caller that must not miss anything looks again by itself.
+/// Reports changes in a folder, not below it. Network and user-space file systems may report
+/// nothing of what others do there: a caller that must not miss anything also looks by itself.
 class DirectoryEvents {
   public:
     virtual ~DirectoryEvents() = default;
@@ -34,8 +34,9 @@ class DirectoryEvents {
     using Handler = std::function<void(const DirectoryReport&)>;
     /// The handler runs on `queue`, which outlives the watch. Throws FileError when the folder
     /// cannot be watched. Any thread.
-    virtual std::unique_ptr<DirectoryWatch> watch(const Path& folder, WorkQueue& queue,
-                                                  Handler handler) = 0;
+    [[nodiscard]] virtual std::unique_ptr<DirectoryWatch> watch(const Path& folder,
+                                                                WorkQueue& queue,
+                                                                Handler handler) = 0;
 };
 
 }  // namespace nookery

@@ -23,8 +23,8 @@ struct DocumentText {
     std::string text;   ///< readable text in reading order, valid UTF-8, lines separated by LF
 };
 
-/// Bounds for documents that may be hostile. What lies beyond a bound is left out, except where
-/// leaving it out could hide a bomb: then DocumentError is thrown.
+/// Bounds for documents that may be hostile. Text beyond its bound is left out. A document that
+/// breaks another bound is refused with DocumentError.
 struct DocumentLimits {
     std::size_t maximumFileByteCount = std::size_t{1} << 30;
     std::size_t maximumExpandedByteCount = std::size_t{256} << 20;  ///< all parts read, together
@@ -32,8 +32,8 @@ struct DocumentLimits {
     std::size_t maximumTextByteCount = std::size_t{4} << 20;
 };
 
-/// Reads the text of documents in formats whose reading needs a library: PDF, the office formats,
-/// e-books, mail. Plain text and web pages are the core's own. Any thread.
+/// Reads the text of documents whose formats need a library: PDF, the office formats, e-books,
+/// mail. The core reads plain text and web pages itself. Any thread.
 class DocumentReader {
   public:
     virtual ~DocumentReader() = default;

@@ -20,12 +20,12 @@ class ImageError : public Error {
     using Error::Error;
 };
 
-/// Bounds for pictures that may be hostile. What lies beyond one is refused with ImageError before
+/// Bounds for pictures that may be hostile. A picture beyond one is refused with ImageError before
 /// memory is taken for it.
 struct ImageLimits {
     std::size_t maximumFileByteCount = std::size_t{512} << 20;
     std::size_t maximumPixelCount = std::size_t{1} << 30;  ///< as the file's head claims
-    /// Of what the format must unpack at once, whatever size is asked for.
+    /// Of the pixels that the format must unpack at once, whatever size is asked for.
     std::size_t maximumDecodedByteCount = std::size_t{512} << 20;
 };
 
@@ -35,7 +35,7 @@ struct GeoPosition {
     double longitude = 0;
 };
 
-/// What a picture's file says about itself. Whatever it does not say, or says impossibly, is none.
+/// What a picture's file says about itself. A fact that is missing or impossible is none.
 struct ImageFacts {
     int width = 0;  ///< of the upright picture
     int height = 0;

@@ -9,17 +9,17 @@
 
 namespace nookery {
 
-/// The key store is locked, absent or failing. Never means "no such secret". The description names
-/// the store and what to do, never a secret.
+/// The key store is locked, absent or failing. This never means "no such secret". The description
+/// names the store and says what to do; it never holds a secret.
 class KeyStoreUnavailable : public Error {
   public:
     using Error::Error;
 };
 
 /// The per-user store of secrets, addressed by service and account. A secret is any bytes. Any
-/// thread. Blocks for a few seconds at most: nobody is asked to unlock it, a locked one is
-/// unavailable. Every function that reaches for a secret throws KeyStoreUnavailable when it cannot
-/// do what it says.
+/// thread. Blocks for a few seconds at most: it asks nobody to unlock a locked store, but counts it
+/// as unavailable. Every function that reaches for a secret throws KeyStoreUnavailable when it
+/// cannot do what it says.
 class KeyStore {
   public:
     virtual ~KeyStore() = default;
@@ -33,8 +33,9 @@ class KeyStore {
     /// Replaces the secret that is there.
     virtual void write(std::string_view service, std::string_view account,
                        std::string_view secret) = 0;
-    /// Every secret with this service and one of these accounts; nothing there is fine. Costs one
-    /// look at the service, however many accounts are named. When it throws, some may be gone.
+    /// Removes every secret with this service and one of these accounts; nothing there is fine.
+    /// Looks at the service once, however many accounts are named. When it throws, some may be
+    /// gone.
     virtual void remove(std::string_view service, const std::vector<std::string>& accounts) = 0;
 };
 

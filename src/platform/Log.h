@@ -4,8 +4,8 @@
 
 namespace nookery {
 
-/// Where the program says what happened behind the user's back: one line each, a fixed prefix
-/// naming the operation, then the error's description. Any thread.
+/// The program's log, for what happens while nobody waits for an answer. A line is a fixed prefix
+/// that names the operation, then the error's description. Any thread.
 class Log {
   public:
     virtual ~Log() = default;

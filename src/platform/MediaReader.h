@@ -18,7 +18,7 @@ class MediaError : public Error {
     using Error::Error;
 };
 
-/// What a sound or film says about itself. Whatever it does not say is none, 0 or empty.
+/// What a sound or film says about itself. A missing fact is none, 0 or empty.
 struct MediaFacts {
     std::optional<double> durationSeconds{};
     std::string videoCodec{};

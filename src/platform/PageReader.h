@@ -17,7 +17,7 @@ class PageReader {
     /// Throws DocumentError or FileError.
     virtual int pageCount(const Path& path, const DocumentLimits& limits) const = 0;
 
-    /// The pages, counted from 0, on which no text stands as text: scans and pictures. Throws as
+    /// The pages, counted from 0, that hold no text as characters: scans and pictures. Throws as
     /// `render` does.
     virtual std::vector<int> pagesWithoutText(const Path& path, const DocumentLimits& limits,
                                               std::stop_token stop) const = 0;

@@ -35,7 +35,7 @@ struct PdfColor {
     std::uint8_t blue = 0;
 };
 
-/// Helvetica, with other families for what it has no glyphs for.
+/// Helvetica, with other families for the characters that it lacks.
 struct PdfFont {
     enum class Face { regular, bold };
 
@@ -54,7 +54,7 @@ struct PdfTextLine {
     double height() const { return ascent + descent; }
 };
 
-/// `natural` is left for what is written left to right, right for what is written right to left.
+/// `natural` is left for text that runs left to right, right for text that runs right to left.
 enum class PdfAlignment { natural, left, center, right };
 
 /// The pages of one document as they are drawn, one after the other. What was drawn on a page is
@@ -83,8 +83,8 @@ class PdfCanvas {
     /// The frame lies inside the rectangle.
     virtual void frameRectangle(const PdfRectangle& rectangle, double thickness,
                                 PdfColor color) = 0;
-    /// Stretches the picture over the rectangle. Pictures are kept as JPEG; the caller brings no
-    /// more pixels than the place is worth.
+    /// Stretches the picture over the rectangle. The document stores it as JPEG with all its
+    /// pixels: the caller scales it down first.
     virtual void drawPicture(const Picture& picture, const PdfRectangle& rectangle) = 0;
 };
 
@@ -94,7 +94,7 @@ struct PdfSetup {
     std::string title{};  ///< of the document, for readers' windows
 };
 
-/// Nothing can be drawn, or the document could not be made.
+/// The document could not be drawn or finished.
 class PdfError : public Error {
   public:
     using Error::Error;
@@ -108,7 +108,7 @@ class PdfWriter {
 
     /// Lets `draw` draw the pages, and writes the whole document into `file`, which the caller
     /// syncs and closes: with `replaceDurably` a reader finds the whole document or none. Throws
-    /// PdfError, FileError, or what `draw` throws; then the file's content is worth nothing.
+    /// PdfError, FileError, or what `draw` throws; the file's content is then unusable.
     virtual void write(WritableFile& file, const PdfSetup& setup,
                        const std::function<void(PdfCanvas&)>& draw) = 0;
 };

@@ -50,7 +50,7 @@ struct Platform {
     PdfWriter& pdf;
     DirectoryEvents& directoryEvents;
     CloudContainer& cloud;
-    /// None when the set-up could not provide the model: finding by meaning is then off.
+    /// None when the model is not installed: finding by meaning is then off.
     const TextEmbedder* embedder;
     /// None where the program was built without network access.
     WebFetcher* web;
@@ -60,8 +60,8 @@ struct Platform {
     WorkQueue& captureQueue;
     WorkQueue& inboxQueue;
     WorkQueue& searchQueue;
-    /// The one that is not serial: as many pieces of work as the count below run at a time, in any
-    /// order, at low priority.
+    /// Not serial: up to `enrichThreadCount` pieces of work run at a time, in any order, at low
+    /// priority.
     WorkQueue& enrichQueue;
     WorkQueue& linkQueue;
     /// Opening, settings, removing and trashing.
@@ -69,7 +69,7 @@ struct Platform {
 
     int enrichThreadCount;
 
-    /// Names the build: a developer's keeps its secrets apart from the released program's.
+    /// Names the build. A developer's build keeps its secrets apart from the released program's.
     std::string_view applicationIdentifier;
 };
 

@@ -7,10 +7,10 @@
 
 namespace nookery {
 
-/// Turns a text into a vector of unit length whose direction stands for its meaning. Texts of like
-/// meaning have a cosine near 1; unrelated ones near 0. Both functions are pure, take
-/// milliseconds, may be called from any thread, and give none for a text without a meaning that
-/// the model could know (empty, or in a language that it was not made for).
+/// Turns a text into a vector of unit length whose direction stands for its meaning. Two texts of
+/// like meaning have a cosine near 1, two unrelated ones near 0. Both embedding functions are pure
+/// and take milliseconds. They give none for a text that the model cannot understand: empty, or in
+/// a language that it was not made for. Any thread.
 class TextEmbedder {
   public:
     virtual ~TextEmbedder() = default;

@@ -15,7 +15,7 @@ class RecognitionError : public Error {
     using Error::Error;
 };
 
-/// A rectangle in a picture, both sides of which count as 1 long; the origin is at the bottom left.
+/// A rectangle in a picture whose width and height count as 1; the origin is at the bottom left.
 struct NormalizedBox {
     double x = 0;  ///< of the left edge
     double y = 0;  ///< of the lower edge

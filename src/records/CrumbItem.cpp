@@ -78,7 +78,7 @@ bool isSecure(const CrumbItem& item) {
     });
 }
 
-/// In front, where no later reading of the original replaces it.
+/// Puts the mark in front: reading the original again replaces only the text behind it.
 void markSecure(CrumbItem& item) {
     item.searchableText.insert(0, std::string(secureMarkers.front()) + '\n');
 }

@@ -43,8 +43,8 @@ struct CrumbItem {
     bool operator==(const CrumbItem&) const = default;
 };
 
-/// Whether the memory is marked as secure: its value is kept in the key store, or it was derived
-/// from such a memory that is gone. It never leaves this computer.
+/// Whether the memory is marked as secure: the key store keeps its value, or it was derived from
+/// such a memory that is gone. It never leaves this computer.
 bool isSecure(const CrumbItem& item);
 void markSecure(CrumbItem& item);
 
@@ -60,7 +60,7 @@ struct CrumbGroup {
     bool operator==(const CrumbGroup&) const = default;
 };
 
-/// How dates stand in a keyed form.
+/// How a keyed form writes dates.
 enum class KeyedDates {
     secondsSince2001,  ///< a floating-point number: the legacy library file, the mobile link
     iso8601,           ///< a string: the archive, the command line

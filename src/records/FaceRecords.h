@@ -38,7 +38,7 @@ struct CrumbFaceCluster {
     bool operator==(const CrumbFaceCluster&) const = default;
 };
 
-/// The user's word that a face does not belong to a pool.
+/// The user said that a face does not belong to a pool.
 struct CrumbFaceRejection {
     Uuid faceID;
     Uuid clusterID;

@@ -5,11 +5,11 @@
 
 namespace nookery {
 
-/// Whether a text holds what the program itself wrote into it.
+/// Whether a text holds marks that the program itself wrote into it.
 bool holdsInternalMarkers(std::string_view text);
 
-/// A text without what the program itself wrote into it: "mobile-note-id:" with its identifier,
-/// "__crumb_activity__" and the other markers between "__crumb_" and "__".
+/// A text without those marks: "mobile-note-id:" with its identifier, "__crumb_activity__" and the
+/// other markers between "__crumb_" and "__".
 std::string withoutInternalMarkers(std::string_view text);
 
 }  // namespace nookery

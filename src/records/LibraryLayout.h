@@ -7,7 +7,7 @@ namespace nookery {
 /// Where things lie. The library folder is "Crumb" in the user's application-support folder.
 struct LibraryLayout {
     Path dataHome;   ///< the application-support folder
-    Path cacheHome;  ///< what can be made again
+    Path cacheHome;  ///< for files that the program can make again
 
     Path library() const { return dataHome / "Crumb"; }
     Path database() const { return library() / "crumb.sqlite3"; }

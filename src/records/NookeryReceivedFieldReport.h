@@ -16,8 +16,8 @@ struct FieldReportAttachment {
     Path url;             ///< the received file
 };
 
-/// A report that the phone sent, as the library holds it. What was received never changes; title
-/// and captions are those of the working copy where there is one.
+/// A report that the phone sent, as the library holds it. The received files never change. Title
+/// and captions are the working copy's where there is one.
 struct NookeryReceivedFieldReport {
     Uuid id;
     std::string title;
@@ -33,8 +33,8 @@ struct NookeryReceivedFieldReport {
     std::string shownTitle() const { return title.empty() ? "Untitled Field Report" : title; }
 };
 
-/// Carries out what the person asks to be done with a received report. Both throw Error when it
-/// cannot be done. Main thread.
+/// Changes a received report for the person. Both functions throw Error when they cannot. Main
+/// thread.
 class FieldReportReceiver {
   public:
     virtual ~FieldReportReceiver() = default;

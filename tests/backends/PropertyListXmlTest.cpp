@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "backends/OpenSslDigest.h"
 #include "foundation/Error.h"
 
 namespace nookery {
@@ -45,15 +44,6 @@ TEST(PropertyListXml, RefusesWhatItCannotCarryOrDoesNotUnderstand) {
           "<!DOCTYPE plist [<!ENTITY e \"x\">]>" + plist("<dict/>")}) {
         EXPECT_THROW(lists->read(xml), Error) << xml;
     }
-}
-
-TEST(OpenSslDigest, GivesSha256OfWhatWasStreamed) {
-    const auto stream = makeOpenSslDigester()->sha256();
-    for (const std::string part : {"a", "", "bc"}) {
-        stream->update(std::as_bytes(std::span(part)));
-    }
-    EXPECT_EQ(stream->finish().toHex(),
-              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
 
 }  // namespace

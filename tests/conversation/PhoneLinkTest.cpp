@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "backends/SecretServiceKeyStore.h"
+#include "backends/keys/SecretServiceKeyStore.h"
 #include "conversation/Conversation.h"
 #include "support/TestKeyring.h"
 

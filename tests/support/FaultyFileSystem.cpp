@@ -22,18 +22,18 @@ class FaultyWritableFile final : public WritableFile {
         }
         real_->write(bytes);
         written_ += static_cast<std::int64_t>(bytes.size());
-        owner_.noteUnsynced(path_, synced_);
+        owner_.recordUnsynced(path_, synced_);
     }
     void sync() override {
         // The device is not asked: what survives a power cut is decided here, by `losePower`.
         owner_.step("sync", path_, true);
         synced_ = written_;
-        owner_.noteSynced(path_);
+        owner_.recordSynced(path_);
     }
     void syncFileSystem() override {
         owner_.step("sync", path_, true);
         synced_ = written_;
-        owner_.noteAllSynced();
+        owner_.recordAllSynced();
     }
     void close() override {
         owner_.step("close", path_, false);
@@ -92,15 +92,23 @@ void FaultyFileSystem::meet(const Armed& armed, std::string_view operation, cons
     if (armed.fault == Fault::diskFull && needsSpace) throw FileError(operation, path, ENOSPC);
 }
 
+std::optional<FileStatus> FaultyFileSystem::onItsDisk(std::optional<FileStatus> status,
+                                                      const Path& path) const {
+    const bool isOther = otherDisk_ && (path == *otherDisk_ ||
+                                        path.native().starts_with(otherDisk_->native() + "/"));
+    if (status && isOther) ++status->device;
+    return status;
+}
+
 void FaultyFileSystem::checkReadable(std::string_view operation, const Path& path) const {
     if (unreadable_.contains(path)) throw FileError(operation, path, EACCES);
 }
 
-void FaultyFileSystem::noteUnsynced(const Path& path, std::int64_t syncedByteCount) {
+void FaultyFileSystem::recordUnsynced(const Path& path, std::int64_t syncedByteCount) {
     syncedByteCounts_[path] = syncedByteCount;
 }
 
-void FaultyFileSystem::noteSynced(const Path& path) { syncedByteCounts_.erase(path); }
+void FaultyFileSystem::recordSynced(const Path& path) { syncedByteCounts_.erase(path); }
 
 void FaultyFileSystem::moveUnsynced(const Path& from, const Path& to) {
     syncedByteCounts_.erase(to);
@@ -120,7 +128,7 @@ void FaultyFileSystem::moveUnsynced(const Path& from, const Path& to) {
 
 std::unique_ptr<WritableFile> FaultyFileSystem::createFile(const Path& path) {
     step("create", path, true);
-    noteUnsynced(path, 0);
+    recordUnsynced(path, 0);
     return std::make_unique<FaultyWritableFile>(*this, real_.createFile(path), path);
 }
 

@@ -28,7 +28,7 @@ struct SimulatedCrash {};
 /// The kernel's file system with a fault at the k-th changing operation. Counts each changing
 /// operation, so that a test can run an action once to learn how many there are and then once for
 /// each k. Bytes written to a file but not synced are lost at a crash, as after a power cut; the
-/// syncing itself is only noted, since asking the real disk would make tests slow.
+/// syncing itself is only recorded, since asking the real disk would make tests slow.
 class FaultyFileSystem final : public FileSystem {
   public:
     explicit FaultyFileSystem(FileSystem& real) : real_(real) {}
@@ -46,10 +46,14 @@ class FaultyFileSystem final : public FileSystem {
     /// looking at what is left.
     void losePower();
 
-    std::optional<FileStatus> status(const Path& path) override { return real_.status(path); }
-    std::optional<FileStatus> statusFollowingLinks(const Path& path) override {
-        return real_.statusFollowingLinks(path);
+    std::optional<FileStatus> status(const Path& path) override {
+        return onItsDisk(real_.status(path), path);
     }
+    std::optional<FileStatus> statusFollowingLinks(const Path& path) override {
+        return onItsDisk(real_.statusFollowingLinks(path), path);
+    }
+    /// From now on the folder and all below it show as lying on a file system of their own.
+    void makeOtherDisk(const Path& folder) { otherDisk_ = folder; }
     /// From now on reading the file or listing the folder fails with EACCES, which a test that runs
     /// as root could not bring about otherwise.
     void makeUnreadable(const Path& path) { unreadable_.insert(path); }
@@ -77,11 +81,12 @@ class FaultyFileSystem final : public FileSystem {
 
     /// One changing operation is about to happen; meets the fault when it is its turn.
     void step(std::string_view operation, const Path& path, bool needsSpace);
-    void noteUnsynced(const Path& path, std::int64_t syncedByteCount);
-    void noteSynced(const Path& path);
-    void noteAllSynced() { syncedByteCounts_.clear(); }
+    void recordUnsynced(const Path& path, std::int64_t syncedByteCount);
+    void recordSynced(const Path& path);
+    void recordAllSynced() { syncedByteCounts_.clear(); }
 
   private:
+    std::optional<FileStatus> onItsDisk(std::optional<FileStatus> status, const Path& path) const;
     void checkReadable(std::string_view operation, const Path& path) const;
     void moveUnsynced(const Path& from, const Path& to);
 
@@ -98,6 +103,7 @@ class FaultyFileSystem final : public FileSystem {
     int count_ = 0;
     std::map<Path, std::int64_t> syncedByteCounts_;
     std::set<Path> unreadable_;
+    std::optional<Path> otherDisk_;
 };
 
 }  // namespace nookery::testing

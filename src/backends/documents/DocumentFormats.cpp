@@ -46,7 +46,7 @@ class FormatTableReader final : public DocumentReader {
         DocumentReading reading(path, limits, std::move(stop));
         reading.checkStop();
         const Format* format = formatOf(type);
-        if (format == nullptr) reading.fail("is of a type that is not read: " + type.mediaType);
+        if (format == nullptr) reading.fail("is of a type that cannot be read: " + type.mediaType);
         return format->read(reading);
     }
 };

@@ -9,11 +9,11 @@
 
 namespace nookery {
 
-/// Longer "titles" are none.
+/// A longer "title" is no title.
 constexpr std::size_t maximumTitleByteCount = 1000;
 
-/// One document being read: how it is called in messages, what it may cost, whether to go on.
-/// Refers to what it was made of; lives for one call of `DocumentReader::read`.
+/// One document being read: its name in messages, its limits, and whether to go on. Refers to the
+/// arguments of its constructor; lives for one call of `DocumentReader::read`.
 class DocumentReading {
   public:
     DocumentReading(const Path& path, const DocumentLimits& limits, std::stop_token stop)
@@ -32,7 +32,7 @@ class DocumentReading {
     /// Throws DocumentError; `what` follows the file's name: "is encrypted with a password."
     [[noreturn]] void fail(std::string_view what) const;
     [[noreturn]] void failEncrypted() const { fail("is encrypted with a password."); }
-    /// `how` says it shortly: "it ends in the middle".
+    /// Throws DocumentError; `how` is a clause: "it ends in the middle".
     [[noreturn]] void failDamaged(std::string_view how) const;
 
   private:
@@ -52,7 +52,7 @@ class GatheredText {
     void addLines(std::string_view text);
     /// Ends the line; of several empty lines one stays.
     void endLine();
-    /// Nothing more will be kept: reading on is a waste.
+    /// The text is as long as allowed: nothing more is kept.
     bool isFull() const { return text_.size() >= maximumByteCount_; }
     /// Trimmed, valid UTF-8, within the maximum.
     std::string take();

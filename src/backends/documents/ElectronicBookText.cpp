@@ -24,7 +24,7 @@ int hexadecimalValue(std::string_view digits) {
     return digits.size() == 2 ? value : -1;
 }
 
-/// Addresses in a book are web addresses: without their fragment, "%20" for a space.
+/// The path in a book's web address: without the fragment, "%20" as a space.
 std::string decodedAddress(std::string_view address) {
     address = address.substr(0, address.find('#'));
     std::string decoded;
@@ -44,7 +44,7 @@ std::string packagePart(const ZipArchive& archive) {
     archive.reading().failDamaged("it does not say where its text is");
 }
 
-/// The parts that the reader needs a licence for, rather than a password.
+/// The parts that are encrypted for holders of a licence.
 std::set<std::string> protectedParts(const ZipArchive& archive) {
     std::set<std::string> parts;
     auto list = archive.find("META-INF/encryption.xml");

@@ -6,7 +6,6 @@
 
 #include "foundation/HtmlMarkup.h"
 #include "foundation/Text.h"
-#include "foundation/TextLines.h"
 
 namespace nookery {
 namespace {

@@ -19,7 +19,7 @@
 namespace nookery {
 namespace {
 
-/// A process that reads PDF documents. Ends it when it goes.
+/// A process that reads PDF documents. The destructor ends it.
 class PdfProcess {
   public:
     /// Throws FileError when the program cannot be started.
@@ -55,7 +55,7 @@ class PdfProcess {
 
     int socket() const { return socket_; }
 
-    /// Answers how it ended, if it had ended already.
+    /// Ends the process, unless it has ended. Returns its wait status.
     int end() {
         ::kill(process_, SIGKILL);
         int status = 0;
@@ -70,37 +70,37 @@ class PdfProcess {
     pid_t process_ = -1;
 };
 
-/// As many processes as are asked at a time; they are kept for the next question.
+/// One process for each request that runs at a time. Idle processes are kept for later requests.
 class PdfProcesses {
   public:
     explicit PdfProcesses(Path program) : program_(std::move(program)) {}
 
-    /// What is answered, at least `count` fields. Throws DocumentError, FileError or Cancelled.
+    /// The answer, at least `count` fields. Throws DocumentError, FileError or Cancelled.
     PdfFields ask(const DocumentReading& reading, std::string_view what, PdfFields details,
                   std::size_t count, const std::stop_token& stop) {
         reading.checkStop();
         OpenedFile::open(reading);
         details.insert(details.begin(), {std::string(what), reading.path().native()});
         auto process = take();
-        if (!sendFields(process->socket(), details)) {  // ended while it waited
+        if (!sendFields(process->socket(), details)) {  // it ended while it was idle
             process = std::make_unique<PdfProcess>(program_);
-            sendFields(process->socket(), details);
+            if (!sendFields(process->socket(), details)) failBy(process->end(), reading);
         }
         auto answer = receiveFields(process->socket(), stop);
         if (!answer || answer->empty()) failBy(process->end(), reading);
         giveBack(std::move(process));
         if (!answer->front().empty()) throw DocumentError(answer->front());
         answer->erase(answer->begin());
-        if (answer->size() < count) reading.failDamaged("nothing could be made of it");
+        if (answer->size() < count) reading.failDamaged("the PDF library could not read it");
         return *answer;
     }
 
   private:
     [[noreturn]] static void failBy(int status, const DocumentReading& reading) {
         if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU) {
-            reading.fail("was given up: reading it takes more than half a minute of work.");
+            reading.fail("was given up: reading it takes more than half a minute.");
         }
-        reading.fail("was given up: reading it takes too much memory, or breaks what reads it.");
+        reading.fail("was given up: it takes too much memory or crashes the PDF library.");
     }
 
     std::unique_ptr<PdfProcess> take() {
@@ -181,7 +181,7 @@ class IsolatedPages final : public PageReader {
             !picture.isEmpty() && std::max(picture.width, picture.height) <= longestSide &&
             picture.pixels.size() == std::size_t{3} * static_cast<std::size_t>(picture.width) *
                                          static_cast<std::size_t>(picture.height);
-        if (!isWhole) reading.failDamaged("nothing could be made of it");
+        if (!isWhole) reading.failDamaged("the PDF library could not draw it");
         return picture;
     }
 

@@ -6,10 +6,10 @@
 
 namespace nookery {
 
-// What reads PDF documents here does so in processes of its own, with a bound on their work and
-// memory: a document that breaks the PDF library, or keeps it busy for ever, is one that cannot be
-// read, and takes nothing of the program with it. `program` is started for that; its main function
-// must know `pdfServiceArgument` (PdfService.h).
+// These read PDF documents in processes of their own, with a bound on time and memory. A document
+// that crashes the PDF library, or keeps it busy for ever, cannot be read, but does the program no
+// harm. The processes run `program`, whose main function must know `pdfServiceArgument`
+// (PdfService.h).
 
 /// As `inner`, which reads all other formats.
 std::unique_ptr<DocumentReader> makeIsolatedDocuments(std::unique_ptr<DocumentReader> inner,

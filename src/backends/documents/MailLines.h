@@ -15,8 +15,8 @@ class MailLines {
     MailLines(const OpenedFile& file, const DocumentReading& reading)
         : file_(file), reading_(reading) {}
 
-    /// Goes on to the next line; false at the end of the file. A line beyond all measure comes in
-    /// pieces. Throws FileError and Cancelled.
+    /// Goes on to the next line; false at the end of the file. A very long line comes in pieces.
+    /// Throws FileError and Cancelled.
     bool next();
     /// With its line end. Valid until `next`.
     std::string_view line() const { return line_; }
@@ -33,8 +33,9 @@ class MailLines {
     std::string_view line_;
 };
 
-/// The fields before a message or one of its parts: those that are read for, by their names in
-/// lower case, as they stand in the file but for the folds. The first of a name counts.
+/// The header fields of a message or one of its parts, by their names in lower case: only those
+/// that the reader needs, unfolded but otherwise as they stand in the file. The first of a name
+/// counts.
 class MailHeader {
   public:
     /// Reads up to and with the empty line, or up to where the lines end or `isBoundary` holds for

@@ -13,7 +13,7 @@
 namespace nookery {
 namespace {
 
-/// Messages in messages and parts in parts, together.
+/// The depth of nesting, of messages and parts together.
 constexpr std::size_t maximumDepth = 20;
 
 struct Unreference {
@@ -22,7 +22,7 @@ struct Unreference {
 
 std::string_view view(const char* text) { return text == nullptr ? "" : text; }
 
-/// What a header says of the part behind it.
+/// What a header says about its part.
 struct PartType {
     std::string type = "text";
     std::string subtype = "plain";
@@ -59,7 +59,7 @@ PartType PartType::read(const MailHeader& header) {
     return part;
 }
 
-/// Many programs that write other letters say US-ASCII, or nothing.
+/// Many programs say US-ASCII, or nothing, of text in another encoding.
 std::string decoded(const std::string& bytes, const std::string& encoding) {
     const std::string name = lowerCased(encoding);
     if (name.empty() || name == "us-ascii") return decodeText(bytes);
@@ -67,7 +67,7 @@ std::string decoded(const std::string& bytes, const std::string& encoding) {
     return text ? *text : decodeText(bytes);
 }
 
-/// What a person would read of a part.
+/// The readable text of a part.
 struct PartText {
     std::string text;
     bool isPlain = false;  ///< written as plain text rather than as a page
@@ -128,7 +128,7 @@ class MessageWalk {
         return false;
     }
 
-    /// What stands behind the header, up to the boundary that ends it or the end of the file.
+    /// Reads the body behind the header, up to the boundary that ends it or the end of the file.
     PartText body(const MailHeader& header) {
         const PartType part = PartType::read(header);
         if (closedLevel_) return {};
@@ -157,7 +157,7 @@ class MessageWalk {
         }
         boundaries_.pop_back();
         --depth_;
-        // Behind the last part there may be words for programs that know no parts.
+        // Text behind the last part is meant for programs that know no parts.
         if (closedLevel_ == level) skipToBoundary();
         return part.subtype == "alternative" ? chosen : PartText{all.take(), true};
     }
@@ -187,7 +187,7 @@ class MessageWalk {
         return {std::move(text), part.subtype != "html"};
     }
 
-    /// The part's bytes as they were before they were made fit for mail.
+    /// The part's bytes, decoded from its transfer encoding.
     std::string content(GMimeContentEncoding transfer, std::size_t maximumByteCount) {
         closedLevel_.reset();
         GMimeEncoding decoder;

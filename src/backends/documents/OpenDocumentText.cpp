@@ -16,7 +16,7 @@ void failWhenEncrypted(const ZipArchive& archive) {
     }
 }
 
-/// Text that was deleted, and the numbers of footnotes.
+/// Elements that hold deleted text or the numbers of footnotes.
 bool isBesideTheText(std::string_view element) {
     return element == "tracked-changes" || element == "note-citation";
 }

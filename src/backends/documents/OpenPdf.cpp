@@ -14,7 +14,7 @@ void load(QPdfDocument& document, QFile& file, const DocumentReading& reading) {
         case QPdfDocument::Error::UnsupportedSecurityScheme:
             reading.failEncrypted();
         default:
-            reading.failDamaged("it is no whole PDF file");
+            reading.failDamaged("it is not a whole PDF file");
     }
     if (document.pageCount() <= 0) reading.failDamaged("it has no pages");
 }

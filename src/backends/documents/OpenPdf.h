@@ -13,9 +13,8 @@ namespace nookery {
 /// A damaged or hostile page tree can claim any number of pages; no more are looked at.
 constexpr int maximumPageCount = 50'000;
 
-/// A PDF document, open while this lives. PDFium may be used by one thread at a time only: hold
-/// the mutex around each use, a page long, so that a short document need not wait for the end of
-/// a long one.
+/// A PDF document, open while this lives. Only one thread at a time may use PDFium: hold the mutex
+/// around each use, for one page at a time, so that a short document need not wait for a long one.
 class OpenPdf {
   public:
     static std::mutex& mutex();

@@ -20,7 +20,7 @@ namespace {
 constexpr rlim_t mostSeconds = 30;
 constexpr rlim_t mostMemory = rlim_t{3} << 29;
 
-/// More than a page as a picture, or a document's text, ever takes.
+/// More than a page's picture or a document's text ever takes.
 constexpr std::uint64_t longestField = std::uint64_t{64} << 20;
 constexpr std::uint64_t mostFields = 8;
 
@@ -83,7 +83,8 @@ PdfFields performed(const PdfFields& request) {
             std::string(picture.pixels.begin(), picture.pixels.end())};
 }
 
-/// A signal ends the process when the time is over; nothing of a document is left in a core file.
+/// The kernel ends the process by a signal when its time is over. No core file keeps anything of a
+/// document.
 void limitWhatFollows() {
     rusage used{};
     ::getrusage(RUSAGE_SELF, &used);

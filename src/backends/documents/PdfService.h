@@ -8,23 +8,23 @@
 
 namespace nookery {
 
-/// The argument with which a program is started as the reader of PDF documents for another one. Its
-/// main function then does nothing but `servePdf`.
+/// The argument that starts a program as the reader of PDF documents for another one. Its main
+/// function then calls `servePdf` and nothing else.
 constexpr std::string_view pdfServiceArgument = "--serve-pdf";
 
-/// Answers requests that come over the socket on standard input, until its other end is closed.
-/// Each may take half a minute of work and a bounded share of memory; one that takes more ends the
-/// process. Returns the exit status.
+/// Answers requests from the socket on standard input until its other end is closed. A request may
+/// take half a minute of processor time and a bounded amount of memory; one that takes more ends
+/// the process. Returns the exit status.
 int servePdf();
 
-/// What is said over the socket: lists of byte strings. A request names what is asked, the
-/// document, and numbers; the first field of an answer is a failure, empty when all is well.
+/// A message on the socket: a list of byte strings. A request holds the question, the document's
+/// path, and numbers. The first field of an answer is the failure, empty on success.
 using PdfFields = std::vector<std::string>;
 
-/// Answers whether the other end took it all.
-bool sendFields(int socket, const PdfFields& fields);
-/// None when the other end is gone, or sent what cannot be meant. Throws Cancelled soon after stop
-/// was requested.
+/// False when the other end is gone.
+[[nodiscard]] bool sendFields(int socket, const PdfFields& fields);
+/// None when the other end is gone or sent a message beyond all bounds. Throws Cancelled soon after
+/// stop was requested.
 std::optional<PdfFields> receiveFields(int socket, const std::stop_token& stop);
 
 }  // namespace nookery

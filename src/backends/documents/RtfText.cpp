@@ -33,11 +33,11 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 21> textOfWo
     {"softline", "\n"},
 }};
 
-/// Groups whose content is no text although nothing marks them so.
+/// Groups without text that no mark tells apart.
 constexpr std::array<std::string_view, 10> skippedGroups = {
     "colortbl", "stylesheet", "pict", "filetbl", "revtbl", "nonshppict", "sp", "xe", "tc", "info"};
 
-/// Groups that readers may skip, and whose text is text all the same.
+/// Groups that readers may skip, but whose text is kept.
 constexpr std::array<std::string_view, 2> keptOptionalGroups = {"shpinst", "annotation"};
 
 template <std::size_t count>

@@ -8,18 +8,18 @@
 
 namespace nookery {
 
-/// Takes the text out of RTF, fed in pieces of any size. Keeps the document's text, footnotes,
-/// headers and its title; skips pictures, styles, objects and hidden text. Memory is bounded by
-/// the text kept, whatever is fed. Knows no files and no other library than the text's own.
+/// Takes the text out of RTF, which is fed in pieces of any size. Keeps the document's text,
+/// footnotes, headers and its title; skips pictures, styles, objects and hidden text. Its memory is
+/// bounded by the text kept. Knows no files, and no library but the foundation.
 class RtfText {
   public:
     explicit RtfText(std::size_t maximumTextByteCount) : maximumByteCount_(maximumTextByteCount) {}
 
     void feed(std::string_view bytes);
 
-    /// Nothing more will be kept.
+    /// The text is as long as allowed: nothing more is kept.
     bool isFull() const { return text_.size() >= maximumByteCount_; }
-    /// Groups lie in groups deeper than any writer puts them; nothing is read from there on.
+    /// Groups are nested deeper than any writer nests them; nothing is read from there on.
     bool isTooDeep() const { return isTooDeep_; }
     /// The last group that was opened has been closed.
     bool isComplete() const { return groups_.empty() && state_ == State::text; }

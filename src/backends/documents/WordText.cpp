@@ -8,8 +8,8 @@
 namespace nookery {
 namespace {
 
-/// Formatting holds elements named like text; what was moved away or stands in for a drawing is
-/// there a second time.
+/// Elements whose content is no text, or stands in the file a second time: formatting, text that
+/// was moved away, and substitutes for drawings.
 bool isBesideTheText(std::string_view element) {
     constexpr std::array<std::string_view, 6> names = {"pPr",   "rPr",      "sectPr",
                                                        "tblPr", "moveFrom", "Fallback"};

@@ -9,8 +9,8 @@
 namespace nookery {
 namespace {
 
-/// The texts that cells refer to by number, one behind the other. Those beyond what is kept of
-/// a text at all are left out.
+/// The texts that cells refer to by number, one behind the other. Texts beyond the limit of a
+/// document's text are left out.
 class SharedStrings {
   public:
     static SharedStrings read(ZipPart part, DocumentReading& reading) {
@@ -22,13 +22,13 @@ class SharedStrings {
             if (inText && xml.node() == XmlReader::Node::text) strings.all_ += xml.text();
             if (xml.node() != XmlReader::Node::text) inText = xml.isStart("t");
             if (xml.isEnd("si")) strings.ends_.push_back(strings.all_.size());
-            // How a text is pronounced, said beside it.
+            // This tells how a text is pronounced.
             if (xml.isStart("rPh")) xml.skipElement();
         }
         return strings;
     }
 
-    /// Empty for a number that is none.
+    /// Empty when there is no text of that number.
     std::string_view at(std::string_view number) const {
         std::size_t index = 0;
         const auto read = std::from_chars(number.data(), number.data() + number.size(), index);
@@ -42,8 +42,8 @@ class SharedStrings {
     std::vector<std::size_t> ends_;
 };
 
-/// Numbers are stored with all the digits of their binary form; people know them by the fewest
-/// that mean the same.
+/// The file stores numbers with all their digits; a person knows them with the fewest digits that
+/// mean the same.
 std::string shortestNumber(std::string_view stored) {
     double value = 0;
     const auto read = std::from_chars(stored.data(), stored.data() + stored.size(), value);

@@ -35,8 +35,8 @@ int XmlReader::readBytes(void* context, char* buffer, int byteCount) {
     }
 }
 
-/// The library compares each attribute of a tag with all before it. No tag holds a "<", so what
-/// lies between two of them bounds the number; text that looks like as many attributes is not met.
+/// libxml2 compares each attribute of a tag with all before it, so their number must be bounded. No
+/// tag holds a "<": between two of them, a tag has no more attributes than quotes behind an "=".
 void XmlReader::refuseHugeTags(std::string_view bytes) {
     constexpr std::size_t maximumValueCount = 2000;
     for (const char c : bytes) {
@@ -52,7 +52,7 @@ bool XmlReader::advance() {
     const int result = xmlTextReaderRead(reader_);
     if (failure_) std::rethrow_exception(failure_);
     if (result < 0)
-        reading_.failDamaged("a part of it is no proper XML, or too large or too deeply nested");
+        reading_.failDamaged("a part of it is not valid XML, too large or too deeply nested");
     return result > 0;
 }
 

@@ -22,8 +22,9 @@ std::uint64_t littleEndian(std::string_view bytes) {
     return value;
 }
 
-/// Only the 64-bit form of the directory can list more parts than any document has, and the
-/// library would hold them all in memory before saying how many there are.
+/// Refuses an archive that lists more parts than any document has: libzip would hold them all in
+/// memory before it says how many there are. Only the 64-bit form of the directory can list as
+/// many.
 void refuseHugeDirectory(const OpenedFile& file, const DocumentReading& reading) {
     constexpr std::size_t tailByteCount = 65535 + 22 + 20;
     const std::size_t tailStart = file.byteCount() - std::min(file.byteCount(), tailByteCount);
@@ -58,7 +59,7 @@ std::size_t ZipPart::read(std::span<char> buffer) {
         static_cast<double>(packedByteCount_) * reading_->limits().maximumExpansionRatio;
     if (expandedByteCount_ > freeExpansionByteCount &&
         static_cast<double>(expandedByteCount_) > bound) {
-        reading_->fail("unpacks to far more than a document would, and is not read further.");
+        reading_->fail("unpacks to far more than a document would; it is not read.");
     }
     return byteCount;
 }

@@ -12,7 +12,7 @@ struct zip_file;
 
 namespace nookery {
 
-/// A document that lists more parts of one sort than this is not followed further.
+/// Of parts of one sort, such as slides or chapters, no more than this are read.
 constexpr std::size_t maximumListedPartCount = 20'000;
 
 /// One part of a zip archive being unpacked from the front.

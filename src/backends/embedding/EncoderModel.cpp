@@ -17,7 +17,7 @@ namespace {
 
 constexpr auto shapes = tensorShapes();
 
-/// Far above what the model holds (4, and 30 among the scores), far below what could overflow.
+/// Far above the model's largest values (4, and 30 among the scores), far below an overflow.
 constexpr float largestValue = 100;
 
 class ByteReader {

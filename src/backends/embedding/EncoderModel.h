@@ -11,7 +11,7 @@
 
 namespace nookery::encoder {
 
-/// An asset that is cut short, of another format, or holds what no converter writes.
+/// The asset is cut short, of another format, or holds values that no converter writes.
 class DamagedEncoder : public Error {
   public:
     explicit DamagedEncoder(std::string_view what);
@@ -35,7 +35,7 @@ struct EncoderModel {
     std::array<TensorValues, tensorCount> tensors;
 };
 
-/// Throws DamagedEncoder, also for bytes made with ill intent.
+/// Throws DamagedEncoder, also for hostile bytes.
 EncoderModel readEncoderModel(std::string_view bytes);
 
 /// The asset's bytes; what `readEncoderModel` reads back. Equal models give equal bytes.

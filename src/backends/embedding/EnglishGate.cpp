@@ -24,11 +24,11 @@ constexpr double maximumOtherScriptShare = 0.5;
 /// A text with this share of English small words is not judged by its pieces.
 constexpr double clearlyEnglishShare = 0.12;
 constexpr double hardlyEnglishShare = 0.04;
-/// Letters a piece: English has three and more, terse lists of rare words two, what is not English
-/// falls into crumbs. What speaks against a text otherwise, lets it need more.
-constexpr double crumbs = 2.0;
-constexpr double crumbsWithoutSmallWords = 2.15;
-constexpr double crumbsWithForeignLetters = 2.6;
+/// The letters that pieces need on average: English has three and more, terse lists of rare words
+/// two, other languages fewer. A text that looks foreign in another way needs more.
+constexpr double minimumLettersPerPiece = 2.0;
+constexpr double minimumLettersWithoutSmallWords = 2.15;
+constexpr double minimumLettersWithForeignWords = 2.6;
 
 /// Small words that are English in nearly every text that has them, so without "a", "in", "is",
 /// "on", "so", "to", "was" and others that mean something elsewhere.
@@ -39,8 +39,8 @@ constexpr std::array<std::string_view, 54> englishWords = {
     "should", "some",  "than", "that", "the",   "their", "them", "then",   "there", "they", "this",
     "up",     "were",  "what", "when", "where", "which", "with", "would",  "you",   "your"};
 
-/// Small words of other languages in Latin letters that no English text has, chosen by how many
-/// sentences they tell from English.
+/// Small words of other languages in Latin letters that no English text has. They were chosen by
+/// how many foreign sentences hold one.
 constexpr std::array<std::string_view, 90> foreignWords = {
     "aan",   "aber", "af",   "al",   "alla", "anche", "ao",    "att",   "av",    "bij",
     "che",   "com",  "como", "cu",   "da",   "de",    "dei",   "del",   "dell",  "della",
@@ -102,9 +102,9 @@ bool fallsIntoCrumbs(const WordCounts& counts, std::size_t letterPieceCount) {
     const double englishShare = ratio(counts.english, counts.words);
     if (englishShare >= clearlyEnglishShare) return false;
     const double lettersPerPiece = ratio(counts.letters, letterPieceCount);
-    if (englishShare >= hardlyEnglishShare) return lettersPerPiece < crumbs;
-    return lettersPerPiece <
-           (counts.withForeignLetters > 0 ? crumbsWithForeignLetters : crumbsWithoutSmallWords);
+    if (englishShare >= hardlyEnglishShare) return lettersPerPiece < minimumLettersPerPiece;
+    return lettersPerPiece < (counts.withForeignLetters > 0 ? minimumLettersWithForeignWords
+                                                            : minimumLettersWithoutSmallWords);
 }
 
 }  // namespace

@@ -53,7 +53,7 @@ struct Kernels {
 extern const Kernels baselineKernels;
 extern const Kernels avx2Kernels;
 
-/// The fastest that this machine can run.
+/// The fastest kernels that this machine can run.
 const Kernels& machineKernels();
 
 }  // namespace nookery::encoder

@@ -16,7 +16,7 @@ constexpr std::string_view blankMark = "\u2581";
 /// The first ids are the unknown piece and marks that no text contains.
 constexpr std::size_t reservedPieceCount = 6;
 
-/// How much worse than the rarest piece a character without one is.
+/// How much lower than the rarest piece's score that of a character without a piece is.
 constexpr float unknownPenalty = 10;
 
 /// The best way to reach a place in the text.

@@ -12,7 +12,7 @@ namespace {
 
 using namespace encoder;
 
-/// Below this a vector has no direction to speak of.
+/// A shorter vector has no meaningful direction.
 constexpr float shortestVector = 1e-4f;
 
 class SentenceEncoder : public TextEmbedder {

@@ -10,10 +10,10 @@ namespace nookery {
 /// The default embedder: a small English sentence encoder (two transformer layers, 512 dimensions)
 /// run by our own code on one core; docs/embedding.md has its recipe and figures.
 ///
-/// A memory gets the weighted mean of its sentences' vectors, minus the mean of English texts at
-/// large, at unit length; so calibrated, unrelated texts have cosines about 0. Memories in other
-/// languages get none, because the model throws them all onto one point; queries are not judged,
-/// being too short for it. Of a long text, about the first 12,000 characters count.
+/// A memory's vector is the weighted mean of its sentences' vectors, minus the mean of English
+/// texts at large, at unit length: unrelated texts then have cosines near 0. Memories in other
+/// languages have none, because the model gives them all nearly the same vector. Queries are too
+/// short to be judged by language. About the first 12,000 characters of a long text count.
 ///
 /// Reads the asset that tools/convert-encoder makes. Throws FileError when it cannot be read and
 /// DamagedEncoder (EncoderModel.h) when it is not whole. The embedder keeps about 9 MB.

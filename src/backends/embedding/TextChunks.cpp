@@ -13,7 +13,7 @@ namespace nookery::encoder {
 
 namespace {
 
-/// Several times what 64 chunks of any text need.
+/// Several times the bytes that 64 chunks of any text need.
 constexpr std::size_t maximumByteCount = 64u << 10;
 constexpr std::size_t chunkPieceCount = 48;
 constexpr std::size_t wholeSentencePieceCount = 72;
@@ -63,7 +63,7 @@ bool endsSentence(char byte) {
     return std::string_view(".!?;:").find(byte) != std::string_view::npos;
 }
 
-/// Without the unknown ones and the blanks that led to them.
+/// The pieces without the unknown ones and the blanks before those.
 std::vector<PieceId> knownPieces(const std::vector<PieceId>& pieces,
                                  const PieceTokenizer& tokenizer) {
     std::vector<PieceId> known;

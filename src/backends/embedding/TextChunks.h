@@ -8,9 +8,10 @@
 
 namespace nookery::encoder {
 
-/// Any bytes made into what the model knows: valid UTF-8, NFKC, one blank between words, one line
-/// feed between lines; lower case when the text has no lower-case letter at all, because the model
-/// tells cases apart and hardly knows words in capitals. Reads and gives about 64 KiB at most.
+/// Makes any bytes into the text that the model knows: valid UTF-8, NFKC, one blank between words,
+/// one line feed between lines; lower case when the text has no lower-case letter at all, because
+/// the model tells cases apart and hardly knows words in capitals. Reads and gives about 64 KiB at
+/// most.
 std::string prepared(std::string_view text);
 
 /// The sentences of a prepared text: cut after .!?;: before a blank, and at line feeds; none empty.

@@ -75,7 +75,7 @@ QImage decodeHeif(std::string_view file, const std::string& name, const std::sto
         heif_image_get_plane_readonly(image.get(), heif_channel_interleaved, &bytesPerRow);
     const int width = heif_image_get_width(image.get(), heif_channel_interleaved);
     const int height = heif_image_get_height(image.get(), heif_channel_interleaved);
-    if (pixels == nullptr) throw ImageError(name + " cannot be read as a picture: it holds none.");
+    if (pixels == nullptr) throw ImageError(name + " holds no picture.");
     return QImage(pixels, width, height, bytesPerRow, QImage::Format_RGBA8888).copy();
 }
 

@@ -13,14 +13,14 @@ namespace nookery {
 struct HeifHead {
     int width = 0;  ///< upright
     int height = 0;
-    std::string exif;  ///< the camera's facts; empty when there are none
+    std::string exif;  ///< the EXIF block; empty when there is none
 };
 
-/// `name` is how messages call the file. Both throw ImageError.
+/// Messages call the file `name`. Both functions throw ImageError.
 HeifHead heifHead(std::string_view file, const std::string& name);
 
-/// Upright and at full size, RGBA. The caller has looked at the head. Throws Cancelled when stop
-/// was requested.
+/// Upright and at full size, RGBA. The caller has checked the size in the head. Throws Cancelled
+/// when stop was requested.
 QImage decodeHeif(std::string_view file, const std::string& name, const std::stop_token& stop);
 
 }  // namespace nookery

@@ -4,7 +4,7 @@
 
 namespace nookery {
 
-/// The camera's facts inside a picture file's bytes; empty when there are none.
+/// The EXIF block in a picture file's bytes, without its mark; empty when there is none.
 std::string_view exifInJpeg(std::string_view file);
 std::string_view exifInPng(std::string_view file);
 std::string_view exifInWebp(std::string_view file);

@@ -1,6 +1,7 @@
 #include "backends/images/ImageFiles.h"
 
 #include <fmt/format.h>
+#include <tiffio.h>
 
 #include <QBuffer>
 #include <QImageReader>
@@ -10,7 +11,7 @@
 #include <array>
 #include <cerrno>
 
-#include "backends/images/ExifBlock.h"
+#include "backends/images/CameraFacts.h"
 #include "backends/images/HeifImages.h"
 #include "backends/images/ImageContainers.h"
 #include "backends/images/PngImages.h"
@@ -116,8 +117,8 @@ class ImageFile {
     }
 
     ImageFacts facts() const {
-        const QSize shown = swapsSides(exif_.orientation) ? stored_.transposed() : stored_;
-        return {shown.width(), shown.height(), exif_.camera, exif_.taken, exif_.position};
+        const QSize shown = swapsSides(camera_.orientation) ? stored_.transposed() : stored_;
+        return {shown.width(), shown.height(), camera_.camera, camera_.taken, camera_.position};
     }
 
     Picture decode(int longestSide, const std::stop_token& stop) const {
@@ -129,7 +130,7 @@ class ImageFile {
         if (image.size() != fitting) {
             image = image.scaled(fitting, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
         }
-        return pictureFrom(upright(image, exif_.orientation));
+        return pictureFrom(upright(image, camera_.orientation));
     }
 
   private:
@@ -148,21 +149,21 @@ class ImageFile {
         if (isHeif(type_)) {
             HeifHead head = heifHead(bytes_, name_);
             stored_ = QSize(head.width, head.height);
-            exif_ = readExif(head.exif);
-            exif_.orientation = Orientation::upright;  // libheif has turned it
+            camera_ = cameraFactsInExif(head.exif);
+            camera_.orientation = Orientation::upright;  // libheif has turned it
             return;
         }
         stored_ =
             isPng(type_) ? pngSize(bytes_, name_) : OpenedPicture(bytes_, plugin_).reader.size();
         if (stored_.isEmpty()) failDamaged();
-        exif_ = readExif(exifBytes());
+        camera_ = cameraFacts();
     }
 
-    std::string_view exifBytes() const {
-        if (type_.mediaType == "image/jpeg") return exifInJpeg(bytes_);
-        if (isPng(type_)) return exifInPng(bytes_);
-        if (type_.mediaType == "image/webp") return exifInWebp(bytes_);
-        if (type_.mediaType == "image/tiff") return bytes_;
+    CameraFacts cameraFacts() const {
+        if (type_.mediaType == "image/jpeg") return cameraFactsInExif(exifInJpeg(bytes_));
+        if (isPng(type_)) return cameraFactsInExif(exifInPng(bytes_));
+        if (type_.mediaType == "image/webp") return cameraFactsInExif(exifInWebp(bytes_));
+        if (type_.mediaType == "image/tiff") return cameraFactsInTiff(bytes_);
         return {};
     }
 
@@ -189,8 +190,8 @@ class ImageFile {
     }
 
     [[noreturn]] void failTooLarge() const {
-        throw ImageError(fmt::format("{} is a picture of {} x {} points, more than can be opened.",
-                                     name_, stored_.width(), stored_.height()));
+        throw ImageError(fmt::format("{} is too large to be opened: {} x {} pixels.", name_,
+                                     stored_.width(), stored_.height()));
     }
     [[noreturn]] void failDamaged() const {
         throw ImageError(name_ + " cannot be read as a picture: it is damaged.");
@@ -202,7 +203,7 @@ class ImageFile {
     const ImageLimits& limits_;
     std::string bytes_;
     QSize stored_;
-    ExifBlock exif_;
+    CameraFacts camera_;
 };
 
 class ImageFiles final : public ImageReader {
@@ -211,6 +212,9 @@ class ImageFiles final : public ImageReader {
         // Each read has its own limits.
         QImageReader::setAllocationLimit(0);
         QLoggingCategory::setFilterRules("qt.gui.imageio*=false\nqt.imageformats*=false");
+        // Qt's plugin lets libtiff print what it finds odd in a file.
+        TIFFSetErrorHandler(nullptr);
+        TIFFSetWarningHandler(nullptr);
     }
 
     bool canRead(const ContentType& type) const override {

@@ -6,7 +6,7 @@
 
 namespace nookery {
 
-/// Qt's image plugins and libheif. `files` outlives it.
+/// Qt's image plugins, libpng and libheif. `files` outlives it.
 std::unique_ptr<ImageReader> makeImageReader(FileSystem& files);
 
 }  // namespace nookery

@@ -13,7 +13,7 @@ class OpenPng {
     OpenPng(std::string_view file, const std::string& name) : name_(name) {
         image_.version = PNG_IMAGE_VERSION;
         check(png_image_begin_read_from_memory(&image_, file.data(), file.size()));
-        // Cameras and scanners mean the usual colours, with more shades.
+        // Pictures with 16 bits a colour are taken as sRGB too.
         image_.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
     }
     ~OpenPng() { png_image_free(&image_); }

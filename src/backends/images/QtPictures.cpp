@@ -1,5 +1,6 @@
 #include "backends/images/QtPictures.h"
 
+#include <QBuffer>
 #include <QPainter>
 #include <cstring>
 
@@ -14,6 +15,23 @@ QImage overWhite(const QImage& image) {
     return paper;
 }
 
+constexpr int quality = 82;
+
+class JpegEncoder final : public PictureEncoder {
+  public:
+    std::string jpeg(const Picture& picture) const override {
+        const QImage image(picture.pixels.data(), picture.width, picture.height, 3 * picture.width,
+                           QImage::Format_RGB888);
+        QByteArray bytes;
+        QBuffer buffer(&bytes);
+        buffer.open(QIODevice::WriteOnly);
+        if (!image.save(&buffer, "JPEG", quality)) {
+            throw Error("The picture cannot be written as JPEG.");
+        }
+        return bytes.toStdString();
+    }
+};
+
 }  // namespace
 
 Picture pictureFrom(const QImage& image) {
@@ -27,5 +45,7 @@ Picture pictureFrom(const QImage& image) {
     }
     return picture;
 }
+
+std::unique_ptr<PictureEncoder> makePictureEncoder() { return std::make_unique<JpegEncoder>(); }
 
 }  // namespace nookery

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t longestDescription = 4000;
 
-/// What the maker wrote about the work, in the order shown.
+/// The tags in which makers describe a work, in the order shown.
 constexpr std::array descriptionTags{"title", "artist",      "album_artist", "album",   "composer",
                                      "genre", "description", "synopsis",     "comment", "show"};
 constexpr std::array dateTags{"com.apple.quicktime.creationdate", "creation_time", "date", "year"};
@@ -56,7 +56,7 @@ class AvMediaReader final : public MediaReader {
     AvMediaReader() { av_log_set_level(AV_LOG_QUIET); }
 
     bool canRead(const ContentType& type) const override {
-        // Lists of addresses to play are no media.
+        // Playlists are no media.
         if (type.mediaType.find("mpegurl") != std::string::npos) return false;
         return type.mediaType.starts_with("audio/") || type.mediaType.starts_with("video/");
     }

@@ -22,10 +22,10 @@ struct Free {
 template <typename T>
 using Owned = std::unique_ptr<T, Free>;
 
-/// A film without a picture in this many packets has none worth waiting for.
+/// A film without a picture in this many packets is given up.
 constexpr int mostPackets = 2000;
 
-/// More than any film has; a damaged head claims anything.
+/// More than any film has: a damaged file's head may claim any size.
 constexpr std::int64_t mostPixels = std::int64_t{64} << 20;
 
 Owned<AVCodecContext> openDecoder(const AVStream& stream) {
@@ -35,7 +35,7 @@ Owned<AVCodecContext> openDecoder(const AVStream& stream) {
     if (!decoder || avcodec_parameters_to_context(decoder.get(), stream.codecpar) < 0) {
         return nullptr;
     }
-    decoder->thread_count = 1;  // the pool uses the cores
+    decoder->thread_count = 1;  // the callers' threads use the cores already
     decoder->max_pixels = mostPixels;
     return avcodec_open2(decoder.get(), codec, nullptr) < 0 ? nullptr : std::move(decoder);
 }
@@ -49,7 +49,7 @@ bool decodes(AVCodecContext& decoder, const AVPacket* packet, AVFrame& frame) {
 bool findFrame(const MediaFile& file, const AVStream& stream, AVCodecContext& decoder,
                AVFrame& frame) {
     if (file->duration > 0) {
-        // Where the file cannot be searched, its beginning serves.
+        // A file that cannot be searched is read from its beginning.
         av_seek_frame(file.get(), -1, file->duration / 10, AVSEEK_FLAG_BACKWARD);
     }
     const Owned<AVPacket> packet(av_packet_alloc());

@@ -10,8 +10,8 @@ namespace nookery {
 /// By how many quarter turns clockwise a film's pictures are to be shown turned, 0 to 3.
 int quarterTurns(const AVStream& stream);
 
-/// One picture of a stream, upright, its longer side at most `longestSide`: the cover itself, or
-/// of a film one from its first tenth. Empty when there is none that can be decoded.
+/// One picture of a stream, upright, its longer side at most `longestSide`: a cover itself, or a
+/// picture from a film at a tenth of its length. Empty when none can be decoded.
 Picture pictureOf(const MediaFile& file, const AVStream& stream, int longestSide);
 
 }  // namespace nookery

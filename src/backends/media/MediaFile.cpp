@@ -14,7 +14,7 @@ namespace {
 
 constexpr int bufferSize = 64 << 10;
 
-/// What formats that name other files would open.
+/// The formats that name other files to be opened.
 int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
     return AVERROR(EACCES);
 }

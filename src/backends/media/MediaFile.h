@@ -24,12 +24,12 @@ class MediaFile {
     AVFormatContext* operator->() const { return format_; }
     AVFormatContext* get() const { return format_; }
 
-    /// The stream that a player would choose; null when there is none. A cover is no film.
+    /// The stream that a player would choose; null when there is none. Covers do not count.
     AVStream* best(AVMediaType kind) const;
     /// The stream of the picture that the file carries as its cover; null when it carries none.
     AVStream* cover() const;
 
-    /// Throws Cancelled when stop was requested, and else MediaError.
+    /// Throws Cancelled when stop was requested, else MediaError.
     [[noreturn]] void fail(std::string_view what) const;
 
   private:

@@ -15,7 +15,7 @@ void OffscreenApplication::demand() {
     const std::scoped_lock lock(mutex_);
     // Qt allows one application object a process, and a window may have made its own.
     if (QCoreApplication::instance() != nullptr) return;
-    // A program without windows has nobody to tell about runtime folders and scripts of fonts.
+    // Qt would print about runtime folders and the scripts of fonts.
     QLoggingCategory::setFilterRules(QStringLiteral("default.warning=false\nqt.*.warning=false"));
     std::promise<void> isMade;
     holder_ = std::thread([this, &isMade, isOver = isOver_.get_future()] { hold(isMade, isOver); });

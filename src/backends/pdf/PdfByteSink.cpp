@@ -5,7 +5,7 @@ namespace {
 
 constexpr std::size_t bufferByteCount = std::size_t{1} << 16;
 
-// The pieces in which Qt hands over the date and the table of places; each comes in one call.
+// The pieces in which Qt writes the date and the cross-reference table; each comes in one call.
 constexpr QByteArrayView dateKey = "\n/CreationDate (D:";
 constexpr QByteArrayView fixedDate = "20000101000000";
 constexpr QByteArrayView fixedZone = "Z)\n";

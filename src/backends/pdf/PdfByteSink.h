@@ -8,9 +8,9 @@
 
 namespace nookery {
 
-/// Takes the bytes that Qt makes of a document into a file, with a fixed date of creation in place
-/// of the moment's, so that the same drawing gives the same bytes. Nothing is thrown through Qt's
-/// frames: the first failure is kept, and thrown by `check`.
+/// Writes the bytes of Qt's document into a file, with a fixed date of creation in place of the
+/// present one, so that the same drawing gives the same bytes. Throws nothing through Qt's code: it
+/// keeps the first failure for `check` to throw.
 class PdfByteSink final : public QIODevice {
   public:
     explicit PdfByteSink(WritableFile& file);

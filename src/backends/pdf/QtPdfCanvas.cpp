@@ -12,9 +12,9 @@ constexpr int dotsPerInch = 1200;
 constexpr double dotsPerPoint = dotsPerInch / 72.0;
 constexpr const char* cannotCreate = "Unable to create the PDF file.";
 
-/// Helvetica by the name of its free twin first: Qt asks the system what stands for a name only
-/// when none of the list is installed. What both lack is looked up in the rest: emoji in a font of
-/// outlines, since coloured ones cannot be drawn on paper.
+/// Helvetica's free twin first: Qt asks the system for a substitute only when no font of the list
+/// is installed. The rest has the characters that both lack. Emoji come from a font of outlines,
+/// since a PDF file cannot hold coloured ones.
 QStringList families() {
     return {QStringLiteral("Nimbus Sans"),      QStringLiteral("Helvetica"),
             QStringLiteral("Noto Sans"),        QStringLiteral("Noto Sans Arabic"),
@@ -109,7 +109,7 @@ std::vector<PdfTextLine> QtPdfCanvas::breakText(std::string_view text, const Pdf
     std::vector<PdfTextLine> lines;
     if (text.empty()) return lines;
     for (const std::string_view paragraph : splitLines(text)) {
-        // Stops for tabs would lie elsewhere on another screen.
+        // Tab stops would lie elsewhere on another screen.
         breakParagraph(shownText(paragraph).replace(u'\t', QStringLiteral("    ")), font, width,
                        lines);
     }

@@ -9,7 +9,7 @@
 namespace nookery {
 namespace {
 
-/// The order in which fonts are embedded follows Qt's hashing.
+/// Qt embeds fonts in the order of its hashes: a fixed seed keeps the order the same.
 class FixedHashSeed {
   public:
     FixedHashSeed() { QHashSeed::setDeterministicGlobalSeed(); }

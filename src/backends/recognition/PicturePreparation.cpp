@@ -10,7 +10,7 @@ namespace nookery {
 namespace {
 
 constexpr int smallestSide = 8;
-/// Of a picture whose paper is white.
+/// A pixel below this grey is ink, once the paper is white.
 constexpr int inkThreshold = 150;
 
 OwnedPix grey(const Picture& picture) {
@@ -20,7 +20,7 @@ OwnedPix grey(const Picture& picture) {
     l_uint32* row = pixGetData(pix.get());
     for (int y = 0; y < picture.height; ++y, row += pixGetWpl(pix.get())) {
         for (int x = 0; x < picture.width; ++x, pixel += 3) {
-            // Weights of 256ths, as the eye has them.
+            // The brightness that the eye sees, with weights in 256ths.
             SET_DATA_BYTE(row, x, (77 * pixel[0] + 150 * pixel[1] + 29 * pixel[2]) >> 8);
         }
     }
@@ -93,7 +93,7 @@ int letterHeight(Pix* grey) {
     return *middle;
 }
 
-/// Letters larger than the recogniser needs cost time, and their grain is read as ink.
+/// Letters larger than the recogniser needs cost time, and it reads their grain as ink.
 OwnedPix readablySmall(OwnedPix pix) {
     constexpr float wantedHeight = 20;
     constexpr float smallestScale = 0.3F;

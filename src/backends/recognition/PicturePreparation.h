@@ -13,8 +13,8 @@ struct PixRelease {
 };
 using OwnedPix = std::unique_ptr<Pix, PixRelease>;
 
-/// The picture as text is best read from: grey, its background evened out to white, its lines
-/// level. None when there is nothing to read.
+/// Prepares the picture for reading its text: grey, its background evened out to white, its lines
+/// level. None when the picture is too small to hold text.
 OwnedPix preparedForReading(const Picture& picture);
 
 }  // namespace nookery

@@ -34,7 +34,7 @@ double medianHeight(const std::vector<TextPiece>& pieces) {
     return *middle;
 }
 
-/// A crowded page shows its slope by a part of its pairs.
+/// On a crowded page, a sample of the pairs is enough to find the slope.
 std::vector<Pair> thinned(const std::vector<Pair>& pairs) {
     constexpr std::size_t enough = 4000;
     const std::size_t step = pairs.size() / enough + 1;
@@ -43,7 +43,7 @@ std::vector<Pair> thinned(const std::vector<Pair>& pairs) {
     return kept;
 }
 
-/// What is printed in one row is near to where the row's rise leads.
+/// Pairs of which the right piece lies near to where the left one's row leads.
 std::vector<Pair> pairsOf(const std::vector<TextPiece>& pieces, double height, double rise) {
     std::vector<Pair> pairs;
     for (const TextPiece& left : pieces) {
@@ -72,7 +72,7 @@ double fitness(const RowSlope& slope, const std::vector<Pair>& pairs) {
     return sum;
 }
 
-/// The rise of the text's own baselines, of which each counts as much as it is long.
+/// The median rise of the text's own baselines, each weighted by its length.
 double medianRise(const std::vector<TextPiece>& pieces) {
     std::vector<std::pair<double, double>> rises;
     double wholeWidth = 0;

@@ -13,8 +13,8 @@ struct TextPiece {
     bool holdsNumber = false;
 };
 
-/// Puts pieces of text together to printed rows, from top to bottom; the pieces of a row, as a
-/// label and its amount, become one line, from left to right. The boxes are as though the paper
+/// Joins pieces of text to printed rows, from top to bottom. The pieces of a row, such as a label
+/// and its amount, become one line, from left to right. The boxes are straightened, as if the paper
 /// had lain flat.
 std::vector<OCRLine> inRows(std::vector<TextPiece> pieces);
 

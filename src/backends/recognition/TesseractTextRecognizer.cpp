@@ -10,7 +10,6 @@
 #include <mutex>
 #include <optional>
 
-#include "backends/recognition/BrokenNumbers.h"
 #include "backends/recognition/PicturePreparation.h"
 #include "backends/recognition/ReadingOrder.h"
 #include "foundation/Text.h"
@@ -18,8 +17,8 @@
 namespace nookery {
 namespace {
 
-/// The usual iterators look for a paragraph's direction at each word, which takes minutes where no
-/// paragraphs were found; English has one direction.
+/// Tesseract's usual iterators look for a paragraph's direction at each word. Where it has found no
+/// paragraphs, that takes minutes. English has one direction.
 class LineEngine final : public tesseract::TessBaseAPI {
   public:
     using TessBaseAPI::GetLTRIterator;
@@ -63,10 +62,48 @@ bool holdsDigit(std::string_view text) {
     return text.find_first_of("0123456789") != std::string_view::npos;
 }
 
-/// What the engine asks before each line. Afterwards it gathers lines into paragraphs, in a time
-/// that grows with the cube of their number: 6 seconds for a thousand, and hours for the grain of a
-/// picture without text. Nobody needs them, and an engine that is stopped before the last line
-/// keeps the lines it has and leaves the paragraphs.
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+/// Whether the two pieces are one number: no more than two letters apart, on one level, with a
+/// digit on each side of the gap.
+bool breaksBetween(const TextPiece& left, const TextPiece& right, double aspect) {
+    const NormalizedBox& a = left.line.box;
+    const NormalizedBox& b = right.line.box;
+    const double height = std::max(a.height, b.height);
+    const double gap = (b.x - a.x - a.width) * aspect;
+    return isDigit(left.line.text.back()) && isDigit(right.line.text.front()) && gap >= 0 &&
+           gap < 2 * height && std::abs(a.centreY() - b.centreY()) < 0.5 * height;
+}
+
+NormalizedBox around(const NormalizedBox& a, const NormalizedBox& b) {
+    const double bottom = std::min(a.y, b.y);
+    return {a.x, bottom, b.x + b.width - a.x, std::max(a.y + a.height, b.y + b.height) - bottom};
+}
+
+/// Numbers that were found in two pieces, because the engine took the point between them for a
+/// speck, as the boxes that hold them whole. Their pieces leave `pieces`. `aspect` is the picture's
+/// width over its height.
+std::vector<NormalizedBox> takeBrokenNumbers(std::vector<TextPiece>& pieces, double aspect) {
+    std::vector<NormalizedBox> whole;
+    std::vector<bool> taken(pieces.size(), false);
+    for (std::size_t left = 0; left < pieces.size(); ++left) {
+        if (!isDigit(pieces[left].line.text.back())) continue;
+        for (std::size_t right = 0; right < pieces.size(); ++right) {
+            if (taken[left] || taken[right] || left == right) continue;
+            if (!breaksBetween(pieces[left], pieces[right], aspect)) continue;
+            whole.push_back(around(pieces[left].line.box, pieces[right].line.box));
+            taken[left] = taken[right] = true;
+        }
+    }
+    std::size_t index = 0;
+    std::erase_if(pieces, [&](const TextPiece&) { return taken[index++]; });
+    return whole;
+}
+
+/// The engine asks this before each line whether to stop. After the last line it gathers the lines
+/// into paragraphs, in a time that grows with the cube of their number: 6 seconds for a thousand
+/// lines, hours for the grain of a picture without text. Nobody needs the paragraphs. An engine
+/// that is stopped before the last line keeps its lines and makes no paragraphs.
 class LineWatch {
   public:
     explicit LineWatch(const std::stop_token& stop) : stop_(stop) {}
@@ -98,7 +135,7 @@ class TesseractTextRecognizer final : public TextRecognizer {
 
     std::vector<OCRLine> recognise(const Picture& picture, std::stop_token stop) const override {
         if (stop.stop_requested()) throw Cancelled();
-        // The engine would start threads for each line of text, and lose time with them. The
+        // Without this the engine would start threads for each line of text, which costs time. The
         // setting is the calling thread's own.
         omp_set_max_active_levels(0);
         const OwnedPix pix = preparedForReading(picture);

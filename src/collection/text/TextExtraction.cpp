@@ -5,7 +5,6 @@
 
 #include "foundation/HtmlMarkup.h"
 #include "foundation/Text.h"
-#include "foundation/TextLines.h"
 
 namespace nookery {
 namespace {

@@ -2,7 +2,7 @@
 
 namespace nookery {
 
-/// What the work and the main thread share. The operation itself is only touched on the main one.
+/// What the work and the main thread share. Only the main thread touches the operation itself.
 struct OperationControl::Shared {
     explicit Shared(WorkQueue& queue) : mainQueue(queue) {}
 
@@ -59,7 +59,7 @@ void OperationBase::whenEnded(std::function<void()> ended) {
 }
 
 void OperationBase::announceEnd() {
-    // Whoever is told may let go of the operation.
+    // A callback may drop the last other reference to this operation.
     const auto self = shared_from_this();
     for (const auto& ended : std::exchange(ended_, {})) ended();
 }

@@ -25,7 +25,7 @@ struct OperationProgress {
     bool operator==(const OperationProgress&) const = default;
 };
 
-/// What the work itself holds of its operation. Copies share one state. Any thread.
+/// The work's own handle on its operation. Copies share one state. Any thread.
 class OperationControl {
   public:
     explicit OperationControl(WorkQueue& mainQueue);
@@ -54,7 +54,7 @@ class OperationBase : public std::enable_shared_from_this<OperationBase> {
 
     /// None until the first news.
     const Published<std::optional<OperationProgress>>& progress() const { return progress_; }
-    /// Asks the work to end where it is whole. It may still be done by then. Any thread.
+    /// Asks the work to end at its next safe point. The work may still finish. Any thread.
     void stop();
     /// Stops when the token says so, as long as the operation lives.
     void stopWith(std::stop_token token);

@@ -10,7 +10,7 @@ Failure failureOf(const std::exception_ptr& cause) {
     } catch (const std::exception& error) {
         return {describe(error), {}, cause};
     } catch (...) {
-        return {"Something went wrong that has no description.", {}, cause};
+        return {"Something went wrong, and nothing is known about it.", {}, cause};
     }
 }
 

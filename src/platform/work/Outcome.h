@@ -19,7 +19,7 @@ struct Failure {
     std::exception_ptr cause;
 };
 
-/// The words for an exception, whosever it is. Must not be called with a Cancelled.
+/// The failure that an exception of any type describes. Must not be called with a Cancelled.
 Failure failureOf(const std::exception_ptr& cause);
 
 /// What a piece of work came to: done with a result, stopped before its end, or failed.

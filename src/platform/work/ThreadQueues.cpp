@@ -63,7 +63,7 @@ class WorkList {
     bool stopped_ = false;
 };
 
-/// The root of a queue's thread: nothing crosses it.
+/// The root of a queue's thread: no exception passes it.
 void runLogged(const WorkQueue::Work& work, Log& log) {
     try {
         work();
@@ -110,7 +110,7 @@ class ListQueue : public Interface {
     WorkList list_;
 };
 
-/// To be called on the thread concerned. Where the system refuses, the work runs as any other.
+/// Lowers the calling thread's priority. Where the system refuses, the priority stays.
 void lowerOwnPriority() {
     constexpr int lowest = 19;
     ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), lowest);

@@ -10,15 +10,15 @@
 
 namespace nookery {
 
-/// A serial queue on a thread of its own, named for debuggers. Its destruction drops the work that
-/// has not begun and waits for the piece that runs.
+/// A serial queue on a thread of its own, which debuggers show under `name`. Its destruction drops
+/// the work that has not begun and waits for the piece that runs.
 std::unique_ptr<WorkQueue> makeThreadQueue(const std::string& name, Log& log);
 
-/// A queue whose work runs on several threads at once, in any order, at a priority that leaves the
-/// machine to everything else. Its destruction as that of a thread queue.
+/// A queue whose work runs on several threads at once, in any order, at the lowest priority. Its
+/// destruction does as a thread queue's.
 std::unique_ptr<WorkQueue> makeBackgroundPool(const std::string& name, int threadCount, Log& log);
 
-/// The queue of the thread that calls `run`: the main thread of a command-line program.
+/// The queue of the thread that calls `runUntil`: the main thread of a command-line program.
 class LoopQueue : public WorkQueue {
   public:
     /// Runs work as it arrives, until `finished` answers true; it is asked after each piece.

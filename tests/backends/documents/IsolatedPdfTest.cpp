@@ -27,7 +27,7 @@ TEST(IsolatedPdf, AReaderThatDiesIsOneClearFailureEachTime) {
         return "none";
     };
     const std::string expected =
-        "\"plan.pdf\" was given up: reading it takes too much memory, or breaks what reads it.";
+        "\"plan.pdf\" was given up: it takes too much memory or crashes the PDF library.";
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(failure([&] { pages->render(file, 0, 100, {}, {}); }), expected);
         EXPECT_EQ(failure([&] { documents->read(file, {"application/pdf"}, {}, {}); }), expected);
