@@ -5,10 +5,11 @@ JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 DESTDIR ?=
 ARGS ?=
+THREADED_TESTS ?= Work|Queues|RealQueues|LexicalIndex
 DIR ?=
 
 .DEFAULT_GOAL := help
-.PHONY: help run test test-sanitized build bench bench-relevance check format install package clean
+.PHONY: help run test test-sanitized test-threads build bench bench-relevance check check-quick format install package clean
 
 # $(call build,PRESET[,TARGETS])
 define build
@@ -22,7 +23,7 @@ help:
 	@echo "make build                   the programs, in build/release/bin/"
 	@echo "make bench                   the benchmarks"
 	@echo "make bench-relevance DIR=…   how well the ranking finds what is relevant"
-	@echo "make check                   format, tidy, layers, headers, sizes"
+	@echo "make check                   format, tidy, layers, headers, sizes; the core under the thread sanitizer"
 	@echo "make format                  lay the sources out as make check wants them"
 	@echo "make install                 install under PREFIX ($(PREFIX))"
 	@echo "make package                 a Debian package, in build/release/"
@@ -41,6 +42,12 @@ test-sanitized:
 	@packaging/setup
 	$(call build,asan-ubsan)
 	@ctest --preset asan-ubsan -j $(JOBS)
+
+# The work that runs on real queues, and what stands on it.
+test-threads:
+	@packaging/setup
+	$(call build,tsan,core_tests)
+	@ctest --preset tsan -j $(JOBS) -R '$(THREADED_TESTS)'
 
 build:
 	@packaging/setup
@@ -61,6 +68,11 @@ bench-relevance:
 check:
 	@packaging/setup check
 	@tools/check
+	@$(MAKE) --no-print-directory test-threads THREADED_TESTS=.
+
+check-quick:
+	@packaging/setup check
+	@tools/check format layers sizes headers qt
 
 format:
 	@packaging/setup check

@@ -90,11 +90,13 @@ void run(const Path& folder) {
     const LibraryLayout layout{folder / "data", folder / "cache"};
     fill(platform, layout);
     SnapshotBuilder builder(platform, layout, &pauseBackup);
-    const double first = secondsFor([&] { builder.build("launch", {}); });
+    const double first =
+        secondsFor([&] { builder.build("launch", OperationControl(platform.mainQueue)); });
     std::vector<double> whole, pace, peer;
     for (int i = 0; i < repetitions; ++i) {
         pace.push_back(databasePace(platform, layout, folder));
-        whole.push_back(secondsFor([&] { builder.build("before-bulk-delete", {}); }));
+        whole.push_back(secondsFor(
+            [&] { builder.build("before-bulk-delete", OperationControl(platform.mainQueue)); }));
         peer.push_back(linkingPeer(platform, layout, folder));
     }
     const double beyond = median(whole) - median(pace);

@@ -70,9 +70,7 @@ void RestoreWorld::makeSource() {
     }
     makeSampleLibrary(world, world.layout(), "lately", smallByteCount);
     CrumbRecoverySnapshots snapshots(platform, world.layout(), [](auto) {});
-    snapshots.take("requested", {}, {},
-                   [this](const auto& made) { snapshotName = made.snapshotName.value(); });
-    world.time.settle();
+    snapshotName = world.resultOf(snapshots.take("requested"));
     for (const auto& entry : fs::directory_iterator(library)) {
         if (entry.path().filename() != "Recovery") fs::remove_all(entry.path());
     }
@@ -80,7 +78,8 @@ void RestoreWorld::makeSource() {
 
 void RestoreWorld::prepare() {
     if (kind == RestoreKind::archive) {
-        prepareArchiveRestore(platform, world.layout(), world.folder / "archive", {});
+        prepareArchiveRestore(platform, world.layout(), world.folder / "archive",
+                              OperationControl(platform.mainQueue));
     } else {
         prepareSnapshotRestore(platform, world.layout(), snapshotName, {}, {});
     }

@@ -115,8 +115,18 @@ TestPlatform::TestPlatform(Place place)
 }
 
 Platform TestPlatform::platform() {
+    return platformOn({mainQueue, snapshotQueue, captureQueue, inboxQueue, searchQueue, enrichQueue,
+                       linkQueue, filesQueue},
+                      files);
+}
+
+Platform TestPlatform::platformOn(const TestQueues& queues) {
+    return platformOn(queues, *realFiles);
+}
+
+Platform TestPlatform::platformOn(const TestQueues& queues, FileSystem& fileSystem) {
     return {.clock = time,
-            .files = files,
+            .files = fileSystem,
             .defaults = defaults,
             .keyStore = keyStore,
             .trash = trash,
@@ -136,14 +146,14 @@ Platform TestPlatform::platform() {
             .cloud = cloud,
             .embedder = embedder,
             .web = web,
-            .mainQueue = mainQueue,
-            .snapshotQueue = snapshotQueue,
-            .captureQueue = captureQueue,
-            .inboxQueue = inboxQueue,
-            .searchQueue = searchQueue,
-            .enrichQueue = enrichQueue,
-            .linkQueue = linkQueue,
-            .filesQueue = filesQueue,
+            .mainQueue = queues.main,
+            .snapshotQueue = queues.snapshots,
+            .captureQueue = queues.capture,
+            .inboxQueue = queues.inbox,
+            .searchQueue = queues.search,
+            .enrichQueue = queues.enrich,
+            .linkQueue = queues.link,
+            .filesQueue = queues.files,
             .enrichThreadCount = 2,
             .applicationIdentifier = "com.kestrelhq.nookery"};
 }

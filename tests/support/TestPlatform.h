@@ -75,6 +75,18 @@ class FakeEmbedder final : public TextEmbedder {
     }
 };
 
+/// The queues of a platform.
+struct TestQueues {
+    WorkQueue& main;
+    WorkQueue& snapshots;
+    WorkQueue& capture;
+    WorkQueue& inbox;
+    WorkQueue& search;
+    WorkQueue& enrich;
+    WorkQueue& link;
+    WorkQueue& files;
+};
+
 /// A whole world for one library in a temporary folder, on virtual time, with a file system whose
 /// operations can be made to fail. Settle `time` to let queued work run.
 class TestPlatform {
@@ -82,6 +94,8 @@ class TestPlatform {
     explicit TestPlatform(Place place = Place::disk);
 
     Platform platform();
+    /// The same on queues of the test's own, and on a file system without faults.
+    Platform platformOn(const TestQueues& queues);
     LibraryLayout layout() const { return {folder / "data", folder / "cache"}; }
 
     /// Lets the operation run to its end, and answers its result. Throws what it failed with, and
@@ -125,6 +139,9 @@ class TestPlatform {
     FakeEmbedder fakeEmbedder;
     WebFetcher* web = nullptr;
     const TextEmbedder* embedder = nullptr;  ///< set to &fakeEmbedder to find by meaning
+
+  private:
+    Platform platformOn(const TestQueues& queues, FileSystem& fileSystem);
 };
 
 }  // namespace nookery::testing

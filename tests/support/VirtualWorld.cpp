@@ -40,28 +40,33 @@ Json objectUnder(std::string_view key, const std::optional<std::string>& value) 
 }  // namespace
 
 std::optional<std::string> MemoryDefaults::get(std::string_view key) const {
+    const std::lock_guard lock(mutex_);
     const auto found = values_.find(key);
     if (found == values_.end()) return std::nullopt;
     return found->second;
 }
 
 void MemoryDefaults::set(std::string_view key, std::string_view value) {
+    const std::lock_guard lock(mutex_);
     checkChangeable();
     values_[std::string(key)] = value;
 }
 
 void MemoryDefaults::remove(std::string_view key) {
+    const std::lock_guard lock(mutex_);
     checkChangeable();
     values_.erase(std::string(key));
 }
 
 std::vector<std::string> MemoryDefaults::keys() const {
+    const std::lock_guard lock(mutex_);
     std::vector<std::string> found;
     for (const auto& [key, value] : values_) found.push_back(key);
     return found;
 }
 
 std::vector<DefaultsEntry> MemoryDefaults::entries(std::string_view key) const {
+    const std::lock_guard lock(mutex_);
     std::vector<DefaultsEntry> found;
     const Json object = objectUnder(key, get(key));
     for (const auto& [name, entry] : object.items()) {
@@ -71,6 +76,7 @@ std::vector<DefaultsEntry> MemoryDefaults::entries(std::string_view key) const {
 }
 
 void MemoryDefaults::changeEntries(const DefaultsChanges& changes) {
+    const std::lock_guard lock(mutex_);
     if (changes.empty()) return;
     checkChangeable();
     auto changed = values_;

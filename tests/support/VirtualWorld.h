@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <map>
+#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
@@ -72,6 +73,7 @@ class MemoryDefaults final : public UserDefaults {
   private:
     void checkChangeable() const;
 
+    mutable std::recursive_mutex mutex_;
     std::map<std::string, std::string, std::less<>> values_;
 };
 
@@ -92,9 +94,15 @@ class MemoryKeyStore final : public KeyStore {
 
 class RecordingLog final : public Log {
   public:
-    void line(std::string_view text) override { lines.emplace_back(text); }
+    void line(std::string_view text) override {
+        const std::lock_guard lock(mutex_);
+        lines.emplace_back(text);
+    }
     bool contains(std::string_view part) const;
     std::vector<std::string> lines;
+
+  private:
+    std::mutex mutex_;
 };
 
 }  // namespace nookery::testing
