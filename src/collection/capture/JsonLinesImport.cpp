@@ -67,9 +67,10 @@ class Import : public std::enable_shared_from_this<Import> {
         const bool isStopped = operation_->control().isStopRequested();
         isEnding_ = batch.isLast || isStopped;
         report_.cancelled = isStopped && !batch.isLast;
-        if (batch.memories.empty()) return finish();
-        commit(batch.memories);
+        // Before the commit, which may end at once.
         if (!isEnding_) readNext();
+        if (!batch.memories.empty()) return commit(batch.memories);
+        if (isEnding_) finish();
     }
 
     void commit(const std::vector<NewMemory>& memories) {

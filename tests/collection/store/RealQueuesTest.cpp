@@ -12,8 +12,6 @@ namespace {
 
 class RealQueuesTest : public ::testing::Test {
   protected:
-    RealQueuesTest() { world_.embedder = &world_.fakeEmbedder; }
-
     void open(SessionLength length) {
         store_ = std::make_unique<CrumbStore>(platform_, world_.layout(), LibraryAccess::writing);
         resultOf(store_->open(length));
@@ -28,6 +26,12 @@ class RealQueuesTest : public ::testing::Test {
         return resultOf(store_->capture({.sources = {CaptureFile{file}}})).added.at(0);
     }
 
+    Platform makePlatform() {
+        world_.embedder = &world_.fakeEmbedder;
+        return world_.platformOn(
+            {*main_, *snapshots_, *captureQueue_, *inbox_, *search_, *enrich_, *link_, *files_});
+    }
+
     testing::TestPlatform world_;
     std::unique_ptr<LoopQueue> main_ = makeLoopQueue(world_.log);
     std::unique_ptr<WorkQueue> snapshots_ = makeThreadQueue("snapshots", world_.log);
@@ -37,8 +41,7 @@ class RealQueuesTest : public ::testing::Test {
     std::unique_ptr<WorkQueue> enrich_ = makeBackgroundPool("enrich", 2, world_.log);
     std::unique_ptr<WorkQueue> link_ = makeThreadQueue("link", world_.log);
     std::unique_ptr<WorkQueue> files_ = makeThreadQueue("files", world_.log);
-    Platform platform_ = world_.platformOn(
-        {*main_, *snapshots_, *captureQueue_, *inbox_, *search_, *enrich_, *link_, *files_});
+    Platform platform_ = makePlatform();
     std::unique_ptr<CrumbStore> store_;
 };
 
