@@ -123,7 +123,7 @@ void measureJourneys(const Path& folder) {
     const Uuid tagged = world.store().items()->front()->id;
     world.measure("one tag", [&] {
         save(world.mainLoop(), [&](Saved saved) {
-            world.store().setManualTags(tagged, {"kitchen"}, std::move(saved));
+            world.store().memoryEdits().setManualTags(tagged, {"kitchen"}, std::move(saved));
         });
     });
     world.measure("complete archive", [&] {

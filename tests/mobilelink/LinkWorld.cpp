@@ -68,7 +68,9 @@ void LinkWorld::add(const CrumbItem& item) {
                       [](const SaveFailure& failure) { failure.throwIfFailed(); });
 }
 
-void LinkWorld::change(const CrumbItem& item) { store->replaceItem(item).throwIfFailed(); }
+void LinkWorld::change(const CrumbItem& item) {
+    store->memoryEdits().replace(item).throwIfFailed();
+}
 
 void LinkWorld::remove(const Uuid& id) { world.resultOf(store->remover().deleteMemories({id})); }
 

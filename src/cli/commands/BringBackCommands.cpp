@@ -59,7 +59,8 @@ int runSet(CommandContext& context, const Arguments& arguments) {
     if (!clears) date = parseDate(arguments.positional(1), context.now());
     CrumbStore& store = context.open(LibraryAccess::writing);
     const auto item = findMemory(store, arguments.positional(0));
-    context.save([&](Saved saved) { store.setBringBack(item->id, date, std::move(saved)); });
+    context.save(
+        [&](Saved saved) { store.memoryEdits().setBringBack(item->id, date, std::move(saved)); });
     if (context.wantsJson()) {
         OrderedJson document = memoryJson(store, *item);
         document["bringBackDate"] = date ? OrderedJson(toIso8601(*date)) : OrderedJson();

@@ -44,7 +44,7 @@ int runCleanupNames(CommandContext& context, const Arguments& arguments) {
         context.demandConsent("Clean Up Filenames?", summaryOf(candidates) +
                                                          ". Only titles change; files keep their "
                                                          "names.");
-        const CleanupOutcome outcome = store.cleanUpFilenames(candidates);
+        const CleanupOutcome outcome = store.memoryEdits().cleanUpFilenames(candidates);
         outcome.failure.throwIfFailed();
         changedCount = outcome.changedCount;
         if (!context.wantsJson()) {

@@ -44,7 +44,7 @@ int runEdit(CommandContext& context, const Arguments& arguments) {
     if (auto title = arguments.text("title")) changed.title = std::move(*title);
     if (auto note = arguments.text("note")) changed.note = std::move(*note);
     if (auto text = newText(context, arguments, changed)) changed.text = std::move(*text);
-    store.replaceItem(changed).throwIfFailed();
+    store.memoryEdits().replace(changed).throwIfFailed();
     answer(context, store, changed.id);
     return exitDone;
 }
@@ -81,7 +81,8 @@ int runTag(CommandContext& context, const Arguments& arguments) {
         removeTag(manual, plainTag(tag), store.tagsOf(id));
     }
     for (const std::string& tag : arguments.values("add")) manual.push_back(plainTag(tag));
-    context.save([&](Saved saved) { store.setManualTags(id, manual, std::move(saved)); });
+    context.save(
+        [&](Saved saved) { store.memoryEdits().setManualTags(id, manual, std::move(saved)); });
     answer(context, store, id);
     return exitDone;
 }

@@ -184,7 +184,8 @@ int runOpen(CommandContext& context, const Arguments& arguments) {
     const std::string target = targetOf(*item);
     demandOriginal(context, *item);
     openOnDesktop(target);
-    context.save([&](Saved saved) { store.recordSelection(item->id, std::move(saved)); });
+    context.save(
+        [&](Saved saved) { store.memoryEdits().recordSelection(item->id, std::move(saved)); });
     if (context.wantsJson()) context.print(memoryJson(store, *item));
     return exitDone;
 }

@@ -11,6 +11,7 @@ namespace nookery {
 CrumbStore::CrumbStore(const Platform& platform, LibraryLayout layout, LibraryAccess access)
     : contents_(platform, std::move(layout), access),
       writer_(contents_, *this),
+      memoryEdits_(contents_, writer_),
       groupEdits_(contents_, writer_),
       search_(contents_) {
     revision_ = contents_.revision.subscribe([this](std::uint64_t) {
@@ -78,7 +79,7 @@ void CrumbStore::createServices() {
 
 void CrumbStore::becomeOpen(SessionLength length, const LibraryOpening& opening) {
     startFailure_ = opening.failure;
-    writer_.setOpen(true);
+    writer_.gate().setOpen(true);
     enrichment_->resume(opening.backlog);
     search_.setText("");
     if (length == SessionLength::oneCommand) return;
@@ -105,7 +106,7 @@ OperationPointer<Nothing> CrumbStore::close() {
         return operation;
     }
     enrichment_->pause();
-    writer_.setOpen(false);
+    writer_.gate().setOpen(false);
     if (!enrichment_->isUnderWay()) {
         closeDatabases(operation);
         return operation;
@@ -121,7 +122,7 @@ OperationPointer<Nothing> CrumbStore::close() {
 /// What other threads were given runs to its end first; closing a database may write.
 void CrumbStore::closeDatabases(const OperationPointer<Nothing>& operation) {
     lastEnrichment_.reset();
-    writer_.setOpen(false);
+    writer_.gate().setOpen(false);
     enrichment_.reset();
     recoverySnapshots_.reset();
     const Platform& platform = contents_.platform;
@@ -201,52 +202,6 @@ void CrumbStore::addRecords(const CrumbItemList& records, const TagsByID& tagsBy
                        [saved = std::move(saved)](const Library::Committed& committed) {
                            saved(committed.problem);
                        });
-}
-
-SaveFailure CrumbStore::replaceItem(CrumbItem changed) {
-    const Uuid id = changed.id;
-    if (SaveFailure refused = writer_.refusalFor(id)) return refused;
-    SaveFailure failure = writer_.replace({std::make_shared<const CrumbItem>(std::move(changed))});
-    memoriesEdited({id});
-    return failure;
-}
-
-SaveFailure CrumbStore::replaceItems(const CrumbItemList& changed) {
-    return writer_.replaceIfSaved("Crumb SQLite save error: ", changed);
-}
-
-void CrumbStore::setManualTags(const Uuid& id, const std::vector<std::string>& tags, Saved saved) {
-    writer_.annotate(
-        id, [&](MemoryAnnotations& annotations) { annotations.setManualTags(id, tags); },
-        std::move(saved));
-    writer_.index(contents_.memories.find(id));
-    writer_.recordChange();
-}
-
-void CrumbStore::setBringBack(const Uuid& id, std::optional<Timestamp> date, Saved saved) {
-    writer_.annotate(
-        id, [&](MemoryAnnotations& annotations) { annotations.setBringBack(id, date); },
-        std::move(saved));
-}
-
-void CrumbStore::recordSelection(const Uuid& id, Saved saved) {
-    writer_.annotate(
-        id, [&](MemoryAnnotations& annotations) { annotations.recordSelection(id); },
-        std::move(saved));
-}
-
-CleanupOutcome CrumbStore::cleanUpFilenames(
-    const std::vector<CrumbFilenameCleanupCandidate>& candidates) {
-    CrumbItemList changed;
-    for (const auto& candidate : candidates) {
-        const auto item = contents_.memories.find(candidate.id);
-        if (!item || item->title != candidate.oldTitle) continue;
-        CrumbItem renamed = *item;
-        renamed.title = candidate.newTitle;
-        changed.push_back(std::make_shared<const CrumbItem>(std::move(renamed)));
-    }
-    SaveFailure failure = writer_.replaceIfSaved("Crumb filename cleanup save error: ", changed);
-    return {failure ? 0 : changed.size(), failure};
 }
 
 template <typename Service>

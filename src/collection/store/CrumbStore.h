@@ -18,12 +18,12 @@
 #include "collection/store/Inboxes.h"
 #include "collection/store/LibraryContents.h"
 #include "collection/store/LibraryWriter.h"
+#include "collection/store/MemoryEdits.h"
 #include "collection/store/MemoryRemover.h"
 #include "collection/store/SearchSession.h"
 #include "collection/store/Selection.h"
 #include "platform/Platform.h"
 #include "platform/work/Operation.h"
-#include "retrieval/related/FilenameCleanup.h"
 
 namespace nookery {
 
@@ -32,11 +32,6 @@ struct LibraryOpening;
 /// One command leaves enrichment and due snapshots to a later, lasting session; a lasting one takes
 /// its launch snapshot and begins the background work at the end of its start.
 enum class SessionLength { oneCommand, lasting };
-
-struct CleanupOutcome {
-    std::size_t changedCount = 0;
-    SaveFailure failure{};
-};
 
 /// The one owner of the library while the program runs: the published state that every view
 /// observes, and the one connection that writes the collection database. It owns, and delegates:
@@ -106,20 +101,10 @@ class CrumbStore final : private LibraryEvents {
     /// added when that fails; when only the tags cannot be saved, the memories are in.
     void addRecords(const CrumbItemList& records, const TagsByID& tagsByID, Saved saved);
 
-    // Changes to memories. The ids must exist.
-    SaveFailure replaceItem(CrumbItem changed);
-    /// Several at once, in one transaction. Nothing is changed, in memory either, when it fails.
-    SaveFailure replaceItems(const CrumbItemList& changed);
-    void setManualTags(const Uuid& id, const std::vector<std::string>& tags, Saved saved);
-    void setBringBack(const Uuid& id, std::optional<Timestamp> date, Saved saved);
-    void recordSelection(const Uuid& id, Saved saved);  ///< counts as a use
-    /// Gives memories their proposed titles, in one transaction: on failure none is changed. A
-    /// memory that is gone, or whose title is no longer the old one, is left alone.
-    CleanupOutcome cleanUpFilenames(const std::vector<CrumbFilenameCleanupCandidate>& candidates);
-
     // The parts that have contracts of their own.
     SearchSession& search() { return search_; }
     Selection& selection() { return selection_; }
+    MemoryEdits& memoryEdits() { return memoryEdits_; }
     GroupEdits& groupEdits() { return groupEdits_; }
     FieldReportEdits& fieldReportEdits() { return fieldReportEdits_; }
     /// What it does is nothing while the library is not open for writing.
@@ -154,6 +139,7 @@ class CrumbStore final : private LibraryEvents {
     std::optional<std::string> startFailure_;
     std::optional<RestoreNotice> restoreNotice_;
     LibraryWriter writer_;
+    MemoryEdits memoryEdits_;
     GroupEdits groupEdits_;
     FieldReportEdits fieldReportEdits_;
     Selection selection_;

@@ -20,7 +20,7 @@ SaveFailure GroupEdits::create(const std::string& name, Uuid* created) {
 }
 
 SaveFailure GroupEdits::rename(const Uuid& id, const std::string& name) {
-    if (SaveFailure refused = writer_.refusalForGroup(id)) return refused;
+    if (SaveFailure refused = writer_.gate().refusalForGroup(id)) return refused;
     const auto renamed = std::find_if(contents_.groups->begin(), contents_.groups->end(),
                                       [&](const CrumbGroup& group) { return group.id == id; });
     if (renamed == contents_.groups->end()) return SaveFailure("There is no such group.");
@@ -45,7 +45,7 @@ SaveFailure GroupEdits::rename(const Uuid& id, const std::string& name) {
 SaveFailure GroupEdits::assign(const std::vector<Uuid>& ids, std::optional<Uuid> groupID) {
     if (SaveFailure refused = writer_.refusal()) return refused;
     if (groupID) {
-        if (SaveFailure refused = writer_.refusalForGroup(*groupID)) return refused;
+        if (SaveFailure refused = writer_.gate().refusalForGroup(*groupID)) return refused;
     }
     CrumbItemList changed;
     for (const Uuid& id : ids) {

@@ -28,38 +28,7 @@ CrumbItemPointer inGroup(const CrumbItem& item, std::optional<Uuid> groupID) {
 }
 
 LibraryWriter::LibraryWriter(LibraryContents& contents, LibraryEvents& events)
-    : contents_(contents), events_(events) {}
-
-SaveFailure LibraryWriter::refusal() const {
-    if (contents_.access == LibraryAccess::reading) {
-        return SaveFailure("The library was opened for reading only.");
-    }
-    if (!isOpen_) return SaveFailure("The library is not open.");
-    if (isClosed_) {
-        return SaveFailure("NOOKERY is removing memories just now.", "Try again in a moment.");
-    }
-    return {};
-}
-
-SaveFailure LibraryWriter::refusalFor(const Uuid& id) const {
-    if (SaveFailure refused = refusal()) return refused;
-    if (closed_.contains(id)) return SaveFailure("This memory is being removed.");
-    return {};
-}
-
-SaveFailure LibraryWriter::refusalForGroup(const Uuid& id) const {
-    if (SaveFailure refused = refusal()) return refused;
-    if (closedGroups_.contains(id)) return SaveFailure("This group is being removed.");
-    return {};
-}
-
-void LibraryWriter::closeMemories(const std::unordered_set<Uuid>& ids) {
-    closed_.insert(ids.begin(), ids.end());
-}
-
-void LibraryWriter::reopenMemories(const std::unordered_set<Uuid>& ids) {
-    for (const Uuid& id : ids) closed_.erase(id);
-}
+    : contents_(contents), events_(events), gate_(contents.access == LibraryAccess::reading) {}
 
 SaveFailure LibraryWriter::logged(std::string_view logPrefix, const Error& error) const {
     contents_.platform.log.line(std::string(logPrefix) + error.description());
@@ -116,7 +85,7 @@ void LibraryWriter::changeSidecar(const std::function<void(Sidecar&)>& change) {
 }
 
 void LibraryWriter::annotate(const Uuid& id, const AnnotationChange& change, Saved saved) {
-    if (SaveFailure refused = refusalFor(id)) return answerLater(std::move(refused), saved);
+    if (SaveFailure refused = gate_.refusalFor(id)) return answerLater(std::move(refused), saved);
     change(contents_.annotations);
     saveAnnotations(std::move(saved));
 }
@@ -180,7 +149,7 @@ void LibraryWriter::addRecords(const CrumbItemList& records, const TagsByID& tag
 
 SaveFailure LibraryWriter::replace(const CrumbItemList& changed) {
     for (const auto& record : changed) {
-        if (SaveFailure refused = refusalFor(record->id)) return refused;
+        if (SaveFailure refused = gate_.refusalFor(record->id)) return refused;
     }
     SaveFailure failure = save(saveError, [&](SQLiteDatabase& database) {
         database.saveItems(changed, contents_.platform.clock.now());
@@ -193,7 +162,7 @@ SaveFailure LibraryWriter::replace(const CrumbItemList& changed) {
 SaveFailure LibraryWriter::replaceIfSaved(std::string_view logPrefix,
                                           const CrumbItemList& changed) {
     for (const auto& record : changed) {
-        if (SaveFailure refused = refusalFor(record->id)) return refused;
+        if (SaveFailure refused = gate_.refusalFor(record->id)) return refused;
     }
     if (SaveFailure failure = save(logPrefix, [&](SQLiteDatabase& database) {
             database.saveItems(changed, contents_.platform.clock.now());

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "collection/database/Library.h"
+#include "collection/store/ChangeGate.h"
 #include "collection/store/LibraryContents.h"
 #include "collection/store/LibraryEvents.h"
 
@@ -20,23 +21,12 @@ using TagsByID = std::unordered_map<Uuid, std::vector<std::string>>;
 /// thread.
 class LibraryWriter final : public Library {
   public:
-    /// Nothing may be changed until `setOpen`.
     LibraryWriter(LibraryContents& contents, LibraryEvents& events);
 
-    // What may be changed.
-    void setOpen(bool isOpen) { isOpen_ = isOpen; }
-    SaveFailure refusal() const override;
-    /// Closes memories for changes until they are removed or reopened.
-    void closeMemories(const std::unordered_set<Uuid>& ids);
-    void reopenMemories(const std::unordered_set<Uuid>& ids);
-    void closeGroup(const Uuid& id) { closedGroups_.insert(id); }
-    void reopenGroup(const Uuid& id) { closedGroups_.erase(id); }
-    /// Closes the whole library for changes, or opens it again.
-    void closeLibrary(bool isClosed) { isClosed_ = isClosed; }
-    bool isClosed(const Uuid& id) const override { return isClosed_ || closed_.contains(id); }
-    /// Why this memory may not be changed now.
-    SaveFailure refusalFor(const Uuid& id) const;
-    SaveFailure refusalForGroup(const Uuid& id) const;
+    /// What may be changed now; closed until the library is open.
+    ChangeGate& gate() { return gate_; }
+    SaveFailure refusal() const override { return gate_.refusal(); }
+    bool isClosed(const Uuid& id) const override { return gate_.isClosed(id); }
 
     // The databases.
     /// Runs a change of the collection database and makes it durable.
@@ -55,8 +45,7 @@ class LibraryWriter final : public Library {
     /// The same for what goes with removed memories; on the disk before anything that is handed to
     /// the files queue later.
     void annotateForRemoval(const AnnotationChange& change);
-    /// Logs a failure behind a prefix, and answers it.
-    SaveFailure logged(std::string_view logPrefix, const Error& error) const;
+    /// What a change answers where there is no database: it is logged.
     SaveFailure unavailable() const;
 
     // Records.
@@ -75,6 +64,8 @@ class LibraryWriter final : public Library {
     void index(const CrumbItemPointer& item);
     /// What every change of the library ends with.
     void recordChange();
+    /// A person changed the texts of these.
+    void tellEdited(const std::vector<Uuid>& ids) { events_.memoriesEdited(ids); }
 
     SaveFailure saveReadings(const CrumbItemList& changed,
                              const SQLiteDatabase::Embeddings& vectors,
@@ -86,15 +77,13 @@ class LibraryWriter final : public Library {
   private:
     SaveFailure run(std::string_view logPrefix, const std::function<void(SQLiteDatabase&)>& change);
 
+    SaveFailure logged(std::string_view logPrefix, const Error& error) const;
     void saveAnnotations(Saved saved);
     void answerLater(SaveFailure failure, Saved saved);
 
     LibraryContents& contents_;
     LibraryEvents& events_;
-    bool isOpen_ = false;
-    bool isClosed_ = false;
-    std::unordered_set<Uuid> closed_;
-    std::unordered_set<Uuid> closedGroups_;
+    ChangeGate gate_;
     CallbackGuard guard_;
 };
 

@@ -65,7 +65,7 @@ OperationPointer<DestructiveOutcome> MemoryRemover::clearLibrary() {
 OperationPointer<DestructiveOutcome> MemoryRemover::enqueue(Kind kind, Request request) {
     WorkQueue& mainQueue = contents_.platform.mainQueue;
     SaveFailure refused = writer_.refusal();
-    if (!refused && request.group) refused = writer_.refusalForGroup(*request.group);
+    if (!refused && request.group) refused = writer_.gate().refusalForGroup(*request.group);
     if (!refused && !contents_.database) refused = writer_.unavailable();
     if (refused) {
         return Operation<DestructiveOutcome>::ended(
@@ -74,9 +74,9 @@ OperationPointer<DestructiveOutcome> MemoryRemover::enqueue(Kind kind, Request r
     }
     request.operation = Operation<DestructiveOutcome>::create(mainQueue);
     const auto operation = request.operation;
-    writer_.closeMemories(request.memories);
-    if (request.group) writer_.closeGroup(*request.group);
-    if (kind == Kind::library) writer_.closeLibrary(true);
+    writer_.gate().closeMemories(request.memories);
+    if (request.group) writer_.gate().closeGroup(*request.group);
+    if (kind == Kind::library) writer_.gate().closeLibrary(true);
     const bool joins =
         kind == Kind::memories && !waiting_.empty() && waiting_.back()->kind == Kind::memories;
     if (!joins)
@@ -310,9 +310,9 @@ void MemoryRemover::finishDisposal(const Findings& found, const std::vector<Path
 }
 
 void MemoryRemover::reopen(const Request& request) {
-    writer_.reopenMemories(request.memories);
-    if (request.group) writer_.reopenGroup(*request.group);
-    if (running_ && running_->kind == Kind::library) writer_.closeLibrary(false);
+    writer_.gate().reopenMemories(request.memories);
+    if (request.group) writer_.gate().reopenGroup(*request.group);
+    if (running_ && running_->kind == Kind::library) writer_.gate().closeLibrary(false);
 }
 
 void MemoryRemover::succeed(const std::function<std::size_t(const Request&)>& countFor) {

@@ -192,7 +192,7 @@ TEST_F(EnrichmentTest, AnEditMeanwhileIsKeptAndTheMeaningIsOfTheNewText) {
     CrumbItem edited = *store_->item(id);
     edited.title = "our plant grows";
     edited.searchableText = "words that were added";
-    EXPECT_FALSE(store_->replaceItem(edited));
+    EXPECT_FALSE(store_->memoryEdits().replace(edited));
     world_.time.advance(1);
     EXPECT_EQ(store_->item(id)->title, "our plant grows");
     EXPECT_EQ(piecesOf(id).captured, "words that were added");
@@ -226,7 +226,7 @@ TEST_F(EnrichmentTest, WhatBecomesSecretWhileItIsReadKeepsItsWordsToItself) {
     store_->enrichment().start();
     CrumbItem card = *store_->item(id);
     card.searchableText = "__crumb_secure_credit_card__";
-    EXPECT_FALSE(store_->replaceItem(card));
+    EXPECT_FALSE(store_->memoryEdits().replace(card));
     world_.time.advance(1);
     EXPECT_EQ(store_->item(id)->searchableText, card.searchableText);
 }

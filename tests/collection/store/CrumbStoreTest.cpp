@@ -45,10 +45,10 @@ class CrumbStoreTest : public ::testing::Test {
         EXPECT_FALSE(*outcome) << outcome->message();
     }
     void setTags(const Uuid& id, const std::vector<std::string>& tags) {
-        save([&](Saved saved) { store_->setManualTags(id, tags, std::move(saved)); });
+        save([&](Saved saved) { store_->memoryEdits().setManualTags(id, tags, std::move(saved)); });
     }
     void setBringBack(const Uuid& id, Timestamp date) {
-        save([&](Saved saved) { store_->setBringBack(id, date, std::move(saved)); });
+        save([&](Saved saved) { store_->memoryEdits().setBringBack(id, date, std::move(saved)); });
     }
 
     DestructiveOutcome remove(const std::vector<Uuid>& ids) {
@@ -154,7 +154,7 @@ TEST_F(CrumbStoreTest, EditsTagsAndGroupsChangeWhatIsFound) {
 
     CrumbItem changed = *store_->item(id);
     changed.note = "red boats";
-    EXPECT_FALSE(store_->replaceItem(changed));
+    EXPECT_FALSE(store_->memoryEdits().replace(changed));
     EXPECT_EQ(titlesFor("blue"), Titles{});
     EXPECT_EQ(titlesFor("red"), Titles{"Harbour"});
     EXPECT_EQ(titlesFor("#lisbon"), Titles{});
@@ -197,7 +197,7 @@ TEST_F(CrumbStoreTest, DeletedMemoriesLeaveNoTraceButTheSnapshotAndTheTrash) {
     const Uuid id = report.added.front();
     const Uuid other = add("other");
     setTags(id, {"private"});
-    save([&](Saved saved) { store_->recordSelection(id, std::move(saved)); });
+    save([&](Saved saved) { store_->memoryEdits().recordSelection(id, std::move(saved)); });
     setBringBack(id, Timestamp{1'900'000'000});
     world_.keyStore.write("com.kestrelhq.Crumb.secure", id.toString(), "secret");
     store_->selection().set({id, other});
@@ -272,7 +272,7 @@ TEST_F(CrumbStoreTest, EmbeddingsAreMadeInTheBackgroundAndAgainAfterAnEdit) {
 
     CrumbItem changed = *store_->item(id);
     changed.title = "our plant grows";
-    EXPECT_FALSE(store_->replaceItem(changed));
+    EXPECT_FALSE(store_->memoryEdits().replace(changed));
     open();
     EXPECT_EQ(*store_->indexingCount(), 1) << "the edit is remembered across a start";
     store_->enrichment().start();

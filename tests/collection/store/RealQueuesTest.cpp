@@ -55,7 +55,8 @@ TEST_F(RealQueuesTest, ALibraryIsFilledSearchedChangedAndClosedWhileWorkGoesOn) 
     const auto removal = store_->remover().deleteMemories({ids[0], ids[1]});
     const auto together = store_->remover().deleteMemories({ids[2]});
     std::optional<SaveFailure> tagged;
-    store_->setManualTags(ids[5], {"dog"}, [&](const SaveFailure& failure) { tagged = failure; });
+    store_->memoryEdits().setManualTags(ids[5], {"dog"},
+                                        [&](const SaveFailure& failure) { tagged = failure; });
     EXPECT_EQ(resultOf(removal).count, 2u);
     EXPECT_EQ(resultOf(together).count, 1u);
     main_->runUntil([&] { return tagged.has_value(); });
