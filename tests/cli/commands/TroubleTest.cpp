@@ -209,9 +209,8 @@ TEST(Trouble, ADocumentThatTakesTooMuchMemoryTakesNothingElseWithIt) {
     EXPECT_EQ(added.at("added").size(), 2U);
     const Json enriched = nookery.json({"enrich"});
     EXPECT_EQ(enriched.at("pending"), 0);
-    EXPECT_EQ(
-        enriched.at("failed").at(0).at("message"),
-        "\"bomb.pdf\" was given up: it takes too much memory or crashes the PDF library.");
+    EXPECT_EQ(enriched.at("failed").at(0).at("message"),
+              "\"bomb.pdf\" was given up: it takes too much memory or crashes the PDF library.");
 }
 
 }  // namespace
