@@ -81,7 +81,8 @@ void RestoreWorld::prepare() {
         prepareArchiveRestore(platform, world.layout(), world.folder / "archive",
                               OperationControl(platform.mainQueue));
     } else {
-        prepareSnapshotRestore(platform, world.layout(), snapshotName, {}, {});
+        prepareSnapshotRestore(platform, world.layout(), snapshotName,
+                               OperationControl(platform.mainQueue));
     }
 }
 

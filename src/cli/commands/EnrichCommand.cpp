@@ -15,16 +15,8 @@ void endEnrichment(CommandContext& context, CrumbStore& store) {
     context.waitUntil([&] { return !store.enrichment().isUnderWay(); });
 }
 
-EnrichmentOutcome finishEnrichment(CommandContext& context, CrumbStore& store) {
-    const int waiting = *store.indexingCount();
-    store.enrichment().start();
-    const auto subscription = store.indexingCount().subscribe([&](int left) {
-        context.messages().progress(fmt::format("reading what was taken in: {} left", left));
-    });
-    context.waitUntil([&] { return context.isInterrupted() || *store.indexingCount() == 0; });
-    endEnrichment(context, store);
-    store.enrichment().saveFailure().throwIfFailed();
-    return {.done = waiting - *store.indexingCount(), .pending = *store.indexingCount()};
+EnrichmentReport finishEnrichment(CommandContext& context, CrumbStore& store) {
+    return context.resultOf(store.enrichment().workOff());
 }
 
 namespace {
@@ -66,17 +58,17 @@ int runEnrich(CommandContext& context, const Arguments& arguments) {
     CrumbStore& store = context.open(LibraryAccess::writing);
     const auto ids = findMemories(store, arguments.positionals());
     if (!ids.empty()) store.enrichment().request(ids);
-    const EnrichmentOutcome outcome = finishEnrichment(context, store);
+    const EnrichmentReport report = finishEnrichment(context, store);
     const auto failures = store.enrichment().failures();
     if (context.wantsJson()) {
-        context.print({{"done", outcome.done},
-                       {"pending", outcome.pending},
+        context.print({{"done", report.doneCount},
+                       {"pending", report.pendingCount},
                        {"failed", failuresJson(failures)}});
     } else {
         context.out().writeLine(
             fmt::format("{} worked through, {} left.",
-                        counted(static_cast<std::size_t>(outcome.done), "memory", "memories"),
-                        outcome.pending));
+                        counted(static_cast<std::size_t>(report.doneCount), "memory", "memories"),
+                        report.pendingCount));
         sayFailures(context, store, failures);
     }
     sayWhatIsOff(context);

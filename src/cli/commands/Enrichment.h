@@ -4,18 +4,12 @@
 
 namespace nookery::cli {
 
-/// What a run of the background work came to.
-struct EnrichmentOutcome {
-    int done = 0;
-    int pending = 0;  ///< left, because the person interrupted
-};
-
 /// Begins nothing else and waits for the end of what is under way. When the person ends the program
 /// meanwhile, the library takes that for what ended it: a reading that hangs is not begun for ever.
 void endEnrichment(CommandContext& context, CrumbStore& store);
 
 /// Does the background work that waits until nothing is left or the person interrupts. Throws Error
 /// when something read could not be saved.
-EnrichmentOutcome finishEnrichment(CommandContext& context, CrumbStore& store);
+EnrichmentReport finishEnrichment(CommandContext& context, CrumbStore& store);
 
 }  // namespace nookery::cli

@@ -91,21 +91,12 @@ int runRestore(CommandContext& context, const Arguments& arguments) {
     context.demandConsent(title, text);
     const auto lock =
         LibraryLock::acquire(context.platform().files, context.layout(), context.now());
-    prepareSnapshotRestore(
-        context.platform(), context.layout(), name,
-        [&](std::size_t done, std::size_t total) {
-            context.messages().progress(fmt::format("checking and copying: {} of {}", done, total));
-        },
-        context.stop());
-    const auto notice = completePendingSnapshotRestore(context.platform(), context.layout());
-    context.messages().endProgress();
-    if (!notice || !notice->restored) {
-        throw RestoreError(notice ? notice->detail : "The restore did not take place.");
-    }
+    const RestoreNotice notice =
+        context.resultOf(beginSnapshotRestore(context.platform(), context.layout(), name));
     if (context.wantsJson()) {
-        context.print({{"restored", true}, {"snapshot", name}, {"detail", notice->detail}});
+        context.print({{"restored", true}, {"snapshot", name}, {"detail", notice.detail}});
     } else {
-        context.out().writeLine(notice->title + "\n" + notice->detail);
+        context.out().writeLine(notice.title + "\n" + notice.detail);
     }
     return exitDone;
 }

@@ -35,6 +35,58 @@ void Enrichment::pause() {
     results_.settleAndAnnounce();
 }
 
+struct Enrichment::WorkingOff {
+    OperationPointer<EnrichmentReport> operation;
+    int waitedCount = 0;  ///< at the beginning
+    Subscription waiting{};
+    Subscription underWay{};
+    std::optional<std::stop_callback<std::function<void()>>> stop{};
+};
+
+OperationPointer<EnrichmentReport> Enrichment::workOff() {
+    if (workingOff_) return workingOff_->operation;
+    const auto work = std::make_shared<WorkingOff>();
+    work->operation = Operation<EnrichmentReport>::create(platform_.mainQueue);
+    work->waitedCount = *waitingCount();
+    start();
+    // Looked at later: whoever changes the counts is still at work.
+    const std::function<void()> look =
+        [&mainQueue = platform_.mainQueue,
+         later = std::function<void()>(guard_.guarded([this, weak = std::weak_ptr(work)] {
+             if (const auto held = weak.lock()) lookAtWork(held);
+         }))] { mainQueue.async(later); };
+    work->waiting = waitingCount().subscribe([look](int) { look(); });
+    work->underWay = underWayCount().subscribe([look](int) { look(); });
+    work->stop.emplace(work->operation->control().stopToken(), look);
+    workingOff_ = work;
+    look();
+    return work->operation;
+}
+
+void Enrichment::lookAtWork(const std::shared_ptr<WorkingOff>& work) {
+    const OperationControl& control = work->operation->control();
+    if (control.isStopRequested() && worker_.isRunning()) pause();
+    const int pending = *waitingCount();
+    const bool goesOn = isUnderWay() || (pending > 0 && worker_.isRunning());
+    if (goesOn) {
+        const auto left = static_cast<std::uint64_t>(pending);
+        const bool isEnding = control.isStopRequested();
+        return control.report(
+            {isEnding ? "ending what is being read; interrupt again to end at once, left"
+                      : "reading what was taken in, left",
+             left, 0});
+    }
+    workingOff_.reset();
+    work->stop.reset();
+    pause();
+    if (const SaveFailure& failure = results_.failure()) {
+        return work->operation->finish(
+            Outcome<EnrichmentReport>::failed({failure.message(), failure.advice(), {}}));
+    }
+    work->operation->finish(
+        Outcome<EnrichmentReport>::done({work->waitedCount - pending, pending}));
+}
+
 void Enrichment::request(const std::vector<Uuid>& ids) {
     renewContents(ids);
     edited(ids);

@@ -8,6 +8,7 @@
 #include "collection/enrichment/EnrichmentBacklog.h"
 #include "collection/enrichment/EnrichmentResults.h"
 #include "collection/enrichment/EnrichmentWorker.h"
+#include "platform/work/Operation.h"
 
 namespace nookery {
 
@@ -16,6 +17,12 @@ struct EnrichmentFailure {
     Uuid id;
     std::string message;
     bool isGivenUp = false;  ///< not tried again unless somebody asks
+};
+
+/// What working off what waits came to.
+struct EnrichmentReport {
+    int doneCount = 0;
+    int pendingCount = 0;  ///< left, because the work was stopped or came to grief
 };
 
 /// The work that goes on behind a library: originals are read, texts are embedded. It knows what
@@ -38,6 +45,11 @@ class Enrichment {
     bool isUnderWay() const { return *underWayCount() > 0; }
     const Published<int>& underWayCount() const { return worker_.underWayCount(); }
 
+    /// Starts, and ends when nothing waits any more. A stop gives up what is under way, as `pause`,
+    /// and the operation is done with what it came to; it fails when something that was read could
+    /// not be saved. While one runs, it is answered again.
+    OperationPointer<EnrichmentReport> workOff();
+
     /// Has memories enriched again, also those enriched or given up before.
     void request(const std::vector<Uuid>& ids);
     /// Throws DatabaseError.
@@ -59,6 +71,9 @@ class Enrichment {
     void settle() { results_.settleAndAnnounce(); }
 
   private:
+    struct WorkingOff;
+
+    void lookAtWork(const std::shared_ptr<WorkingOff>& work);
     std::vector<PendingWork> recordedWork() const;
     void renewContents(const std::vector<Uuid>& ids);
     template <typename Change>
@@ -70,6 +85,8 @@ class Enrichment {
     Sidecar* sidecar_;
     EnrichmentResults results_;
     EnrichmentWorker worker_;
+    std::shared_ptr<WorkingOff> workingOff_;  ///< the latest; none when it has ended
+    CallbackGuard guard_;
 };
 
 }  // namespace nookery

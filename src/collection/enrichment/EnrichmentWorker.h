@@ -49,6 +49,8 @@ class EnrichmentWorker {
     /// Gives up what is under way, within a second or so, and begins nothing else.
     void pause();
 
+    /// Until it is paused, or came to grief.
+    bool isRunning() const { return running_; }
     /// Memories whose work is under way.
     const Published<int>& underWayCount() const { return underWayCount_; }
     bool isUnderWay(const Uuid& id) const { return underWay_.contains(id); }

@@ -41,7 +41,7 @@ class SnapshotCopy {
     SnapshotCopy(FileSystem& files, Path from, Path to)
         : files_(files), from_(std::move(from)), to_(std::move(to)) {}
 
-    void make(const RestoreProgress& progress, const std::stop_token& stop) {
+    void make(const OperationControl& control) {
         std::vector<Path> all;
         walkTree(files_, from_, [&all](const Path& relative, FileType) {
             if (isRestored(relative)) all.push_back(relative);
@@ -53,8 +53,8 @@ class SnapshotCopy {
             makeFolder(Path(snapshot::receiptOriginalsName));
         }
         for (std::size_t i = 0; i < all.size(); ++i) {
-            if (stop.stop_requested()) throw Cancelled();
-            if (progress) progress(i, all.size());
+            control.throwIfStopped();
+            control.report({"checking and copying", i, all.size()});
             copy(all[i]);
         }
         for (const Path& folder : folders_) files_.syncDirectory(to_ / folder);
@@ -147,13 +147,12 @@ RestoreFolders snapshotRestoreFolders(const LibraryLayout& layout) {
 }
 
 void prepareSnapshotRestore(const Platform& platform, const LibraryLayout& layout,
-                            const std::string& snapshotName, const RestoreProgress& progress,
-                            std::stop_token stop) {
+                            const std::string& snapshotName, const OperationControl& control) {
     FileSystem& files = platform.files;
     prepareRestore(files, snapshotRestoreFolders(layout), [&](const Path& preparing) {
         const Path source = findSnapshot(files, layout, snapshotName);
         checkSnapshot(files, platform.propertyLists, source);
-        SnapshotCopy(files, source, preparing).make(progress, stop);
+        SnapshotCopy(files, source, preparing).make(control);
         // What was checked must be what will be installed.
         checkSnapshot(files, platform.propertyLists, preparing);
     });
@@ -163,6 +162,19 @@ std::optional<RestoreNotice> completePendingSnapshotRestore(const Platform& plat
                                                             const LibraryLayout& layout) {
     SnapshotSteps steps(platform, layout);
     return completeRestore(platform, steps);
+}
+
+OperationPointer<RestoreNotice> beginSnapshotRestore(const Platform& platform,
+                                                     const LibraryLayout& layout,
+                                                     const std::string& snapshotName) {
+    return startOperation(
+        platform.filesQueue, platform.mainQueue,
+        [platform, layout, snapshotName](const OperationControl& control) {
+            prepareSnapshotRestore(platform, layout, snapshotName, control);
+            const auto notice = completePendingSnapshotRestore(platform, layout);
+            if (notice && notice->restored) return *notice;
+            throw RestoreError(notice ? notice->detail : "The restore did not take place.");
+        });
 }
 
 }  // namespace nookery

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <functional>
 #include <optional>
-#include <stop_token>
 #include <string>
 
 #include "collection/safety/LibraryRestore.h"
 #include "collection/safety/RestoreError.h"
 #include "platform/Platform.h"
+#include "platform/work/Operation.h"
 #include "records/LibraryLayout.h"
 
 namespace nookery {
@@ -21,14 +20,19 @@ RestoreFolders snapshotRestoreFolders(const LibraryLayout& layout);
 
 /// Throws RestoreError for a snapshot that fails its check or when a restore already waits,
 /// FileError, or Cancelled; the library is then as it was, and nothing waits.
-using RestoreProgress = std::function<void(std::size_t filesDone, std::size_t fileCount)>;
 void prepareSnapshotRestore(const Platform& platform, const LibraryLayout& layout,
-                            const std::string& snapshotName, const RestoreProgress& progress,
-                            std::stop_token stop);
+                            const std::string& snapshotName, const OperationControl& control);
 
 /// Completes a restore of a snapshot, as `completeRestore` does. One that failed is given up: its
 /// copy goes, and the snapshot is still there.
 std::optional<RestoreNotice> completePendingSnapshotRestore(const Platform& platform,
                                                             const LibraryLayout& layout);
+
+/// Both steps, while nobody has the library open. It can be stopped until the second begins. Fails
+/// with RestoreError when the restore did not take place; the library is as it was then. Main
+/// thread.
+OperationPointer<RestoreNotice> beginSnapshotRestore(const Platform& platform,
+                                                     const LibraryLayout& layout,
+                                                     const std::string& snapshotName);
 
 }  // namespace nookery

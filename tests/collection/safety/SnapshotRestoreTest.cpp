@@ -39,7 +39,10 @@ class ChangedLibrary : public SnapshotWorld {
         before = librarySays();
     }
 
-    void prepare() { prepareSnapshotRestore(platform, world.layout(), snapshotName, {}, {}); }
+    void prepare() {
+        prepareSnapshotRestore(platform, world.layout(), snapshotName,
+                               OperationControl(platform.mainQueue));
+    }
     std::optional<RestoreNotice> start() {
         return completePendingSnapshotRestore(platform, world.layout());
     }
@@ -118,13 +121,13 @@ TEST(SnapshotRestore, ASnapshotThatFailsItsCheckIsRefusedAndNothingWaits) {
         refuses([file](const Path& snapshot) { std::filesystem::remove(snapshot / file); });
     }
     ChangedLibrary world;
-    EXPECT_THROW(prepareSnapshotRestore(world.platform, world.world.layout(), "../x", {}, {}),
-                 RestoreError);
-    std::stop_source stop;
-    EXPECT_THROW(prepareSnapshotRestore(
-                     world.platform, world.world.layout(), world.snapshotName,
-                     [&stop](std::size_t, std::size_t) { stop.request_stop(); }, stop.get_token()),
-                 Cancelled);
+    EXPECT_THROW(
+        world.world.resultOf(beginSnapshotRestore(world.platform, world.world.layout(), "../x")),
+        RestoreError);
+    const auto restore =
+        beginSnapshotRestore(world.platform, world.world.layout(), world.snapshotName);
+    restore->stop();
+    EXPECT_THROW(world.world.resultOf(restore), Cancelled);
     EXPECT_TRUE(world.leftovers().empty());
 }
 
