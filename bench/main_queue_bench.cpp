@@ -74,6 +74,7 @@ class Journeys {
         fmt::print("{:34} longest piece {:7.2f} ms, transactions {:7.2f} ms, in {:7.2f} s\n", name,
                    milliseconds(mainLoop().takeLongestPiece()),
                    milliseconds(mainLoop().takeLongestTransactions()), seconds);
+        std::fflush(stdout);
     }
 
     /// Imports so many records with tags, of so many words each.

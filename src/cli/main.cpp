@@ -95,9 +95,8 @@ Ending endingOf(const Words& words, Output& output, CommandLog& log) {
         return {exitFailed, error.isClosedPipe() ? "" : error.description()};
     } catch (const Cancelled&) {
         return {exitInterrupted, "interrupted; whatever was done is whole."};
-    } catch (const DatabaseError& error) {
-        const std::string advice = error.advice();
-        return {exitFailed, error.description() + (advice.empty() ? "" : ". " + advice)};
+    } catch (const Error& error) {
+        return {exitFailed, withAdvice(error.description(), error.advice())};
     } catch (const std::exception& error) {
         return {exitFailed, describe(error)};
     }

@@ -23,6 +23,12 @@ class Error : public std::runtime_error {
     std::string advice_;
 };
 
+/// A message and what can be done about it, in one line.
+inline std::string withAdvice(const std::string& message, const std::string& advice) {
+    if (advice.empty()) return message;
+    return message + (message.ends_with('.') ? " " : ". ") + advice;
+}
+
 /// The person or the program asked for the work to stop. Whatever was finished before is whole.
 class Cancelled : public Error {
   public:

@@ -26,6 +26,9 @@ class [[nodiscard]] SaveFailure {
     /// What the person can do about it, as a sentence of its own; may be empty.
     std::string advice() const { return reason_ ? reason_->advice : std::string(); }
 
+    /// Both in one line.
+    std::string text() const { return withAdvice(message(), advice()); }
+
     /// Throws Error with the words of the failure, if it failed.
     void throwIfFailed() const {
         if (reason_) throw Error(reason_->message, reason_->advice);

@@ -21,7 +21,8 @@ CaptureReport reportOf(const Outcome<CaptureReport>& outcome) {
     const Failure* failure = outcome.failure();
     CaptureReport report;
     report.cancelled = failure == nullptr;
-    if (failure != nullptr) report.failed.push_back({"", failure->message});
+    if (failure != nullptr)
+        report.failed.push_back({"", withAdvice(failure->message, failure->advice)});
     return report;
 }
 

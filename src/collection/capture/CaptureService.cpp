@@ -66,7 +66,9 @@ CaptureService::CaptureService(const Platform& platform, LibraryLayout layout, S
     : platform_(platform), layout_(std::move(layout)), sidecar_(sidecar), library_(library) {}
 
 CaptureService::~CaptureService() {
-    for (const auto& job : jobs_) job->operation->stop();
+    const auto jobs = std::move(jobs_);
+    for (const auto& job : jobs) job->operation->stop();
+    for (const auto& job : jobs) job->operation->finish(Outcome<CaptureReport>::stopped());
 }
 
 OperationPointer<CaptureReport> CaptureService::capture(CaptureRequest request) {
@@ -192,16 +194,18 @@ bool CaptureService::isTaken(const Path& name, const CaptureReservations& reserv
 
 std::optional<Uuid> CaptureService::knownTwin(const CaptureEntry& entry) const {
     if (entry.original) return knownOriginal(*entry.original);
-    if (!entry.linkIdentity.empty() && index_) return index_->linkWithIdentity(entry.linkIdentity);
-    return std::nullopt;
+    if (entry.linkIdentity.empty() || !index_) return std::nullopt;
+    const auto known = index_->linkWithIdentity(entry.linkIdentity);
+    return known && !library_.isClosed(*known) ? known : std::nullopt;
 }
 
-/// A memory whose own original is gone or was changed does not make a newcomer superfluous.
+/// A memory that is being removed, or whose own original is gone or was changed, does not make a
+/// newcomer superfluous.
 std::optional<Uuid> CaptureService::knownOriginal(const OriginalCopy& original) const {
     for (const OriginalFact& fact : sidecar_.originalsWithDigest(original.digest)) {
         // A file inside a folder original belongs to that memory; it is not a memory itself.
         if (fact.relativePath != relativePath(fact.relativePath.filename())) continue;
-        if (!library_.find(fact.memoryID)) continue;
+        if (!library_.find(fact.memoryID) || library_.isClosed(fact.memoryID)) continue;
         const auto status = platform_.files.status(layout_.library() / fact.relativePath);
         if (status && status->byteCount == fact.byteCount) return fact.memoryID;
     }
@@ -270,7 +274,7 @@ void CaptureService::finishCommit(const Batch& batch, std::vector<NewMemory> rea
     }
     forgetRemoved();
     for (CaptureEntry& entry : batch->entries) {
-        if (entry.stage == Stage::ready) entry.fail(committed.problem.message());
+        if (entry.stage == Stage::ready) entry.fail(committed.problem.text());
     }
     onCaptureQueue(
         batch, [work = jobs_.front()->work, batch] { work->discard(*batch); },
@@ -290,7 +294,7 @@ void CaptureService::markAdded(CaptureBatch& batch, const Library::Committed& co
     for (CaptureEntry& entry : batch.entries) {
         if (entry.stage != Stage::ready) continue;
         entry.stage = Stage::added;
-        if (committed.problem && entry.message.empty()) entry.message = committed.problem.message();
+        if (committed.problem && entry.message.empty()) entry.message = committed.problem.text();
         if (entry.finalName) names.push_back(relativePath(*entry.finalName));
     }
     // After a problem the notes stay, in case that the records do not survive a power cut.
@@ -405,17 +409,19 @@ void CaptureService::finishJob() {
 /// Something went wrong that is no fault of one entry. What was committed stays; what lies under
 /// temporary names is removed at the next start.
 void CaptureService::giveUp(const Batch& batch, const Failure& failure) {
-    const auto job = std::move(jobs_.front());
-    jobs_.pop_front();
     platform_.log.line("NOOKERY capture error: " + failure.message);
+    indexIsBeingBuilt_ = false;
+    addedMeanwhile_.clear();
     const bool namesSources = batch && !batch->entries.empty();
-    if (!namesSources) job->report.failed.push_back({"", failure.message});
+    if (!namesSources) jobs_.front()->report.failed.push_back({"", failure.message});
     if (namesSources) {
-        for (const CaptureEntry& entry : batch->entries) {
-            if (entry.stage == Stage::added) continue;
-            job->report.failed.push_back({entry.source, failure.message});
+        for (CaptureEntry& entry : batch->entries) {
+            if (entry.isOpen()) entry.fail(failure.message);
+            report(entry);
         }
     }
+    const auto job = std::move(jobs_.front());
+    jobs_.pop_front();
     library_.setIntakeCount(IntakeRoad::capture, 0);
     if (!jobs_.empty()) gather();
     job->operation->finish(Outcome<CaptureReport>::done(std::move(job->report)));

@@ -33,7 +33,7 @@ class CaptureService {
   public:
     CaptureService(const Platform& platform, LibraryLayout layout, Sidecar& sidecar,
                    Library& library);
-    /// Stops what is under way; its operation then has no outcome.
+    /// Stops what is under way where it is whole.
     ~CaptureService();
 
     /// Takes the sources of a request in. The operation is done with a report in any case but a

@@ -39,6 +39,7 @@ class Import : public std::enable_shared_from_this<Import> {
     const OperationPointer<ImportReport>& operation() const { return operation_; }
 
     void readNext() {
+        isReading_ = true;
         Task::run(
             platform_.captureQueue, platform_.mainQueue,
             [reader = reader_, control = operation_->control()] {
@@ -53,7 +54,6 @@ class Import : public std::enable_shared_from_this<Import> {
                 }
                 self->goOn();
             });
-        isReading_ = true;
     }
 
   private:

@@ -46,7 +46,10 @@ bool hasReadableOriginal(const CrumbItem& item) {
 EnrichmentResults::EnrichmentResults(const Platform& platform, Library& library, Sidecar* sidecar)
     : platform_(platform), library_(library), sidecar_(sidecar) {}
 
-EnrichmentResults::~EnrichmentResults() { settle(); }
+EnrichmentResults::~EnrichmentResults() {
+    takeContentsBack(held_);
+    settle();
+}
 
 /// What the sidecar holds can be made again, so a failure is only logged.
 template <typename Change>

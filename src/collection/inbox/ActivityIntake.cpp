@@ -103,7 +103,7 @@ void PackageIntake::decideActivity(const JobPointer& job) try {
 std::optional<Uuid> PackageIntake::activityWithContent(const Job& job) const {
     for (const OriginalFact& fact : sidecar_.originalsWithDigest(job.files.front().digest)) {
         const auto item = library_.find(fact.memoryID);
-        if (!item || item->kind != CrumbKind::activity) continue;
+        if (!item || item->kind != CrumbKind::activity || library_.isClosed(item->id)) continue;
         const Path folder = fact.relativePath.parent_path();
         const bool holdsAll =
             std::all_of(job.files.begin(), job.files.end(), [&](const PackageFile& file) {
@@ -180,9 +180,9 @@ void PackageIntake::commitActivity(const JobPointer& job) {
 
 void PackageIntake::finishActivityCommit(const JobPointer& job,
                                          const Library::Committed& committed) try {
-    if (!committed.isKept) return withdrawActivity(job, committed.problem.message());
+    if (!committed.isKept) return withdrawActivity(job, committed.problem.text());
     // The note of its name stays, in case that the record does not survive a power cut.
-    if (committed.problem) return fail(job, committed.problem.message(), true);
+    if (committed.problem) return fail(job, committed.problem.text(), true);
     const Path pending = Path("Items") / job->name;
     sidecar_.removePendingOriginals({&pending, 1});
     job->outcome.report.added.push_back(job->memoryID);

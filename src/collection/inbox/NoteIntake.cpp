@@ -57,7 +57,7 @@ CrumbItemPointer PackageIntake::noteWithMarker(const std::string& marker) const 
     const auto& all = library_.all();
     const auto found = std::find_if(all.begin(), all.end(), [&](const CrumbItemPointer& item) {
         const std::string& text = item->searchableText;
-        return text.starts_with(marker) &&
+        return !library_.isClosed(item->id) && text.starts_with(marker) &&
                (text.size() == marker.size() || text[marker.size()] == '\n');
     });
     return found == all.end() ? nullptr : *found;
@@ -88,7 +88,7 @@ void PackageIntake::commitNote(const JobPointer& job) {
 
 void PackageIntake::finishNoteCommit(const JobPointer& job, const Uuid& id,
                                      const Library::Committed& committed) {
-    if (!committed.isKept || committed.problem) return fail(job, committed.problem.message(), true);
+    if (!committed.isKept || committed.problem) return fail(job, committed.problem.text(), true);
     job->memoryID = id;
     job->outcome.report.added.push_back(id);
     captureAttachments(job);

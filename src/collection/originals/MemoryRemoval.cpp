@@ -59,6 +59,19 @@ std::size_t disposeOfOriginals(const std::vector<Path>& originals, OriginalDispo
     return failures;
 }
 
+std::vector<Path> originalsThatAreGone(const std::vector<Path>& originals,
+                                       const Platform& platform) {
+    std::vector<Path> gone;
+    for (const Path& original : originals) {
+        try {
+            if (!platform.files.status(original)) gone.push_back(original);
+        } catch (const Error& error) {
+            platform.log.line("NOOKERY original cleanup error: " + error.description());
+        }
+    }
+    return gone;
+}
+
 void removeSecureValues(const std::unordered_set<Uuid>& removed, bool someAreSecure,
                         const Platform& platform) {
     std::vector<std::string> accounts;

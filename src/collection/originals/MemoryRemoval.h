@@ -27,6 +27,11 @@ std::vector<Path> originalsUsedOnlyBy(const CrumbItemList& all,
 std::size_t disposeOfOriginals(const std::vector<Path>& originals, OriginalDisposal disposal,
                                const Platform& platform);
 
+/// Those of the originals that are not there any more; one that cannot be looked at counts as
+/// there. Any thread.
+std::vector<Path> originalsThatAreGone(const std::vector<Path>& originals,
+                                       const Platform& platform);
+
 /// Deletes the secure values of removed memories from the key store; `someAreSecure` says whether
 /// one of them had such a value. Where the key store is unavailable that is logged then; the
 /// memories are removed all the same. Any thread.

@@ -25,7 +25,6 @@ class CrumbRecoverySnapshots::Worker {
           builder_(platform_, layout, std::move(pause)) {}
 
     const SnapshotRepository& repository() const { return repository_; }
-    WorkQueue& mainQueue() const { return platform_.mainQueue; }
 
     /// Infinite when there is no snapshot.
     double ageOfNewest() const {
@@ -85,32 +84,36 @@ CrumbRecoverySnapshots::CrumbRecoverySnapshots(const Platform& platform,
     : worker_(std::make_shared<Worker>(platform, layout, std::move(pause))),
       queue_(platform.snapshotQueue),
       filesQueue_(platform.filesQueue),
-      mainQueue_(platform.mainQueue) {}
+      mainQueue_(platform.mainQueue),
+      routine_(platform.mainQueue) {}
 
-CrumbRecoverySnapshots::~CrumbRecoverySnapshots() { pendingWorkItem_.cancel(); }
+CrumbRecoverySnapshots::~CrumbRecoverySnapshots() {
+    pendingWorkItem_.cancel();
+    routine_.requestStop();
+}
 
 void CrumbRecoverySnapshots::checkAtLaunch() {
-    queue_.async([weak = std::weak_ptr(worker_)] {
+    queue_.async([weak = std::weak_ptr(worker_), control = routine_] {
         const auto worker = weak.lock();
         if (!worker) return;
         worker->logged(routinePrefix, [&] {
-            if (worker->ageOfNewest() > launchFreshnessInterval)
-                worker->take("launch", OperationControl(worker->mainQueue()));
+            if (worker->ageOfNewest() > launchFreshnessInterval) worker->take("launch", control);
         });
     });
 }
 
 void CrumbRecoverySnapshots::recordChange() {
     pendingWorkItem_.cancel();
-    pendingWorkItem_ =
-        queue_.after(WorkQueue::Delay(changeDebounce), [weak = std::weak_ptr(worker_)] {
-            const auto worker = weak.lock();
-            if (!worker) return;
-            worker->logged(routinePrefix, [&] {
-                if (worker->ageOfNewest() < minimumRoutineInterval) return;
-                worker->take("settled-change", OperationControl(worker->mainQueue()));
-            });
-        });
+    pendingWorkItem_ = queue_.after(WorkQueue::Delay(changeDebounce),
+                                    [weak = std::weak_ptr(worker_), control = routine_] {
+                                        const auto worker = weak.lock();
+                                        if (!worker) return;
+                                        worker->logged(routinePrefix, [&] {
+                                            if (worker->ageOfNewest() < minimumRoutineInterval)
+                                                return;
+                                            worker->take("settled-change", control);
+                                        });
+                                    });
 }
 
 /// Runs `work` with the worker on the snapshots queue, once the files queue has come so far.

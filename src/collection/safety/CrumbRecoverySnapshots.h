@@ -63,6 +63,7 @@ class CrumbRecoverySnapshots {
     WorkQueue& queue_;
     WorkQueue& filesQueue_;
     WorkQueue& mainQueue_;
+    OperationControl routine_;  ///< of the snapshots that nobody asked for
     DelayedWork pendingWorkItem_;
     CallbackGuard guard_;
 };

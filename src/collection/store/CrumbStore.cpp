@@ -7,6 +7,15 @@
 #include "retrieval/text/Hashtags.h"
 
 namespace nookery {
+namespace {
+
+/// Of a step that was stopped or failed.
+Outcome<Nothing> withoutResult(const Outcome<LibraryOpening>& outcome) {
+    const Failure* failure = outcome.failure();
+    return failure == nullptr ? Outcome<Nothing>::stopped() : Outcome<Nothing>::failed(*failure);
+}
+
+}  // namespace
 
 CrumbStore::CrumbStore(const Platform& platform, LibraryLayout layout, LibraryAccess access)
     : contents_(platform, std::move(layout), access),
@@ -27,12 +36,11 @@ CrumbStore::~CrumbStore() {
 OperationPointer<Nothing> CrumbStore::open(SessionLength length) {
     WorkQueue& mainQueue = contents_.platform.mainQueue;
     auto operation = Operation<Nothing>::create(mainQueue);
+    opening_ = operation;
     const auto opening = LibraryOpener::openDatabases(contents_);
     opening->whenFinished(
         guard_.guarded([this, length, operation](const Outcome<LibraryOpening>& outcome) {
-            if (outcome.failure()) {
-                return operation->finish(Outcome<Nothing>::failed(*outcome.failure()));
-            }
+            if (!outcome.isDone()) return operation->finish(withoutResult(outcome));
             load(length, outcome.get(), operation);
         }));
     return operation;
@@ -43,11 +51,14 @@ OperationPointer<Nothing> CrumbStore::open(SessionLength length) {
 void CrumbStore::load(SessionLength length, const LibraryOpening& opening,
                       const OperationPointer<Nothing>& operation) {
     restoreNotice_ = opening.restoreNotice;
-    createServices();
+    if (opening.databases->sidecar) {
+        recoverySnapshots_ =
+            std::make_unique<CrumbRecoverySnapshots>(contents_.platform, contents_.layout);
+    }
     if (length == SessionLength::lasting && recoverySnapshots_) {
         recoverySnapshots_->checkAtLaunch();
     }
-    const auto loading = LibraryOpener::load(contents_, opening);
+    const auto loading = LibraryOpener::load(contents_, guard_, opening);
     const auto following = std::make_shared<Subscription>(
         loading->progress().subscribe([operation](const auto& progress) {
             if (progress) operation->control().report(*progress);
@@ -55,9 +66,7 @@ void CrumbStore::load(SessionLength length, const LibraryOpening& opening,
     loading->whenFinished(guard_.guarded(
         [this, length, operation, following](const Outcome<LibraryOpening>& outcome) {
             following->reset();
-            if (outcome.failure()) {
-                return operation->finish(Outcome<Nothing>::failed(*outcome.failure()));
-            }
+            if (!outcome.isDone()) return operation->finish(withoutResult(outcome));
             becomeOpen(length, outcome.get());
             operation->finish(Outcome<Nothing>::done({}));
         }));
@@ -69,8 +78,7 @@ void CrumbStore::createServices() {
     enrichment_ = std::make_unique<Enrichment>(platform, contents_.layout, writer_, sidecar);
     enrichmentCount_ =
         enrichment_->waitingCount().subscribe([this](int count) { indexingCount_.set(count); });
-    if (!contents_.database || sidecar == nullptr) return;
-    recoverySnapshots_ = std::make_unique<CrumbRecoverySnapshots>(platform, contents_.layout);
+    if (!contents_.database || sidecar == nullptr || !recoverySnapshots_) return;
     capture_ = std::make_unique<CaptureService>(platform, contents_.layout, *sidecar, writer_);
     inboxes_ = std::make_unique<Inboxes>(platform, contents_.layout, *sidecar, writer_, *capture_);
     LibraryEvents& events = *this;
@@ -79,6 +87,7 @@ void CrumbStore::createServices() {
 
 void CrumbStore::becomeOpen(SessionLength length, const LibraryOpening& opening) {
     startFailure_ = opening.failure;
+    createServices();
     writer_.gate().setOpen(true);
     enrichment_->resume(opening.backlog);
     search_.setText("");
@@ -96,56 +105,60 @@ void CrumbStore::prepareVersions() {
 }
 
 OperationPointer<Nothing> CrumbStore::close() {
-    auto operation = Operation<Nothing>::create(contents_.platform.mainQueue);
-    if (inboxes_) inboxes_->stop();
+    if (closing_) return closing_;
+    closing_ = Operation<Nothing>::create(contents_.platform.mainQueue);
+    // What is being opened is closed when it is open; and whoever asked is done by then.
+    const std::function<void()> begin = guard_.guarded([this] { endServices(); });
+    const auto later = [&mainQueue = contents_.platform.mainQueue, begin] {
+        mainQueue.async(begin);
+    };
+    if (opening_) {
+        opening_->whenEnded(later);
+    } else {
+        later();
+    }
+    return closing_;
+}
+
+void CrumbStore::endServices() {
+    writer_.gate().setOpen(false);
     inboxes_.reset();
     remover_.reset();
     capture_.reset();
-    if (!enrichment_) {
-        closeDatabases(operation);
-        return operation;
-    }
+    if (!enrichment_) return closeDatabases();
     enrichment_->pause();
-    writer_.gate().setOpen(false);
-    if (!enrichment_->isUnderWay()) {
-        closeDatabases(operation);
-        return operation;
-    }
-    lastEnrichment_ = enrichment_->underWayCount().subscribe([this, operation](int count) {
+    if (!enrichment_->isUnderWay()) return closeDatabases();
+    lastEnrichment_ = enrichment_->underWayCount().subscribe([this](int count) {
         if (count > 0) return;
-        contents_.platform.mainQueue.async(
-            guard_.guarded([this, operation] { closeDatabases(operation); }));
+        contents_.platform.mainQueue.async(guard_.guarded([this] { closeDatabases(); }));
     });
-    return operation;
 }
 
 /// What other threads were given runs to its end first; closing a database may write.
-void CrumbStore::closeDatabases(const OperationPointer<Nothing>& operation) {
+void CrumbStore::closeDatabases() {
     lastEnrichment_.reset();
-    writer_.gate().setOpen(false);
+    enrichmentCount_.reset();
     enrichment_.reset();
     recoverySnapshots_.reset();
-    const Platform& platform = contents_.platform;
-    struct Handles {
-        std::optional<SQLiteDatabase> database;
-        std::optional<Sidecar> sidecar;
-        std::optional<LibraryLock> lock;
+    const auto databases = std::make_shared<OpenedDatabases>(
+        OpenedDatabases{std::exchange(contents_.lock, {}), std::exchange(contents_.database, {}),
+                        std::exchange(contents_.sidecar, {})});
+    const auto letGo = [platform = contents_.platform, databases, operation = closing_](auto) {
+        Task::run(
+            platform.filesQueue, platform.mainQueue,
+            [databases] {
+                databases->database.reset();
+                databases->sidecar.reset();
+                databases->lock.reset();
+            },
+            [operation](Outcome<Nothing> outcome) { operation->finish(std::move(outcome)); });
     };
-    auto handles = std::make_shared<Handles>(Handles{std::exchange(contents_.database, {}),
-                                                     std::exchange(contents_.sidecar, {}),
-                                                     std::exchange(contents_.lock, {})});
+    const auto afterCapture = [platform = contents_.platform, letGo](auto) {
+        Task::run(
+            platform.snapshotQueue, platform.mainQueue, [] {}, letGo);
+    };
     Task::run(
-        platform.captureQueue, platform.mainQueue, [] {},
-        [&platform, operation, handles = std::move(handles)](Outcome<Nothing>) mutable {
-            Task::run(
-                platform.filesQueue, platform.mainQueue,
-                [handles = std::move(handles)] {
-                    handles->database.reset();
-                    handles->sidecar.reset();
-                    handles->lock.reset();
-                },
-                [operation](Outcome<Nothing> outcome) { operation->finish(std::move(outcome)); });
-        });
+        contents_.platform.captureQueue, contents_.platform.mainQueue, [] {}, afterCapture);
 }
 
 const Published<CrumbItemList>& CrumbStore::items() const { return contents_.memories.all(); }

@@ -123,7 +123,8 @@ class CrumbStore final : private LibraryEvents {
     void createServices();
     void becomeOpen(SessionLength length, const LibraryOpening& opening);
     void prepareVersions();
-    void closeDatabases(const OperationPointer<Nothing>& operation);
+    void endServices();
+    void closeDatabases();
     template <typename Service>
     Service& demand(const std::unique_ptr<Service>& service) const;
 
@@ -150,6 +151,8 @@ class CrumbStore final : private LibraryEvents {
     Published<int> faceDataRevision_{0};
     Published<std::optional<IntakeNotice>> intakeNotice_;
     SearchSession search_;
+    OperationPointer<Nothing> opening_;
+    OperationPointer<Nothing> closing_;
     Subscription revision_;
     Subscription enrichmentCount_;
     Subscription lastEnrichment_;  ///< while the store waits for its end, to close

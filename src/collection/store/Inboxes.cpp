@@ -19,7 +19,10 @@ Inboxes::Inboxes(const Platform& platform, const LibraryLayout& layout, Sidecar&
           std::make_shared<InboxWatcher>(platform, layout.inbox(), handlerFor(InboxKind::local))),
       cloudWatcher_(std::make_shared<CloudInboxWatcher>(platform, handlerFor(InboxKind::cloud))) {}
 
-Inboxes::~Inboxes() { stop(); }
+Inboxes::~Inboxes() {
+    stop();
+    if (taking_) taking_->operation->finish(Outcome<InboxesTaken>::stopped());
+}
 
 InboxHandler Inboxes::handlerFor(InboxKind inbox) {
     using Reply = std::function<void(InboxOutcome)>;
@@ -45,7 +48,7 @@ void Inboxes::stop() {
 }
 
 OperationPointer<InboxesTaken> Inboxes::takeOnce() {
-    const auto taking = std::make_shared<TakingOnce>();
+    const auto taking = taking_ = std::make_shared<TakingOnce>();
     taking->operation = Operation<InboxesTaken>::create(platform_.mainQueue);
     taking->reportsArrive = report().subscribe([taking = taking.get()](const auto& report) {
         if (report) taking->taken.reports.push_back(*report);

@@ -46,6 +46,7 @@ class Inboxes {
     CallbackGuard guard_;
     std::shared_ptr<InboxWatcher> watcher_;
     std::shared_ptr<CloudInboxWatcher> cloudWatcher_;
+    std::shared_ptr<TakingOnce> taking_;  ///< the latest
 };
 
 }  // namespace nookery

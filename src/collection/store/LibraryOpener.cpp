@@ -13,21 +13,14 @@ namespace {
 
 constexpr std::uint64_t stepCount = 5;
 
-/// The databases while they are opened.
-struct OpenedDatabases {
-    std::optional<LibraryLock> lock;
-    std::optional<SQLiteDatabase> database;
-    std::optional<Sidecar> sidecar;
-    LibraryOpening opening;
-};
-
-OpenedDatabases openAll(const Platform& platform, const LibraryLayout& layout,
-                        LibraryAccess access) {
-    OpenedDatabases opened;
+LibraryOpening openAll(const Platform& platform, const LibraryLayout& layout,
+                       LibraryAccess access) {
+    LibraryOpening opening{.databases = std::make_shared<OpenedDatabases>()};
+    OpenedDatabases& opened = *opening.databases;
     if (access == LibraryAccess::writing) {
         opened.lock = LibraryLock::acquire(platform.files, layout, platform.clock.now());
         removeInterruptedWrites(layout, platform);
-        opened.opening.restoreNotice = completePendingSnapshotRestore(platform, layout);
+        opening.restoreNotice = completePendingSnapshotRestore(platform, layout);
     }
     try {
         if (access == LibraryAccess::writing) {
@@ -38,9 +31,9 @@ OpenedDatabases openAll(const Platform& platform, const LibraryLayout& layout,
         }
     } catch (const Error& error) {
         platform.log.line("Crumb SQLite load/migration error: " + error.description());
-        opened.opening.failure = error.description();
+        opening.failure = error.description();
     }
-    return opened;
+    return opening;
 }
 
 /// What is loaded, before it belongs to the main thread.
@@ -58,12 +51,11 @@ struct Loaded {
 class Loading {
   public:
     Loading(const Platform& platform, const LibraryLayout& layout, LibraryAccess access,
-            SQLiteDatabase* database, Sidecar* sidecar, LibraryOpening opening)
-        : platform_(platform),
-          layout_(layout),
-          access_(access),
-          database_(database),
-          sidecar_(sidecar) {
+            LibraryOpening opening)
+        : platform_(platform), layout_(layout), access_(access) {
+        OpenedDatabases& opened = *opening.databases;
+        if (opened.database) database_ = &*opened.database;
+        if (opened.sidecar) sidecar_ = &*opened.sidecar;
         loaded_.opening = std::move(opening);
     }
 
@@ -149,68 +141,58 @@ class Loading {
     const Platform& platform_;
     const LibraryLayout& layout_;
     LibraryAccess access_;
-    SQLiteDatabase* database_;
-    Sidecar* sidecar_;
+    SQLiteDatabase* database_ = nullptr;
+    Sidecar* sidecar_ = nullptr;
     std::unordered_set<Uuid> embedded_;
     Loaded loaded_;
 };
 
-/// Runs the work of an opening's step on the files queue, and `take` with its result on the main
-/// thread before the operation ends.
-template <typename Work, typename Take>
-OperationPointer<LibraryOpening> startStep(LibraryContents& contents, Work work, Take take) {
-    const Platform& platform = contents.platform;
-    auto operation = Operation<LibraryOpening>::create(platform.mainQueue);
+/// What the contents take over, on the main thread.
+LibraryOpening takeOver(LibraryContents& contents, Loaded& loaded) {
+    OpenedDatabases& opened = *loaded.opening.databases;
+    contents.lock = std::move(opened.lock);
+    contents.database = std::move(opened.database);
+    contents.sidecar = std::move(opened.sidecar);
+    contents.memories.load(std::move(loaded.memories));
+    contents.groups.set(std::move(loaded.groups));
+    contents.richTextByID.set(std::move(loaded.richTexts));
+    contents.annotations.adopt(std::move(loaded.annotations));
+    contents.retrieval = std::move(loaded.retrieval);
+    loaded.opening.databases.reset();
+    return std::move(loaded.opening);
+}
+
+}  // namespace
+
+OperationPointer<LibraryOpening> LibraryOpener::openDatabases(const LibraryContents& contents) {
+    return startOperation(contents.platform.filesQueue, contents.platform.mainQueue,
+                          [platform = contents.platform, layout = contents.layout,
+                           access = contents.access](const OperationControl& control) {
+                              control.report({"opening the library", 0, 0});
+                              return openAll(platform, layout, access);
+                          });
+}
+
+OperationPointer<LibraryOpening> LibraryOpener::load(LibraryContents& contents,
+                                                     const CallbackGuard& owner,
+                                                     LibraryOpening opening) {
+    auto operation = Operation<LibraryOpening>::create(contents.platform.mainQueue);
     Task::run(
-        platform.filesQueue, platform.mainQueue,
-        [work = std::move(work), control = operation->control()] { return work(control); },
-        [operation, take = std::move(take)](auto outcome) {
+        contents.platform.filesQueue, contents.platform.mainQueue, owner,
+        [platform = contents.platform, layout = contents.layout, access = contents.access,
+         opening = std::move(opening), control = operation->control()] {
+            return Loading(platform, layout, access, opening).run(control);
+        },
+        [&contents, operation](Outcome<Loaded> outcome) {
             if (outcome.isDone()) {
-                return operation->finish(Outcome<LibraryOpening>::done(take(outcome.get())));
+                return operation->finish(
+                    Outcome<LibraryOpening>::done(takeOver(contents, outcome.get())));
             }
             const Failure* failure = outcome.failure();
             operation->finish(failure == nullptr ? Outcome<LibraryOpening>::stopped()
                                                  : Outcome<LibraryOpening>::failed(*failure));
         });
     return operation;
-}
-
-}  // namespace
-
-OperationPointer<LibraryOpening> LibraryOpener::openDatabases(LibraryContents& contents) {
-    return startStep(
-        contents,
-        [platform = contents.platform, layout = contents.layout,
-         access = contents.access](const OperationControl& control) {
-            control.report({"opening the library", 0, 0});
-            return openAll(platform, layout, access);
-        },
-        [&contents](OpenedDatabases& opened) {
-            contents.lock = std::move(opened.lock);
-            contents.database = std::move(opened.database);
-            contents.sidecar = std::move(opened.sidecar);
-            return std::move(opened.opening);
-        });
-}
-
-OperationPointer<LibraryOpening> LibraryOpener::load(LibraryContents& contents,
-                                                     LibraryOpening opening) {
-    return startStep(
-        contents,
-        [platform = contents.platform, layout = contents.layout, access = contents.access,
-         database = contents.database ? &*contents.database : nullptr,
-         sidecar = contents.sidecar ? &*contents.sidecar : nullptr,
-         opening = std::move(opening)](const OperationControl& control) {
-            return Loading(platform, layout, access, database, sidecar, opening).run(control);
-        },
-        [&contents](Loaded& loaded) {
-            contents.memories.load(std::move(loaded.memories));
-            contents.groups.set(std::move(loaded.groups));
-            contents.richTextByID.set(std::move(loaded.richTexts));
-            contents.annotations.adopt(std::move(loaded.annotations));
-            contents.retrieval = std::move(loaded.retrieval);
-            return std::move(loaded.opening);
-        });
 }
 
 }  // namespace nookery

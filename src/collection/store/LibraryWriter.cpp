@@ -84,15 +84,19 @@ void LibraryWriter::changeSidecar(const std::function<void(Sidecar&)>& change) {
     }
 }
 
-void LibraryWriter::annotate(const Uuid& id, const AnnotationChange& change, Saved saved) {
-    if (SaveFailure refused = gate_.refusalFor(id)) return answerLater(std::move(refused), saved);
+bool LibraryWriter::annotate(const Uuid& id, const AnnotationChange& change, Saved saved) {
+    if (SaveFailure refused = gate_.refusalFor(id)) {
+        answerLater(std::move(refused), std::move(saved));
+        return false;
+    }
     change(contents_.annotations);
     saveAnnotations(std::move(saved));
+    return true;
 }
 
-void LibraryWriter::annotateForRemoval(const AnnotationChange& change) {
+void LibraryWriter::annotateForRemoval(const AnnotationChange& change, Saved saved) {
     change(contents_.annotations);
-    saveAnnotations([](const SaveFailure&) { /* it is logged, and no memory is there any more */ });
+    saveAnnotations(std::move(saved));
 }
 
 void LibraryWriter::answerLater(SaveFailure failure, Saved saved) {
@@ -100,20 +104,28 @@ void LibraryWriter::answerLater(SaveFailure failure, Saved saved) {
         [failure = std::move(failure), saved = std::move(saved)] { saved(failure); }));
 }
 
-/// On failure the change stays in memory, and the next one that is saved takes it along.
+/// One save at a time, so that a failed one never comes back over a newer one that was saved.
 void LibraryWriter::saveAnnotations(Saved saved) {
-    UnsavedAnnotations unsaved = contents_.annotations.takeUnsaved();
-    if (unsaved.isEmpty()) return answerLater({}, std::move(saved));
+    awaitingSave_.push_back(std::move(saved));
+    if (!annotationsAreBeingSaved_) saveUnsavedAnnotations();
+}
+
+/// On failure the change stays in memory, and the next one that is saved takes it along.
+void LibraryWriter::saveUnsavedAnnotations() {
+    annotationsAreBeingSaved_ = true;
+    const UnsavedAnnotations unsaved = contents_.annotations.takeUnsaved();
     Task::run(
         contents_.platform.filesQueue, contents_.platform.mainQueue, guard_,
         [&defaults = contents_.platform.defaults, unsaved] { nookery::save(defaults, unsaved); },
-        [this, unsaved, saved = std::move(saved)](const Outcome<Nothing>& outcome) {
-            if (outcome.isDone()) return saved({});
-            contents_.annotations.keepUnsaved(unsaved);
-            const Failure* failure = outcome.failure();
-            const Error error(failure == nullptr ? "It was stopped." : failure->message,
-                              failure == nullptr ? "" : failure->advice);
-            saved(logged("NOOKERY settings save error: ", error));
+        [this, unsaved, told = std::exchange(awaitingSave_, {})](const Outcome<Nothing>& outcome) {
+            annotationsAreBeingSaved_ = false;
+            SaveFailure failure;
+            if (const Failure* why = outcome.failure()) {
+                contents_.annotations.keepUnsaved(unsaved);
+                failure = logged("NOOKERY settings save error: ", Error(why->message, why->advice));
+            }
+            if (!awaitingSave_.empty()) saveUnsavedAnnotations();
+            for (const Saved& saved : told) saved(failure);
         });
 }
 

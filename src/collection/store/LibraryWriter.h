@@ -40,11 +40,10 @@ class LibraryWriter final : public Library {
     void changeSidecar(const std::function<void(Sidecar&)>& change);
     using AnnotationChange = std::function<void(MemoryAnnotations&)>;
     /// Changes what lies in the settings about a memory: at once in memory; `saved` is called
-    /// later, when it is durable or has failed.
-    void annotate(const Uuid& id, const AnnotationChange& change, Saved saved);
-    /// The same for what goes with removed memories; on the disk before anything that is handed to
-    /// the files queue later.
-    void annotateForRemoval(const AnnotationChange& change);
+    /// later, when it is durable or has failed. Answers whether it was changed at all.
+    bool annotate(const Uuid& id, const AnnotationChange& change, Saved saved);
+    /// The same for what goes with removed memories.
+    void annotateForRemoval(const AnnotationChange& change, Saved saved);
     /// What a change answers where there is no database: it is logged.
     SaveFailure unavailable() const;
 
@@ -79,11 +78,14 @@ class LibraryWriter final : public Library {
 
     SaveFailure logged(std::string_view logPrefix, const Error& error) const;
     void saveAnnotations(Saved saved);
+    void saveUnsavedAnnotations();
     void answerLater(SaveFailure failure, Saved saved);
 
     LibraryContents& contents_;
     LibraryEvents& events_;
     ChangeGate gate_;
+    std::vector<Saved> awaitingSave_;  ///< of changes that are not handed to the files queue yet
+    bool annotationsAreBeingSaved_ = false;
     CallbackGuard guard_;
 };
 

@@ -31,10 +31,12 @@ CleanupOutcome MemoryEdits::cleanUpFilenames(
 }
 
 void MemoryEdits::setManualTags(const Uuid& id, const std::vector<std::string>& tags, Saved saved) {
-    writer_.annotate(
+    const bool isChanged = writer_.annotate(
         id, [&](MemoryAnnotations& annotations) { annotations.setManualTags(id, tags); },
         std::move(saved));
-    writer_.index(contents_.memories.find(id));
+    const auto item = contents_.memories.find(id);
+    if (!isChanged || !item) return;
+    writer_.index(item);
     writer_.recordChange();
 }
 

@@ -5,6 +5,8 @@
 
 #include "collection/originals/MemoryRemoval.h"
 #include "collection/safety/CrumbRecoverySnapshots.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
 #include "platform/work/Task.h"
 #include "records/SecureMemories.h"
 
@@ -44,7 +46,15 @@ MemoryRemover::MemoryRemover(LibraryContents& contents, LibraryWriter& writer,
                              LibraryEvents& events, CrumbRecoverySnapshots& snapshots)
     : contents_(contents), writer_(writer), events_(events), snapshots_(snapshots) {}
 
-MemoryRemover::~MemoryRemover() = default;
+MemoryRemover::~MemoryRemover() {
+    auto removals = std::move(waiting_);
+    if (running_) removals.push_front(std::move(running_));
+    for (const auto& removal : removals) {
+        for (const Request& request : removal->requests) {
+            request.operation->finish(Outcome<DestructiveOutcome>::stopped());
+        }
+    }
+}
 
 OperationPointer<DestructiveOutcome> MemoryRemover::deleteGroup(const Uuid& id) {
     return enqueue(Kind::group, {.group = id});
@@ -113,10 +123,13 @@ bool MemoryRemover::dropStopped() {
         std::stable_partition(requests.begin(), requests.end(), std::not_fn(isStopped));
     const std::vector<Request> dropped(stopped, requests.end());
     requests.erase(stopped, requests.end());
-    for (const Request& request : dropped) {
-        reopen(request);
-        request.operation->finish(Outcome<DestructiveOutcome>::stopped());
-    }
+    for (const Request& request : dropped) reopen(request);
+    // From a fresh piece of work: whoever is told may do anything.
+    contents_.platform.mainQueue.async([dropped] {
+        for (const Request& request : dropped) {
+            request.operation->finish(Outcome<DestructiveOutcome>::stopped());
+        }
+    });
     if (!requests.empty()) return true;
     end([](const Request&) { return Outcome<DestructiveOutcome>::stopped(); });
     return false;
@@ -136,10 +149,10 @@ void MemoryRemover::takeSnapshot() {
             request.operation->control().report(*progress);
         }
     };
-    const auto following = std::make_shared<Subscription>(snapshot->progress().subscribe(tell));
+    running_->following = snapshot->progress().subscribe(tell);
     running_->snapshot = snapshot;
-    snapshot->whenFinished(guard_.guarded([this, following](const Outcome<RecoveryPoint>& outcome) {
-        following->reset();
+    snapshot->whenFinished(guard_.guarded([this](const Outcome<RecoveryPoint>& outcome) {
+        running_->following.reset();
         if (!dropStopped()) return;
         if (outcome.isDone()) return prepare();
         fail(outcome.failure() ? *outcome.failure() : Failure{"It was stopped.", {}, {}});
@@ -170,6 +183,8 @@ void MemoryRemover::prepare() {
         },
         [this](const Outcome<Findings>& outcome) {
             if (outcome.failure()) return fail(*outcome.failure());
+            // Where several go together, the findings are of all of them.
+            if (running_->requests.size() == 1 && !dropStopped()) return;
             remove(outcome.get());
         });
 }
@@ -188,7 +203,13 @@ void MemoryRemover::remove(const Findings& found) {
     }
     forgetRemoved();
     if (running_->kind == Kind::group) return succeed([](const Request&) { return 1; });
-    dispose(found);
+    const bool isAll = running_->kind == Kind::library;
+    writer_.annotateForRemoval(
+        [&](MemoryAnnotations& annotations) {
+            isAll ? annotations.forgetAll() : annotations.forget(running_->memories);
+        },
+        // A failure is logged; no memory is there any more that the settings speak of.
+        guard_.guarded([this, found](const SaveFailure&) { dispose(found); }));
 }
 
 SaveFailure MemoryRemover::removeFromDatabase(const Findings& found) {
@@ -223,7 +244,15 @@ SaveFailure MemoryRemover::secureDerived(const std::vector<Uuid>& derived) {
         markSecure(changed);
         secured.push_back(std::make_shared<const CrumbItem>(std::move(changed)));
     }
-    return secured.empty() ? SaveFailure() : writer_.replace(secured);
+    if (secured.empty()) return {};
+    if (SaveFailure failure =
+            writer_.saveForRemoval("Crumb SQLite save error: ", [&](SQLiteDatabase& database) {
+                database.saveItems(secured, contents_.platform.clock.now());
+            })) {
+        return failure;
+    }
+    writer_.publish(secured);
+    return {};
 }
 
 void MemoryRemover::forgetRemoved() {
@@ -249,7 +278,6 @@ void MemoryRemover::forgetMemories() {
         contents_.groups.set({});
         contents_.richTextByID.set({});
         contents_.retrieval->clear();
-        writer_.annotateForRemoval([](MemoryAnnotations& annotations) { annotations.forgetAll(); });
         events_.libraryCleared();
     } else {
         contents_.memories.remove(removed);
@@ -257,7 +285,6 @@ void MemoryRemover::forgetMemories() {
         contents_.richTextByID.update([&](RichTexts& bodies) {
             std::erase_if(bodies, [&](const auto& entry) { return removed.contains(entry.first); });
         });
-        writer_.annotateForRemoval([&](auto& annotations) { annotations.forget(removed); });
         events_.memoriesRemoved(removed);
     }
 }
@@ -275,26 +302,29 @@ void MemoryRemover::dispose(const Findings& found) {
         [platform = contents_.platform, layout = contents_.layout, disposal, followers, found,
          removed = running_->memories] {
             removeSecureValues(removed, found.someAreSecure, platform);
-            std::vector<Path> gone;
             for (std::size_t i = 0; i < found.originals.size(); ++i) {
                 for (const auto& follower : followers) {
                     follower.report({"removing originals", i, found.originals.size()});
                 }
                 disposeOfOriginals({found.originals[i]}, disposal, platform);
-                if (!platform.files.status(found.originals[i])) gone.push_back(found.originals[i]);
             }
             removeThumbnails(removed, layout, platform);
-            return gone;
+            return originalsThatAreGone(found.originals, platform);
         },
         [this, found](const Outcome<std::vector<Path>>& outcome) {
-            finishDisposal(found, outcome.isDone() ? outcome.get() : std::vector<Path>());
+            if (outcome.isDone()) return finishDisposal(found.originals, outcome.get());
+            // What was not reached stays recorded, and the next start removes it.
+            if (const Failure* failure = outcome.failure()) {
+                contents_.platform.log.line("NOOKERY original cleanup error: " + failure->message);
+            }
+            finishDisposal({}, {});
         });
 }
 
 /// The names become free again with the files; what could not be removed stays known.
-void MemoryRemover::finishDisposal(const Findings& found, const std::vector<Path>& gone) {
+void MemoryRemover::finishDisposal(const std::vector<Path>& tried, const std::vector<Path>& gone) {
     writer_.changeSidecar([&](Sidecar& sidecar) {
-        sidecar.removePendingOriginals(belowLibrary(found.originals, contents_.layout));
+        sidecar.removePendingOriginals(belowLibrary(tried, contents_.layout));
         std::vector<Path> facts;
         for (const Path& original : belowLibrary(gone, contents_.layout)) {
             for (const auto& fact : sidecar.originalsAt(original))

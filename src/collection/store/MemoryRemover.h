@@ -34,6 +34,7 @@ class MemoryRemover {
   public:
     MemoryRemover(LibraryContents& contents, LibraryWriter& writer, LibraryEvents& events,
                   CrumbRecoverySnapshots& snapshots);
+    /// Gives up what is under way where it is whole.
     ~MemoryRemover();
 
     /// The memories leave the group and stay.
@@ -58,6 +59,7 @@ class MemoryRemover {
         std::vector<Request> requests;
         std::unordered_set<Uuid> memories{};         ///< of all requests
         OperationPointer<RecoveryPoint> snapshot{};  ///< the proof, once it has ended
+        Subscription following{};                    ///< of its progress
     };
     /// What was found out about the memories to be removed, away from the main thread.
     struct Findings;
@@ -74,7 +76,7 @@ class MemoryRemover {
     void forgetRemoved();
     void forgetMemories();
     void dispose(const Findings& found);
-    void finishDisposal(const Findings& found, const std::vector<Path>& gone);
+    void finishDisposal(const std::vector<Path>& tried, const std::vector<Path>& gone);
     template <typename OutcomeFor>
     void end(const OutcomeFor& outcomeFor);
     void succeed(const std::function<std::size_t(const Request&)>& countFor);

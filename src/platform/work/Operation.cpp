@@ -18,6 +18,8 @@ OperationControl::OperationControl(WorkQueue& mainQueue)
 
 std::stop_token OperationControl::stopToken() const { return shared_->stop.get_token(); }
 
+void OperationControl::requestStop() const { shared_->stop.request_stop(); }
+
 void OperationControl::throwIfStopped() const {
     if (isStopRequested()) throw Cancelled();
 }
@@ -46,7 +48,7 @@ OperationBase::~OperationBase() = default;
 
 void OperationBase::connect() { control_.shared_->operation = weak_from_this(); }
 
-void OperationBase::stop() { control_.shared_->stop.request_stop(); }
+void OperationBase::stop() { control_.requestStop(); }
 
 void OperationBase::stopWith(std::stop_token token) {
     // The state is shared, so that a stop from another thread never meets a dying operation.

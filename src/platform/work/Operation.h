@@ -32,6 +32,7 @@ class OperationControl {
 
     std::stop_token stopToken() const;
     bool isStopRequested() const { return stopToken().stop_requested(); }
+    void requestStop() const;
     /// Throws Cancelled once a stop was requested.
     void throwIfStopped() const;
 

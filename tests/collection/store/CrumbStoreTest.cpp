@@ -224,6 +224,88 @@ TEST_F(CrumbStoreTest, DeletedMemoriesLeaveNoTraceButTheSnapshotAndTheTrash) {
         << "the name is free again";
 }
 
+TEST_F(CrumbStoreTest, WhatIsBeingDeletedMakesNoNewcomerSuperfluous) {
+    open();
+    const Path file = world_.folder.write("twin.txt", "the only copy");
+    const Uuid old = capture(file).added.at(0);
+    const auto removal = store_->remover().deleteMemories({old});
+    const auto arrival = store_->capture({.sources = {CaptureFile{file}}});
+    EXPECT_EQ(world_.resultOf(arrival).added.size(), 1u) << "its twin is about to go";
+    EXPECT_EQ(world_.resultOf(removal).count, 1u);
+    ASSERT_EQ(store_->items()->size(), 1u);
+    EXPECT_TRUE(world_.files.status(*store_->items()->front()->filePath));
+}
+
+TEST_F(CrumbStoreTest, DeletionsAskedForMeanwhileGoTogetherBehindOneSnapshot) {
+    open();
+    std::vector<Uuid> ids;
+    for (int i = 0; i < 6; ++i) ids.push_back(add(std::to_string(i)));
+    const Uuid kept = add("still there");
+    std::vector<OperationPointer<DestructiveOutcome>> removals;
+    for (const Uuid& id : ids) removals.push_back(store_->remover().deleteMemories({id}));
+    removals[3]->stop();
+    EXPECT_FALSE(store_->memoryEdits().replace(*store_->item(kept))) << "nothing else is closed";
+    world_.time.settle();
+    EXPECT_TRUE(removals[3]->outcome()->isStopped());
+    EXPECT_EQ(removals[5]->outcome()->get().count, 1u);
+    EXPECT_EQ(store_->items()->size(), 2u);
+    const Uuid stopped = store_->items()->back()->id;
+    EXPECT_FALSE(store_->memoryEdits().replace(*store_->item(stopped))) << "it is open again";
+    EXPECT_LE(store_->recoverySnapshots().list().size(), 2u);
+}
+
+TEST_F(CrumbStoreTest, ASecureSourceGoesThoughWhatDerivesFromItIsToGoNext) {
+    open();
+    const Uuid source = add("card");
+    CrumbItem derived;
+    derived.id = Uuid::random();
+    derived.sourceItemID = source;
+    addRecord(derived);
+    CrumbItem secure = *store_->item(source);
+    markSecure(secure);
+    EXPECT_FALSE(store_->memoryEdits().replace(secure));
+    const auto first = store_->remover().deleteMemories({source});
+    const auto second = store_->remover().deleteMemories({derived.id});
+    EXPECT_EQ(world_.resultOf(first).count, 1u);
+    EXPECT_EQ(world_.resultOf(second).count, 1u);
+}
+
+TEST_F(CrumbStoreTest, AFailedSaveNeverComesBackOverANewerOne) {
+    open();
+    const Uuid id = add("a");
+    std::vector<bool> failures;
+    const auto told = [&](const SaveFailure& failure) { failures.push_back(bool(failure)); };
+    world_.defaults.refusesChanges = true;
+    store_->memoryEdits().setManualTags(id, {"old"}, told);
+    store_->memoryEdits().setManualTags(id, {"new"}, [&](const SaveFailure& failure) {
+        told(failure);
+        world_.defaults.refusesChanges = false;
+    });
+    world_.time.settle();
+    EXPECT_EQ(failures, (std::vector{true, true}));
+    save([&](Saved saved) { store_->memoryEdits().recordSelection(id, std::move(saved)); });
+    open();
+    EXPECT_EQ(store_->tagsOf(id), Titles{"new"});
+}
+
+TEST_F(CrumbStoreTest, ClosingEndsWhatRunsAndLeavesTheLibraryToOthers) {
+    open();
+    const Uuid id = add("a");
+    const auto removal = store_->remover().deleteMemories({id});
+    const auto closing = store_->close();
+    EXPECT_EQ(store_->close(), closing);
+    world_.resultOf(closing);
+    EXPECT_TRUE(removal->isFinished());
+    EXPECT_TRUE(store_->groupEdits().create("Trips")) << "it is closed";
+    CrumbStore other(world_.platform(), world_.layout(), LibraryAccess::writing);
+    const auto opening = other.open(SessionLength::lasting);
+    const auto closingAtOnce = other.close();
+    world_.resultOf(closingAtOnce);
+    EXPECT_TRUE(opening->isFinished());
+    store_.reset();
+    EXPECT_EQ(open().items()->size(), removal->outcome()->isDone() ? 0u : 1u);
+}
+
 TEST_F(CrumbStoreTest, AnOriginalThatSeveralMemoriesShareGoesWithTheLast) {
     open();
     const Uuid first = capture(world_.folder.write("shared.txt", "words")).added.at(0);
