@@ -55,8 +55,8 @@ CaptureWork::CaptureWork(const Platform& platform, LibraryLayout layout, Capture
       layout_(std::move(layout)),
       request_(std::move(request)),
       stop_(std::move(stop)),
-      walk_(platform.files, layout_, std::move(request_.sources)),
-      copier_(platform, incomingFolder(layout_), stop_) {}
+      walk_(platform_.files, layout_, std::move(request_.sources)),
+      copier_(platform_, incomingFolder(layout_), stop_) {}
 
 CaptureBatch CaptureWork::gather() {
     CaptureBatch batch;
