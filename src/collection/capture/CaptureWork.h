@@ -59,7 +59,7 @@ class CaptureWork {
     void syncItems(std::span<CaptureEntry* const> entries);
     void discardOriginal(CaptureEntry& entry);
 
-    const Platform& platform_;
+    Platform platform_;  ///< its own: the work may outlive the library that asked for it
     LibraryLayout layout_;
     CaptureRequest request_;
     std::stop_token stop_;
