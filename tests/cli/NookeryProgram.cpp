@@ -13,7 +13,7 @@
 namespace nookery::testing {
 namespace {
 
-constexpr int patienceMilliseconds = 60'000;
+constexpr int patienceMilliseconds = 600'000;
 
 struct Pipe {
     Pipe() { EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0); }
