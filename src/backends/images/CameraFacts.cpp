@@ -106,7 +106,7 @@ class ExifFields {
   public:
     explicit ExifFields(std::string_view block) : data_(exif_data_new(), &exif_data_unref) {
         if (!data_) throw std::bad_alloc();
-        // By the specification, libexif would make up what is missing: it sets the date to now.
+        // Otherwise libexif makes up fields that are missing: it sets the date to now.
         exif_data_unset_option(data_.get(), EXIF_DATA_OPTION_FOLLOW_SPECIFICATION);
         exif_data_set_option(data_.get(), EXIF_DATA_OPTION_IGNORE_UNKNOWN_TAGS);
         const std::string marked = std::string("Exif\0\0", 6).append(block);

@@ -67,8 +67,6 @@ class Enrichment {
     void cleared() { worker_.clear(); }
     /// A removal has ended, and no memory is closed for changes any more.
     void removalEnded() { results_.storeHeld(); }
-    /// Makes what was read durable, and announces it.
-    void settle() { results_.settleAndAnnounce(); }
 
   private:
     struct WorkingOff;
