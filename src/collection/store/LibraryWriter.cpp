@@ -21,6 +21,23 @@ std::vector<Uuid> idsOf(const CrumbItemList& records) {
 
 }  // namespace
 
+/// Saved records on their way into the lists and the index.
+struct LibraryWriter::Arrival {
+    Arrival(const CrumbItemList& saved, SaveFailure failure, CommitEnded whoAsked)
+        : records(saved), problem(std::move(failure)), ended(std::move(whoAsked)) {}
+
+    void endWhenComplete() {
+        if (isIndexed && !hasUnsavedTags) ended({true, problem});
+    }
+
+    CrumbItemList records;
+    SaveFailure problem;
+    CommitEnded ended;
+    std::size_t indexedCount = 0;
+    bool isIndexed = false;
+    bool hasUnsavedTags = false;
+};
+
 CrumbItemPointer inGroup(const CrumbItem& item, std::optional<Uuid> groupID) {
     CrumbItem moved = item;
     moved.groupID = groupID;
@@ -147,16 +164,43 @@ void LibraryWriter::addRecords(const CrumbItemList& records, const TagsByID& tag
         isKept = true;
     });
     if (!isKept) return ended({false, failure});
+    const auto arrival = std::make_shared<Arrival>(records, failure, std::move(ended));
     if (!tagsByID.empty()) {
+        arrival->hasUnsavedTags = true;
         contents_.annotations.setManualTags(tagsByID);
-        saveAnnotations([failure, ended](const SaveFailure& tagFailure) {
-            ended({true, failure ? failure : tagFailure});
+        saveAnnotations([arrival](const SaveFailure& tagFailure) {
+            arrival->hasUnsavedTags = false;
+            if (!arrival->problem) arrival->problem = tagFailure;
+            arrival->endWhenComplete();
         });
     }
-    publish(records);
-    events_.memoriesAdded(records);
+    contents_.memories.add(records);
+    indexArrival(arrival);
+}
+
+/// A few at a time, between whatever else the main thread has to do.
+void LibraryWriter::indexArrival(const std::shared_ptr<Arrival>& arrival) {
+    constexpr std::size_t memoriesAtATime = 32;
+    const CrumbItemList& records = arrival->records;
+    const std::size_t end = std::min(arrival->indexedCount + memoriesAtATime, records.size());
+    for (; arrival->indexedCount < end; ++arrival->indexedCount) {
+        const CrumbItemPointer& record = records[arrival->indexedCount];
+        // One that was edited or removed meanwhile has been seen to.
+        if (find(record->id) == record) index(record);
+    }
+    if (arrival->indexedCount < records.size()) {
+        contents_.platform.mainQueue.async(
+            guard_.guarded([this, arrival] { indexArrival(arrival); }));
+        return;
+    }
+    CrumbItemList stillThere;
+    for (const CrumbItemPointer& record : records) {
+        if (CrumbItemPointer current = find(record->id)) stillThere.push_back(std::move(current));
+    }
+    events_.memoriesAdded(stillThere);
     recordChange();
-    if (tagsByID.empty()) ended({true, failure});
+    arrival->isIndexed = true;
+    arrival->endWhenComplete();
 }
 
 SaveFailure LibraryWriter::replace(const CrumbItemList& changed) {

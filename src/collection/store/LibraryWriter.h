@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
@@ -51,7 +52,8 @@ class LibraryWriter final : public Library {
     CrumbItemPointer find(const Uuid& id) const override { return contents_.memories.find(id); }
     const CrumbItemList& all() const override { return *contents_.memories.all(); }
     void add(const std::vector<NewMemory>& memories, CommitEnded ended) override;
-    /// Complete records from elsewhere, with their tags.
+    /// Complete records from elsewhere, with their tags. Those that are found already while others
+    /// are still indexed are whole.
     void addRecords(const CrumbItemList& records, const TagsByID& tagsByID, CommitEnded ended);
     /// Saves changed records and publishes them, saved or not: the person sees what they wrote
     /// until the next start. A memory that is closed for changes is a failure, and nothing happens.
@@ -74,6 +76,9 @@ class LibraryWriter final : public Library {
     void setIntakeCount(IntakeRoad road, int count) override { events_.intakeCounted(road, count); }
 
   private:
+    struct Arrival;
+
+    void indexArrival(const std::shared_ptr<Arrival>& arrival);
     SaveFailure run(std::string_view logPrefix, const std::function<void(SQLiteDatabase&)>& change);
 
     SaveFailure logged(std::string_view logPrefix, const Error& error) const;

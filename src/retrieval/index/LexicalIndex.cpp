@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <future>
 #include <numeric>
+#include <optional>
+#include <utility>
 
 #include "retrieval/text/TextNormalizer.h"
 
@@ -11,6 +13,10 @@ namespace {
 
 /// With fewer changes than this the postings are not derived anew.
 constexpr std::size_t fewestChanges = 4096;
+
+/// How many memories each change reads for what is due for all of them. Large enough that it ends
+/// long before it is due again.
+constexpr std::size_t memoriesPerChange = 8;
 
 /// How many memories `putAll` reads at a time.
 constexpr std::size_t batchSize = 1024;
@@ -82,6 +88,39 @@ const MemoryAttributes noAttributes;
 
 }  // namespace
 
+class LexicalIndex::Derivation {
+  public:
+    Derivation(const LexicalIndex& index, double average)
+        : averageLength(average), alive_(index.alive_), end_(index.items_.size()) {
+        postings.reserve(index.documentFrequencies_);
+        filler.emplace(postings, Postings::Filler::Direction::fromFront);
+    }
+
+    bool isComplete() const { return next_ == end_; }
+    std::size_t end() const { return end_; }
+    /// The next memory to be placed; none when it was dead at the beginning. One that has died
+    /// since is placed all the same, since room was made for it.
+    std::optional<Ordinal> next() {
+        const std::size_t ordinal = next_++;
+        const std::uint64_t block = alive_[ordinal / ScoreAccumulator::blockSize];
+        if ((block >> ordinal % ScoreAccumulator::blockSize & 1) == 0) return std::nullopt;
+        return static_cast<Ordinal>(ordinal);
+    }
+
+    Postings postings;
+    std::optional<Postings::Filler> filler;
+    double averageLength;
+
+  private:
+    std::vector<std::uint64_t> alive_;
+    std::size_t next_ = 0;
+    std::size_t end_;
+};
+
+LexicalIndex::~LexicalIndex() = default;
+LexicalIndex::LexicalIndex(LexicalIndex&&) noexcept = default;
+LexicalIndex& LexicalIndex::operator=(LexicalIndex&&) noexcept = default;
+
 LexicalIndex::LexicalIndex(const RankingWeights& weights)
     : weights_(weights),
       meanings_(sectionMeanings(weights)),
@@ -90,15 +129,24 @@ LexicalIndex::LexicalIndex(const RankingWeights& weights)
 
 void LexicalIndex::put(const CrumbItemPointer& item, const MemoryAttributes& attributes) {
     ++version_;
-    remove(item->id);
+    bury(item->id);
     writeSearchRecord(*item, attributes, record_);
-    addPostings(append(item, record_));
-    rebuildWhenDue();
+    add(item, record_);
+    maintain();
+}
+
+void LexicalIndex::add(const CrumbItemPointer& item, const SearchRecord& record) {
+    const Ordinal ordinal = append(item, record);
+    appendPostings(ordinal, averageLength_, postings_);
+    if (derivation_) appendPostings(ordinal, derivation_->averageLength, derivation_->postings);
+    if (successor_) successor_->add(item, record);
 }
 
 void LexicalIndex::putAll(std::span<const CrumbItemPointer> items,
                           std::span<const MemoryAttributes> attributes) {
     ++version_;
+    derivation_.reset();
+    successor_.reset();
     items_.reserve(items_.size() + items.size());
     ordinals_.reserve(ordinals_.size() + items.size());
     // Newest first: among equal scores the newest are shown, and they are then found in the first
@@ -132,11 +180,15 @@ void LexicalIndex::putAll(std::span<const CrumbItemPointer> items,
 }
 
 void LexicalIndex::remove(const Uuid& id) {
-    const auto ordinal = ordinalOf(id);
-    if (!ordinal) return;
+    if (!ordinalOf(id)) return;
     ++version_;
-    tombstone(*ordinal);
-    rebuildWhenDue();
+    bury(id);
+    maintain();
+}
+
+void LexicalIndex::bury(const Uuid& id) {
+    if (const auto ordinal = ordinalOf(id)) tombstone(*ordinal);
+    if (successor_) successor_->bury(id);
 }
 
 void LexicalIndex::clear() {
@@ -188,12 +240,12 @@ void LexicalIndex::addToDocumentFrequencies(Ordinal ordinal) {
     totalLength_ += termFrequencies_.length();
 }
 
-void LexicalIndex::addPostings(Ordinal ordinal) {
+void LexicalIndex::appendPostings(Ordinal ordinal, double averageLength, Postings& postings) const {
     // `append` has just counted this memory's terms.
     for (const auto& entry : termFrequencies_.entries()) {
         const std::uint8_t impact = impactOf(weights_, entry.mask, entry.weightedFrequency,
-                                             termFrequencies_.length(), averageLength_);
-        postings_.append(entry.token, ordinal, {entry.mask, impact});
+                                             termFrequencies_.length(), averageLength);
+        postings.append(entry.token, ordinal, {entry.mask, impact});
     }
 }
 
@@ -208,27 +260,54 @@ void LexicalIndex::tombstone(Ordinal ordinal) {
         ~(std::uint64_t{1} << ordinal % ScoreAccumulator::blockSize);
 }
 
-void LexicalIndex::rebuildWhenDue() {
-    const std::size_t dead = items_.size() - ordinals_.size();
-    if (dead > fewestChanges && dead * 4 > items_.size()) {
-        compact();
-    } else if (items_.size() - mainOrdinalCount_ > fewestChanges &&
-               (items_.size() - mainOrdinalCount_) * 4 > items_.size()) {
-        derivePostings();
+void LexicalIndex::maintain() {
+    if (successor_) return advanceSuccessor();
+    if (derivation_) return advanceDerivation();
+    const std::size_t count = items_.size();
+    const std::size_t dead = count - ordinals_.size();
+    const std::size_t inAuxiliary = count - mainOrdinalCount_;
+    if (dead > fewestChanges && dead * 4 > count) {
+        successor_ = std::make_unique<LexicalIndex>(weights_);
+        successor_->items_.reserve(ordinals_.size());
+        successor_->ordinals_.reserve(ordinals_.size());
+        nextForSuccessor_ = 0;
+        endForSuccessor_ = static_cast<Ordinal>(count);
+    } else if (inAuxiliary > fewestChanges && inAuxiliary * 4 > count) {
+        derivation_ = std::make_unique<Derivation>(*this, currentAverageLength());
     }
 }
 
-/// Drops the dead memories, and the tokens and tags that only they held.
-void LexicalIndex::compact() {
-    LexicalIndex compacted(weights_);
-    compacted.items_.reserve(ordinals_.size());
-    compacted.ordinals_.reserve(ordinals_.size());
-    for (Ordinal ordinal = 0; ordinal < items_.size(); ++ordinal) {
-        if (isAlive(ordinal)) compacted.copyFrom(*this, ordinal);
+void LexicalIndex::advanceDerivation() {
+    for (std::size_t i = 0; i < memoriesPerChange && !derivation_->isComplete(); ++i) {
+        const auto ordinal = derivation_->next();
+        if (!ordinal) continue;
+        placePostings(*ordinal, termFrequencies_, derivation_->averageLength, *derivation_->filler);
     }
-    compacted.version_ = version_;
-    *this = std::move(compacted);
-    derivePostings();
+    if (!derivation_->isComplete()) return;
+    postings_ = std::move(derivation_->postings);
+    averageLength_ = derivation_->averageLength;
+    mainOrdinalCount_ = derivation_->end();
+    derivation_.reset();
+}
+
+/// Drops the dead memories, and the tokens and tags that only they held.
+void LexicalIndex::advanceSuccessor() {
+    if (nextForSuccessor_ < endForSuccessor_) {
+        const auto end =
+            std::min<std::size_t>(nextForSuccessor_ + memoriesPerChange, endForSuccessor_);
+        for (; nextForSuccessor_ < end; ++nextForSuccessor_) {
+            if (isAlive(nextForSuccessor_)) successor_->copyFrom(*this, nextForSuccessor_);
+        }
+        return;
+    }
+    if (!successor_->derivation_) {
+        successor_->derivation_ =
+            std::make_unique<Derivation>(*successor_, successor_->currentAverageLength());
+    }
+    successor_->advanceDerivation();
+    if (successor_->derivation_) return;
+    successor_->version_ = version_;
+    *this = std::move(*std::exchange(successor_, nullptr));
 }
 
 void LexicalIndex::copyFrom(const LexicalIndex& other, Ordinal ordinal) {
@@ -253,10 +332,13 @@ void LexicalIndex::copyFrom(const LexicalIndex& other, Ordinal ordinal) {
     addToDocumentFrequencies(ownOrdinal);
 }
 
+double LexicalIndex::currentAverageLength() const {
+    if (ordinals_.empty()) return assumedAverageLength;
+    return static_cast<double>(totalLength_) / static_cast<double>(ordinals_.size());
+}
+
 void LexicalIndex::derivePostings() {
-    averageLength_ = ordinals_.empty() ? assumedAverageLength
-                                       : static_cast<double>(totalLength_) /
-                                             static_cast<double>(ordinals_.size());
+    averageLength_ = currentAverageLength();
     postings_.reserve(documentFrequencies_);
     const auto end = static_cast<Ordinal>(items_.size());
     const Ordinal middle = end / 2;
@@ -264,23 +346,24 @@ void LexicalIndex::derivePostings() {
     auto back = std::async([&] {
         Postings::Filler filler(postings_, Direction::fromBack);
         TermFrequencies frequencies(meanings_);
-        for (Ordinal ordinal = end; ordinal-- > middle;)
-            placePostings(ordinal, frequencies, filler);
+        for (Ordinal ordinal = end; ordinal-- > middle;) {
+            if (isAlive(ordinal)) placePostings(ordinal, frequencies, averageLength_, filler);
+        }
     });
     Postings::Filler filler(postings_, Direction::fromFront);
-    for (Ordinal ordinal = 0; ordinal < middle; ++ordinal)
-        placePostings(ordinal, termFrequencies_, filler);
+    for (Ordinal ordinal = 0; ordinal < middle; ++ordinal) {
+        if (isAlive(ordinal)) placePostings(ordinal, termFrequencies_, averageLength_, filler);
+    }
     back.get();
     mainOrdinalCount_ = end;
 }
 
 void LexicalIndex::placePostings(Ordinal ordinal, TermFrequencies& frequencies,
-                                 Postings::Filler& filler) const {
-    if (!isAlive(ordinal)) return;
+                                 double averageLength, Postings::Filler& filler) const {
     frequencies.count(streams_.at(ordinal), vocabulary_.size());
     for (const auto& entry : frequencies.entries()) {
         const std::uint8_t impact = impactOf(weights_, entry.mask, entry.weightedFrequency,
-                                             frequencies.length(), averageLength_);
+                                             frequencies.length(), averageLength);
         filler.place(entry.token, ordinal, {entry.mask, impact});
     }
 }

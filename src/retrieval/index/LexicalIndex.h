@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -24,13 +25,20 @@ namespace nookery {
 ///
 /// Memories get ordinals, counted up from 0. A changed memory gets a new ordinal; its old one is
 /// dead. The forward index (TokenStreams) has the tokens of each memory. The inverted index
-/// (Postings) is derived from it: the main part at load and whenever a quarter of the library has
+/// (Postings) is derived from it: the main part at load and again when a quarter of the library has
 /// changed, the auxiliary part with every memory that comes in between.
 ///
-/// Main thread. `putAll` and deriving the postings use a second thread inside.
+/// No single change takes long, however large the library: what is due for all memories, deriving
+/// the postings again or dropping the dead ones, is done beside the index in use, a few memories
+/// with each change, and takes its place when it is complete.
+///
+/// Main thread. `putAll` uses a second thread inside.
 class LexicalIndex {
   public:
     explicit LexicalIndex(const RankingWeights& weights = {});
+    ~LexicalIndex();
+    LexicalIndex(LexicalIndex&&) noexcept;
+    LexicalIndex& operator=(LexicalIndex&&) noexcept;
 
     const RankingWeights& weights() const { return weights_; }
     const SectionMeanings& meanings() const { return meanings_; }
@@ -92,16 +100,25 @@ class LexicalIndex {
         std::size_t aliveCount = 0;
     };
 
+    /// Postings of all memories, on their way.
+    class Derivation;
+
+    // Both in the successor too.
+    void add(const CrumbItemPointer& item, const SearchRecord& record);
+    void bury(const Uuid& id);
+
     Ordinal append(const CrumbItemPointer& item, const SearchRecord& record);
     void addItem(const CrumbItemPointer& item);
     void addToDocumentFrequencies(Ordinal ordinal);
-    void addPostings(Ordinal ordinal);
+    void appendPostings(Ordinal ordinal, double averageLength, Postings& postings) const;
     void tombstone(Ordinal ordinal);
-    void rebuildWhenDue();
-    void compact();
+    void maintain();
+    void advanceDerivation();
+    void advanceSuccessor();
     void copyFrom(const LexicalIndex& other, Ordinal ordinal);
+    double currentAverageLength() const;
     void derivePostings();
-    void placePostings(Ordinal ordinal, TermFrequencies& frequencies,
+    void placePostings(Ordinal ordinal, TermFrequencies& frequencies, double averageLength,
                        Postings::Filler& filler) const;
     std::uint32_t tagNumber(const std::string& name);
 
@@ -121,8 +138,12 @@ class LexicalIndex {
     std::unordered_map<std::string, std::uint32_t> tagNumbers_;
     std::uint64_t totalLength_ = 0;  // tokens of all memories alive
     double averageLength_ = 0;
-    std::size_t mainOrdinalCount_ = 0;  // ordinals when the postings were last derived
-    SearchRecord record_;               // kept so that its memory is used again
+    std::size_t mainOrdinalCount_ = 0;         // ordinals when the postings were last derived
+    std::unique_ptr<Derivation> derivation_;   // none unless one is under way
+    std::unique_ptr<LexicalIndex> successor_;  // without the dead; none unless one is being made
+    Ordinal nextForSuccessor_ = 0;
+    Ordinal endForSuccessor_ = 0;  // later memories come into the successor as they come in here
+    SearchRecord record_;          // kept so that its memory is used again
     std::uint64_t version_ = 0;
 };
 

@@ -11,8 +11,9 @@ void Postings::reserve(std::span<const std::uint32_t> counts) {
         total += count;
     }
     starts_.push_back(total);
-    ordinals_.resize(total);
-    marks_.resize(total);
+    ordinals_ = std::make_unique_for_overwrite<Ordinal[]>(total);
+    marks_ = std::make_unique_for_overwrite<PostingMark[]>(total);
+    mainCount_ = total;
 }
 
 Postings::Filler::Filler(Postings& postings, Direction direction)
@@ -37,8 +38,8 @@ Postings::List Postings::auxiliaryList(TokenId token) const {
 
 std::size_t Postings::byteCount() const {
     constexpr std::size_t nodeOverhead = 64;
-    return starts_.capacity() * sizeof(std::uint64_t) + ordinals_.capacity() * sizeof(Ordinal) +
-           marks_.capacity() * sizeof(PostingMark) + auxiliary_.size() * nodeOverhead +
+    return starts_.capacity() * sizeof(std::uint64_t) +
+           mainCount_ * (sizeof(Ordinal) + sizeof(PostingMark)) + auxiliary_.size() * nodeOverhead +
            auxiliaryCount_ * (sizeof(Ordinal) + sizeof(PostingMark)) * 2;
 }
 

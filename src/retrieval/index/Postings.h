@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <unordered_map>
 #include <vector>
@@ -57,11 +58,11 @@ class Postings {
         if (token + 1 >= starts_.size()) return {};
         const std::uint64_t start = starts_[token];
         const std::uint64_t count = starts_[token + 1] - start;
-        return {{ordinals_.data() + start, count}, {marks_.data() + start, count}};
+        return {{ordinals_.get() + start, count}, {marks_.get() + start, count}};
     }
     List auxiliaryList(TokenId token) const;
 
-    std::size_t mainCount() const { return ordinals_.size(); }
+    std::size_t mainCount() const { return mainCount_; }
     std::size_t auxiliaryCount() const { return auxiliaryCount_; }
     std::size_t byteCount() const;
 
@@ -72,8 +73,10 @@ class Postings {
     };
 
     std::vector<std::uint64_t> starts_;  // by token, of its main list
-    std::vector<Ordinal> ordinals_;
-    std::vector<PostingMark> marks_;
+    // Not cleared when room is made: a filler writes to every place.
+    std::unique_ptr<Ordinal[]> ordinals_;
+    std::unique_ptr<PostingMark[]> marks_;
+    std::size_t mainCount_ = 0;
     std::unordered_map<TokenId, AuxiliaryList> auxiliary_;
     std::size_t auxiliaryCount_ = 0;
 };
