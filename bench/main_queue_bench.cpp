@@ -13,6 +13,9 @@
 #include "backends/SystemPlatform.h"
 #include "collection/store/CrumbStore.h"
 #include "foundation/FileSystem.h"
+#include "mobilelink/PhoneLink.h"
+#include "platform/KeyStore.h"
+#include "platform/KeyStoreServices.h"
 #include "support/Benchmark.h"
 #include "support/Waiting.h"
 
@@ -21,6 +24,7 @@ namespace {
 
 constexpr std::size_t libraryCount = 100'000;
 constexpr int fileCount = 10'000;
+constexpr double enrichmentSeconds = 20;
 constexpr std::size_t removedCount = 1'000;
 
 double milliseconds(std::chrono::nanoseconds duration) {
@@ -48,8 +52,15 @@ class Journeys {
   public:
     explicit Journeys(const Path& folder)
         : folder_(folder),
-          system_({.configFolder = folder / "config", .userData = folder, .programFolder = folder},
+          system_({.configFolder = folder / "config",
+                   .userData = folder,
+                   .programFolder = NOOKERY_PROGRAM_FOLDER,
+                   .cloudFolder = folder / "drive",
+                   .keyStoreFile = folder / "keys.json"},
                   log_) {
+        createDirectories(platform().files, folder / "drive" / cloudContainerName);
+        platform().keyStore.write(KeyStoreServices(platform().applicationIdentifier).pairedKey(),
+                                  pairedKeyAccount, std::string(32, 'k'));
         open();
     }
 
@@ -126,6 +137,14 @@ void measureJourneys(const Path& folder) {
         save(world.mainLoop(), [&](Saved saved) {
             world.store().memoryEdits().setManualTags(tagged, {"kitchen"}, std::move(saved));
         });
+    });
+    PhoneLink link(world.platform(), world.layout(), world.store());
+    world.measure("publish to the phone", [&] { resultOf(world.mainLoop(), link.publish()); });
+    world.measure(fmt::format("{} seconds of enrichment", enrichmentSeconds), [&] {
+        const auto reading = world.store().enrichment().workOff();
+        const auto stop = world.platform().mainQueue.after(WorkQueue::Delay{enrichmentSeconds},
+                                                           [reading] { reading->stop(); });
+        world.mainLoop().runUntil([&] { return reading->isFinished(); });
     });
     world.measure("complete archive", [&] {
         resultOf(world.mainLoop(), beginArchiveExport(world.platform(), world.layout(),

@@ -14,9 +14,9 @@ namespace {
 /// With fewer changes than this the postings are not derived anew.
 constexpr std::size_t fewestChanges = 4096;
 
-/// How many memories each change reads for what is due for all of them. Large enough that it ends
-/// long before it is due again.
-constexpr std::size_t memoriesPerChange = 8;
+/// How many memories are read for what is due for all of them when one comes in. Large enough that
+/// it ends long before it is due again.
+constexpr std::size_t memoriesAtATime = 8;
 
 /// How many memories `putAll` reads at a time.
 constexpr std::size_t batchSize = 1024;
@@ -183,7 +183,6 @@ void LexicalIndex::remove(const Uuid& id) {
     if (!ordinalOf(id)) return;
     ++version_;
     bury(id);
-    maintain();
 }
 
 void LexicalIndex::bury(const Uuid& id) {
@@ -278,7 +277,7 @@ void LexicalIndex::maintain() {
 }
 
 void LexicalIndex::advanceDerivation() {
-    for (std::size_t i = 0; i < memoriesPerChange && !derivation_->isComplete(); ++i) {
+    for (std::size_t i = 0; i < memoriesAtATime && !derivation_->isComplete(); ++i) {
         const auto ordinal = derivation_->next();
         if (!ordinal) continue;
         placePostings(*ordinal, termFrequencies_, derivation_->averageLength, *derivation_->filler);
@@ -294,7 +293,7 @@ void LexicalIndex::advanceDerivation() {
 void LexicalIndex::advanceSuccessor() {
     if (nextForSuccessor_ < endForSuccessor_) {
         const auto end =
-            std::min<std::size_t>(nextForSuccessor_ + memoriesPerChange, endForSuccessor_);
+            std::min<std::size_t>(nextForSuccessor_ + memoriesAtATime, endForSuccessor_);
         for (; nextForSuccessor_ < end; ++nextForSuccessor_) {
             if (isAlive(nextForSuccessor_)) successor_->copyFrom(*this, nextForSuccessor_);
         }

@@ -30,7 +30,7 @@ namespace nookery {
 ///
 /// No single change takes long, however large the library: what is due for all memories, deriving
 /// the postings again or dropping the dead ones, is done beside the index in use, a few memories
-/// with each change, and takes its place when it is complete.
+/// with each memory that comes in, and takes its place when it is complete.
 ///
 /// Main thread. `putAll` uses a second thread inside.
 class LexicalIndex {
