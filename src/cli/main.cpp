@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <stop_token>
+#include <optional>
 
 #include "archive/RestoreAtStart.h"
 #include "backends/StderrLog.h"
@@ -12,6 +12,7 @@
 #include "backends/documents/PdfService.h"
 #include "cli/Places.h"
 #include "cli/context/CommandContext.h"
+#include "cli/context/TerminalConsole.h"
 #include "cli/line/CommandLine.h"
 #include "cli/line/Help.h"
 #include "cli/output/CommandLog.h"
@@ -42,7 +43,7 @@ Path workingFolder() {
 }
 
 /// Builds the world, and the session in it, for a command that needs them.
-int runInWorld(const CommandLine& line, const Interrupts& interrupts, Output& output, Log& log) {
+int runInWorld(const CommandLine& line, Console& console, Log& log) {
     const Places places =
         findPlaces(processEnvironment(), line.arguments.value("data-home"), workingFolder());
     SystemPlatform system({.configFolder = places.configHome,
@@ -52,43 +53,49 @@ int runInWorld(const CommandLine& line, const Interrupts& interrupts, Output& ou
                            .keyStoreFile = places.keyStoreFile,
                            .pdfProgram = "/proc/self/exe"},
                           log);
-    // What waits for the main loop looks again when the person interrupts.
-    const std::stop_callback wake(interrupts.token(), [&] { system.mainLoop().async([] {}); });
-    CommandContext context({.platform = system.platform(),
-                            .runUntil = [&](const auto& done) { system.mainLoop().runUntil(done); },
-                            .interrupts = interrupts,
-                            .layout = {places.dataHome, places.cacheHome}},
-                           output, line.arguments);
+    CommandContext context(system.platform(), {places.dataHome, places.cacheHome}, console,
+                           line.arguments);
     if (!line.command->leavesRestoresWaiting) {
         completeWaitingRestores(context.platform(), context.layout());
     }
-    return line.command->run(context, line.arguments);
+    Coroutine<int> command = line.command->run(context, line.arguments);
+    bool hasEnded = false;
+    command.start([&] { hasEnded = true; });
+    system.mainLoop().runUntil([&] { return hasEnded; });
+    const int status = command.result();
+    context.out().flush();
+    return status;
 }
 
-int runCommand(const Words& words, const Interrupts& interrupts, Output& output, CommandLog& log) {
-    const CommandLine line = parseCommandLine(words);
+/// For what needs nothing of the world; none for what does.
+std::optional<std::string> textOf(const CommandLine& line) {
+    const bool wantsJson = line.arguments.has("json");
     if (line.command == nullptr) {
-        output.write(line.arguments.has("version") ? versionText(line.arguments.has("json"))
-                                                   : programHelp());
-        return line.arguments.has("version") ? exitDone : exitWrongUsage;
+        return line.arguments.has("version") ? versionText(wantsJson) : programHelp();
     }
-    if (line.command->isLasting) {
-        StderrLog atOnce;
-        return runInWorld(line, interrupts, output, atOnce);
-    }
-    if (line.command->text == nullptr) return runInWorld(line, interrupts, output, log);
+    if (line.command->text == nullptr) return std::nullopt;
     const std::string text = line.command->text(line.arguments);
-    output.write(line.arguments.has("json") ? toJsonText(OrderedJson{{"text", text}}) + "\n"
-                                            : text);
-    return exitDone;
+    return wantsJson ? toJsonText(OrderedJson{{"text", text}}) + "\n" : text;
 }
 
-Ending endingOf(const Words& words, Output& output, CommandLog& log) {
+int runCommand(const Words& words, CommandLog& log) {
+    const CommandLine line = parseCommandLine(words);
     const Interrupts interrupts;
+    TerminalConsole console(interrupts, !line.arguments.has("no-color"),
+                            !line.arguments.has("no-input"));
+    if (const auto text = textOf(line)) {
+        console.write(*text);
+        const bool isUsage = line.command == nullptr && !line.arguments.has("version");
+        return isUsage ? exitWrongUsage : exitDone;
+    }
+    StderrLog atOnce;
+    return line.command->isLasting ? runInWorld(line, console, atOnce)
+                                   : runInWorld(line, console, log);
+}
+
+Ending endingOf(const Words& words, CommandLog& log) {
     try {
-        const int status = runCommand(words, interrupts, output, log);
-        output.flush();
-        return {status};
+        return {runCommand(words, log)};
     } catch (const UsageError& error) {
         return {exitWrongUsage, error.description()};
     } catch (const OutputError& error) {
@@ -103,24 +110,24 @@ Ending endingOf(const Words& words, Output& output, CommandLog& log) {
 }
 
 /// With --json standard output is one document, whatever happens.
-void tellFailureAsJson(Output& output, const Ending& ending) {
+void tellFailureAsJson(const Ending& ending) {
+    const std::string document =
+        toJsonText(OrderedJson{{"error", toValidUtf8(ending.failure)}}) + "\n";
     try {
-        output.writeLine(toJsonText(OrderedJson{{"error", toValidUtf8(ending.failure)}}));
-        output.flush();
+        writeToStandardOutput(document);
     } catch (const OutputError&) {
         // The failure is told on standard error, and by the exit status.
     }
 }
 
 int run(const Words& words) {
-    Output output;
     CommandLog log;
-    const Ending ending = endingOf(words, output, log);
+    const Ending ending = endingOf(words, log);
     StderrLog standardError;
     log.release(standardError, ending.failure);
     if (ending.failure.empty()) return ending.status;
     if (std::find(words.begin(), words.end(), "--json") != words.end()) {
-        tellFailureAsJson(output, ending);
+        tellFailureAsJson(ending);
     }
     standardError.line("nookery: " + printable(ending.failure));
     return ending.status;

@@ -52,6 +52,7 @@ void NookeryFieldReportReceiver::scan() {
     if (scan_ || isStopping_) return;
     nextScan_.cancel();
     scan_ = scanFieldReports(platform_, repository_);
+    isBusy_.set(true);
     scan_->whenFinished(guard_.guarded([this](const auto& outcome) { finish(outcome); }));
 }
 
@@ -69,6 +70,7 @@ void NookeryFieldReportReceiver::finish(const Outcome<FieldReportScan>& outcome)
         for (const auto& failure : scan.failed) logOnce(failure.folderName, failure.message);
         if (!scan.received.empty()) deliver();
     }
+    isBusy_.set(false);
     if (isStopping_) return;
     nextScan_ = platform_.mainQueue.after(scanInterval, guard_.guarded([this] { this->scan(); }));
 }

@@ -34,7 +34,8 @@ class NookeryFieldReportReceiver final : public FieldReportReceiver {
     /// Begins no more looks, and ends the one that is under way before its next report. Nothing
     /// works for the receiver any more once no import is in progress.
     void stop();
-    bool importInProgress() const { return scan_ != nullptr; }
+    bool importInProgress() const { return *isBusy_; }
+    const Published<bool>& isBusy() const { return isBusy_; }
 
     // Both also work before the start, and deliver the list when they succeed.
     void rename(const NookeryReceivedFieldReport& report, const std::string& title) override;
@@ -50,6 +51,7 @@ class NookeryFieldReportReceiver final : public FieldReportReceiver {
     std::shared_ptr<FieldReportRepository> repository_;
     Handler handler_;
     OperationPointer<FieldReportScan> scan_;  ///< null while none is under way
+    Published<bool> isBusy_{false};
     bool isStopping_ = false;
     DelayedWork nextScan_;
     /// What was last logged about each folder, so that a bad one is not told of every few seconds.

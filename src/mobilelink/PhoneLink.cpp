@@ -110,6 +110,7 @@ void PhoneLink::runNext() {
             .aboutToPublish = [this, revision] { *revision = revision_; },
             .ended = [this, revision](
                          const Outcome<LinkOutcome>& outcome) { endRun(outcome, *revision); }});
+    if (!*isBusy_) isBusy_.set(true);
     run_->start();
 }
 
@@ -120,6 +121,7 @@ void PhoneLink::endRun(const Outcome<LinkOutcome>& outcome, std::optional<int> r
     lastRun_.set(run->done());
     run->operation()->finish(outcome);
     if (!run_) runNext();
+    if (!run_) isBusy_.set(false);
 }
 
 }  // namespace nookery

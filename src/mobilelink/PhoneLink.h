@@ -37,7 +37,8 @@ class PhoneLink {
     /// well. The link may go once it is idle; earlier, edits that were just saved may stay without
     /// a receipt.
     void stop();
-    bool isIdle() const { return !run_; }
+    bool isIdle() const { return !*isBusy_; }
+    const Published<bool>& isBusy() const { return isBusy_; }
 
   private:
     struct Job {
@@ -66,6 +67,7 @@ class PhoneLink {
     bool isStopping_ = false;
     std::deque<Job> jobs_;
     std::unique_ptr<LinkRun> run_;
+    Published<bool> isBusy_{false};
     CallbackGuard guard_;
 };
 

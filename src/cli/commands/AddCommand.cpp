@@ -4,7 +4,6 @@
 
 #include "cli/commands/Commands.h"
 #include "cli/commands/Enrichment.h"
-#include "cli/output/Input.h"
 #include "cli/output/TextLayout.h"
 #include "cli/views/CaptureView.h"
 #include "cli/views/MemoryView.h"
@@ -13,26 +12,24 @@
 namespace nookery::cli {
 namespace {
 
-constexpr std::size_t maximumTextByteCount = std::size_t{64} << 20;
-
-CaptureSource sourceFor(CommandContext& context, const Arguments& arguments,
-                        const std::string& word) {
+Coroutine<CaptureSource> sourceFor(CommandContext& context, const Arguments& arguments,
+                                   std::string word) {
     if (word == "-") {
-        return CaptureText{
-            readAll(standardInput(context.interruptDescriptor()), maximumTextByteCount),
-            "standard input"};
+        std::string text = co_await context.readInput();
+        co_return CaptureText{std::move(text), "standard input"};
     }
     const std::string start = lowerCased(toValidUtf8(word.substr(0, 8)));
     if (start.starts_with("http://") || start == "https://") {
-        return CaptureLink{word, arguments.has("fetch")};
+        co_return CaptureLink{word, arguments.has("fetch")};
     }
-    return CaptureFile{Path(word)};
+    co_return CaptureFile{context.path(word)};
 }
 
-CaptureRequest requestFor(CommandContext& context, CrumbStore& store, const Arguments& arguments) {
+Coroutine<CaptureRequest> requestFor(CommandContext& context, CrumbStore& store,
+                                     const Arguments& arguments) {
     CaptureRequest request;
     for (const std::string& word : arguments.positionals()) {
-        request.sources.push_back(sourceFor(context, arguments, word));
+        request.sources.push_back(co_await sourceFor(context, arguments, word));
     }
     if (const auto text = arguments.value("text")) {
         request.sources.push_back(CaptureText{*text, "the text given"});
@@ -41,22 +38,24 @@ CaptureRequest requestFor(CommandContext& context, CrumbStore& store, const Argu
     request.note = arguments.text("note").value_or("");
     for (const std::string& tag : arguments.values("tag")) request.tags.push_back(toValidUtf8(tag));
     if (const auto group = arguments.text("group")) request.groupID = findGroup(store, *group).id;
-    return request;
+    co_return request;
 }
 
-CaptureReport captureAll(CommandContext& context, CrumbStore& store, CaptureRequest request) {
+Coroutine<CaptureReport> captureAll(CommandContext& context, CrumbStore& store,
+                                    CaptureRequest request) {
     const auto operation = store.capture(std::move(request));
-    context.waitFor(*operation);
-    return reportOf(*operation->outcome());
+    co_await context.waitFor(operation);
+    co_return reportOf(*operation->outcome());
 }
 
-int runAdd(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runAdd(CommandContext& context, const Arguments& arguments) {
     if (arguments.positionals().empty() && !arguments.has("text")) {
         throw UsageError("add needs something to take in: files, folders, links, - or --text.");
     }
-    CrumbStore& store = context.open(LibraryAccess::writing);
-    const CaptureReport report = captureAll(context, store, requestFor(context, store, arguments));
-    if (arguments.has("wait")) finishEnrichment(context, store);
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    CaptureRequest request = co_await requestFor(context, store, arguments);
+    const CaptureReport report = co_await captureAll(context, store, std::move(request));
+    if (arguments.has("wait")) co_await finishEnrichment(context, store);
     if (context.wantsJson()) {
         context.print(captureReportJson(store, report));
     } else {
@@ -64,9 +63,9 @@ int runAdd(CommandContext& context, const Arguments& arguments) {
     }
     if (report.cancelled) {
         context.say("Interrupted; what was added is whole.");
-        return exitInterrupted;
+        co_return exitInterrupted;
     }
-    return report.failed.empty() ? exitDone : exitFailed;
+    co_return report.failed.empty() ? exitDone : exitFailed;
 }
 
 }  // namespace

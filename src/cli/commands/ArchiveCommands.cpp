@@ -14,7 +14,7 @@ namespace {
 
 /// The folder that was named, as it is told back.
 Path namedFolder(CommandContext& context, const Arguments& arguments) {
-    const Path named = arguments.positional(0);
+    const Path named = context.path(arguments.positional(0));
     const auto resolved = context.platform().files.resolve(named);
     return resolved ? *resolved : named;
 }
@@ -33,11 +33,12 @@ std::string summaryText(const ArchiveSummary& summary) {
                        spokenByteCount(static_cast<double>(summary.byteCount)));
 }
 
-int runExport(CommandContext& context, const Arguments& arguments) {
-    auto source = CrumbCompleteArchive::gather(context.open(LibraryAccess::reading),
-                                               context.platform().defaults);
-    const ArchiveSummary summary = context.resultOf(beginArchiveExport(
-        context.platform(), context.layout(), std::move(source), arguments.positional(0)));
+Coroutine<int> runExport(CommandContext& context, const Arguments& arguments) {
+    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
+    auto source = CrumbCompleteArchive::gather(store, context.platform().defaults);
+    const ArchiveSummary summary = co_await context.resultOf(
+        beginArchiveExport(context.platform(), context.layout(), std::move(source),
+                           context.path(arguments.positional(0))));
     const Path folder = namedFolder(context, arguments);
     if (context.wantsJson()) {
         context.print(summaryJson(folder, summary));
@@ -46,26 +47,28 @@ int runExport(CommandContext& context, const Arguments& arguments) {
                                 printable(displayName(folder)));
         context.say("Archive Exported and Verified: " + summaryText(summary));
     }
-    return exitDone;
+    co_return exitDone;
 }
 
-int runVerify(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runVerify(CommandContext& context, const Arguments& arguments) {
     const Path folder = namedFolder(context, arguments);
-    const ArchiveSummary summary = context.resultOf(beginArchiveCheck(context.platform(), folder));
+    const ArchiveSummary summary =
+        co_await context.resultOf(beginArchiveCheck(context.platform(), folder));
     if (context.wantsJson()) {
         context.print(summaryJson(folder, summary));
     } else {
         context.out().writeLine("The archive is whole: " + summaryText(summary));
     }
-    return exitDone;
+    co_return exitDone;
 }
 
-int runRestore(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runRestore(CommandContext& context, const Arguments& arguments) {
     const Path folder = namedFolder(context, arguments);
     const auto lock =
         LibraryLock::acquire(context.platform().files, context.layout(), context.now());
     refuseWhileRestoreWaits(context.platform().files, context.layout().library());
-    const ArchiveSummary checked = context.resultOf(beginArchiveCheck(context.platform(), folder));
+    const ArchiveSummary checked =
+        co_await context.resultOf(beginArchiveCheck(context.platform(), folder));
     const std::string title = "Restore NOOKERY Collection?";
     const std::string text = fmt::format(
         "This archive contains {} memories. Restoring replaces your current collection, People and "
@@ -76,11 +79,11 @@ int runRestore(CommandContext& context, const Arguments& arguments) {
         context.out().writeLine(context.wantsJson()
                                     ? toJsonText(summaryJson(folder, checked))
                                     : "This would be asked and done: " + title + "\n" + text);
-        return exitDone;
+        co_return exitDone;
     }
-    context.demandConsent(title, text);
-    const ArchiveSummary prepared =
-        context.resultOf(beginRestorePreparation(context.platform(), context.layout(), folder));
+    co_await context.demandConsent(title, text);
+    const ArchiveSummary prepared = co_await context.resultOf(
+        beginRestorePreparation(context.platform(), context.layout(), folder));
     if (context.wantsJson()) {
         context.print(summaryJson(folder, prepared));
     } else {
@@ -88,7 +91,7 @@ int runRestore(CommandContext& context, const Arguments& arguments) {
             "Archive Ready to Restore\nThe archive has been verified and prepared. NOOKERY will "
             "now close. Reopen it to restore your collection.");
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 OrderedJson statusJson(CommandContext& context) {
@@ -108,11 +111,11 @@ OrderedJson statusJson(CommandContext& context) {
     return document;
 }
 
-int runStatus(CommandContext& context, const Arguments&) {
+Coroutine<int> runStatus(CommandContext& context, const Arguments&) {
     const OrderedJson status = statusJson(context);
     if (context.wantsJson()) {
         context.print(status);
-        return exitDone;
+        co_return exitDone;
     }
     const auto say = [&](const std::string& line) { context.out().writeLine(line); };
     say(status["pending"].get<bool>()
@@ -129,7 +132,7 @@ int runStatus(CommandContext& context, const Arguments&) {
         say("A safety copy lies in " + printable(safety.get<std::string>()) +
             ". Move it away before you restore again.");
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

@@ -50,17 +50,19 @@ Timestamp parseDate(const std::string& given, Timestamp now) {
                     toValidUtf8(given)));
 }
 
-int runSet(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runSet(CommandContext& context, const Arguments& arguments) {
     const bool clears = arguments.has("clear");
     if (clears == (arguments.positionals().size() == 2)) {
         throw UsageError("bring-back needs an id, and either a date or --clear.");
     }
     std::optional<Timestamp> date;
     if (!clears) date = parseDate(arguments.positional(1), context.now());
-    CrumbStore& store = context.open(LibraryAccess::writing);
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     const auto item = findMemory(store, arguments.positional(0));
-    context.save(
-        [&](Saved saved) { store.memoryEdits().setBringBack(item->id, date, std::move(saved)); });
+    const auto begin = [&](Saved saved) {
+        store.memoryEdits().setBringBack(item->id, date, std::move(saved));
+    };
+    co_await context.save(begin);
     if (context.wantsJson()) {
         OrderedJson document = memoryJson(store, *item);
         document["bringBackDate"] = date ? OrderedJson(toIso8601(*date)) : OrderedJson();
@@ -70,11 +72,11 @@ int runSet(CommandContext& context, const Arguments& arguments) {
             date ? fmt::format("\"{}\" comes back on {}.", shownTitle(*item), exactDate(*date))
                  : fmt::format("\"{}\" does not come back any more.", shownTitle(*item)));
     }
-    return exitDone;
+    co_return exitDone;
 }
 
-int runList(CommandContext& context, const Arguments&) {
-    const CrumbStore& store = context.open(LibraryAccess::reading);
+Coroutine<int> runList(CommandContext& context, const Arguments&) {
+    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
     const ShortIds shortIds = shortIdsOf(store);
     std::vector<std::pair<Timestamp, CrumbItemPointer>> sorted;
     for (const auto& [id, date] : *store.bringBackDates()) {
@@ -101,7 +103,7 @@ int runList(CommandContext& context, const Arguments&) {
     } else if (sorted.empty()) {
         context.say("No memory is to come back.");
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

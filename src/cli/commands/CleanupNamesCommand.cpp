@@ -34,16 +34,18 @@ void printCandidates(CommandContext& context, const CrumbStore& store,
     context.say(candidates.empty() ? "Nothing to clean up" : summaryOf(candidates));
 }
 
-int runCleanupNames(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runCleanupNames(CommandContext& context, const Arguments& arguments) {
     const bool applies = arguments.has("apply");
-    CrumbStore& store = context.open(applies ? LibraryAccess::writing : LibraryAccess::reading);
+    const LibraryAccess access = applies ? LibraryAccess::writing : LibraryAccess::reading;
+    CrumbStore& store = *co_await context.open(access);
     const Candidates candidates = filenameCleanupCandidates(*store.items());
     if (!context.wantsJson()) printCandidates(context, store, candidates);
     std::size_t changedCount = 0;
     if (applies && !candidates.empty()) {
-        context.demandConsent("Clean Up Filenames?", summaryOf(candidates) +
-                                                         ". Only titles change; files keep their "
-                                                         "names.");
+        co_await context.demandConsent("Clean Up Filenames?",
+                                       summaryOf(candidates) +
+                                           ". Only titles change; files keep their "
+                                           "names.");
         const CleanupOutcome outcome = store.memoryEdits().cleanUpFilenames(candidates);
         outcome.failure.throwIfFailed();
         changedCount = outcome.changedCount;
@@ -55,7 +57,7 @@ int runCleanupNames(CommandContext& context, const Arguments& arguments) {
     if (context.wantsJson()) {
         context.print({{"candidates", candidatesJson(candidates)}, {"changed", changedCount}});
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

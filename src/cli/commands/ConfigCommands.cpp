@@ -72,12 +72,12 @@ std::string checked(const Setting& setting, const std::string& value) {
     return value;
 }
 
-int runGet(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runGet(CommandContext& context, const Arguments& arguments) {
     answer(context, findSetting(arguments.positional(0)));
-    return exitDone;
+    co_return exitDone;
 }
 
-int runSet(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runSet(CommandContext& context, const Arguments& arguments) {
     const Setting& setting = findSetting(arguments.positional(0));
     const std::string value = checked(setting, arguments.positional(1));
     if (value.empty()) {
@@ -86,10 +86,10 @@ int runSet(CommandContext& context, const Arguments& arguments) {
         context.platform().defaults.set(setting.key, value);
     }
     answer(context, setting);
-    return exitDone;
+    co_return exitDone;
 }
 
-int runList(CommandContext& context, const Arguments&) {
+Coroutine<int> runList(CommandContext& context, const Arguments&) {
     OrderedJson list = OrderedJson::object();
     for (const Setting& setting : settings()) {
         const std::string value = valueOf(context, setting);
@@ -100,7 +100,7 @@ int runList(CommandContext& context, const Arguments&) {
                         value.empty() ? context.style().inDim("(not set)") : printable(value)));
     }
     if (context.wantsJson()) context.print({{"settings", std::move(list)}});
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

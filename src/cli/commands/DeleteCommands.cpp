@@ -13,9 +13,8 @@ std::vector<Option> destructionOptions() {
     return {{"yes", "", "do not ask"}, {"dry-run", "", "only say what would happen"}};
 }
 
-int destroy(CommandContext& context, const Arguments& arguments, const std::string& title,
-            const std::string& text, std::size_t count,
-            const std::function<OperationPointer<DestructiveOutcome>()>& begin) {
+Coroutine<int> destroy(CommandContext& context, const Arguments& arguments, std::string title,
+                       std::string text, std::size_t count, BeginDestruction begin) {
     if (arguments.has("dry-run")) {
         if (context.wantsJson()) {
             context.print({{"deleted", 0}, {"snapshot", nullptr}, {"wouldDelete", count}});
@@ -23,10 +22,10 @@ int destroy(CommandContext& context, const Arguments& arguments, const std::stri
             context.out().writeLine("This would be asked and done: " + title);
             context.out().writeLine(text);
         }
-        return exitDone;
+        co_return exitDone;
     }
-    context.demandConsent(title, text);
-    const DestructiveOutcome outcome = context.resultOf(begin());
+    co_await context.demandConsent(title, text);
+    const DestructiveOutcome outcome = co_await context.resultOf(begin());
     if (context.wantsJson()) {
         const auto& name = outcome.snapshotName;
         context.print(
@@ -36,7 +35,7 @@ int destroy(CommandContext& context, const Arguments& arguments, const std::stri
         context.say(outcome.snapshotName ? "Recovery snapshot: " + *outcome.snapshotName
                                          : "No recovery snapshot could be taken before.");
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 namespace {
@@ -54,24 +53,26 @@ std::string titlesOf(const CrumbStore& store, const std::vector<Uuid>& ids) {
     return titles;
 }
 
-int runDelete(CommandContext& context, const Arguments& arguments) {
-    CrumbStore& store = context.open(LibraryAccess::writing);
+Coroutine<int> runDelete(CommandContext& context, const Arguments& arguments) {
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     const auto ids = findMemories(store, arguments.positionals());
     const std::string title = fmt::format("Delete {}?", counted(ids.size(), "memory", "memories"));
     const std::string text = fmt::format(
         "{}. Copies that NOOKERY owns go to the trash; originals outside NOOKERY are not touched. "
         "A recovery snapshot is taken first.",
         titlesOf(store, ids));
-    return destroy(context, arguments, title, text, ids.size(),
-                   [&] { return store.remover().deleteMemories(ids); });
+    const BeginDestruction begin = [&] { return store.remover().deleteMemories(ids); };
+    co_return co_await destroy(context, arguments, title, text, ids.size(), begin);
 }
 
-int runClear(CommandContext& context, const Arguments& arguments) {
-    CrumbStore& store = context.open(LibraryAccess::writing);
-    return destroy(context, arguments, "Clear the entire NOOKERY library?",
-                   "This removes every memory and every copy NOOKERY owns. Original source files "
-                   "outside NOOKERY are not touched.",
-                   store.items()->size(), [&] { return store.remover().clearLibrary(); });
+Coroutine<int> runClear(CommandContext& context, const Arguments& arguments) {
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const BeginDestruction begin = [&] { return store.remover().clearLibrary(); };
+    co_return co_await destroy(
+        context, arguments, "Clear the entire NOOKERY library?",
+        "This removes every memory and every copy NOOKERY owns. Original source files "
+        "outside NOOKERY are not touched.",
+        store.items()->size(), begin);
 }
 
 }  // namespace

@@ -3,14 +3,11 @@
 #include <algorithm>
 
 #include "cli/commands/Commands.h"
-#include "cli/output/Input.h"
 #include "cli/views/MemoryView.h"
 #include "foundation/Text.h"
 
 namespace nookery::cli {
 namespace {
-
-constexpr std::size_t maximumTextByteCount = std::size_t{64} << 20;
 
 void answer(CommandContext& context, const CrumbStore& store, const Uuid& id) {
     const auto item = store.item(id);
@@ -21,32 +18,30 @@ void answer(CommandContext& context, const CrumbStore& store, const Uuid& id) {
     }
 }
 
-std::optional<std::string> newText(CommandContext& context, const Arguments& arguments,
-                                   const CrumbItem& item) {
+Coroutine<std::optional<std::string>> newText(CommandContext& context, const Arguments& arguments,
+                                              const CrumbItem& item) {
     auto text = arguments.value("text");
-    if (!text) return std::nullopt;
+    if (!text) co_return std::nullopt;
     if (item.kind != CrumbKind::text) {
         throw Error(
             fmt::format("Only a note's text can be edited; \"{}\" is not one.", shownTitle(item)));
     }
-    if (*text == "-") {
-        text = readAll(standardInput(context.interruptDescriptor()), maximumTextByteCount);
-    }
-    return toValidUtf8(*text);
+    if (*text == "-") text = co_await context.readInput();
+    co_return toValidUtf8(*text);
 }
 
-int runEdit(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runEdit(CommandContext& context, const Arguments& arguments) {
     if (!arguments.has("title") && !arguments.has("note") && !arguments.has("text")) {
         throw UsageError("edit needs --title, --note or --text.");
     }
-    CrumbStore& store = context.open(LibraryAccess::writing);
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     CrumbItem changed = *findMemory(store, arguments.positional(0));
     if (auto title = arguments.text("title")) changed.title = std::move(*title);
     if (auto note = arguments.text("note")) changed.note = std::move(*note);
-    if (auto text = newText(context, arguments, changed)) changed.text = std::move(*text);
+    if (auto text = co_await newText(context, arguments, changed)) changed.text = std::move(*text);
     store.memoryEdits().replace(changed).throwIfFailed();
     answer(context, store, changed.id);
-    return exitDone;
+    co_return exitDone;
 }
 
 std::string plainTag(const std::string& given) {
@@ -70,21 +65,23 @@ void removeTag(std::vector<std::string>& manual, const std::string& tag,
     throw Error(fmt::format("The memory has no tag #{}.", tag));
 }
 
-int runTag(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runTag(CommandContext& context, const Arguments& arguments) {
     if (!arguments.has("add") && !arguments.has("remove")) {
         throw UsageError("tag needs --add or --remove.");
     }
-    CrumbStore& store = context.open(LibraryAccess::writing);
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     const Uuid id = findMemory(store, arguments.positional(0))->id;
     auto manual = store.annotations().manualTags(id);
     for (const std::string& tag : arguments.values("remove")) {
         removeTag(manual, plainTag(tag), store.tagsOf(id));
     }
     for (const std::string& tag : arguments.values("add")) manual.push_back(plainTag(tag));
-    context.save(
-        [&](Saved saved) { store.memoryEdits().setManualTags(id, manual, std::move(saved)); });
+    const auto begin = [&](Saved saved) {
+        store.memoryEdits().setManualTags(id, manual, std::move(saved));
+    };
+    co_await context.save(begin);
     answer(context, store, id);
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

@@ -8,15 +8,16 @@
 
 namespace nookery::cli {
 
-void endEnrichment(CommandContext& context, CrumbStore& store) {
+Coroutine<> endEnrichment(CommandContext& context, CrumbStore& store) {
     store.enrichment().pause();
-    if (!store.enrichment().isUnderWay()) return;
+    if (!store.enrichment().isUnderWay()) co_return;
     context.messages().progress("ending what is being read; interrupt again to end at once");
-    context.waitUntil([&] { return !store.enrichment().isUnderWay(); });
+    co_await context.when<int>(store.enrichment().underWayCount(),
+                               [](int count) { return count == 0; });
 }
 
-EnrichmentReport finishEnrichment(CommandContext& context, CrumbStore& store) {
-    return context.resultOf(store.enrichment().workOff());
+Coroutine<EnrichmentReport> finishEnrichment(CommandContext& context, CrumbStore& store) {
+    co_return co_await context.resultOf(store.enrichment().workOff());
 }
 
 namespace {
@@ -54,11 +55,11 @@ void sayWhatIsOff(CommandContext& context) {
     }
 }
 
-int runEnrich(CommandContext& context, const Arguments& arguments) {
-    CrumbStore& store = context.open(LibraryAccess::writing);
+Coroutine<int> runEnrich(CommandContext& context, const Arguments& arguments) {
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     const auto ids = findMemories(store, arguments.positionals());
     if (!ids.empty()) store.enrichment().request(ids);
-    const EnrichmentReport report = finishEnrichment(context, store);
+    const EnrichmentReport report = co_await finishEnrichment(context, store);
     const auto failures = store.enrichment().failures();
     if (context.wantsJson()) {
         context.print({{"done", report.doneCount},
@@ -72,7 +73,7 @@ int runEnrich(CommandContext& context, const Arguments& arguments) {
         sayFailures(context, store, failures);
     }
     sayWhatIsOff(context);
-    return context.isInterrupted() ? exitInterrupted : exitDone;
+    co_return context.isInterrupted() ? exitInterrupted : exitDone;
 }
 
 }  // namespace

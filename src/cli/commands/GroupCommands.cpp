@@ -40,51 +40,53 @@ std::string newName(const CrumbStore& store, const std::string& given) {
     return name;
 }
 
-int runList(CommandContext& context, const Arguments&) {
-    printGroups(context, context.open(LibraryAccess::reading));
-    return exitDone;
+Coroutine<int> runList(CommandContext& context, const Arguments&) {
+    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
+    printGroups(context, store);
+    co_return exitDone;
 }
 
-int runCreate(CommandContext& context, const Arguments& arguments) {
-    CrumbStore& store = context.open(LibraryAccess::writing);
+Coroutine<int> runCreate(CommandContext& context, const Arguments& arguments) {
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     store.groupEdits().create(newName(store, arguments.positional(0))).throwIfFailed();
     printGroups(context, store);
-    return exitDone;
+    co_return exitDone;
 }
 
-int runRename(CommandContext& context, const Arguments& arguments) {
-    CrumbStore& store = context.open(LibraryAccess::writing);
+Coroutine<int> runRename(CommandContext& context, const Arguments& arguments) {
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     const Uuid id = findGroup(store, toValidUtf8(arguments.positional(0))).id;
     store.groupEdits().rename(id, newName(store, arguments.positional(1))).throwIfFailed();
     printGroups(context, store);
-    return exitDone;
+    co_return exitDone;
 }
 
-int runDelete(CommandContext& context, const Arguments& arguments) {
-    CrumbStore& store = context.open(LibraryAccess::writing);
+Coroutine<int> runDelete(CommandContext& context, const Arguments& arguments) {
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     const CrumbGroup group = findGroup(store, toValidUtf8(arguments.positional(0)));
     const std::string what = fmt::format("Delete the group \"{}\"?", printable(group.name));
-    return destroy(context, arguments, what,
-                   "Its memories stay, without a group. A recovery snapshot is taken first.", 1,
-                   [&] { return store.remover().deleteGroup(group.id); });
+    const BeginDestruction begin = [&] { return store.remover().deleteGroup(group.id); };
+    co_return co_await destroy(
+        context, arguments, what,
+        "Its memories stay, without a group. A recovery snapshot is taken first.", 1, begin);
 }
 
-int assign(CommandContext& context, const std::vector<std::string>& prefixes,
-           const std::optional<std::string>& groupName) {
-    CrumbStore& store = context.open(LibraryAccess::writing);
+Coroutine<int> assign(CommandContext& context, std::vector<std::string> prefixes,
+                      std::optional<std::string> groupName) {
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     std::optional<Uuid> groupID;
     if (groupName) groupID = findGroup(store, toValidUtf8(*groupName)).id;
     store.groupEdits().assign(findMemories(store, prefixes), groupID).throwIfFailed();
     printGroups(context, store);
-    return exitDone;
+    co_return exitDone;
 }
 
-int runAssign(CommandContext& context, const Arguments& arguments) {
-    return assign(context, arguments.positionalsFrom(1), arguments.positional(0));
+Coroutine<int> runAssign(CommandContext& context, const Arguments& arguments) {
+    co_return co_await assign(context, arguments.positionalsFrom(1), arguments.positional(0));
 }
 
-int runRemove(CommandContext& context, const Arguments& arguments) {
-    return assign(context, arguments.positionals(), std::nullopt);
+Coroutine<int> runRemove(CommandContext& context, const Arguments& arguments) {
+    co_return co_await assign(context, arguments.positionals(), std::nullopt);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include "cli/commands/Commands.h"
 #include "cli/context/CommandContext.h"
-#include "cli/output/Input.h"
 #include "cli/output/TextLayout.h"
 #include "collection/capture/JsonLines.h"
 #include "foundation/DurableFile.h"
@@ -13,23 +12,10 @@
 namespace nookery::cli {
 namespace {
 
-/// Standard input in a file's clothes, for the reader of lines.
-class StandardInputFile final : public ReadableFile {
-  public:
-    explicit StandardInputFile(ByteSource source) : source_(std::move(source)) {}
-    std::size_t read(std::span<std::byte> buffer) override { return source_(buffer); }
-    FileStatus status() override { return {}; }
-
-  private:
-    ByteSource source_;
-};
-
 std::unique_ptr<ReadableFile> openImport(CommandContext& context, const std::string& name) {
-    if (name == "-") {
-        return std::make_unique<StandardInputFile>(standardInput(context.interruptDescriptor()));
-    }
+    if (name == "-") return context.console().input();
     FileSystem& files = context.platform().files;
-    const auto real = files.resolve(name);
+    const auto real = files.resolve(context.path(name));
     if (!real) throw FileError("read", name, ENOENT);
     return files.openForReading(*real);
 }
@@ -51,13 +37,13 @@ void answer(CommandContext& context, const ImportReport& report) {
                                         counted(report.failures.size(), "line", "lines")));
 }
 
-int runImport(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runImport(CommandContext& context, const Arguments& arguments) {
     auto file = openImport(context, arguments.positional(0));
-    CrumbStore& store = context.open(LibraryAccess::writing);
-    const ImportReport report = context.resultOf(store.import(std::move(file)));
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const ImportReport report = co_await context.resultOf(store.import(std::move(file)));
     answer(context, report);
-    if (report.cancelled) return exitInterrupted;
-    return report.failures.empty() ? exitDone : exitFailed;
+    if (report.cancelled) co_return exitInterrupted;
+    co_return report.failures.empty() ? exitDone : exitFailed;
 }
 
 /// Writes each line of the library and counts them.
@@ -100,28 +86,29 @@ std::size_t exportToFile(CommandContext& context, const CrumbStore& store, const
     }
 }
 
-int runExport(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runExport(CommandContext& context, const Arguments& arguments) {
     const std::string name = arguments.positional(0);
     if (name == "-" && context.wantsJson()) {
         throw UsageError("export to standard output is JSON lines already: leave --json out.");
     }
-    const bool exists = name != "-" && context.platform().files.status(name).has_value();
+    const Path path = context.path(name);
+    const bool exists = name != "-" && context.platform().files.status(path).has_value();
     if (exists && !arguments.has("replace")) {
         throw Error(
             fmt::format("{} is there already; --replace writes over it.", displayName(Path(name))));
     }
-    const CrumbStore& store = context.open(LibraryAccess::reading);
+    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
     if (name == "-") {
         writeLines(context, store, [&](std::string_view line) { context.out().write(line); });
-        return exitDone;
+        co_return exitDone;
     }
-    const std::size_t count = exportToFile(context, store, name);
+    const std::size_t count = exportToFile(context, store, path);
     if (context.wantsJson()) {
         context.print({{"path", displayName(Path(name))}, {"records", count}});
     } else {
         context.say(counted(count, "memory", "memories") + " written.");
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ struct Taking {
     std::vector<CaptureMessage> waiting;
 };
 
-Taking takeOnce(CommandContext& context, CrumbStore& store) {
+Coroutine<Taking> takeOnce(CommandContext& context, CrumbStore& store) {
     const auto tell = [&](int left) {
         if (left > 0) context.messages().progress(fmt::format("taking in: {} left", left));
     };
@@ -25,7 +25,7 @@ Taking takeOnce(CommandContext& context, CrumbStore& store) {
     context.messages().progress("waiting for the inboxes to hold still");
     const auto operation = store.inboxes().takeOnce();
     operation->stopWith(context.stop());
-    context.waitUntil([&] { return operation->isFinished() || context.isInterrupted(); });
+    co_await context.endOrInterruption(operation);
     if (!operation->isFinished()) throw Cancelled();
     const InboxesTaken& taken = operation->outcome()->get();
     Taking taking;
@@ -33,12 +33,12 @@ Taking takeOnce(CommandContext& context, CrumbStore& store) {
     for (const InboxWaiting& entry : taken.waiting) {
         taking.waiting.push_back({displayName(entry.path), entry.reason});
     }
-    return taking;
+    co_return taking;
 }
 
-int runTake(CommandContext& context, const Arguments&) {
-    CrumbStore& store = context.open(LibraryAccess::writing);
-    const Taking taking = takeOnce(context, store);
+Coroutine<int> runTake(CommandContext& context, const Arguments&) {
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const Taking taking = co_await takeOnce(context, store);
     if (taking.report.cancelled) throw Cancelled();
     const CloudLookup cloud = context.platform().cloud.locate();
     if (!cloud.container && cloud.isWanted) context.say(cloud.reason);
@@ -52,7 +52,7 @@ int runTake(CommandContext& context, const Arguments&) {
             context.say(printable(fmt::format("left there: {}: {}", entry.source, entry.message)));
         }
     }
-    return taking.report.failed.empty() ? exitDone : exitFailed;
+    co_return taking.report.failed.empty() ? exitDone : exitFailed;
 }
 
 }  // namespace

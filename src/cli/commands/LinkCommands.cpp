@@ -48,11 +48,11 @@ OrderedJson statusJson(const Status& status) {
     return json;
 }
 
-int runStatus(CommandContext& context, const Arguments&) {
+Coroutine<int> runStatus(CommandContext& context, const Arguments&) {
     const Status status = lookAround(context);
     if (context.wantsJson()) {
         context.print(statusJson(status));
-        return exitDone;
+        co_return exitDone;
     }
     Output& out = context.out();
     out.writeLine("Phone: " +
@@ -65,18 +65,20 @@ int runStatus(CommandContext& context, const Arguments&) {
                   (status.lastPublished
                        ? exactDate(status.lastPublished->time) + ", " + status.lastPublished->text
                        : "never"));
-    return exitDone;
+    co_return exitDone;
 }
 
 /// Begins one run of the link and waits for its end. Throws what it failed with.
-LinkOutcome runLink(CommandContext& context, LinkPurpose purpose) {
-    CrumbStore& store = context.open(LibraryAccess::writing);
+Coroutine<LinkOutcome> runLink(CommandContext& context, LinkPurpose purpose) {
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     PhoneLink link(context.platform(), context.layout(), store);
-    return context.resultOf(purpose == LinkPurpose::publish ? link.publish() : link.receive());
+    const auto operation = purpose == LinkPurpose::publish ? link.publish() : link.receive();
+    co_return co_await context.resultOf(operation);
 }
 
-int runPublish(CommandContext& context, const Arguments&) {
-    const PublishReport report = runLink(context, LinkPurpose::publish).publish;
+Coroutine<int> runPublish(CommandContext& context, const Arguments&) {
+    const LinkOutcome outcome = co_await runLink(context, LinkPurpose::publish);
+    const PublishReport& report = outcome.publish;
     if (report.attachmentsFailed > 0) {
         context.say(fmt::format("{} could not be published: {}",
                                 counted(report.attachmentsFailed, "attachment", "attachments"),
@@ -91,11 +93,12 @@ int runPublish(CommandContext& context, const Arguments&) {
         context.out().writeLine(
             fmt::format("Published {} memories. Refresh on your iPhone.", report.publishedCount));
     }
-    return exitDone;
+    co_return exitDone;
 }
 
-int runReceive(CommandContext& context, const Arguments&) {
-    const EditReport report = runLink(context, LinkPurpose::receive).edits;
+Coroutine<int> runReceive(CommandContext& context, const Arguments&) {
+    const LinkOutcome outcome = co_await runLink(context, LinkPurpose::receive);
+    const EditReport& report = outcome.edits;
     if (!report.isPaired) context.say("No phone is paired, so there is nothing to take in.");
     if (context.wantsJson()) {
         context.print({{"applied", report.appliedCount},
@@ -105,10 +108,10 @@ int runReceive(CommandContext& context, const Arguments&) {
     } else {
         context.out().writeLine(report.summary());
     }
-    return exitDone;
+    co_return exitDone;
 }
 
-int runLog(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runLog(CommandContext& context, const Arguments& arguments) {
     const std::size_t limit = arguments.count("limit", defaultLogLength);
     auto records =
         LinkRecords::openForReading(context.platform().files, context.layout().linkRecords());
@@ -125,7 +128,7 @@ int runLog(CommandContext& context, const Arguments& arguments) {
     } else if (list.empty()) {
         context.say("The link has done nothing yet.");
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

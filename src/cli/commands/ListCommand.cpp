@@ -32,9 +32,9 @@ std::optional<std::string> wantedTag(const Arguments& arguments) {
     return tag ? std::optional(lowerCased(*tag)) : std::nullopt;
 }
 
-int runList(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runList(CommandContext& context, const Arguments& arguments) {
     const std::size_t limit = arguments.count("limit", defaultLimit);
-    const CrumbStore& store = context.open(LibraryAccess::reading);
+    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
     Filter filter{.kind = {}, .groupID = {}, .tag = wantedTag(arguments)};
     if (const auto kind = arguments.value("kind")) filter.kind = kindFromRawValue(*kind);
     if (const auto group = arguments.text("group")) filter.groupID = findGroup(store, *group).id;
@@ -49,7 +49,7 @@ int runList(CommandContext& context, const Arguments& arguments) {
         OrderedJson items = OrderedJson::array();
         for (const auto& item : shown) items.push_back(memoryJson(store, *item));
         context.print({{"count", total}, {"items", std::move(items)}});
-        return exitDone;
+        co_return exitDone;
     }
     printMemoryTable(context, store, shown);
     if (total > shown.size()) {
@@ -58,7 +58,7 @@ int runList(CommandContext& context, const Arguments& arguments) {
     } else if (total == 0) {
         context.say("No memory to list.");
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

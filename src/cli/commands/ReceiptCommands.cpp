@@ -11,7 +11,7 @@
 namespace nookery::cli {
 namespace {
 
-int runList(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runList(CommandContext& context, const Arguments& arguments) {
     ReceiptFilter filter{.query = arguments.text("query").value_or("")};
     if (const auto raw = arguments.value("class")) {
         filter.classification = classificationFromRawValue(*raw);
@@ -23,29 +23,29 @@ int runList(CommandContext& context, const Arguments& arguments) {
         OrderedJson list = OrderedJson::array();
         for (const auto& receipt : shown) list.push_back(receiptJson(*receipt));
         context.print({{"count", shown.size()}, {"receipts", std::move(list)}});
-        return exitDone;
+        co_return exitDone;
     }
     printReceiptTable(context, receipts.service(), shown);
     if (shown.empty()) context.say("No receipt to list.");
-    return exitDone;
+    co_return exitDone;
 }
 
-int runShow(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runShow(CommandContext& context, const Arguments& arguments) {
     auto receipts = OpenReceipts::forReading(context);
     const CrumbReceipt receipt = receipts.find(arguments.positional(0));
-    if (!arguments.has("reading")) return answerWith(context, receipts.service(), receipt.id);
+    if (!arguments.has("reading")) co_return answerWith(context, receipts.service(), receipt.id);
     if (!receipt.originalFilePath) throw Error("The receipt has no original file to be read.");
-    const ReceiptReading reading = readReceipt(context, *receipt.originalFilePath);
+    const ReceiptReading reading = co_await readReceipt(context, *receipt.originalFilePath);
     if (context.wantsJson()) {
         OrderedJson json = receiptJson(receipt);
         json["reading"] = readingJson(reading);
         context.print(json);
-        return exitDone;
+        co_return exitDone;
     }
     printReceipt(context, receipt);
     context.out().writeLine("");
     for (const std::string& line : readingLines(reading)) context.out().writeLine(line);
-    return exitDone;
+    co_return exitDone;
 }
 
 CalendarDay givenDay(const std::string& text) {
@@ -119,7 +119,7 @@ const std::vector<Option>& editOptions() {
     return options;
 }
 
-int runEdit(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runEdit(CommandContext& context, const Arguments& arguments) {
     const auto& options = editOptions();
     const bool changesSomething = std::any_of(
         options.begin(), options.end(), [&](const Option& own) { return arguments.has(own.name); });
@@ -132,10 +132,10 @@ int runEdit(CommandContext& context, const Arguments& arguments) {
     CrumbReceipt receipt = receipts.find(arguments.positional(0));
     change(receipt, arguments, receipts.service());
     receipts.service().save(receipt);
-    return answerWith(context, receipts.service(), receipt.id);
+    co_return answerWith(context, receipts.service(), receipt.id);
 }
 
-int runRemove(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runRemove(CommandContext& context, const Arguments& arguments) {
     auto receipts = OpenReceipts::forWriting(context);
     const CrumbReceipt receipt = receipts.find(arguments.positional(0));
     const std::string title =
@@ -144,7 +144,7 @@ int runRemove(CommandContext& context, const Arguments& arguments) {
     const std::string text = "The receipt record will be removed. Original receipt files are kept.";
     const bool isTrial = arguments.has("dry-run");
     if (!isTrial) {
-        context.demandConsent(title, text);
+        co_await context.demandConsent(title, text);
         receipts.service().remove(receipt.id);
     }
     if (context.wantsJson()) {
@@ -153,10 +153,10 @@ int runRemove(CommandContext& context, const Arguments& arguments) {
         context.out().writeLine(isTrial ? "This would be asked and done: " + title
                                         : "The receipt record was removed.");
     }
-    return exitDone;
+    co_return exitDone;
 }
 
-int runCategories(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runCategories(CommandContext& context, const Arguments& arguments) {
     const auto added = arguments.text("add");
     auto receipts = added ? OpenReceipts::forWriting(context) : OpenReceipts::forReading(context);
     if (added) receipts.service().addCategory(*added);
@@ -166,7 +166,7 @@ int runCategories(CommandContext& context, const Arguments& arguments) {
     } else {
         for (const std::string& name : names) context.out().writeLine(printable(name));
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

@@ -15,15 +15,16 @@ namespace {
 using Failures = std::vector<ReceiptImport::Failure>;
 
 /// Takes the files in and waits until they are read, unless interrupted.
-ReceiptImport import(CommandContext& context, ReceiptService& service,
-                     std::vector<ReceiptSource> sources) {
+Coroutine<ReceiptImport> import(CommandContext& context, ReceiptService& service,
+                                std::vector<ReceiptSource> sources) {
     const auto progress = service.beingRead().subscribe([&](const std::set<Uuid>& ids) {
         if (ids.empty()) return;
         context.messages().progress(fmt::format("Reading receipt… {} left", ids.size()));
     });
-    ReceiptImport outcome = context.resultOf(service.import(std::move(sources)));
-    context.waitUntil([&] { return context.isInterrupted() || service.beingRead()->empty(); });
-    return outcome;
+    ReceiptImport outcome = co_await context.resultOf(service.import(std::move(sources)));
+    co_await context.until<std::set<Uuid>>(service.beingRead(),
+                                           [](const auto& ids) { return ids.empty(); });
+    co_return outcome;
 }
 
 void answerAsJson(CommandContext& context, const ReceiptService& service,
@@ -67,16 +68,17 @@ int answer(CommandContext& context, const ReceiptService& service, const Receipt
     return outcome.failed.empty() ? exitDone : exitFailed;
 }
 
-int runImport(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runImport(CommandContext& context, const Arguments& arguments) {
     std::vector<ReceiptSource> sources;
-    for (const std::string& file : arguments.positionals()) sources.push_back({file, file});
+    for (const std::string& file : arguments.positionals())
+        sources.push_back({context.path(file), file});
     auto receipts = OpenReceipts::forWriting(context);
-    const ReceiptImport outcome = import(context, receipts.service(), std::move(sources));
-    return answer(context, receipts.service(), outcome);
+    const ReceiptImport outcome = co_await import(context, receipts.service(), std::move(sources));
+    co_return answer(context, receipts.service(), outcome);
 }
 
-int runFromMemory(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = context.open(LibraryAccess::reading);
+Coroutine<int> runFromMemory(CommandContext& context, const Arguments& arguments) {
+    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
     auto receipts = OpenReceipts::forWriting(context);
     std::vector<ReceiptSource> sources;
     Failures unselected;
@@ -87,20 +89,21 @@ int runFromMemory(CommandContext& context, const Arguments& arguments) {
             unselected.push_back({prefix, error.description()});
         }
     }
-    ReceiptImport outcome = import(context, receipts.service(), std::move(sources));
+    ReceiptImport outcome = co_await import(context, receipts.service(), std::move(sources));
     outcome.failed.insert(outcome.failed.begin(), unselected.begin(), unselected.end());
-    return answer(context, receipts.service(), outcome);
+    co_return answer(context, receipts.service(), outcome);
 }
 
-int runRecognize(CommandContext& context, const Arguments& arguments) {
-    const ReceiptReading reading = readReceipt(context, arguments.positional(0));
+Coroutine<int> runRecognize(CommandContext& context, const Arguments& arguments) {
+    const Path file = context.path(arguments.positional(0));
+    const ReceiptReading reading = co_await readReceipt(context, file);
     if (context.wantsJson()) {
         context.print(readingJson(reading));
-        return exitDone;
+        co_return exitDone;
     }
     for (const OCRLine& line : reading.lines) context.out().writeLine(printable(line.text));
     for (const std::string& line : readingLines(reading)) context.say(line);
-    return exitDone;
+    co_return exitDone;
 }
 
 void answer(CommandContext& context, const CrumbReceiptExporter::Exported& exported) {
@@ -117,13 +120,15 @@ void answer(CommandContext& context, const CrumbReceiptExporter::Exported& expor
     context.say(notice.title + ": " + notice.text);
 }
 
-int runExport(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runExport(CommandContext& context, const Arguments& arguments) {
     auto receipts = OpenReceipts::forReading(context);
     try {
-        answer(context, context.resultOf(CrumbReceiptExporter::exportTo(
-                            context.platform(), context.layout(), *receipts.service().receipts(),
-                            arguments.positional(0))));
-        return exitDone;
+        const auto operation = CrumbReceiptExporter::exportTo(
+            context.platform(), context.layout(), *receipts.service().receipts(),
+            context.path(arguments.positional(0)));
+        const CrumbReceiptExporter::Exported exported = co_await context.resultOf(operation);
+        answer(context, exported);
+        co_return exitDone;
     } catch (const Cancelled&) {
         throw;
     } catch (const Error& error) {

@@ -14,10 +14,11 @@
 namespace nookery::cli {
 namespace {
 
+using Change = std::function<SaveFailure(CrumbStore&)>;
+
 /// Runs a change of the store's reports, which windows announce under this title when it fails.
-template <typename Change>
-void changing(CommandContext& context, std::string_view failureTitle, const Change& change) {
-    CrumbStore& store = context.open(LibraryAccess::writing);
+Coroutine<> changing(CommandContext& context, std::string failureTitle, Change change) {
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     NookeryFieldReportReceiver receiver(
         context.platform(), context.layout(),
         [&](const auto& reports) { store.fieldReportEdits().setReports(reports); });
@@ -27,17 +28,17 @@ void changing(CommandContext& context, std::string_view failureTitle, const Chan
     if (failure) throw Error(fmt::format("{}: {}", failureTitle, failure.message()));
 }
 
-int runList(CommandContext& context, const Arguments&) {
+Coroutine<int> runList(CommandContext& context, const Arguments&) {
     const auto reports = receivedReports(context);
     if (context.wantsJson()) {
         OrderedJson documents = OrderedJson::array();
         for (const auto& report : reports) documents.push_back(reportJson(report));
         context.print({{"count", reports.size()}, {"reports", std::move(documents)}});
-        return exitDone;
+        co_return exitDone;
     }
     printReportTable(context, reports);
     if (reports.empty()) context.say("No field report was received yet.");
-    return exitDone;
+    co_return exitDone;
 }
 
 OrderedJson scanJson(const FieldReportScan& scan) {
@@ -53,13 +54,14 @@ OrderedJson scanJson(const FieldReportScan& scan) {
             {"failed", std::move(failed)}};
 }
 
-int runScan(CommandContext& context, const Arguments&) {
+Coroutine<int> runScan(CommandContext& context, const Arguments&) {
     const auto lock =
         LibraryLock::acquire(context.platform().files, context.layout(), context.now());
     const auto repository =
         std::make_shared<FieldReportRepository>(context.platform(), context.layout());
     repository->removeLeftovers();
-    const FieldReportScan scan = context.resultOf(scanFieldReports(context.platform(), repository));
+    const FieldReportScan scan =
+        co_await context.resultOf(scanFieldReports(context.platform(), repository));
     if (!scan.unavailable.empty()) throw Error(scan.unavailable);
     if (context.wantsJson()) {
         context.print(scanJson(scan));
@@ -76,24 +78,25 @@ int runScan(CommandContext& context, const Arguments&) {
                                     printable(failure.message)));
         }
     }
-    return scan.failed.empty() ? exitDone : exitFailed;
+    co_return scan.failed.empty() ? exitDone : exitFailed;
 }
 
-int runShow(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runShow(CommandContext& context, const Arguments& arguments) {
     const auto report = findReport(context, arguments.positional(0));
     if (context.wantsJson()) {
         context.print(reportJson(report));
     } else {
         printReport(context, report);
     }
-    return exitDone;
+    co_return exitDone;
 }
 
-int runRename(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runRename(CommandContext& context, const Arguments& arguments) {
     const auto report = findReport(context, arguments.positional(0));
-    changing(context, "Could Not Rename Field Report", [&](CrumbStore& store) {
+    const Change change = [&](CrumbStore& store) {
         return store.fieldReportEdits().rename(report, toValidUtf8(arguments.positional(1)));
-    });
+    };
+    co_await changing(context, "Could Not Rename Field Report", change);
     const auto renamed = findReport(context, report.id.toString());
     if (context.wantsJson()) {
         context.print(reportJson(renamed));
@@ -101,10 +104,10 @@ int runRename(CommandContext& context, const Arguments& arguments) {
         context.out().writeLine(printable(renamed.shownTitle()));
         context.say("The original Field Report and its attachments remain unchanged.");
     }
-    return exitDone;
+    co_return exitDone;
 }
 
-int runDelete(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runDelete(CommandContext& context, const Arguments& arguments) {
     const auto report = findReport(context, arguments.positional(0));
     const std::string title = "Delete Field Report?";
     const std::string text = fmt::format(
@@ -113,9 +116,11 @@ int runDelete(CommandContext& context, const Arguments& arguments) {
         printable(report.shownTitle()));
     const bool isOnlyAsked = arguments.has("dry-run");
     if (!isOnlyAsked) {
-        context.demandConsent(title, text);
-        changing(context, "Could Not Delete Field Report",
-                 [&](CrumbStore& store) { return store.fieldReportEdits().remove(report); });
+        co_await context.demandConsent(title, text);
+        const Change change = [&](CrumbStore& store) {
+            return store.fieldReportEdits().remove(report);
+        };
+        co_await changing(context, "Could Not Delete Field Report", change);
     }
     if (context.wantsJson()) {
         context.print({{"deleted", isOnlyAsked ? 0 : 1}, {"id", report.id.toString()}});
@@ -123,35 +128,35 @@ int runDelete(CommandContext& context, const Arguments& arguments) {
         context.out().writeLine(isOnlyAsked ? "This would be asked and done: " + title + "\n" + text
                                             : "1 deleted.");
     }
-    return exitDone;
+    co_return exitDone;
 }
 
-void refuseToReplace(CommandContext& context, const Path& destination, bool mayReplace) {
-    if (mayReplace || !context.platform().files.status(destination)) return;
-    throw Error(
-        fmt::format("{} is there already; --replace writes over it.", displayName(destination)));
+void refuseToReplace(CommandContext& context, const Path& named, bool mayReplace) {
+    if (mayReplace || !context.platform().files.status(context.path(named))) return;
+    throw Error(fmt::format("{} is there already; --replace writes over it.", displayName(named)));
 }
 
-int runPdf(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runPdf(CommandContext& context, const Arguments& arguments) {
     const auto report = findReport(context, arguments.positional(0));
-    const Path destination = arguments.positional(1);
-    refuseToReplace(context, destination, arguments.has("replace"));
+    const Path named = arguments.positional(1);
+    const Path destination = context.path(named);
+    refuseToReplace(context, named, arguments.has("replace"));
     const FieldReportWorkingCopy workingCopy(context.platform().files, context.layout(), report);
-    const FieldReportPdfOutcome outcome = context.resultOf(
+    const FieldReportPdfOutcome outcome = co_await context.resultOf(
         writeFieldReportPdf(context.platform(), workingCopy, workingCopy.draft(), destination));
     if (context.wantsJson()) {
-        context.print({{"path", displayName(destination)},
+        context.print({{"path", displayName(named)},
                        {"pages", outcome.pageCount},
                        {"undecodable", outcome.undecodable}});
-        return exitDone;
+        co_return exitDone;
     }
-    context.out().writeLine(fmt::format("{}: {}", printable(displayName(destination)),
+    context.out().writeLine(fmt::format("{}: {}", printable(displayName(named)),
                                         counted(outcome.pageCount, "page", "pages")));
     for (const std::string& name : outcome.undecodable) {
         context.say(fmt::format("The picture \"{}\" cannot be read; its page names it only.",
                                 printable(name)));
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

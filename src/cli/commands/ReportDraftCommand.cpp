@@ -79,38 +79,42 @@ bool isEdit(const Arguments& arguments) {
                        [&](const char* option) { return arguments.has(option); });
 }
 
-void addFiles(CommandContext& context, const FieldReportWorkingCopy& workingCopy, Draft& draft,
-              const std::vector<std::string>& named) {
-    const std::vector<Path> files(named.begin(), named.end());
-    for (auto& media : context.resultOf(addFiles(context.platform(), workingCopy, files))) {
+Coroutine<> addFiles(CommandContext& context, const FieldReportWorkingCopy& workingCopy,
+                     Draft& draft, const std::vector<std::string>& named) {
+    std::vector<Path> files;
+    for (const std::string& file : named) files.push_back(context.path(file));
+    auto added =
+        co_await context.resultOf(nookery::addFiles(context.platform(), workingCopy, files));
+    for (auto& media : added) {
         draft.media.push_back(std::move(media));
     }
 }
 
-Draft edited(CommandContext& context, const NookeryReceivedFieldReport& report,
-             const Arguments& arguments) {
+Coroutine<Draft> edited(CommandContext& context, const NookeryReceivedFieldReport& report,
+                        const Arguments& arguments) {
     FieldReportWorkingCopy workingCopy(context.platform().files, context.layout(), report);
     Draft draft = workingCopy.draft();
-    if (!isEdit(arguments)) return draft;
+    if (!isEdit(arguments)) co_return draft;
     const auto lock =
         LibraryLock::acquire(context.platform().files, context.layout(), context.now());
     draft = workingCopy.draft();
     change(draft, arguments);
-    if (arguments.has("add")) addFiles(context, workingCopy, draft, arguments.values("add"));
+    if (arguments.has("add"))
+        co_await addFiles(context, workingCopy, draft, arguments.values("add"));
     workingCopy.save(draft);
-    return draft;
+    co_return draft;
 }
 
-int runDraft(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runDraft(CommandContext& context, const Arguments& arguments) {
     const auto report = findReport(context, arguments.positional(0));
-    const Draft draft = edited(context, report, arguments);
+    const Draft draft = co_await edited(context, report, arguments);
     if (context.wantsJson()) {
         context.print(draftJson(report, draft));
     } else {
         printDraft(context, draft);
         context.say("Working copy · Original field evidence preserved");
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

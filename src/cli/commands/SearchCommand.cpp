@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include "cli/commands/Commands.h"
-#include "cli/output/Input.h"
 #include "cli/output/TextLayout.h"
 #include "cli/views/MemoryView.h"
 #include "foundation/Text.h"
@@ -26,11 +25,12 @@ struct Query {
 };
 
 /// Runs one search to its final order.
-const SearchResult& finalResult(CommandContext& context, CrumbStore& store, const Query& query) {
+Coroutine<SearchResult> finalResult(CommandContext& context, CrumbStore& store, Query query) {
     store.search().setText(query.text, query.limit, query.depth);
-    context.waitUntil([&] { return store.searchResult()->isFinal || context.isInterrupted(); });
+    co_await context.until<SearchResult>(store.searchResult(),
+                                         [](const auto& result) { return result.isFinal; });
     if (!store.searchResult()->isFinal) throw Cancelled();
-    return *store.searchResult();
+    co_return *store.searchResult();
 }
 
 /// What marks the matches in excerpts: the lexical reading of the query.
@@ -123,18 +123,19 @@ std::vector<std::string> beginnings(const std::string& text) {
     return result;
 }
 
-int runBatch(CommandContext& context, CrumbStore& store, const Arguments& arguments, Query query) {
-    LineReader lines(standardInput(context.interruptDescriptor()));
-    while (const auto line = lines.next()) {
+Coroutine<int> runBatch(CommandContext& context, CrumbStore& store, const Arguments& arguments,
+                        Query query) {
+    while (const auto line = co_await context.nextLine()) {
         const std::string text = toValidUtf8(*line);
         const auto texts = arguments.has("as-typed") ? beginnings(text) : std::vector{text};
         for (const std::string& typed : texts) {
             query.text = typed;
-            context.print(resultJson(store, finalResult(context, store, query), query));
+            const SearchResult result = co_await finalResult(context, store, query);
+            context.print(resultJson(store, result, query));
         }
         context.out().flush();
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 Query queryFrom(const Arguments& arguments) {
@@ -143,28 +144,28 @@ Query queryFrom(const Arguments& arguments) {
             .depth = arguments.has("lexical") ? SearchDepth::lexical : SearchDepth::deep};
 }
 
-int runSearch(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runSearch(CommandContext& context, const Arguments& arguments) {
     const Query query = queryFrom(arguments);
     if (arguments.has("batch") != arguments.positionals().empty()) {
         throw UsageError("search needs a query, or --batch and queries on standard input.");
     }
-    CrumbStore& store = context.open(LibraryAccess::reading);
-    if (arguments.has("batch")) return runBatch(context, store, arguments, query);
+    CrumbStore& store = *co_await context.open(LibraryAccess::reading);
+    if (arguments.has("batch")) co_return co_await runBatch(context, store, arguments, query);
     const std::string explanation =
         arguments.has("explain") ? store.retrieval().explain(query.text) : "";
-    const SearchResult& result = finalResult(context, store, query);
+    const SearchResult result = co_await finalResult(context, store, query);
     if (context.wantsJson()) {
         OrderedJson document = resultJson(store, result, query);
         if (arguments.has("explain")) document["explanation"] = explanation;
         context.print(document);
-        return exitDone;
+        co_return exitDone;
     }
     if (!explanation.empty()) context.out().writeLine(printableLines(explanation));
     if (!store.search().browsingText().empty()) {
         context.say(store.search().browsingText() + " " + store.search().statusText());
     }
     printResult(context, store, result, query);
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

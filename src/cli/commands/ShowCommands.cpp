@@ -1,12 +1,6 @@
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <csignal>
 
 #include "cli/commands/Commands.h"
 #include "cli/output/TextLayout.h"
@@ -73,12 +67,12 @@ void printMemory(CommandContext& context, const CrumbStore& store, const CrumbIt
     printBeside(context, store, "Related Versions", store.retrieval().versions(item.id));
 }
 
-int runShow(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = context.open(LibraryAccess::reading);
+Coroutine<int> runShow(CommandContext& context, const Arguments& arguments) {
+    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
     const auto item = findMemory(store, arguments.positional(0));
     if (!context.wantsJson()) {
         printMemory(context, store, *item);
-        return exitDone;
+        co_return exitDone;
     }
     OrderedJson document = memoryJson(store, *item);
     document["searchableText"] = item->searchableText;
@@ -87,7 +81,7 @@ int runShow(CommandContext& context, const Arguments& arguments) {
     document["related"] = memoriesJson(store, store.retrieval().related(item->id));
     document["versions"] = memoriesJson(store, store.retrieval().versions(item->id));
     context.print(document);
-    return exitDone;
+    co_return exitDone;
 }
 
 /// Answers with a list of other memories; `none` is said when it is empty.
@@ -103,18 +97,18 @@ int answerWith(CommandContext& context, const CrumbStore& store, const std::vect
     return exitDone;
 }
 
-int runRelated(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = context.open(LibraryAccess::reading);
+Coroutine<int> runRelated(CommandContext& context, const Arguments& arguments) {
+    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
     const auto item = findMemory(store, arguments.positional(0));
-    return answerWith(context, store, store.retrieval().related(item->id),
-                      "This reminds of nothing else.");
+    co_return answerWith(context, store, store.retrieval().related(item->id),
+                         "This reminds of nothing else.");
 }
 
-int runVersions(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = context.open(LibraryAccess::reading);
+Coroutine<int> runVersions(CommandContext& context, const Arguments& arguments) {
+    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
     const auto item = findMemory(store, arguments.positional(0));
-    return answerWith(context, store, store.retrieval().versions(item->id),
-                      "There are no other versions of it.");
+    co_return answerWith(context, store, store.retrieval().versions(item->id),
+                         "There are no other versions of it.");
 }
 
 std::string targetOf(const CrumbItem& item) {
@@ -124,47 +118,14 @@ std::string targetOf(const CrumbItem& item) {
                             shownTitle(item)));
 }
 
-/// Hands the file or link to the desktop's opener, cut off from this terminal, with the signals
-/// as every program expects them.
-void openOnDesktop(const std::string& target) {
-    posix_spawnattr_t attributes;
-    ::posix_spawnattr_init(&attributes);
-    sigset_t none;
-    sigemptyset(&none);
-    ::posix_spawnattr_setsigmask(&attributes, &none);
-    sigset_t standard;
-    sigemptyset(&standard);
-    sigaddset(&standard, SIGPIPE);
-    ::posix_spawnattr_setsigdefault(&attributes, &standard);
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-
-    std::string program = "xdg-open";
-    std::string argument = target;
-    std::array<char*, 3> words{program.data(), argument.data(), nullptr};
-    pid_t child = 0;
-    const int failure =
-        ::posix_spawnp(&child, program.c_str(), &actions, &attributes, words.data(), environ);
-    ::posix_spawn_file_actions_destroy(&actions);
-    ::posix_spawnattr_destroy(&attributes);
-    int status = 0;
-    if (failure != 0 || ::waitpid(child, &status, 0) != child || status != 0) {
-        throw Error(
-            fmt::format("The desktop could not open {} (by xdg-open).", displayName(Path(target))));
-    }
-}
-
 void demandOriginal(CommandContext& context, const CrumbItem& item) {
     if (!item.filePath || context.platform().files.statusFollowingLinks(*item.filePath)) return;
     throw Error(fmt::format("The original of \"{}\" is missing: {}.", shownTitle(item),
                             displayName(*item.filePath)));
 }
 
-int runPrintTarget(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = context.open(LibraryAccess::reading);
+Coroutine<int> runPrintTarget(CommandContext& context, const Arguments& arguments) {
+    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
     const auto item = findMemory(store, arguments.positional(0));
     const std::string target = targetOf(*item);
     if (context.wantsJson()) {
@@ -174,20 +135,26 @@ int runPrintTarget(CommandContext& context, const Arguments& arguments) {
     } else {
         context.out().writeLine(target);
     }
-    return exitDone;
+    co_return exitDone;
 }
 
-int runOpen(CommandContext& context, const Arguments& arguments) {
-    if (arguments.has("print")) return runPrintTarget(context, arguments);
-    CrumbStore& store = context.open(LibraryAccess::writing);
+Coroutine<int> runOpen(CommandContext& context, const Arguments& arguments) {
+    if (arguments.has("print")) co_return co_await runPrintTarget(context, arguments);
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     const auto item = findMemory(store, arguments.positional(0));
     const std::string target = targetOf(*item);
     demandOriginal(context, *item);
-    openOnDesktop(target);
-    context.save(
-        [&](Saved saved) { store.memoryEdits().recordSelection(item->id, std::move(saved)); });
+    Callback<Outcome<Nothing>> opening(context.platform().mainQueue, [&](Console::Opened opened) {
+        context.console().openOnDesktop(target, opened);
+    });
+    const Outcome<Nothing> opened = co_await opening;
+    opened.get();
+    const auto begin = [&](Saved saved) {
+        store.memoryEdits().recordSelection(item->id, std::move(saved));
+    };
+    co_await context.save(begin);
     if (context.wantsJson()) context.print(memoryJson(store, *item));
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ OrderedJson summaryJson(const SnapshotSummary& summary) {
     return document;
 }
 
-int runList(CommandContext& context, const Arguments&) {
+Coroutine<int> runList(CommandContext& context, const Arguments&) {
     context.demandLibrary();
     OrderedJson list = OrderedJson::array();
     for (const SnapshotSummary& summary : summaries(context)) {
@@ -47,12 +47,12 @@ int runList(CommandContext& context, const Arguments&) {
     } else if (list.empty()) {
         context.say("There is no snapshot yet.");
     }
-    return exitDone;
+    co_return exitDone;
 }
 
-int runTake(CommandContext& context, const Arguments&) {
-    CrumbStore& store = context.open(LibraryAccess::writing);
-    const std::string name = context.resultOf(store.recoverySnapshots().take("by-hand"));
+Coroutine<int> runTake(CommandContext& context, const Arguments&) {
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const std::string name = co_await context.resultOf(store.recoverySnapshots().take("by-hand"));
     for (const SnapshotSummary& summary : summaries(context)) {
         if (summary.name != name) continue;
         if (context.wantsJson()) {
@@ -61,7 +61,7 @@ int runTake(CommandContext& context, const Arguments&) {
             context.out().writeLine(summary.name);
         }
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 void demandSnapshot(CommandContext& context, const std::string& name) {
@@ -74,7 +74,7 @@ void demandSnapshot(CommandContext& context, const std::string& name) {
     }
 }
 
-int runRestore(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runRestore(CommandContext& context, const Arguments& arguments) {
     const std::string name = arguments.positional(0);
     demandSnapshot(context, name);
     const std::string title = fmt::format("Restore the snapshot {}?", name);
@@ -86,19 +86,19 @@ int runRestore(CommandContext& context, const Arguments& arguments) {
         } else {
             context.out().writeLine("This would be asked and done: " + title + "\n" + text);
         }
-        return exitDone;
+        co_return exitDone;
     }
-    context.demandConsent(title, text);
+    co_await context.demandConsent(title, text);
     const auto lock =
         LibraryLock::acquire(context.platform().files, context.layout(), context.now());
     const RestoreNotice notice =
-        context.resultOf(beginSnapshotRestore(context.platform(), context.layout(), name));
+        co_await context.resultOf(beginSnapshotRestore(context.platform(), context.layout(), name));
     if (context.wantsJson()) {
         context.print({{"restored", true}, {"snapshot", name}, {"detail", notice.detail}});
     } else {
         context.out().writeLine(notice.title + "\n" + notice.detail);
     }
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

@@ -82,39 +82,39 @@ OrderedJson inboxWaiting(CommandContext& context) {
     return list;
 }
 
-OrderedJson gather(CommandContext& context) {
+Coroutine<OrderedJson> gather(CommandContext& context) {
     const auto start = std::chrono::steady_clock::now();
-    CrumbStore& store = context.open(LibraryAccess::reading);
+    CrumbStore& store = *co_await context.open(LibraryAccess::reading);
     const std::chrono::duration<double, std::milli> elapsed =
         std::chrono::steady_clock::now() - start;
     FileSystem& files = context.platform().files;
     const FolderSize originals = sizeOf(files, context.layout().items());
     const TextEmbedder* embedder = context.platform().embedder;
-    return {{"library", displayName(context.layout().library())},
-            {"memories", store.items()->size()},
-            {"kinds", kindCounts(store)},
-            {"groups", store.groups()->size()},
-            {"originals", originals.fileCount},
-            {"originalsByteCount", originals.byteCount},
-            {"databaseByteCount", databaseByteCount(files, context.layout())},
-            {"newestSnapshot", newestSnapshot(context)},
-            {"indexByteCount", store.retrieval().indexByteCount()},
-            {"startMillis", elapsed.count()},
-            {"inboxWaiting", inboxWaiting(context)},
-            {"waiting", *store.indexingCount()},
-            {"unreadable", store.enrichment().failures().size()},
-            {"meaning", embedder ? OrderedJson(embedder->modelName()) : OrderedJson()}};
+    co_return {{"library", displayName(context.layout().library())},
+               {"memories", store.items()->size()},
+               {"kinds", kindCounts(store)},
+               {"groups", store.groups()->size()},
+               {"originals", originals.fileCount},
+               {"originalsByteCount", originals.byteCount},
+               {"databaseByteCount", databaseByteCount(files, context.layout())},
+               {"newestSnapshot", newestSnapshot(context)},
+               {"indexByteCount", store.retrieval().indexByteCount()},
+               {"startMillis", elapsed.count()},
+               {"inboxWaiting", inboxWaiting(context)},
+               {"waiting", *store.indexingCount()},
+               {"unreadable", store.enrichment().failures().size()},
+               {"meaning", embedder ? OrderedJson(embedder->modelName()) : OrderedJson()}};
 }
 
 void printRow(CommandContext& context, std::string_view label, const std::string& value) {
     context.out().writeLine(context.style().inDim(padded(label, 18)) + value);
 }
 
-int runStats(CommandContext& context, const Arguments&) {
-    const OrderedJson stats = gather(context);
+Coroutine<int> runStats(CommandContext& context, const Arguments&) {
+    const OrderedJson stats = co_await gather(context);
     if (context.wantsJson()) {
         context.print(stats);
-        return exitDone;
+        co_return exitDone;
     }
     const auto bytes = [&](const char* key) { return spokenByteCount(stats[key].get<double>()); };
     std::string kinds;
@@ -151,7 +151,7 @@ int runStats(CommandContext& context, const Arguments&) {
     printRow(context, "meaning",
              stats["meaning"].is_null() ? "off: the sentence encoder is not installed"
                                         : stats["meaning"].get<std::string>());
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

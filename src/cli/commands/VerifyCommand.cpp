@@ -39,17 +39,17 @@ void printReport(CommandContext& context, const VerifyReport& report) {
     }
 }
 
-int runVerify(CommandContext& context, const Arguments& arguments) {
+Coroutine<int> runVerify(CommandContext& context, const Arguments& arguments) {
     context.demandLibrary();
     const VerifyDepth depth = arguments.has("quick") ? VerifyDepth::quick : VerifyDepth::full;
     const VerifyReport report =
-        context.resultOf(verifyLibrary(context.platform(), context.layout(), depth));
+        co_await context.resultOf(verifyLibrary(context.platform(), context.layout(), depth));
     if (context.wantsJson()) {
         context.print(reportJson(report));
     } else {
         printReport(context, report);
     }
-    return report.problems.empty() ? exitDone : exitFailed;
+    co_return report.problems.empty() ? exitDone : exitFailed;
 }
 
 }  // namespace

@@ -27,44 +27,32 @@ std::string placesWatched(CommandContext& context) {
                                                                      : "");
 }
 
-/// Runs the parts from its making to its end.
-class RunningParts {
-  public:
-    explicit RunningParts(std::vector<std::unique_ptr<WatchPart>> parts)
-        : parts_(std::move(parts)) {
-        try {
-            for (; started_ < parts_.size(); ++started_) parts_[started_]->start();
-        } catch (...) {
-            stop();
-            throw;
-        }
+/// Runs the parts until the person interrupts. Throws what a part's start threw, once those before
+/// it have ended.
+Coroutine<> runParts(CommandContext& context, CrumbStore& store, const TellEvent& tell) {
+    const auto parts = makeWatchParts(context, store, tell);
+    std::size_t started = 0;
+    std::exception_ptr failure;
+    try {
+        for (; started < parts.size(); ++started) parts[started]->start();
+        tell("watching", placesWatched(context));
+    } catch (...) {
+        failure = std::current_exception();
     }
-    RunningParts(const RunningParts&) = delete;
-    RunningParts& operator=(const RunningParts&) = delete;
-    ~RunningParts() { stop(); }
+    if (!failure) co_await context.interruption();
+    while (started > 0) co_await parts[--started]->stop();
+    if (failure) std::rethrow_exception(failure);
+}
 
-  private:
-    void stop() {
-        while (started_ > 0) parts_[--started_]->stop();
-    }
-
-    std::vector<std::unique_ptr<WatchPart>> parts_;
-    std::size_t started_ = 0;
-};
-
-int runWatch(CommandContext& context, const Arguments&) {
+Coroutine<int> runWatch(CommandContext& context, const Arguments&) {
     const TellEvent tell = [&](std::string_view event, const std::string& text) {
         tellEvent(context, event, text);
     };
-    CrumbStore& store = context.open(LibraryAccess::writing, SessionLength::lasting);
-    {
-        const RunningParts running(makeWatchParts(context, store, tell));
-        tell("watching", placesWatched(context));
-        context.waitUntil([&] { return context.isInterrupted(); });
-    }
-    endEnrichment(context, store);
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing, SessionLength::lasting);
+    co_await runParts(context, store, tell);
+    co_await endEnrichment(context, store);
     tell("ended", "what was taken in is whole");
-    return exitDone;
+    co_return exitDone;
 }
 
 }  // namespace

@@ -22,9 +22,9 @@ class WatchPart {
     /// Begins, and returns at once. A place that is not there yet is no failure: it is looked for
     /// again. Throws Error when it can never work.
     virtual void start() = 0;
-    /// Ends what `start` began: when it returns nothing of it runs any more and nothing is told.
+    /// Ends what `start` began: when it has ended nothing of it runs any more and nothing is told.
     /// Called once, after `start`, also when a later part's start failed.
-    virtual void stop() = 0;
+    virtual Coroutine<> stop() = 0;
 };
 
 /// All parts, in the order in which they start; they stop in the reverse one.

@@ -1,3 +1,4 @@
+#include <functional>
 #include <set>
 
 #include "cli/commands/WatchPart.h"
@@ -20,7 +21,10 @@ class InboxPart final : public WatchPart {
             if (report) tellReport(report->taken);
         });
     }
-    void stop() override { reports_.reset(); }
+    Coroutine<> stop() override {
+        reports_.reset();
+        co_return;
+    }
 
   private:
     void tellReport(const CaptureReport& taken) {
@@ -55,9 +59,9 @@ class FieldReportPart final : public WatchPart {
         store_.fieldReportEdits().setReceiver(receiver_.get());
         receiver_->start();
     }
-    void stop() override {
+    Coroutine<> stop() override {
         receiver_->stop();
-        context_.waitUntil([this] { return !receiver_->importInProgress(); });
+        co_await context_.when<bool>(receiver_->isBusy(), std::logical_not<bool>());
         store_.fieldReportEdits().setReceiver(nullptr);
         receiver_.reset();
     }
@@ -92,7 +96,10 @@ class EnrichmentPart final : public WatchPart {
             lastWaiting_ = waiting;
         });
     }
-    void stop() override { waiting_.reset(); }
+    Coroutine<> stop() override {
+        waiting_.reset();
+        co_return;
+    }
 
   private:
     CrumbStore& store_;
@@ -114,7 +121,10 @@ class SnapshotPart final : public WatchPart {
             context_.layout().snapshots(), platform.mainQueue,
             [this](const DirectoryReport& report) { tellNames(report.names); });
     }
-    void stop() override { folders_.reset(); }
+    Coroutine<> stop() override {
+        folders_.reset();
+        co_return;
+    }
 
   private:
     void tellNames(const std::vector<Path>& names) {
@@ -143,9 +153,9 @@ class PhonePart final : public WatchPart {
         });
         link_.start();
     }
-    void stop() override {
+    Coroutine<> stop() override {
         link_.stop();
-        context_.waitUntil([this] { return link_.isIdle(); });
+        co_await context_.when<bool>(link_.isBusy(), std::logical_not<bool>());
     }
 
   private:

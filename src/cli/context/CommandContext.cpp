@@ -2,20 +2,13 @@
 
 #include <fmt/format.h>
 
-#include <cstdlib>
-
+#include "cli/line/Command.h"
 #include "platform/Clock.h"
 
 namespace nookery::cli {
 namespace {
 
-bool wantsColour(const Output& output, const Arguments& arguments) {
-    const char* noColour = ::getenv("NO_COLOR");
-    const char* kind = ::getenv("TERM");
-    return output.isTerminal() && !arguments.has("no-color") &&
-           (noColour == nullptr || *noColour == '\0') &&
-           (kind == nullptr || std::string_view(kind) != "dumb");
-}
+constexpr std::size_t maximumInputByteCount = std::size_t{64} << 20;
 
 std::string progressText(const OperationProgress& progress) {
     if (progress.total == 0) return fmt::format("{}: {}", progress.what, progress.done);
@@ -24,59 +17,84 @@ std::string progressText(const OperationProgress& progress) {
 
 }  // namespace
 
-CommandContext::CommandContext(World world, Output& output, const Arguments& arguments)
-    : world_(std::move(world)),
-      output_(output),
+CommandContext::CommandContext(const Platform& platform, LibraryLayout layout, Console& console,
+                               const Arguments& arguments)
+    : platform_(platform),
+      layout_(std::move(layout)),
+      console_(console),
+      output_(console),
       wantsJson_(arguments.has("json")),
       hasConsent_(arguments.has("yes")),
-      style_(wantsColour(output, arguments) ? Style::coloured() : Style::plain()),
-      messages_(arguments.has("quiet"), !arguments.has("no-input")) {}
+      style_(console.traits().hasColour ? Style::coloured() : Style::plain()),
+      messages_(console, arguments.has("quiet")) {}
 
 CommandContext::~CommandContext() { messages_.endProgress(); }
 
-CrumbStore& CommandContext::open(LibraryAccess access, SessionLength length) {
+Path CommandContext::path(const std::string& given) const {
+    return given.empty() ? Path() : console_.traits().workingFolder / given;
+}
+
+Coroutine<CrumbStore*> CommandContext::open(LibraryAccess access, SessionLength length) {
     if (access == LibraryAccess::reading) demandLibrary();
-    store_ = std::make_unique<CrumbStore>(world_.platform, layout(), access);
-    resultOf(store_->open(length));
+    store_ = std::make_unique<CrumbStore>(platform_, layout_, access);
+    co_await resultOf(store_->open(length));
     tell(store_->restoreNotice());
     if (store_->startFailure()) throw Error(*store_->startFailure());
-    return *store_;
+    co_return store_.get();
 }
 
 void CommandContext::demandLibrary() const {
-    FileSystem& files = world_.platform.files;
-    if (files.statusFollowingLinks(layout().database())) return;
-    if (files.statusFollowingLinks(layout().legacyFile())) return;
+    FileSystem& files = platform_.files;
+    if (files.statusFollowingLinks(layout_.database())) return;
+    if (files.statusFollowingLinks(layout_.legacyFile())) return;
     throw Error(fmt::format("There is no library in {} yet; \"nookery add\" makes one.",
-                            displayName(layout().library())));
+                            displayName(layout_.library())));
 }
 
 void CommandContext::tell(const std::optional<RestoreNotice>& notice) {
     if (notice) say(fmt::format("{} {}", notice->title, notice->detail));
 }
 
-void CommandContext::waitUntil(const std::function<bool()>& condition) {
-    world_.runUntil(condition);
+Coroutine<> CommandContext::save(std::function<void(Saved)> begin) {
+    Callback<SaveFailure> saved(platform_.mainQueue, begin);
+    const SaveFailure failure = co_await saved;
+    failure.throwIfFailed();
+}
+
+Coroutine<> CommandContext::waitFor(std::shared_ptr<OperationBase> operation) {
+    const std::stop_callback stopping(stop(), [operation] { operation->stop(); });
+    const Subscription following = operation->progress().subscribe([this](const auto& progress) {
+        if (progress) messages_.progress(progressText(*progress));
+    });
+    if (!operation->isFinished()) {
+        Callback<Nothing> ended(platform_.mainQueue,
+                                [&](const std::function<void(Nothing)>& answer) {
+                                    operation->whenEnded([answer] { answer({}); });
+                                });
+        co_await ended;
+    }
     messages_.endProgress();
 }
 
-void CommandContext::save(const std::function<void(Saved)>& begin) {
-    std::optional<SaveFailure> outcome;
-    begin([&](const SaveFailure& failure) { outcome = failure; });
-    waitUntil([&] { return outcome.has_value(); });
-    outcome->throwIfFailed();
-}
-
-void CommandContext::waitFor(OperationBase& operation) {
-    const std::stop_callback stopping(stop(), [&operation] { operation.stop(); });
-    const Subscription following = operation.progress().subscribe([this](const auto& progress) {
-        if (progress) messages_.progress(progressText(*progress));
+Coroutine<> CommandContext::interruptible(Begin begin) {
+    std::optional<std::stop_callback<std::function<void()>>> stopping;
+    Callback<Nothing> reached(platform_.mainQueue, [&](const std::function<void(Nothing)>& answer) {
+        const auto goOn = [answer] { answer({}); };
+        begin(goOn);
+        stopping.emplace(stop(), [&queue = platform_.mainQueue, goOn] { queue.async(goOn); });
     });
-    waitUntil([&] { return operation.isFinished(); });
+    co_await reached;
 }
 
-std::optional<std::size_t> CommandContext::columns() const {
-    return output_.isTerminal() ? std::optional(terminalColumns()) : std::nullopt;
+Coroutine<> CommandContext::interruption() {
+    const Begin nothing = [](const auto&) {};
+    co_await interruptible(nothing);
+}
+
+Coroutine<> CommandContext::endOrInterruption(std::shared_ptr<OperationBase> operation) {
+    const Begin begin = [&](const std::function<void()>& goOn) { operation->whenEnded(goOn); };
+    co_await interruptible(begin);
+    messages_.endProgress();
 }
 
 void CommandContext::say(std::string_view text) {
@@ -86,18 +104,49 @@ void CommandContext::say(std::string_view text) {
 
 void CommandContext::print(const OrderedJson& document) { output_.writeLine(toJsonText(document)); }
 
-void CommandContext::demandConsent(const std::string& title, const std::string& text) {
-    if (hasConsent_) return;
-    if (!messages_.canAsk()) {
+Coroutine<> CommandContext::demandConsent(std::string title, std::string text) {
+    if (hasConsent_) co_return;
+    if (!console_.traits().canAsk) {
         throw UsageError(
             "Nobody can be asked here: say --yes to go on; --help says how to see first what would "
             "happen.");
     }
-    if (!messages_.confirm(title, text, interruptDescriptor())) {
-        throw Error("Nothing was changed.");
+    messages_.endProgress();
+    Callback<Outcome<bool>> asking(platform_.mainQueue, [&](Console::Answered answered) {
+        console_.ask(title, text, std::move(answered));
+    });
+    const Outcome<bool> answer = co_await asking;
+    if (!answer.get()) throw Error("Nothing was changed.");
+}
+
+Coroutine<std::string> CommandContext::readSome() {
+    Callback<Outcome<std::string>> reading(
+        platform_.mainQueue, [&](Console::Read done) { console_.read(std::move(done)); });
+    Outcome<std::string> bytes = co_await reading;
+    co_return std::move(bytes.get());
+}
+
+Coroutine<std::string> CommandContext::readInput() {
+    std::string all;
+    while (true) {
+        const std::string some = co_await readSome();
+        if (some.empty()) co_return all;
+        all += some;
+        if (all.size() > maximumInputByteCount) {
+            throw Error(fmt::format("The input is too long: at most {} MiB are taken at once.",
+                                    maximumInputByteCount >> 20));
+        }
     }
 }
 
-Timestamp CommandContext::now() const { return world_.platform.clock.now(); }
+Coroutine<std::optional<std::string>> CommandContext::nextLine() {
+    while (true) {
+        if (auto line = lines_.next()) co_return line;
+        if (lines_.hasEnded()) co_return std::nullopt;
+        lines_.add(co_await readSome());
+    }
+}
+
+Timestamp CommandContext::now() const { return platform_.clock.now(); }
 
 }  // namespace nookery::cli

@@ -5,67 +5,90 @@
 #include <optional>
 #include <string>
 
-#include "cli/context/Interrupts.h"
 #include "cli/line/Arguments.h"
+#include "cli/output/Input.h"
+#include "cli/output/Messages.h"
 #include "cli/output/Output.h"
-#include "cli/output/Terminal.h"
 #include "collection/store/CrumbStore.h"
 #include "foundation/Json.h"
 #include "platform/Platform.h"
+#include "platform/work/Coroutine.h"
 #include "platform/work/Operation.h"
 #include "records/LibraryLayout.h"
 
 namespace nookery::cli {
 
-/// Runs the main thread's queue until the condition holds; it is asked after each piece of work.
-using RunUntil = std::function<void(const std::function<bool()>&)>;
-
-/// What a command works with: the world, the library once it is opened, and the person's terminal.
+/// What a command works with: the world, the library once it is opened, and the person who called.
+/// A command is a coroutine: it awaits what takes long, and holds up nobody meanwhile. Main thread.
 class CommandContext {
   public:
-    struct World {
-        const Platform& platform;
-        RunUntil runUntil;
-        const Interrupts& interrupts;
-        LibraryLayout layout;
-    };
-
-    CommandContext(World world, Output& output, const Arguments& arguments);
+    CommandContext(const Platform& platform, LibraryLayout layout, Console& console,
+                   const Arguments& arguments);
     ~CommandContext();
 
-    const Platform& platform() const { return world_.platform; }
-    const LibraryLayout& layout() const { return world_.layout; }
+    const Platform& platform() const { return platform_; }
+    const LibraryLayout& layout() const { return layout_; }
+    /// A path as the person gave it, meant from where they are.
+    Path path(const std::string& given) const;
 
     /// Opens the library. Throws LibraryInUse, or Error when it cannot be read, or when there is
-    /// none and reading was asked for. Once per session.
-    CrumbStore& open(LibraryAccess access, SessionLength length = SessionLength::oneCommand);
+    /// none and reading was asked for. Once per command.
+    Coroutine<CrumbStore*> open(LibraryAccess access,
+                                SessionLength length = SessionLength::oneCommand);
     /// Throws Error when there is no library yet.
     void demandLibrary() const;
 
-    /// Runs what comes back to the main thread until the condition holds.
-    void waitUntil(const std::function<bool()>& condition);
-    /// Begins a change that is saved elsewhere, and waits until it is durable. Throws Error when it
-    /// is not.
-    void save(const std::function<void(Saved)>& begin);
-    /// Waits for the end of an operation, shows how far it is, and stops it when the person
-    /// interrupts. The outcome is there afterwards.
-    void waitFor(OperationBase& operation);
+    /// Begins a change that is saved elsewhere; ends when it is durable. Throws Error when it is
+    /// not.
+    Coroutine<> save(std::function<void(Saved)> begin);
+    /// The end of an operation; shows how far it is, and stops it when the person interrupts. The
+    /// outcome is there afterwards.
+    Coroutine<> waitFor(std::shared_ptr<OperationBase> operation);
     /// The same, and answers its result. Throws what the operation failed with, and Cancelled when
     /// it was stopped.
     template <typename Result>
-    Result resultOf(const OperationPointer<Result>& operation) {
-        waitFor(*operation);
-        return operation->outcome()->get();
+    Coroutine<Result> resultOf(OperationPointer<Result> operation) {
+        co_await waitFor(operation);
+        // The operation may be known to others, who read its outcome too.
+        co_return operation->outcome()->get();
     }
-    std::stop_token stop() const { return world_.interrupts.token(); }
+    /// As waitFor, but ends when the person interrupts too.
+    Coroutine<> endOrInterruption(std::shared_ptr<OperationBase> operation);
+    /// Ends when the value meets the condition.
+    template <typename Value>
+    Coroutine<> when(const Published<Value>& value, std::function<bool(const Value&)> isMet) {
+        if (isMet(*value)) co_return;
+        Subscription following;
+        Callback<Nothing> met(platform_.mainQueue, [&](const std::function<void(Nothing)>& answer) {
+            following = value.subscribe([isMet, answer](const Value& now) {
+                if (isMet(now)) answer({});
+            });
+        });
+        co_await met;
+    }
+    /// Ends when the value meets the condition, or the person interrupts.
+    template <typename Value>
+    Coroutine<> until(const Published<Value>& value, std::function<bool(const Value&)> isMet) {
+        if (isMet(*value) || isInterrupted()) co_return;
+        Subscription following;
+        const Begin begin = [&](const std::function<void()>& goOn) {
+            following = value.subscribe([isMet, goOn](const Value& now) {
+                if (isMet(now)) goOn();
+            });
+        };
+        co_await interruptible(begin);
+        messages_.endProgress();
+    }
+    /// Ends when the person interrupts.
+    Coroutine<> interruption();
+    std::stop_token stop() const { return console_.stop(); }
     bool isInterrupted() const { return stop().stop_requested(); }
-    int interruptDescriptor() const { return world_.interrupts.descriptor(); }
 
     bool wantsJson() const { return wantsJson_; }
     Output& out() { return output_; }
     const Style& style() const { return style_; }
     /// Columns for tables; none when standard output is no terminal, and nothing is cut.
-    std::optional<std::size_t> columns() const;
+    std::optional<std::size_t> columns() const { return console_.traits().columns; }
     Messages& messages() { return messages_; }
     /// One line for the person, after what was printed before it.
     void say(std::string_view text);
@@ -74,19 +97,32 @@ class CommandContext {
 
     /// Asks before something is destroyed. With --yes the answer is yes; where nobody can be asked
     /// throws UsageError. Throws Error when the person says no.
-    void demandConsent(const std::string& title, const std::string& text);
+    Coroutine<> demandConsent(std::string title, std::string text);
+
+    /// All of standard input. Throws Error when it is too long to be taken at once.
+    Coroutine<std::string> readInput();
+    /// The next line of standard input; none at its end.
+    Coroutine<std::optional<std::string>> nextLine();
+    Console& console() { return console_; }
 
     Timestamp now() const;
 
   private:
     void tell(const std::optional<RestoreNotice>& notice);
+    Coroutine<std::string> readSome();
+    using Begin = std::function<void(const std::function<void()>& goOn)>;
+    /// Ends when the function that `begin` is given was called, or the person interrupts.
+    Coroutine<> interruptible(Begin begin);
 
-    World world_;
-    Output& output_;
+    const Platform& platform_;
+    LibraryLayout layout_;
+    Console& console_;
+    Output output_;
     bool wantsJson_;
     bool hasConsent_;
     Style style_;
     Messages messages_;
+    LineSplitter lines_;
     std::unique_ptr<CrumbStore> store_;
 };
 

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/work/Coroutine.h"
+
 namespace nookery::cli {
 
 class Arguments;
@@ -37,7 +39,7 @@ struct Example {
 
 /// One command as all that read the table see it: the parser, help, completion and the man page.
 struct Command {
-    using Run = int (*)(CommandContext&, const Arguments&);
+    using Run = Coroutine<int> (*)(CommandContext&, const Arguments&);
     using Text = std::string (*)(const Arguments&);
 
     std::string name;  ///< one word, or two: "snapshot take"
@@ -50,7 +52,8 @@ struct Command {
     bool isLasting = false;  ///< runs until it is interrupted, and logs as things happen
     /// Every other command's start completes a restore that waits.
     bool leavesRestoresWaiting = false;
-    /// Answers the exit status; throws Error, UsageError or Cancelled.
+    /// Answers the exit status; throws Error, UsageError or Cancelled. The context and the
+    /// arguments outlive the coroutine.
     Run run = nullptr;
     /// In place of `run`, for a command that only says something and needs nothing of the world.
     Text text = nullptr;

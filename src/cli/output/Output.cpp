@@ -1,9 +1,8 @@
 #include "cli/output/Output.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace nookery::cli {
 namespace {
@@ -28,16 +27,7 @@ void Output::writeLine(std::string_view text) {
 }
 
 void Output::flush() {
-    const std::string pending = std::move(buffer_);
-    buffer_.clear();
-    for (std::size_t written = 0; written < pending.size();) {
-        const ssize_t count =
-            ::write(STDOUT_FILENO, pending.data() + written, pending.size() - written);
-        if (count < 0 && errno != EINTR && errno != EAGAIN) throw OutputError(errno);
-        if (count > 0) written += static_cast<std::size_t>(count);
-    }
+    if (!buffer_.empty()) console_.write(std::exchange(buffer_, {}));
 }
-
-bool Output::standardOutputIsTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
 
 }  // namespace nookery::cli

@@ -38,16 +38,17 @@ std::string valueLine(std::string_view name, const std::string& value,
 
 }  // namespace
 
-ReceiptReading readReceipt(CommandContext& context, const Path& file) {
+Coroutine<ReceiptReading> readReceipt(CommandContext& context, Path file) {
     const Platform& platform = context.platform();
-    return context.resultOf(startOperation(
+    const auto operation = startOperation(
         platform.enrichQueue, platform.mainQueue,
         [platform, file](const OperationControl& control) {
             ReceiptReading reading;
             reading.lines = CrumbReceiptRecognizer::recognise(platform, file, control.stopToken());
             reading.result = CrumbReceiptRecognizer::parse(reading.lines);
             return reading;
-        }));
+        });
+    co_return co_await context.resultOf(operation);
 }
 
 OrderedJson readingJson(const ReceiptReading& reading) {

@@ -14,7 +14,7 @@ struct ReceiptReading {
 };
 
 /// Has the file read, and waits for it. Throws as CrumbReceiptRecognizer::recognise does.
-ReceiptReading readReceipt(CommandContext& context, const Path& file);
+Coroutine<ReceiptReading> readReceipt(CommandContext& context, Path file);
 
 /// Lines, what they say and the doubts about it.
 OrderedJson readingJson(const ReceiptReading& reading);

@@ -26,9 +26,13 @@ Failure failureOf(const std::exception_ptr& cause);
 template <typename Result>
 class [[nodiscard]] Outcome {
   public:
-    static Outcome done(Result result) { return Outcome(State(std::move(result))); }
-    static Outcome stopped() { return Outcome(State(Stopped())); }
-    static Outcome failed(Failure failure) { return Outcome(State(std::move(failure))); }
+    static Outcome done(Result result) {
+        return Outcome(std::in_place_type<Result>, std::move(result));
+    }
+    static Outcome stopped() { return Outcome(std::in_place_type<Stopped>); }
+    static Outcome failed(Failure failure) {
+        return Outcome(std::in_place_type<Failure>, std::move(failure));
+    }
     /// Stopped for Cancelled, failed for anything else.
     static Outcome of(const std::exception_ptr& cause);
 
@@ -50,7 +54,9 @@ class [[nodiscard]] Outcome {
     struct Stopped {};
     using State = std::variant<Result, Stopped, Failure>;
 
-    explicit Outcome(State state) : state_(std::move(state)) {}
+    template <typename Alternative, typename... Values>
+    explicit Outcome(std::in_place_type_t<Alternative> which, Values&&... values)
+        : state_(which, std::forward<Values>(values)...) {}
 
     [[noreturn]] static void rethrow(const Failure& failure) {
         if (failure.cause) std::rethrow_exception(failure.cause);

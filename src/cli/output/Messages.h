@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/FileSystem.h"
+#include "cli/output/Console.h"
 
 namespace nookery::cli {
 
@@ -20,13 +20,10 @@ struct Style {
     std::string inTitle(std::string_view text) const;
 };
 
-/// Columns of the terminal behind standard output; 80 when there is none.
-std::size_t terminalColumns();
-
-/// Messages, progress and questions on standard error.
+/// What is said to the person beside the answer.
 class Messages {
   public:
-    Messages(bool isQuiet, bool mayAsk);
+    Messages(Console& console, bool isQuiet) : console_(console), isQuiet_(isQuiet) {}
 
     /// One line for the person, unless quiet.
     void say(std::string_view text);
@@ -36,17 +33,10 @@ class Messages {
     /// Wipes the line of progress.
     void endProgress();
 
-    /// Whether there is somebody to ask.
-    bool canAsk() const { return canAsk_; }
-    /// Shows the title and the text, then asks for yes or no; anything but a yes is a no. Throws
-    /// Cancelled when `interrupted` becomes readable.
-    bool confirm(std::string_view title, std::string_view text, int interrupted);
-
   private:
+    Console& console_;
     bool isQuiet_;
-    bool isTerminal_;
-    bool canAsk_;
-    bool progressShown_ = false;
+    bool isProgressShown_ = false;
     std::chrono::steady_clock::time_point lastProgress_{};
 };
 
