@@ -9,7 +9,6 @@
 #include "archive/RestoreAtStart.h"
 #include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
-#include "backends/documents/PdfService.h"
 #include "cli/Places.h"
 #include "cli/context/CommandContext.h"
 #include "cli/line/CommandLine.h"
@@ -49,8 +48,7 @@ int runInWorld(const CommandLine& line, const Interrupts& interrupts, Output& ou
                            .userData = places.userData,
                            .programFolder = programFolder(),
                            .cloudFolder = places.cloudHome,
-                           .keyStoreFile = places.keyStoreFile,
-                           .pdfProgram = "/proc/self/exe"},
+                           .keyStoreFile = places.keyStoreFile},
                           log);
     // What waits for the main loop looks again when the person interrupts.
     const std::stop_callback wake(interrupts.token(), [&] { system.mainLoop().async([] {}); });
@@ -130,9 +128,6 @@ int run(const Words& words) {
 }  // namespace nookery::cli
 
 int main(int argumentCount, char** arguments) {
-    if (argumentCount == 2 && arguments[1] == nookery::pdfServiceArgument) {
-        return nookery::servePdf();
-    }
     try {
         return nookery::cli::run({arguments + 1, arguments + argumentCount});
     } catch (const std::exception& error) {

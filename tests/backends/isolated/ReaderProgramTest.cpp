@@ -1,0 +1,176 @@
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QBuffer>
+#include <QImage>
+#include <csignal>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "backends/BothWays.h"
+#include "backends/documents/DocumentFormats.h"
+#include "backends/images/ImageFiles.h"
+#include "backends/images/QtPictures.h"
+#include "support/TemporaryDirectory.h"
+
+namespace nookery {
+namespace {
+
+constexpr std::size_t megabyte = std::size_t{1} << 20;
+
+/// Grain without text, which keeps the recogniser busy for many seconds.
+Picture grain(int side) {
+    std::mt19937 random(5);
+    Picture picture{side, side, {}};
+    picture.pixels.resize(std::size_t{3} * static_cast<std::size_t>(side * side));
+    for (auto& level : picture.pixels) level = static_cast<std::uint8_t>(random());
+    return picture;
+}
+
+std::string failureOf(const std::function<void()>& reading) {
+    try {
+        reading();
+        return "none";
+    } catch (const Error& error) {
+        return error.description();
+    }
+}
+
+class ReaderProgram : public ::testing::Test {
+  protected:
+    Path picture(int side) {
+        QBuffer buffer;
+        buffer.open(QIODevice::WriteOnly);
+        QImage image(side, side, QImage::Format_RGB888);
+        image.fill(Qt::blue);
+        image.save(&buffer, "png");
+        return folder.write("blue.png", buffer.data().toStdString());
+    }
+
+    testing::TemporaryDirectory folder;
+    std::unique_ptr<FileSystem> files = makePosixFileSystem();
+};
+
+TEST_F(ReaderProgram, TakesNoMoreMemoryThanItsBoundAndTheNextOneWorks) {
+    ReaderPool pool(
+        {.programs = {NOOKERY_READER}, .bounds = ReaderBounds{.memoryByteCount = 1100 * megabyte}});
+    const auto images = makeIsolatedImages(pool);
+    const ContentType png{"image/png"};
+    EXPECT_EQ(images->read(picture(500), png, 100, {}, {}).width, 100);
+    const Path large = picture(11'000);
+    EXPECT_EQ(failureOf([&] { images->read(large, png, 11'000, {}, {}); }),
+              "\"blue.png\" was given up: it takes too much memory or crashes the program that "
+              "reads it.");
+    EXPECT_EQ(images->read(picture(500), png, 100, {}, {}).width, 100);
+}
+
+TEST_F(ReaderProgram, ReadsALargePictureWithinTheUsualBounds) {
+    const auto images = makeIsolatedImages(testing::testReaders());
+    const Picture whole = images->read(picture(10'000), {"image/png"}, 10'000, {}, {});
+    EXPECT_EQ(whole.pixels.size(), std::size_t{300'000'000});
+    EXPECT_EQ(whole.pixels.back(), 255);
+}
+
+TEST_F(ReaderProgram, TakesNoMoreTimeThanItsBoundAndEndsWhenItsWorkIsCancelled) {
+    ReaderPool hurried({.programs = {NOOKERY_READER},
+                        .bounds = ReaderBounds{.processorTime = std::chrono::seconds(1)}});
+    const Picture picture = grain(2500);
+    const auto recognizer = makeIsolatedTextRecognizer(hurried, *files);
+    ASSERT_TRUE(recognizer);
+    EXPECT_EQ(failureOf([&] { recognizer->recognise(picture, {}); }),
+              "The text in the picture was given up: it takes too long.");
+    std::stop_source stop;
+    std::jthread person([&] { stop.request_stop(); });
+    EXPECT_THROW(makeIsolatedTextRecognizer(testing::testReaders(), *files)
+                     ->recognise(picture, stop.get_token()),
+                 Cancelled);
+}
+
+TEST_F(ReaderProgram, OneThatIsAboutToEndForWantOfWorkFailsNoRequest) {
+    ReaderPool pool({.programs = {NOOKERY_READER}, .idleTime = std::chrono::milliseconds(0)});
+    const auto encoder = makeIsolatedPictureEncoder(pool);
+    const std::string expected = makePictureEncoder()->jpeg(grain(16));
+    for (int i = 0; i < 10; ++i) EXPECT_TRUE(encoder->jpeg(grain(16)) == expected) << i;
+}
+
+TEST_F(ReaderProgram, EndsWithTheProgramThatItWorksFor) {
+    ASSERT_EQ(::prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+    const pid_t program = ::fork();
+    if (program == 0) {
+        // Killed in the middle of a request.
+        ReaderPool pool({.programs = {NOOKERY_READER}});
+        auto process = pool.start(ReaderSubject::recognition);
+        const Picture picture = grain(2500);
+        FieldWriter fields;
+        fields.integer(static_cast<int>(ReaderQuestion::recognisedText));
+        fields.integer(100).integer(2048 * megabyte).integer(10'000);
+        writeSize(fields, picture);
+        (void)sendMessage(process->socket(), fields.fields(), picture.pixels, {});
+        ::raise(SIGKILL);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(program, &status, 0), program);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    // The reader is this process's child now, and the only one. It ends by itself.
+    EXPECT_GT(::waitpid(-1, &status, 0), 0);
+    EXPECT_EQ(::waitpid(-1, &status, 0), -1);
+    ::prctl(PR_SET_CHILD_SUBREAPER, 0);
+}
+
+TEST_F(ReaderProgram, HasGivenUpPrivilegesBeforeItReadsAnything) {
+    ReaderConversation conversation(testing::testReaders(), ReaderSubject::documents);
+    EXPECT_THROW(conversation.ask({.question = ReaderQuestion::webPage}), Error);
+    const auto process = testing::testReaders().takeIdle(ReaderSubject::documents);
+    ASSERT_TRUE(process);
+    std::stringstream status;
+    status << std::ifstream("/proc/" + std::to_string(process->id()) + "/status").rdbuf();
+    EXPECT_NE(status.str().find("NoNewPrivs:\t1"), std::string::npos);
+    EXPECT_NE(status.str().find("Seccomp:\t2"), std::string::npos);
+}
+
+TEST_F(ReaderProgram, ReadsTheTypesThatTheProgramBelievesItReads) {
+    ReaderPool pool({.programs = {NOOKERY_READER}});
+    const auto here = makeImageReader(*files);
+    const auto documents = makeDocumentReader();
+    for (const char* type :
+         {"image/jpeg",
+          "image/png",
+          "image/webp",
+          "image/tiff",
+          "image/gif",
+          "image/bmp",
+          "image/x-ms-bmp",
+          "image/vnd.microsoft.icon",
+          "image/x-icon",
+          "image/x-tga",
+          "image/x-portable-bitmap",
+          "image/x-portable-greymap",
+          "image/x-portable-pixmap",
+          "image/heic",
+          "image/heif",
+          "image/avif",
+          "image/svg+xml",
+          "image/x-xcf",
+          "application/pdf",
+          "application/rtf",
+          "message/rfc822",
+          "application/epub+zip",
+          "application/vnd.oasis.opendocument.text",
+          "application/vnd.oasis.opendocument.spreadsheet",
+          "application/vnd.oasis.opendocument.presentation",
+          "application/zip",
+          "text/plain",
+          "application/vnd.openxmlformats-officedocument.wordprocessingml.document",
+          "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet",
+          "application/vnd.openxmlformats-officedocument.presentationml.presentation"}) {
+        EXPECT_EQ(makeIsolatedImages(pool)->canRead({type}), here->canRead({type})) << type;
+        EXPECT_EQ(makeIsolatedDocuments(pool)->canRead({type}), documents->canRead({type})) << type;
+    }
+}
+
+}  // namespace
+}  // namespace nookery
