@@ -3,8 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <QBuffer>
-#include <QImage>
+#include <array>
 #include <csignal>
 #include <fstream>
 #include <random>
@@ -42,37 +41,34 @@ std::string failureOf(const std::function<void()>& reading) {
 
 class ReaderProgram : public ::testing::Test {
   protected:
-    Path picture(int side) {
-        QBuffer buffer;
-        buffer.open(QIODevice::WriteOnly);
-        QImage image(side, side, QImage::Format_RGB888);
-        image.fill(Qt::blue);
-        image.save(&buffer, "png");
-        return folder.write("blue.png", buffer.data().toStdString());
+    Path greyPicture(int side) {
+        const std::string sides = std::to_string(side) + " " + std::to_string(side);
+        const auto count = static_cast<std::size_t>(side) * static_cast<std::size_t>(side);
+        return folder.write("grey.pgm", "P5 " + sides + " 255\n" + std::string(count, '\x80'));
     }
 
+    const ContentType type{"image/x-portable-greymap"};
     testing::TemporaryDirectory folder;
     std::unique_ptr<FileSystem> files = makePosixFileSystem();
 };
 
 TEST_F(ReaderProgram, TakesNoMoreMemoryThanItsBoundAndTheNextOneWorks) {
     ReaderPool pool(
-        {.programs = {NOOKERY_READER}, .bounds = ReaderBounds{.memoryByteCount = 1100 * megabyte}});
+        {.programs = {NOOKERY_READER}, .bounds = ReaderBounds{.memoryByteCount = 320 * megabyte}});
     const auto images = makeIsolatedImages(pool);
-    const ContentType png{"image/png"};
-    EXPECT_EQ(images->read(picture(500), png, 100, {}, {}).width, 100);
-    const Path large = picture(11'000);
-    EXPECT_EQ(failureOf([&] { images->read(large, png, 11'000, {}, {}); }),
-              "\"blue.png\" was given up: it takes too much memory or crashes the program that "
+    EXPECT_EQ(images->read(greyPicture(500), type, 100, {}, {}).width, 100);
+    const Path large = greyPicture(12'000);
+    EXPECT_EQ(failureOf([&] { images->read(large, type, 100, {}, {}); }),
+              "\"grey.pgm\" was given up: it takes too much memory or crashes the program that "
               "reads it.");
-    EXPECT_EQ(images->read(picture(500), png, 100, {}, {}).width, 100);
+    EXPECT_EQ(images->read(greyPicture(500), type, 100, {}, {}).width, 100);
 }
 
 TEST_F(ReaderProgram, ReadsALargePictureWithinTheUsualBounds) {
     const auto images = makeIsolatedImages(testing::testReaders());
-    const Picture whole = images->read(picture(10'000), {"image/png"}, 10'000, {}, {});
+    const Picture whole = images->read(greyPicture(10'000), type, 10'000, {}, {});
     EXPECT_EQ(whole.pixels.size(), std::size_t{300'000'000});
-    EXPECT_EQ(whole.pixels.back(), 255);
+    EXPECT_EQ(whole.pixels.back(), 0x80);
 }
 
 TEST_F(ReaderProgram, TakesNoMoreTimeThanItsBoundAndEndsWhenItsWorkIsCancelled) {
@@ -97,27 +93,37 @@ TEST_F(ReaderProgram, OneThatIsAboutToEndForWantOfWorkFailsNoRequest) {
     for (int i = 0; i < 10; ++i) EXPECT_TRUE(encoder->jpeg(grain(16)) == expected) << i;
 }
 
+/// In a process of its own: starts a reader, tells its number, and is killed while the reader
+/// works.
+[[noreturn]] void dieInTheMiddleOfARequest(int teller) {
+    ReaderPool pool({.programs = {NOOKERY_READER}});
+    const auto process = pool.start(ReaderSubject::recognition);
+    const Picture picture = grain(2500);
+    FieldWriter fields;
+    fields.integer(static_cast<int>(ReaderQuestion::recognisedText));
+    fields.integer(100).integer(2048 * megabyte).integer(10'000);
+    writeSize(fields, picture);
+    const auto sent = sendMessage(process->socket(), fields.fields(), picture.pixels, {});
+    const pid_t reader = sent == Transfer::done ? process->id() : -1;
+    if (::write(teller, &reader, sizeof reader) == sizeof reader) ::raise(SIGKILL);
+    ::_exit(1);
+}
+
 TEST_F(ReaderProgram, EndsWithTheProgramThatItWorksFor) {
+    // Orphans become children of this process, so that it can wait for them.
     ASSERT_EQ(::prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+    std::array<int, 2> pipe{};
+    ASSERT_EQ(::pipe(pipe.data()), 0);
     const pid_t program = ::fork();
-    if (program == 0) {
-        // Killed in the middle of a request.
-        ReaderPool pool({.programs = {NOOKERY_READER}});
-        auto process = pool.start(ReaderSubject::recognition);
-        const Picture picture = grain(2500);
-        FieldWriter fields;
-        fields.integer(static_cast<int>(ReaderQuestion::recognisedText));
-        fields.integer(100).integer(2048 * megabyte).integer(10'000);
-        writeSize(fields, picture);
-        (void)sendMessage(process->socket(), fields.fields(), picture.pixels, {});
-        ::raise(SIGKILL);
-    }
+    if (program == 0) dieInTheMiddleOfARequest(pipe[1]);
+    pid_t reader = -1;
+    ASSERT_EQ(::read(pipe[0], &reader, sizeof reader), static_cast<ssize_t>(sizeof reader));
+    ASSERT_GT(reader, 0);
     int status = 0;
     ASSERT_EQ(::waitpid(program, &status, 0), program);
-    ASSERT_TRUE(WIFSIGNALED(status));
-    // The reader is this process's child now, and the only one. It ends by itself.
-    EXPECT_GT(::waitpid(-1, &status, 0), 0);
-    EXPECT_EQ(::waitpid(-1, &status, 0), -1);
+    EXPECT_EQ(::waitpid(reader, &status, 0), reader);
+    EXPECT_TRUE(WIFEXITED(status));
+    for (const int end : pipe) ::close(end);
     ::prctl(PR_SET_CHILD_SUBREAPER, 0);
 }
 
