@@ -34,7 +34,7 @@ std::unique_ptr<TextEmbedder> openEmbedder(FileSystem& files, const Path& progra
     const Path asset = sentenceEncoderAsset(programFolder);
     try {
         if (!files.statusFollowingLinks(asset)) return nullptr;
-        return openSentenceEncoder(files, asset);
+        return makeSentenceEncoder(files, asset, log);
     } catch (const Error& error) {
         log.line("NOOKERY sentence encoder error: " + error.description());
         return nullptr;

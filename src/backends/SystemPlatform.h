@@ -25,7 +25,7 @@ class SystemPlatform {
   public:
     /// Throws Error when the settings cannot be read, or when a service is missing without which
     /// the program cannot work. `log` outlives this. A missing sentence encoder is no error; a
-    /// damaged one is logged and left out.
+    /// damaged one is logged when it is first needed.
     SystemPlatform(const SystemPlaces& places, Log& log);
     ~SystemPlatform();
 

@@ -10,7 +10,7 @@
 
 namespace nookery {
 
-/// A reader process gave no answer. The stand-ins for the platform's services (Isolated*.h) make it
+/// A reader process gave no answer. The stand-ins for the platform's services (Isolated.h) make it
 /// the failure that each service promises.
 class ReaderFault : public std::exception {
   public:
