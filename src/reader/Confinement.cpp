@@ -51,8 +51,8 @@ constexpr std::uint32_t architecture = 0;
 
 /// Refuses these calls with "not permitted". Numbers of another architecture end the process, and
 /// so do those of the 32-bit variant of the same one.
-template <std::size_t count>
-void refuseCalls(const std::array<std::uint32_t, count>& calls) {
+template <typename Number, std::size_t count>
+void refuseCalls(const std::array<Number, count>& calls) {
     if (architecture == 0) return;
     constexpr std::uint32_t variantBit = 0x40000000;
     std::vector<sock_filter> filter{
@@ -62,8 +62,9 @@ void refuseCalls(const std::array<std::uint32_t, count>& calls) {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
         BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, variantBit, 0, 1),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS)};
-    for (const std::uint32_t call : calls) {
-        filter.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1));
+    for (const Number call : calls) {
+        const auto number = static_cast<std::uint32_t>(call);
+        filter.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 1));
         filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM));
     }
     filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
@@ -71,11 +72,17 @@ void refuseCalls(const std::array<std::uint32_t, count>& calls) {
     ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program, 0, 0);
 }
 
-/// Another program's memory, other programs, and what the keyring and the desktop answer to.
-constexpr std::array<std::uint32_t, 8> never{
-    SYS_execve, SYS_execveat, SYS_ptrace,        SYS_process_vm_readv, SYS_process_vm_writev,
-    SYS_keyctl, SYS_add_key,  SYS_io_uring_setup};
-constexpr std::array<std::uint32_t, 2> connecting{SYS_socket, SYS_connect};
+/// Other programs and their memory, keys, and what Landlock leaves of changing files.
+constexpr std::array never{
+    SYS_execve,   SYS_execveat,  SYS_ptrace,   SYS_process_vm_readv, SYS_process_vm_writev,
+    SYS_kill,     SYS_tkill,     SYS_keyctl,   SYS_add_key,          SYS_io_uring_setup,
+    SYS_truncate, SYS_fchmod,    SYS_fchmodat, SYS_fchownat,         SYS_utimensat,
+    SYS_setxattr, SYS_lsetxattr,
+#ifdef SYS_chmod
+    SYS_chmod,    SYS_chown,     SYS_lchown,
+#endif
+};
+constexpr std::array connecting{SYS_socket, SYS_connect};
 
 }  // namespace
 

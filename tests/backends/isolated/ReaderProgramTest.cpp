@@ -1,5 +1,10 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/landlock.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +19,7 @@
 #include "backends/documents/DocumentFormats.h"
 #include "backends/images/ImageFiles.h"
 #include "backends/images/QtPictures.h"
+#include "reader/Confinement.h"
 #include "support/TemporaryDirectory.h"
 
 namespace nookery {
@@ -127,7 +133,7 @@ TEST_F(ReaderProgram, EndsWithTheProgramThatItWorksFor) {
     ::prctl(PR_SET_CHILD_SUBREAPER, 0);
 }
 
-TEST_F(ReaderProgram, HasGivenUpPrivilegesBeforeItReadsAnything) {
+TEST_F(ReaderProgram, IsConfinedBeforeItReadsAnything) {
     ReaderConversation conversation(testing::testReaders(), ReaderSubject::documents);
     EXPECT_THROW(conversation.ask({.question = ReaderQuestion::webPage}), Error);
     const auto process = testing::testReaders().takeIdle(ReaderSubject::documents);
@@ -138,11 +144,55 @@ TEST_F(ReaderProgram, HasGivenUpPrivilegesBeforeItReadsAnything) {
     EXPECT_NE(status.str().find("Seccomp:\t2"), std::string::npos);
 }
 
+bool kernelHasLandlock() {
+    return ::syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION) > 0;
+}
+
+/// In a process that was confined: the first thing that it can do and should not, or "nothing".
+std::string whatAConfinedProcessCanDo(const Path& folder) {
+    const std::string file = folder / "file";
+    const std::string fresh = folder / "fresh";
+    if (::open(file.c_str(), O_RDONLY) < 0) return "not even read";
+    if (::open("/dev/null", O_WRONLY) < 0) return "not even throw away";
+    if (::socket(AF_UNIX, SOCK_STREAM, 0) >= 0) return "talk to the desktop";
+    if (::socket(AF_INET, SOCK_STREAM, 0) >= 0) return "reach the network";
+    if (::truncate(file.c_str(), 0) == 0) return "cut a file short";
+    if (::chmod(file.c_str(), 0777) == 0) return "let others write";
+    ::execl("/bin/true", "true", nullptr);
+    if (errno != EPERM) return "run programs";
+    if (!kernelHasLandlock()) return "nothing";
+    if (::open(file.c_str(), O_WRONLY) >= 0) return "write";
+    if (::open(fresh.c_str(), O_CREAT | O_WRONLY, 0600) >= 0) return "make files";
+    if (::unlink(file.c_str()) == 0) return "remove files";
+    if (::rename(file.c_str(), fresh.c_str()) == 0) return "rename files";
+    return "nothing";
+}
+
+TEST_F(ReaderProgram, CanNeitherChangeFilesNorReachAnything) {
+    folder.write("file", "kept");
+    std::array<int, 2> pipe{};
+    ASSERT_EQ(::pipe(pipe.data()), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        confine(ReaderSubject::documents);
+        const std::string can = whatAConfinedProcessCanDo(folder.path());
+        ::_exit(::write(pipe[1], can.data(), can.size()) > 0 ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_EQ(status, 0);
+    std::string can(100, '\0');
+    can.resize(static_cast<std::size_t>(::read(pipe[0], can.data(), can.size())));
+    EXPECT_EQ(can, "nothing");
+    EXPECT_EQ(folder.read("file"), "kept");
+    for (const int end : pipe) ::close(end);
+}
+
 TEST_F(ReaderProgram, ReadsTheTypesThatTheProgramBelievesItReads) {
     ReaderPool pool({.programs = {NOOKERY_READER}});
     const auto here = makeImageReader(*files);
     const auto documents = makeDocumentReader();
-    for (const char* type :
+    for (const char* mediaType :
          {"image/jpeg",
           "image/png",
           "image/webp",
@@ -173,8 +223,11 @@ TEST_F(ReaderProgram, ReadsTheTypesThatTheProgramBelievesItReads) {
           "application/vnd.openxmlformats-officedocument.wordprocessingml.document",
           "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet",
           "application/vnd.openxmlformats-officedocument.presentationml.presentation"}) {
-        EXPECT_EQ(makeIsolatedImages(pool)->canRead({type}), here->canRead({type})) << type;
-        EXPECT_EQ(makeIsolatedDocuments(pool)->canRead({type}), documents->canRead({type})) << type;
+        EXPECT_EQ(makeIsolatedImages(pool)->canRead({mediaType}), here->canRead({mediaType}))
+            << mediaType;
+        EXPECT_EQ(makeIsolatedDocuments(pool)->canRead({mediaType}),
+                  documents->canRead({mediaType}))
+            << mediaType;
     }
 }
 

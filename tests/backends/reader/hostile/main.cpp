@@ -1,6 +1,5 @@
 // Stands in for the reader program, and answers as one does that a hostile file has taken over. The
 // name of the file that it is asked about says how.
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
