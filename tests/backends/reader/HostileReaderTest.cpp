@@ -68,11 +68,18 @@ TEST_F(HostileReader, OneThatNeverAnswersIsLeftWhenTimeIsOverOrWhenAsked) {
                           .bounds = ReaderBounds{.time = std::chrono::seconds(0)}});
     EXPECT_EQ(failureOf([&] { makeIsolatedImages(impatient)->facts("sleep", {"image/png"}, {}); }),
               "\"sleep\" was given up: it takes too long.");
+    const testing::TemporaryDirectory folder;
+    const auto files = makePosixFileSystem();
+    const Path begun = folder.write("sleep", "");  // goes when the reader has the request
     std::stop_source stop;
-    std::jthread person([&] { stop.request_stop(); });
-    const auto reading = [&] { images->read("sleep", {"image/png"}, 9, {}, stop.get_token()); };
+    std::jthread person([&] {
+        while (files->status(begun)) std::this_thread::yield();
+        stop.request_stop();
+    });
+    const auto reading = [&] { images->read(begun, {"image/png"}, 9, {}, stop.get_token()); };
     EXPECT_EQ(failureOf(reading), "cancelled");
-    EXPECT_EQ(failureOf(reading), "cancelled");
+    EXPECT_EQ(failureOf(reading), "cancelled") << "before anything is asked";
+    EXPECT_EQ(failureOf([&] { facts("honest"); }), "none");
 }
 
 TEST_F(HostileReader, OneThatIsMissingOrCannotRunIsNamedAndNothingElseStops) {

@@ -11,6 +11,7 @@
 
 #include "backends/reader/ReaderChannel.h"
 #include "backends/reader/ReaderErrors.h"
+#include "foundation/FileSystem.h"
 
 namespace nookery {
 namespace {
@@ -60,13 +61,14 @@ const std::map<std::string, std::string>& answers() {
     return all;
 }
 
-void misbehave(const std::string& how) {
+void misbehave(const std::string& how, const Path& file) {
     if (how == "crash") ::raise(SIGSEGV);
     if (how == "leave") ::_exit(0);
-    if (how == "sleep") ::pause();
-    if (how == "busy") {
-        ::raise(SIGXCPU);
+    if (how == "sleep") {
+        ::unlink(file.c_str());  // which says that it has begun
+        ::pause();
     }
+    if (how == "busy") ::raise(SIGXCPU);
     if (how == "endless") {
         const std::string lengths("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x7F\0\0\0\0\0\0\0\0", 16);
         if (::write(STDIN_FILENO, lengths.data(), lengths.size()) < 0) ::_exit(1);
@@ -85,8 +87,9 @@ void serve() {
     while (receiveMessage(STDIN_FILENO, request, any, {}) == Transfer::done) {
         FieldReader fields(request.fields);
         for (int head = 0; head < 4; ++head) fields.integer();
-        const std::string how(fields.bytes(1 << 20));
-        misbehave(how);
+        const Path file(std::string(fields.bytes(1 << 20)));
+        const std::string how = file.filename();
+        misbehave(how, file);
         const auto found = answers().find(how);
         const std::string answer = found == answers().end() ? facts(5, 10) : found->second;
         const std::vector<std::uint8_t> pixels(how == "few pixels" ? 5 : 0);
