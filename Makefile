@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 DESTDIR ?=
 ARGS ?=
-THREADED_TESTS ?= Work|Queues|RealQueues|LexicalIndex|Coroutine
+THREADED_TESTS ?= Work|Queues|RealQueues|LexicalIndex|Coroutine|HostileReader
 DIR ?=
 
 .DEFAULT_GOAL := help
@@ -46,7 +46,7 @@ test-sanitized:
 # The work that runs on real queues, and what stands on it.
 test-threads:
 	@packaging/setup
-	$(call build,tsan,core_tests)
+	$(call build,tsan,core_tests reading_tests)
 	@ctest --preset tsan -j $(JOBS) -R '$(THREADED_TESTS)' -E _NOT_BUILT
 
 build:

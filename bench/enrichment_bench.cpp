@@ -136,8 +136,7 @@ void measure(const Path& folder, const std::optional<Path>& given) {
     StderrLog log;
     SystemPlatform system({.configFolder = folder,
                            .userData = folder / "data",
-                           .programFolder = NOOKERY_PROGRAM_FOLDER,
-                           .pdfProgram = NOOKERY_PROGRAM_FOLDER "/nookery"},
+                           .programFolder = NOOKERY_PROGRAM_FOLDER},
                           log);
     const Platform& platform = system.platform();
     const Path samples = given.value_or(folder / "samples");

@@ -129,7 +129,7 @@ void measureReport(const Platform& platform, const ReceiptList& receipts, const 
 
 void run(const Path& folder) {
     StderrLog log;
-    SystemPlatform system({folder / "settings.json", folder, folder}, log);
+    SystemPlatform system({folder / "settings.json", folder, NOOKERY_PROGRAM_FOLDER}, log);
     const Platform& platform = system.platform();
     const LibraryLayout layout{folder / "data", folder / "cache"};
     fill(platform.files, layout);

@@ -92,8 +92,10 @@ double peakMegabytes() {
 
 void measure(const Path& folder, int count) {
     StderrLog log;
-    SystemPlatform system(
-        {.configFolder = folder, .userData = folder / "share", .programFolder = folder}, log);
+    SystemPlatform system({.configFolder = folder,
+                           .userData = folder / "share",
+                           .programFolder = NOOKERY_PROGRAM_FOLDER},
+                          log);
     const Platform& platform = system.platform();
     const LibraryLayout layout{folder / "data", folder / "cache"};
     const Uuid id = Uuid::random();

@@ -37,7 +37,10 @@ ALLOWED = {
     "mobilelink": FEATURE,
     "receipts": FEATURE,
     "fieldreports": BASE | {"collection"},
+    # Knows the reader program by its answers only, not what decodes in it.
+    "backends/reader": {"foundation", "platform"},
     "backends": {"foundation", "platform"},
+    "reader": {"foundation", "platform", "backends"},
     "cli/output": {"foundation", "platform"},
     "cli/line": {"foundation", "platform", "cli/output"},
     "cli/context": FEATURE | {"cli/line", "cli/output"},

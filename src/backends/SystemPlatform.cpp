@@ -4,25 +4,17 @@
 #include <chrono>
 #include <thread>
 
-#include "backends/CurlWebFetcher.h"
 #include "backends/PropertyListXml.h"
 #include "backends/contenttypes/MagicContentTypes.h"
 #include "backends/cryptography/OpenSslDigest.h"
 #include "backends/cryptography/OpenSslEncryption.h"
-#include "backends/documents/DocumentFormats.h"
-#include "backends/documents/IsolatedPdf.h"
-#include "backends/documents/PdfPages.h"
 #include "backends/embedding/SentenceEncoder.h"
 #include "backends/files/CloudFolder.h"
 #include "backends/files/DesktopTrash.h"
 #include "backends/files/InotifyDirectoryEvents.h"
-#include "backends/images/ImageFiles.h"
-#include "backends/images/QtPictures.h"
 #include "backends/keys/FileKeyStore.h"
 #include "backends/keys/SecretServiceKeyStore.h"
-#include "backends/media/AvMediaReader.h"
-#include "backends/pdf/QtPdfWriter.h"
-#include "backends/recognition/TesseractTextRecognizer.h"
+#include "backends/reader/Isolated.h"
 #include "backends/settings/DefaultsDatabase.h"
 
 namespace nookery {
@@ -42,7 +34,7 @@ std::unique_ptr<TextEmbedder> openEmbedder(FileSystem& files, const Path& progra
     const Path asset = sentenceEncoderAsset(programFolder);
     try {
         if (!files.statusFollowingLinks(asset)) return nullptr;
-        return openSentenceEncoder(files, asset);
+        return makeSentenceEncoder(files, asset, log);
     } catch (const Error& error) {
         log.line("NOOKERY sentence encoder error: " + error.description());
         return nullptr;
@@ -53,13 +45,10 @@ std::unique_ptr<KeyStore> openKeyStore(FileSystem& files, const std::optional<Pa
     return file ? makeFileKeyStore(files, *file) : makeSecretServiceKeyStore();
 }
 
-std::unique_ptr<DocumentReader> documentReader(const std::optional<Path>& pdfProgram) {
-    auto reader = makeDocumentReader();
-    return pdfProgram ? makeIsolatedDocuments(std::move(reader), *pdfProgram) : std::move(reader);
-}
-
-std::unique_ptr<PageReader> pageReader(const std::optional<Path>& pdfProgram) {
-    return pdfProgram ? makeIsolatedPages(*pdfProgram) : makePdfPages();
+/// Beside the program in a build tree, among the helpers of an installation.
+std::vector<Path> readerPrograms(const Path& programFolder) {
+    return {programFolder / "nookery-reader",
+            programFolder.parent_path() / NOOKERY_HELPERS / "nookery-reader"};
 }
 
 /// Recognising a page takes a few hundred megabytes: more threads would take the memory from other
@@ -76,8 +65,7 @@ struct SystemPlatform::Services {
           defaults(openDefaultsDatabase(*files, places.configFolder)),
           keyStore(openKeyStore(*files, places.keyStoreFile)),
           trash(makeDesktopTrash(*files, clock, places.userData)),
-          documents(documentReader(places.pdfProgram)),
-          pages(pageReader(places.pdfProgram)),
+          readers({.programs = readerPrograms(places.programFolder)}),
           cloud(makeCloudFolder(*files, *defaults, places.cloudFolder)),
           embedder(openEmbedder(*files, places.programFolder, log)) {}
 
@@ -90,18 +78,19 @@ struct SystemPlatform::Services {
     std::unique_ptr<ContentDigester> digester = makeOpenSslDigester();
     std::unique_ptr<AuthenticatedEncryption> encryption = makeOpenSslEncryption();
     std::unique_ptr<ContentTypeDetector> contentTypes = makeContentTypeDetector();
-    std::unique_ptr<DocumentReader> documents;
-    std::unique_ptr<PageReader> pages;
-    std::unique_ptr<ImageReader> images = makeImageReader(*files);
-    std::unique_ptr<PictureEncoder> pictureEncoder = makePictureEncoder();
-    std::unique_ptr<MediaReader> media = makeMediaReader();
-    std::unique_ptr<TextRecognizer> textRecognizer = makeTextRecognizer(*files);
+    ReaderPool readers;
+    std::unique_ptr<DocumentReader> documents = makeIsolatedDocuments(readers);
+    std::unique_ptr<PageReader> pages = makeIsolatedPages(readers);
+    std::unique_ptr<ImageReader> images = makeIsolatedImages(readers);
+    std::unique_ptr<PictureEncoder> pictureEncoder = makeIsolatedPictureEncoder(readers);
+    std::unique_ptr<MediaReader> media = makeIsolatedMedia(readers);
+    std::unique_ptr<TextRecognizer> textRecognizer = makeIsolatedTextRecognizer(readers, *files);
     std::unique_ptr<PropertyListFormat> propertyLists = makeXmlPropertyLists();
-    std::unique_ptr<PdfWriter> pdf = makePdfWriter();
+    std::unique_ptr<PdfWriter> pdf = makeIsolatedPdfWriter(readers);
     std::unique_ptr<DirectoryEvents> directoryEvents = makeInotifyDirectoryEvents();
     std::unique_ptr<CloudContainer> cloud;
     std::unique_ptr<TextEmbedder> embedder;
-    std::unique_ptr<WebFetcher> web = makeCurlWebFetcher();
+    std::unique_ptr<WebFetcher> web = makeIsolatedWebFetcher(readers);
 
     // Last, so that they stop before the services that their work uses are destroyed.
     std::unique_ptr<LoopQueue> mainLoop = makeLoopQueue(log);

@@ -13,11 +13,10 @@ namespace nookery {
 struct SystemPlaces {
     Path configFolder;   ///< the settings lie in it
     Path userData;       ///< the desktop's data folder, which holds the trash
-    Path programFolder;  ///< where the program itself lies, for the files shipped with it
+    Path programFolder;  ///< where the program lies, for what is shipped with it: nookery-reader,
+                         ///< files
     std::optional<Path> cloudFolder{};   ///< in place of the setting
     std::optional<Path> keyStoreFile{};  ///< in place of the desktop's keyring
-    /// The program that reads PDF documents (IsolatedPdf.h); none for reading them in this process.
-    std::optional<Path> pdfProgram{};
 };
 
 /// The services of the real machine, built once by `main`. Everything that uses the platform must
@@ -26,7 +25,7 @@ class SystemPlatform {
   public:
     /// Throws Error when the settings cannot be read, or when a service is missing without which
     /// the program cannot work. `log` outlives this. A missing sentence encoder is no error; a
-    /// damaged one is logged and left out.
+    /// damaged one is logged when it is first needed.
     SystemPlatform(const SystemPlaces& places, Log& log);
     ~SystemPlatform();
 

@@ -9,7 +9,6 @@
 #include "archive/RestoreAtStart.h"
 #include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
-#include "backends/documents/PdfService.h"
 #include "cli/Places.h"
 #include "cli/context/CommandContext.h"
 #include "cli/context/TerminalConsole.h"
@@ -50,8 +49,7 @@ int runInWorld(const CommandLine& line, Console& console, Log& log) {
                            .userData = places.userData,
                            .programFolder = programFolder(),
                            .cloudFolder = places.cloudHome,
-                           .keyStoreFile = places.keyStoreFile,
-                           .pdfProgram = "/proc/self/exe"},
+                           .keyStoreFile = places.keyStoreFile},
                           log);
     CommandContext context(system.platform(), {places.dataHome, places.cacheHome}, console,
                            line.arguments);
@@ -137,9 +135,6 @@ int run(const Words& words) {
 }  // namespace nookery::cli
 
 int main(int argumentCount, char** arguments) {
-    if (argumentCount == 2 && arguments[1] == nookery::pdfServiceArgument) {
-        return nookery::servePdf();
-    }
     try {
         return nookery::cli::run({arguments + 1, arguments + argumentCount});
     } catch (const std::exception& error) {

@@ -1,6 +1,7 @@
 #include "backends/embedding/SentenceEncoder.h"
 
 #include <cmath>
+#include <mutex>
 
 #include "backends/embedding/EnglishGate.h"
 #include "backends/embedding/TextChunks.h"
@@ -12,6 +13,9 @@ namespace {
 
 using namespace encoder;
 
+/// The number changes with anything that moves the vectors: model, pieces, chunks, mean, gate.
+constexpr const char* encoderName = "nookery-sentence-encoder-en-2";
+
 /// A shorter vector has no meaningful direction.
 constexpr float shortestVector = 1e-4f;
 
@@ -20,8 +24,7 @@ class SentenceEncoder : public TextEmbedder {
     explicit SentenceEncoder(const EncoderModel& model)
         : tokenizer_(model.pieces), transformer_(model), mean_(model.tensors[meanVector].values) {}
 
-    // The number changes with anything that moves the vectors: model, pieces, chunks, mean, gate.
-    std::string modelName() const override { return "nookery-sentence-encoder-en-2"; }
+    std::string modelName() const override { return encoderName; }
     std::size_t dimension() const override { return width; }
 
     std::optional<std::vector<float>> embedMemory(std::string_view text) const override {
@@ -63,11 +66,55 @@ class SentenceEncoder : public TextEmbedder {
     const std::vector<float> mean_;
 };
 
+class LazySentenceEncoder final : public TextEmbedder {
+  public:
+    LazySentenceEncoder(FileSystem& files, Path asset, Log& log)
+        : files_(files), asset_(std::move(asset)), log_(log) {}
+
+    std::string modelName() const override { return encoderName; }
+    std::size_t dimension() const override { return width; }
+
+    std::optional<std::vector<float>> embedMemory(std::string_view text) const override {
+        demand();
+        if (failure_) std::rethrow_exception(failure_);
+        return encoder_->embedMemory(text);
+    }
+
+    std::optional<std::vector<float>> embedQuery(std::string_view text) const override {
+        demand();
+        if (failure_) return std::nullopt;
+        return encoder_->embedQuery(text);
+    }
+
+  private:
+    void demand() const {
+        std::call_once(isDemanded_, [this] {
+            try {
+                encoder_ = openSentenceEncoder(files_, asset_);
+            } catch (const std::exception& error) {
+                log_.line("NOOKERY sentence encoder error: " + describe(error));
+                failure_ = std::current_exception();
+            }
+        });
+    }
+
+    FileSystem& files_;
+    Path asset_;
+    Log& log_;
+    mutable std::once_flag isDemanded_;
+    mutable std::unique_ptr<TextEmbedder> encoder_;
+    mutable std::exception_ptr failure_;
+};
+
 }  // namespace
 
 std::unique_ptr<TextEmbedder> openSentenceEncoder(FileSystem& files, const Path& asset) {
     const std::string bytes = readWholeFile(files, asset, maximumAssetByteCount);
     return std::make_unique<SentenceEncoder>(readEncoderModel(bytes));
+}
+
+std::unique_ptr<TextEmbedder> makeSentenceEncoder(FileSystem& files, Path asset, Log& log) {
+    return std::make_unique<LazySentenceEncoder>(files, std::move(asset), log);
 }
 
 Path sentenceEncoderAsset(const Path& programFolder) {

@@ -9,6 +9,7 @@ extern "C" {
 #include <array>
 
 #include "backends/media/FilmPicture.h"
+#include "backends/reader/ReadableTypes.h"
 #include "foundation/Text.h"
 
 namespace nookery {
@@ -55,11 +56,7 @@ class AvMediaReader final : public MediaReader {
   public:
     AvMediaReader() { av_log_set_level(AV_LOG_QUIET); }
 
-    bool canRead(const ContentType& type) const override {
-        // Playlists are no media.
-        if (type.mediaType.find("mpegurl") != std::string::npos) return false;
-        return type.mediaType.starts_with("audio/") || type.mediaType.starts_with("video/");
-    }
+    bool canRead(const ContentType& type) const override { return isReadableMedia(type); }
 
     MediaFacts facts(const Path& path, std::stop_token stop) const override {
         const MediaFile file(path, std::move(stop));

@@ -3,7 +3,6 @@
 #include <QFontDatabase>
 #include <QHashSeed>
 
-#include "backends/pdf/OffscreenApplication.h"
 #include "backends/pdf/QtPdfCanvas.h"
 
 namespace nookery {
@@ -18,19 +17,26 @@ class FixedHashSeed {
     FixedHashSeed& operator=(const FixedHashSeed&) = delete;
 };
 
+class QtPdfInMaking final : public PdfInMaking {
+  public:
+    QtPdfInMaking(WritableFile& file, const PdfSetup& setup) : sink_(file), canvas_(sink_, setup) {}
+
+    PdfCanvas& canvas() override { return canvas_; }
+    void finish() override { canvas_.finish(); }
+
+  private:
+    FixedHashSeed seed_;
+    PdfByteSink sink_;
+    QtPdfCanvas canvas_;
+};
+
 class QtPdfWriter final : public PdfWriter {
   public:
     void write(WritableFile& file, const PdfSetup& setup,
                const std::function<void(PdfCanvas&)>& draw) override {
-        application_.demand();
-        if (QFontDatabase::families().isEmpty()) {
-            throw PdfError("Unable to create the PDF file: no fonts are installed.");
-        }
-        const FixedHashSeed seed;
-        PdfByteSink sink(file);
-        QtPdfCanvas canvas(sink, setup);
-        draw(canvas);
-        canvas.finish();
+        const auto document = beginPdf(application_, file, setup);
+        draw(document->canvas());
+        document->finish();
     }
 
   private:
@@ -38,6 +44,15 @@ class QtPdfWriter final : public PdfWriter {
 };
 
 }  // namespace
+
+std::unique_ptr<PdfInMaking> beginPdf(OffscreenApplication& application, WritableFile& file,
+                                      const PdfSetup& setup) {
+    application.demand();
+    if (QFontDatabase::families().isEmpty()) {
+        throw PdfError("Unable to create the PDF file: no fonts are installed.");
+    }
+    return std::make_unique<QtPdfInMaking>(file, setup);
+}
 
 std::unique_ptr<PdfWriter> makePdfWriter() { return std::make_unique<QtPdfWriter>(); }
 

@@ -6,10 +6,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <mutex>
-#include <optional>
 
+#include "backends/reader/LanguageData.h"
 #include "backends/recognition/PicturePreparation.h"
 #include "backends/recognition/ReadingOrder.h"
 #include "foundation/Text.h"
@@ -26,15 +25,6 @@ class LineEngine final : public tesseract::TessBaseAPI {
 
 using Engine = std::unique_ptr<LineEngine>;
 using LineIterator = tesseract::LTRResultIterator;
-
-std::optional<Path> findLanguageData(FileSystem& files) {
-    std::vector<Path> folders = {"/usr/share/tesseract-ocr/5/tessdata", "/usr/share/tessdata"};
-    if (const char* chosen = std::getenv("TESSDATA_PREFIX")) folders = {chosen};
-    for (const Path& folder : folders) {
-        if (files.statusFollowingLinks(folder / "eng.traineddata")) return folder;
-    }
-    return std::nullopt;
-}
 
 NormalizedBox boxOf(const LineIterator& at, const Pix& pix) {
     int left = 0;

@@ -7,13 +7,14 @@
 #include <utility>
 #include <vector>
 
+#include "backends/BothWays.h"
 #include "backends/documents/DocumentFormats.h"
 #include "support/TemporaryDirectory.h"
 
 namespace nookery::testing {
 
 /// Writes documents part by part and reads them back as text.
-class DocumentFixture : public ::testing::Test {
+class DocumentFixture : public ::testing::TestWithParam<Way> {
   protected:
     using Parts = std::vector<std::pair<std::string, std::string>>;
 
@@ -32,7 +33,8 @@ class DocumentFixture : public ::testing::Test {
     TemporaryDirectory folder_;
     DocumentLimits limits_;
     std::stop_source stop_;
-    std::unique_ptr<DocumentReader> reader_ = makeDocumentReader();
+    std::unique_ptr<DocumentReader> reader_ =
+        GetParam() == Way::direct ? makeDocumentReader() : makeIsolatedDocuments(testReaders());
 };
 
 }  // namespace nookery::testing

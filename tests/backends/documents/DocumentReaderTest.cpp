@@ -7,6 +7,7 @@ namespace nookery {
 namespace {
 
 using Documents = testing::DocumentFixture;
+NOOKERY_BOTH_WAYS(Documents);
 
 constexpr const char* wordType =
     "application/vnd.openxmlformats-officedocument.wordprocessingml.document";
@@ -27,7 +28,7 @@ std::string relation(const std::string& id, const std::string& kind, const std::
     return "<Relationship Id='" + id + "' Type='http://x/" + kind + "' Target='" + target + "'/>";
 }
 
-TEST_F(Documents, WordTextComesInOrderWithoutWhatWasMovedOrDeleted) {
+TEST_P(Documents, WordTextComesInOrderWithoutWhatWasMovedOrDeleted) {
     const auto document = readParts(
         {{"_rels/.rels", relations(relation("a", "officeDocument", "word/document.xml") +
                                    relation("b", "core-properties", "/docProps/core.xml"))},
@@ -45,7 +46,7 @@ TEST_F(Documents, WordTextComesInOrderWithoutWhatWasMovedOrDeleted) {
     EXPECT_EQ(document.text, "One\ttwo\n\nThree & four\n\nA note");
 }
 
-TEST_F(Documents, WorkbooksShowTheValuesOfTheirSheetsInOrder) {
+TEST_P(Documents, WorkbooksShowTheValuesOfTheirSheetsInOrder) {
     const auto document = readParts(
         {{"_rels/.rels", relations(relation("a", "officeDocument", "xl/workbook.xml"))},
          {"xl/workbook.xml",
@@ -67,7 +68,7 @@ TEST_F(Documents, WorkbooksShowTheValuesOfTheirSheetsInOrder) {
     EXPECT_EQ(document.text, "Late\nZürich\t0.1\ninline\tRent\n\nEarly\nTRUE");
 }
 
-TEST_F(Documents, SlidesComeInTheirOrderWithNotes) {
+TEST_P(Documents, SlidesComeInTheirOrderWithNotes) {
     const auto document = readParts(
         {{"_rels/.rels", relations(relation("a", "officeDocument", "ppt/presentation.xml"))},
          {"ppt/presentation.xml",
@@ -86,7 +87,7 @@ TEST_F(Documents, SlidesComeInTheirOrderWithNotes) {
     EXPECT_EQ(document.text, "Shown first\nSay hello\n\nFirst made");
 }
 
-TEST_F(Documents, OpenFormatsShowParagraphsAndCells) {
+TEST_P(Documents, OpenFormatsShowParagraphsAndCells) {
     const std::string content =
         "<o xmlns:text='t' xmlns:table='b'><text:tracked-changes><text:p>gone</text:p>"
         "</text:tracked-changes><number>hidden</number><table:table table:name='Costs'>"
@@ -100,7 +101,7 @@ TEST_F(Documents, OpenFormatsShowParagraphsAndCells) {
     EXPECT_EQ(readParts(parts, sheetType).text, "Costs\na b\tc\n\nEnd");
 }
 
-TEST_F(Documents, BooksReadAlongTheirSpine) {
+TEST_P(Documents, BooksReadAlongTheirSpine) {
     testing::DocumentFixture::Parts parts = {
         {"META-INF/container.xml", "<c><rootfile full-path='OPS/book.opf'/></c>"},
         {"OPS/book.opf",
@@ -132,7 +133,7 @@ std::string pdf(const std::string& trailer = "") {
            trailer + ">>\n";
 }
 
-TEST_F(Documents, PdfShowsAllPagesFromSeveralThreads) {
+TEST_P(Documents, PdfShowsAllPagesFromSeveralThreads) {
     const Path path = folder_.write("a.pdf", pdf());
     std::vector<std::thread> threads;
     std::vector<DocumentText> texts(4);
@@ -144,7 +145,7 @@ TEST_F(Documents, PdfShowsAllPagesFromSeveralThreads) {
     }
 }
 
-TEST_F(Documents, SayWhenAPasswordIsNeeded) {
+TEST_P(Documents, SayWhenAPasswordIsNeeded) {
     const std::string expected = "\"document\" is encrypted with a password.";
     const std::string key = "(0123456789012345)";
     EXPECT_EQ(problemOf([&] { readBytes(pdf("/Encrypt 8 0 R/ID[" + key + key + "]"), pdfType); }),
@@ -163,7 +164,7 @@ TEST_F(Documents, SayWhenAPasswordIsNeeded) {
     EXPECT_EQ(problemOf([&] { readBytes(container, wordType); }), expected);
 }
 
-TEST_F(Documents, DamageAtAnyPlaceIsAProblemAndNothingWorse) {
+TEST_P(Documents, DamageAtAnyPlaceIsAProblemAndNothingWorse) {
     readParts({{"content.xml", "<o xmlns:text='t'><text:p>words</text:p></o>"}}, textType);
     const std::string whole = folder_.read("document");
     std::mt19937 random(3);
@@ -188,7 +189,7 @@ std::string repeated(const std::string& piece, std::size_t count) {
     return all;
 }
 
-TEST_F(Documents, BombsEndInAProblem) {
+TEST_P(Documents, BombsEndInAProblem) {
     const auto content = [&](const std::string& xml) {
         return problemOf([&] { readParts({{"content.xml", xml}}, textType); });
     };
@@ -206,7 +207,7 @@ TEST_F(Documents, BombsEndInAProblem) {
     EXPECT_NE(content("<a/>").find("is larger than"), std::string::npos);
 }
 
-TEST_F(Documents, EntitiesReachNeitherFilesNorMemory) {
+TEST_P(Documents, EntitiesReachNeitherFilesNorMemory) {
     const auto text = [&](const std::string& definitions, const std::string& name) {
         return readParts({{"content.xml", "<!DOCTYPE o [" + definitions +
                                               "]><o xmlns:text='t'><text:p>A&" + name +
@@ -224,7 +225,7 @@ TEST_F(Documents, EntitiesReachNeitherFilesNorMemory) {
     EXPECT_THROW(text(laughs, "l9"), DocumentError);
 }
 
-TEST_F(Documents, KeepNoMoreTextThanTheLimitAndStopWhenAsked) {
+TEST_P(Documents, KeepNoMoreTextThanTheLimitAndStopWhenAsked) {
     limits_.maximumTextByteCount = 100;
     const std::string content =
         "<o xmlns:text='t'>" + repeated("<text:p>Zürich é</text:p>", 100) + "</o>";

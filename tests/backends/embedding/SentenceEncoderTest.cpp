@@ -2,6 +2,8 @@
 #include <thread>
 
 #include "EncoderFixture.h"
+#include "support/TemporaryDirectory.h"
+#include "support/VirtualWorld.h"
 
 namespace nookery::testing {
 namespace {
@@ -89,6 +91,25 @@ TEST_F(SentenceEncoderTest, GivesMemoriesInOtherLanguagesNone) {
     }
     // A query is too short to be judged.
     EXPECT_TRUE(embedder().embedQuery("Morgen früh die Winterreifen abholen und den Keller"));
+}
+
+TEST_F(SentenceEncoderTest, OneThatIsReadWhenFirstNeededSaysTheSame) {
+    RecordingLog log;
+    const auto later = makeSentenceEncoder(files(), asset(), log);
+    EXPECT_EQ(later->modelName(), embedder().modelName());
+    EXPECT_EQ(later->dimension(), embedder().dimension());
+    EXPECT_EQ(later->embedQuery("a winter coat"), embedder().embedQuery("a winter coat"));
+    EXPECT_TRUE(log.lines.empty());
+}
+
+TEST(LazySentenceEncoder, DamageIsToldOnceAndNoMemoryIsTakenForOneWithoutMeaning) {
+    const TemporaryDirectory folder;
+    const auto files = makePosixFileSystem();
+    RecordingLog log;
+    const auto damaged = makeSentenceEncoder(*files, folder.write("asset", "rubbish"), log);
+    EXPECT_FALSE(damaged->embedQuery("a winter coat"));
+    EXPECT_THROW(damaged->embedMemory("a winter coat"), encoder::DamagedEncoder);
+    EXPECT_EQ(log.lines.size(), 1u);
 }
 
 TEST_F(SentenceEncoderTest, MayBeAskedFromSeveralThreads) {

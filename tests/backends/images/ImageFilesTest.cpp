@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <map>
 
+#include "backends/BothWays.h"
 #include "backends/documents/PdfPages.h"
 #include "backends/images/CameraFacts.h"
 #include "backends/pdf/QtPdfWriter.h"
@@ -169,7 +170,7 @@ std::string pngHead(std::uint32_t width, std::uint32_t height) {
            bigEndian(200, 4) + data + bigEndian(checksum(data), 4);
 }
 
-class ImageFilesTest : public ::testing::Test {
+class ImageFilesTest : public ::testing::TestWithParam<testing::Way> {
   protected:
     Path write(const std::string& bytes) {
         folder.write("picture", bytes);
@@ -182,8 +183,11 @@ class ImageFilesTest : public ::testing::Test {
 
     testing::TemporaryDirectory folder;
     std::unique_ptr<FileSystem> files = makePosixFileSystem();
-    std::unique_ptr<ImageReader> reader = makeImageReader(*files);
+    std::unique_ptr<ImageReader> reader = GetParam() == testing::Way::direct
+                                              ? makeImageReader(*files)
+                                              : makeIsolatedImages(testing::testReaders());
 };
+NOOKERY_BOTH_WAYS(ImageFilesTest);
 
 enum class Colour { red, blue, other };
 Colour colourAt(const Picture& picture, int x, int y) {
@@ -192,7 +196,7 @@ Colour colourAt(const Picture& picture, int x, int y) {
     return pixel[2] > 180 && pixel[0] < 90 ? Colour::blue : Colour::other;
 }
 
-TEST_F(ImageFilesTest, EveryFormatIsReadAndScaledDownWhileReading) {
+TEST_P(ImageFilesTest, EveryFormatIsReadAndScaledDownWhileReading) {
     const QImage image = twoColours(640, 320);
     const std::vector<std::pair<const char*, std::string>> cases{
         {"image/jpeg", encoded(image, "jpeg")},
@@ -215,7 +219,7 @@ TEST_F(ImageFilesTest, EveryFormatIsReadAndScaledDownWhileReading) {
     EXPECT_FALSE(reader->canRead({"image/svg+xml"}));
 }
 
-TEST_F(ImageFilesTest, StandUprightAndTellWhatTheCameraWrote) {
+TEST_P(ImageFilesTest, StandUprightAndTellWhatTheCameraWrote) {
     const std::string jpeg = withExif(encoded(twoColours(64, 32), "jpeg"), cameraFacts());
     // A quarter turn to the right brings the left side up.
     const Picture picture = read(jpeg, "image/jpeg");
@@ -255,14 +259,14 @@ TEST(CameraFacts, HostileFieldsGiveFewFactsAndNoError) {
     EXPECT_FALSE(cameraFactsInExif(noDate).taken) << "a date that no camera wrote";
 }
 
-TEST_F(ImageFilesTest, TransparentPartsAreWhite) {
+TEST_P(ImageFilesTest, TransparentPartsAreWhite) {
     QImage clear(4, 4, QImage::Format_ARGB32);
     clear.fill(Qt::transparent);
     const Picture picture = read(encoded(clear, "png"), "image/png");
     EXPECT_EQ(std::count(picture.pixels.begin(), picture.pixels.end(), 255), 48);
 }
 
-TEST_F(ImageFilesTest, HostilePicturesAreOneError) {
+TEST_P(ImageFilesTest, HostilePicturesAreOneError) {
     const std::string png = encoded(twoColours(64, 32), "png");
     const std::string heic = encodedByHeif(twoColours(64, 64), heif_compression_HEVC);
     const std::vector<std::pair<const char*, std::string>> cases{
@@ -288,7 +292,7 @@ TEST_F(ImageFilesTest, HostilePicturesAreOneError) {
     EXPECT_THROW(read(png, "image/png", 100, {.maximumDecodedByteCount = 8000}), ImageError);
 }
 
-TEST_F(ImageFilesTest, APhotoThatWasCopiedInPartShowsThatPart) {
+TEST_P(ImageFilesTest, APhotoThatWasCopiedInPartShowsThatPart) {
     QImage image(640, 640, QImage::Format_RGB888);
     for (int y = 0; y < 640; ++y) {
         for (int x = 0; x < 640; ++x) image.setPixelColor(x, y, QColor(255, (x * y) % 60, 0));

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "backends/BothWays.h"
 #include "support/TemporaryDirectory.h"
 
 namespace nookery {
@@ -43,13 +44,16 @@ std::string film() {
     return bytes;
 }
 
-class MediaReaderTest : public ::testing::Test {
+class MediaReaderTest : public ::testing::TestWithParam<testing::Way> {
   protected:
     TemporaryDirectory folder_;
-    std::unique_ptr<MediaReader> reader_ = makeMediaReader();
+    std::unique_ptr<MediaReader> reader_ = GetParam() == testing::Way::direct
+                                               ? makeMediaReader()
+                                               : makeIsolatedMedia(testing::testReaders());
 };
+NOOKERY_BOTH_WAYS(MediaReaderTest);
 
-TEST_F(MediaReaderTest, ASoundTellsItsLengthAndItsTags) {
+TEST_P(MediaReaderTest, ASoundTellsItsLengthAndItsTags) {
     const Path path = folder_.write("lark.wav", sound());
     const MediaFacts facts = reader_->facts(path, {});
     EXPECT_NEAR(facts.durationSeconds.value(), 2, 0.01);
@@ -59,7 +63,7 @@ TEST_F(MediaReaderTest, ASoundTellsItsLengthAndItsTags) {
     EXPECT_TRUE(reader_->cover(path, 100, {}).isEmpty());
 }
 
-TEST_F(MediaReaderTest, AFilmTellsItsSizeAndShowsAPicture) {
+TEST_P(MediaReaderTest, AFilmTellsItsSizeAndShowsAPicture) {
     const Path path = folder_.write("film.y4m", film());
     const MediaFacts facts = reader_->facts(path, {});
     EXPECT_EQ(facts.videoCodec, "rawvideo");
@@ -73,7 +77,7 @@ TEST_F(MediaReaderTest, AFilmTellsItsSizeAndShowsAPicture) {
     EXPECT_GT(cover.pixels.back(), 250);
 }
 
-TEST_F(MediaReaderTest, DamageListsOfFilesAndAStopAreToldApart) {
+TEST_P(MediaReaderTest, DamageListsOfFilesAndAStopAreToldApart) {
     EXPECT_THROW(reader_->facts(folder_.write("a.mp4", "not a film at all"), {}), MediaError);
     EXPECT_THROW(reader_->facts(folder_.write("b.wav", sound().substr(0, 30)), {}), MediaError);
     EXPECT_THROW(reader_->facts(folder_ / "missing.wav", {}), FileError);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <thread>
 
+#include "backends/BothWays.h"
 #include "backends/documents/DocumentFormats.h"
 #include "backends/documents/PdfPages.h"
 #include "backends/pdf/QtPdfWriter.h"
@@ -18,7 +19,7 @@ namespace {
 
 constexpr PdfFont body{.size = 11};
 
-class PdfWriterTest : public ::testing::Test {
+class PdfWriterTest : public ::testing::TestWithParam<testing::Way> {
   protected:
     std::string made(const std::function<void(PdfCanvas&)>& draw) {
         replaceDurably(files, file,
@@ -33,9 +34,12 @@ class PdfWriterTest : public ::testing::Test {
     testing::TemporaryDirectory folder;
     std::unique_ptr<FileSystem> real = makePosixFileSystem();
     testing::FaultyFileSystem files{*real};
-    std::unique_ptr<PdfWriter> writer = makePdfWriter();
+    std::unique_ptr<PdfWriter> writer = GetParam() == testing::Way::direct
+                                            ? makePdfWriter()
+                                            : makeIsolatedPdfWriter(testing::testReaders());
     Path file = folder / "made.pdf";
 };
+NOOKERY_BOTH_WAYS(PdfWriterTest);
 
 void drawLines(PdfCanvas& canvas, std::string_view text, double width) {
     double top = 40;
@@ -64,7 +68,7 @@ class TimeZone {
     }
 };
 
-TEST_F(PdfWriterTest, TextOfAnyScriptIsThereToBeReadAgain) {
+TEST_P(PdfWriterTest, TextOfAnyScriptIsThereToBeReadAgain) {
     const std::string text =
         "Fire door, 2nd floor: œuvre naïve 12 €\nПожарная дверь\nΠόρτα\n防火門の検査\n방화문\n"
         "דלת אש\nباب الحريق\nअग्नि द्वार\nประตูหนีไฟ";
@@ -76,7 +80,7 @@ TEST_F(PdfWriterTest, TextOfAnyScriptIsThereToBeReadAgain) {
     }
 }
 
-TEST_F(PdfWriterTest, EmojiLeaveInk) {
+TEST_P(PdfWriterTest, EmojiLeaveInk) {
     made([&](PdfCanvas& canvas) { drawLines(canvas, "🍕", 400); });
     const Picture page = makePdfPages()->render(file, 0, 800, {}, {});
     EXPECT_GT(std::count_if(page.pixels.begin(), page.pixels.end(),
@@ -84,7 +88,7 @@ TEST_F(PdfWriterTest, EmojiLeaveInk) {
               30);
 }
 
-TEST_F(PdfWriterTest, LinesFitTheirWidthAndLoseNothing) {
+TEST_P(PdfWriterTest, LinesFitTheirWidthAndLoseNothing) {
     const std::string text = "One " + std::string(200, 'w') +
                              "\x01two\n\nthree و four five six seven eight nine ten eleven";
     made([&](PdfCanvas& canvas) {
@@ -121,7 +125,7 @@ void checkPlaces(const std::string& pdf) {
     }
 }
 
-TEST_F(PdfWriterTest, TheSameDrawingGivesTheSameBytesAnywhereAndWhole) {
+TEST_P(PdfWriterTest, TheSameDrawingGivesTheSameBytesAnywhereAndWhole) {
     std::string first;
     for (const char* zone : {"UTC", "Asia/Kolkata", "America/New_York"}) {
         const TimeZone here(zone);
@@ -140,7 +144,7 @@ TEST_F(PdfWriterTest, TheSameDrawingGivesTheSameBytesAnywhereAndWhole) {
     EXPECT_TRUE(folder.read("made.pdf") == first);
 }
 
-TEST_F(PdfWriterTest, AFailureLeavesWhatWasThereBefore) {
+TEST_P(PdfWriterTest, AFailureLeavesWhatWasThereBefore) {
     folder.write("made.pdf", "before");
     files.arm(testing::Fault::diskFull, 2);
     EXPECT_THROW(made(drawAFewThings), FileError);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <thread>
 
+#include "backends/BothWays.h"
 #include "backends/pdf/OffscreenApplication.h"
 #include "backends/recognition/ReadingOrder.h"
 #include "backends/recognition/TesseractTextRecognizer.h"
@@ -15,11 +16,13 @@ namespace {
 using testing::MadeUpReceipt;
 using testing::PhotoConditions;
 
-class TextRecognizerTest : public ::testing::Test {
+class TextRecognizerTest : public ::testing::TestWithParam<testing::Way> {
   protected:
     void SetUp() override {
         application.demand();
-        recognizer = makeTextRecognizer(*files);
+        recognizer = GetParam() == testing::Way::direct
+                         ? makeTextRecognizer(*files)
+                         : makeIsolatedTextRecognizer(testing::testReaders(), *files);
         ASSERT_TRUE(recognizer) << "the language data is not installed";
     }
 
@@ -33,10 +36,11 @@ class TextRecognizerTest : public ::testing::Test {
     std::unique_ptr<FileSystem> files = makePosixFileSystem();
     std::unique_ptr<TextRecognizer> recognizer;
 };
+NOOKERY_BOTH_WAYS(TextRecognizerTest);
 
 std::size_t threadCount() { return makePosixFileSystem()->list("/proc/self/task").size(); }
 
-TEST_F(TextRecognizerTest, ReadsReceiptsAsTheyArePhotographed) {
+TEST_P(TextRecognizerTest, ReadsReceiptsAsTheyArePhotographed) {
     struct Case {
         const char* name;
         int layout;
@@ -63,7 +67,7 @@ TEST_F(TextRecognizerTest, ReadsReceiptsAsTheyArePhotographed) {
     }
 }
 
-TEST_F(TextRecognizerTest, SaysNothingAndStartsNoThreads) {
+TEST_P(TextRecognizerTest, SaysNothingAndStartsNoThreads) {
     const Picture picture = photo(testing::makeUpReceipt(0, random), {});
     Picture static_;
     static_.width = 300;
@@ -84,7 +88,7 @@ TEST_F(TextRecognizerTest, SaysNothingAndStartsNoThreads) {
     EXPECT_FALSE(lines.empty());
 }
 
-TEST_F(TextRecognizerTest, ReadsTheSameOnEveryThread) {
+TEST_P(TextRecognizerTest, ReadsTheSameOnEveryThread) {
     const Picture picture = photo(testing::makeUpReceipt(1, random), {});
     const auto alone = recognizer->recognise(picture, {});
     std::vector<std::vector<OCRLine>> found(2);
@@ -98,7 +102,7 @@ TEST_F(TextRecognizerTest, ReadsTheSameOnEveryThread) {
     EXPECT_EQ(found[1], alone);
 }
 
-TEST_F(TextRecognizerTest, StopsWhenAskedAndReadsOnAfterwards) {
+TEST_P(TextRecognizerTest, StopsWhenAskedAndReadsOnAfterwards) {
     const Picture picture = photo(testing::makeUpReceipt(0, random), {});
     const auto whole = recognizer->recognise(picture, {});
     std::stop_source stop;

@@ -1,4 +1,4 @@
-#include "backends/CurlWebFetcher.h"
+#include "backends/web/CurlWebFetcher.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -10,6 +10,7 @@
 #include <map>
 #include <thread>
 
+#include "backends/BothWays.h"
 #include "foundation/Error.h"
 
 namespace nookery {
@@ -86,12 +87,19 @@ std::string failureOf(WebFetcher& fetcher, const std::string& url) {
     }
 }
 
-TEST(CurlWebFetcher, FetchesFollowsRedirectsAndSaysWhatTheServerSaid) {
+class WebFetcherTest : public ::testing::TestWithParam<testing::Way> {
+  protected:
+    std::unique_ptr<WebFetcher> fetcher = GetParam() == testing::Way::direct
+                                              ? makeCurlWebFetcher()
+                                              : makeIsolatedWebFetcher(testing::testReaders());
+};
+NOOKERY_BOTH_WAYS(WebFetcherTest);
+
+TEST_P(WebFetcherTest, FetchesFollowsRedirectsAndSaysWhatTheServerSaid) {
     const TinyServer server({{"/page", page("Content-Type: Text/HTML; charset=\"Windows-1252\"\r\n"
                                             "Set-Cookie: a=b\r\n",
                                             "<p>caf\xE9")},
                              {"/moved", "HTTP/1.0 301 Moved\r\nLocation: /page\r\n\r\n"}});
-    const auto fetcher = makeCurlWebFetcher();
     const FetchedPage fetched = fetcher->fetch(server.url("/moved"), {});
     EXPECT_EQ(fetched.body, "<p>caf\xE9");
     EXPECT_EQ(fetched.mediaType, "text/html");
@@ -101,11 +109,10 @@ TEST(CurlWebFetcher, FetchesFollowsRedirectsAndSaysWhatTheServerSaid) {
     EXPECT_EQ(server.lastRequest().find("Cookie"), std::string::npos);
 }
 
-TEST(CurlWebFetcher, RefusesOtherSchemesLoopsAndErrors) {
+TEST_P(WebFetcherTest, RefusesOtherSchemesLoopsAndErrors) {
     const TinyServer server(
         {{"/file", "HTTP/1.0 302 Found\r\nLocation: file:///etc/passwd\r\n\r\n"},
          {"/loop", "HTTP/1.0 302 Found\r\nLocation: /loop\r\n\r\n"}});
-    const auto fetcher = makeCurlWebFetcher();
     for (const std::string& url : {server.url("/file"), server.url("/loop"), server.url("/nothing"),
                                    std::string("file:///etc/passwd")}) {
         EXPECT_NE(failureOf(*fetcher, url).find(url), std::string::npos) << url;

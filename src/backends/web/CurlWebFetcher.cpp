@@ -1,4 +1,4 @@
-#include "backends/CurlWebFetcher.h"
+#include "backends/web/CurlWebFetcher.h"
 
 #include <curl/curl.h>
 #include <fmt/format.h>

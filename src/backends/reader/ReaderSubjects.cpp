@@ -1,0 +1,48 @@
+#include "backends/reader/ReaderSubjects.h"
+
+#include <algorithm>
+#include <array>
+
+namespace nookery {
+namespace {
+
+using std::chrono::seconds;
+
+constexpr std::size_t megabytes(std::size_t count) { return count << 20; }
+
+struct Subject {
+    std::string_view name;
+    ReaderBounds bounds;
+};
+
+// In the order of the enumeration. The memory is what the hungriest legitimate file took, and half
+// as much again: a picture of a hundred million points (kept whole several times while it is
+// turned), a page of recognition, a film of 64 million points, a report with fonts of all scripts.
+constexpr std::array<Subject, readerSubjectCount> subjects{{
+    {"documents", {seconds(30), seconds(600), megabytes(1536)}},
+    {"pictures", {seconds(60), seconds(600), megabytes(3072)}},
+    {"media", {seconds(30), seconds(600), megabytes(1536)}},
+    {"recognition", {seconds(180), seconds(1800), megabytes(2048)}},
+    {"drawing", {seconds(60), seconds(600), megabytes(2048)}},
+    {"web", {seconds(20), seconds(60), megabytes(1024)}},
+}};
+
+}  // namespace
+
+std::string_view nameOf(ReaderSubject subject) {
+    return subjects[static_cast<std::size_t>(subject)].name;
+}
+
+std::optional<ReaderSubject> subjectNamed(std::string_view name) {
+    const auto* const found =
+        std::find_if(subjects.begin(), subjects.end(),
+                     [name](const Subject& subject) { return subject.name == name; });
+    if (found == subjects.end()) return std::nullopt;
+    return static_cast<ReaderSubject>(found - subjects.begin());
+}
+
+ReaderBounds boundsOf(ReaderSubject subject) {
+    return subjects[static_cast<std::size_t>(subject)].bounds;
+}
+
+}  // namespace nookery
