@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -118,6 +119,11 @@ class CrumbStore final : private LibraryEvents {
     MemoryRemover& remover();
     Inboxes& inboxes();
     CrumbRecoverySnapshots& recoverySnapshots();
+
+    /// As LibraryWriter::changeSidecar: does nothing while the library is not open for writing.
+    void changeSidecar(const std::function<void(Sidecar&)>& change) {
+        writer_.changeSidecar(change);
+    }
 
     /// Whether the library is open for changes.
     SaveFailure refusal() const { return writer_.refusal(); }
