@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "platform/Log.h"
+#include "platform/Problem.h"
 
 namespace nookery {
 namespace {
@@ -68,6 +71,7 @@ void NookeryFieldReportReceiver::finish(const Outcome<FieldReportScan>& outcome)
     if (outcome.isDone()) {
         const FieldReportScan& scan = outcome.get();
         for (const auto& failure : scan.failed) logOnce(failure.folderName, failure.message);
+        if (scan.unavailable.empty()) forgetMended(scan);
         if (!scan.received.empty()) deliver();
     }
     isBusy_.set(false);
@@ -81,6 +85,24 @@ void NookeryFieldReportReceiver::logOnce(const std::string& about, const std::st
     entry->second = message;
     platform_.log.line(
         fmt::format("NOOKERY Field Report import error ({}): {}", displayName(about), message));
+    platform_.log.report({{ProblemKind::fieldReport, about, {}}, message, ""});
+}
+
+/// The look succeeded, and so did whatever it does not name.
+void NookeryFieldReportReceiver::forgetMended(const FieldReportScan& scan) {
+    for (const Uuid& id : scan.received) {
+        platform_.log.mended({ProblemKind::fieldReport, id.toString(), {}});
+    }
+    std::erase_if(logged_, [&](const auto& entry) {
+        const std::string& about = entry.first;
+        const bool fails =
+            std::any_of(scan.failed.begin(), scan.failed.end(),
+                        [&](const auto& failure) { return failure.folderName == about; });
+        // What has no name went wrong while the reports of this computer were read.
+        if (fails || about.empty()) return false;
+        platform_.log.mended({ProblemKind::fieldReport, about, {}});
+        return true;
+    });
 }
 
 void NookeryFieldReportReceiver::rename(const NookeryReceivedFieldReport& report,

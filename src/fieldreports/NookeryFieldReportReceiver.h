@@ -45,6 +45,7 @@ class NookeryFieldReportReceiver final : public FieldReportReceiver {
     std::optional<std::size_t> deliver();
     void finish(const Outcome<FieldReportScan>& outcome);
     void logOnce(const std::string& about, const std::string& message);
+    void forgetMended(const FieldReportScan& scan);
 
     Platform platform_;
     /// Shared with a look that is under way when this is destroyed.

@@ -23,7 +23,9 @@ PhoneLink::PhoneLink(const Platform& platform, LibraryLayout layout, CrumbStore&
     : platform_(platform),
       layout_(std::move(layout)),
       store_(store),
-      edits_(std::make_shared<EditFolder>(platform)) {}
+      edits_(std::make_shared<EditFolder>(platform)),
+      publishing_(platform.log, {.kind = ProblemKind::phonePublish}),
+      receiving_(platform.log, {.kind = ProblemKind::phoneEdits}) {}
 
 PhoneLink::~PhoneLink() { stop(); }
 
@@ -66,8 +68,12 @@ void PhoneLink::publishAutomatically() {
                 platform_.log.line(
                     fmt::format("NOOKERY: automatically published {} memories to iCloud",
                                 outcome.get().publish.publishedCount));
+                publishing_.wentWell();
             } else if (const auto failure = failureWorthTelling(outcome.failure())) {
                 platform_.log.line("NOOKERY: automatic iPhone memory sync deferred: " + *failure);
+                publishing_.happened(*failure, outcome.failure()->advice);
+            } else if (!outcome.isStopped()) {
+                publishing_.wentWell();
             }
         }));
 }
@@ -83,7 +89,10 @@ void PhoneLink::scheduleReceiving(const Outcome<LinkOutcome>& last) {
     // A drive that is away for hours is told of once.
     if (!failure.empty() && failure != lastReceiveFailure_) {
         platform_.log.line("NOOKERY: mobile edit receiver will retry: " + failure);
+        receiving_.happened(failure, last.failure()->advice);
     }
+    // Without a paired phone there is nothing to go wrong.
+    if (failure.empty() && !last.isStopped()) receiving_.wentWell();
     lastReceiveFailure_ = failure;
     platform_.mainQueue.after(failure.empty() ? pauseBetweenLooks : pauseAfterFailure,
                               guard_.guarded([this] { receiveInLoop(); }));

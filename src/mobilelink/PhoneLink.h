@@ -7,6 +7,7 @@
 
 #include "foundation/Published.h"
 #include "mobilelink/LinkRun.h"
+#include "platform/RecurringProblem.h"
 #include "platform/work/Operation.h"
 
 namespace nookery {
@@ -64,6 +65,8 @@ class PhoneLink {
     int publishedRevision_ = -1;  ///< what the last run that succeeded has published
     DelayedWork automaticRun_;
     std::string lastReceiveFailure_;
+    RecurringProblem publishing_;
+    RecurringProblem receiving_;
     bool isStopping_ = false;
     std::deque<Job> jobs_;
     std::unique_ptr<LinkRun> run_;

@@ -7,6 +7,7 @@
 #include "platform/Clock.h"
 #include "platform/ContentType.h"
 #include "platform/Log.h"
+#include "platform/Problem.h"
 
 namespace nookery {
 namespace {
@@ -242,11 +243,20 @@ void ReceiptService::merge(const Uuid& id, const CrumbReceiptRecognizer::Result&
 }
 
 void ReceiptService::finishReading(const Uuid& id, const std::string& failure) {
+    tellProblem(id, failure);
     if (!failure.empty()) {
         platform_.log.line(failure);
         recognitionMessages_.update([&](auto& messages) { messages[id] = failure; });
     }
     beingRead_.update([&](auto& ids) { ids.erase(id); });
+}
+
+void ReceiptService::tellProblem(const Uuid& id, const std::string& failure) {
+    const auto receipt = find(id);
+    if (!receipt || !receipt->originalFilePath) return;
+    const ProblemSubject subject{ProblemKind::receipt, *receipt->originalFilePath, {}};
+    if (failure.empty()) return platform_.log.mended(subject);
+    platform_.log.report({subject, failure, "Look at the receipt and type in what is missing."});
 }
 
 void ReceiptService::save(CrumbReceipt edited) {
@@ -261,6 +271,7 @@ void ReceiptService::save(CrumbReceipt edited) {
 
 void ReceiptService::remove(const Uuid& id) {
     saying("Unable to remove receipt: ", [&] { store_.remove(id); });
+    tellProblem(id, "");
     receipts_.update([&](ReceiptList& list) {
         std::erase_if(list, [&](const ReceiptPointer& receipt) { return receipt->id == id; });
     });

@@ -92,6 +92,7 @@ class ReceiptService {
     void recordOriginal(Import& import, const Uuid& id, OriginalFact fact);
     void read(const CrumbReceipt& receipt, const std::string& name);
     void merge(const Uuid& id, const CrumbReceiptRecognizer::Result& result);
+    void tellProblem(const Uuid& id, const std::string& failure);
     void finishReading(const Uuid& id, const std::string& failure);
     void put(CrumbReceipt receipt);
 

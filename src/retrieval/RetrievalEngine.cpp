@@ -7,7 +7,6 @@
 #include "retrieval/lexical/LexicalSearch.h"
 #include "retrieval/related/FileFamilies.h"
 #include "retrieval/related/RelatedMemories.h"
-#include "retrieval/show/Excerpt.h"
 #include "retrieval/show/SearchExplanation.h"
 #include "retrieval/text/ContentPieces.h"
 
@@ -87,20 +86,14 @@ DeepSearchResult RetrievalEngine::deepSearch(const DeepSearchRequest& request,
     return runDeepSearch(request, embedder, std::move(stop));
 }
 
-std::string RetrievalEngine::excerpt(const CrumbItem& item, const LexicalSnapshot& snapshot,
-                                     std::string_view open, std::string_view close) const {
-    ExcerptTerms terms{parseQuery(snapshot.query).terms, {}};
-    const std::size_t typedCount =
-        std::min(snapshot.literalTerms.size(), snapshot.expandedTerms.size());
-    terms.expanded.assign(snapshot.expandedTerms.begin() + static_cast<std::ptrdiff_t>(typedCount),
-                          snapshot.expandedTerms.end());
+Excerpt RetrievalEngine::excerpt(const CrumbItem& item, const ExcerptTerms& terms) {
     std::vector<std::string_view> texts{item.note};
     if (item.text) texts.emplace_back(*item.text);
     const ContentPieces pieces = parseContentPieces(item.searchableText);
     if (pieces.captured != item.text) texts.emplace_back(pieces.captured);
     texts.insert(texts.end(),
                  {pieces.document, pieces.recognised, pieces.description, pieces.facts});
-    return bestPassage(texts, terms, open, close);
+    return bestPassage(texts, terms);
 }
 
 std::vector<Uuid> RetrievalEngine::related(const Uuid& id) const {

@@ -15,6 +15,7 @@
 #include "retrieval/index/RankingWeights.h"
 #include "retrieval/index/SearchRecord.h"
 #include "retrieval/lexical/LexicalSnapshot.h"
+#include "retrieval/show/Excerpt.h"
 
 namespace nookery {
 
@@ -102,10 +103,9 @@ class RetrievalEngine {
     static DeepSearchResult deepSearch(const DeepSearchRequest& request,
                                        const TextEmbedder* embedder, std::stop_token stop);
 
-    /// The passage of a memory that matches a query best, in the memory's own spelling, with each
-    /// match between `open` and `close`. Empty when the memory has no text.
-    std::string excerpt(const CrumbItem& item, const LexicalSnapshot& snapshot,
-                        std::string_view open, std::string_view close) const;
+    /// The passage of a memory that matches a query best, in the memory's own spelling. Empty when
+    /// the memory has no text. Takes a while for a long text. Any thread.
+    static Excerpt excerpt(const CrumbItem& item, const ExcerptTerms& terms);
 
     /// The memories related to one, best first, at most relatedLimit (related/RelatedMemories.h).
     /// Cached until the next change of the index. Empty for an unknown memory.

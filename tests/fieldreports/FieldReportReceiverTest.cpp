@@ -169,6 +169,10 @@ TEST_F(FieldReportReceiverTest, HostileReportsAreRefusedWholeAndStopNoOther) {
     world.time.advance(20);
     EXPECT_EQ(reports.size(), 1u);
     EXPECT_EQ(importErrors(), badCount) << "told again";
+    EXPECT_EQ(world.log.problems.size(), badCount);
+    std::filesystem::remove_all(uploads());
+    world.time.advance(6);
+    EXPECT_TRUE(world.log.problems.empty()) << "somebody took them away";
     EXPECT_EQ(world.folder.filesBelow("data/Crumb/FieldReports").size(), 1u);
 }
 

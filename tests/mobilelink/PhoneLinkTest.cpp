@@ -100,10 +100,12 @@ TEST_F(PhoneLinkTest, ADriveThatComesLateIsToldOfOnceAndThenUsed) {
     const std::string words = PairingError(PairingFailure::iCloudUnavailable).description();
     EXPECT_EQ(logCount("NOOKERY: automatic iPhone memory sync deferred: " + words), 1u);
     EXPECT_EQ(logCount("NOOKERY: mobile edit receiver will retry: " + words), 1u);
+    EXPECT_EQ(link.world.log.problems.size(), 2u);
     link.connect();
     const Uuid request = link.ask(item, {{"title", "new"}});
     link.world.time.advance(12);
     EXPECT_EQ(link.result(request), "applied");
+    EXPECT_TRUE(link.world.log.problems.empty());
     link.world.time.advance(3);
     EXPECT_EQ(link.indexTitles(), Strings{"new"});
 }

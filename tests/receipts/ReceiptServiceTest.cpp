@@ -130,6 +130,9 @@ TEST_F(ReceiptServiceTest, KeepsWhatCannotBeReadAndSaysWhatCannotBeTakenIn) {
         EXPECT_TRUE(message.starts_with("Receipt saved, but recognition could not begin: "))
             << message;
     }
+    EXPECT_EQ(world.log.problems.size(), 2u);
+    service.remove(outcome.added[0]->id);
+    EXPECT_EQ(world.log.problems.size(), 1u);
     ASSERT_EQ(outcome.failed.size(), 3u);
     for (const auto& failure : outcome.failed) {
         EXPECT_TRUE(failure.message.starts_with("Unable to import receipt: ")) << failure.message;

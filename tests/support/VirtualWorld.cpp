@@ -117,6 +117,23 @@ void MemoryKeyStore::remove(std::string_view service, const std::vector<std::str
     for (const std::string& account : accounts) secrets_.erase({std::string(service), account});
 }
 
+void RecordingLog::report(const Problem& problem) {
+    const std::lock_guard lock(mutex_);
+    forget(problem.subject);
+    problems.push_back(problem);
+    if (problemLog != nullptr) problemLog->report(problem);
+}
+
+void RecordingLog::mended(const ProblemSubject& subject) {
+    const std::lock_guard lock(mutex_);
+    forget(subject);
+    if (problemLog != nullptr) problemLog->mended(subject);
+}
+
+void RecordingLog::forget(const ProblemSubject& subject) {
+    std::erase_if(problems, [&](const Problem& known) { return known.subject == subject; });
+}
+
 bool RecordingLog::contains(std::string_view part) const {
     return std::any_of(lines.begin(), lines.end(), [part](const std::string& line) {
         return line.find(part) != std::string::npos;

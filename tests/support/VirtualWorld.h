@@ -10,6 +10,7 @@
 #include "platform/Clock.h"
 #include "platform/KeyStore.h"
 #include "platform/Log.h"
+#include "platform/Problem.h"
 #include "platform/Trash.h"
 #include "platform/UserDefaults.h"
 #include "platform/work/WorkQueue.h"
@@ -101,7 +102,16 @@ class RecordingLog final : public Log {
     bool contains(std::string_view part) const;
     std::vector<std::string> lines;
 
+    void report(const Problem& problem) override;
+    void mended(const ProblemSubject& subject) override;
+    /// What was reported last about each subject, and is not mended.
+    std::vector<Problem> problems;
+    /// Hears of problems, too; none for nobody.
+    Log* problemLog = nullptr;
+
   private:
+    void forget(const ProblemSubject& subject);
+
     std::mutex mutex_;
 };
 

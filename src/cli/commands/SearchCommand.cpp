@@ -24,31 +24,25 @@ struct Query {
     SearchDepth depth = SearchDepth::deep;
 };
 
-/// Runs one search to its final order.
-Coroutine<SearchResult> finalResult(CommandContext& context, CrumbStore& store, Query query) {
+/// Runs one search to its final order, with an excerpt of each hit.
+Coroutine<SearchResultPointer> finalResult(CommandContext& context, CrumbStore& store,
+                                           Query query) {
+    store.search().wantExcerpts(query.limit);
     store.search().setText(query.text, query.limit, query.depth);
-    co_await context.until<SearchResult>(store.searchResult(),
-                                         [](const auto& result) { return result.isFinal; });
-    if (!store.searchResult()->isFinal) throw Cancelled();
+    co_await context.until<SearchResultPointer>(
+        store.searchResult(), [](const auto& result) { return result->isFinal; });
+    if (!(*store.searchResult())->isFinal) throw Cancelled();
     co_return *store.searchResult();
 }
 
-/// What marks the matches in excerpts: the lexical reading of the query.
-LexicalSnapshot readingOf(const CrumbStore& store, const std::string& text) {
-    return store.retrieval().search(text, 1);
-}
-
 OrderedJson resultJson(const CrumbStore& store, const SearchResult& result, const Query& query) {
-    const LexicalSnapshot reading = readingOf(store, query.text);
     OrderedJson hits = OrderedJson::array();
-    for (const RankedHit& hit : result.hits) {
-        if (hits.size() == query.limit) break;
-        const auto item = store.item(hit.id);
-        if (!item) continue;
-        OrderedJson document = memoryJson(store, *item);
+    for (std::size_t i = 0; i < result.hits.size(); ++i) {
+        const SearchHit& hit = result.hits[i];
+        OrderedJson document = memoryJson(store, *hit.item);
         document["score"] = hit.score;
         document["hint"] = hit.hint;
-        document["excerpt"] = store.retrieval().excerpt(*item, reading, openMark, closeMark);
+        document["excerpt"] = withMarks(result.excerpts.at(i), openMark, closeMark);
         hits.push_back(std::move(document));
     }
     return {{"query", query.text},
@@ -73,16 +67,17 @@ std::string shownExcerpt(CommandContext& context, const std::string& excerpt) {
     return replaced(replaced(printable(excerpt), openStandIn, open), closeStandIn, close);
 }
 
-void printHit(CommandContext& context, const CrumbStore& store, const CrumbItem& item,
-              const RankedHit& hit, const LexicalSnapshot& reading, const std::string& id) {
+void printHit(CommandContext& context, const CrumbStore& store, const SearchHit& hit,
+              const Excerpt& passage, const std::string& id) {
     const Style& style = context.style();
+    const CrumbItem& item = *hit.item;
     constexpr std::string_view indent = "          ";
     context.out().writeLine(fmt::format("{}  {}", style.inDim(padded(id, indent.size() - 2)),
                                         style.inTitle(shownTitle(item))));
     std::string line = memoryLine(store, item, context.now());
     if (!hit.hint.empty()) line += " · " + printable(hit.hint);
     context.out().writeLine(fmt::format("{}{}", indent, style.inDim(line)));
-    const std::string excerpt = store.retrieval().excerpt(item, reading, openStandIn, closeStandIn);
+    const std::string excerpt = withMarks(passage, openStandIn, closeStandIn);
     if (excerpt.empty()) return;
     const std::size_t columns = context.columns().value_or(100);
     for (const std::string& text : wrapped(printable(excerpt), columns - indent.size())) {
@@ -90,23 +85,19 @@ void printHit(CommandContext& context, const CrumbStore& store, const CrumbItem&
     }
 }
 
-void printResult(CommandContext& context, const CrumbStore& store, const SearchResult& result,
-                 const Query& query) {
-    const LexicalSnapshot reading = readingOf(store, query.text);
+void printResult(CommandContext& context, const CrumbStore& store, const SearchResult& result) {
     const ShortIds shortIds = shortIdsOf(store);
-    std::size_t shown = 0;
-    for (const RankedHit& hit : result.hits) {
-        const auto item = store.item(hit.id);
-        if (shown == query.limit || !item) continue;
-        if (shown++ > 0) context.out().writeLine("");
-        printHit(context, store, *item, hit, reading, shortIds(hit.id));
+    for (std::size_t i = 0; i < result.hits.size(); ++i) {
+        if (i > 0) context.out().writeLine("");
+        const SearchHit& hit = result.hits[i];
+        printHit(context, store, hit, result.excerpts.at(i), shortIds(hit.item->id));
     }
     if (result.totalCount == 0) {
         context.say("Nothing found. Fewer or other words may find it.");
         return;
     }
     const auto microseconds = result.lexicalMicroseconds + result.deepMicroseconds;
-    context.say(fmt::format("\n{} of {} in {:.1f} ms.", shown,
+    context.say(fmt::format("\n{} of {} in {:.1f} ms.", result.hits.size(),
                             counted(result.totalCount, "memory", "memories"),
                             static_cast<double>(microseconds) / 1000));
 }
@@ -130,8 +121,8 @@ Coroutine<int> runBatch(CommandContext& context, CrumbStore& store, const Argume
         const auto texts = arguments.has("as-typed") ? beginnings(text) : std::vector{text};
         for (const std::string& typed : texts) {
             query.text = typed;
-            const SearchResult result = co_await finalResult(context, store, query);
-            context.print(resultJson(store, result, query));
+            const SearchResultPointer result = co_await finalResult(context, store, query);
+            context.print(resultJson(store, *result, query));
         }
         context.out().flush();
     }
@@ -153,7 +144,8 @@ Coroutine<int> runSearch(CommandContext& context, const Arguments& arguments) {
     if (arguments.has("batch")) co_return co_await runBatch(context, store, arguments, query);
     const std::string explanation =
         arguments.has("explain") ? store.retrieval().explain(query.text) : "";
-    const SearchResult result = co_await finalResult(context, store, query);
+    const SearchResultPointer found = co_await finalResult(context, store, query);
+    const SearchResult& result = *found;
     if (context.wantsJson()) {
         OrderedJson document = resultJson(store, result, query);
         if (arguments.has("explain")) document["explanation"] = explanation;
@@ -164,7 +156,7 @@ Coroutine<int> runSearch(CommandContext& context, const Arguments& arguments) {
     if (!store.search().browsingText().empty()) {
         context.say(store.search().browsingText() + " " + store.search().statusText());
     }
-    printResult(context, store, result, query);
+    printResult(context, store, result);
     co_return exitDone;
 }
 

@@ -142,7 +142,9 @@ void MemoryAnnotations::setManualTags(const Uuid& id, const std::vector<std::str
 
 void MemoryAnnotations::setManualTags(
     const std::unordered_map<Uuid, std::vector<std::string>>& tagsByID) {
+    std::vector<Uuid> changed;
     for (const auto& [id, tags] : tagsByID) {
+        changed.push_back(id);
         auto tidy = tidied(tags);
         if (tidy.empty()) {
             manualTagsByID_.erase(id);
@@ -152,6 +154,13 @@ void MemoryAnnotations::setManualTags(
             manualTagsByID_[id] = std::move(tidy);
         }
     }
+    tellTagsChanged(std::move(changed));
+}
+
+void MemoryAnnotations::tellTagsChanged(std::vector<Uuid> ids) {
+    if (ids.empty()) return;
+    manualTagChanges_.set(std::move(ids));
+    manualTagChanges_.updateQuietly([](std::vector<Uuid>& told) { told.clear(); });
 }
 
 void MemoryAnnotations::recordSelection(const Uuid& id) {
@@ -175,8 +184,12 @@ void MemoryAnnotations::setBringBack(const Uuid& id, std::optional<Timestamp> da
 
 void MemoryAnnotations::forget(const std::unordered_set<Uuid>& ids) {
     bool datesChange = false;
+    std::vector<Uuid> untagged;
     for (const Uuid& id : ids) {
-        if (manualTagsByID_.erase(id) > 0) unsaved_.record(manualTagsDefaultsKey, id, std::nullopt);
+        if (manualTagsByID_.erase(id) > 0) {
+            unsaved_.record(manualTagsDefaultsKey, id, std::nullopt);
+            untagged.push_back(id);
+        }
         if (usageSignals_.erase(id) > 0) unsaved_.record(usageDefaultsKey, id, std::nullopt);
         if (!bringBackDates_->contains(id)) continue;
         unsaved_.record(bringBackDefaultsKey, id, std::nullopt);
@@ -188,11 +201,14 @@ void MemoryAnnotations::forget(const std::unordered_set<Uuid>& ids) {
         });
         refreshBroughtBack();
     }
+    tellTagsChanged(std::move(untagged));
 }
 
 void MemoryAnnotations::forgetAll() {
+    std::vector<Uuid> untagged;
     for (const auto& [id, tags] : manualTagsByID_) {
         unsaved_.record(manualTagsDefaultsKey, id, std::nullopt);
+        untagged.push_back(id);
     }
     for (const auto& [id, signal] : usageSignals_) {
         unsaved_.record(usageDefaultsKey, id, std::nullopt);
@@ -205,6 +221,7 @@ void MemoryAnnotations::forgetAll() {
     bringBackDates_.set({});
     broughtBackIDs_.set({});
     nextBringBack_.cancel();
+    tellTagsChanged(std::move(untagged));
 }
 
 void MemoryAnnotations::refreshBroughtBack() {

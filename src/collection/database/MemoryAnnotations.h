@@ -52,6 +52,8 @@ class MemoryAnnotations {
 
     /// In the user's spelling, sorted; empty when there are none.
     const std::vector<std::string>& manualTags(const Uuid& id) const;
+    /// The memories whose manual tags have just changed; empty between two changes.
+    const Published<std::vector<Uuid>>& manualTagChanges() const { return manualTagChanges_; }
     const UsageSignals& usageSignals() const { return usageSignals_; }
     const Published<std::map<Uuid, Timestamp>>& bringBackDates() const { return bringBackDates_; }
     /// The memories whose bring-back date has come.
@@ -79,9 +81,11 @@ class MemoryAnnotations {
     /// Looks which dates have come, and again when the next one comes.
     void refreshBroughtBack();
     void publishBroughtBack(std::set<Uuid> due);
+    void tellTagsChanged(std::vector<Uuid> ids);
 
     const Platform& platform_;
     std::unordered_map<Uuid, std::vector<std::string>> manualTagsByID_;
+    Published<std::vector<Uuid>> manualTagChanges_;
     UsageSignals usageSignals_;
     Published<std::map<Uuid, Timestamp>> bringBackDates_;
     Published<std::set<Uuid>> broughtBackIDs_;

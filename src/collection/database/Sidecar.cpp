@@ -33,6 +33,20 @@ CREATE TABLE pending_work (
 );
 CREATE TABLE state (key TEXT PRIMARY KEY NOT NULL, value BLOB NOT NULL) WITHOUT ROWID;
 )sql",
+    R"sql(
+CREATE TABLE problems (
+    id TEXT PRIMARY KEY NOT NULL,
+    kind TEXT NOT NULL,
+    path BLOB NOT NULL,
+    memory_id TEXT,
+    message TEXT NOT NULL,
+    advice TEXT NOT NULL,
+    first_seen REAL NOT NULL,
+    last_seen REAL NOT NULL,
+    count INTEGER NOT NULL,
+    dismissed INTEGER NOT NULL
+) WITHOUT ROWID;
+)sql",
 };
 
 constexpr const char* originalColumns =

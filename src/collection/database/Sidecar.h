@@ -105,6 +105,8 @@ class Sidecar {
     void removeState(std::string_view key);
 
   private:
+    friend class ProblemTable;
+
     static Sidecar openForWriting(const Path& path, std::chrono::milliseconds busyTimeout);
     explicit Sidecar(SqliteConnection connection) : connection_(std::move(connection)) {}
 

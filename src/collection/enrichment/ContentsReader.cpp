@@ -33,7 +33,12 @@ class ContentsReading {
           pieces_(parseContentPieces(item.searchableText)) {}
 
     ReadContents run() {
-        attempt([this] { type_ = detectType(); });
+        attempt([this] {
+            // Before anything is read: what is read may be newer, and is then read again, but what
+            // is old never passes for new.
+            status_ = platform_.files.status(path_).value_or(FileStatus{});
+            type_ = detectType();
+        });
         if (problem_) return {item_.searchableText, problem_};
         pieces_ = {.captured = std::move(pieces_.captured), .isEnriched = true};
         if (platform_.images.canRead(type_)) {
@@ -138,7 +143,7 @@ class ContentsReading {
     void keepThumbnail(const Picture& picture) {
         if (picture.isEmpty()) return;
         try {
-            writeThumbnail(item_.id, picture, platform_, layout_);
+            writeThumbnail(item_.id, status_, picture, platform_, layout_);
         } catch (const Error& error) {
             platform_.log.line("NOOKERY thumbnail error: " + error.description());
         }
@@ -149,6 +154,7 @@ class ContentsReading {
     const LibraryLayout& layout_;
     const std::stop_token& stop_;
     Path path_;
+    FileStatus status_;
     ContentType type_;
     ContentPieces pieces_;
     std::optional<std::string> problem_;

@@ -5,6 +5,7 @@
 
 #include "collection/database/Sidecar.h"
 #include "platform/Log.h"
+#include "platform/Problem.h"
 #include "platform/TextEmbedder.h"
 #include "retrieval/text/ContentPieces.h"
 
@@ -113,6 +114,9 @@ CrumbItemList EnrichmentResults::recordsWithContents(
 
 /// This need not be synced before the records are: what is lost with a record is read again.
 void EnrichmentResults::recordContentsRead(const std::vector<EnrichmentResult>& results) {
+    for (const EnrichmentResult& result : results) {
+        if (result.contents) tellProblem(result);
+    }
     std::vector<Uuid> read;
     changeSidecar([&](Sidecar& sidecar) {
         for (const EnrichmentResult& result : results) {
@@ -123,6 +127,18 @@ void EnrichmentResults::recordContentsRead(const std::vector<EnrichmentResult>& 
         }
         if (!read.empty()) sidecar.finishWork(read, contentsTask);
     });
+}
+
+void EnrichmentResults::tellProblem(const EnrichmentResult& result) const {
+    const auto item = library_.find(result.id);
+    if (!item || !item->filePath) return;
+    const Path path(*item->filePath);
+    const ProblemSubject subject{ProblemKind::original, path, result.id};
+    const auto& problem = result.contents->problem;
+    if (!problem) return platform_.log.mended(subject);
+    platform_.log.report(
+        {subject, displayName(path.filename()) + " could not be read: " + *problem,
+         "It is kept as it is. Open it to see whether it is whole, then have it read again."});
 }
 
 /// The results did not reach the database, by no fault of the originals.

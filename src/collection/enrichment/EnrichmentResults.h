@@ -69,6 +69,7 @@ class EnrichmentResults {
   private:
     CrumbItemList recordsWithContents(const std::vector<EnrichmentResult>& results) const;
     void recordContentsRead(const std::vector<EnrichmentResult>& results);
+    void tellProblem(const EnrichmentResult& result) const;
     void takeContentsBack(const std::vector<EnrichmentResult>& results);
     void scheduleSettling();
     void scheduleAnnouncement();

@@ -1,9 +1,15 @@
 #include "collection/enrichment/Thumbnails.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 
 #include "foundation/DurableFile.h"
+#include "platform/ContentType.h"
+#include "platform/ImageReader.h"
+#include "platform/MediaReader.h"
+#include "platform/PageReader.h"
 #include "platform/PictureEncoder.h"
 
 namespace nookery {
@@ -37,16 +43,33 @@ int partStart(int side, int index, int parts) {
 
 }  // namespace
 
-Path thumbnailPath(const LibraryLayout& layout, const Uuid& id) {
-    return layout.thumbnails() / (id.toString() + ".jpg");
+Path thumbnailPath(const LibraryLayout& layout, const Uuid& id, const FileStatus& original) {
+    return layout.thumbnails() / fmt::format("{}-{}-{}.jpg", id.toString(), original.byteCount,
+                                             original.modifiedNanoseconds);
 }
 
-void writeThumbnail(const Uuid& id, const Picture& picture, const Platform& platform,
-                    const LibraryLayout& layout) {
-    const std::string bytes = platform.pictureEncoder.jpeg(scaledDown(picture, thumbnailSide));
-    createDirectories(platform.files, layout.thumbnails());
+Picture pictureOfOriginal(const Path& original, int longestSide, const Platform& platform,
+                          const std::stop_token& stop) {
+    const ContentType type = platform.contentTypes.detect(
+        readFileHead(platform.files, original, ContentTypeDetector::headByteCount),
+        original.filename());
+    if (platform.images.canRead(type)) {
+        return platform.images.read(original, type, longestSide, ImageLimits{}, stop);
+    }
+    if (platform.media.canRead(type)) return platform.media.cover(original, longestSide, stop);
+    if (type.mediaType != "application/pdf") return {};
+    return platform.pages.render(original, 0, longestSide, DocumentLimits{}, stop);
+}
+
+void writeThumbnail(const Uuid& id, const FileStatus& original, const Picture& picture,
+                    const Platform& platform, const LibraryLayout& layout) {
+    writeToCache(thumbnailPath(layout, id, original),
+                 platform.pictureEncoder.jpeg(scaledDown(picture, thumbnailSide)), platform);
+}
+
+void writeToCache(const Path& place, std::string_view bytes, const Platform& platform) {
+    createDirectories(platform.files, place.parent_path());
     // It can be made again: unlike the library's own files it need not survive a power cut.
-    const Path place = thumbnailPath(layout, id);
     const Path temporary = temporaryBeside(place);
     const auto file = platform.files.createFile(temporary);
     file->write(std::as_bytes(std::span(bytes)));

@@ -21,7 +21,8 @@ std::optional<Path> CloudInboxWatcher::openInbox() {
         platform().files.createDirectory(*container / "Documents");
         platform().files.createDirectory(cloudInboxFolder(*container));
     } catch (const Error& error) {
-        logOnce("NOOKERY cloud Inbox create error: " + error.description());
+        failOnce(container ? cloudInboxFolder(*container) : Path(),
+                 "NOOKERY cloud Inbox create error: " + error.description(), error);
         return std::nullopt;
     }
     try {
@@ -29,6 +30,8 @@ std::optional<Path> CloudInboxWatcher::openInbox() {
     } catch (const FileError&) {
         // Looking again from time to time does without events.
     }
+    wentWell(cloudInboxFolder(*container));
+    wentWell(Path());
     return cloudInboxFolder(*container);
 }
 

@@ -5,6 +5,7 @@
 #include "collection/inbox/InboxScan.h"
 #include "platform/CloudContainer.h"
 #include "platform/Log.h"
+#include "platform/Problem.h"
 
 namespace nookery {
 
@@ -177,10 +178,15 @@ std::optional<std::string> InboxFolderWatcher::whyNotReady(const InboxPackage& p
     }
 }
 
-void InboxFolderWatcher::logOnce(const std::string& line) {
+void InboxFolderWatcher::failOnce(const Path& inbox, const std::string& line, const Error& error) {
     if (line == lastLogged_) return;
     lastLogged_ = line;
     platform_.log.line(line);
+    platform_.log.report({{ProblemKind::inbox, inbox, {}}, error.description(), error.advice()});
+}
+
+void InboxFolderWatcher::wentWell(const Path& inbox) {
+    platform_.log.mended({ProblemKind::inbox, inbox, {}});
 }
 
 void InboxFolderWatcher::onQueue(std::function<void()> work) {

@@ -59,8 +59,9 @@ class InboxFolderWatcher : public std::enable_shared_from_this<InboxFolderWatche
 
     /// Throws FileError.
     void watchFolder(const Path& folder);
-    /// Logs a failure unless it is the last one again.
-    void logOnce(const std::string& line);
+    /// Logs a failure of the inbox, and reports it, unless it is the last one again.
+    void failOnce(const Path& inbox, const std::string& line, const Error& error);
+    void wentWell(const Path& inbox);
 
     const Platform& platform() const { return platform_; }
 

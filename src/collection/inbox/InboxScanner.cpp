@@ -6,6 +6,7 @@
 #include "collection/inbox/MobileManifests.h"
 #include "collection/originals/FileDigest.h"
 #include "platform/Log.h"
+#include "platform/Problem.h"
 
 namespace nookery {
 namespace {
@@ -27,6 +28,7 @@ InboxScanner::InboxScanner(const Platform& platform, std::string cleanupErrorPre
 
 StabilityTracker::Readiness InboxScanner::check(const Path& inbox) {
     auto readiness = stability_.check(scanInbox(platform_.files, platform_.cloud, inbox));
+    forgetWhatIsGone();
     holdBackUnready(readiness);
     return readiness;
 }
@@ -71,14 +73,38 @@ void InboxScanner::close(const std::vector<InboxUnit>& units, const InboxOutcome
     for (const InboxUnit& unit : units) {
         const Taken& taken = takenOf[&unit];
         if (const auto problem = clean(unit, taken)) {
-            stability_.fail(unit.path, problem->reason, false);
+            leave(unit, problem->reason, false);
             if (problem->mayRetry) uncleaned_.insert_or_assign(unit.path, Uncleaned{unit, taken});
         } else if (const auto failure = failureOf.find(&unit); failure != failureOf.end()) {
-            stability_.fail(unit.path, failure->second.reason, failure->second.mayRetry);
+            leave(unit, failure->second.reason, failure->second.mayRetry);
         } else {
-            stability_.finish(unit.path);
+            finish(unit.path);
         }
     }
+}
+
+void InboxScanner::leave(const InboxUnit& unit, const std::string& reason, bool mayRetry) {
+    stability_.fail(unit.path, reason, mayRetry);
+    reported_.insert(unit.path);
+    platform_.log.report(
+        {{ProblemKind::inbox, unit.path, {}},
+         displayName(unit.path.filename()) + " stays in the inbox: " + reason,
+         mayRetry ? "It is tried again by itself." : "Change it or take it out of the inbox."});
+}
+
+void InboxScanner::finish(const Path& unit) {
+    stability_.finish(unit);
+    reported_.erase(unit);
+    platform_.log.mended({ProblemKind::inbox, unit, {}});
+}
+
+/// Somebody took it out of the inbox.
+void InboxScanner::forgetWhatIsGone() {
+    std::erase_if(reported_, [this](const Path& unit) {
+        if (platform_.files.status(unit)) return false;
+        platform_.log.mended({ProblemKind::inbox, unit, {}});
+        return true;
+    });
 }
 
 std::optional<InboxFailure> InboxScanner::clean(const InboxUnit& unit, const Taken& taken) try {
@@ -153,7 +179,7 @@ void InboxScanner::retry() {
             ++uncleaned;
             continue;
         }
-        stability_.finish(uncleaned->first);
+        finish(uncleaned->first);
         uncleaned = uncleaned_.erase(uncleaned);
     }
 }

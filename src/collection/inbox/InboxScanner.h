@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,9 @@ class InboxScanner {
     void removeEmptied(const InboxUnit& unit);
     void recordCleanupError(const Path& path, const std::string& reason);
     bool stillHolds(const HeldOriginal& original);
+    void leave(const InboxUnit& unit, const std::string& reason, bool mayRetry);
+    void finish(const Path& unit);
+    void forgetWhatIsGone();
 
     Platform platform_;
     std::string cleanupErrorPrefix_;
@@ -53,6 +57,7 @@ class InboxScanner {
         Taken taken;
     };
     std::map<Path, Uncleaned> uncleaned_;  ///< by unit
+    std::set<Path> reported_;              ///< units that stay and that somebody was told of
 };
 
 }  // namespace nookery

@@ -11,15 +11,16 @@ std::optional<Path> InboxWatcher::openInbox() {
     try {
         createDirectories(platform().files, inboxURL_);
     } catch (const FileError& error) {
-        logOnce("Crumb Inbox create error: " + error.description());
+        failOnce(inboxURL_, "Crumb Inbox create error: " + error.description(), error);
         return std::nullopt;
     }
     try {
         watchFolder(inboxURL_);
-    } catch (const FileError&) {
-        logOnce("Crumb Inbox could not open directory for watching.");
+    } catch (const FileError& error) {
+        failOnce(inboxURL_, "Crumb Inbox could not open directory for watching.", error);
         return std::nullopt;
     }
+    wentWell(inboxURL_);
     return inboxURL_;
 }
 

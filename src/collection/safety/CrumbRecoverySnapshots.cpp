@@ -6,6 +6,7 @@
 #include "foundation/SqliteConnection.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
+#include "platform/RecurringProblem.h"
 
 namespace nookery {
 namespace {
@@ -22,7 +23,8 @@ class CrumbRecoverySnapshots::Worker {
     Worker(const Platform& platform, const LibraryLayout& layout, SnapshotBuilder::Pause pause)
         : platform_(platform),
           repository_(platform_.files, layout.snapshots()),
-          builder_(platform_, layout, std::move(pause)) {}
+          builder_(platform_, layout, std::move(pause)),
+          taking_(platform.log, {.kind = ProblemKind::snapshot, .path = layout.snapshots()}) {}
 
     const SnapshotRepository& repository() const { return repository_; }
 
@@ -55,10 +57,16 @@ class CrumbRecoverySnapshots::Worker {
   private:
     std::string build(const std::string& reason, const OperationControl& control) {
         try {
-            return builder_.build(reason, control);
-        } catch (const Error&) {
+            std::string name = builder_.build(reason, control);
+            taking_.wentWell();
+            return name;
+        } catch (const Error& error) {
             // What was built may fill the disk; it is of no use to anybody.
             tidy([this] { repository_.sweep(); });
+            if (dynamic_cast<const Cancelled*>(&error) == nullptr) {
+                taking_.happened("No recovery snapshot could be taken: " + error.description(),
+                                 error.advice());
+            }
             throw;
         }
     }
@@ -72,6 +80,7 @@ class CrumbRecoverySnapshots::Worker {
     const Platform platform_;
     SnapshotRepository repository_;
     SnapshotBuilder builder_;
+    RecurringProblem taking_;
 };
 
 CrumbRecoverySnapshots::CrumbRecoverySnapshots(const Platform& platform,

@@ -25,8 +25,9 @@ CrumbStore::CrumbStore(const Platform& platform, LibraryLayout layout, LibraryAc
       search_(contents_) {
     revision_ = contents_.revision.subscribe([this](std::uint64_t) {
         if (recoverySnapshots_) recoverySnapshots_->recordChange();
-        search_.refresh();
     });
+    searchResult_ = search_.result().subscribe(
+        [this](const SearchResultPointer& result) { showFound(*result); });
 }
 
 CrumbStore::~CrumbStore() {
@@ -102,6 +103,22 @@ void CrumbStore::becomeOpen(SessionLength length, const LibraryOpening& opening)
 void CrumbStore::prepareVersions() {
     if (!contents_.retrieval->prepareVersions()) return;
     contents_.platform.mainQueue.async(guard_.guarded([this] { prepareVersions(); }));
+}
+
+void CrumbStore::showFound(const SearchResult& result) {
+    CrumbItemList items;
+    std::unordered_map<Uuid, std::string> hints;
+    items.reserve(result.hits.size());
+    for (const SearchHit& hit : result.hits) {
+        items.push_back(hit.item);
+        if (!hit.hint.empty()) hints.emplace(hit.item->id, hit.hint);
+    }
+    filteredItems_.set(std::move(items));
+    retrievalHints_.set(std::move(hints));
+}
+
+std::unique_ptr<SearchSession> CrumbStore::newSearchSession() const {
+    return std::make_unique<SearchSession>(contents_);
 }
 
 OperationPointer<Nothing> CrumbStore::close() {

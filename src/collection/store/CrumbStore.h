@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -59,14 +60,16 @@ class CrumbStore final : private LibraryEvents {
     const std::optional<RestoreNotice>& restoreNotice() const { return restoreNotice_; }
 
     // Published state.
-    const Published<CrumbItemList>& items() const;             ///< newest first
+    const Published<CrumbItemList>& items() const;  ///< newest first
+    /// What the latest change did to `items`; announced before them.
+    const Published<MemoryListChange>& itemChanges() const { return contents_.memories.changes(); }
     const Published<std::vector<CrumbGroup>>& groups() const;  ///< oldest first
     const Published<std::string>& searchText() const { return search_.text(); }
-    const Published<CrumbItemList>& filteredItems() const { return search_.filteredItems(); }
-    /// The same with scores and counts.
-    const Published<SearchResult>& searchResult() const { return search_.result(); }
+    const Published<CrumbItemList>& filteredItems() const { return filteredItems_; }
+    /// The same with hints, scores, excerpts and counts.
+    const Published<SearchResultPointer>& searchResult() const { return search_.result(); }
     const Published<std::unordered_map<Uuid, std::string>>& retrievalHints() const {
-        return search_.hints();
+        return retrievalHints_;
     }
     const Published<std::optional<Uuid>>& selectedID() const { return selection_.focus(); }
     const Published<std::set<Uuid>>& selectedIDs() const { return selection_.all(); }
@@ -102,7 +105,10 @@ class CrumbStore final : private LibraryEvents {
     void addRecords(const CrumbItemList& records, const TagsByID& tagsByID, Saved saved);
 
     // The parts that have contracts of their own.
+    /// The main list's search, whose state is published above.
     SearchSession& search() { return search_; }
+    /// One of its own for another view. Must not outlive the store.
+    std::unique_ptr<SearchSession> newSearchSession() const;
     Selection& selection() { return selection_; }
     MemoryEdits& memoryEdits() { return memoryEdits_; }
     GroupEdits& groupEdits() { return groupEdits_; }
@@ -114,6 +120,11 @@ class CrumbStore final : private LibraryEvents {
     Inboxes& inboxes();
     CrumbRecoverySnapshots& recoverySnapshots();
 
+    /// As LibraryWriter::changeSidecar: does nothing while the library is not open for writing.
+    void changeSidecar(const std::function<void(Sidecar&)>& change) {
+        writer_.changeSidecar(change);
+    }
+
     /// Whether the library is open for changes.
     SaveFailure refusal() const { return writer_.refusal(); }
 
@@ -123,6 +134,7 @@ class CrumbStore final : private LibraryEvents {
     void createServices();
     void becomeOpen(SessionLength length, const LibraryOpening& opening);
     void prepareVersions();
+    void showFound(const SearchResult& result);
     void endServices();
     void closeDatabases();
     template <typename Service>
@@ -151,6 +163,9 @@ class CrumbStore final : private LibraryEvents {
     Published<int> faceDataRevision_{0};
     Published<std::optional<IntakeNotice>> intakeNotice_;
     SearchSession search_;
+    Published<CrumbItemList> filteredItems_;
+    Published<std::unordered_map<Uuid, std::string>> retrievalHints_;
+    Subscription searchResult_;
     OperationPointer<Nothing> opening_;
     OperationPointer<Nothing> closing_;
     Subscription revision_;

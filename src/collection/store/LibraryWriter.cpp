@@ -45,10 +45,17 @@ CrumbItemPointer inGroup(const CrumbItem& item, std::optional<Uuid> groupID) {
 }
 
 LibraryWriter::LibraryWriter(LibraryContents& contents, LibraryEvents& events)
-    : contents_(contents), events_(events), gate_(contents.access == LibraryAccess::reading) {}
+    : contents_(contents),
+      events_(events),
+      gate_(contents.access == LibraryAccess::reading),
+      saving_(contents.platform.log,
+              {.kind = ProblemKind::save, .path = contents.layout.database()}),
+      settingsSaving_(contents.platform.log, {.kind = ProblemKind::settings}) {}
 
-SaveFailure LibraryWriter::logged(std::string_view logPrefix, const Error& error) const {
+SaveFailure LibraryWriter::failed(RecurringProblem& problem, std::string_view logPrefix,
+                                  const Error& error) {
     contents_.platform.log.line(std::string(logPrefix) + error.description());
+    problem.happened(error.description(), error.advice());
     return SaveFailure(error);
 }
 
@@ -76,9 +83,10 @@ SaveFailure LibraryWriter::run(std::string_view logPrefix,
     if (!contents_.database) return unavailable();
     try {
         change(*contents_.database);
+        saving_.wentWell();
         return {};
     } catch (const Error& error) {
-        return logged(logPrefix, error);
+        return failed(saving_, logPrefix, error);
     }
 }
 
@@ -86,9 +94,10 @@ SaveFailure LibraryWriter::makeDurable() {
     if (!contents_.database) return unavailable();
     try {
         contents_.database->makeDurable();
+        saving_.wentWell();
         return {};
     } catch (const Error& error) {
-        return logged(saveError, error);
+        return failed(saving_, saveError, error);
     }
 }
 
@@ -139,7 +148,10 @@ void LibraryWriter::saveUnsavedAnnotations() {
             SaveFailure failure;
             if (const Failure* why = outcome.failure()) {
                 contents_.annotations.keepUnsaved(unsaved);
-                failure = logged("NOOKERY settings save error: ", Error(why->message, why->advice));
+                failure = failed(settingsSaving_,
+                                 "NOOKERY settings save error: ", Error(why->message, why->advice));
+            } else {
+                settingsSaving_.wentWell();
             }
             if (!awaitingSave_.empty()) saveUnsavedAnnotations();
             for (const Saved& saved : told) saved(failure);

@@ -11,6 +11,7 @@
 #include "collection/store/ChangeGate.h"
 #include "collection/store/LibraryContents.h"
 #include "collection/store/LibraryEvents.h"
+#include "platform/RecurringProblem.h"
 
 namespace nookery {
 
@@ -81,7 +82,7 @@ class LibraryWriter final : public Library {
     void indexArrival(const std::shared_ptr<Arrival>& arrival);
     SaveFailure run(std::string_view logPrefix, const std::function<void(SQLiteDatabase&)>& change);
 
-    SaveFailure logged(std::string_view logPrefix, const Error& error) const;
+    SaveFailure failed(RecurringProblem& problem, std::string_view logPrefix, const Error& error);
     void saveAnnotations(Saved saved);
     void saveUnsavedAnnotations();
     void answerLater(SaveFailure failure, Saved saved);
@@ -89,6 +90,8 @@ class LibraryWriter final : public Library {
     LibraryContents& contents_;
     LibraryEvents& events_;
     ChangeGate gate_;
+    RecurringProblem saving_;
+    RecurringProblem settingsSaving_;
     std::vector<Saved> awaitingSave_;  ///< of changes that are not handed to the files queue yet
     bool annotationsAreBeingSaved_ = false;
     CallbackGuard guard_;

@@ -1,6 +1,7 @@
 #include "collection/store/MemoryList.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace nookery {
 namespace {
@@ -29,7 +30,8 @@ PreparedMemories::PreparedMemories(CrumbItemList all) : items(std::move(all)) {
 
 void MemoryList::load(PreparedMemories prepared) {
     byID_ = std::move(prepared.byID);
-    items_.set(std::move(prepared.items));
+    items_.updateQuietly([&](CrumbItemList& items) { items = std::move(prepared.items); });
+    tellEverything();
 }
 
 CrumbItemPointer MemoryList::find(const Uuid& id) const {
@@ -37,50 +39,121 @@ CrumbItemPointer MemoryList::find(const Uuid& id) const {
     return found == byID_.end() ? nullptr : found->second;
 }
 
+/// What observers know a record as.
+CrumbItemPointer MemoryList::announcedRecord(const CrumbItemPointer& current) const {
+    const auto quiet = quietlyReplaced_.find(current->id);
+    return quiet == quietlyReplaced_.end() ? current : quiet->second;
+}
+
 void MemoryList::add(std::span<const CrumbItemPointer> added) {
-    std::unordered_set<Uuid> replaced;
-    byID_.reserve(byID_.size() + added.size());
-    for (const auto& item : added) {
-        if (!byID_.insert_or_assign(item->id, item).second) replaced.insert(item->id);
+    // An id that stands twice in what is added keeps its last record only.
+    std::unordered_map<Uuid, CrumbItemPointer> latest;
+    for (const auto& item : added) latest.insert_or_assign(item->id, item);
+    byID_.reserve(byID_.size() + latest.size());
+    MemoryListChange change;
+    CrumbItemList newcomers;  // to the place where they now belong
+    std::unordered_set<Uuid> moved;
+    for (const auto& [id, item] : latest) {
+        CrumbItemPointer& known = byID_[id];
+        if (!known) {
+            change.inserted.push_back(item);
+            newcomers.push_back(item);
+        } else if (known->createdAt == item->createdAt) {
+            change.replaced.push_back({announcedRecord(known), item});
+            replaceInPlace(item);
+        } else {
+            change.replaced.push_back({announcedRecord(known), item});
+            moved.insert(id);
+            newcomers.push_back(item);
+        }
+        known = item;
     }
-    items_.update([&](CrumbItemList& items) {
-        if (!replaced.empty()) {
-            std::erase_if(items, [&](const auto& item) { return replaced.contains(item->id); });
-        }
-        const auto middle = static_cast<std::ptrdiff_t>(items.size());
-        for (const auto& item : added) {
-            // An id that stands twice in what is added keeps its last record only.
-            if (byID_.at(item->id) == item) items.push_back(item);
-        }
-        const auto seam = items.begin() + middle;
-        if (!std::is_sorted(seam, items.end(), pointsToNewer)) {
-            std::sort(seam, items.end(), pointsToNewer);
-        }
-        std::inplace_merge(items.begin(), seam, items.end(), pointsToNewer);
-    });
+    takeOut(moved);
+    insert(std::move(newcomers));
+    tell(std::move(change));
 }
 
-void MemoryList::replaceQuietly(CrumbItemPointer changed) {
-    byID_[changed->id] = changed;
+/// The place of a record is given by its time and id.
+void MemoryList::replaceInPlace(const CrumbItemPointer& item) {
     items_.updateQuietly([&](CrumbItemList& items) {
-        *std::lower_bound(items.begin(), items.end(), changed, pointsToNewer) = changed;
+        *std::lower_bound(items.begin(), items.end(), item, pointsToNewer) = item;
     });
 }
 
-void MemoryList::announce() {
-    items_.update([](CrumbItemList&) {});
-}
-
-void MemoryList::remove(const std::unordered_set<Uuid>& ids) {
-    for (const Uuid& id : ids) byID_.erase(id);
-    items_.update([&](CrumbItemList& items) {
+void MemoryList::takeOut(const std::unordered_set<Uuid>& ids) {
+    if (ids.empty()) return;
+    items_.updateQuietly([&](CrumbItemList& items) {
         std::erase_if(items, [&](const auto& item) { return ids.contains(item->id); });
     });
 }
 
+void MemoryList::insert(CrumbItemList inserted) {
+    if (inserted.empty()) return;
+    std::sort(inserted.begin(), inserted.end(), pointsToNewer);
+    items_.updateQuietly([&](CrumbItemList& items) {
+        const auto middle = static_cast<std::ptrdiff_t>(items.size());
+        items.insert(items.end(), inserted.begin(), inserted.end());
+        std::inplace_merge(items.begin(), items.begin() + middle, items.end(), pointsToNewer);
+    });
+}
+
+void MemoryList::replaceQuietly(CrumbItemPointer changed) {
+    CrumbItemPointer& known = byID_[changed->id];
+    quietlyReplaced_.emplace(changed->id, known);
+    replaceInPlace(changed);
+    known = std::move(changed);
+}
+
+void MemoryList::announce() {
+    if (!quietlyReplaced_.empty()) tell({});
+}
+
+void MemoryList::remove(const std::unordered_set<Uuid>& ids) {
+    MemoryListChange change;
+    for (const Uuid& id : ids) {
+        const auto known = byID_.find(id);
+        if (known == byID_.end()) continue;
+        change.removed.push_back(announcedRecord(known->second));
+        byID_.erase(known);
+    }
+    takeOut(ids);
+    tell(std::move(change));
+}
+
 void MemoryList::clear() {
     byID_.clear();
-    items_.set({});
+    items_.updateQuietly([](CrumbItemList& items) { items.clear(); });
+    tellEverything();
+}
+
+/// Adds what was replaced quietly, and is still there, to the change.
+void MemoryList::tell(MemoryListChange change) {
+    for (const auto& removed : change.removed) quietlyReplaced_.erase(removed->id);
+    for (const auto& replaced : change.replaced) quietlyReplaced_.erase(replaced.after->id);
+    for (auto& [id, before] : std::exchange(quietlyReplaced_, {})) {
+        change.replaced.push_back({std::move(before), byID_.at(id)});
+    }
+    std::sort(change.inserted.begin(), change.inserted.end(), pointsToNewer);
+    std::sort(change.removed.begin(), change.removed.end(), pointsToNewer);
+    std::sort(
+        change.replaced.begin(), change.replaced.end(),
+        [](const auto& left, const auto& right) { return isNewer(*left.after, *right.after); });
+    if (change.isEmpty()) return;
+    announceChange(std::move(change));
+}
+
+void MemoryList::tellEverything() {
+    quietlyReplaced_.clear();
+    MemoryListChange change;
+    change.isEverything = true;
+    announceChange(std::move(change));
+}
+
+void MemoryList::announceChange(MemoryListChange change) {
+    changes_.set(std::move(change));
+    // Removed records are not kept alive by what was said of them.
+    changes_.updateQuietly([](MemoryListChange& told) { told = {}; });
+    items_.update([](CrumbItemList&) {});
 }
 
 }  // namespace nookery

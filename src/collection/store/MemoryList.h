@@ -20,12 +20,35 @@ struct PreparedMemories {
     std::unordered_map<Uuid, CrumbItemPointer> byID;
 };
 
+/// A record in place of another with the same id.
+struct ReplacedRecord {
+    CrumbItemPointer before;
+    CrumbItemPointer after;
+};
+
+/// What a change did to a list that somebody keeps a copy of, or counts. Each part is newest first;
+/// an id stands once in all of it.
+struct MemoryListChange {
+    bool isEverything = false;  ///< another list altogether; the rest is empty then
+    CrumbItemList inserted;
+    CrumbItemList removed;  ///< as they were announced last
+    /// A record whose `createdAt` differs from its predecessor's has another place.
+    std::vector<ReplacedRecord> replaced;
+
+    bool isEmpty() const {
+        return !isEverything && inserted.empty() && removed.empty() && replaced.empty();
+    }
+};
+
 /// The library's records, newest first (equal times: by id), each id once. Lookup by id takes
 /// constant time; a change of one record moves no other. Main thread.
 class MemoryList {
   public:
     /// Each change is announced once.
     const Published<CrumbItemList>& all() const { return items_; }
+    /// Each change, announced when the list holds it, and before the list itself is; empty between
+    /// two changes. Whoever hears of one must not make another.
+    const Published<MemoryListChange>& changes() const { return changes_; }
     std::size_t size() const { return items_->size(); }
 
     /// Null when there is none.
@@ -37,15 +60,27 @@ class MemoryList {
     /// over the list however many there are.
     void add(std::span<const CrumbItemPointer> added);
     /// The id must be there; `createdAt` must be unchanged, since it gives the place. Whoever looks
-    /// it up finds the new record; the list is announced with the next change, or by `announce`.
+    /// it up finds the new record; it is announced with the next change, or by `announce`.
     void replaceQuietly(CrumbItemPointer changed);
+    /// Announces nothing when nothing was replaced quietly.
     void announce();
     void remove(const std::unordered_set<Uuid>& ids);
     void clear();
 
   private:
+    CrumbItemPointer announcedRecord(const CrumbItemPointer& current) const;
+    void replaceInPlace(const CrumbItemPointer& item);
+    void takeOut(const std::unordered_set<Uuid>& ids);
+    void insert(CrumbItemList inserted);
+    void tell(MemoryListChange change);
+    void tellEverything();
+    void announceChange(MemoryListChange change);
+
     Published<CrumbItemList> items_;
+    Published<MemoryListChange> changes_;
     std::unordered_map<Uuid, CrumbItemPointer> byID_;
+    /// What stands in place of these is not announced yet.
+    std::unordered_map<Uuid, CrumbItemPointer> quietlyReplaced_;
 };
 
 /// The order of every list of memories.

@@ -163,7 +163,8 @@ DeepSearchResult runDeepSearch(const DeepSearchRequest& request, const TextEmbed
     DeepSearchResult result;
     result.totalCount = request.lexicalCount + admitted.size();
     for (const ScoredCandidate& candidate : candidates) {
-        result.hits.push_back({candidate.item->id, candidate.score, hintFor(candidate)});
+        result.hits.push_back(
+            {candidate.item->id, candidate.score, hintFor(candidate), candidate.item});
     }
     throwIfStopped(stop);
     return result;

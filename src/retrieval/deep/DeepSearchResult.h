@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/Uuid.h"
+#include "records/CrumbItem.h"
 
 namespace nookery {
 
@@ -13,6 +13,7 @@ struct RankedHit {
     Uuid id;
     double score = 0;
     std::string hint;
+    CrumbItemPointer item{};  ///< the memory as it was searched
 };
 
 struct DeepSearchResult {

@@ -161,7 +161,7 @@ void appendTidied(std::string& output, std::string_view text, bool& afterSpace) 
     }
 }
 
-std::string marked(const Passage& passage, std::string_view open, std::string_view close) {
+Excerpt cutOut(const Passage& passage) {
     const std::string_view text = passage.text;
     std::size_t start = 0;
     std::size_t reach = passageByteCount;
@@ -177,27 +177,36 @@ std::string marked(const Passage& passage, std::string_view open, std::string_vi
     for (const Match& match : passage.matches) {
         if (match.start < end && match.end > end) end = match.end;
     }
-    std::string output = start > 0 ? "…" : "";
+    Excerpt excerpt{start > 0 ? "…" : "", {}};
+    std::string& output = excerpt.text;
     bool afterSpace = true;
     std::size_t position = start;
     for (const Match& match : passage.matches) {
         if (match.start < start || match.end > end) continue;
         appendTidied(output, text.substr(position, match.start - position), afterSpace);
-        output += open;
+        const std::size_t matchStart = output.size();
         appendTidied(output, text.substr(match.start, match.end - match.start), afterSpace);
-        output += close;
+        excerpt.matches.push_back({matchStart, output.size() - matchStart});
         position = match.end;
     }
     appendTidied(output, text.substr(position, end - position), afterSpace);
     while (!output.empty() && output.back() == ' ') output.pop_back();
     if (end < text.size()) output += "…";
-    return output;
+    return excerpt;
 }
 
 }  // namespace
 
-std::string bestPassage(const std::vector<std::string_view>& texts, const ExcerptTerms& query,
-                        std::string_view open, std::string_view close) {
+ExcerptTerms excerptTermsOf(const LexicalSnapshot& snapshot) {
+    ExcerptTerms terms{parseQuery(snapshot.query).terms, {}};
+    const std::size_t typedCount =
+        std::min(snapshot.literalTerms.size(), snapshot.expandedTerms.size());
+    terms.expanded.assign(snapshot.expandedTerms.begin() + static_cast<std::ptrdiff_t>(typedCount),
+                          snapshot.expandedTerms.end());
+    return terms;
+}
+
+Excerpt bestPassage(const std::vector<std::string_view>& texts, const ExcerptTerms& query) {
     const Needles needles = needlesOf(query);
     std::vector<std::string> kept;
     kept.reserve(texts.size());
@@ -213,7 +222,22 @@ std::string bestPassage(const std::vector<std::string_view>& texts, const Excerp
             if (found.termCount > best.termCount) best = std::move(found);
         }
     }
-    return marked(best, open, close);
+    return cutOut(best);
+}
+
+std::string withMarks(const Excerpt& excerpt, std::string_view open, std::string_view close) {
+    const std::string_view text = excerpt.text;
+    std::string marked;
+    std::size_t position = 0;
+    for (const TextRange& match : excerpt.matches) {
+        marked += text.substr(position, match.start - position);
+        marked += open;
+        marked += text.substr(match.start, match.length);
+        marked += close;
+        position = match.start + match.length;
+    }
+    marked += text.substr(position);
+    return marked;
 }
 
 }  // namespace nookery

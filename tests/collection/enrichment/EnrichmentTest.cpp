@@ -44,6 +44,11 @@ class EnrichmentTest : public ::testing::Test {
         const auto hint = store_->retrievalHints()->find(id);
         return hint == store_->retrievalHints()->end() ? "" : hint->second;
     }
+    std::string thumbnailOf(const Uuid& id) {
+        const auto original = world_.files.status(*store_->item(id)->filePath);
+        const Path place = thumbnailPath(world_.layout(), id, *original);
+        return readWholeFile(world_.files, place, 100);
+    }
     void see(const std::string& text) { world_.textRecognizer.lines = {{.text = text, .box = {}}}; }
 
     TestPlatform world_;
@@ -60,7 +65,7 @@ TEST_F(EnrichmentTest, AnImageIsFoundByWhatItShowsAndReadingAgainReplaces) {
     EXPECT_EQ(*store_->indexingCount(), 0);
     EXPECT_EQ(hintFor("parking", id), "Found in image");
     EXPECT_EQ(piecesOf(id).facts, "6 x 1 pixels");
-    EXPECT_EQ(world_.folder.read("cache/Thumbnails/" + id.toString() + ".jpg"), "6 x 1");
+    EXPECT_EQ(thumbnailOf(id), "6 x 1");
 
     see("Exit only");
     store_->enrichment().request({id});
@@ -104,7 +109,7 @@ TEST_F(EnrichmentTest, AFilmIsFoundByWhatItSaysOfItself) {
     EXPECT_EQ(hintFor("baptism", film), "Found in contents");
     EXPECT_EQ(piecesOf(film).facts,
               "Duration 1:02:03\nVideo h264, 1920 x 1080 pixels\nSound aac\nRecorded 2024-07-03");
-    EXPECT_EQ(world_.folder.read("cache/Thumbnails/" + film.toString() + ".jpg"), "320 x 1");
+    EXPECT_EQ(thumbnailOf(film), "320 x 1");
 }
 
 TEST_F(EnrichmentTest, AFailureIsRememberedAndNotRetriedForEver) {
@@ -216,7 +221,7 @@ TEST_F(EnrichmentTest, WhatIsKeptSecretIsNotReadOutOfItsOriginal) {
     store_->enrichment().request({card.id});
     work();
     EXPECT_EQ(store_->item(card.id)->searchableText, card.searchableText);
-    EXPECT_FALSE(world_.files.status(thumbnailPath(world_.layout(), card.id)));
+    EXPECT_FALSE(world_.files.status(world_.layout().thumbnails()));
 }
 
 TEST_F(EnrichmentTest, WhatBecomesSecretWhileItIsReadKeepsItsWordsToItself) {

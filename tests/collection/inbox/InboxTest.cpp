@@ -128,10 +128,23 @@ TEST_F(InboxTest, WhatCannotBeTakenStaysAndIsTriedAgain) {
     EXPECT_EQ(inbox_.left(inbox_.inbox()), Names{"a.txt"});
     inbox_.advance(60);
     EXPECT_EQ(inbox_.left(inbox_.inbox()), Names{"a.txt"});
+    ASSERT_EQ(world_.log.problems.size(), 1u);
+    EXPECT_EQ(world_.log.problems[0].subject.path, inbox_.inbox() / "a.txt");
+    EXPECT_TRUE(world_.log.problems[0].message.starts_with("a.txt stays in the inbox: "));
     world_.files.disarm();
     inbox_.advance(13);
     EXPECT_TRUE(inbox_.find("a"));
     EXPECT_EQ(inbox_.left(inbox_.inbox()), Names{});
+    EXPECT_TRUE(world_.log.problems.empty());
+
+    inbox_.drop("b.txt", "b");
+    world_.files.arm(Fault::diskFull, 1);
+    inbox_.advance(4);
+    EXPECT_EQ(world_.log.problems.size(), 1u);
+    std::filesystem::remove(inbox_.inbox() / "b.txt");
+    world_.files.disarm();
+    inbox_.advance(13);
+    EXPECT_TRUE(world_.log.problems.empty()) << "somebody took it out";
 }
 
 TEST_F(InboxTest, AnInboxThatCannotBeOpenedIsToldOnceAndLookedForAgain) {
@@ -140,8 +153,10 @@ TEST_F(InboxTest, AnInboxThatCannotBeOpenedIsToldOnceAndLookedForAgain) {
     inbox_.advance(100);
     EXPECT_EQ(world_.log.lines.size(), 1u);
     EXPECT_TRUE(world_.log.contains("Crumb Inbox create error: "));
+    EXPECT_EQ(world_.log.problems.size(), 1u);
     std::filesystem::remove(inbox_.inbox());
     inbox_.advance(13);
+    EXPECT_TRUE(world_.log.problems.empty());
     inbox_.drop("a.txt", "a");
     inbox_.advance(3);
     EXPECT_TRUE(inbox_.find("a"));

@@ -200,7 +200,10 @@ TEST_F(RecoverySnapshotsTest, ADestructiveOperationGoesOnOnMainAfterItsSnapshotO
     EXPECT_EQ(name, std::nullopt);
     EXPECT_TRUE(world_.world.log.contains(
         "Crumb pre-destructive recovery snapshot error: Could not find "));
+    EXPECT_EQ(world_.world.log.problems.size(), 1u);
     std::filesystem::create_directory(world_.world.layout().items());
+    destroy();
+    EXPECT_TRUE(world_.world.log.problems.empty());
     world_.database.reset();
     std::filesystem::resize_file(world_.world.layout().database(), 5000);
     destroy();
@@ -209,7 +212,7 @@ TEST_F(RecoverySnapshotsTest, ADestructiveOperationGoesOnOnMainAfterItsSnapshotO
     std::filesystem::remove(world_.world.layout().database());
     destroy();
     EXPECT_TRUE(world_.world.log.contains("Could not open recovery database: unable to open"));
-    EXPECT_EQ(world_.everythingOnShelf().size(), 2u) << "nothing unfinished stays";
+    EXPECT_EQ(world_.everythingOnShelf().size(), 3u) << "nothing unfinished stays";
 }
 
 TEST_F(RecoverySnapshotsTest, ACancelledSnapshotLeavesNothing) {

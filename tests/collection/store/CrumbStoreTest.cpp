@@ -370,13 +370,14 @@ TEST_F(CrumbStoreTest, OnlyTheLastQuerysDeepResultIsShown) {
     add("red boats");
     add("blue boats");
     int published = 0;
-    const auto subscription = store_->searchResult().subscribe([&](const SearchResult& result) {
-        if (result.isFinal) ++published;
-    });
+    const auto subscription =
+        store_->searchResult().subscribe([&](const SearchResultPointer& result) {
+            if (result->isFinal) ++published;
+        });
     for (const char* typed : {"r", "re", "red"}) store_->search().setText(typed);
     world_.time.settle();
     EXPECT_EQ(published, 1);
-    EXPECT_EQ(store_->searchResult()->text, "red");
+    EXPECT_EQ((*store_->searchResult())->text, "red");
     EXPECT_EQ(store_->retrievalHints()->size(), 1u);
     EXPECT_EQ(store_->retrievalHints()->begin()->second, "Matched title");
 }

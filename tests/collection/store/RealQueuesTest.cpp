@@ -63,7 +63,7 @@ TEST_F(RealQueuesTest, ALibraryIsFilledSearchedChangedAndClosedWhileWorkGoesOn) 
     EXPECT_FALSE(*tagged);
     main_->runUntil([&] { return *store_->indexingCount() == 0; });
     store_->search().setText("dog");
-    main_->runUntil([&] { return store_->searchResult()->isFinal; });
+    main_->runUntil([&] { return (*store_->searchResult())->isFinal; });
     EXPECT_GT(store_->filteredItems()->size(), 1u) << "by its tag, and by meaning";
     resultOf(store_->close());
     EXPECT_TRUE(store_->refusal()) << "it is closed";

@@ -46,6 +46,12 @@ class LexicalRanking : public testing::Test {
         return snapshot.hints.contains(id) ? snapshot.hints.at(id) : "no hit";
     }
 
+    /// Of the memory added last.
+    std::string excerptFor(const std::string& text) {
+        const ExcerptTerms terms = excerptTermsOf(engine_.search(text, 50));
+        return withMarks(RetrievalEngine::excerpt(*last_, terms), "[", "]");
+    }
+
     RetrievalEngine engine_;
     CrumbItemPointer last_;
 };
@@ -202,13 +208,13 @@ TEST_F(LexicalRanking, InternalMarkersAreNeitherFoundNorShown) {
     for (const char* marker : {"mobile", "99", "crumb", "secure"}) {
         EXPECT_TRUE(ranked(marker).empty()) << marker;
     }
-    EXPECT_EQ(engine_.excerpt(*last_, engine_.search("milk", 5), "[", "]"), "[milk]");
+    EXPECT_EQ(excerptFor("milk"), "[milk]");
 }
 
 TEST_F(LexicalRanking, ExcerptsMarkMatchesInTheOriginalSpelling) {
     const auto excerpt = [&](const std::string& text, const std::string& query) {
         add({.title = "x", .contents = text});
-        return engine_.excerpt(*last_, engine_.search(query, 50), "[", "]");
+        return excerptFor(query);
     };
     EXPECT_EQ(excerpt("Ein Café, CAFÉS  und\ncafe\u0301", "cafe"),
               "Ein [Café], [CAFÉ]S und [cafe\u0301]");

@@ -47,13 +47,16 @@ TEST(ContentPieces, WhatWasSeenIsFoundAndShownWithoutMarkers) {
     const auto found = engine.search("ahead", 10);
     ASSERT_EQ(found.rankedIDs.size(), 1U);
     EXPECT_EQ(found.hints.at(image.id), "Found in image");
-    EXPECT_EQ(engine.excerpt(image, found, "[", "]"), "STOP [Ahead]");
+    const auto excerpt = [&](const LexicalSnapshot& snapshot) {
+        return withMarks(RetrievalEngine::excerpt(image, excerptTermsOf(snapshot)), "[", "]");
+    };
+    EXPECT_EQ(excerpt(found), "STOP [Ahead]");
     for (const char* marker : {"crumb", "recognised", "facts", "description"}) {
         EXPECT_TRUE(engine.search(marker, 10).rankedIDs.empty()) << marker;
     }
     // A fact is found, below what was seen, and is shown.
     EXPECT_LT(engine.search("pixels", 10).scores.at(image.id), found.scores.at(image.id));
-    EXPECT_EQ(engine.excerpt(image, engine.search("480", 10), "[", "]"), "640 x [480] pixels");
+    EXPECT_EQ(excerpt(engine.search("480", 10)), "640 x [480] pixels");
     EXPECT_EQ(joinedPieces(image.searchableText),
               "taken in\nwith lines\n\nSTOP\nAhead\nAlbum\n640 x 480 pixels");
     EXPECT_EQ(joinedPieces("mobile-note-id:7"), "mobile-note-id:7");

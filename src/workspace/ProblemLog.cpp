@@ -1,0 +1,35 @@
+#include "workspace/ProblemLog.h"
+
+#include <utility>
+
+namespace nookery {
+namespace {
+
+/// While nobody takes the news, as in a short command, no more of it is kept.
+constexpr std::size_t mostNews = 10'000;
+
+}  // namespace
+
+void ProblemLog::report(const Problem& problem) { add({problem, false}); }
+
+void ProblemLog::mended(const ProblemSubject& subject) { add({{subject, "", ""}, true}); }
+
+void ProblemLog::add(ProblemNews news) {
+    const std::lock_guard lock(mutex_);
+    if (news_.size() == mostNews) return;
+    news_.push_back(std::move(news));
+    if (news_.size() == 1 && listener_) listener_();
+}
+
+std::vector<ProblemNews> ProblemLog::take() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(news_, {});
+}
+
+void ProblemLog::setListener(std::function<void()> listener) {
+    const std::lock_guard lock(mutex_);
+    listener_ = std::move(listener);
+    if (listener_ && !news_.empty()) listener_();
+}
+
+}  // namespace nookery
