@@ -37,6 +37,8 @@ ALLOWED = {
     "mobilelink": FEATURE,
     "receipts": FEATURE,
     "fieldreports": BASE | {"collection"},
+    "workspace/history": FEATURE | {"receipts", "fieldreports"},
+    "workspace": FEATURE | {"archive", "receipts", "fieldreports", "mobilelink"},
     "backends": {"foundation", "platform"},
     "cli/output": {"foundation", "platform"},
     "cli/line": {"foundation", "platform", "cli/output"},
@@ -54,7 +56,7 @@ WIRING = {"cli/main.cpp": {"backends"}}
 MOST_FILES = 42
 
 CORE = {"foundation", "platform", "records", "retrieval", "collection", "archive", "mobilelink", "receipts",
-        "fieldreports"}
+        "fieldreports", "workspace"}
 FORBIDDEN = [
     (r"#include <regex>|std::regex", "std::regex is neither safe nor fast; use RE2", None),
     (r"#include <Q|#include <Qt", "the core knows no Qt", CORE),
