@@ -39,7 +39,8 @@ ALLOWED = {
     "fieldreports": BASE | {"collection"},
     # Knows the reader program by its answers only, not what decodes in it.
     "backends/reader": {"foundation", "platform"},
-    "workspace": FEATURE | {"archive", "mobilelink", "receipts", "fieldreports"},
+    "workspace/history": FEATURE | {"receipts", "fieldreports"},
+    "workspace": FEATURE | {"archive", "receipts", "fieldreports", "mobilelink"},
     "backends": {"foundation", "platform"},
     "reader": {"foundation", "platform", "backends"},
     "cli/output": {"foundation", "platform"},

@@ -57,8 +57,10 @@ void SqliteStatement::run() {
     if (step()) {
         throw DatabaseError(DatabaseFailure::stepFailed, "unexpected row", SQLITE_ROW);
     }
-    sqlite3_reset(statement_.get());
+    reset();
 }
+
+void SqliteStatement::reset() { sqlite3_reset(statement_.get()); }
 
 bool SqliteStatement::isNull(int column) const {
     return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
@@ -103,6 +105,52 @@ std::span<const std::byte> SqliteStatement::blob(int column) const {
     if (bytes == nullptr) return {};
     const int byteCount = sqlite3_column_bytes(statement_.get(), column);
     return {bytes, static_cast<std::size_t>(byteCount)};
+}
+
+namespace {
+
+struct ValueBinder {
+    SqliteStatement& statement;
+    int parameter;
+
+    void operator()(std::monostate) const { statement.bindNull(parameter); }
+    void operator()(const std::vector<std::byte>& blob) const {
+        statement.bind(parameter, std::span<const std::byte>(blob));
+    }
+    template <typename Value>
+    void operator()(const Value& held) const {
+        statement.bind(parameter, held);
+    }
+};
+
+}  // namespace
+
+void SqliteStatement::bindValue(int parameter, const SqliteValue& value) {
+    std::visit(ValueBinder{*this, parameter}, value);
+}
+
+int SqliteStatement::columnCount() const { return sqlite3_column_count(statement_.get()); }
+
+std::string SqliteStatement::columnName(int column) const {
+    const char* name = sqlite3_column_name(statement_.get(), column);
+    return name == nullptr ? std::string() : name;
+}
+
+SqliteValue SqliteStatement::value(int column) const {
+    switch (sqlite3_column_type(statement_.get(), column)) {
+        case SQLITE_INTEGER:
+            return integer(column);
+        case SQLITE_FLOAT:
+            return number(column);
+        case SQLITE_TEXT:
+            return string(column);
+        case SQLITE_BLOB: {
+            const auto bytes = blob(column);
+            return std::vector<std::byte>(bytes.begin(), bytes.end());
+        }
+        default:
+            return std::monostate();
+    }
 }
 
 }  // namespace nookery

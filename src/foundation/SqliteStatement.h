@@ -7,6 +7,8 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <variant>
+#include <vector>
 
 #include "foundation/SqliteConnection.h"
 #include "foundation/Timestamp.h"
@@ -15,6 +17,10 @@
 struct sqlite3_stmt;
 
 namespace nookery {
+
+/// What any column may hold, for rows that are kept whole, whatever they mean.
+using SqliteValue =
+    std::variant<std::monostate, std::int64_t, double, std::string, std::vector<std::byte>>;
 
 /// A prepared statement. Parameters count from 1, columns from 0. Identifiers are stored as
 /// upper-case text, dates as seconds since 1970, absent values as NULL, text with its whole length
@@ -37,6 +43,7 @@ class SqliteStatement {
         value ? bind(parameter, *value) : bindNull(parameter);
     }
     void bindNull(int parameter);
+    void bindValue(int parameter, const SqliteValue& value);
 
     /// Binds the values to the parameters from 1 on.
     template <typename... Values>
@@ -50,6 +57,8 @@ class SqliteStatement {
     bool step();
     /// Runs a statement that gives no rows, and makes it ready for other values.
     void run();
+    /// Makes a statement whose rows were read ready for other values.
+    void reset();
 
     bool isNull(int column) const;
     /// None for NULL. Valid until the next step.
@@ -64,6 +73,10 @@ class SqliteStatement {
     Timestamp date(int column) const { return Timestamp{number(column)}; }
     /// Empty for NULL. Valid until the next step.
     std::span<const std::byte> blob(int column) const;
+
+    int columnCount() const;
+    std::string columnName(int column) const;
+    SqliteValue value(int column) const;
 
   private:
     struct Finalize {

@@ -93,6 +93,12 @@ Path FolderTrash::moveToTrash(const Path& path) {
     return target;
 }
 
+void FolderTrash::putBack(const Path& place, const Path& destination) {
+    if (std::filesystem::exists(destination)) throw FileError("put back", destination, EEXIST);
+    if (!std::filesystem::exists(place)) throw FileError("put back", place, ENOENT);
+    std::filesystem::rename(place, destination);
+}
+
 std::size_t FakeEmbedder::dimension() const { return stems.size(); }
 
 std::optional<std::vector<float>> FakeEmbedder::embedMemory(std::string_view text) const {

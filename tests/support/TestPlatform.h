@@ -59,6 +59,7 @@ class FolderTrash final : public Trash {
   public:
     explicit FolderTrash(Path folder) : folder_(std::move(folder)) {}
     Path moveToTrash(const Path& path) override;
+    void putBack(const Path& place, const Path& destination) override;
 
   private:
     Path folder_;

@@ -55,6 +55,13 @@ class DesktopTrash final : public Trash {
         }
     }
 
+    /// Without its info file a name in the trash is free again.
+    void putBack(const Path& place, const Path& destination) override {
+        files_.renameExclusive(place, destination);
+        removeQuietly(place.parent_path().parent_path() / "info" /
+                      (place.filename().native() + std::string(infoSuffix)));
+    }
+
   private:
     TrashFolder folderFor(const Path& path, std::uint64_t device) {
         createDirectories(files_, userData_);

@@ -6,6 +6,7 @@
 #include <variant>
 #include <vector>
 
+#include "collection/database/Library.h"
 #include "foundation/FileSystem.h"
 #include "platform/ContentDigest.h"
 #include "platform/work/Outcome.h"
@@ -36,6 +37,7 @@ struct CaptureRequest {
     std::vector<std::string> tags{};
     std::optional<Uuid> groupID{};
     std::optional<Uuid> sourceItemID{};  ///< the memory that all of it belongs to
+    BeforeCommit beforeCommit{};         ///< may be none
 };
 
 struct CaptureDuplicate {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 #include <unordered_set>
+#include <utility>
 
 #include "collection/capture/CaptureWork.h"
 #include "collection/database/Sidecar.h"
@@ -33,6 +34,7 @@ struct CaptureReservations {
 struct CaptureService::Job {
     std::shared_ptr<CaptureWork> work;
     OperationPointer<CaptureReport> operation;
+    BeforeCommit beforeCommit{};
     CaptureReport report{};
     std::size_t doneCount = 0;
     std::size_t foundCount = 0;
@@ -79,6 +81,7 @@ OperationPointer<CaptureReport> CaptureService::capture(CaptureRequest request) 
     }
     auto job = std::make_unique<Job>();
     job->operation = Operation<CaptureReport>::create(platform_.mainQueue);
+    job->beforeCommit = std::exchange(request.beforeCommit, {});
     job->work = std::make_shared<CaptureWork>(platform_, layout_, std::move(request),
                                               job->operation->control().stopToken());
     const auto operation = job->operation;
@@ -256,6 +259,9 @@ void CaptureService::commit(const Batch& batch) {
     }
     if (ready.empty()) return closeRound(batch);
     const auto memories = std::make_shared<std::vector<NewMemory>>(std::move(ready));
+    if (SaveFailure failure = tellBeforeCommit(jobs_.front()->beforeCommit, *memories)) {
+        return finishCommit(batch, std::move(*memories), {false, failure});
+    }
     library_.add(*memories,
                  guard_.guarded([this, batch, memories](const Library::Committed& committed) {
                      finishCommit(batch, std::move(*memories), committed);

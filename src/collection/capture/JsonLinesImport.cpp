@@ -30,9 +30,11 @@ Batch readBatch(JsonLinesReader& reader, const OperationControl& control) {
 /// One import on its way. While a batch is committed, the next one is read.
 class Import : public std::enable_shared_from_this<Import> {
   public:
-    Import(const Platform& platform, Library& library, std::unique_ptr<ReadableFile> file)
+    Import(const Platform& platform, Library& library, std::unique_ptr<ReadableFile> file,
+           BeforeCommit beforeCommit)
         : platform_(platform),
           library_(library),
+          beforeCommit_(std::move(beforeCommit)),
           reader_(std::make_shared<JsonLinesReader>(std::move(file), platform.clock)),
           operation_(Operation<ImportReport>::create(platform.mainQueue)) {}
 
@@ -74,6 +76,10 @@ class Import : public std::enable_shared_from_this<Import> {
     }
 
     void commit(const std::vector<NewMemory>& memories) {
+        if (SaveFailure failure = tellBeforeCommit(beforeCommit_, memories)) {
+            failure_ = Failure{failure.message(), failure.advice(), {}};
+            return goOn();
+        }
         isCommitting_ = true;
         library_.add(memories, [self = shared_from_this(),
                                 count = memories.size()](const Library::Committed& committed) {
@@ -91,6 +97,7 @@ class Import : public std::enable_shared_from_this<Import> {
 
     Platform platform_;
     Library& library_;
+    BeforeCommit beforeCommit_;
     std::shared_ptr<JsonLinesReader> reader_;
     OperationPointer<ImportReport> operation_;
     ImportReport report_;
@@ -104,8 +111,10 @@ class Import : public std::enable_shared_from_this<Import> {
 }  // namespace
 
 OperationPointer<ImportReport> startImport(const Platform& platform, Library& library,
-                                           std::unique_ptr<ReadableFile> file) {
-    const auto import = std::make_shared<Import>(platform, library, std::move(file));
+                                           std::unique_ptr<ReadableFile> file,
+                                           BeforeCommit beforeCommit) {
+    const auto import =
+        std::make_shared<Import>(platform, library, std::move(file), std::move(beforeCommit));
     import->readNext();
     return import->operation();
 }

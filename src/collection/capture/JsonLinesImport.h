@@ -19,8 +19,9 @@ struct ImportReport {
 /// Takes memories of JSON lines into a library: lines are read on the capture queue, a thousand
 /// memories at a time are committed, so that each batch is in whole or not at all. Fails with the
 /// batch that could not be saved, or where the file cannot be read on; what came before it is in.
-/// The library outlives the operation. Main thread.
+/// `beforeCommit`, if any, is told of each batch. The library outlives the operation. Main thread.
 OperationPointer<ImportReport> startImport(const Platform& platform, Library& library,
-                                           std::unique_ptr<ReadableFile> file);
+                                           std::unique_ptr<ReadableFile> file,
+                                           BeforeCommit beforeCommit = {});
 
 }  // namespace nookery

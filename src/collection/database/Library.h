@@ -20,6 +20,19 @@ struct NewMemory {
     std::vector<std::string> tags;  ///< manual tags to set
 };
 
+/// Told the ids of memories that are about to be saved together. With a failure they are not. Main
+/// thread.
+using BeforeCommit = std::function<SaveFailure(const std::vector<Uuid>& ids)>;
+
+/// Tells about these memories, if there is anybody to be told.
+inline SaveFailure tellBeforeCommit(const BeforeCommit& told,
+                                    const std::vector<NewMemory>& memories) {
+    if (!told) return {};
+    std::vector<Uuid> ids;
+    for (const NewMemory& memory : memories) ids.push_back(memory.item.id);
+    return told(ids);
+}
+
 /// By which road memories come in.
 enum class IntakeRoad { capture, localInbox, cloudInbox };
 

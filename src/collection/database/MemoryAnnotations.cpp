@@ -46,19 +46,6 @@ std::string encode(const Value& value) {
     return toJsonText(toJson(value));
 }
 
-std::vector<std::string> tidied(const std::vector<std::string>& tags) {
-    std::map<std::string, std::string> bySpelling;
-    for (const std::string& tag : tags) {
-        std::string_view bare = trimmed(tag);
-        if (bare.starts_with('#')) bare = trimmed(bare.substr(1));
-        const std::string comparable = comparableTag(bare);
-        if (!comparable.empty()) bySpelling.emplace(comparable, bare);
-    }
-    std::vector<std::string> result;
-    for (const auto& [lower, spelling] : bySpelling) result.push_back(spelling);
-    return result;
-}
-
 /// Reads one map after the other, and records what the next change should mend.
 class Reading {
   public:
@@ -111,6 +98,19 @@ class Reading {
 
 }  // namespace
 
+std::vector<std::string> tidiedTags(const std::vector<std::string>& tags) {
+    std::map<std::string, std::string> bySpelling;
+    for (const std::string& tag : tags) {
+        std::string_view bare = trimmed(tag);
+        if (bare.starts_with('#')) bare = trimmed(bare.substr(1));
+        const std::string comparable = comparableTag(bare);
+        if (!comparable.empty()) bySpelling.emplace(comparable, bare);
+    }
+    std::vector<std::string> result;
+    for (const auto& [lower, spelling] : bySpelling) result.push_back(spelling);
+    return result;
+}
+
 LoadedAnnotations loadAnnotations(const Platform& platform) {
     LoadedAnnotations loaded;
     Reading reading(platform, loaded.unsaved);
@@ -145,7 +145,7 @@ void MemoryAnnotations::setManualTags(
     std::vector<Uuid> changed;
     for (const auto& [id, tags] : tagsByID) {
         changed.push_back(id);
-        auto tidy = tidied(tags);
+        auto tidy = tidiedTags(tags);
         if (tidy.empty()) {
             manualTagsByID_.erase(id);
             unsaved_.record(manualTagsDefaultsKey, id, std::nullopt);
@@ -171,15 +171,51 @@ void MemoryAnnotations::recordSelection(const Uuid& id) {
 }
 
 void MemoryAnnotations::setBringBack(const Uuid& id, std::optional<Timestamp> date) {
+    setBringBack({{id, date}});
+}
+
+void MemoryAnnotations::setBringBack(const BringBackByID& changes) {
     bringBackDates_.update([&](auto& dates) {
-        if (date) {
-            dates[id] = *date;
-        } else {
-            dates.erase(id);
+        for (const auto& [id, date] : changes) {
+            if (date) {
+                dates[id] = *date;
+            } else {
+                dates.erase(id);
+            }
         }
     });
     refreshBroughtBack();
-    unsaved_.record(bringBackDefaultsKey, id, date ? std::optional(encode(*date)) : std::nullopt);
+    for (const auto& [id, date] : changes) {
+        unsaved_.record(bringBackDefaultsKey, id,
+                        date ? std::optional(encode(*date)) : std::nullopt);
+    }
+}
+
+AnnotationsByID MemoryAnnotations::of(const std::unordered_set<Uuid>& ids) const {
+    AnnotationsByID found;
+    for (const Uuid& id : ids) {
+        MemoryAnnotation annotation{.manualTags = manualTags(id)};
+        const auto usage = usageSignals_.find(id);
+        if (usage != usageSignals_.end()) annotation.usage = usage->second;
+        const auto date = bringBackDates_->find(id);
+        if (date != bringBackDates_->end()) annotation.bringBack = date->second;
+        const bool hasSomething =
+            !annotation.manualTags.empty() || annotation.usage || annotation.bringBack;
+        if (hasSomething) found.emplace(id, std::move(annotation));
+    }
+    return found;
+}
+
+void MemoryAnnotations::restore(const AnnotationsByID& annotations) {
+    BringBackByID dates;
+    for (const auto& [id, annotation] : annotations) {
+        if (!annotation.manualTags.empty()) setManualTags(id, annotation.manualTags);
+        if (annotation.bringBack) dates.emplace(id, annotation.bringBack);
+        if (!annotation.usage) continue;
+        usageSignals_[id] = *annotation.usage;
+        unsaved_.record(usageDefaultsKey, id, encode(*annotation.usage));
+    }
+    if (!dates.empty()) setBringBack(dates);
 }
 
 void MemoryAnnotations::forget(const std::unordered_set<Uuid>& ids) {

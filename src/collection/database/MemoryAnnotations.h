@@ -33,6 +33,19 @@ struct LoadedAnnotations {
     UnsavedAnnotations unsaved;  ///< what the reading wants to have changed, with the next change
 };
 
+/// All that the user attached to one memory.
+struct MemoryAnnotation {
+    std::vector<std::string> manualTags{};
+    std::optional<UsageSignal> usage{};
+    std::optional<Timestamp> bringBack{};
+};
+using AnnotationsByID = std::unordered_map<Uuid, MemoryAnnotation>;
+using BringBackByID = std::map<Uuid, std::optional<Timestamp>>;
+
+/// Manual tags as they are kept: each trimmed and without a leading "#"; empty ones and those that
+/// differ only in case from an earlier one left out; sorted.
+std::vector<std::string> tidiedTags(const std::vector<std::string>& tags);
+
 /// Reads all of it and changes nothing. A stored value that cannot be read, or holds entries that
 /// cannot, is logged; the map begins with the entries that can be read. Before the first change the
 /// value is kept as it was under its key with ".unreadable" added, and nothing is lost. Throws
@@ -63,12 +76,16 @@ class MemoryAnnotations {
         return bringBackNotice_;
     }
 
-    /// Trims each tag, takes a leading "#" off, drops empty ones and those that differ only in case
-    /// from an earlier one.
+    /// Keeps them tidied.
     void setManualTags(const Uuid& id, const std::vector<std::string>& tags);
     void setManualTags(const std::unordered_map<Uuid, std::vector<std::string>>& tagsByID);
     void recordSelection(const Uuid& id);
     void setBringBack(const Uuid& id, std::optional<Timestamp> date);
+    void setBringBack(const BringBackByID& dates);
+    /// What is attached to these memories; those that have nothing are left out.
+    AnnotationsByID of(const std::unordered_set<Uuid>& ids) const;
+    /// Attaches again what was attached to memories that are back.
+    void restore(const AnnotationsByID& annotations);
     void forget(const std::unordered_set<Uuid>& ids);
     void forgetAll();
 

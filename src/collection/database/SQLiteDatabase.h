@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "collection/database/KeptRows.h"
 #include "collection/database/RecoveryPoint.h"
 #include "foundation/SqliteConnection.h"
 #include "records/CrumbItem.h"
@@ -53,6 +54,15 @@ class SQLiteDatabase {
     /// Faces, analysis marks and relationships go with the memory.
     void deleteItem(const Uuid& id, const RecoveryPoint& before);
     void deleteItems(std::span<const Uuid> ids, const RecoveryPoint& before);
+
+    /// All rows that a memory consists of, with every column, so that `returnRows` makes it again.
+    /// In pieces of about `pieceByteCount`; no memory is split.
+    using KeptPieceVisitor = std::function<void(std::vector<KeptTable> piece)>;
+    void keepRows(std::span<const Uuid> ids, std::size_t pieceByteCount,
+                  const KeptPieceVisitor& visit);
+    /// Puts the rows back. One that is there again stays as it is; a relationship whose other end
+    /// is gone is left out.
+    void returnRows(std::span<const KeptTable> tables);
 
     // Groups.
     std::vector<CrumbGroup> loadGroups();  ///< oldest first

@@ -47,6 +47,23 @@ CREATE TABLE problems (
     dismissed INTEGER NOT NULL
 ) WITHOUT ROWID;
 )sql",
+    R"sql(
+CREATE TABLE steps (
+    number INTEGER PRIMARY KEY AUTOINCREMENT,
+    state INTEGER NOT NULL,
+    name TEXT NOT NULL,
+    at REAL NOT NULL,
+    change_count INTEGER NOT NULL,
+    byte_count INTEGER NOT NULL,
+    changes BLOB NOT NULL
+);
+CREATE TABLE step_contents (
+    step INTEGER NOT NULL,
+    part INTEGER NOT NULL,
+    bytes BLOB NOT NULL,
+    PRIMARY KEY (step, part)
+);
+)sql",
 };
 
 constexpr const char* originalColumns =

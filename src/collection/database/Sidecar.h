@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "collection/database/StepRecords.h"
 #include "foundation/SqliteConnection.h"
 #include "foundation/Timestamp.h"
 #include "foundation/Uuid.h"
@@ -98,6 +99,9 @@ class Sidecar {
     void forgetMemories(std::span<const Uuid> memoryIDs);
     /// Forgets all originals and all work: the library was emptied.
     void forgetAllMemories();
+
+    /// What the person's changes were, so that they can be taken back.
+    StepRecords steps() { return StepRecords(connection_); }
 
     // Small state, by key.
     std::optional<std::string> state(std::string_view key);

@@ -12,13 +12,12 @@
 namespace nookery {
 namespace {
 
-void dispose(const Path& original, OriginalDisposal disposal, const Platform& platform) {
-    if (!platform.files.status(original)) return;
-    if (disposal == OriginalDisposal::moveToTrash) {
-        platform.trash.moveToTrash(original);
-    } else {
-        removeTree(platform.files, original);  // an activity's original is a folder
-    }
+std::optional<Path> dispose(const Path& original, OriginalDisposal disposal,
+                            const Platform& platform) {
+    if (!platform.files.status(original)) return std::nullopt;
+    if (disposal == OriginalDisposal::moveToTrash) return platform.trash.moveToTrash(original);
+    removeTree(platform.files, original);  // an activity's original is a folder
+    return std::nullopt;
 }
 
 }  // namespace
@@ -45,18 +44,14 @@ std::vector<Path> originalsUsedOnlyBy(const CrumbItemList& all,
     return originals;
 }
 
-std::size_t disposeOfOriginals(const std::vector<Path>& originals, OriginalDisposal disposal,
-                               const Platform& platform) {
-    std::size_t failures = 0;
-    for (const Path& original : originals) {
-        try {
-            dispose(original, disposal, platform);
-        } catch (const Error& error) {
-            ++failures;
-            platform.log.line("NOOKERY original cleanup error: " + error.description());
-        }
+std::optional<Path> disposeOfOriginal(const Path& original, OriginalDisposal disposal,
+                                      const Platform& platform) {
+    try {
+        return dispose(original, disposal, platform);
+    } catch (const Error& error) {
+        platform.log.line("NOOKERY original cleanup error: " + error.description());
+        return std::nullopt;
     }
-    return failures;
 }
 
 std::vector<Path> originalsThatAreGone(const std::vector<Path>& originals,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -22,10 +23,17 @@ std::vector<Path> originalsUsedOnlyBy(const CrumbItemList& all,
                                       const std::unordered_set<Uuid>& removed,
                                       const LibraryLayout& layout);
 
-/// Disposes of originals whose records are already gone from the database. What cannot be
-/// disposed of stays, and its failure is logged and counted; `verify` lists it later. Any thread.
-std::size_t disposeOfOriginals(const std::vector<Path>& originals, OriginalDisposal disposal,
-                               const Platform& platform);
+/// Where an original is that was moved to the trash.
+struct TrashedOriginal {
+    Path relativePath;  ///< below the library folder, where it was
+    Path place;         ///< where it is now
+};
+
+/// Disposes of an original whose records are already gone from the database, and says where in the
+/// trash it is; none when it went for good. What cannot be disposed of stays, and its failure is
+/// logged; `verify` lists it later. Any thread.
+std::optional<Path> disposeOfOriginal(const Path& original, OriginalDisposal disposal,
+                                      const Platform& platform);
 
 /// Those of the originals that are not there any more; one that cannot be looked at counts as
 /// there. Any thread.

@@ -84,6 +84,7 @@ void CrumbStore::createServices() {
     inboxes_ = std::make_unique<Inboxes>(platform, contents_.layout, *sidecar, writer_, *capture_);
     LibraryEvents& events = *this;
     remover_ = std::make_unique<MemoryRemover>(contents_, writer_, events, *recoverySnapshots_);
+    memoryReturn_ = std::make_unique<MemoryReturn>(contents_, writer_);
 }
 
 void CrumbStore::becomeOpen(SessionLength length, const LibraryOpening& opening) {
@@ -141,6 +142,7 @@ void CrumbStore::endServices() {
     writer_.gate().setOpen(false);
     inboxes_.reset();
     remover_.reset();
+    memoryReturn_.reset();
     capture_.reset();
     if (!enrichment_) return closeDatabases();
     enrichment_->pause();
@@ -223,8 +225,9 @@ OperationPointer<CaptureReport> CrumbStore::capture(CaptureRequest request) {
         Outcome<CaptureReport>::failed({refused.message(), refused.advice(), {}}));
 }
 
-OperationPointer<ImportReport> CrumbStore::import(std::unique_ptr<ReadableFile> file) {
-    return startImport(contents_.platform, writer_, std::move(file));
+OperationPointer<ImportReport> CrumbStore::import(std::unique_ptr<ReadableFile> file,
+                                                  BeforeCommit beforeCommit) {
+    return startImport(contents_.platform, writer_, std::move(file), std::move(beforeCommit));
 }
 
 void CrumbStore::addRecords(const CrumbItemList& records, const TagsByID& tagsByID, Saved saved) {
@@ -234,8 +237,8 @@ void CrumbStore::addRecords(const CrumbItemList& records, const TagsByID& tagsBy
                        });
 }
 
-template <typename Service>
-Service& CrumbStore::demand(const std::unique_ptr<Service>& service) const {
+template <typename Held>
+auto& CrumbStore::demand(Held& service) const {
     if (service) return *service;
     if (contents_.access == LibraryAccess::reading) {
         throw Error("The library was opened for reading only.");
@@ -245,12 +248,20 @@ Service& CrumbStore::demand(const std::unique_ptr<Service>& service) const {
 
 Enrichment& CrumbStore::enrichment() { return demand(enrichment_); }
 MemoryRemover& CrumbStore::remover() { return demand(remover_); }
+MemoryReturn& CrumbStore::memoryReturn() { return demand(memoryReturn_); }
 Inboxes& CrumbStore::inboxes() { return demand(inboxes_); }
 CrumbRecoverySnapshots& CrumbStore::recoverySnapshots() { return demand(recoverySnapshots_); }
+Sidecar& CrumbStore::sidecar() { return demand(contents_.sidecar); }
 
 void CrumbStore::memoriesAdded(const CrumbItemList& added) {
     if (capture_) capture_->remember(added);
     enrichment_->added(added);
+}
+
+void CrumbStore::memoriesReturned(const CrumbItemList& returned,
+                                  const std::unordered_set<Uuid>& embedded) {
+    if (capture_) capture_->remember(returned);
+    enrichment_->resume(findBacklog(returned, {}, embedded));
 }
 
 void CrumbStore::memoriesEdited(const std::vector<Uuid>& ids) { enrichment_->edited(ids); }

@@ -21,6 +21,7 @@
 #include "collection/store/LibraryWriter.h"
 #include "collection/store/MemoryEdits.h"
 #include "collection/store/MemoryRemover.h"
+#include "collection/store/MemoryReturn.h"
 #include "collection/store/SearchSession.h"
 #include "collection/store/Selection.h"
 #include "platform/Platform.h"
@@ -99,7 +100,8 @@ class CrumbStore final : private LibraryEvents {
     /// As CaptureService::capture.
     OperationPointer<CaptureReport> capture(CaptureRequest request);
     /// As startImport.
-    OperationPointer<ImportReport> import(std::unique_ptr<ReadableFile> file);
+    OperationPointer<ImportReport> import(std::unique_ptr<ReadableFile> file,
+                                          BeforeCommit beforeCommit = {});
     /// Complete records with new ids from elsewhere, saved in one transaction. Nothing is
     /// added when that fails; when only the tags cannot be saved, the memories are in.
     void addRecords(const CrumbItemList& records, const TagsByID& tagsByID, Saved saved);
@@ -118,7 +120,9 @@ class CrumbStore final : private LibraryEvents {
     // These throw Error unless the library was opened for writing, and could be.
     MemoryRemover& remover();
     Inboxes& inboxes();
+    MemoryReturn& memoryReturn();
     CrumbRecoverySnapshots& recoverySnapshots();
+    Sidecar& sidecar();
 
     /// As LibraryWriter::changeSidecar: does nothing while the library is not open for writing.
     void changeSidecar(const std::function<void(Sidecar&)>& change) {
@@ -137,10 +141,13 @@ class CrumbStore final : private LibraryEvents {
     void showFound(const SearchResult& result);
     void endServices();
     void closeDatabases();
-    template <typename Service>
-    Service& demand(const std::unique_ptr<Service>& service) const;
+    /// What a pointer or an optional holds.
+    template <typename Held>
+    auto& demand(Held& service) const;
 
     void memoriesAdded(const CrumbItemList& added) override;
+    void memoriesReturned(const CrumbItemList& returned,
+                          const std::unordered_set<Uuid>& embedded) override;
     void memoriesEdited(const std::vector<Uuid>& ids) override;
     void memoriesRemoved(const std::unordered_set<Uuid>& ids) override;
     void libraryCleared() override;
@@ -177,6 +184,7 @@ class CrumbStore final : private LibraryEvents {
     std::unique_ptr<CaptureService> capture_;
     std::unique_ptr<Inboxes> inboxes_;
     std::unique_ptr<MemoryRemover> remover_;
+    std::unique_ptr<MemoryReturn> memoryReturn_;
     CallbackGuard guard_;
 };
 

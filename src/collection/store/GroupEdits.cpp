@@ -19,6 +19,26 @@ SaveFailure GroupEdits::create(const std::string& name, Uuid* created) {
     return failure;
 }
 
+SaveFailure GroupEdits::add(const CrumbGroup& group) {
+    const bool isThere = std::any_of(contents_.groups->begin(), contents_.groups->end(),
+                                     [&](const auto& each) { return each.id == group.id; });
+    if (isThere) return {};
+    if (SaveFailure failure =
+            writer_.save("Crumb group create error: ", [&](SQLiteDatabase& database) {
+                database.saveGroup(group, contents_.platform.clock.now());
+            })) {
+        return failure;
+    }
+    contents_.groups.update([&](auto& groups) {
+        const auto place = std::upper_bound(
+            groups.begin(), groups.end(), group,
+            [](const auto& left, const auto& right) { return left.createdAt < right.createdAt; });
+        groups.insert(place, group);
+    });
+    writer_.recordChange();
+    return {};
+}
+
 SaveFailure GroupEdits::rename(const Uuid& id, const std::string& name) {
     if (SaveFailure refused = writer_.gate().refusalForGroup(id)) return refused;
     const auto renamed = std::find_if(contents_.groups->begin(), contents_.groups->end(),

@@ -14,6 +14,9 @@ class LibraryEvents {
     virtual ~LibraryEvents() = default;
 
     virtual void memoriesAdded(const CrumbItemList& added) = 0;
+    /// Removed memories are back; these of them with a vector of the present model.
+    virtual void memoriesReturned(const CrumbItemList& returned,
+                                  const std::unordered_set<Uuid>& embedded) = 0;
     /// A person changed their texts.
     virtual void memoriesEdited(const std::vector<Uuid>& ids) = 0;
     virtual void memoriesRemoved(const std::unordered_set<Uuid>& ids) = 0;

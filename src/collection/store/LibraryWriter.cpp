@@ -23,14 +23,14 @@ std::vector<Uuid> idsOf(const CrumbItemList& records) {
 
 /// Saved records on their way into the lists and the index.
 struct LibraryWriter::Arrival {
-    Arrival(const CrumbItemList& saved, SaveFailure failure, CommitEnded whoAsked)
-        : records(saved), problem(std::move(failure)), ended(std::move(whoAsked)) {}
+    Arrival(Incoming saved, SaveFailure failure, CommitEnded whoAsked)
+        : incoming(std::move(saved)), problem(std::move(failure)), ended(std::move(whoAsked)) {}
 
     void endWhenComplete() {
         if (isIndexed && !hasUnsavedTags) ended({true, problem});
     }
 
-    CrumbItemList records;
+    Incoming incoming;
     SaveFailure problem;
     CommitEnded ended;
     std::size_t indexedCount = 0;
@@ -110,8 +110,13 @@ void LibraryWriter::changeSidecar(const std::function<void(Sidecar&)>& change) {
     }
 }
 
-bool LibraryWriter::annotate(const Uuid& id, const AnnotationChange& change, Saved saved) {
-    if (SaveFailure refused = gate_.refusalFor(id)) {
+bool LibraryWriter::annotate(const std::vector<Uuid>& ids, const AnnotationChange& change,
+                             Saved saved) {
+    SaveFailure refused = refusal();
+    for (const Uuid& id : ids) {
+        if (!refused) refused = gate_.refusalFor(id);
+    }
+    if (refused) {
         answerLater(std::move(refused), std::move(saved));
         return false;
     }
@@ -170,49 +175,74 @@ void LibraryWriter::add(const std::vector<NewMemory>& memories, CommitEnded ende
 
 void LibraryWriter::addRecords(const CrumbItemList& records, const TagsByID& tagsByID,
                                CommitEnded ended) {
+    Incoming incoming{.records = records, .save = [this, &records](SQLiteDatabase& database) {
+                          database.saveItems(records, contents_.platform.clock.now());
+                      }};
+    if (!tagsByID.empty()) {
+        incoming.annotate = [&tagsByID](MemoryAnnotations& annotations) {
+            annotations.setManualTags(tagsByID);
+        };
+    }
+    bringIn(std::move(incoming), std::move(ended));
+}
+
+void LibraryWriter::bringIn(Incoming incoming, CommitEnded ended) {
     bool isKept = false;
     const SaveFailure failure = save(saveError, [&](SQLiteDatabase& database) {
-        database.saveItems(records, contents_.platform.clock.now());
+        incoming.save(database);
         isKept = true;
     });
     if (!isKept) return ended({false, failure});
-    const auto arrival = std::make_shared<Arrival>(records, failure, std::move(ended));
-    if (!tagsByID.empty()) {
+    const AnnotationChange annotate = std::exchange(incoming.annotate, {});
+    incoming.save = {};
+    const auto arrival = std::make_shared<Arrival>(std::move(incoming), failure, std::move(ended));
+    if (annotate) {
         arrival->hasUnsavedTags = true;
-        contents_.annotations.setManualTags(tagsByID);
+        annotate(contents_.annotations);
         saveAnnotations([arrival](const SaveFailure& tagFailure) {
             arrival->hasUnsavedTags = false;
             if (!arrival->problem) arrival->problem = tagFailure;
             arrival->endWhenComplete();
         });
     }
-    contents_.memories.add(records);
+    contents_.memories.add(arrival->incoming.records);
     indexArrival(arrival);
 }
 
 /// A few at a time, between whatever else the main thread has to do.
 void LibraryWriter::indexArrival(const std::shared_ptr<Arrival>& arrival) {
     constexpr std::size_t memoriesAtATime = 32;
-    const CrumbItemList& records = arrival->records;
+    const CrumbItemList& records = arrival->incoming.records;
     const std::size_t end = std::min(arrival->indexedCount + memoriesAtATime, records.size());
     for (; arrival->indexedCount < end; ++arrival->indexedCount) {
         const CrumbItemPointer& record = records[arrival->indexedCount];
         // One that was edited or removed meanwhile has been seen to.
-        if (find(record->id) == record) index(record);
+        if (find(record->id) != record) continue;
+        index(record);
+        const auto vector = arrival->incoming.vectors.find(record->id);
+        if (vector == arrival->incoming.vectors.end()) continue;
+        contents_.retrieval->setVector(record->id, vector->second);
     }
     if (arrival->indexedCount < records.size()) {
         contents_.platform.mainQueue.async(
             guard_.guarded([this, arrival] { indexArrival(arrival); }));
         return;
     }
-    CrumbItemList stillThere;
-    for (const CrumbItemPointer& record : records) {
-        if (CrumbItemPointer current = find(record->id)) stillThere.push_back(std::move(current));
-    }
-    events_.memoriesAdded(stillThere);
+    tellArrived(*arrival);
     recordChange();
     arrival->isIndexed = true;
     arrival->endWhenComplete();
+}
+
+void LibraryWriter::tellArrived(const Arrival& arrival) {
+    CrumbItemList stillThere;
+    for (const CrumbItemPointer& record : arrival.incoming.records) {
+        if (CrumbItemPointer current = find(record->id)) stillThere.push_back(std::move(current));
+    }
+    if (!arrival.incoming.areBack) return events_.memoriesAdded(stillThere);
+    std::unordered_set<Uuid> embedded;
+    for (const auto& [id, vector] : arrival.incoming.vectors) embedded.insert(id);
+    events_.memoriesReturned(stillThere, embedded);
 }
 
 SaveFailure LibraryWriter::replace(const CrumbItemList& changed) {

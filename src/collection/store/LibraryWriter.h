@@ -41,9 +41,10 @@ class LibraryWriter final : public Library {
     /// Runs a change of the sidecar; what it holds can be made again, so a failure is only logged.
     void changeSidecar(const std::function<void(Sidecar&)>& change);
     using AnnotationChange = std::function<void(MemoryAnnotations&)>;
-    /// Changes what lies in the settings about a memory: at once in memory; `saved` is called
-    /// later, when it is durable or has failed. Answers whether it was changed at all.
-    bool annotate(const Uuid& id, const AnnotationChange& change, Saved saved);
+    /// Changes what lies in the settings about memories: at once in memory; `saved` is called
+    /// later, when it is durable or has failed. Answers whether it was changed at all, which it is
+    /// not when one of them is closed for changes.
+    bool annotate(const std::vector<Uuid>& ids, const AnnotationChange& change, Saved saved);
     /// The same for what goes with removed memories.
     void annotateForRemoval(const AnnotationChange& change, Saved saved);
     /// What a change answers where there is no database: it is logged.
@@ -56,6 +57,19 @@ class LibraryWriter final : public Library {
     /// Complete records from elsewhere, with their tags. Those that are found already while others
     /// are still indexed are whole.
     void addRecords(const CrumbItemList& records, const TagsByID& tagsByID, CommitEnded ended);
+    /// What comes into the library as one.
+    struct Incoming {
+        CrumbItemList records;  ///< complete
+        /// One transaction that saves all of them.
+        std::function<void(SQLiteDatabase&)> save;
+        /// What goes into the settings with them; none when nothing does.
+        AnnotationChange annotate{};
+        /// They were here before, with these vectors of the present model.
+        bool areBack = false;
+        std::unordered_map<Uuid, std::vector<double>> vectors{};
+    };
+    /// As `addRecords`.
+    void bringIn(Incoming incoming, CommitEnded ended);
     /// Saves changed records and publishes them, saved or not: the person sees what they wrote
     /// until the next start. A memory that is closed for changes is a failure, and nothing happens.
     SaveFailure replace(const CrumbItemList& changed);
@@ -80,6 +94,7 @@ class LibraryWriter final : public Library {
     struct Arrival;
 
     void indexArrival(const std::shared_ptr<Arrival>& arrival);
+    void tellArrived(const Arrival& arrival);
     SaveFailure run(std::string_view logPrefix, const std::function<void(SQLiteDatabase&)>& change);
 
     SaveFailure failed(RecurringProblem& problem, std::string_view logPrefix, const Error& error);

@@ -3,6 +3,17 @@
 #include <utility>
 
 namespace nookery {
+namespace {
+
+template <typename Map>
+std::vector<Uuid> keysOf(const Map& map) {
+    std::vector<Uuid> keys;
+    keys.reserve(map.size());
+    for (const auto& [key, value] : map) keys.push_back(key);
+    return keys;
+}
+
+}  // namespace
 
 SaveFailure MemoryEdits::replace(CrumbItem changed) {
     const Uuid id = changed.id;
@@ -31,24 +42,34 @@ CleanupOutcome MemoryEdits::cleanUpFilenames(
 }
 
 void MemoryEdits::setManualTags(const Uuid& id, const std::vector<std::string>& tags, Saved saved) {
+    setManualTags({{id, tags}}, std::move(saved));
+}
+
+void MemoryEdits::setManualTags(const TagsByID& tagsByID, Saved saved) {
     const bool isChanged = writer_.annotate(
-        id, [&](MemoryAnnotations& annotations) { annotations.setManualTags(id, tags); },
+        keysOf(tagsByID),
+        [&](MemoryAnnotations& annotations) { annotations.setManualTags(tagsByID); },
         std::move(saved));
-    const auto item = contents_.memories.find(id);
-    if (!isChanged || !item) return;
-    writer_.index(item);
+    if (!isChanged) return;
+    for (const auto& [id, tags] : tagsByID) {
+        if (const auto item = contents_.memories.find(id)) writer_.index(item);
+    }
     writer_.recordChange();
 }
 
 void MemoryEdits::setBringBack(const Uuid& id, std::optional<Timestamp> date, Saved saved) {
+    setBringBack({{id, date}}, std::move(saved));
+}
+
+void MemoryEdits::setBringBack(const BringBackByID& dates, Saved saved) {
     writer_.annotate(
-        id, [&](MemoryAnnotations& annotations) { annotations.setBringBack(id, date); },
+        keysOf(dates), [&](MemoryAnnotations& annotations) { annotations.setBringBack(dates); },
         std::move(saved));
 }
 
 void MemoryEdits::recordSelection(const Uuid& id, Saved saved) {
     writer_.annotate(
-        id, [&](MemoryAnnotations& annotations) { annotations.recordSelection(id); },
+        {id}, [&](MemoryAnnotations& annotations) { annotations.recordSelection(id); },
         std::move(saved));
 }
 

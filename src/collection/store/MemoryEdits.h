@@ -30,8 +30,10 @@ class MemoryEdits {
 
     // In memory at once; `saved` is called when it is durable or has failed.
     void setManualTags(const Uuid& id, const std::vector<std::string>& tags, Saved saved);
+    void setManualTags(const TagsByID& tagsByID, Saved saved);  ///< one change
     void setBringBack(const Uuid& id, std::optional<Timestamp> date, Saved saved);
-    void recordSelection(const Uuid& id, Saved saved);  ///< counts as a use
+    void setBringBack(const BringBackByID& dates, Saved saved);  ///< one change
+    void recordSelection(const Uuid& id, Saved saved);           ///< counts as a use
 
   private:
     LibraryContents& contents_;

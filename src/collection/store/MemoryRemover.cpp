@@ -18,6 +18,12 @@ struct MemoryRemover::Findings {
     bool someAreSecure = false;
 };
 
+/// What became of the originals.
+struct MemoryRemover::Disposed {
+    std::vector<Path> gone{};  ///< they are not in the library any more
+    std::vector<TrashedOriginal> trashed{};
+};
+
 namespace {
 
 const char* reasonFor(bool isGroup, bool isLibrary) {
@@ -56,20 +62,22 @@ MemoryRemover::~MemoryRemover() {
     }
 }
 
-OperationPointer<DestructiveOutcome> MemoryRemover::deleteGroup(const Uuid& id) {
-    return enqueue(Kind::group, {.group = id});
+OperationPointer<DestructiveOutcome> MemoryRemover::deleteGroup(const Uuid& id,
+                                                                RemovalRecordPointer record) {
+    return enqueue(Kind::group, {.group = id, .record = std::move(record)});
 }
 
-OperationPointer<DestructiveOutcome> MemoryRemover::deleteMemories(const std::vector<Uuid>& ids) {
-    Request request;
+OperationPointer<DestructiveOutcome> MemoryRemover::deleteMemories(const std::vector<Uuid>& ids,
+                                                                   RemovalRecordPointer record) {
+    Request request{.record = std::move(record)};
     for (const Uuid& id : ids) {
         if (contents_.memories.find(id) && !writer_.isClosed(id)) request.memories.insert(id);
     }
     return enqueue(Kind::memories, std::move(request));
 }
 
-OperationPointer<DestructiveOutcome> MemoryRemover::clearLibrary() {
-    return enqueue(Kind::library, {});
+OperationPointer<DestructiveOutcome> MemoryRemover::clearLibrary(RemovalRecordPointer record) {
+    return enqueue(Kind::library, {.record = std::move(record)});
 }
 
 OperationPointer<DestructiveOutcome> MemoryRemover::enqueue(Kind kind, Request request) {
@@ -78,6 +86,7 @@ OperationPointer<DestructiveOutcome> MemoryRemover::enqueue(Kind kind, Request r
     if (!refused && request.group) refused = writer_.gate().refusalForGroup(*request.group);
     if (!refused && !contents_.database) refused = writer_.unavailable();
     if (refused) {
+        if (request.record) request.record->abandoned();
         return Operation<DestructiveOutcome>::ended(
             mainQueue,
             Outcome<DestructiveOutcome>::failed({refused.message(), refused.advice(), {}}));
@@ -123,7 +132,10 @@ bool MemoryRemover::dropStopped() {
         std::stable_partition(requests.begin(), requests.end(), std::not_fn(isStopped));
     const std::vector<Request> dropped(stopped, requests.end());
     requests.erase(stopped, requests.end());
-    for (const Request& request : dropped) reopen(request);
+    for (const Request& request : dropped) {
+        reopen(request);
+        if (request.record) request.record->abandoned();
+    }
     // From a fresh piece of work: whoever is told may do anything.
     contents_.platform.mainQueue.async([dropped] {
         for (const Request& request : dropped) {
@@ -163,14 +175,19 @@ void MemoryRemover::takeSnapshot() {
 /// is to be removed is closed for changes, and a new memory never takes a name that is in use, so
 /// the answer stays true.
 void MemoryRemover::prepare() {
-    if (running_->kind == Kind::group) return remove({});
+    if (running_->kind == Kind::group) return keepRecords({}, 0);
     if (running_->kind == Kind::library) running_->memories = idsOf(writer_.all());
     for (const Request& request : running_->requests) {
         running_->memories.insert(request.memories.begin(), request.memories.end());
     }
+    std::vector<Request> recorded;
+    for (const Request& request : running_->requests) {
+        const bool isRead = request.record && running_->kind == Kind::memories;
+        if (isRead) recorded.push_back(request);
+    }
     Task::run(
         contents_.platform.filesQueue, contents_.platform.mainQueue, guard_,
-        [all = writer_.all(), removed = running_->memories, layout = contents_.layout] {
+        [all = writer_.all(), removed = running_->memories, recorded, layout = contents_.layout] {
             Findings found;
             found.originals = originalsUsedOnlyBy(all, removed, layout);
             for (const auto& record : derivedFromSecure(all, removed)) {
@@ -179,14 +196,32 @@ void MemoryRemover::prepare() {
             found.someAreSecure = std::any_of(all.begin(), all.end(), [&](const auto& item) {
                 return removed.contains(item->id) && isSecure(*item);
             });
+            if (recorded.empty()) return found;
+            auto database = SQLiteDatabase::openForReading(layout);
+            for (const Request& request : recorded) {
+                request.record->read(database, request.memories,
+                                     belowLibrary(found.originals, layout));
+            }
             return found;
         },
         [this](const Outcome<Findings>& outcome) {
             if (outcome.failure()) return fail(*outcome.failure());
             // Where several go together, the findings are of all of them.
             if (running_->requests.size() == 1 && !dropStopped()) return;
-            remove(outcome.get());
+            keepRecords(outcome.get(), 0);
         });
+}
+
+void MemoryRemover::keepRecords(const Findings& found, std::size_t next) {
+    const auto& requests = running_->requests;
+    while (next < requests.size() && !requests[next].record) ++next;
+    if (next == requests.size()) return remove(found);
+    const auto kept = [this, found, next](const SaveFailure& failure) {
+        if (failure) return fail({failure.message(), failure.advice(), {}});
+        keepRecords(found, next + 1);
+    };
+    requests[next].record->keep(running_->snapshot->outcome()->get().snapshotName(),
+                                guard_.guarded(kept));
 }
 
 /// Records first that the originals are to go, so that the next start finishes what a killed
@@ -202,7 +237,10 @@ void MemoryRemover::remove(const Findings& found) {
         return fail({failure.message(), failure.advice(), {}});
     }
     forgetRemoved();
-    if (running_->kind == Kind::group) return succeed([](const Request&) { return 1; });
+    if (running_->kind == Kind::group) {
+        tellRemoved({});
+        return succeed([](const Request&) { return 1; });
+    }
     const bool isAll = running_->kind == Kind::library;
     writer_.annotateForRemoval(
         [&](MemoryAnnotations& annotations) {
@@ -302,16 +340,21 @@ void MemoryRemover::dispose(const Findings& found) {
         [platform = contents_.platform, layout = contents_.layout, disposal, followers, found,
          removed = running_->memories] {
             removeSecureValues(removed, found.someAreSecure, platform);
+            Disposed disposed;
             for (std::size_t i = 0; i < found.originals.size(); ++i) {
                 for (const auto& follower : followers) {
                     follower.report({"removing originals", i, found.originals.size()});
                 }
-                disposeOfOriginals({found.originals[i]}, disposal, platform);
+                const auto place = disposeOfOriginal(found.originals[i], disposal, platform);
+                if (!place) continue;
+                disposed.trashed.push_back(
+                    {found.originals[i].lexically_relative(layout.library()), *place});
             }
             removeThumbnails(removed, layout, platform);
-            return originalsThatAreGone(found.originals, platform);
+            disposed.gone = originalsThatAreGone(found.originals, platform);
+            return disposed;
         },
-        [this, found](const Outcome<std::vector<Path>>& outcome) {
+        [this, found](const Outcome<Disposed>& outcome) {
             if (outcome.isDone()) return finishDisposal(found.originals, outcome.get());
             // What was not reached stays recorded, and the next start removes it.
             if (const Failure* failure = outcome.failure()) {
@@ -322,21 +365,28 @@ void MemoryRemover::dispose(const Findings& found) {
 }
 
 /// The names become free again with the files; what could not be removed stays known.
-void MemoryRemover::finishDisposal(const std::vector<Path>& tried, const std::vector<Path>& gone) {
+void MemoryRemover::finishDisposal(const std::vector<Path>& tried, const Disposed& disposed) {
     writer_.changeSidecar([&](Sidecar& sidecar) {
         sidecar.removePendingOriginals(belowLibrary(tried, contents_.layout));
         std::vector<Path> facts;
-        for (const Path& original : belowLibrary(gone, contents_.layout)) {
+        for (const Path& original : belowLibrary(disposed.gone, contents_.layout)) {
             for (const auto& fact : sidecar.originalsAt(original))
                 facts.push_back(fact.relativePath);
         }
         sidecar.forgetOriginals(facts);
         sidecar.forgetMemories(std::vector(running_->memories.begin(), running_->memories.end()));
     });
+    tellRemoved(disposed.trashed);
     const bool isAll = running_->kind == Kind::library;
     succeed([isAll, all = running_->memories.size()](const Request& request) {
         return isAll ? all : request.memories.size();
     });
+}
+
+void MemoryRemover::tellRemoved(const std::vector<TrashedOriginal>& trashed) {
+    for (const Request& request : running_->requests) {
+        if (request.record) request.record->removed(trashed);
+    }
 }
 
 void MemoryRemover::reopen(const Request& request) {
@@ -353,6 +403,9 @@ void MemoryRemover::succeed(const std::function<std::size_t(const Request&)>& co
 }
 
 void MemoryRemover::fail(const Failure& failure) {
+    for (const Request& request : running_->requests) {
+        if (request.record) request.record->abandoned();
+    }
     end([&](const Request&) { return Outcome<DestructiveOutcome>::failed(failure); });
 }
 

@@ -12,11 +12,13 @@
 #include "collection/store/LibraryContents.h"
 #include "collection/store/LibraryEvents.h"
 #include "collection/store/LibraryWriter.h"
+#include "collection/store/RemovalRecord.h"
 #include "platform/work/Operation.h"
 
 namespace nookery {
 
 class CrumbRecoverySnapshots;
+using RemovalRecordPointer = std::shared_ptr<RemovalRecord>;
 
 /// What a destructive operation came to.
 struct DestructiveOutcome {
@@ -27,7 +29,8 @@ struct DestructiveOutcome {
 /// Removes memories and groups, each time behind a recovery snapshot that names the operation. From
 /// the moment a removal is asked for until it has ended, what it removes is closed for changes, and
 /// nothing else is. One removal runs at a time; deletions of memories that are asked for meanwhile
-/// wait, and go together behind one snapshot. What takes long (finding the originals, the trash,
+/// wait, and go together behind one snapshot. A record that comes with a request keeps what goes;
+/// where it cannot, nothing does. What takes long (finding the originals, the trash,
 /// the key store, thumbnails) runs on the files queue. A stop takes effect until the database is
 /// changed. Main thread.
 class MemoryRemover {
@@ -38,12 +41,13 @@ class MemoryRemover {
     ~MemoryRemover();
 
     /// The memories leave the group and stay.
-    OperationPointer<DestructiveOutcome> deleteGroup(const Uuid& id);
+    OperationPointer<DestructiveOutcome> deleteGroup(const Uuid& id, RemovalRecordPointer = {});
     /// Managed originals that no other memory uses go to the trash. Ids that are not there, or are
     /// being removed already, do not count.
-    OperationPointer<DestructiveOutcome> deleteMemories(const std::vector<Uuid>& ids);
+    OperationPointer<DestructiveOutcome> deleteMemories(const std::vector<Uuid>& ids,
+                                                        RemovalRecordPointer = {});
     /// Everything goes, managed originals for good.
-    OperationPointer<DestructiveOutcome> clearLibrary();
+    OperationPointer<DestructiveOutcome> clearLibrary(RemovalRecordPointer = {});
 
   private:
     enum class Kind { group, memories, library };
@@ -52,6 +56,7 @@ class MemoryRemover {
         std::unordered_set<Uuid> memories{};
         std::optional<Uuid> group{};
         OperationPointer<DestructiveOutcome> operation{};
+        RemovalRecordPointer record{};  ///< may be none
     };
     /// What goes together behind one snapshot.
     struct Removal {
@@ -63,6 +68,7 @@ class MemoryRemover {
     };
     /// What was found out about the memories to be removed, away from the main thread.
     struct Findings;
+    struct Disposed;
 
     OperationPointer<DestructiveOutcome> enqueue(Kind kind, Request request);
     void beginNext();
@@ -70,13 +76,16 @@ class MemoryRemover {
     /// Lets go of the requests that were stopped; answers whether any is left.
     bool dropStopped();
     void prepare();
+    /// Has the records from this request on keep what goes, one after the other.
+    void keepRecords(const Findings& found, std::size_t next);
     void remove(const Findings& found);
     SaveFailure removeFromDatabase(const Findings& found);
     SaveFailure secureDerived(const std::vector<Uuid>& derived);
     void forgetRemoved();
     void forgetMemories();
     void dispose(const Findings& found);
-    void finishDisposal(const std::vector<Path>& tried, const std::vector<Path>& gone);
+    void finishDisposal(const std::vector<Path>& tried, const Disposed& disposed);
+    void tellRemoved(const std::vector<TrashedOriginal>& trashed);
     template <typename OutcomeFor>
     void end(const OutcomeFor& outcomeFor);
     void succeed(const std::function<std::size_t(const Request&)>& countFor);

@@ -1,0 +1,345 @@
+#include "workspace/history/History.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "platform/work/Task.h"
+#include "workspace/history/AddedTexts.h"
+#include "workspace/history/KeptRemoval.h"
+
+namespace nookery {
+namespace {
+
+bool isUnderWay(const StepSummary& step) {
+    return step.state != StepState::done && step.state != StepState::undone;
+}
+
+template <typename Result>
+Outcome<Result> failedWith(const Outcome<Nothing>& outcome) {
+    const Failure* failure = outcome.failure();
+    return failure == nullptr ? Outcome<Result>::stopped() : Outcome<Result>::failed(*failure);
+}
+
+}  // namespace
+
+History::History(const Platform& platform, const LibraryLayout& layout, CrumbStore& store)
+    : parts_(platform, layout, store), libraryValues_(store) {
+    parts_.values.push_back(&libraryValues_);
+    summaries_ = parts_.log.summaries().subscribe([this](const auto&) { refreshState(); });
+}
+
+void History::refreshState() {
+    HistoryState state;
+    for (const StepSummary& step : steps()) {
+        if (step.state == StepState::done) ++state.undoCount;
+        if (step.state == StepState::undone) ++state.redoCount;
+    }
+    if (const auto step = parts_.log.undoable()) state.undoName = step->name;
+    if (const auto step = parts_.log.redoable()) state.redoName = step->name;
+    if (state != *state_) state_.set(std::move(state));
+}
+
+Timestamp History::now() const { return parts_.platform.clock.now(); }
+
+OperationPointer<Nothing> History::recover() {
+    if (recovery_) return recovery_;
+    recovery_ = Operation<Nothing>::create(parts_.platform.mainQueue);
+    const auto operation = recovery_;
+    try {
+        parts_.log.load();
+        recoverNext();
+    } catch (...) {
+        recovery_.reset();  // the next caller tries again
+        operation->finish(Outcome<Nothing>::of(std::current_exception()));
+    }
+    return operation;
+}
+
+/// One after the other, the oldest first: a later step may stand on an earlier one.
+void History::recoverNext() {
+    const auto& all = steps();
+    const auto found = std::find_if(all.begin(), all.end(), isUnderWay);
+    if (found == all.end()) return recovery_->finish(Outcome<Nothing>::done({}));
+    const StepSummary summary = *found;
+    if (summary.state != StepState::begun) return finishInterrupted(summary);
+    settleBegun(summary);
+    recoverNext();
+}
+
+void History::settleBegun(const StepSummary& summary) {
+    settle(summary.number, parts_.log.read(summary.number));
+    parts_.log.makeDurable();
+}
+
+/// What the values say decides.
+void History::settle(std::int64_t number, Step step) {
+    const bool isMade = wasMade(step);
+    const bool changesNothing =
+        !step.changes.empty() &&
+        std::all_of(step.changes.begin(), step.changes.end(),
+                    [](const Change& change) { return change.before == change.after; });
+    if (isMade && step.clearsLibrary) {
+        parts_.log.clear();
+    } else if (isMade && !changesNothing) {
+        parts_.log.finish(number, step);
+    } else {
+        parts_.log.drop(number);
+    }
+}
+
+/// Whether the change of a step that was only begun has reached the stores. Each of its parts is
+/// one transaction, so one value that has arrived stands for all of it.
+bool History::wasMade(Step& step) const {
+    const auto isThere = [this](const Uuid& id) { return parts_.store.item(id) != nullptr; };
+    if (step.clearsLibrary) return parts_.store.items()->empty();
+    if (step.membership == Membership::added) {
+        std::erase_if(step.memories, [&](const Uuid& id) { return !isThere(id); });
+        return !step.memories.empty();
+    }
+    if (step.membership == Membership::removed) {
+        return std::none_of(step.memories.begin(), step.memories.end(), isThere) &&
+               std::none_of(step.protectedMemories.begin(), step.protectedMemories.end(), isThere);
+    }
+    // Nothing of it is written down that could be compared, and nothing can be taken back.
+    if (step.changes.empty()) return !step.protectedMemories.empty();
+    bool isMade = false;
+    bool wasMadeBefore = false;
+    for (Change& change : step.changes) {
+        const auto current = parts_.valuesOf(change.thing).current(change);
+        const bool differs = change.interim || change.after != change.before;
+        const bool arrived = current && *current == change.after && differs;
+        isMade = isMade || arrived;
+        wasMadeBefore = wasMadeBefore || change.interim.has_value();
+    }
+    for (Change& change : step.changes) {
+        if (change.interim && !isMade) change.after = *change.interim;
+        change.interim.reset();
+    }
+    return isMade || wasMadeBefore;
+}
+
+/// The person asked for it, and agreed to what was lost by it.
+void History::finishInterrupted(const StepSummary& summary) {
+    const bool isUndo = summary.state == StepState::undoing;
+    const auto transition = std::make_shared<Transition>(
+        parts_, summary.number, isUndo ? Direction::undo : Direction::redo);
+    const auto giveUp = [this, summary, isUndo](const Failure* failure) {
+        if (failure != nullptr) {
+            parts_.platform.log.line("NOOKERY history recovery error: " + failure->message);
+        }
+        try {
+            parts_.log.setState(summary.number, isUndo ? StepState::done : StepState::undone);
+            recoverNext();
+        } catch (...) {
+            recovery_->finish(Outcome<Nothing>::of(std::current_exception()));
+        }
+    };
+    transition->prepare([this, transition, giveUp](const Outcome<UndoPreview>& outcome) {
+        if (!outcome.isDone()) return giveUp(outcome.failure());
+        const UndoPreview& preview = outcome.get();
+        if (preview.isImpossible || (preview.needsConsent() && !transition->hasConsent())) {
+            return giveUp(nullptr);
+        }
+        transition->run([this, giveUp](const Outcome<UndoOutcome>& ended) {
+            if (!ended.isDone()) return giveUp(ended.failure());
+            recoverNext();
+        });
+    });
+}
+
+void History::whenReady(Saved ready) {
+    recover()->whenFinished(parts_.guard.guarded([ready = std::move(ready)](
+                                                     const Outcome<Nothing>& outcome) {
+        const Failure* failure = outcome.failure();
+        ready(failure == nullptr ? SaveFailure() : SaveFailure(failure->message, failure->advice));
+    }));
+}
+
+std::shared_ptr<Transition> History::next(Direction direction) {
+    if (isMoving_ || std::any_of(steps().begin(), steps().end(), isUnderWay)) {
+        throw Error("Another change is still under way. Try again in a moment.");
+    }
+    const bool isUndo = direction == Direction::undo;
+    const auto step = isUndo ? parts_.log.undoable() : parts_.log.redoable();
+    if (!step) throw Error(isUndo ? "There is nothing to undo." : "There is nothing to redo.");
+    return std::make_shared<Transition>(parts_, step->number, direction);
+}
+
+OperationPointer<UndoPreview> History::preview(Direction direction) {
+    auto operation = Operation<UndoPreview>::create(parts_.platform.mainQueue);
+    recover()->whenFinished(
+        parts_.guard.guarded([this, direction, operation](const Outcome<Nothing>& recovered) {
+            if (!recovered.isDone()) return operation->finish(failedWith<UndoPreview>(recovered));
+            try {
+                next(direction)->prepare([operation](const Outcome<UndoPreview>& outcome) {
+                    operation->finish(outcome);
+                });
+            } catch (...) {
+                operation->finish(Outcome<UndoPreview>::of(std::current_exception()));
+            }
+        }));
+    return operation;
+}
+
+OperationPointer<UndoOutcome> History::run(Direction direction, Consent consent) {
+    auto operation = Operation<UndoOutcome>::create(parts_.platform.mainQueue);
+    const auto end = [this, direction, operation](Outcome<UndoOutcome> outcome) {
+        isMoving_ = false;
+        if (outcome.isDone()) {
+            outcome.get().remainingCount =
+                direction == Direction::undo ? state_->undoCount : state_->redoCount;
+        }
+        operation->finish(std::move(outcome));
+    };
+    recover()->whenFinished(
+        parts_.guard.guarded([this, direction, consent, operation, end](const auto& recovered) {
+            if (!recovered.isDone()) return operation->finish(failedWith<UndoOutcome>(recovered));
+            try {
+                const auto transition = next(direction);
+                isMoving_ = true;
+                focus_.reset();
+                transition->prepare([transition, consent, end](const auto& outcome) {
+                    if (const Failure* failure = outcome.failure()) {
+                        return end(Outcome<UndoOutcome>::failed(*failure));
+                    }
+                    const UndoPreview& preview = outcome.get();
+                    if (!preview.needsConsent() || consent == Consent::given) {
+                        return transition->run(end);
+                    }
+                    end(outcomeOf([&]() -> UndoOutcome {
+                        throw ConsentNeeded(fmt::format("{}", fmt::join(preview.lost, " ")));
+                    }));
+                });
+            } catch (...) {
+                operation->finish(Outcome<UndoOutcome>::of(std::current_exception()));
+            }
+        }));
+    return operation;
+}
+
+void History::make(Step step, std::vector<Assignment> unrecorded, std::optional<EditingToken> token,
+                   Saved made) {
+    whenReady([this, step = std::move(step), unrecorded = std::move(unrecorded), token,
+               made = std::move(made)](const SaveFailure& failure) mutable {
+        if (failure) return made(failure);
+        if (isMoving_) {
+            return made(
+                SaveFailure("A change is being taken back just now.", "Try again in a moment."));
+        }
+        try {
+            auto number = mergeInto(step, token);
+            if (!number) number = parts_.log.begin(step);
+            parts_.log.makeDurable();
+            focus_ = token ? std::optional(Focus{*token, *number}) : std::nullopt;
+            apply(*number, step, std::move(unrecorded), made);
+        } catch (const Error& error) {
+            made(SaveFailure(error));
+        }
+    });
+}
+
+/// The newest step, if this change goes into it: then `step` becomes both.
+std::optional<std::int64_t> History::mergeInto(Step& step,
+                                               const std::optional<EditingToken>& token) {
+    if (!token || !focus_ || focus_->token != *token || steps().empty()) return std::nullopt;
+    const StepSummary newest = steps().back();
+    if (newest.number != focus_->number || newest.state != StepState::done) return std::nullopt;
+    Step merged = parts_.log.read(newest.number);
+    if (merged.protectedMemories != step.protectedMemories) return std::nullopt;
+    for (const Change& change : step.changes) {
+        const auto same =
+            std::find_if(merged.changes.begin(), merged.changes.end(),
+                         [&](const Change& earlier) { return earlier.isSameValue(change); });
+        // Another value, or one that somebody else changed in between, is a step of its own.
+        if (same == merged.changes.end() || same->after != change.before) return std::nullopt;
+        same->interim = same->after;
+        same->after = change.after;
+    }
+    merged.at = step.at;
+    step = std::move(merged);
+    parts_.log.write(newest.number, step, StepState::begun);
+    return newest.number;
+}
+
+void History::apply(std::int64_t number, const Step& step, std::vector<Assignment> unrecorded,
+                    const Saved& made) {
+    std::vector<Assignment> assignments = std::move(unrecorded);
+    for (const Change& change : step.changes) assignments.push_back({change, change.after});
+    // One store at a time: all or nothing of a deed is in reach of one transaction.
+    ValueStore& values = parts_.valuesOf(assignments.at(0).change.thing);
+    values.set(std::move(assignments),
+               parts_.guard.guarded([this, number, step, made](const SaveFailure& failure) {
+                   if (failure && step.changes.empty()) {
+                       dropQuietly(number);
+                   } else {
+                       settleMade(number, step);
+                   }
+                   made(failure);
+               }));
+}
+
+/// A failed save may have changed some of it all the same.
+void History::settleMade(std::int64_t number, Step step) {
+    try {
+        settle(number, std::move(step));
+    } catch (const Error& error) {
+        // It is made all the same; the next start finds that out.
+        parts_.platform.log.line("NOOKERY history save error: " + error.description());
+    }
+}
+
+void History::dropQuietly(std::int64_t number) {
+    try {
+        parts_.log.drop(number);
+    } catch (const Error& error) {
+        parts_.platform.log.line("NOOKERY history save error: " + error.description());
+    }
+}
+
+RemovalRecordPointer History::recordRemoval(Step step, std::function<void(Step&)> complete) {
+    focus_.reset();
+    return std::make_shared<KeptRemoval>(parts_, std::make_shared<Step>(std::move(step)),
+                                         std::move(complete));
+}
+
+SaveFailure History::recordAddition(Step& step, std::optional<std::int64_t>& number) {
+    try {
+        if (!number) {
+            number = parts_.log.begin(step);
+        } else {
+            parts_.log.write(*number, step, StepState::begun);
+        }
+        parts_.log.makeDurable();
+        return {};
+    } catch (const Error& error) {
+        return SaveFailure(error);
+    }
+}
+
+/// What the memories say is digested away from the main thread.
+void History::finishAddition(Step step, std::int64_t number, std::function<void()> ended) {
+    focus_.reset();
+    CrumbItemList added;
+    for (const Uuid& id : step.memories) {
+        if (auto item = parts_.store.item(id)) added.push_back(std::move(item));
+    }
+    Task::run(
+        parts_.platform.filesQueue, parts_.platform.mainQueue, parts_.guard,
+        [platform = parts_.platform, added] {
+            std::map<Uuid, Sha256Digest> texts;
+            for (const auto& item : added) texts.emplace(item->id, digestOfTexts(platform, *item));
+            return texts;
+        },
+        [this, step = std::move(step), number,
+         ended = std::move(ended)](const auto& outcome) mutable {
+            if (outcome.isDone()) step.addedTexts = outcome.get();
+            settleMade(number, std::move(step));
+            ended();
+        });
+}
+
+}  // namespace nookery
