@@ -18,6 +18,8 @@
 #include "cli/output/TextLayout.h"
 #include "foundation/DatabaseError.h"
 #include "foundation/Text.h"
+#include "workspace/InvalidInput.h"
+#include "workspace/ProblemLog.h"
 
 namespace nookery::cli {
 namespace {
@@ -42,16 +44,17 @@ Path workingFolder() {
 }
 
 /// Builds the world, and the session in it, for a command that needs them.
-int runInWorld(const CommandLine& line, Console& console, Log& log) {
+int runInWorld(const CommandLine& line, Console& console, Log& plainLog) {
     const Places places =
         findPlaces(processEnvironment(), line.arguments.value("data-home"), workingFolder());
+    ProblemLog log(plainLog);
     SystemPlatform system({.configFolder = places.configHome,
                            .userData = places.userData,
                            .programFolder = programFolder(),
                            .cloudFolder = places.cloudHome,
                            .keyStoreFile = places.keyStoreFile},
                           log);
-    CommandContext context(system.platform(), {places.dataHome, places.cacheHome}, console,
+    CommandContext context(system.platform(), log, {places.dataHome, places.cacheHome}, console,
                            line.arguments);
     if (!line.command->leavesRestoresWaiting) {
         completeWaitingRestores(context.platform(), context.layout());
@@ -95,6 +98,8 @@ Ending endingOf(const Words& words, CommandLog& log) {
     try {
         return {runCommand(words, log)};
     } catch (const UsageError& error) {
+        return {exitWrongUsage, error.description()};
+    } catch (const InvalidInput& error) {
         return {exitWrongUsage, error.description()};
     } catch (const OutputError& error) {
         return {exitFailed, error.isClosedPipe() ? "" : error.description()};

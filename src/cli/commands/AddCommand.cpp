@@ -41,9 +41,8 @@ Coroutine<CaptureRequest> requestFor(CommandContext& context, CrumbStore& store,
     co_return request;
 }
 
-Coroutine<CaptureReport> captureAll(CommandContext& context, CrumbStore& store,
-                                    CaptureRequest request) {
-    const auto operation = store.capture(std::move(request));
+Coroutine<CaptureReport> captureAll(CommandContext& context, CaptureRequest request) {
+    const auto operation = context.workspace().edits().add(std::move(request));
     co_await context.waitFor(operation);
     co_return reportOf(*operation->outcome());
 }
@@ -54,7 +53,7 @@ Coroutine<int> runAdd(CommandContext& context, const Arguments& arguments) {
     }
     CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     CaptureRequest request = co_await requestFor(context, store, arguments);
-    const CaptureReport report = co_await captureAll(context, store, std::move(request));
+    const CaptureReport report = co_await captureAll(context, std::move(request));
     if (arguments.has("wait")) co_await finishEnrichment(context, store);
     if (context.wantsJson()) {
         context.print(captureReportJson(store, report));

@@ -57,12 +57,10 @@ Coroutine<int> runSet(CommandContext& context, const Arguments& arguments) {
     }
     std::optional<Timestamp> date;
     if (!clears) date = parseDate(arguments.positional(1), context.now());
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     const auto item = findMemory(store, arguments.positional(0));
-    const auto begin = [&](Saved saved) {
-        store.memoryEdits().setBringBack(item->id, date, std::move(saved));
-    };
-    co_await context.save(begin);
+    const auto change = context.workspace().edits().setBringBack({item->id}, date);
+    co_await context.resultOf(change);
     if (context.wantsJson()) {
         OrderedJson document = memoryJson(store, *item);
         document["bringBackDate"] = date ? OrderedJson(toIso8601(*date)) : OrderedJson();

@@ -37,7 +37,7 @@ void printCandidates(CommandContext& context, const CrumbStore& store,
 Coroutine<int> runCleanupNames(CommandContext& context, const Arguments& arguments) {
     const bool applies = arguments.has("apply");
     const LibraryAccess access = applies ? LibraryAccess::writing : LibraryAccess::reading;
-    CrumbStore& store = *co_await context.open(access);
+    const CrumbStore& store = *co_await context.open(access);
     const Candidates candidates = filenameCleanupCandidates(*store.items());
     if (!context.wantsJson()) printCandidates(context, store, candidates);
     std::size_t changedCount = 0;
@@ -46,9 +46,8 @@ Coroutine<int> runCleanupNames(CommandContext& context, const Arguments& argumen
                                        summaryOf(candidates) +
                                            ". Only titles change; files keep their "
                                            "names.");
-        const CleanupOutcome outcome = store.memoryEdits().cleanUpFilenames(candidates);
-        outcome.failure.throwIfFailed();
-        changedCount = outcome.changedCount;
+        const auto change = context.workspace().edits().cleanUpNames(candidates);
+        changedCount = co_await context.resultOf(change);
         if (!context.wantsJson()) {
             context.say(fmt::format("Filename Cleanup Complete: {} changed.",
                                     counted(changedCount, "title", "titles")));

@@ -15,6 +15,7 @@ std::vector<Command> makeTable() {
     add(groupCommands());
     add(bringBackCommands());
     add(deleteCommands());
+    add(historyCommands());
     add(snapshotCommands());
     add(archiveCommands());
     add(receiptImportCommands());
@@ -23,7 +24,7 @@ std::vector<Command> makeTable() {
     add(reportCommands());
     add(importAndExportCommands());
     add({inboxCommand(), watchCommand()});
-    add({enrichCommand(), statsCommand(), verifyCommand()});
+    add({enrichCommand(), statsCommand(), problemsCommand(), verifyCommand()});
     add(configCommands());
     add(aboutCommands());
     return table;

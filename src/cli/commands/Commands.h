@@ -27,6 +27,8 @@ Command reportDraftCommand();
 Command enrichCommand();
 Command statsCommand();
 Command verifyCommand();
+std::vector<Command> historyCommands();
+Command problemsCommand();
 Command inboxCommand();
 Command watchCommand();
 std::vector<Command> configCommands();

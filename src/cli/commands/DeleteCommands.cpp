@@ -54,20 +54,20 @@ std::string titlesOf(const CrumbStore& store, const std::vector<Uuid>& ids) {
 }
 
 Coroutine<int> runDelete(CommandContext& context, const Arguments& arguments) {
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     const auto ids = findMemories(store, arguments.positionals());
     const std::string title = fmt::format("Delete {}?", counted(ids.size(), "memory", "memories"));
     const std::string text = fmt::format(
         "{}. Copies that NOOKERY owns go to the trash; originals outside NOOKERY are not touched. "
         "A recovery snapshot is taken first.",
         titlesOf(store, ids));
-    const BeginDestruction begin = [&] { return store.remover().deleteMemories(ids); };
+    const BeginDestruction begin = [&] { return context.workspace().edits().deleteMemories(ids); };
     co_return co_await destroy(context, arguments, title, text, ids.size(), begin);
 }
 
 Coroutine<int> runClear(CommandContext& context, const Arguments& arguments) {
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
-    const BeginDestruction begin = [&] { return store.remover().clearLibrary(); };
+    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const BeginDestruction begin = [&] { return context.workspace().edits().clearLibrary(); };
     co_return co_await destroy(
         context, arguments, "Clear the entire NOOKERY library?",
         "This removes every memory and every copy NOOKERY owns. Original source files "

@@ -8,14 +8,6 @@
 
 namespace nookery::cli {
 
-Coroutine<> endEnrichment(CommandContext& context, CrumbStore& store) {
-    store.enrichment().pause();
-    if (!store.enrichment().isUnderWay()) co_return;
-    context.messages().progress("ending what is being read; interrupt again to end at once");
-    co_await context.when<int>(store.enrichment().underWayCount(),
-                               [](int count) { return count == 0; });
-}
-
 Coroutine<EnrichmentReport> finishEnrichment(CommandContext& context, CrumbStore& store) {
     co_return co_await context.resultOf(store.enrichment().workOff());
 }

@@ -30,16 +30,6 @@ void printGroups(CommandContext& context, const CrumbStore& store) {
     if (context.wantsJson()) context.print({{"groups", std::move(groups)}});
 }
 
-std::string newName(const CrumbStore& store, const std::string& given) {
-    const std::string valid = toValidUtf8(given);
-    const std::string name(trimmed(valid));
-    if (name.empty()) throw UsageError("A group needs a name.");
-    for (const CrumbGroup& group : *store.groups()) {
-        if (group.name == name) throw Error(fmt::format("There is a group \"{}\" already.", name));
-    }
-    return name;
-}
-
 Coroutine<int> runList(CommandContext& context, const Arguments&) {
     const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
     printGroups(context, store);
@@ -47,25 +37,29 @@ Coroutine<int> runList(CommandContext& context, const Arguments&) {
 }
 
 Coroutine<int> runCreate(CommandContext& context, const Arguments& arguments) {
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
-    store.groupEdits().create(newName(store, arguments.positional(0))).throwIfFailed();
+    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const auto creation = context.workspace().edits().createGroup(arguments.positional(0));
+    co_await context.resultOf(creation);
     printGroups(context, store);
     co_return exitDone;
 }
 
 Coroutine<int> runRename(CommandContext& context, const Arguments& arguments) {
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     const Uuid id = findGroup(store, toValidUtf8(arguments.positional(0))).id;
-    store.groupEdits().rename(id, newName(store, arguments.positional(1))).throwIfFailed();
+    const auto renaming = context.workspace().edits().renameGroup(id, arguments.positional(1));
+    co_await context.resultOf(renaming);
     printGroups(context, store);
     co_return exitDone;
 }
 
 Coroutine<int> runDelete(CommandContext& context, const Arguments& arguments) {
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     const CrumbGroup group = findGroup(store, toValidUtf8(arguments.positional(0)));
     const std::string what = fmt::format("Delete the group \"{}\"?", printable(group.name));
-    const BeginDestruction begin = [&] { return store.remover().deleteGroup(group.id); };
+    const BeginDestruction begin = [&] {
+        return context.workspace().edits().deleteGroup(group.id);
+    };
     co_return co_await destroy(
         context, arguments, what,
         "Its memories stay, without a group. A recovery snapshot is taken first.", 1, begin);
@@ -73,10 +67,12 @@ Coroutine<int> runDelete(CommandContext& context, const Arguments& arguments) {
 
 Coroutine<int> assign(CommandContext& context, std::vector<std::string> prefixes,
                       std::optional<std::string> groupName) {
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
     std::optional<Uuid> groupID;
     if (groupName) groupID = findGroup(store, toValidUtf8(*groupName)).id;
-    store.groupEdits().assign(findMemories(store, prefixes), groupID).throwIfFailed();
+    const auto assignment =
+        context.workspace().edits().assign(findMemories(store, prefixes), groupID);
+    co_await context.resultOf(assignment);
     printGroups(context, store);
     co_return exitDone;
 }

@@ -39,8 +39,9 @@ void answer(CommandContext& context, const ImportReport& report) {
 
 Coroutine<int> runImport(CommandContext& context, const Arguments& arguments) {
     auto file = openImport(context, arguments.positional(0));
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
-    const ImportReport report = co_await context.resultOf(store.import(std::move(file)));
+    co_await context.open(LibraryAccess::writing);
+    const auto operation = context.workspace().edits().import(std::move(file));
+    const ImportReport report = co_await context.resultOf(operation);
     answer(context, report);
     if (report.cancelled) co_return exitInterrupted;
     co_return report.failures.empty() ? exitDone : exitFailed;

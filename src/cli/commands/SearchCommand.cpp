@@ -29,8 +29,8 @@ Coroutine<SearchResultPointer> finalResult(CommandContext& context, CrumbStore& 
                                            Query query) {
     store.search().wantExcerpts(query.limit);
     store.search().setText(query.text, query.limit, query.depth);
-    co_await context.until<SearchResultPointer>(
-        store.searchResult(), [](const auto& result) { return result->isFinal; });
+    co_await context.until<SearchResultPointer>(store.searchResult(),
+                                                [](const auto& result) { return result->isFinal; });
     if (!(*store.searchResult())->isFinal) throw Cancelled();
     co_return *store.searchResult();
 }

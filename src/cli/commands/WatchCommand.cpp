@@ -1,8 +1,7 @@
 #include <fmt/format.h>
 
 #include "cli/commands/Commands.h"
-#include "cli/commands/Enrichment.h"
-#include "cli/commands/WatchPart.h"
+#include "cli/commands/WatchEvents.h"
 #include "cli/output/TextLayout.h"
 #include "platform/CloudContainer.h"
 
@@ -27,30 +26,21 @@ std::string placesWatched(CommandContext& context) {
                                                                      : "");
 }
 
-/// Runs the parts until the person interrupts. Throws what a part's start threw, once those before
-/// it have ended.
-Coroutine<> runParts(CommandContext& context, CrumbStore& store, const TellEvent& tell) {
-    const auto parts = makeWatchParts(context, store, tell);
-    std::size_t started = 0;
-    std::exception_ptr failure;
-    try {
-        for (; started < parts.size(); ++started) parts[started]->start();
-        tell("watching", placesWatched(context));
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    if (!failure) co_await context.interruption();
-    while (started > 0) co_await parts[--started]->stop();
-    if (failure) std::rethrow_exception(failure);
-}
-
 Coroutine<int> runWatch(CommandContext& context, const Arguments&) {
     const TellEvent tell = [&](std::string_view event, const std::string& text) {
         tellEvent(context, event, text);
     };
     CrumbStore& store = *co_await context.open(LibraryAccess::writing, SessionLength::lasting);
-    co_await runParts(context, store, tell);
-    co_await endEnrichment(context, store);
+    {
+        const WatchEvents events(context, tell);
+        tell("watching", placesWatched(context));
+        co_await context.interruption();
+    }
+    if (store.enrichment().isUnderWay()) {
+        context.messages().progress("ending what is being read; interrupt again to end at once");
+    }
+    const auto closing = context.workspace().close();
+    co_await context.resultOf(closing);
     tell("ended", "what was taken in is whole");
     co_return exitDone;
 }

@@ -17,9 +17,10 @@ std::string progressText(const OperationProgress& progress) {
 
 }  // namespace
 
-CommandContext::CommandContext(const Platform& platform, LibraryLayout layout, Console& console,
-                               const Arguments& arguments)
+CommandContext::CommandContext(const Platform& platform, ProblemLog& problems, LibraryLayout layout,
+                               Console& console, const Arguments& arguments)
     : platform_(platform),
+      problemLog_(problems),
       layout_(std::move(layout)),
       console_(console),
       output_(console),
@@ -36,11 +37,12 @@ Path CommandContext::path(const std::string& given) const {
 
 Coroutine<CrumbStore*> CommandContext::open(LibraryAccess access, SessionLength length) {
     if (access == LibraryAccess::reading) demandLibrary();
-    store_ = std::make_unique<CrumbStore>(platform_, layout_, access);
-    co_await resultOf(store_->open(length));
-    tell(store_->restoreNotice());
-    if (store_->startFailure()) throw Error(*store_->startFailure());
-    co_return store_.get();
+    workspace_ = std::make_unique<Workspace>(platform_, layout_, problemLog_);
+    co_await resultOf(workspace_->open(access, length));
+    CrumbStore& store = workspace_->store();
+    tell(store.restoreNotice());
+    if (store.startFailure()) throw Error(*store.startFailure());
+    co_return &store;
 }
 
 void CommandContext::demandLibrary() const {

@@ -9,12 +9,12 @@
 #include "cli/output/Input.h"
 #include "cli/output/Messages.h"
 #include "cli/output/Output.h"
-#include "collection/store/CrumbStore.h"
 #include "foundation/Json.h"
 #include "platform/Platform.h"
 #include "platform/work/Coroutine.h"
 #include "platform/work/Operation.h"
 #include "records/LibraryLayout.h"
+#include "workspace/Workspace.h"
 
 namespace nookery::cli {
 
@@ -22,8 +22,9 @@ namespace nookery::cli {
 /// A command is a coroutine: it awaits what takes long, and holds up nobody meanwhile. Main thread.
 class CommandContext {
   public:
-    CommandContext(const Platform& platform, LibraryLayout layout, Console& console,
-                   const Arguments& arguments);
+    /// `problems` is the platform's log.
+    CommandContext(const Platform& platform, ProblemLog& problems, LibraryLayout layout,
+                   Console& console, const Arguments& arguments);
     ~CommandContext();
 
     const Platform& platform() const { return platform_; }
@@ -35,6 +36,8 @@ class CommandContext {
     /// none and reading was asked for. Once per command.
     Coroutine<CrumbStore*> open(LibraryAccess access,
                                 SessionLength length = SessionLength::oneCommand);
+    /// The library that was opened, with all that can be done with it.
+    Workspace& workspace() { return *workspace_; }
     /// Throws Error when there is no library yet.
     void demandLibrary() const;
 
@@ -115,6 +118,7 @@ class CommandContext {
     Coroutine<> interruptible(Begin begin);
 
     const Platform& platform_;
+    ProblemLog& problemLog_;
     LibraryLayout layout_;
     Console& console_;
     Output output_;
@@ -123,7 +127,7 @@ class CommandContext {
     Style style_;
     Messages messages_;
     LineSplitter lines_;
-    std::unique_ptr<CrumbStore> store_;
+    std::unique_ptr<Workspace> workspace_;
 };
 
 }  // namespace nookery::cli

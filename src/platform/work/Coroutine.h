@@ -25,7 +25,9 @@ class CoroutinePromise {
         std::coroutine_handle<> await_suspend(std::coroutine_handle<Promise> ended) const noexcept {
             CoroutinePromise& promise = ended.promise();
             if (promise.whoAwaits) return promise.whoAwaits;
-            if (promise.ended) promise.ended();
+            // Whoever is told may destroy the coroutine.
+            const auto tell = std::move(promise.ended);
+            if (tell) tell();
             return std::noop_coroutine();
         }
         void await_resume() const noexcept {}
@@ -76,7 +78,7 @@ class [[nodiscard]] Coroutine {
         if (handle_) handle_.destroy();
     }
 
-    /// Begins it; `ended` is called once it has ended, and may not destroy it.
+    /// Begins it; `ended` is called once it has ended.
     void start(std::function<void()> ended) {
         handle_.promise().ended = std::move(ended);
         handle_.resume();

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "collection/store/CrumbStore.h"
+#include "fieldreports/NookeryFieldReportReceiver.h"
+#include "mobilelink/PhoneLink.h"
+#include "platform/work/Coroutine.h"
+#include "receipts/ReceiptService.h"
+#include "workspace/Edits.h"
+#include "workspace/Facets.h"
+#include "workspace/Problems.h"
+#include "workspace/ThumbnailCache.h"
+#include "workspace/history/History.h"
+
+namespace nookery {
+
+/// One library with all that a face of the program does with it: the store, what a person changes
+/// and takes back, receipts, field reports, the phone, and what went wrong. The command line and
+/// the window build the same one. Main thread.
+class Workspace {
+  public:
+    /// `problems` is the platform's log, and outlives this.
+    Workspace(const Platform& platform, LibraryLayout layout, ProblemLog& problems);
+    /// What was not closed is given up where it is whole, and waits for the next start.
+    ~Workspace();
+
+    /// As CrumbStore::open. A lasting session also brings in what the phone uploads as field
+    /// reports, publishes to it, and takes in its edits. Call once.
+    OperationPointer<Nothing> open(LibraryAccess access, SessionLength length);
+    /// Ends what a lasting session began, in the reverse order, then closes the store.
+    OperationPointer<Nothing> close();
+
+    CrumbStore& store() { return *store_; }
+    Edits& edits() { return *edits_; }
+    History& history() { return *history_; }
+    /// What earlier sessions left is read at the first call.
+    Problems& problems();
+    /// Counted from the first call on.
+    Facets& facets();
+    ThumbnailCache& thumbnails();
+    /// The link with the phone, which a lasting session has started.
+    PhoneLink& link();
+
+  private:
+    void becomeLasting();
+    Coroutine<> ending();
+    Coroutine<> whenIdle(const Published<bool>& isBusy);
+
+    const Platform& platform_;
+    LibraryLayout layout_;
+    ProblemLog& problemLog_;
+    std::unique_ptr<CrumbStore> store_;
+    std::unique_ptr<History> history_;
+    std::unique_ptr<Edits> edits_;
+    std::unique_ptr<Problems> problems_;
+    bool areProblemsLoaded_ = false;
+    std::unique_ptr<Facets> facets_;
+    std::unique_ptr<ThumbnailCache> thumbnails_;
+    std::unique_ptr<NookeryFieldReportReceiver> receiver_;
+    std::unique_ptr<PhoneLink> link_;
+    OperationPointer<Nothing> closing_;
+    std::optional<Coroutine<>> ending_;
+    CallbackGuard guard_;
+};
+
+}  // namespace nookery
