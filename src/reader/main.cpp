@@ -59,11 +59,12 @@ void keepFreedMemory() {
 }  // namespace nookery
 
 int main(int argumentCount, char** arguments) {
-    const auto subject = argumentCount == 2 ? nookery::subjectNamed(arguments[1]) : std::nullopt;
+    const auto subject = argumentCount == 3 ? nookery::subjectNamed(arguments[1]) : std::nullopt;
     if (!subject || !nookery::isSocket(STDIN_FILENO)) {
         std::fputs("nookery-reader: nookery starts this program by itself.\n", stderr);
         return 2;
     }
+    if (arguments[2] != nookery::readerVersion()) return nookery::otherVersionStatus;
     try {
         nookery::run(*subject);
     } catch (const std::exception&) {

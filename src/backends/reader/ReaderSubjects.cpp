@@ -33,6 +33,8 @@ std::string_view nameOf(ReaderSubject subject) {
     return subjects[static_cast<std::size_t>(subject)].name;
 }
 
+std::string_view readerVersion() { return NOOKERY_VERSION; }
+
 std::optional<ReaderSubject> subjectNamed(std::string_view name) {
     const auto* const found =
         std::find_if(subjects.begin(), subjects.end(),
