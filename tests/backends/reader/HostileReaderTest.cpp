@@ -105,6 +105,19 @@ TEST_F(HostileReader, OneThatIsMissingOrCannotRunIsNamedAndNothingElseStops) {
     EXPECT_NE(endingOf("3").find("which is of another version by now."), std::string::npos);
 }
 
+TEST_F(HostileReader, OneProcessServesManyRequests) {
+    facts("honest");
+    auto process = pool.takeIdle(ReaderSubject::pictures);
+    ASSERT_TRUE(process);
+    const pid_t first = process->id();
+    pool.giveBack(std::move(process));
+    for (int i = 0; i < 100; ++i) facts("honest");
+    process = pool.takeIdle(ReaderSubject::pictures);
+    ASSERT_TRUE(process);
+    EXPECT_EQ(process->id(), first);
+    EXPECT_FALSE(pool.takeIdle(ReaderSubject::pictures));
+}
+
 TEST_F(HostileReader, GetsNoDescriptorOfTheProgram) {
     const int open = ::open("/dev/null", O_RDONLY);  // without the mark that closes it
     ASSERT_GT(open, 2);
