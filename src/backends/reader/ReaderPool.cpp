@@ -89,7 +89,7 @@ ReaderMessage ReaderConversation::ask(const ReaderRequest& request) {
     ReaderMessage answer = exchanged(request);
     FieldReader fields(answer.fields);
     try {
-        throwWhatFailed(fields);
+        throwWhatFailed(fields, request.path);
     } catch (const MalformedMessage&) {
         throw ReaderFault(ReaderFault::Cause::answeredNonsense);
     } catch (const std::bad_alloc&) {
