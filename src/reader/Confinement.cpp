@@ -20,8 +20,11 @@
 namespace nookery {
 namespace {
 
-/// Files can be read, and changed or made nowhere but in /dev/null.
+/// Files can be read, and changed or made nowhere but in /dev/null. Without Landlock they cannot
+/// grow, at least.
 void forbidWriting() {
+    const rlimit noGrowth{0, 0};
+    ::setrlimit(RLIMIT_FSIZE, &noGrowth);
     landlock_ruleset_attr rules{};
     rules.handled_access_fs =
         LANDLOCK_ACCESS_FS_EXECUTE | LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_REMOVE_DIR |

@@ -1,5 +1,9 @@
 #include "reader/Service.h"
 
+#include <malloc.h>
+
+#include <algorithm>
+
 #include "backends/reader/ReaderChannel.h"
 #include "backends/reader/ReaderErrors.h"
 #include "reader/Confinement.h"
@@ -38,19 +42,33 @@ ServiceAnswer answered(Service& service, const ServiceRequest& request) {
     }
 }
 
+/// Receives a request and answers it. Returns how long to wait for the next one; none when the
+/// other end is gone.
+std::optional<std::chrono::milliseconds> serveOne(int socket, Service& service) {
+    ReaderMessage message;
+    if (receiveMessage(socket, message, longestRequest, {}) != Transfer::done) return std::nullopt;
+    FieldReader fields(message.fields);
+    const Head head = takeHead(fields);
+    limitWhatFollows(head.bounds);
+    const ServiceAnswer answer = answered(service, {head.question, fields, message.pixels});
+    const Transfer sent = sendMessage(socket, answer.fields.fields(), answer.pixels, {});
+    return sent == Transfer::done ? std::optional(head.idleTime) : std::nullopt;
+}
+
+/// Whether something is asked within the time. Whoever asks often does so soon: after a while the
+/// memory of the last requests goes back to the kernel.
+bool isAskedAgain(int socket, std::chrono::milliseconds idleTime) {
+    const auto soon = std::min(idleTime, std::chrono::milliseconds(500));
+    if (isReadableWithin(socket, soon)) return true;
+    ::malloc_trim(0);
+    return isReadableWithin(socket, idleTime - soon);
+}
+
 }  // namespace
 
 void serve(int socket, Service& service) {
-    ReaderMessage message;
-    while (receiveMessage(socket, message, longestRequest, {}) == Transfer::done) {
-        FieldReader fields(message.fields);
-        const Head head = takeHead(fields);
-        limitWhatFollows(head.bounds);
-        const ServiceAnswer answer = answered(service, {head.question, fields, message.pixels});
-        if (sendMessage(socket, answer.fields.fields(), answer.pixels, {}) != Transfer::done)
-            return;
-        message = {};
-        if (!isReadableWithin(socket, head.idleTime)) return;
+    while (const auto idleTime = serveOne(socket, service)) {
+        if (!isAskedAgain(socket, *idleTime)) return;
     }
 }
 

@@ -1,5 +1,6 @@
 // Reads files for nookery, which alone starts it: a process for each subject, with a socket as its
 // standard input.
+#include <malloc.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -35,8 +36,18 @@ bool isSocket(int descriptor) {
     return ::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) == 0;
 }
 
+/// Pictures come and go: memory that is taken anew from the kernel for each costs more time than
+/// copying it. What is kept so is given back when nothing is asked (Service.h).
+void keepFreedMemory() {
+    constexpr int longestPiece = 32 << 20;
+    constexpr int mostInAll = 512 << 20;
+    ::mallopt(M_MMAP_THRESHOLD, longestPiece);
+    ::mallopt(M_TRIM_THRESHOLD, mostInAll);
+}
+
 /// Leaves without the libraries' last words, which may go wrong.
 [[noreturn]] void run(ReaderSubject subject) {
+    keepFreedMemory();
     confine(subject);
     endWith(STDIN_FILENO);
     const auto service = serviceFor(subject);
@@ -48,11 +59,12 @@ bool isSocket(int descriptor) {
 }  // namespace nookery
 
 int main(int argumentCount, char** arguments) {
-    const auto subject = argumentCount == 2 ? nookery::subjectNamed(arguments[1]) : std::nullopt;
+    const auto subject = argumentCount == 3 ? nookery::subjectNamed(arguments[1]) : std::nullopt;
     if (!subject || !nookery::isSocket(STDIN_FILENO)) {
         std::fputs("nookery-reader: nookery starts this program by itself.\n", stderr);
         return 2;
     }
+    if (arguments[2] != nookery::readerVersion()) return nookery::otherVersionStatus;
     try {
         nookery::run(*subject);
     } catch (const std::exception&) {

@@ -9,10 +9,8 @@ namespace nookery::testing {
 /// A service that decodes is tested in this process, and as the program has it.
 enum class Way { direct, isolated };
 
-inline ReaderPool& testReaders() {
-    static ReaderPool pool({.programs = {NOOKERY_READER}});
-    return pool;
-}
+/// Of the reader program that was built.
+ReaderPool& testReaders();
 
 inline const auto bothWays = ::testing::Values(Way::direct, Way::isolated);
 

@@ -43,6 +43,7 @@ class IsolatedDocuments final : public DocumentReader {
         fields.text(type.mediaType);
         const std::size_t longestText = limits.maximumTextByteCount;
         const ReaderRequest request{.question = ReaderQuestion::documentText,
+                                    .path = path,
                                     .fields = fields.take(),
                                     .answer = {longestText + (std::size_t{64} << 10)},
                                     .stop = std::move(stop)};
@@ -73,6 +74,7 @@ class IsolatedPages final : public PageReader {
 
     int pageCount(const Path& path, const DocumentLimits& limits) const override {
         const ReaderRequest request{.question = ReaderQuestion::pageCount,
+                                    .path = path,
                                     .fields = aboutFile(path, limits).take()};
         return asked(path, request, [](FieldReader& answer, const auto&) {
             return static_cast<int>(answer.integer(1, mostPages - 1));
@@ -82,6 +84,7 @@ class IsolatedPages final : public PageReader {
     std::vector<int> pagesWithoutText(const Path& path, const DocumentLimits& limits,
                                       std::stop_token stop) const override {
         const ReaderRequest request{.question = ReaderQuestion::pagesWithoutText,
+                                    .path = path,
                                     .fields = aboutFile(path, limits).take(),
                                     .stop = std::move(stop)};
         return asked(path, request, [](FieldReader& answer, const auto&) {
@@ -100,6 +103,7 @@ class IsolatedPages final : public PageReader {
         FieldWriter fields = aboutFile(path, limits);
         fields.integer(page).integer(longestSide);
         const ReaderRequest request{.question = ReaderQuestion::pagePicture,
+                                    .path = path,
                                     .fields = fields.take(),
                                     .answer = {.pixelByteCount = mostPixelBytes(longestSide)},
                                     .stop = std::move(stop)};

@@ -55,6 +55,7 @@ class IsolatedImages final : public ImageReader {
         FieldWriter fields = aboutFile(path, type, limits);
         fields.integer(longestSide);
         const ReaderRequest request{.question = ReaderQuestion::picture,
+                                    .path = path,
                                     .fields = fields.take(),
                                     .answer = {.pixelByteCount = mostPixelBytes(longestSide)},
                                     .stop = std::move(stop)};
@@ -69,6 +70,7 @@ class IsolatedImages final : public ImageReader {
     ImageFacts facts(const Path& path, const ContentType& type,
                      const ImageLimits& limits) const override {
         const ReaderRequest request{.question = ReaderQuestion::pictureFacts,
+                                    .path = path,
                                     .fields = aboutFile(path, type, limits).take()};
         return answered<ImageError>(
             pool_, ReaderSubject::pictures, request, quotedName(path),

@@ -32,6 +32,7 @@ class IsolatedMedia final : public MediaReader {
         FieldWriter fields;
         fields.text(path.native());
         const ReaderRequest request{.question = ReaderQuestion::mediaFacts,
+                                    .path = path,
                                     .fields = fields.take(),
                                     .stop = std::move(stop)};
         return answered<MediaError>(
@@ -43,6 +44,7 @@ class IsolatedMedia final : public MediaReader {
         FieldWriter fields;
         fields.text(path.native()).integer(longestSide);
         const ReaderRequest request{.question = ReaderQuestion::mediaCover,
+                                    .path = path,
                                     .fields = fields.take(),
                                     .answer = {.pixelByteCount = mostPixelBytes(longestSide)},
                                     .stop = std::move(stop)};

@@ -3,7 +3,6 @@
 #include <array>
 #include <new>
 
-#include "foundation/FileSystem.h"
 #include "platform/DocumentReader.h"
 #include "platform/ImageReader.h"
 #include "platform/MediaReader.h"
@@ -47,9 +46,8 @@ std::int64_t operationOf(const FileError& error) {
     return isOpening ? 0 : 1;
 }
 
-[[noreturn]] void throwFileError(FieldReader& reader) {
+[[noreturn]] void throwFileError(FieldReader& reader, const Path& path) {
     const auto operation = static_cast<std::size_t>(reader.integer(0, operations.size() - 1));
-    const Path path(std::string(reader.bytes(longestDescription)));
     throw FileError(operations[operation], path, static_cast<int>(reader.integer(1, 4095)));
 }
 
@@ -63,8 +61,7 @@ void writeFailure(FieldWriter& writer, const std::exception& error) {
         return;
     }
     if (const auto* file = dynamic_cast<const FileError*>(&error)) {
-        writer.integer(fileFailure).integer(operationOf(*file));
-        writer.text(file->path().native()).integer(file->errorNumber());
+        writer.integer(fileFailure).integer(operationOf(*file)).integer(file->errorNumber());
         return;
     }
     std::size_t kind = 0;
@@ -74,12 +71,12 @@ void writeFailure(FieldWriter& writer, const std::exception& error) {
     writer.text(description.substr(0, longestDescription));
 }
 
-void throwWhatFailed(FieldReader& reader) {
+void throwWhatFailed(FieldReader& reader, const Path& path) {
     const std::int64_t outcome =
         reader.integer(success, firstOfKinds + static_cast<std::int64_t>(kinds.size()) - 1);
     if (outcome == success) return;
     if (outcome == outOfMemory) throw std::bad_alloc();
-    if (outcome == fileFailure) throwFileError(reader);
+    if (outcome == fileFailure) throwFileError(reader, path);
     kinds[static_cast<std::size_t>(outcome - firstOfKinds)].raise(reader.text(longestDescription));
 }
 

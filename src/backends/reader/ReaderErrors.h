@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "backends/reader/ReaderMessage.h"
+#include "foundation/FileSystem.h"
 
 namespace nookery {
 
@@ -13,8 +14,8 @@ void writeSuccess(FieldWriter& writer);
 void writeFailure(FieldWriter& writer, const std::exception& error);
 
 /// Reads the beginning of an answer. Throws what the reader wrote: one of the platform's errors, a
-/// FileError, another Error, or std::bad_alloc. Throws MalformedMessage when it is neither that nor
-/// success.
-void throwWhatFailed(FieldReader& reader);
+/// FileError about `path`, another Error, or std::bad_alloc. Throws MalformedMessage when it is
+/// neither that nor success.
+void throwWhatFailed(FieldReader& reader, const Path& path);
 
 }  // namespace nookery

@@ -1,5 +1,6 @@
 #include "backends/reader/ReaderMessage.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 

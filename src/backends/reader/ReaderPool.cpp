@@ -32,6 +32,27 @@ ReaderFault notStarted(const FileError& error) {
                               std::strerror(error.errorNumber()))};
 }
 
+/// A program that ended before it could answer anything; none when it did start.
+std::optional<ReaderFault> startFailure(int status, const Path& program) {
+    constexpr int missingLibraryStatus = 127;  // of the system's loader
+    if (!WIFEXITED(status)) return std::nullopt;
+    const std::string name = displayName(program);
+    switch (WEXITSTATUS(status)) {
+        case otherVersionStatus:
+            return ReaderFault(ReaderFault::Cause::notStarted,
+                               fmt::format("needs the program \"{}\", which is of another version "
+                                           "by now. Start Nookery again.",
+                                           name));
+        case missingLibraryStatus:
+            return ReaderFault(ReaderFault::Cause::notStarted,
+                               fmt::format("needs the program \"{}\", which lacks a library. "
+                                           "Install Nookery again.",
+                                           name));
+        default:
+            return std::nullopt;
+    }
+}
+
 }  // namespace
 
 ReaderFault::ReaderFault(Cause cause) : ReaderFault(cause, clauseFor(cause)) {}
@@ -68,7 +89,7 @@ ReaderMessage ReaderConversation::ask(const ReaderRequest& request) {
     ReaderMessage answer = exchanged(request);
     FieldReader fields(answer.fields);
     try {
-        throwWhatFailed(fields);
+        throwWhatFailed(fields, request.path);
     } catch (const MalformedMessage&) {
         throw ReaderFault(ReaderFault::Cause::answeredNonsense);
     } catch (const std::bad_alloc&) {
@@ -134,6 +155,7 @@ void ReaderConversation::failBy(const Attempt& made) {
     const bool isLate = made.sent == Transfer::late || made.received == Transfer::late ||
                         (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU);
     if (isLate) throw ReaderFault(ReaderFault::Cause::tookTooLong);
+    if (const auto fault = startFailure(status, pool_.options().programs.back())) throw *fault;
     throw ReaderFault(made.received == Transfer::tooLong ? ReaderFault::Cause::answeredNonsense
                                                          : ReaderFault::Cause::died);
 }

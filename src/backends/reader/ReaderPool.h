@@ -31,6 +31,7 @@ class ReaderFault : public std::exception {
 
 struct ReaderRequest {
     ReaderQuestion question{};
+    Path path{};  ///< of the file that is read, for failures of the system
     std::string fields{};
     std::span<const std::uint8_t> pixels{};
     MessageBounds answer{};  ///< a longer one is not accepted

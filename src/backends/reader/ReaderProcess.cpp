@@ -47,7 +47,8 @@ class SpawnSetup {
     int spawn(const Path& program, ReaderSubject subject, pid_t& process) const {
         std::string name = program.filename();
         std::string argument(nameOf(subject));
-        char* const arguments[] = {name.data(), argument.data(), nullptr};
+        std::string version(readerVersion());
+        char* const arguments[] = {name.data(), argument.data(), version.data(), nullptr};
         return ::posix_spawn(&process, program.c_str(), &actions_, &attributes_, arguments,
                              environ);
     }

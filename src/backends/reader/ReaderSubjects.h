@@ -36,8 +36,12 @@ struct ReaderBounds {
     std::size_t memoryByteCount = std::size_t{3} << 29;
 };
 
-/// The program is started with this name as its argument.
+/// The program is started with this name and this version as its arguments.
 std::string_view nameOf(ReaderSubject subject);
+std::string_view readerVersion();
+/// It ends with this status when its own version is another one.
+constexpr int otherVersionStatus = 3;
+
 std::optional<ReaderSubject> subjectNamed(std::string_view name);
 
 /// Enough for every legitimate file that the limits of the platform's interfaces let pass.

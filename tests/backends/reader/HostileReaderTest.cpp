@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -90,11 +91,31 @@ TEST_F(HostileReader, OneThatIsMissingOrCannotRunIsNamedAndNothingElseStops) {
     EXPECT_EQ(failureOf([&] { documents->read("plan.pdf", {"application/pdf"}, {}, {}); }),
               "\"plan.pdf\" " + needs + "\", which is missing. Install Nookery again.");
     EXPECT_TRUE(documents->canRead({"application/pdf"}));
-    folder.write("nookery-reader", "not to be run");
+    const Path reader = folder.write("nookery-reader", "not to be run");
     EXPECT_EQ(failureOf([&] {
                   makeIsolatedPictureEncoder(missing)->jpeg({1, 1, {0, 0, 0}});
               }),
               "The picture " + needs + "\", which could not be started: Permission denied.");
+    ::chmod(reader.c_str(), 0700);
+    const auto endingOf = [&](const std::string& status) {
+        folder.write("nookery-reader", "#!/bin/sh\nexit " + status + "\n");
+        return failureOf([&] { makeIsolatedPages(missing)->pageCount("plan.pdf", {}); });
+    };
+    EXPECT_NE(endingOf("127").find("which lacks a library."), std::string::npos);
+    EXPECT_NE(endingOf("3").find("which is of another version by now."), std::string::npos);
+}
+
+TEST_F(HostileReader, OneProcessServesManyRequests) {
+    facts("honest");
+    auto process = pool.takeIdle(ReaderSubject::pictures);
+    ASSERT_TRUE(process);
+    const pid_t first = process->id();
+    pool.giveBack(std::move(process));
+    for (int i = 0; i < 100; ++i) facts("honest");
+    process = pool.takeIdle(ReaderSubject::pictures);
+    ASSERT_TRUE(process);
+    EXPECT_EQ(process->id(), first);
+    EXPECT_FALSE(pool.takeIdle(ReaderSubject::pictures));
 }
 
 TEST_F(HostileReader, GetsNoDescriptorOfTheProgram) {

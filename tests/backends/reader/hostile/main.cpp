@@ -37,7 +37,7 @@ std::string picture(int width, int height) {
 
 std::string failure(int kind) {
     FieldWriter fields;
-    return fields.integer(kind).integer(0).text("/x").integer(-3).take();
+    return fields.integer(kind).integer(0).integer(-3).take();
 }
 
 const std::map<std::string, std::string>& answers() {
