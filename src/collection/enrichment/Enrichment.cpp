@@ -1,5 +1,6 @@
 #include "collection/enrichment/Enrichment.h"
 
+#include "collection/database/RecognisedPages.h"
 #include "platform/Log.h"
 
 namespace nookery {
@@ -141,7 +142,14 @@ void Enrichment::added(const CrumbItemList& records) {
 
 void Enrichment::edited(const std::vector<Uuid>& ids) {
     results_.settle();  // or what is recorded here would be taken for done
-    changeSidecar([&](Sidecar& sidecar) { sidecar.addWork(ids, embeddingTask); });
+    changeSidecar([&](Sidecar& sidecar) {
+        sidecar.addWork(ids, embeddingTask);
+        for (const Uuid& id : ids) {
+            const auto item = library_.find(id);
+            // What has become secret keeps its words to itself.
+            if (item && isSecure(*item)) RecognisedPages(sidecar).replace(id, {});
+        }
+    });
     if (platform_.embedder != nullptr) worker_.add(ids, {.embedding = true});
 }
 

@@ -58,7 +58,7 @@ std::vector<EnrichmentResult> EnrichmentWorker::performAll(const Jobs& jobs,
             EnrichmentResult& failed = results.emplace_back();
             failed.id = job.item->id;
             if (!job.needs.contents) continue;
-            failed.contents = ReadContents{job.item->searchableText, describe(error)};
+            failed.contents = ReadContents{job.item->searchableText, describe(error), {}};
         }
     }
     return results;
