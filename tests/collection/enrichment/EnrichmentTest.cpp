@@ -248,6 +248,7 @@ TEST_F(EnrichmentTest, WhatBecomesSecretWhileItIsReadKeepsItsWordsToItself) {
     world_.time.advance(1);
     EXPECT_EQ(store_->item(id)->searchableText, card.searchableText);
     EXPECT_EQ(markableText(id), "");
+    EXPECT_EQ(world_.folder.filesBelow("cache/Thumbnails"), std::vector<std::string>());
 
     const Uuid other = capture("other.png", std::string(pngBytes) + "other");
     work();
@@ -255,7 +256,9 @@ TEST_F(EnrichmentTest, WhatBecomesSecretWhileItIsReadKeepsItsWordsToItself) {
     card = *store_->item(other);
     markSecure(card);
     EXPECT_FALSE(store_->memoryEdits().replace(card));
+    world_.time.settle();
     EXPECT_EQ(markableText(other), "") << "it became secret afterwards";
+    EXPECT_EQ(world_.folder.filesBelow("cache/Thumbnails"), std::vector<std::string>());
 }
 
 TEST_F(EnrichmentTest, WhatCouldNotBeSavedIsToldAndReadAgain) {
