@@ -27,12 +27,21 @@ struct NormalizedBox {
     bool operator==(const NormalizedBox&) const = default;
 };
 
+/// A word of a line.
+struct OCRWord {
+    std::string text;   ///< valid UTF-8, trimmed, not empty
+    NormalizedBox box;  ///< around it in the picture as it was given
+
+    bool operator==(const OCRWord&) const = default;
+};
+
 /// A line of text found in a picture.
 struct OCRLine {
     std::string text;   ///< valid UTF-8, trimmed, not empty
     NormalizedBox box;  ///< in the picture once its text stands straight
     /// 0 to 1: of the least certain number in the line; without one, of its least certain word.
     double confidence = 1;
+    std::vector<OCRWord> words{};  ///< as they were read, from left to right
 
     bool operator==(const OCRLine&) const = default;
 };

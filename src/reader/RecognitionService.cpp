@@ -10,6 +10,20 @@ std::unique_ptr<TextRecognizer> demandedRecognizer(FileSystem& files) {
     return recognizer;
 }
 
+void writeBox(FieldWriter& fields, const NormalizedBox& box) {
+    fields.real(box.x).real(box.y).real(box.width).real(box.height);
+}
+
+void writeLine(FieldWriter& fields, const OCRLine& line) {
+    fields.text(line.text);
+    writeBox(fields, line.box);
+    fields.real(line.confidence).integer(static_cast<std::int64_t>(line.words.size()));
+    for (const OCRWord& word : line.words) {
+        fields.text(word.text);
+        writeBox(fields, word.box);
+    }
+}
+
 /// Keeps the language data in memory between requests.
 class RecognitionService final : public Service {
   public:
@@ -19,8 +33,7 @@ class RecognitionService final : public Service {
         const Picture picture = takePicture(request.fields, request.pixels, longestSide);
         if (!recognizer_) recognizer_ = demandedRecognizer(*files_);
         for (const OCRLine& line : recognizer_->recognise(picture, {})) {
-            answer.fields.text(line.text).real(line.box.x).real(line.box.y);
-            answer.fields.real(line.box.width).real(line.box.height).real(line.confidence);
+            writeLine(answer.fields, line);
         }
     }
 

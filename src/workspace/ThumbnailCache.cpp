@@ -91,7 +91,7 @@ void ThumbnailCache::finish(const Uuid& id, Outcome<ThumbnailReading> outcome) {
     const auto item = store_.item(id);
     if (!item || !hasReadableOriginal(*item)) {
         // Whoever removed its files may not have seen the one that has just come.
-        removeFiles({id});
+        removeThumbnailsLater({id}, layout_, platform_);
     } else if (outcome.isDone()) {
         keep(id, std::move(outcome.get()));
     } else if (const auto known = entries_.find(id); known != entries_.end()) {
@@ -162,13 +162,7 @@ void ThumbnailCache::listChanged(const MemoryListChange& change) {
         if (hasReadableOriginal(*before) && !hasReadableOriginal(*after)) secret.insert(after->id);
         if (before->filePath != after->filePath || secret.contains(after->id)) drop(after->id);
     }
-    if (!secret.empty()) removeFiles(std::move(secret));
-}
-
-void ThumbnailCache::removeFiles(std::unordered_set<Uuid> ids) {
-    platform_.filesQueue.async([ids = std::move(ids), platform = platform_, layout = layout_] {
-        removeThumbnails(ids, layout, platform);
-    });
+    removeThumbnailsLater(std::move(secret), layout_, platform_);
 }
 
 void ThumbnailCache::tidyDisk() {

@@ -69,7 +69,6 @@ class ThumbnailCache {
     void drop(const Uuid& id);
     void tellChanged(const Uuid& id);
     void listChanged(const MemoryListChange& change);
-    void removeFiles(std::unordered_set<Uuid> ids);
     void tidyDisk();
 
     const Platform& platform_;

@@ -11,6 +11,20 @@ namespace {
 
 constexpr std::string_view pngMark = "\x89PNG\r\n\x1a\n";
 
+/// As the first version of the program that had a sidecar made it.
+constexpr const char* firstSidecarSchema = R"sql(
+CREATE TABLE originals (path BLOB PRIMARY KEY NOT NULL, memory_id TEXT NOT NULL,
+    digest BLOB NOT NULL, byte_count INTEGER NOT NULL,
+    modified_nanoseconds INTEGER NOT NULL) WITHOUT ROWID;
+CREATE INDEX idx_originals_digest ON originals(digest);
+CREATE TABLE pending_originals (path BLOB PRIMARY KEY NOT NULL) WITHOUT ROWID;
+CREATE TABLE pending_work (number INTEGER PRIMARY KEY AUTOINCREMENT, memory_id TEXT NOT NULL,
+    task TEXT NOT NULL, attempts INTEGER NOT NULL DEFAULT 0, last_failure TEXT,
+    UNIQUE (memory_id, task));
+CREATE TABLE state (key TEXT PRIMARY KEY NOT NULL, value BLOB NOT NULL) WITHOUT ROWID;
+PRAGMA user_version=1;
+)sql";
+
 class ProblemsTest : public ::testing::Test {
   protected:
     ProblemsTest() {
@@ -144,13 +158,13 @@ TEST_F(ProblemsTest, ASaveThatFailsIsToldOfUntilOneSucceeds) {
 }
 
 TEST_F(ProblemsTest, AnOlderSidecarGainsTheTableAndKeepsWhatItHas) {
-    report(inboxProblem("a.txt"));
     problems_.reset();
     store_.reset();
+    const Path path = world_.layout().sidecar();
+    world_.realFiles->removeFile(path);
     {
-        const Path path = world_.layout().sidecar();
         auto older = SqliteConnection::open(path, SqliteAccess::readWriteCreate);
-        older.execute("DROP TABLE problems; PRAGMA user_version=1;");
+        older.execute(firstSidecarSchema);
         older.execute("INSERT INTO state (key, value) VALUES ('kept', x'41');");
     }
     open(LibraryAccess::reading);

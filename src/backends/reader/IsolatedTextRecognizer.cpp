@@ -5,16 +5,32 @@
 namespace nookery {
 namespace {
 
-OCRLine takeLine(FieldReader& answer) {
-    constexpr std::size_t longestLine = 100'000;
-    OCRLine line;
-    line.text = answer.text(longestLine);
-    demandWellFormed(!line.text.empty() && trimmed(line.text).size() == line.text.size());
-    for (double* field : {&line.box.x, &line.box.y, &line.box.width, &line.box.height}) {
+constexpr std::size_t longestLine = 100'000;
+
+std::string takeText(FieldReader& answer) {
+    std::string text = answer.text(longestLine);
+    demandWellFormed(!text.empty() && trimmed(text).size() == text.size());
+    return text;
+}
+
+NormalizedBox takeBox(FieldReader& answer) {
+    NormalizedBox box;
+    for (double* field : {&box.x, &box.y, &box.width, &box.height}) {
         // Boxes that were straightened may lie a little outside.
         *field = answer.real(-1, 2);
     }
+    return box;
+}
+
+OCRLine takeLine(FieldReader& answer) {
+    OCRLine line;
+    line.text = takeText(answer);
+    line.box = takeBox(answer);
     line.confidence = answer.real(0, 1);
+    for (auto left = answer.integer(0, longestLine); left > 0; --left) {
+        std::string text = takeText(answer);
+        line.words.push_back({std::move(text), takeBox(answer)});
+    }
     return line;
 }
 

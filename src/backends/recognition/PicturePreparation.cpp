@@ -39,8 +39,9 @@ OwnedPix evenedOut(OwnedPix pix) {
     return even ? std::move(even) : std::move(pix);
 }
 
-/// Turned so that lines of text are level, when enough of them agree on an angle.
-OwnedPix levelled(OwnedPix pix) {
+/// Turned so that lines of text are level, when enough of them agree on an angle; `turnedBy`
+/// receives it.
+OwnedPix levelled(OwnedPix pix, double& turnedBy) {
     constexpr float sweepDegrees = 12;
     constexpr float sweepStepDegrees = 1;
     constexpr float smallestStepDegrees = 0.02F;
@@ -56,7 +57,9 @@ OwnedPix levelled(OwnedPix pix) {
     if (confidence < leastConfidence || std::abs(degrees) < leastDegrees) return pix;
     const auto radians = static_cast<l_float32>(degrees * std::numbers::pi / 180);
     OwnedPix level(pixRotateAMGray(pix.get(), radians, 255));
-    return level ? std::move(level) : std::move(pix);
+    if (!level) return pix;
+    turnedBy = radians;
+    return level;
 }
 
 OwnedPix withContrast(OwnedPix pix) {
@@ -106,10 +109,40 @@ OwnedPix readablySmall(OwnedPix pix) {
 
 }  // namespace
 
-OwnedPix preparedForReading(const Picture& picture) {
-    if (picture.width < smallestSide || picture.height < smallestSide) return nullptr;
+PreparedPicture preparedForReading(const Picture& picture) {
+    PreparedPicture prepared;
+    if (picture.width < smallestSide || picture.height < smallestSide) return prepared;
+    prepared.aspect = static_cast<double>(picture.width) / picture.height;
     OwnedPix pix = grey(picture);
-    return pix ? readablySmall(withContrast(levelled(evenedOut(std::move(pix))))) : nullptr;
+    if (!pix) return prepared;
+    pix = levelled(evenedOut(std::move(pix)), prepared.turnedBy);
+    prepared.pix = readablySmall(withContrast(std::move(pix)));
+    return prepared;
+}
+
+NormalizedBox PreparedPicture::inGivenPicture(const NormalizedBox& box) const {
+    if (turnedBy == 0) return box;
+    const double cosine = std::cos(turnedBy);
+    const double sine = std::sin(turnedBy);
+    NormalizedBox around{1, 1, 0, 0};
+    double right = 0;
+    double top = 0;
+    for (const double cornerX : {box.x, box.x + box.width}) {
+        for (const double cornerY : {box.y, box.y + box.height}) {
+            // Turned back around the middle, in units of the picture's height, upwards positive.
+            const double x = (cornerX - 0.5) * aspect;
+            const double y = cornerY - 0.5;
+            const double givenX = std::clamp((x * cosine - y * sine) / aspect + 0.5, 0.0, 1.0);
+            const double givenY = std::clamp(x * sine + y * cosine + 0.5, 0.0, 1.0);
+            around.x = std::min(around.x, givenX);
+            around.y = std::min(around.y, givenY);
+            right = std::max(right, givenX);
+            top = std::max(top, givenY);
+        }
+    }
+    around.width = right - around.x;
+    around.height = top - around.y;
+    return around;
 }
 
 }  // namespace nookery

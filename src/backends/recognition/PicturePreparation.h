@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/Picture.h"
+#include "platform/TextRecognizer.h"
 
 namespace nookery {
 
@@ -13,8 +14,17 @@ struct PixRelease {
 };
 using OwnedPix = std::unique_ptr<Pix, PixRelease>;
 
-/// Prepares the picture for reading its text: grey, its background evened out to white, its lines
-/// level. None when the picture is too small to hold text.
-OwnedPix preparedForReading(const Picture& picture);
+/// A picture made ready for reading its text.
+struct PreparedPicture {
+    OwnedPix pix;         ///< grey, its background evened out to white, its lines level
+    double turnedBy = 0;  ///< radians, clockwise, around the middle, to make the lines level
+    double aspect = 1;    ///< the picture's width over its height
+
+    /// Where a box of the prepared picture lies in the picture as it was given.
+    NormalizedBox inGivenPicture(const NormalizedBox& box) const;
+};
+
+/// Nothing in `pix` when the picture is too small to hold text.
+PreparedPicture preparedForReading(const Picture& picture);
 
 }  // namespace nookery

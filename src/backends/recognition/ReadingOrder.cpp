@@ -119,6 +119,7 @@ void join(TextPiece& row, const TextPiece& next) {
     const NormalizedBox& box = next.line.box;
     line.text += ' ';
     line.text += next.line.text;
+    line.words.insert(line.words.end(), next.line.words.begin(), next.line.words.end());
     if (row.holdsNumber == next.holdsNumber) {
         line.confidence = std::min(line.confidence, next.line.confidence);
     } else if (next.holdsNumber) {

@@ -26,12 +26,12 @@ class LineEngine final : public tesseract::TessBaseAPI {
 using Engine = std::unique_ptr<LineEngine>;
 using LineIterator = tesseract::LTRResultIterator;
 
-NormalizedBox boxOf(const LineIterator& at, const Pix& pix) {
+NormalizedBox boxOf(const LineIterator& at, tesseract::PageIteratorLevel level, const Pix& pix) {
     int left = 0;
     int top = 0;
     int right = 0;
     int bottom = 0;
-    at.BoundingBox(tesseract::RIL_TEXTLINE, &left, &top, &right, &bottom);
+    at.BoundingBox(level, &left, &top, &right, &bottom);
     const double width = pixGetWidth(&pix);
     const double height = pixGetHeight(&pix);
     return {left / width, 1 - bottom / height, (right - left) / width, (bottom - top) / height};
@@ -128,22 +128,23 @@ class TesseractTextRecognizer final : public TextRecognizer {
         // Without this the engine would start threads for each line of text, which costs time. The
         // setting is the calling thread's own.
         omp_set_max_active_levels(0);
-        const OwnedPix pix = preparedForReading(picture);
-        if (!pix) return {};
+        const PreparedPicture prepared = preparedForReading(picture);
+        if (!prepared.pix) return {};
         if (stop.stop_requested()) throw Cancelled();
         Engine engine = takeEngine();
-        std::vector<TextPiece> pieces = readAll(*engine, *pix, stop);
+        std::vector<TextPiece> pieces = readAll(*engine, prepared, stop);
         giveBack(std::move(engine));
         return inRows(std::move(pieces));
     }
 
   private:
-    static std::vector<TextPiece> readAll(LineEngine& engine, Pix& pix,
+    static std::vector<TextPiece> readAll(LineEngine& engine, const PreparedPicture& prepared,
                                           const std::stop_token& stop) {
+        Pix& pix = *prepared.pix;
         engine.SetPageSegMode(tesseract::PSM_SPARSE_TEXT);
         engine.SetImage(&pix);
         read(engine, stop);
-        std::vector<TextPiece> pieces = piecesOf(engine, pix);
+        std::vector<TextPiece> pieces = piecesOf(engine, prepared);
         const double width = pixGetWidth(&pix);
         const double height = pixGetHeight(&pix);
         engine.SetPageSegMode(tesseract::PSM_SINGLE_LINE);
@@ -155,7 +156,7 @@ class TesseractTextRecognizer final : public TextRecognizer {
                 static_cast<int>(box.width * width + 2 * margin),
                 static_cast<int>(box.height * height + 2 * margin));
             read(engine, stop);
-            std::ranges::move(piecesOf(engine, pix), std::back_inserter(pieces));
+            std::ranges::move(piecesOf(engine, prepared), std::back_inserter(pieces));
         }
         return pieces;
     }
@@ -171,19 +172,23 @@ class TesseractTextRecognizer final : public TextRecognizer {
         throw RecognitionError("The text in the picture could not be recognised.");
     }
 
-    static std::vector<TextPiece> piecesOf(LineEngine& engine, const Pix& pix) {
+    static std::vector<TextPiece> piecesOf(LineEngine& engine, const PreparedPicture& prepared) {
+        const Pix& pix = *prepared.pix;
         std::vector<TextPiece> pieces;
         const std::unique_ptr<LineIterator> at(engine.GetLTRIterator());
         if (!at) return pieces;
         do {
-            TextPiece piece{{"", boxOf(*at, pix)}, riseOf(*at, pix)};
-            readWords(piece, *at);
+            TextPiece piece;
+            piece.line.box = boxOf(*at, tesseract::RIL_TEXTLINE, pix);
+            piece.rise = riseOf(*at, pix);
+            readWords(piece, *at, prepared);
             if (!piece.line.text.empty()) pieces.push_back(std::move(piece));
         } while (at->Next(tesseract::RIL_TEXTLINE));
         return pieces;
     }
 
-    static void readWords(TextPiece& piece, const LineIterator& lineStart) {
+    static void readWords(TextPiece& piece, const LineIterator& lineStart,
+                          const PreparedPicture& prepared) {
         OCRLine& line = piece.line;
         LineIterator word(lineStart);
         double leastOfNumbers = 2;
@@ -193,6 +198,8 @@ class TesseractTextRecognizer final : public TextRecognizer {
             if (text.empty()) continue;
             if (!line.text.empty()) line.text += ' ';
             line.text += text;
+            line.words.push_back(
+                {text, prepared.inGivenPicture(boxOf(word, tesseract::RIL_WORD, *prepared.pix))});
             const double confidence =
                 std::clamp(word.Confidence(tesseract::RIL_WORD) / 100.0, 0.0, 1.0);
             line.confidence = std::min(line.confidence, confidence);

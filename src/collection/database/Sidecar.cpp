@@ -64,6 +64,15 @@ CREATE TABLE step_contents (
     PRIMARY KEY (step, part)
 );
 )sql",
+    R"sql(
+CREATE TABLE recognised_pages (
+    memory_id TEXT NOT NULL,
+    page INTEGER NOT NULL,
+    reading INTEGER NOT NULL,
+    content BLOB NOT NULL,
+    PRIMARY KEY (memory_id, page)
+);
+)sql",
 };
 
 constexpr const char* originalColumns =
@@ -292,14 +301,18 @@ std::vector<PendingWork> Sidecar::pendingWork(std::string_view task) {
 }
 
 void Sidecar::forgetMemories(std::span<const Uuid> memoryIDs) {
-    runForEach(connection_, "DELETE FROM pending_work WHERE memory_id = ?;", memoryIDs,
-               [](SqliteStatement& forget, const Uuid& id) { forget.with(id); });
+    for (const char* sql : {"DELETE FROM pending_work WHERE memory_id = ?;",
+                            "DELETE FROM recognised_pages WHERE memory_id = ?;"}) {
+        runForEach(connection_, sql, memoryIDs,
+                   [](SqliteStatement& forget, const Uuid& id) { forget.with(id); });
+    }
 }
 
 void Sidecar::forgetAllMemories() {
     SqliteTransaction transaction(connection_);
     connection_.execute("DELETE FROM originals;");
     connection_.execute("DELETE FROM pending_work;");
+    connection_.execute("DELETE FROM recognised_pages;");
     transaction.commit();
 }
 

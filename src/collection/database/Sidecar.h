@@ -94,10 +94,10 @@ class Sidecar {
     std::vector<PendingWork> pendingWork();
     std::vector<PendingWork> pendingWork(std::string_view task);
 
-    /// Forgets the work of removed memories. Their originals are forgotten by path, once the files
-    /// are gone: another memory may still use them.
+    /// Forgets the work and the words of removed memories. Their originals are forgotten by path,
+    /// once the files are gone: another memory may still use them.
     void forgetMemories(std::span<const Uuid> memoryIDs);
-    /// Forgets all originals and all work: the library was emptied.
+    /// Forgets all originals, work and words: the library was emptied.
     void forgetAllMemories();
 
     /// What the person's changes were, so that they can be taken back.
@@ -110,6 +110,7 @@ class Sidecar {
 
   private:
     friend class ProblemTable;
+    friend class RecognisedPages;
 
     static Sidecar openForWriting(const Path& path, std::chrono::milliseconds busyTimeout);
     explicit Sidecar(SqliteConnection connection) : connection_(std::move(connection)) {}

@@ -49,7 +49,7 @@ class ContentsReading {
             if (trimmed(pieces_.captured).empty() && !item_.text) attempt([this] { readText(); });
             if (type_.mediaType == "application/pdf" && !problem_) readPages();
         }
-        return {toSearchableText(pieces_), problem_};
+        return {toSearchableText(pieces_), problem_, std::move(pages_)};
     }
 
   private:
@@ -86,7 +86,7 @@ class ContentsReading {
             const Picture picture = platform_.images.read(
                 path_, type_, TextRecognizer::usefulLongestSide, ImageLimits{}, stop_);
             keepThumbnail(picture);
-            addRecognised(picture);
+            addRecognised(picture, 0);
         });
     }
 
@@ -126,17 +126,21 @@ class ContentsReading {
         for (const int page : pages) {
             const bool isRead = attempt([&] {
                 addRecognised(platform_.pages.render(path_, page, TextRecognizer::usefulLongestSide,
-                                                     DocumentLimits{}, stop_));
+                                                     DocumentLimits{}, stop_),
+                              page);
             });
             if (!isRead && ++failedCount == mostFailedPages) return;
         }
     }
 
-    void addRecognised(const Picture& picture) {
+    void addRecognised(const Picture& picture, int page) {
         if (platform_.textRecognizer == nullptr) return;
-        for (const OCRLine& line : platform_.textRecognizer->recognise(picture, stop_)) {
+        RecognisedPage seen{page, {}};
+        for (OCRLine& line : platform_.textRecognizer->recognise(picture, stop_)) {
             pieces_.recognised += line.text + '\n';
+            if (!line.words.empty()) seen.lines.push_back(std::move(line.words));
         }
+        if (!seen.lines.empty()) pages_.push_back(encode(seen));
     }
 
     /// The cache is a convenience: what goes wrong with it is no problem of the original.
@@ -158,6 +162,7 @@ class ContentsReading {
     ContentType type_;
     ContentPieces pieces_;
     std::optional<std::string> problem_;
+    std::vector<EncodedPage> pages_;
 };
 
 }  // namespace

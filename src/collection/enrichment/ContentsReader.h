@@ -3,7 +3,9 @@
 #include <optional>
 #include <stop_token>
 #include <string>
+#include <vector>
 
+#include "collection/database/RecognisedPages.h"
 #include "platform/Platform.h"
 #include "records/CrumbItem.h"
 #include "records/LibraryLayout.h"
@@ -14,6 +16,7 @@ namespace nookery {
 struct ReadContents {
     std::string searchableText;            ///< what the memory's is to be from now on
     std::optional<std::string> problem{};  ///< why something is missing: one line for the person
+    std::vector<EncodedPage> pages{};      ///< the words that were seen, and where
 };
 
 /// Reads a memory's original: text seen in an image or on pages without text, a document's words

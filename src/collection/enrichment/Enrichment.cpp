@@ -1,5 +1,7 @@
 #include "collection/enrichment/Enrichment.h"
 
+#include "collection/database/RecognisedPages.h"
+#include "collection/originals/MemoryRemoval.h"
 #include "platform/Log.h"
 
 namespace nookery {
@@ -141,7 +143,17 @@ void Enrichment::added(const CrumbItemList& records) {
 
 void Enrichment::edited(const std::vector<Uuid>& ids) {
     results_.settle();  // or what is recorded here would be taken for done
-    changeSidecar([&](Sidecar& sidecar) { sidecar.addWork(ids, embeddingTask); });
+    std::unordered_set<Uuid> secret;
+    for (const Uuid& id : ids) {
+        const auto item = library_.find(id);
+        if (item && isSecure(*item)) secret.insert(id);
+    }
+    changeSidecar([&](Sidecar& sidecar) {
+        sidecar.addWork(ids, embeddingTask);
+        // What has become secret keeps its words and its looks to itself.
+        for (const Uuid& id : secret) RecognisedPages(sidecar).replace(id, {});
+    });
+    removeThumbnailsLater(std::move(secret), layout_, platform_);
     if (platform_.embedder != nullptr) worker_.add(ids, {.embedding = true});
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "collection/database/RecognisedPages.h"
 #include "collection/database/Sidecar.h"
 #include "platform/Log.h"
 #include "platform/Problem.h"
@@ -121,6 +122,11 @@ void EnrichmentResults::recordContentsRead(const std::vector<EnrichmentResult>& 
     changeSidecar([&](Sidecar& sidecar) {
         for (const EnrichmentResult& result : results) {
             if (!result.contents) continue;
+            const auto item = library_.find(result.id);
+            // It may have become secret meanwhile.
+            if (item && hasReadableOriginal(*item)) {
+                RecognisedPages(sidecar).replace(result.id, result.contents->pages);
+            }
             const auto& problem = result.contents->problem;
             if (!problem) read.push_back(result.id);
             if (problem) sidecar.recordWorkFailure(result.id, contentsTask, *problem);

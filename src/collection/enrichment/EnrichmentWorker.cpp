@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "collection/enrichment/TextForMeaning.h"
+#include "collection/originals/MemoryRemoval.h"
 #include "foundation/Error.h"
 #include "platform/Log.h"
 #include "platform/TextEmbedder.h"
@@ -13,6 +14,17 @@ namespace {
 
 /// How many memories are embedded at a time: few enough that long texts end within about a second.
 constexpr std::size_t embeddingBatchSize = 8;
+
+/// Memories that have become secret while their originals were read.
+std::unordered_set<Uuid> secretsAmong(const std::vector<EnrichmentResult>& results,
+                                      const Library& library) {
+    std::unordered_set<Uuid> secret;
+    for (const EnrichmentResult& result : results) {
+        const auto item = library.find(result.id);
+        if (result.contents && item && isSecure(*item)) secret.insert(result.id);
+    }
+    return secret;
+}
 
 }  // namespace
 
@@ -58,7 +70,7 @@ std::vector<EnrichmentResult> EnrichmentWorker::performAll(const Jobs& jobs,
             EnrichmentResult& failed = results.emplace_back();
             failed.id = job.item->id;
             if (!job.needs.contents) continue;
-            failed.contents = ReadContents{job.item->searchableText, describe(error)};
+            failed.contents = ReadContents{job.item->searchableText, describe(error), {}};
         }
     }
     return results;
@@ -195,6 +207,7 @@ void EnrichmentWorker::finish(const std::vector<Uuid>& ids, std::vector<Enrichme
     for (const Uuid& id : ids) outdated_.erase(id);
     if (!givenUp.empty()) results_.recordGivenUp(givenUp);
     if (!results.empty()) results_.store(results);
+    removeThumbnailsLater(secretsAmong(results, library_), layout_, platform_);
     beginBatches();
     if (*waitingCount_ == 0) results_.workEnded();
 }

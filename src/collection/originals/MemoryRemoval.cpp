@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/KeyStore.h"
 #include "platform/KeyStoreServices.h"
 #include "platform/Log.h"
 #include "platform/Trash.h"
+#include "platform/work/WorkQueue.h"
 
 namespace nookery {
 namespace {
@@ -93,6 +95,13 @@ void removeThumbnails(const std::unordered_set<Uuid>& ids, const LibraryLayout& 
     } catch (const Error& error) {
         platform.log.line("NOOKERY thumbnail cleanup error: " + error.description());
     }
+}
+
+void removeThumbnailsLater(std::unordered_set<Uuid> ids, const LibraryLayout& layout,
+                           const Platform& platform) {
+    if (ids.empty()) return;
+    platform.filesQueue.async(
+        [ids = std::move(ids), layout, platform] { removeThumbnails(ids, layout, platform); });
 }
 
 }  // namespace nookery

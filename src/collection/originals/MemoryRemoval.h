@@ -50,4 +50,8 @@ void removeSecureValues(const std::unordered_set<Uuid>& removed, bool someAreSec
 void removeThumbnails(const std::unordered_set<Uuid>& ids, const LibraryLayout& layout,
                       const Platform& platform);
 
+/// The same on the files queue, some time soon.
+void removeThumbnailsLater(std::unordered_set<Uuid> ids, const LibraryLayout& layout,
+                           const Platform& platform);
+
 }  // namespace nookery

@@ -94,7 +94,6 @@ SaveFailure LibraryWriter::makeDurable() {
     if (!contents_.database) return unavailable();
     try {
         contents_.database->makeDurable();
-        saving_.wentWell();
         return {};
     } catch (const Error& error) {
         return failed(saving_, saveError, error);

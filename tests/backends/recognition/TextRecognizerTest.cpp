@@ -67,6 +67,47 @@ TEST_P(TextRecognizerTest, ReadsReceiptsAsTheyArePhotographed) {
     }
 }
 
+/// The part of a picture around a box, with as much again above and below.
+Picture partAround(const Picture& picture, const NormalizedBox& box) {
+    const auto pixels = [](double side, int length) { return static_cast<int>(side * length); };
+    const int margin = pixels(box.height, picture.height);
+    const int left = std::max(0, pixels(box.x, picture.width) - margin);
+    const int right = std::min(picture.width, pixels(box.x + box.width, picture.width) + margin);
+    const int top = std::max(0, pixels(1 - box.y - box.height, picture.height) - margin);
+    const int bottom = std::min(picture.height, pixels(1 - box.y, picture.height) + margin);
+    Picture part{right - left, bottom - top, {}};
+    for (int y = top; y < bottom; ++y) {
+        const auto row =
+            picture.pixels.begin() + 3L * (static_cast<long>(y) * picture.width + left);
+        part.pixels.insert(part.pixels.end(), row, row + 3L * part.width);
+    }
+    return part;
+}
+
+TEST_P(TextRecognizerTest, WordsStandInTheirBoxesAlsoInAPictureThatIsTilted) {
+    for (const double tilt : {0.0, 6.0, -6.0}) {
+        PhotoConditions conditions;
+        conditions.tiltDegrees = tilt;
+        const Picture picture = photo(testing::makeUpReceipt(2, random), conditions);
+        int longWords = 0;
+        int foundAgain = 0;
+        for (const OCRLine& line : recognizer->recognise(picture, {})) {
+            for (const OCRWord& word : line.words) {
+                if (word.text.size() < 5) continue;
+                ++longWords;
+                for (const OCRLine& again :
+                     recognizer->recognise(partAround(picture, word.box), {})) {
+                    if (again.text.find(word.text) == std::string::npos) continue;
+                    ++foundAgain;
+                    break;
+                }
+            }
+        }
+        EXPECT_GE(longWords, 8) << tilt;
+        EXPECT_GE(foundAgain, 0.7 * longWords) << tilt << ": " << foundAgain << " of " << longWords;
+    }
+}
+
 TEST_P(TextRecognizerTest, SaysNothingAndStartsNoThreads) {
     const Picture picture = photo(testing::makeUpReceipt(0, random), {});
     Picture static_;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "collection/database/RecognisedPages.h"
 #include "support/TestPlatform.h"
 
 namespace nookery {
@@ -43,6 +44,42 @@ TEST_F(SidecarTest, FactsAboutOriginalsAreKeptUnderAnyNameUntilForgotten) {
     EXPECT_EQ(sidecar.pendingOriginals(), pending);
     sidecar.removePendingOriginals(std::vector{pending[0]});
     EXPECT_EQ(sidecar.pendingOriginals(), std::vector{pending[1]});
+}
+
+TEST_F(SidecarTest, WordsOfPagesComeBackWhereTheyStoodAndDamageIsSaid) {
+    auto sidecar = open();
+    const Uuid id = Uuid::random();
+    RecognisedPage page{3, {{{"Straße", {0, 0.25, 1, 0.125}}, {"12,50", {0.9, 0, 0.1, 1}}}, {}}};
+    page.lines.push_back({{std::string(300, 'x'), {}}});
+    EncodedPage encoded = encode(page);
+    RecognisedPages(sidecar).replace(id, std::vector{encoded, EncodedPage{7, ""}});
+    const auto pages = RecognisedPages::load(world_.layout(), id);
+    ASSERT_EQ(pages.size(), 2U);
+    EXPECT_EQ(pages[1].page, 7);
+    EXPECT_EQ(pages[0].page, 3);
+    ASSERT_EQ(pages[0].lines.size(), 3U);
+    for (std::size_t line = 0; line < page.lines.size(); ++line) {
+        ASSERT_EQ(pages[0].lines[line].size(), page.lines[line].size());
+        for (std::size_t word = 0; word < page.lines[line].size(); ++word) {
+            EXPECT_EQ(pages[0].lines[line][word].text, page.lines[line][word].text);
+            EXPECT_NEAR(pages[0].lines[line][word].box.x, page.lines[line][word].box.x, 1e-5);
+            EXPECT_NEAR(pages[0].lines[line][word].box.height, page.lines[line][word].box.height,
+                        1e-5);
+        }
+    }
+    int refused = 0;
+    for (std::size_t length = 1; length < encoded.content.size(); ++length) {
+        try {
+            decode({0, encoded.content.substr(0, length)});
+        } catch (const DatabaseError&) {
+            ++refused;
+        }
+    }
+    // Cut between two lines, and nowhere else, it is whole.
+    EXPECT_EQ(refused, static_cast<int>(encoded.content.size()) - 1 - 2);
+    EXPECT_THROW(decode({0, "\xFF\xFF\xFF\xFF\xFF\xFF"}), DatabaseError);
+    sidecar.forgetMemories(std::vector{id});
+    EXPECT_TRUE(RecognisedPages::load(world_.layout(), id).empty());
 }
 
 TEST_F(SidecarTest, WorkWaitsInOrderAndRemembersItsFailures) {

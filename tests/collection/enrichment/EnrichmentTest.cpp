@@ -2,6 +2,7 @@
 
 #include <map>
 
+#include "collection/database/RecognisedPages.h"
 #include "collection/database/Sidecar.h"
 #include "collection/enrichment/FactLines.h"
 #include "collection/enrichment/Thumbnails.h"
@@ -49,7 +50,15 @@ class EnrichmentTest : public ::testing::Test {
         const Path place = thumbnailPath(world_.layout(), id, *original);
         return readWholeFile(world_.files, place, 100);
     }
-    void see(const std::string& text) { world_.textRecognizer.lines = {{.text = text, .box = {}}}; }
+    void see(const std::string& text) {
+        const NormalizedBox box{0.25, 0.5, 0.5, 0.125};
+        world_.textRecognizer.lines = {{.text = text, .box = {}, .words = {{text, box}}}};
+    }
+    /// The words that can be marked on the first page that has some.
+    std::string markableText(const Uuid& id) {
+        const auto pages = RecognisedPages::load(world_.layout(), id);
+        return pages.empty() ? "" : pages.at(0).lines.at(0).at(0).text;
+    }
 
     TestPlatform world_;
     std::unique_ptr<CrumbStore> store_;
@@ -66,11 +75,13 @@ TEST_F(EnrichmentTest, AnImageIsFoundByWhatItShowsAndReadingAgainReplaces) {
     EXPECT_EQ(hintFor("parking", id), "Found in image");
     EXPECT_EQ(piecesOf(id).facts, "6 x 1 pixels");
     EXPECT_EQ(thumbnailOf(id), "6 x 1");
+    EXPECT_EQ(markableText(id), "No parking");
 
     see("Exit only");
     store_->enrichment().request({id});
     work();
     EXPECT_EQ(piecesOf(id).recognised, "Exit only");
+    EXPECT_EQ(markableText(id), "Exit only");
     EXPECT_EQ(hintFor("parking", id), "");
     open();
     EXPECT_EQ(*store_->indexingCount(), 0) << "what was read is read once";
@@ -86,11 +97,13 @@ TEST_F(EnrichmentTest, OnlyPagesWithoutTextAreRecognised) {
     work();
     EXPECT_EQ(piecesOf(scan).recognised, "Rent agreement");
     EXPECT_EQ(piecesOf(scan).facts, "1 page");
+    EXPECT_EQ(markableText(scan), "Rent agreement");
     EXPECT_EQ(hintFor("rent", scan), "Found in contents");
     world_.pages.withoutText = {};
     store_->enrichment().request({scan});
     work();
     EXPECT_EQ(piecesOf(scan).recognised, "");
+    EXPECT_EQ(markableText(scan), "");
 }
 
 TEST_F(EnrichmentTest, AFilmIsFoundByWhatItSaysOfItself) {
@@ -234,6 +247,18 @@ TEST_F(EnrichmentTest, WhatBecomesSecretWhileItIsReadKeepsItsWordsToItself) {
     EXPECT_FALSE(store_->memoryEdits().replace(card));
     world_.time.advance(1);
     EXPECT_EQ(store_->item(id)->searchableText, card.searchableText);
+    EXPECT_EQ(markableText(id), "");
+    EXPECT_EQ(world_.folder.filesBelow("cache/Thumbnails"), std::vector<std::string>());
+
+    const Uuid other = capture("other.png", std::string(pngBytes) + "other");
+    work();
+    EXPECT_NE(markableText(other), "");
+    card = *store_->item(other);
+    markSecure(card);
+    EXPECT_FALSE(store_->memoryEdits().replace(card));
+    world_.time.settle();
+    EXPECT_EQ(markableText(other), "") << "it became secret afterwards";
+    EXPECT_EQ(world_.folder.filesBelow("cache/Thumbnails"), std::vector<std::string>());
 }
 
 TEST_F(EnrichmentTest, WhatCouldNotBeSavedIsToldAndReadAgain) {
