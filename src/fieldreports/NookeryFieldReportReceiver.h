@@ -34,6 +34,8 @@ class NookeryFieldReportReceiver final : public FieldReportReceiver {
     /// Begins no more looks, and ends the one that is under way before its next report. Nothing
     /// works for the receiver any more once no import is in progress.
     void stop();
+    /// Delivers the list as it is on disk now.
+    void reload() { deliver(); }
     bool importInProgress() const { return scan_ != nullptr; }
 
     // Both also work before the start, and deliver the list when they succeed.

@@ -6,16 +6,13 @@
 
 #include "foundation/Text.h"
 #include "workspace/Relay.h"
+#include "workspace/StepMaking.h"
 
 namespace nookery {
 namespace {
 
 std::string counted(std::size_t count, const char* one, const char* many) {
     return fmt::format("{} {}", count, count == 1 ? one : many);
-}
-
-Failure failureFrom(const SaveFailure& failure) {
-    return {failure.message(), failure.advice(), {}};
 }
 
 std::string plainTag(const std::string& given) {
@@ -49,15 +46,6 @@ std::string tagStepName(const TagPatch& patch, const std::string& whose, bool ma
 
 }  // namespace
 
-/// A step as it is put together.
-class Edits::Drafting {
-  public:
-    Step step;
-    std::vector<Assignment> unrecorded{};
-
-    bool isEmpty() const { return step.changes.empty() && unrecorded.empty(); }
-};
-
 CrumbItemPointer Edits::demand(const Uuid& id) const {
     auto item = store_.item(id);
     if (!item) throw Error("The memory is not in the library any more.");
@@ -89,7 +77,7 @@ std::string Edits::namesOf(const std::vector<Uuid>& ids) const {
 }
 
 /// The texts of a protected memory are changed, and stand nowhere else.
-void Edits::change(Drafting& step, ChangedThing thing, const CrumbItem& item,
+void Edits::change(StepDraft& step, ChangedThing thing, const CrumbItem& item,
                    const std::string& field, Json before, Json after) {
     if (before == after) return;
     const bool isText =
@@ -107,33 +95,17 @@ void Edits::change(Drafting& step, ChangedThing thing, const CrumbItem& item,
     step.unrecorded.push_back({std::move(change), std::move(after)});
 }
 
-/// Drafts the step once the history is ready, has it made, and answers what the draft said.
 template <typename Result>
-OperationPointer<Result> Edits::making(std::function<Result(Drafting&)> draft,
+OperationPointer<Result> Edits::making(std::function<Result(StepDraft&)> draft,
                                        std::optional<EditingToken> token) {
-    auto operation = Operation<Result>::create(platform_.mainQueue);
-    history_.whenReady(guard_.guarded([this, operation, draft = std::move(draft),
-                                       token](const SaveFailure& unready) {
-        if (unready) return operation->finish(Outcome<Result>::failed(failureFrom(unready)));
-        try {
-            store_.refusal().throwIfFailed();
-            Drafting drafting{.step = {.name = {}, .at = history_.now()}};
-            const Result result = draft(drafting);
-            if (drafting.isEmpty()) return operation->finish(Outcome<Result>::done(result));
-            history_.make(drafting.step, drafting.unrecorded, token,
-                          [operation, result](const SaveFailure& failure) {
-                              operation->finish(failure
-                                                    ? Outcome<Result>::failed(failureFrom(failure))
-                                                    : Outcome<Result>::done(result));
-                          });
-        } catch (...) {
-            operation->finish(Outcome<Result>::of(std::current_exception()));
-        }
-    }));
-    return operation;
+    const auto allowed = [this, draft = std::move(draft)](StepDraft& drafted) {
+        store_.refusal().throwIfFailed();
+        return draft(drafted);
+    };
+    return makeStep<Result>(history_, platform_.mainQueue, guard_, allowed, token);
 }
 
-PatchOutcome Edits::draftPatch(Drafting& step, const CrumbItem& item, const MemoryPatch& patch) {
+PatchOutcome Edits::draftPatch(StepDraft& step, const CrumbItem& item, const MemoryPatch& patch) {
     if (patch.text && item.kind != CrumbKind::text) {
         throw Error(fmt::format("Only a note's text can be edited; \"{}\" is not one.",
                                 item.title.empty() ? "(no title)" : item.title));
@@ -157,7 +129,7 @@ PatchOutcome Edits::draftPatch(Drafting& step, const CrumbItem& item, const Memo
 OperationPointer<PatchOutcome> Edits::edit(const Uuid& id, MemoryPatch patch,
                                            std::optional<EditingToken> token) {
     return making<PatchOutcome>(
-        [this, id, patch = std::move(patch)](Drafting& step) {
+        [this, id, patch = std::move(patch)](StepDraft& step) {
             const auto item = demand(id);
             step.step.name = fmt::format("Edit {}", shownName(store_, *item));
             return draftPatch(step, *item, patch);
@@ -166,7 +138,7 @@ OperationPointer<PatchOutcome> Edits::edit(const Uuid& id, MemoryPatch patch,
 }
 
 /// A hashtag of title or note is theirs.
-void Edits::draftTags(Drafting& step, const std::vector<Uuid>& ids, const TagPatch& patch) {
+void Edits::draftTags(StepDraft& step, const std::vector<Uuid>& ids, const TagPatch& patch) {
     for (const std::string& removed : patch.removed) {
         const auto has = [&](const std::vector<std::string>& tags) {
             return std::any_of(tags.begin(), tags.end(),
@@ -197,7 +169,7 @@ void Edits::draftTags(Drafting& step, const std::vector<Uuid>& ids, const TagPat
 }
 
 OperationPointer<Nothing> Edits::tag(std::vector<Uuid> ids, TagPatch patch) {
-    return making<Nothing>([this, ids = std::move(ids), patch = std::move(patch)](Drafting& step) {
+    return making<Nothing>([this, ids = std::move(ids), patch = std::move(patch)](StepDraft& step) {
         const TagPatch plain{plainTags(patch.added), plainTags(patch.removed)};
         draftTags(step, ids, plain);
         step.step.name = tagStepName(plain, namesOf(ids), !step.step.changes.empty());
@@ -207,7 +179,7 @@ OperationPointer<Nothing> Edits::tag(std::vector<Uuid> ids, TagPatch patch) {
 
 OperationPointer<Nothing> Edits::setBringBack(std::vector<Uuid> ids,
                                               std::optional<Timestamp> date) {
-    return making<Nothing>([this, ids = std::move(ids), date](Drafting& step) {
+    return making<Nothing>([this, ids = std::move(ids), date](StepDraft& step) {
         const std::string whose = namesOf(ids);
         step.step.name = date ? fmt::format("Bring {} back on {}", whose, toText(localDay(*date)))
                               : fmt::format("Do not bring {} back", whose);
@@ -224,7 +196,7 @@ OperationPointer<Nothing> Edits::setBringBack(std::vector<Uuid> ids,
 
 OperationPointer<std::size_t> Edits::cleanUpNames(
     std::vector<CrumbFilenameCleanupCandidate> candidates) {
-    return making<std::size_t>([this, candidates = std::move(candidates)](Drafting& step) {
+    return making<std::size_t>([this, candidates = std::move(candidates)](StepDraft& step) {
         std::size_t count = 0;
         for (const auto& candidate : candidates) {
             const auto item = store_.item(candidate.id);
@@ -238,7 +210,7 @@ OperationPointer<std::size_t> Edits::cleanUpNames(
 }
 
 OperationPointer<Uuid> Edits::createGroup(std::string name) {
-    return making<Uuid>([this, name = std::move(name)](Drafting& step) {
+    return making<Uuid>([this, name = std::move(name)](StepDraft& step) {
         const CrumbGroup group{Uuid::random(), freeGroupName(name), history_.now()};
         step.step.name = fmt::format("Create group \"{}\"", group.name);
         step.step.changes.push_back({.thing = ChangedThing::group,
@@ -251,7 +223,7 @@ OperationPointer<Uuid> Edits::createGroup(std::string name) {
 }
 
 OperationPointer<Nothing> Edits::renameGroup(const Uuid& id, std::string name) {
-    return making<Nothing>([this, id, name = std::move(name)](Drafting& step) {
+    return making<Nothing>([this, id, name = std::move(name)](StepDraft& step) {
         const CrumbGroup group = demandGroup(id);
         CrumbGroup renamed = group;
         renamed.name = freeGroupName(name);
@@ -266,7 +238,7 @@ OperationPointer<Nothing> Edits::renameGroup(const Uuid& id, std::string name) {
 }
 
 OperationPointer<Nothing> Edits::assign(std::vector<Uuid> ids, std::optional<Uuid> groupID) {
-    return making<Nothing>([this, ids = std::move(ids), groupID](Drafting& step) {
+    return making<Nothing>([this, ids = std::move(ids), groupID](StepDraft& step) {
         const std::string whose = namesOf(ids);
         step.step.name =
             groupID ? fmt::format("Put {} into group \"{}\"", whose, demandGroup(*groupID).name)

@@ -201,12 +201,12 @@ TEST_F(HistoryTest, ANewChangeDropsWhatCouldBeRedoneAndTheOldestStepsGo) {
 }
 
 TEST_F(HistoryTest, ADeletionBeyondWhatIsKeptNamesItsSnapshotAndAClearedLibraryHasNoHistory) {
-    CrumbItem big;
-    big.id = Uuid::random();
-    big.title = "Big";
-    big.searchableText.assign(std::size_t{65} << 20, 'x');
-    library_.bringIn(big);
-    const auto outcome = library_.wait(edits().deleteMemories({big.id}));
+    const Uuid big = library_.addNote("Big");
+    library_.end();
+    SQLiteDatabase::open(*library_.world.realFiles, layout_)
+        .saveRichText(big, std::vector<std::byte>(std::size_t{65} << 20), Timestamp{1e9});
+    library_.start();
+    const auto outcome = library_.wait(edits().deleteMemories({big}));
     EXPECT_LT(library_.history->steps().back().byteCount, 1 << 20);
     const auto preview = library_.wait(library_.history->previewUndo());
     EXPECT_TRUE(preview.isImpossible);

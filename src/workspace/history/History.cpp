@@ -70,8 +70,16 @@ void History::recoverNext() {
     recoverNext();
 }
 
+/// A step that cannot be read must not stand in the way of all that come after it.
 void History::settleBegun(const StepSummary& summary) {
-    settle(summary.number, parts_.log.read(summary.number));
+    try {
+        settle(summary.number, parts_.log.read(summary.number));
+    } catch (const DatabaseError&) {
+        throw;
+    } catch (const Error& error) {
+        parts_.platform.log.line("NOOKERY history recovery error: " + error.description());
+        parts_.log.drop(summary.number);
+    }
     parts_.log.makeDurable();
 }
 
@@ -109,9 +117,15 @@ bool History::wasMade(Step& step) const {
     bool isMade = false;
     bool wasMadeBefore = false;
     for (Change& change : step.changes) {
-        const auto current = parts_.valuesOf(change.thing).current(change);
+        const ValueStore& values = parts_.valuesOf(change.thing);
+        const auto current = values.current(change);
         const bool differs = change.interim || change.after != change.before;
-        const bool arrived = current && *current == change.after && differs;
+        const bool arrived =
+            current && differs && isSameValue(values, change, *current, change.after);
+        if (arrived && values.isWhole(change)) {
+            Json& there = change.after.is_null() ? change.before : change.after;
+            there = values.remembered(change, there);
+        }
         isMade = isMade || arrived;
         wasMadeBefore = wasMadeBefore || change.interim.has_value();
     }

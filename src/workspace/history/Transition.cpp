@@ -126,26 +126,34 @@ void Transition::planProtected() {
 
 void Transition::planValues() {
     std::size_t goneCount = 0;
-    for (const Change& change : step_->changes) {
+    for (Change& change : step_->changes) {
         const ValueStore& values = parts_.valuesOf(change.thing);
         const auto current = values.current(change);
-        if (!current) {
+        if (current) {
+            planValue(values, change, *current);
+        } else {
             ++goneCount;
-            continue;
         }
-        if (*current == to(change)) continue;
-        if (*current != from(change)) {
-            preview_.lost.push_back(
-                fmt::format("{} has changed since; as it is now, it would be lost.",
-                            capitalised(values.nameOf(change))));
-        }
-        if (change.thing == ChangedThing::group && to(change).is_null()) planGroup(change);
-        assignments_.push_back({change, to(change)});
     }
     if (goneCount == 0) return;
     preview_.lost.push_back(fmt::format("{} that this changed {} gone, and stay{} so.",
                                         counted(goneCount, "thing", "things"),
                                         goneCount == 1 ? "is" : "are", goneCount == 1 ? "s" : ""));
+}
+
+void Transition::planValue(const ValueStore& values, Change& change, const Json& current) {
+    if (isSameValue(values, change, current, to(change))) return;
+    if (std::string obstacle = values.obstacle(change, to(change)); !obstacle.empty()) {
+        preview_.lost.push_back(std::move(obstacle));
+        preview_.isImpossible = step_->changes.size() == 1;
+        return;
+    }
+    if (!isSameValue(values, change, current, from(change))) {
+        preview_.lost.push_back(fmt::format("{} has changed since; as it is now, it would be lost.",
+                                            capitalised(values.nameOf(change))));
+    }
+    if (change.thing == ChangedThing::group && to(change).is_null()) planGroup(change);
+    assignments_.push_back({change, to(change)});
 }
 
 void Transition::planGroup(const Change& change) {
@@ -261,6 +269,7 @@ void Transition::bringOriginalsBack() {
             Returned returned{decodeContents(sidecar.steps().contents(number))};
             returned.memories.facts = std::move(facts);
             moveOriginals(returned.memories.tables, places, layout);
+            nookery::prepare(returned.memories, platform.embedder);
             return returned;
         },
         [self = shared_from_this()](const Outcome<Returned>& outcome) {
@@ -313,8 +322,19 @@ void Transition::takeMemoriesAway() {
             }));
 }
 
+/// Of records that have gone, for the way back.
+void Transition::rememberWhole() {
+    for (Change& change : step_->changes) {
+        const ValueStore& values = parts_.valuesOf(change.thing);
+        if (!values.isWhole(change) || !to(change).is_null()) continue;
+        Json& there = direction_ == Direction::undo ? change.after : change.before;
+        there = values.remembered(change, there);
+    }
+}
+
 void Transition::finish() {
     attempt([&] {
+        rememberWhole();
         step_->hasConsent = false;
         if (memoriesComeBack()) {
             step_->originals.clear();

@@ -63,6 +63,7 @@ class Transition : public std::enable_shared_from_this<Transition> {
 
     void plan(const std::vector<std::string>& missingOriginals);
     void planValues();
+    void planValue(const ValueStore& values, Change& change, const Json& current);
     void planProtected();
     void planGroup(const Change& change);
     void planMemories(const std::vector<std::string>& missingOriginals);
@@ -74,6 +75,7 @@ class Transition : public std::enable_shared_from_this<Transition> {
     void setValues();
     void setValuesOf(std::size_t nextStore);
     void takeMemoriesAway();
+    void rememberWhole();
     void finish();
     Outcome<UndoOutcome> outcome() const;
     void fail(const Failure& failure);
