@@ -7,41 +7,13 @@
 #include "foundation/Text.h"
 #include "workspace/Relay.h"
 #include "workspace/StepMaking.h"
+#include "workspace/TagRules.h"
 
 namespace nookery {
 namespace {
 
 std::string counted(std::size_t count, const char* one, const char* many) {
     return fmt::format("{} {}", count, count == 1 ? one : many);
-}
-
-std::string plainTag(const std::string& given) {
-    const std::string valid = toValidUtf8(given);
-    std::string_view tag = trimmed(valid);
-    if (tag.starts_with('#')) tag.remove_prefix(1);
-    if (tag.empty()) throw InvalidInput("A tag needs at least one character.");
-    return std::string(tag);
-}
-
-std::vector<std::string> plainTags(const std::vector<std::string>& given) {
-    std::vector<std::string> tags;
-    for (const std::string& tag : given) tags.push_back(plainTag(tag));
-    return tags;
-}
-
-bool isSameTag(const std::string& left, const std::string& right) {
-    return lowerCased(left) == lowerCased(right);
-}
-
-/// "Tag \"Lemon cake\" #baking"
-std::string tagStepName(const TagPatch& patch, const std::string& whose, bool maySayTags) {
-    const char* verb = patch.removed.empty() ? "Tag" : patch.added.empty() ? "Untag" : "Retag";
-    std::string name = fmt::format("{} {}", verb, whose);
-    if (!maySayTags) return name;
-    for (const std::string& tag : patch.added.empty() ? patch.removed : patch.added) {
-        name += " #" + tag;
-    }
-    return name;
 }
 
 }  // namespace
@@ -138,41 +110,28 @@ OperationPointer<PatchOutcome> Edits::edit(const Uuid& id, MemoryPatch patch,
 }
 
 /// A hashtag of title or note is theirs.
-void Edits::draftTags(StepDraft& step, const std::vector<Uuid>& ids, const TagPatch& patch) {
-    for (const std::string& removed : patch.removed) {
-        const auto has = [&](const std::vector<std::string>& tags) {
-            return std::any_of(tags.begin(), tags.end(),
-                               [&](const std::string& own) { return isSameTag(own, removed); });
-        };
-        const bool isManual = std::any_of(ids.begin(), ids.end(), [&](const Uuid& id) {
-            return has(store_.annotations().manualTags(id));
-        });
-        if (isManual) continue;
-        if (std::any_of(ids.begin(), ids.end(),
-                        [&](const Uuid& id) { return has(store_.tagsOf(id)); })) {
-            throw Error(
-                fmt::format("#{} stands in the memory's title or note: edit that.", removed));
-        }
-        throw Error(fmt::format("The memory has no tag #{}.", removed));
+void Edits::checkRemovable(const std::vector<Uuid>& ids, const std::string& tag) const {
+    const auto someHave = [&](const auto& tagsOf) {
+        return std::any_of(ids.begin(), ids.end(),
+                           [&](const Uuid& id) { return holdsTag(tagsOf(id), tag); });
+    };
+    if (someHave([&](const Uuid& id) { return store_.annotations().manualTags(id); })) return;
+    if (someHave([&](const Uuid& id) { return store_.tagsOf(id); })) {
+        throw Error(fmt::format("#{} stands in the memory's title or note: edit that.", tag));
     }
-    for (const Uuid& id : ids) {
-        const auto item = demand(id);
-        const auto& before = store_.annotations().manualTags(id);
-        std::vector<std::string> after = before;
-        std::erase_if(after, [&](const std::string& own) {
-            return std::any_of(patch.removed.begin(), patch.removed.end(),
-                               [&](const std::string& tag) { return isSameTag(own, tag); });
-        });
-        after.insert(after.end(), patch.added.begin(), patch.added.end());
-        change(step, ChangedThing::tags, *item, "", before, tidiedTags(after));
-    }
+    throw Error(fmt::format("The memory has no tag #{}.", tag));
 }
 
 OperationPointer<Nothing> Edits::tag(std::vector<Uuid> ids, TagPatch patch) {
-    return making<Nothing>([this, ids = std::move(ids), patch = std::move(patch)](StepDraft& step) {
-        const TagPatch plain{plainTags(patch.added), plainTags(patch.removed)};
-        draftTags(step, ids, plain);
-        step.step.name = tagStepName(plain, namesOf(ids), !step.step.changes.empty());
+    return making<Nothing>([this, ids = std::move(ids),
+                            patch = std::move(patch)](StepDraft& draft) {
+        const TagPatch plain = plainTags(patch);
+        for (const std::string& removed : plain.removed) checkRemovable(ids, removed);
+        for (const Uuid& id : ids) {
+            const auto& before = store_.annotations().manualTags(id);
+            change(draft, ChangedThing::tags, *demand(id), "", before, patchedTags(before, plain));
+        }
+        draft.step.name = tagStepName(plain, namesOf(ids), !draft.step.changes.empty());
         return Nothing();
     });
 }

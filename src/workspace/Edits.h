@@ -66,7 +66,7 @@ class Edits {
     void change(StepDraft& step, ChangedThing thing, const CrumbItem& item,
                 const std::string& field, Json before, Json after);
     PatchOutcome draftPatch(StepDraft& step, const CrumbItem& item, const MemoryPatch& patch);
-    void draftTags(StepDraft& step, const std::vector<Uuid>& ids, const TagPatch& patch);
+    void checkRemovable(const std::vector<Uuid>& ids, const std::string& tag) const;
     template <typename Result>
     OperationPointer<Result> making(std::function<Result(StepDraft&)> draft,
                                     std::optional<EditingToken> token = {});

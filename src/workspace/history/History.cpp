@@ -166,11 +166,15 @@ void History::finishInterrupted(const StepSummary& summary) {
 }
 
 void History::whenReady(Saved ready) {
-    recover()->whenFinished(parts_.guard.guarded([ready = std::move(ready)](
-                                                     const Outcome<Nothing>& outcome) {
-        const Failure* failure = outcome.failure();
-        ready(failure == nullptr ? SaveFailure() : SaveFailure(failure->message, failure->advice));
-    }));
+    recover()->whenFinished(
+        parts_.guard.guarded([this, ready = std::move(ready)](const Outcome<Nothing>& outcome) {
+            if (const Failure* failure = outcome.failure()) {
+                return ready(SaveFailure(failure->message, failure->advice));
+            }
+            ready(isMoving_ ? SaveFailure("A change is being taken back just now.",
+                                          "Try again in a moment.")
+                            : SaveFailure());
+        }));
 }
 
 std::shared_ptr<Transition> History::next(Direction direction) {
@@ -214,6 +218,7 @@ OperationPointer<UndoOutcome> History::run(Direction direction, Consent consent)
             if (!recovered.isDone()) return operation->finish(failedWith<UndoOutcome>(recovered));
             try {
                 const auto transition = next(direction);
+                transition->follow(operation->control());
                 isMoving_ = true;
                 focus_.reset();
                 transition->prepare([transition, consent, end](const auto& outcome) {
@@ -240,10 +245,6 @@ void History::make(Step step, std::vector<Assignment> unrecorded, std::optional<
     whenReady([this, step = std::move(step), unrecorded = std::move(unrecorded), token,
                made = std::move(made)](const SaveFailure& failure) mutable {
         if (failure) return made(failure);
-        if (isMoving_) {
-            return made(
-                SaveFailure("A change is being taken back just now.", "Try again in a moment."));
-        }
         try {
             auto number = mergeInto(step, token);
             if (!number) number = parts_.log.begin(step);

@@ -253,12 +253,14 @@ Outcome<UndoOutcome> Transition::outcome() const {
 void Transition::bringOriginalsBack() {
     Task::run(
         parts_.platform.filesQueue, parts_.platform.mainQueue, parts_.guard,
-        [platform = parts_.platform, layout = parts_.layout, number = number_,
+        [platform = parts_.platform, layout = parts_.layout, number = number_, control = control_,
          originals = step_->originals] {
             const OriginalRecovery recovery(platform, layout);
             std::map<Path, Path> places;
             std::vector<OriginalFact> facts;
-            for (const RemovedOriginal& original : originals) {
+            for (std::size_t i = 0; i < originals.size(); ++i) {
+                const RemovedOriginal& original = originals[i];
+                if (control) control->report({"bringing originals back", i, originals.size()});
                 if (!recovery.canBringBack(original)) continue;
                 const Path place = recovery.bringBack(original);
                 for (auto& fact : movedFacts(original, place)) facts.push_back(std::move(fact));
@@ -336,13 +338,11 @@ void Transition::finish() {
     attempt([&] {
         rememberWhole();
         step_->hasConsent = false;
-        if (memoriesComeBack()) {
-            step_->originals.clear();
-            parts_.log.forgetContents(number_);
-        }
+        if (memoriesComeBack()) step_->originals.clear();
         const bool isUndo = direction_ == Direction::undo;
         parts_.log.write(number_, *step_, isUndo ? StepState::undone : StepState::done);
         parts_.log.makeDurable();
+        if (memoriesComeBack()) parts_.log.forgetContents(number_);
         isWritten_ = true;
     });
     if (isWritten_) ended_(outcome());
