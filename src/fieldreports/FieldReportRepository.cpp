@@ -103,6 +103,10 @@ bool FieldReportRepository::holds(const Uuid& id) const {
     return files_.status(layout_.fieldReports() / id.toString()).has_value();
 }
 
+std::optional<NookeryReceivedFieldReport> FieldReportRepository::find(const Uuid& id) const {
+    return holds(id) ? std::optional(loadOne(id)) : std::nullopt;
+}
+
 bool FieldReportRepository::isDeleted(const Uuid& id) const {
     const auto ids = deletedIDs();
     return std::find(ids.begin(), ids.end(), id) != ids.end();
@@ -194,7 +198,7 @@ void FieldReportRepository::rename(const NookeryReceivedFieldReport& report,
     workingCopy.save(draft);
 }
 
-void FieldReportRepository::remove(const NookeryReceivedFieldReport& report) {
+TrashedReport FieldReportRepository::remove(const NookeryReceivedFieldReport& report) {
     checkPlace(report);
     // First, so that no scan takes the report in again even if this process ends here.
     auto ids = deletedIDs();
@@ -203,8 +207,31 @@ void FieldReportRepository::remove(const NookeryReceivedFieldReport& report) {
         saveDeletedIDs(ids);
     }
     const Path edits = FieldReportWorkingCopy::folderOf(layout_, report.id);
-    if (files_.status(edits)) platform_.trash.moveToTrash(edits);
-    platform_.trash.moveToTrash(report.folderURL);
+    TrashedReport trashed;
+    if (files_.status(edits)) trashed.workingCopy = platform_.trash.moveToTrash(edits);
+    trashed.folder = platform_.trash.moveToTrash(report.folderURL);
+    return trashed;
+}
+
+bool FieldReportRepository::canBringBack(const TrashedReport& trashed) const {
+    return files_.status(trashed.folder / fieldReportManifestName).has_value();
+}
+
+/// The report last: it is back when its folder is.
+void FieldReportRepository::bringBack(const Uuid& id, const TrashedReport& trashed) {
+    if (!canBringBack(trashed)) {
+        throw FieldReportError("The report is not in the trash any more.");
+    }
+    const Path edits = FieldReportWorkingCopy::folderOf(layout_, id);
+    if (trashed.workingCopy && files_.status(*trashed.workingCopy)) {
+        createDirectories(files_, edits.parent_path());
+        platform_.trash.putBack(*trashed.workingCopy, edits);
+        files_.syncDirectory(edits.parent_path());
+    }
+    platform_.trash.putBack(trashed.folder, layout_.fieldReports() / id.toString());
+    files_.syncDirectory(layout_.fieldReports());
+    auto ids = deletedIDs();
+    if (std::erase(ids, id) > 0) saveDeletedIDs(ids);
 }
 
 void FieldReportRepository::removeLeftovers() {

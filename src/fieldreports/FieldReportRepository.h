@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,12 @@ namespace nookery {
 /// the phone, so that the name on disk may differ in its bytes. The folder must not be a link.
 Path uploadedFile(const Platform& platform, const Path& folder, const std::string& storedName);
 
+/// Where a deleted report lies.
+struct TrashedReport {
+    Path folder;
+    std::optional<Path> workingCopy{};  ///< none when it had none
+};
+
 /// The received reports on disk, in a folder each, which has the report's id for a name and never
 /// changes. Any thread.
 class FieldReportRepository {
@@ -28,6 +35,9 @@ class FieldReportRepository {
     std::vector<NookeryReceivedFieldReport> load() const;
 
     bool holds(const Uuid& id) const;
+    /// None when there is no such report. Throws FileError or FieldReportError when it cannot be
+    /// read.
+    std::optional<NookeryReceivedFieldReport> find(const Uuid& id) const;
     /// Whether the person deleted the report. Throws FileError or JsonError when the list of
     /// deleted reports cannot be read.
     bool isDeleted(const Uuid& id) const;
@@ -40,9 +50,14 @@ class FieldReportRepository {
 
     /// Gives the report another title in its working copy. Throws Error; then it keeps the old one.
     void rename(const NookeryReceivedFieldReport& report, const std::string& title);
-    /// Moves the report and its working copy to the trash; it is never taken in again. Throws
-    /// Error, naming what stayed. Main thread.
-    void remove(const NookeryReceivedFieldReport& report);
+    /// Moves the report and its working copy to the trash, and says where they are; it is never
+    /// taken in again. Throws Error, naming what stayed. Main thread.
+    TrashedReport remove(const NookeryReceivedFieldReport& report);
+    /// Whether a deleted report is still where it was put. Throws FileError.
+    bool canBringBack(const TrashedReport& trashed) const;
+    /// Puts a deleted report back, with its working copy when that is still there. Throws Error
+    /// when the report is not there; then nothing has changed.
+    void bringBack(const Uuid& id, const TrashedReport& trashed);
 
     /// Removes the unfinished copies of a killed process. Throws FileError.
     void removeLeftovers();

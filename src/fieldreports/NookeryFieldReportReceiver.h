@@ -36,6 +36,8 @@ class NookeryFieldReportReceiver final : public FieldReportReceiver {
     void stop();
     bool importInProgress() const { return *isBusy_; }
     const Published<bool>& isBusy() const { return isBusy_; }
+    /// Delivers the list as it is on disk now.
+    void reload() { deliver(); }
 
     // Both also work before the start, and deliver the list when they succeed.
     void rename(const NookeryReceivedFieldReport& report, const std::string& title) override;

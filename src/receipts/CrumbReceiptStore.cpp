@@ -189,4 +189,10 @@ void CrumbReceiptStore::addCategory(const std::string& name) {
     });
 }
 
+void CrumbReceiptStore::removeCategory(const std::string& name) {
+    withDatabase([&](SqliteConnection& connection) {
+        SqliteStatement(connection, receiptsql::removeCategory).with(name).run();
+    });
+}
+
 }  // namespace nookery

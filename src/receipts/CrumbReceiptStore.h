@@ -47,6 +47,8 @@ class CrumbReceiptStore {
     std::vector<std::string> customCategories();
     /// Does not add a name that differs from a present one only in case.
     void addCategory(const std::string& name);
+    /// In any case; receipts that have it keep it. Nothing there is fine.
+    void removeCategory(const std::string& name);
 
   private:
     template <typename Work>

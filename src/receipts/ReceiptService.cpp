@@ -73,8 +73,8 @@ ReceiptSource receiptSourceOf(const CrumbItem& memory, const Platform& platform)
 /// One import: the files left, and what became of the others. It ends its operation at the latest
 /// when it is dropped, as happens to it when the service goes.
 struct ReceiptService::Import {
-    Import(std::vector<ReceiptSource> files, OperationPointer<ReceiptImport> begun)
-        : sources(std::move(files)), operation(std::move(begun)) {}
+    Import(std::vector<ReceiptSource> files, BeforeAdd told, OperationPointer<ReceiptImport> begun)
+        : sources(std::move(files)), beforeAdd(std::move(told)), operation(std::move(begun)) {}
     Import(const Import&) = delete;
     Import& operator=(const Import&) = delete;
     ~Import() { operation->finish(Outcome<ReceiptImport>::stopped()); }
@@ -84,6 +84,7 @@ struct ReceiptService::Import {
     }
 
     std::vector<ReceiptSource> sources;
+    BeforeAdd beforeAdd;
     OperationPointer<ReceiptImport> operation;
     std::size_t next = 0;
     ReceiptImport result{};
@@ -133,9 +134,10 @@ void ReceiptService::addCategory(const std::string& name) {
     store_.addCategory(std::string(plain));
 }
 
-OperationPointer<ReceiptImport> ReceiptService::import(std::vector<ReceiptSource> sources) {
+OperationPointer<ReceiptImport> ReceiptService::import(std::vector<ReceiptSource> sources,
+                                                       BeforeAdd beforeAdd) {
     auto operation = Operation<ReceiptImport>::create(platform_.mainQueue);
-    importNext(std::make_shared<Import>(std::move(sources), operation));
+    importNext(std::make_shared<Import>(std::move(sources), std::move(beforeAdd), operation));
     return operation;
 }
 
@@ -178,6 +180,7 @@ void ReceiptService::add(Import& import, const ReceiptSource& source,
     receipt.sourceCrumbID = source.crumbID;
     receipt.importedAt = receipt.modifiedAt = platform_.clock.now();
     try {
+        if (import.beforeAdd) import.beforeAdd(receipt).throwIfFailed();
         store_.save(receipt);
     } catch (const Error& error) {
         removeQuietly(platform_.files, preserved.place);

@@ -15,6 +15,7 @@
 #include "receipts/ReceiptList.h"
 #include "receipts/ReceiptOriginals.h"
 #include "records/CrumbItem.h"
+#include "records/SaveFailure.h"
 
 namespace nookery {
 
@@ -49,6 +50,9 @@ class ReceiptService {
     /// content, for receipts and memories.
     using RecordOriginal = std::function<std::vector<OriginalFact>(const OriginalFact&)>;
 
+    /// Told of a record that is about to be added. With a failure it is not.
+    using BeforeAdd = std::function<SaveFailure(const CrumbReceipt&)>;
+
     ReceiptService(const Platform& platform, LibraryLayout layout, RecordOriginal recordOriginal);
     ~ReceiptService();
 
@@ -70,11 +74,14 @@ class ReceiptService {
     /// Built-in ones, then the user's own, each name once.
     std::vector<std::string> categories();
     void addCategory(const std::string& name);
+    /// One that the user added; receipts that have it keep it.
+    void removeCategory(const std::string& name) { store_.removeCategory(name); }
 
     /// Copies each file, adds its record and begins to read it. A file that cannot be taken in
     /// stops no other. An import that is asked to stop is done with what was added until then; one
     /// whose service goes ends as stopped. The reading goes on after the import: see `beingRead`.
-    OperationPointer<ReceiptImport> import(std::vector<ReceiptSource> sources);
+    OperationPointer<ReceiptImport> import(std::vector<ReceiptSource> sources,
+                                           BeforeAdd beforeAdd = {});
 
     /// Saves an edited record: the merchant trimmed, a blank one absent, the time of modification
     /// set. Throws Error, and the list stays as it was.

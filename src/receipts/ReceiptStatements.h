@@ -83,4 +83,6 @@ inline constexpr std::string_view loadCategories =
 inline constexpr std::string_view addCategory =
     "INSERT OR IGNORE INTO receipt_categories (name) VALUES (?);";
 
+inline constexpr std::string_view removeCategory = "DELETE FROM receipt_categories WHERE name = ?;";
+
 }  // namespace nookery::receiptsql

@@ -6,6 +6,8 @@
 
 #include "foundation/Text.h"
 #include "workspace/Relay.h"
+#include "workspace/StepMaking.h"
+#include "workspace/TagRules.h"
 
 namespace nookery {
 namespace {
@@ -14,49 +16,7 @@ std::string counted(std::size_t count, const char* one, const char* many) {
     return fmt::format("{} {}", count, count == 1 ? one : many);
 }
 
-Failure failureFrom(const SaveFailure& failure) {
-    return {failure.message(), failure.advice(), {}};
-}
-
-std::string plainTag(const std::string& given) {
-    const std::string valid = toValidUtf8(given);
-    std::string_view tag = trimmed(valid);
-    if (tag.starts_with('#')) tag.remove_prefix(1);
-    if (tag.empty()) throw InvalidInput("A tag needs at least one character.");
-    return std::string(tag);
-}
-
-std::vector<std::string> plainTags(const std::vector<std::string>& given) {
-    std::vector<std::string> tags;
-    for (const std::string& tag : given) tags.push_back(plainTag(tag));
-    return tags;
-}
-
-bool isSameTag(const std::string& left, const std::string& right) {
-    return lowerCased(left) == lowerCased(right);
-}
-
-/// "Tag \"Lemon cake\" #baking"
-std::string tagStepName(const TagPatch& patch, const std::string& whose, bool maySayTags) {
-    const char* verb = patch.removed.empty() ? "Tag" : patch.added.empty() ? "Untag" : "Retag";
-    std::string name = fmt::format("{} {}", verb, whose);
-    if (!maySayTags) return name;
-    for (const std::string& tag : patch.added.empty() ? patch.removed : patch.added) {
-        name += " #" + tag;
-    }
-    return name;
-}
-
 }  // namespace
-
-/// A step as it is put together.
-class Edits::Drafting {
-  public:
-    Step step;
-    std::vector<Assignment> unrecorded{};
-
-    bool isEmpty() const { return step.changes.empty() && unrecorded.empty(); }
-};
 
 CrumbItemPointer Edits::demand(const Uuid& id) const {
     auto item = store_.item(id);
@@ -89,7 +49,7 @@ std::string Edits::namesOf(const std::vector<Uuid>& ids) const {
 }
 
 /// The texts of a protected memory are changed, and stand nowhere else.
-void Edits::change(Drafting& step, ChangedThing thing, const CrumbItem& item,
+void Edits::change(StepDraft& step, ChangedThing thing, const CrumbItem& item,
                    const std::string& field, Json before, Json after) {
     if (before == after) return;
     const bool isText =
@@ -107,33 +67,17 @@ void Edits::change(Drafting& step, ChangedThing thing, const CrumbItem& item,
     step.unrecorded.push_back({std::move(change), std::move(after)});
 }
 
-/// Drafts the step once the history is ready, has it made, and answers what the draft said.
 template <typename Result>
-OperationPointer<Result> Edits::making(std::function<Result(Drafting&)> draft,
+OperationPointer<Result> Edits::making(std::function<Result(StepDraft&)> draft,
                                        std::optional<EditingToken> token) {
-    auto operation = Operation<Result>::create(platform_.mainQueue);
-    history_.whenReady(guard_.guarded([this, operation, draft = std::move(draft),
-                                       token](const SaveFailure& unready) {
-        if (unready) return operation->finish(Outcome<Result>::failed(failureFrom(unready)));
-        try {
-            store_.refusal().throwIfFailed();
-            Drafting drafting{.step = {.name = {}, .at = history_.now()}};
-            const Result result = draft(drafting);
-            if (drafting.isEmpty()) return operation->finish(Outcome<Result>::done(result));
-            history_.make(drafting.step, drafting.unrecorded, token,
-                          [operation, result](const SaveFailure& failure) {
-                              operation->finish(failure
-                                                    ? Outcome<Result>::failed(failureFrom(failure))
-                                                    : Outcome<Result>::done(result));
-                          });
-        } catch (...) {
-            operation->finish(Outcome<Result>::of(std::current_exception()));
-        }
-    }));
-    return operation;
+    const auto allowed = [this, draft = std::move(draft)](StepDraft& drafted) {
+        store_.refusal().throwIfFailed();
+        return draft(drafted);
+    };
+    return makeStep<Result>(history_, platform_.mainQueue, guard_, allowed, token);
 }
 
-PatchOutcome Edits::draftPatch(Drafting& step, const CrumbItem& item, const MemoryPatch& patch) {
+PatchOutcome Edits::draftPatch(StepDraft& step, const CrumbItem& item, const MemoryPatch& patch) {
     if (patch.text && item.kind != CrumbKind::text) {
         throw Error(fmt::format("Only a note's text can be edited; \"{}\" is not one.",
                                 item.title.empty() ? "(no title)" : item.title));
@@ -157,7 +101,7 @@ PatchOutcome Edits::draftPatch(Drafting& step, const CrumbItem& item, const Memo
 OperationPointer<PatchOutcome> Edits::edit(const Uuid& id, MemoryPatch patch,
                                            std::optional<EditingToken> token) {
     return making<PatchOutcome>(
-        [this, id, patch = std::move(patch)](Drafting& step) {
+        [this, id, patch = std::move(patch)](StepDraft& step) {
             const auto item = demand(id);
             step.step.name = fmt::format("Edit {}", shownName(store_, *item));
             return draftPatch(step, *item, patch);
@@ -166,48 +110,35 @@ OperationPointer<PatchOutcome> Edits::edit(const Uuid& id, MemoryPatch patch,
 }
 
 /// A hashtag of title or note is theirs.
-void Edits::draftTags(Drafting& step, const std::vector<Uuid>& ids, const TagPatch& patch) {
-    for (const std::string& removed : patch.removed) {
-        const auto has = [&](const std::vector<std::string>& tags) {
-            return std::any_of(tags.begin(), tags.end(),
-                               [&](const std::string& own) { return isSameTag(own, removed); });
-        };
-        const bool isManual = std::any_of(ids.begin(), ids.end(), [&](const Uuid& id) {
-            return has(store_.annotations().manualTags(id));
-        });
-        if (isManual) continue;
-        if (std::any_of(ids.begin(), ids.end(),
-                        [&](const Uuid& id) { return has(store_.tagsOf(id)); })) {
-            throw Error(
-                fmt::format("#{} stands in the memory's title or note: edit that.", removed));
-        }
-        throw Error(fmt::format("The memory has no tag #{}.", removed));
+void Edits::checkRemovable(const std::vector<Uuid>& ids, const std::string& tag) const {
+    const auto someHave = [&](const auto& tagsOf) {
+        return std::any_of(ids.begin(), ids.end(),
+                           [&](const Uuid& id) { return holdsTag(tagsOf(id), tag); });
+    };
+    if (someHave([&](const Uuid& id) { return store_.annotations().manualTags(id); })) return;
+    if (someHave([&](const Uuid& id) { return store_.tagsOf(id); })) {
+        throw Error(fmt::format("#{} stands in the memory's title or note: edit that.", tag));
     }
-    for (const Uuid& id : ids) {
-        const auto item = demand(id);
-        const auto& before = store_.annotations().manualTags(id);
-        std::vector<std::string> after = before;
-        std::erase_if(after, [&](const std::string& own) {
-            return std::any_of(patch.removed.begin(), patch.removed.end(),
-                               [&](const std::string& tag) { return isSameTag(own, tag); });
-        });
-        after.insert(after.end(), patch.added.begin(), patch.added.end());
-        change(step, ChangedThing::tags, *item, "", before, tidiedTags(after));
-    }
+    throw Error(fmt::format("The memory has no tag #{}.", tag));
 }
 
 OperationPointer<Nothing> Edits::tag(std::vector<Uuid> ids, TagPatch patch) {
-    return making<Nothing>([this, ids = std::move(ids), patch = std::move(patch)](Drafting& step) {
-        const TagPatch plain{plainTags(patch.added), plainTags(patch.removed)};
-        draftTags(step, ids, plain);
-        step.step.name = tagStepName(plain, namesOf(ids), !step.step.changes.empty());
+    return making<Nothing>([this, ids = std::move(ids),
+                            patch = std::move(patch)](StepDraft& draft) {
+        const TagPatch plain = plainTags(patch);
+        for (const std::string& removed : plain.removed) checkRemovable(ids, removed);
+        for (const Uuid& id : ids) {
+            const auto& before = store_.annotations().manualTags(id);
+            change(draft, ChangedThing::tags, *demand(id), "", before, patchedTags(before, plain));
+        }
+        draft.step.name = tagStepName(plain, namesOf(ids), !draft.step.changes.empty());
         return Nothing();
     });
 }
 
 OperationPointer<Nothing> Edits::setBringBack(std::vector<Uuid> ids,
                                               std::optional<Timestamp> date) {
-    return making<Nothing>([this, ids = std::move(ids), date](Drafting& step) {
+    return making<Nothing>([this, ids = std::move(ids), date](StepDraft& step) {
         const std::string whose = namesOf(ids);
         step.step.name = date ? fmt::format("Bring {} back on {}", whose, toText(localDay(*date)))
                               : fmt::format("Do not bring {} back", whose);
@@ -224,7 +155,7 @@ OperationPointer<Nothing> Edits::setBringBack(std::vector<Uuid> ids,
 
 OperationPointer<std::size_t> Edits::cleanUpNames(
     std::vector<CrumbFilenameCleanupCandidate> candidates) {
-    return making<std::size_t>([this, candidates = std::move(candidates)](Drafting& step) {
+    return making<std::size_t>([this, candidates = std::move(candidates)](StepDraft& step) {
         std::size_t count = 0;
         for (const auto& candidate : candidates) {
             const auto item = store_.item(candidate.id);
@@ -238,7 +169,7 @@ OperationPointer<std::size_t> Edits::cleanUpNames(
 }
 
 OperationPointer<Uuid> Edits::createGroup(std::string name) {
-    return making<Uuid>([this, name = std::move(name)](Drafting& step) {
+    return making<Uuid>([this, name = std::move(name)](StepDraft& step) {
         const CrumbGroup group{Uuid::random(), freeGroupName(name), history_.now()};
         step.step.name = fmt::format("Create group \"{}\"", group.name);
         step.step.changes.push_back({.thing = ChangedThing::group,
@@ -251,7 +182,7 @@ OperationPointer<Uuid> Edits::createGroup(std::string name) {
 }
 
 OperationPointer<Nothing> Edits::renameGroup(const Uuid& id, std::string name) {
-    return making<Nothing>([this, id, name = std::move(name)](Drafting& step) {
+    return making<Nothing>([this, id, name = std::move(name)](StepDraft& step) {
         const CrumbGroup group = demandGroup(id);
         CrumbGroup renamed = group;
         renamed.name = freeGroupName(name);
@@ -266,7 +197,7 @@ OperationPointer<Nothing> Edits::renameGroup(const Uuid& id, std::string name) {
 }
 
 OperationPointer<Nothing> Edits::assign(std::vector<Uuid> ids, std::optional<Uuid> groupID) {
-    return making<Nothing>([this, ids = std::move(ids), groupID](Drafting& step) {
+    return making<Nothing>([this, ids = std::move(ids), groupID](StepDraft& step) {
         const std::string whose = namesOf(ids);
         step.step.name =
             groupID ? fmt::format("Put {} into group \"{}\"", whose, demandGroup(*groupID).name)

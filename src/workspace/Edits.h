@@ -13,6 +13,8 @@
 
 namespace nookery {
 
+struct StepDraft;
+
 /// Every change that a person makes to memories and groups. Each is one step of the history, which
 /// names it; what changes several memories is one change, and one step. A change fails with
 /// InvalidInput where it makes no sense whatever the library holds, and with Error for all else;
@@ -55,19 +57,18 @@ class Edits {
     OperationPointer<ImportReport> import(std::unique_ptr<ReadableFile> file);
 
   private:
-    class Drafting;
     struct Addition;
 
     CrumbItemPointer demand(const Uuid& id) const;
     std::string freeGroupName(const std::string& given) const;
     const CrumbGroup& demandGroup(const Uuid& id) const;
     std::string namesOf(const std::vector<Uuid>& ids) const;
-    void change(Drafting& step, ChangedThing thing, const CrumbItem& item, const std::string& field,
-                Json before, Json after);
-    PatchOutcome draftPatch(Drafting& step, const CrumbItem& item, const MemoryPatch& patch);
-    void draftTags(Drafting& step, const std::vector<Uuid>& ids, const TagPatch& patch);
+    void change(StepDraft& step, ChangedThing thing, const CrumbItem& item,
+                const std::string& field, Json before, Json after);
+    PatchOutcome draftPatch(StepDraft& step, const CrumbItem& item, const MemoryPatch& patch);
+    void checkRemovable(const std::vector<Uuid>& ids, const std::string& tag) const;
     template <typename Result>
-    OperationPointer<Result> making(std::function<Result(Drafting&)> draft,
+    OperationPointer<Result> making(std::function<Result(StepDraft&)> draft,
                                     std::optional<EditingToken> token = {});
     template <typename Begin>
     OperationPointer<DestructiveOutcome> removing(const Begin& begin);

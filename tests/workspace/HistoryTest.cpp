@@ -2,17 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
-
 #include "foundation/DurableFile.h"
 #include "foundation/SqliteStatement.h"
+#include "mobilelink/LinkWorld.h"
 #include "workspace/WorkspaceWorld.h"
 
 namespace nookery {
 namespace {
 
-using testing::Fault;
-using testing::SimulatedCrash;
 using testing::WorkspaceWorld;
 using Names = std::vector<std::string>;
 
@@ -185,6 +182,20 @@ TEST_F(HistoryTest, UndoRespectsWhatArrivedByItself) {
     EXPECT_EQ(library_.titleOf(note), "Cake");
 }
 
+TEST(HistoryAndPhone, ToThePhoneAnUndoIsAChangeOfWhatItsEditWasBasedOn) {
+    testing::LinkWorld link;
+    const Platform platform = link.world.platform();
+    History history(platform, link.world.layout(), *link.store);
+    Edits edits(platform, *link.store, history);
+    const CrumbItem item = link.note("Cake");
+    link.world.resultOf(edits.edit(item.id, {.title = TextPatch{"Cake", "Lemon cake"}}));
+    const CrumbItem seen = link.read(item.id);
+    link.ask(seen, {{"details", "from the phone"}});
+    link.world.resultOf(history.undo(Consent::none));
+    EXPECT_EQ(link.receive().conflictCount, 1u);
+    EXPECT_EQ(link.read(item.id), item);
+}
+
 TEST_F(HistoryTest, ANewChangeDropsWhatCouldBeRedoneAndTheOldestStepsGo) {
     const Uuid note = library_.addNote("0");
     for (int i = 1; i <= 103; ++i) library_.retitle(note, std::to_string(i));
@@ -201,12 +212,20 @@ TEST_F(HistoryTest, ANewChangeDropsWhatCouldBeRedoneAndTheOldestStepsGo) {
 }
 
 TEST_F(HistoryTest, ADeletionBeyondWhatIsKeptNamesItsSnapshotAndAClearedLibraryHasNoHistory) {
-    CrumbItem big;
-    big.id = Uuid::random();
-    big.title = "Big";
-    big.searchableText.assign(std::size_t{65} << 20, 'x');
-    library_.bringIn(big);
-    const auto outcome = library_.wait(edits().deleteMemories({big.id}));
+    const auto addBig = [&](const char* title, std::size_t megabytes) {
+        const Uuid id = library_.addNote(title);
+        library_.end();
+        SQLiteDatabase::open(*library_.world.realFiles, layout_)
+            .saveRichText(id, std::vector<std::byte>(megabytes << 20), Timestamp{1e9});
+        library_.start();
+        return id;
+    };
+    for (const char* title : {"One", "Two"}) {
+        library_.wait(edits().deleteMemories({addBig(title, 40)}));
+    }
+    EXPECT_EQ(library_.stepNames(), Names{"Delete \"Two\""});
+    const Uuid big = addBig("Big", 65);
+    const auto outcome = library_.wait(edits().deleteMemories({big}));
     EXPECT_LT(library_.history->steps().back().byteCount, 1 << 20);
     const auto preview = library_.wait(library_.history->previewUndo());
     EXPECT_TRUE(preview.isImpossible);
@@ -219,130 +238,6 @@ TEST_F(HistoryTest, ADeletionBeyondWhatIsKeptNamesItsSnapshotAndAClearedLibraryH
     library_.restart();
     EXPECT_EQ(library_.history->steps().size(), 0u);
 }
-
-/// Lets everything run that was begun, and throws what the operation failed with.
-template <typename Result>
-void letRun(WorkspaceWorld& library, const OperationPointer<Result>& operation) {
-    library.world.time.settle();
-    if (operation->isFinished()) static_cast<void>(operation->outcome()->get());
-}
-
-class KilledHistory : public ::testing::TestWithParam<int> {
-  protected:
-    using Act = std::function<void(WorkspaceWorld&, const Uuid&)>;
-
-    /// Kills the process after each piece of work and at each change of a file, starts again, and
-    /// has `state` say what there is.
-    void killEverywhere(const Act& prepare, const Act& act, const std::set<std::string>& allowed) {
-        for (int k = 1; !isOver_; ++k) killAfter(k, prepare, act, allowed);
-    }
-
-    void killAfter(int k, const Act& prepare, const Act& act,
-                   const std::set<std::string>& allowed) {
-        WorkspaceWorld library;
-        const Uuid id = library.addFile("letter.txt", "dear Ada");
-        prepare(library, id);
-        int pieces = 0;
-        if (GetParam() == 0) {
-            library.world.time.hasCrashed = [&] { return ++pieces >= k; };
-        } else {
-            library.world.files.arm(Fault::crash, k);
-        }
-        bool hasDied = false;
-        try {
-            act(library, id);
-        } catch (const SimulatedCrash&) {
-            hasDied = true;
-        }
-        isOver_ = !hasDied;
-        library.die();
-        library.start();
-        const std::string now = stateOf(library, id);
-        EXPECT_TRUE(allowed.contains(now)) << "killed at " << k << ": " << now;
-        EXPECT_EQ(library.world.log.contains("history recovery error"), false) << k;
-    }
-
-    static std::string stateOf(WorkspaceWorld& library, const Uuid& id) {
-        const auto& state = *library.history->state();
-        return library.titleOf(id) + "/" + library.contentOf(id) + "/" +
-               (library.store->tagsOf(id).empty() ? "" : library.store->tagsOf(id)[0]) + " " +
-               state.undoName.value_or("-") + " " + state.redoName.value_or("-");
-    }
-
-    bool isOver_ = false;
-};
-
-TEST_P(KilledHistory, AnEditIsDoneOrNot) {
-    killEverywhere(
-        [](auto&, auto&) {},
-        [](WorkspaceWorld& library, const Uuid& id) {
-            letRun(library, library.edits->edit(id, {.title = TextPatch{"letter", "Letter"}}));
-        },
-        {"letter/dear Ada/ - -", "Letter/dear Ada/ Edit \"letter\" -"});
-}
-
-TEST_P(KilledHistory, TaggingIsDoneOrNot) {
-    killEverywhere([](auto&, auto&) {},
-                   [](WorkspaceWorld& library, const Uuid& id) {
-                       letRun(library, library.edits->tag({id}, {.added = {"x"}}));
-                   },
-                   {"letter/dear Ada/ - -", "letter/dear Ada/x Tag \"letter\" #x -"});
-}
-
-TEST_P(KilledHistory, ADeletionIsDoneOrNot) {
-    killEverywhere([](auto&, auto&) {},
-                   [](WorkspaceWorld& library, const Uuid& id) {
-                       letRun(library, library.edits->deleteMemories({id}));
-                   },
-                   {"letter/dear Ada/ - -", "-/-/ Delete \"letter\" -"});
-}
-
-TEST_P(KilledHistory, TheUndoingOfADeletionIsDoneOrNot) {
-    killEverywhere(
-        [](WorkspaceWorld& library, const Uuid& id) {
-            library.wait(library.edits->tag({id}, {.added = {"x"}}));
-            library.wait(library.edits->deleteMemories({id}));
-        },
-        [](WorkspaceWorld& library, const Uuid&) {
-            letRun(library, library.history->undo(Consent::none));
-        },
-        {"-/-/ Delete \"letter\" -", "letter/dear Ada/x Tag \"letter\" #x Delete \"letter\""});
-}
-
-TEST_P(KilledHistory, AnAdditionIsDoneOrNotAndSoIsItsUndoing) {
-    const Uuid missing = Uuid::random();
-    const auto add = [](WorkspaceWorld& library, const Uuid&) {
-        letRun(library, library.edits->add({.sources = {CaptureText{"hello", "a text"}}}));
-    };
-    const auto countOf = [](WorkspaceWorld& library) {
-        return std::to_string(library.store->items()->size()) + " " +
-               library.history->state()->undoName.value_or("-") + " " +
-               library.history->state()->redoName.value_or("-");
-    };
-    for (const bool undoes : {false, true}) {
-        bool isOver = false;
-        for (int k = 1; !isOver; ++k) {
-            WorkspaceWorld library;
-            if (undoes) add(library, missing);
-            int pieces = 0;
-            library.world.time.hasCrashed = [&] { return ++pieces >= k; };
-            try {
-                undoes ? letRun(library, library.history->undo(Consent::none))
-                       : add(library, missing);
-                isOver = true;
-            } catch (const SimulatedCrash&) {
-                isOver = false;
-            }
-            library.die();
-            library.start();
-            const std::set<std::string> allowed{"0 - -", "1 Add \"hello\" -", "1 Add 1 memory -",
-                                                "0 - Add \"hello\""};
-            EXPECT_TRUE(allowed.contains(countOf(library))) << k << ": " << countOf(library);
-        }
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(BetweenPiecesAndAtFiles, KilledHistory, ::testing::Values(0, 1));
 
 }  // namespace
 }  // namespace nookery

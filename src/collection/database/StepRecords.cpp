@@ -102,13 +102,45 @@ void StepRecords::removeContents(std::int64_t number) {
     transaction.commit();
 }
 
+bool StepRecords::removeFirstPart(std::int64_t number, int last) {
+    SqliteStatement first(connection_,
+                          "SELECT part, length(bytes) FROM step_contents WHERE step = ? AND "
+                          "part <= ? ORDER BY part LIMIT 1;");
+    if (!first.with(number, last).step()) return false;
+    const std::int64_t part = first.integer(0);
+    const std::int64_t byteCount = first.integer(1);
+    first.reset();
+    SqliteTransaction transaction(connection_);
+    SqliteStatement(connection_, "DELETE FROM step_contents WHERE step = ? AND part = ?;")
+        .with(number, part)
+        .run();
+    SqliteStatement(connection_, "UPDATE steps SET byte_count = byte_count - ? WHERE number = ?;")
+        .with(byteCount, number)
+        .run();
+    transaction.commit();
+    return true;
+}
+
+int StepRecords::lastPart(std::int64_t number) {
+    SqliteStatement last(connection_,
+                         "SELECT coalesce(max(part), 0) FROM step_contents WHERE step = ?;");
+    last.with(number).step();
+    return static_cast<int>(last.integer(0));
+}
+
+std::vector<std::int64_t> StepRecords::leftContents() {
+    SqliteStatement rows(connection_,
+                         "SELECT DISTINCT step FROM step_contents WHERE step NOT IN "
+                         "(SELECT number FROM steps);");
+    std::vector<std::int64_t> numbers;
+    while (rows.step()) numbers.push_back(rows.integer(0));
+    return numbers;
+}
+
 void StepRecords::remove(std::span<const std::int64_t> numbers) {
     SqliteTransaction transaction(connection_);
-    for (const char* sql :
-         {"DELETE FROM step_contents WHERE step = ?;", "DELETE FROM steps WHERE number = ?;"}) {
-        SqliteStatement removal(connection_, sql);
-        for (const std::int64_t number : numbers) removal.with(number).run();
-    }
+    SqliteStatement removal(connection_, "DELETE FROM steps WHERE number = ?;");
+    for (const std::int64_t number : numbers) removal.with(number).run();
     transaction.commit();
 }
 

@@ -56,7 +56,14 @@ class StepRecords {
     void addContents(std::int64_t number, int part, std::span<const std::byte> bytes);
     std::vector<Bytes> contents(std::int64_t number);
     void removeContents(std::int64_t number);
+    /// Steps that are gone, with contents that are not yet.
+    std::vector<std::int64_t> leftContents();
+    /// Removes the first of the parts up to `last`; false when there is none.
+    bool removeFirstPart(std::int64_t number, int last);
+    /// The greatest number of a part; 0 when there is none.
+    int lastPart(std::int64_t number);
 
+    /// Their contents stay, to be removed part by part.
     void remove(std::span<const std::int64_t> numbers);
     void removeAll();
 

@@ -20,7 +20,7 @@ Outcome<Nothing> withoutResult(const Outcome<LibraryOpening>& outcome) {
 CrumbStore::CrumbStore(const Platform& platform, LibraryLayout layout, LibraryAccess access)
     : contents_(platform, std::move(layout), access),
       writer_(contents_, *this),
-      memoryEdits_(contents_, writer_),
+      memoryEdits_(writer_),
       groupEdits_(contents_, writer_),
       search_(contents_) {
     revision_ = contents_.revision.subscribe([this](std::uint64_t) {

@@ -10,6 +10,9 @@
 namespace nookery {
 namespace {
 
+/// Indexed at one go.
+constexpr std::size_t memoriesAtATime = 32;
+
 constexpr std::string_view saveError = "Crumb SQLite save error: ";
 
 std::vector<Uuid> idsOf(const CrumbItemList& records) {
@@ -208,9 +211,19 @@ void LibraryWriter::bringIn(Incoming incoming, CommitEnded ended) {
     indexArrival(arrival);
 }
 
+void LibraryWriter::indexAgain(std::vector<Uuid> ids) {
+    const std::size_t end = ids.size() - std::min(ids.size(), memoriesAtATime);
+    for (std::size_t i = end; i < ids.size(); ++i) {
+        if (const auto item = find(ids[i])) index(item);
+    }
+    ids.resize(end);
+    if (ids.empty()) return recordChange();
+    contents_.platform.mainQueue.async(
+        guard_.guarded([this, ids = std::move(ids)]() mutable { indexAgain(std::move(ids)); }));
+}
+
 /// A few at a time, between whatever else the main thread has to do.
 void LibraryWriter::indexArrival(const std::shared_ptr<Arrival>& arrival) {
-    constexpr std::size_t memoriesAtATime = 32;
     const CrumbItemList& records = arrival->incoming.records;
     const std::size_t end = std::min(arrival->indexedCount + memoriesAtATime, records.size());
     for (; arrival->indexedCount < end; ++arrival->indexedCount) {

@@ -78,6 +78,9 @@ class LibraryWriter final : public Library {
     /// Puts records into the lists and the index.
     void publish(const CrumbItemList& records);
     void index(const CrumbItemPointer& item);
+    /// Indexes what these memories are now, many of them a few at a time, and ends with
+    /// `recordChange`.
+    void indexAgain(std::vector<Uuid> ids);
     /// What every change of the library ends with.
     void recordChange();
     /// A person changed the texts of these.

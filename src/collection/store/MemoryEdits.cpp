@@ -50,11 +50,7 @@ void MemoryEdits::setManualTags(const TagsByID& tagsByID, Saved saved) {
         keysOf(tagsByID),
         [&](MemoryAnnotations& annotations) { annotations.setManualTags(tagsByID); },
         std::move(saved));
-    if (!isChanged) return;
-    for (const auto& [id, tags] : tagsByID) {
-        if (const auto item = contents_.memories.find(id)) writer_.index(item);
-    }
-    writer_.recordChange();
+    if (isChanged) writer_.indexAgain(keysOf(tagsByID));
 }
 
 void MemoryEdits::setBringBack(const Uuid& id, std::optional<Timestamp> date, Saved saved) {

@@ -17,8 +17,7 @@ struct CleanupOutcome {
 /// Changes to memories that destroy nothing. The ids must exist. Main thread.
 class MemoryEdits {
   public:
-    MemoryEdits(LibraryContents& contents, LibraryWriter& writer)
-        : contents_(contents), writer_(writer) {}
+    explicit MemoryEdits(LibraryWriter& writer) : writer_(writer) {}
 
     /// Shown to the person even if it could not be saved, until the next start.
     SaveFailure replace(CrumbItem changed);
@@ -36,7 +35,6 @@ class MemoryEdits {
     void recordSelection(const Uuid& id, Saved saved);           ///< counts as a use
 
   private:
-    LibraryContents& contents_;
     LibraryWriter& writer_;
 };
 

@@ -102,33 +102,39 @@ CrumbItemList itemsOf(const std::vector<KeptTable>& tables) {
     return items;
 }
 
-void MemoryReturn::bringBack(ReturningMemories memories, Library::CommitEnded ended) {
-    LibraryWriter::Incoming incoming{.records = itemsOf(memories.tables), .save = {}};
+void prepare(ReturningMemories& memories, const TextEmbedder* embedder) {
+    memories.items = itemsOf(memories.tables);
+    memories.vectors = vectorsOf(memories.tables, embedder);
+    memories.richTexts = richTextsOf(memories.tables);
+}
+
+void MemoryReturn::bringBack(const ReturningMemories& memories, Library::CommitEnded ended) {
+    LibraryWriter::Incoming incoming{.records = memories.items, .save = {}};
     std::erase_if(incoming.records, [&](const auto& item) { return writer_.find(item->id); });
     std::unordered_set<Uuid> back;
     for (const auto& item : incoming.records) back.insert(item->id);
     // A return that was interrupted may have brought the rows and nothing else.
-    std::erase_if(memories.annotations, [&](const auto& entry) {
+    AnnotationsByID annotations = memories.annotations;
+    std::erase_if(annotations, [&](const auto& entry) {
         const bool isHere = back.contains(entry.first) || writer_.find(entry.first);
         return !isHere || !contents_.annotations.of({entry.first}).empty();
     });
     incoming.areBack = true;
-    incoming.vectors = vectorsOf(memories.tables, contents_.platform.embedder);
+    incoming.vectors = memories.vectors;
     incoming.save = [&](SQLiteDatabase& database) {
         database.returnRows(memories.tables);
         takeUp(memories, back);
     };
-    incoming.annotate = [&](MemoryAnnotations& annotations) {
-        annotations.restore(memories.annotations);
-    };
+    incoming.annotate = [&](MemoryAnnotations& own) { own.restore(annotations); };
     writer_.bringIn(std::move(incoming), std::move(ended));
 }
 
 /// What lies beside the rows.
 void MemoryReturn::takeUp(const ReturningMemories& memories, const std::unordered_set<Uuid>& back) {
     writer_.changeSidecar([&](Sidecar& sidecar) { sidecar.recordOriginals(memories.facts); });
+    if (memories.richTexts.empty()) return;
     contents_.richTextByID.update([&](RichTexts& bodies) {
-        for (const auto& [id, body] : richTextsOf(memories.tables)) {
+        for (const auto& [id, body] : memories.richTexts) {
             if (back.contains(id)) bodies.insert_or_assign(id, body);
         }
     });

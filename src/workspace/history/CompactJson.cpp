@@ -1,5 +1,6 @@
 #include "workspace/history/CompactJson.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace nookery {
@@ -42,16 +43,26 @@ Uuid uuidOf(const Json& text) {
     return *id;
 }
 
-Json toJson(const std::vector<Uuid>& ids) {
-    Json list = Json::array();
-    for (const Uuid& id : ids) list.push_back(id.toString());
-    return list;
+Json toBinary(const std::vector<Uuid>& ids) {
+    std::vector<std::byte> bytes;
+    bytes.reserve(ids.size() * sizeof(Uuid::Bytes));
+    for (const Uuid& id : ids) {
+        const auto own = std::as_bytes(std::span(id.bytes()));
+        bytes.insert(bytes.end(), own.begin(), own.end());
+    }
+    return toBinary(bytes);
 }
 
-std::vector<Uuid> uuidsOf(const Json& list) {
+std::vector<Uuid> uuidsOf(const Json& binary) {
+    const auto& bytes = binary.get_ref<const Json::binary_t&>();
+    if (bytes.size() % sizeof(Uuid::Bytes) != 0) throw JsonError("A step's ids are damaged.");
     std::vector<Uuid> ids;
-    ids.reserve(list.size());
-    for (const Json& id : list) ids.push_back(uuidOf(id));
+    ids.reserve(bytes.size() / sizeof(Uuid::Bytes));
+    for (auto next = bytes.begin(); next != bytes.end(); next += sizeof(Uuid::Bytes)) {
+        Uuid::Bytes own;
+        std::copy_n(next, own.size(), own.begin());
+        ids.emplace_back(own);
+    }
     return ids;
 }
 

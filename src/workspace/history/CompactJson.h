@@ -31,7 +31,8 @@ Json toBinary(const Path& path);
 Path pathOf(const Json& binary);
 /// Throws JsonError for text that is no identifier.
 Uuid uuidOf(const Json& text);
-Json toJson(const std::vector<Uuid>& ids);
-std::vector<Uuid> uuidsOf(const Json& list);
+/// All of them together, sixteen bytes each.
+Json toBinary(const std::vector<Uuid>& ids);
+std::vector<Uuid> uuidsOf(const Json& binary);
 
 }  // namespace nookery

@@ -70,8 +70,16 @@ void History::recoverNext() {
     recoverNext();
 }
 
+/// A step that cannot be read must not stand in the way of all that come after it.
 void History::settleBegun(const StepSummary& summary) {
-    settle(summary.number, parts_.log.read(summary.number));
+    try {
+        settle(summary.number, parts_.log.read(summary.number));
+    } catch (const DatabaseError&) {
+        throw;
+    } catch (const Error& error) {
+        parts_.platform.log.line("NOOKERY history recovery error: " + error.description());
+        parts_.log.drop(summary.number);
+    }
     parts_.log.makeDurable();
 }
 
@@ -109,9 +117,15 @@ bool History::wasMade(Step& step) const {
     bool isMade = false;
     bool wasMadeBefore = false;
     for (Change& change : step.changes) {
-        const auto current = parts_.valuesOf(change.thing).current(change);
+        const ValueStore& values = parts_.valuesOf(change.thing);
+        const auto current = values.current(change);
         const bool differs = change.interim || change.after != change.before;
-        const bool arrived = current && *current == change.after && differs;
+        const bool arrived =
+            current && differs && isSameValue(values, change, *current, change.after);
+        if (arrived && values.isWhole(change)) {
+            Json& there = change.after.is_null() ? change.before : change.after;
+            there = values.remembered(change, there);
+        }
         isMade = isMade || arrived;
         wasMadeBefore = wasMadeBefore || change.interim.has_value();
     }
@@ -152,11 +166,15 @@ void History::finishInterrupted(const StepSummary& summary) {
 }
 
 void History::whenReady(Saved ready) {
-    recover()->whenFinished(parts_.guard.guarded([ready = std::move(ready)](
-                                                     const Outcome<Nothing>& outcome) {
-        const Failure* failure = outcome.failure();
-        ready(failure == nullptr ? SaveFailure() : SaveFailure(failure->message, failure->advice));
-    }));
+    recover()->whenFinished(
+        parts_.guard.guarded([this, ready = std::move(ready)](const Outcome<Nothing>& outcome) {
+            if (const Failure* failure = outcome.failure()) {
+                return ready(SaveFailure(failure->message, failure->advice));
+            }
+            ready(isMoving_ ? SaveFailure("A change is being taken back just now.",
+                                          "Try again in a moment.")
+                            : SaveFailure());
+        }));
 }
 
 std::shared_ptr<Transition> History::next(Direction direction) {
@@ -200,6 +218,7 @@ OperationPointer<UndoOutcome> History::run(Direction direction, Consent consent)
             if (!recovered.isDone()) return operation->finish(failedWith<UndoOutcome>(recovered));
             try {
                 const auto transition = next(direction);
+                transition->follow(operation->control());
                 isMoving_ = true;
                 focus_.reset();
                 transition->prepare([transition, consent, end](const auto& outcome) {
@@ -226,10 +245,6 @@ void History::make(Step step, std::vector<Assignment> unrecorded, std::optional<
     whenReady([this, step = std::move(step), unrecorded = std::move(unrecorded), token,
                made = std::move(made)](const SaveFailure& failure) mutable {
         if (failure) return made(failure);
-        if (isMoving_) {
-            return made(
-                SaveFailure("A change is being taken back just now.", "Try again in a moment."));
-        }
         try {
             auto number = mergeInto(step, token);
             if (!number) number = parts_.log.begin(step);

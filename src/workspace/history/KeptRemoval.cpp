@@ -89,7 +89,6 @@ void KeptRemoval::keep(const std::optional<std::string>& snapshotName,
             number_ = parts_.log.begin(*step_);
         } else {
             const auto summary = parts_.log.find(*number_);
-            parts_.log.forgetContents(*number_);
             parts_.log.write(*number_, *step_, summary ? summary->state : StepState::undoing);
         }
     } catch (const Error& error) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/Clock.h"
+#include "platform/Log.h"
 #include "platform/work/WorkQueue.h"
 
 namespace nookery {
@@ -11,6 +12,7 @@ void StepLog::load() {
     if (isLoaded_) return;
     reload();
     isLoaded_ = true;
+    for (const std::int64_t number : records().leftContents()) forgetContents(number);
 }
 
 void StepLog::reload() { summaries_.set(records().summaries()); }
@@ -70,6 +72,12 @@ void StepLog::setState(std::int64_t number, StepState state) {
 }
 
 void StepLog::keep(std::int64_t number, std::vector<StepRecords::Bytes> parts, Saved kept) {
+    try {
+        nextPart_ = std::max(nextPart_, records().lastPart(number) + 1);
+        records().removeContents(number);
+    } catch (const Error& error) {
+        return kept(SaveFailure(error));
+    }
     keepPart(number, std::make_shared<std::vector<StepRecords::Bytes>>(std::move(parts)), 0, kept);
 }
 
@@ -82,7 +90,7 @@ void StepLog::keepPart(std::int64_t number,
             reload();
             return kept({});
         }
-        records().addContents(number, static_cast<int>(next), (*parts)[next]);
+        records().addContents(number, nextPart_++, (*parts)[next]);
     } catch (const Error& error) {
         return kept(SaveFailure(error));
     }
@@ -92,8 +100,17 @@ void StepLog::keepPart(std::int64_t number,
 }
 
 void StepLog::forgetContents(std::int64_t number) {
-    records().removeContents(number);
-    reload();
+    forgetParts(number, records().lastPart(number));
+}
+
+void StepLog::forgetParts(std::int64_t number, int last) {
+    try {
+        if (!records().removeFirstPart(number, last)) return;
+    } catch (const Error& error) {
+        platform_.log.line("NOOKERY history save error: " + error.description());
+        return;
+    }
+    platform_.mainQueue.async(guard_.guarded([this, number, last] { forgetParts(number, last); }));
 }
 
 void StepLog::finish(std::int64_t number, const Step& step) {
@@ -130,6 +147,7 @@ void StepLog::remove(const std::vector<std::int64_t>& numbers) {
     if (numbers.empty()) return;
     records().remove(numbers);
     reload();
+    for (const std::int64_t number : numbers) forgetContents(number);
 }
 
 void StepLog::drop(std::int64_t number) { remove({number}); }

@@ -45,6 +45,8 @@ class StepLog {
     /// Keeps what a step takes away, in slices between whatever else the main thread has to do,
     /// then makes everything durable and calls `kept`.
     void keep(std::int64_t number, std::vector<StepRecords::Bytes> parts, Saved kept);
+    /// What it took away is there again: its contents go, in slices. What is not removed when the
+    /// program ends goes with the step, or before other contents come.
     void forgetContents(std::int64_t number);
     void makeDurable() { store_.sidecar().makeDurable(); }
 
@@ -59,6 +61,7 @@ class StepLog {
     void keepPart(std::int64_t number,
                   const std::shared_ptr<std::vector<StepRecords::Bytes>>& parts, std::size_t next,
                   const Saved& kept);
+    void forgetParts(std::int64_t number, int last);
     std::vector<std::int64_t> beyondBounds() const;
     void remove(const std::vector<std::int64_t>& numbers);
     void reload();
@@ -66,6 +69,8 @@ class StepLog {
     const Platform& platform_;
     CrumbStore& store_;
     bool isLoaded_ = false;
+    /// Parts get new numbers, so that those that are on their way out are never mistaken.
+    int nextPart_ = 1;
     Published<std::vector<StepSummary>> summaries_;
     CallbackGuard guard_;
 };

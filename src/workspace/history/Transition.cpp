@@ -126,26 +126,34 @@ void Transition::planProtected() {
 
 void Transition::planValues() {
     std::size_t goneCount = 0;
-    for (const Change& change : step_->changes) {
+    for (Change& change : step_->changes) {
         const ValueStore& values = parts_.valuesOf(change.thing);
         const auto current = values.current(change);
-        if (!current) {
+        if (current) {
+            planValue(values, change, *current);
+        } else {
             ++goneCount;
-            continue;
         }
-        if (*current == to(change)) continue;
-        if (*current != from(change)) {
-            preview_.lost.push_back(
-                fmt::format("{} has changed since; as it is now, it would be lost.",
-                            capitalised(values.nameOf(change))));
-        }
-        if (change.thing == ChangedThing::group && to(change).is_null()) planGroup(change);
-        assignments_.push_back({change, to(change)});
     }
     if (goneCount == 0) return;
     preview_.lost.push_back(fmt::format("{} that this changed {} gone, and stay{} so.",
                                         counted(goneCount, "thing", "things"),
                                         goneCount == 1 ? "is" : "are", goneCount == 1 ? "s" : ""));
+}
+
+void Transition::planValue(const ValueStore& values, Change& change, const Json& current) {
+    if (isSameValue(values, change, current, to(change))) return;
+    if (std::string obstacle = values.obstacle(change, to(change)); !obstacle.empty()) {
+        preview_.lost.push_back(std::move(obstacle));
+        preview_.isImpossible = step_->changes.size() == 1;
+        return;
+    }
+    if (!isSameValue(values, change, current, from(change))) {
+        preview_.lost.push_back(fmt::format("{} has changed since; as it is now, it would be lost.",
+                                            capitalised(values.nameOf(change))));
+    }
+    if (change.thing == ChangedThing::group && to(change).is_null()) planGroup(change);
+    assignments_.push_back({change, to(change)});
 }
 
 void Transition::planGroup(const Change& change) {
@@ -245,12 +253,14 @@ Outcome<UndoOutcome> Transition::outcome() const {
 void Transition::bringOriginalsBack() {
     Task::run(
         parts_.platform.filesQueue, parts_.platform.mainQueue, parts_.guard,
-        [platform = parts_.platform, layout = parts_.layout, number = number_,
+        [platform = parts_.platform, layout = parts_.layout, number = number_, control = control_,
          originals = step_->originals] {
             const OriginalRecovery recovery(platform, layout);
             std::map<Path, Path> places;
             std::vector<OriginalFact> facts;
-            for (const RemovedOriginal& original : originals) {
+            for (std::size_t i = 0; i < originals.size(); ++i) {
+                const RemovedOriginal& original = originals[i];
+                if (control) control->report({"bringing originals back", i, originals.size()});
                 if (!recovery.canBringBack(original)) continue;
                 const Path place = recovery.bringBack(original);
                 for (auto& fact : movedFacts(original, place)) facts.push_back(std::move(fact));
@@ -261,6 +271,7 @@ void Transition::bringOriginalsBack() {
             Returned returned{decodeContents(sidecar.steps().contents(number))};
             returned.memories.facts = std::move(facts);
             moveOriginals(returned.memories.tables, places, layout);
+            nookery::prepare(returned.memories, platform.embedder);
             return returned;
         },
         [self = shared_from_this()](const Outcome<Returned>& outcome) {
@@ -313,16 +324,25 @@ void Transition::takeMemoriesAway() {
             }));
 }
 
+/// Of records that have gone, for the way back.
+void Transition::rememberWhole() {
+    for (Change& change : step_->changes) {
+        const ValueStore& values = parts_.valuesOf(change.thing);
+        if (!values.isWhole(change) || !to(change).is_null()) continue;
+        Json& there = direction_ == Direction::undo ? change.after : change.before;
+        there = values.remembered(change, there);
+    }
+}
+
 void Transition::finish() {
     attempt([&] {
+        rememberWhole();
         step_->hasConsent = false;
-        if (memoriesComeBack()) {
-            step_->originals.clear();
-            parts_.log.forgetContents(number_);
-        }
+        if (memoriesComeBack()) step_->originals.clear();
         const bool isUndo = direction_ == Direction::undo;
         parts_.log.write(number_, *step_, isUndo ? StepState::undone : StepState::done);
         parts_.log.makeDurable();
+        if (memoriesComeBack()) parts_.log.forgetContents(number_);
         isWritten_ = true;
     });
     if (isWritten_) ended_(outcome());

@@ -49,6 +49,8 @@ class Transition : public std::enable_shared_from_this<Transition> {
     /// Does it. After `prepare`. When it fails, the step is as it was before; what was changed
     /// already is met as such by the next attempt.
     void run(Ended ended);
+    /// Tells how far it is. A stop is not heard: what was begun is finished.
+    void follow(OperationControl control) { control_ = std::move(control); }
     /// The step says that the person agreed before the program ended.
     bool hasConsent() const { return step_->hasConsent; }
 
@@ -63,6 +65,7 @@ class Transition : public std::enable_shared_from_this<Transition> {
 
     void plan(const std::vector<std::string>& missingOriginals);
     void planValues();
+    void planValue(const ValueStore& values, Change& change, const Json& current);
     void planProtected();
     void planGroup(const Change& change);
     void planMemories(const std::vector<std::string>& missingOriginals);
@@ -74,6 +77,7 @@ class Transition : public std::enable_shared_from_this<Transition> {
     void setValues();
     void setValuesOf(std::size_t nextStore);
     void takeMemoriesAway();
+    void rememberWhole();
     void finish();
     Outcome<UndoOutcome> outcome() const;
     void fail(const Failure& failure);
@@ -91,6 +95,8 @@ class Transition : public std::enable_shared_from_this<Transition> {
     std::vector<Assignment> assignments_;
     std::vector<Uuid> leaving_;
     std::int64_t changedCount_ = 0;
+    std::optional<OperationControl> control_;
+    Subscription following_;
     bool isWritten_ = false;
     SaveFailure problem_;  ///< of something that is done, but not durable
     Ended ended_;

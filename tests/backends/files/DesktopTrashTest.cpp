@@ -30,6 +30,17 @@ TEST_F(DesktopTrashTest, MovesAndRecordsWhereItWas) {
         << info;
 }
 
+TEST_F(DesktopTrashTest, WhatIsPutBackLeavesNothingInTheTrashAndNothingIsReplaced) {
+    const Path file = folder.write("docs/note.txt", "words");
+    const Path place = trash->moveToTrash(file);
+    folder.write("docs/note.txt", "others");
+    EXPECT_THROW(trash->putBack(place, file), FileError);
+    EXPECT_EQ(folder.read("docs/note.txt"), "others");
+    trash->putBack(place, folder / "docs/back.txt");
+    EXPECT_EQ(folder.read("docs/back.txt"), "words");
+    EXPECT_TRUE(folder.filesBelow("home/share/Trash").empty());
+}
+
 TEST_F(DesktopTrashTest, EqualAndOverlongNamesFindRoom) {
     const std::string longest(255, 'n');
     for (int i = 0; i < 3; ++i) {

@@ -111,6 +111,35 @@ TEST_F(SidecarTest, WorkWaitsInOrderAndRemembersItsFailures) {
     EXPECT_EQ(sidecar.state("key"), std::nullopt);
 }
 
+TEST_F(SidecarTest, AFileOfTheFirstFormatIsUpgradedInPlaceAndTakesSteps) {
+    const OriginalFact fact = makeFact("Items/a", 1);
+    open().recordOriginals(std::vector{fact});
+    {
+        auto file =
+            SqliteConnection::open(world_.layout().sidecar(), SqliteAccess::readWriteCreate);
+        file.execute("DROP TABLE steps;");
+        file.execute("DROP TABLE step_contents;");
+        file.execute("PRAGMA user_version=1;");
+    }
+    auto sidecar = open();
+    EXPECT_EQ(sidecar.originals(), std::vector{fact});
+    auto steps = sidecar.steps();
+    const std::vector<std::byte> bytes(10);
+    const std::int64_t number = steps.add({.name = "Edit", .at = Timestamp{5}}, bytes);
+    steps.addContents(number, 1, bytes);
+    steps.addContents(number, 2, bytes);
+    EXPECT_EQ(steps.summaries().at(0).byteCount, 30);
+    EXPECT_TRUE(steps.removeFirstPart(number, 1));
+    EXPECT_FALSE(steps.removeFirstPart(number, 1));
+    steps.update({.number = number, .state = StepState::done, .name = "Edited"}, {});
+    EXPECT_EQ(steps.summaries().at(0).byteCount, 10);
+    steps.remove(std::vector{number});
+    EXPECT_EQ(steps.leftContents(), std::vector{number});
+    EXPECT_TRUE(steps.removeFirstPart(number, 2));
+    EXPECT_TRUE(steps.leftContents().empty());
+    EXPECT_NE(steps.add({.name = "Next"}, bytes), number);
+}
+
 TEST_F(SidecarTest, AFileOfANewerProgramIsRefusedAndLeftAlone) {
     open();
     SqliteConnection::open(world_.layout().sidecar(), SqliteAccess::readWriteCreate)
