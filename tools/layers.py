@@ -50,7 +50,7 @@ ALLOWED = {
                             "cli/context"},
     "cli/commands": FEATURE | {"workspace", "archive", "mobilelink", "receipts", "fieldreports", "cli/line",
                                "cli/output", "cli/context", "cli/views"},
-    "cli": BASE | {"archive", "collection"},
+    "cli": BASE | {"archive", "collection", "workspace"},
 }
 # Only the main files build the world they hand down.
 WIRING = {"cli/main.cpp": {"backends"}}

@@ -290,6 +290,7 @@ SaveFailure MemoryRemover::secureDerived(const std::vector<Uuid>& derived) {
         return failure;
     }
     writer_.publish(secured);
+    writer_.tellEdited(derived);
     return {};
 }
 
