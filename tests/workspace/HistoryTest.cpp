@@ -221,7 +221,8 @@ TEST_F(HistoryTest, ADeletionBeyondWhatIsKeptNamesItsSnapshotAndAClearedLibraryH
         return id;
     };
     for (const char* title : {"One", "Two"}) {
-        library_.wait(edits().deleteMemories({addBig(title, 40)}));
+        const Uuid id = addBig(title, 40);
+        library_.wait(edits().deleteMemories({id}));
     }
     EXPECT_EQ(library_.stepNames(), Names{"Delete \"Two\""});
     const Uuid big = addBig("Big", 65);

@@ -51,7 +51,10 @@ std::int64_t StepRecords::add(const StepSummary& summary, std::span<const std::b
     return added;
 }
 
-void StepRecords::update(const StepSummary& summary, std::span<const std::byte> changes) {
+void StepRecords::update(const StepSummary& summary, std::span<const std::byte> changes,
+                         std::span<const std::int64_t> superseded) {
+    SqliteTransaction transaction(connection_);
+    removeRows(superseded);
     SqliteStatement(connection_,
                     "UPDATE steps SET state = ?2, name = ?3, change_count = ?4, changes = ?5, "
                     "byte_count = length(?5) + coalesce((SELECT sum(length(bytes)) FROM "
@@ -59,6 +62,7 @@ void StepRecords::update(const StepSummary& summary, std::span<const std::byte> 
         .with(summary.number, static_cast<int>(summary.state), summary.name, summary.changeCount,
               changes)
         .run();
+    transaction.commit();
 }
 
 void StepRecords::setState(std::int64_t number, StepState state) {
@@ -139,9 +143,13 @@ std::vector<std::int64_t> StepRecords::leftContents() {
 
 void StepRecords::remove(std::span<const std::int64_t> numbers) {
     SqliteTransaction transaction(connection_);
+    removeRows(numbers);
+    transaction.commit();
+}
+
+void StepRecords::removeRows(std::span<const std::int64_t> numbers) {
     SqliteStatement removal(connection_, "DELETE FROM steps WHERE number = ?;");
     for (const std::int64_t number : numbers) removal.with(number).run();
-    transaction.commit();
 }
 
 void StepRecords::removeAll() {

@@ -46,8 +46,9 @@ class StepRecords {
     /// Answers the new step's number. The summary's own number and size do not count.
     std::int64_t add(const StepSummary& summary, std::span<const std::byte> changes);
     /// Replaces all that is known of a step but its contents and its time. A step that is gone
-    /// stays gone.
-    void update(const StepSummary& summary, std::span<const std::byte> changes);
+    /// stays gone. The superseded ones are removed with it.
+    void update(const StepSummary& summary, std::span<const std::byte> changes,
+                std::span<const std::int64_t> superseded = {});
     void setState(std::int64_t number, StepState state);
     /// None when there is no such step.
     std::optional<Bytes> changes(std::int64_t number);
@@ -68,6 +69,8 @@ class StepRecords {
     void removeAll();
 
   private:
+    void removeRows(std::span<const std::int64_t> numbers);
+
     SqliteConnection& connection_;
 };
 

@@ -57,13 +57,19 @@ std::int64_t StepLog::begin(const Step& step) {
 }
 
 void StepLog::write(std::int64_t number, const Step& step, StepState state) {
+    write(number, step, state, {});
+}
+
+void StepLog::write(std::int64_t number, const Step& step, StepState state,
+                    const std::vector<std::int64_t>& superseded) {
     records().update({.number = number,
                       .state = state,
                       .name = step.name,
                       .at = step.at,
                       .changeCount = changeCountOf(step)},
-                     encode(step));
+                     encode(step), superseded);
     reload();
+    for (const std::int64_t each : superseded) forgetContents(each);
 }
 
 void StepLog::setState(std::int64_t number, StepState state) {
@@ -114,12 +120,11 @@ void StepLog::forgetParts(std::int64_t number, int last) {
 }
 
 void StepLog::finish(std::int64_t number, const Step& step) {
-    write(number, step, StepState::done);
     std::vector<std::int64_t> superseded;
     for (const StepSummary& each : *summaries_) {
         if (each.state == StepState::undone) superseded.push_back(each.number);
     }
-    remove(superseded);
+    write(number, step, StepState::done, superseded);
     remove(beyondBounds());
 }
 

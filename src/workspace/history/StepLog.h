@@ -57,6 +57,8 @@ class StepLog {
     void clear();
 
   private:
+    void write(std::int64_t number, const Step& step, StepState state,
+               const std::vector<std::int64_t>& superseded);
     StepRecords records() { return store_.sidecar().steps(); }
     void keepPart(std::int64_t number,
                   const std::shared_ptr<std::vector<StepRecords::Bytes>>& parts, std::size_t next,

@@ -131,13 +131,13 @@ TEST_F(SidecarTest, AFileOfTheFirstFormatIsUpgradedInPlaceAndTakesSteps) {
     EXPECT_EQ(steps.summaries().at(0).byteCount, 30);
     EXPECT_TRUE(steps.removeFirstPart(number, 1));
     EXPECT_FALSE(steps.removeFirstPart(number, 1));
-    steps.update({.number = number, .state = StepState::done, .name = "Edited"}, {});
+    steps.update({.number = number, .state = StepState::done, .name = "Edited", .at = {}}, {});
     EXPECT_EQ(steps.summaries().at(0).byteCount, 10);
     steps.remove(std::vector{number});
     EXPECT_EQ(steps.leftContents(), std::vector{number});
     EXPECT_TRUE(steps.removeFirstPart(number, 2));
     EXPECT_TRUE(steps.leftContents().empty());
-    EXPECT_NE(steps.add({.name = "Next"}, bytes), number);
+    EXPECT_NE(steps.add({.name = "Next", .at = {}}, bytes), number);
 }
 
 TEST_F(SidecarTest, AFileOfANewerProgramIsRefusedAndLeftAlone) {
