@@ -24,7 +24,6 @@ class StepLog {
 
     /// Reads what there is: the summaries alone. Does nothing the second time.
     void load();
-    bool isLoaded() const { return isLoaded_; }
 
     /// Oldest first.
     const Published<std::vector<StepSummary>>& summaries() const { return summaries_; }
