@@ -40,7 +40,7 @@ TEST_F(HistoryCommand, WhatWasDoneIsTakenBackAndMadeAgainAcrossRuns) {
     nookery.json({"undo"});
     nookery.json({"undo"});
     EXPECT_EQ(titleOf(id), "cake");
-    EXPECT_EQ(nookery.json({"redo"}).at("redone").at("name"), "Edit \"Lemon cake\"");
+    EXPECT_EQ(nookery.json({"redo"}).at("redone").at("name"), "Edit \"cake\"");
     EXPECT_EQ(titleOf(id), "Lemon cake");
     EXPECT_EQ(nookery.json({"verify"}).at("ok"), true);
 }

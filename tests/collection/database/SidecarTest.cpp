@@ -117,8 +117,9 @@ TEST_F(SidecarTest, AFileOfTheFirstFormatIsUpgradedInPlaceAndTakesSteps) {
     {
         auto file =
             SqliteConnection::open(world_.layout().sidecar(), SqliteAccess::readWriteCreate);
-        file.execute("DROP TABLE steps;");
-        file.execute("DROP TABLE step_contents;");
+        for (const char* table : {"problems", "steps", "step_contents", "recognised_pages"}) {
+            file.execute(std::string("DROP TABLE ") + table + ";");
+        }
         file.execute("PRAGMA user_version=1;");
     }
     auto sidecar = open();
