@@ -7,7 +7,6 @@
 #include "fieldreports/NookeryFieldReportReceiver.h"
 #include "mobilelink/PhoneLink.h"
 #include "platform/work/Coroutine.h"
-#include "receipts/ReceiptService.h"
 #include "workspace/Edits.h"
 #include "workspace/Facets.h"
 #include "workspace/Problems.h"
@@ -16,9 +15,8 @@
 
 namespace nookery {
 
-/// One library with all that a face of the program does with it: the store, what a person changes
-/// and takes back, receipts, field reports, the phone, and what went wrong. The command line and
-/// the window build the same one. Main thread.
+/// One library with what a face of the program does with it: the store, what a person changes and
+/// takes back, what the phone sends and is sent, and what went wrong. Main thread.
 class Workspace {
   public:
     /// `problems` is the platform's log, and outlives this.
