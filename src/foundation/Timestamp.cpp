@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "foundation/Error.h"
+#include "foundation/Region.h"
 
 namespace nookery {
 namespace {
@@ -102,6 +103,7 @@ CalendarFields utcFields(Timestamp date) {
 }
 
 CalendarFields localFields(Timestamp date) {
+    if (const Region* region = RegionScope::current()) return region->fields(date);
     const auto whole = static_cast<std::time_t>(std::floor(date.secondsSince1970));
     std::tm local{};
     if (::localtime_r(&whole, &local) == nullptr) return utcFields(date);
@@ -156,6 +158,7 @@ std::optional<CalendarDay> parseCalendarDay(std::string_view text) {
 }
 
 std::string toAbbreviatedDay(Timestamp date) {
+    if (const Region* region = RegionScope::current()) return region->abbreviatedDay(date);
     const std::unique_ptr<icu::DateFormat> format(
         icu::DateFormat::createDateInstance(icu::DateFormat::kMedium));
     if (!format) throw Error("The library for Unicode text has no formats for dates.");

@@ -38,7 +38,8 @@ struct CalendarFields {
 
 /// UTC fields, the millisecond rounded down.
 CalendarFields utcFields(Timestamp date);
-/// Fields in the machine's time zone. Any thread.
+/// Fields in the time zone of the thread's region: the machine's, unless a RegionScope says
+/// otherwise. Any thread.
 CalendarFields localFields(Timestamp date);
 /// None when a field is out of its range (February 30, hour 24).
 std::optional<Timestamp> dateFromUtc(const CalendarFields& fields);
@@ -54,12 +55,13 @@ struct CalendarDay {
 
 /// Whether there is such a day, in the years 0001 to 9999.
 bool exists(const CalendarDay& day);
-/// The day on which the moment falls in the machine's time zone. Any thread.
+/// The day on which the moment falls, by localFields. Any thread.
 CalendarDay localDay(Timestamp date);
 /// "2026-03-01", which is also all that parseCalendarDay reads.
 std::string toText(const CalendarDay& day);
 std::optional<CalendarDay> parseCalendarDay(std::string_view text);
-/// "Mar 1, 2026": the day in short, as the machine's locale and time zone have it. Any thread.
+/// "Mar 1, 2026": the day in short, as the language and time zone of the thread's region have it.
+/// Any thread.
 std::string toAbbreviatedDay(Timestamp date);
 
 /// "2026-03-01T09:30:00Z", with ".123" before the Z only when there are milliseconds.

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/work/Caller.h"
+
 namespace nookery {
 namespace {
 
@@ -9,6 +11,12 @@ namespace {
 constexpr std::size_t mostNews = 10'000;
 
 }  // namespace
+
+void ProblemLog::line(std::string_view text) {
+    const auto& caller = CallerScope::current();
+    const auto callersLog = caller ? caller->log.lock() : nullptr;
+    (callersLog ? *callersLog : log_).line(text);
+}
 
 void ProblemLog::report(const Problem& problem) { add({problem, false}); }
 

@@ -19,10 +19,11 @@ struct ProblemNews {
 /// platform and handed to it as its log, so that it outlives all who report. Any thread.
 class ProblemLog final : public Log {
   public:
-    /// Lines go on to `log`, which outlives this.
+    /// Lines go on to the log of the caller for whom the work is done, and else to `log`, which
+    /// outlives this.
     explicit ProblemLog(Log& log) : log_(log) {}
 
-    void line(std::string_view text) override { log_.line(text); }
+    void line(std::string_view text) override;
     void report(const Problem& problem) override;
     void mended(const ProblemSubject& subject) override;
 

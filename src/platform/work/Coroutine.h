@@ -8,6 +8,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/work/Caller.h"
 #include "platform/work/Operation.h"
 
 namespace nookery {
@@ -118,9 +119,12 @@ class [[nodiscard]] Callback {
     void await_suspend(std::coroutine_handle<> waiting) {
         // What is begun may end at once: nothing of this may be used after it.
         const Begin begin = std::move(begin_);
-        begin(guard_.guarded([this, waiting](Answer answer) {
+        const auto caller = CallerScope::current();
+        begin(guard_.guarded([this, caller, waiting](Answer answer) {
             if (answer_) return;
             answer_.emplace(std::move(answer));
+            // Whoever answers may work for somebody else.
+            const CallerScope scope(caller);
             mainQueue_.async(guard_.guarded([waiting] { waiting.resume(); }));
         }));
     }

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "foundation/SqliteConnection.h"
+#include "platform/work/Caller.h"
 
 namespace nookery {
 namespace {
@@ -79,7 +80,9 @@ class ListQueue : public Interface {
   public:
     explicit ListQueue(Log& log) : log_(log) {}
 
-    void async(WorkQueue::Work work) override { list_.add(SteadyClock::now(), std::move(work)); }
+    void async(WorkQueue::Work work) override {
+        list_.add(SteadyClock::now(), forCurrentCaller(std::move(work)));
+    }
 
     DelayedWork after(WorkQueue::Delay delay, WorkQueue::Work work) override {
         auto cancelled = std::make_shared<std::atomic<bool>>(false);

@@ -39,9 +39,11 @@ class WorkQueue {
 
     virtual ~WorkQueue() = default;
 
-    /// Returns at once. Any thread.
+    /// Returns at once. The work is done for the caller that the calling thread works for. Any
+    /// thread.
     virtual void async(Work work) = 0;
-    /// Runs the work once the delay has passed, unless cancelled. The handle's `cancel` and the
+    /// Runs the work once the delay has passed, unless cancelled; for no caller, who may be gone by
+    /// then. The handle's `cancel` and the
     /// start of the work are ordered by the queue that the handle is used on: cancel from the
     /// queue itself or from the thread that scheduled it.
     virtual DelayedWork after(Delay delay, Work work) = 0;
