@@ -16,6 +16,7 @@
 #include "backends/keys/SecretServiceKeyStore.h"
 #include "backends/reader/Isolated.h"
 #include "backends/settings/DefaultsDatabase.h"
+#include "backends/sockets/UnixSockets.h"
 
 namespace nookery {
 namespace {
@@ -101,6 +102,7 @@ struct SystemPlatform::Services {
     std::unique_ptr<WorkQueue> enrichQueue = makeBackgroundPool("enrich", enrichThreadCount(), log);
     std::unique_ptr<WorkQueue> linkQueue = makeThreadQueue("link", log);
     std::unique_ptr<WorkQueue> filesQueue = makeThreadQueue("files", log);
+    UnixSockets localSockets{*mainLoop};
 
     Platform platform{.clock = clock,
                       .files = *files,
@@ -121,6 +123,7 @@ struct SystemPlatform::Services {
                       .pdf = *pdf,
                       .directoryEvents = *directoryEvents,
                       .cloud = *cloud,
+                      .localSockets = localSockets,
                       .embedder = embedder.get(),
                       .web = web.get(),
                       .mainQueue = *mainLoop,

@@ -14,6 +14,7 @@ class DocumentReader;
 class FileSystem;
 class ImageReader;
 class KeyStore;
+class LocalSockets;
 class Log;
 class MediaReader;
 class PageReader;
@@ -50,6 +51,7 @@ struct Platform {
     PdfWriter& pdf;
     DirectoryEvents& directoryEvents;
     CloudContainer& cloud;
+    LocalSockets& localSockets;
     /// None when the model is not installed: finding by meaning is then off.
     const TextEmbedder* embedder;
     /// None where the program was built without network access.

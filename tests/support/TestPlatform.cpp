@@ -150,6 +150,7 @@ Platform TestPlatform::platformOn(const TestQueues& queues, FileSystem& fileSyst
             .pdf = pdf,
             .directoryEvents = directoryEvents,
             .cloud = cloud,
+            .localSockets = localSockets,
             .embedder = embedder,
             .web = web,
             .mainQueue = queues.main,

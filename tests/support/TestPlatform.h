@@ -6,6 +6,7 @@
 #include "platform/ContentDigest.h"
 #include "platform/ContentType.h"
 #include "platform/DocumentReader.h"
+#include "platform/LocalSocket.h"
 #include "platform/Platform.h"
 #include "platform/PropertyListFormat.h"
 #include "platform/TextEmbedder.h"
@@ -63,6 +64,14 @@ class FolderTrash final : public Trash {
 
   private:
     Path folder_;
+};
+
+/// Nobody can be met.
+class NoSockets final : public LocalSockets {
+  public:
+    std::unique_ptr<LocalListener> listen(const Path& place, Accepted) override {
+        throw FileError("listen at", place, EACCES);
+    }
 };
 
 /// One dimension for each of a few word stems: texts that share one are alike.
@@ -137,6 +146,7 @@ class TestPlatform {
     FakePdfWriter pdf;
     FakeDirectoryEvents directoryEvents{files};
     FakeCloud cloud;
+    NoSockets localSockets;
     FakeEmbedder fakeEmbedder;
     WebFetcher* web = nullptr;
     const TextEmbedder* embedder = nullptr;  ///< set to &fakeEmbedder to find by meaning
