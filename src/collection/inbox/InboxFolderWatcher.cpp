@@ -26,15 +26,16 @@ void InboxFolderWatcher::start() {
 
 void InboxFolderWatcher::takeOnce(Finished finished) {
     onQueue([this, finished = std::move(finished)] {
+        asked_.push_back({finished});
+        if (mode_ == Mode::watching) return inbox_ ? scan() : open();
         mode_ = Mode::once;
-        finished_ = finished;
         try {
             inbox_ = findInbox();
         } catch (const Error& error) {
             return lose(error.description());
         }
         if (inbox_) return scan();
-        endOnceUnlessMoreComes({});
+        answer({});
     });
 }
 
@@ -64,11 +65,10 @@ void InboxFolderWatcher::lose(const std::string& reason) {
     debounceWorkItem_.cancel();
     pollWorkItem_.cancel();
     retryWorkItem_.cancel();
-    if (mode_ == Mode::once) {
-        StabilityTracker::Readiness readiness;
-        readiness.waiting.push_back({lost, reason});
-        return endOnceUnlessMoreComes(readiness);
-    }
+    StabilityTracker::Readiness readiness;
+    if (!reason.empty()) readiness.waiting.push_back({lost, reason});
+    answer(readiness);
+    if (mode_ != Mode::watching) return;
     retryWorkItem_ = later(delays_.retry, [this] { open(); });
 }
 
@@ -120,7 +120,8 @@ void InboxFolderWatcher::scheduleNext(const StabilityTracker::Readiness& readine
             scan();
         });
     }
-    if (mode_ == Mode::once) return endOnceUnlessMoreComes(readiness);
+    answer(readiness);
+    if (mode_ != Mode::watching) return;
     pollWorkItem_.cancel();
     const bool somethingWaits =
         eventsTellAll() ? readiness.folderWaits : !readiness.waiting.empty();
@@ -155,14 +156,17 @@ void InboxFolderWatcher::close(const std::vector<InboxUnit>& units, const InboxO
     scan();
 }
 
-void InboxFolderWatcher::endOnceUnlessMoreComes(const StabilityTracker::Readiness& readiness) {
-    // The first look sees everything for the first time, the second hands over, the third, after
-    // the cleaning, sees what is left.
-    const bool moreComes = handoversUnderWay_ > 0 || (readiness.sawNews && readiness.round == 1);
-    if (moreComes || mode_ != Mode::once) return;
-    mode_ = Mode::stopped;
-    platform_.mainQueue.async([finished = std::exchange(finished_, nullptr),
-                               waiting = readiness.waiting] { finished(waiting); });
+void InboxFolderWatcher::answer(const StabilityTracker::Readiness& readiness) {
+    std::erase_if(asked_, [&](Asked& asked) {
+        if (asked.round == 0) asked.round = readiness.round;
+        // What changed after they had asked is not waited for: it may go on changing.
+        const bool settles = readiness.settlingRound > 0 && readiness.settlingRound <= asked.round;
+        if (handoversUnderWay_ > 0 || settles) return false;
+        platform_.mainQueue.async([finished = std::move(asked.finished),
+                                   waiting = readiness.waiting] { finished(waiting); });
+        return true;
+    });
+    if (mode_ == Mode::once && asked_.empty()) mode_ = Mode::stopped;
 }
 
 std::optional<std::string> InboxFolderWatcher::whyNotReady(const InboxPackage& package) {

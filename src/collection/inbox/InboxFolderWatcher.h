@@ -34,8 +34,8 @@ class InboxFolderWatcher : public std::enable_shared_from_this<InboxFolderWatche
     void start();
 
     using Finished = std::function<void(std::vector<InboxWaiting>)>;
-    /// Instead of `start`: takes what waits now, once, and says on the main queue what is left.
-    /// Creates nothing.
+    /// Takes what waits now and says on the main queue what is left, once nothing that waited now
+    /// is still to come. Where nobody watches it creates nothing, and watches no longer than that.
     void takeOnce(Finished finished);
 
     /// Returns when nothing of it runs any more. What is being taken in is not waited for.
@@ -76,7 +76,7 @@ class InboxFolderWatcher : public std::enable_shared_from_this<InboxFolderWatche
     void scheduleNext(const StabilityTracker::Readiness& readiness);
     void handOver(std::vector<InboxUnit> units);
     void close(const std::vector<InboxUnit>& units, const InboxOutcome& outcome);
-    void endOnceUnlessMoreComes(const StabilityTracker::Readiness& readiness);
+    void answer(const StabilityTracker::Readiness& readiness);
     std::optional<std::string> whyNotReady(const InboxPackage& package);
     void onQueue(std::function<void()> work);
     DelayedWork later(WorkQueue::Delay delay, std::function<void()> work);
@@ -87,7 +87,12 @@ class InboxFolderWatcher : public std::enable_shared_from_this<InboxFolderWatche
     InboxHandler handler_;
     InboxScanner scanner_;
     Mode mode_ = Mode::idle;
-    Finished finished_;
+    /// Who wants to hear when all that waited when they asked is taken.
+    struct Asked {
+        Finished finished;
+        std::uint64_t round = 0;  ///< of the first look afterwards; 0: none yet
+    };
+    std::vector<Asked> asked_;
     std::optional<Path> inbox_;
     std::unique_ptr<DirectoryWatch> source_;
     DelayedWork debounceWorkItem_;

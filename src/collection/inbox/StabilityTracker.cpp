@@ -30,6 +30,9 @@ StabilityTracker::Readiness StabilityTracker::check(std::vector<InboxUnit> units
             readiness.stable.push_back(known.unit);
         }
         if (known.state != State::underWay) addWaiting(known, readiness);
+        if (known.state != State::settling || !known.unit.hasSomethingToTake()) continue;
+        const bool isOldest = readiness.settlingRound == 0 || known.round < readiness.settlingRound;
+        if (isOldest) readiness.settlingRound = known.round;
     }
     return readiness;
 }

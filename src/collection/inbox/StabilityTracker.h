@@ -21,6 +21,9 @@ class StabilityTracker {
         /// Something was seen for the first time or has changed: let `round` ripen later.
         bool sawNews = false;
         std::uint64_t round = 0;
+        /// The round in which was last seen to change what has held still longest, yet not long
+        /// enough; 0 when nothing has to.
+        std::uint64_t settlingRound = 0;
     };
 
     /// Compares with the last look. What is gone is forgotten.

@@ -21,7 +21,11 @@ Inboxes::Inboxes(const Platform& platform, const LibraryLayout& layout, Sidecar&
 
 Inboxes::~Inboxes() {
     stop();
-    if (taking_) taking_->operation->finish(Outcome<InboxesTaken>::stopped());
+    for (const auto& known : takings_) {
+        if (const auto taking = known.lock()) {
+            taking->operation->finish(Outcome<InboxesTaken>::stopped());
+        }
+    }
 }
 
 InboxHandler Inboxes::handlerFor(InboxKind inbox) {
@@ -37,6 +41,7 @@ InboxHandler Inboxes::handlerFor(InboxKind inbox) {
 }
 
 void Inboxes::start() {
+    isWatching_ = true;
     watcher_->start();
     cloudWatcher_->start();
 }
@@ -48,13 +53,19 @@ void Inboxes::stop() {
 }
 
 OperationPointer<InboxesTaken> Inboxes::takeOnce() {
-    const auto taking = taking_ = std::make_shared<TakingOnce>();
+    const auto taking = std::make_shared<TakingOnce>();
+    std::erase_if(takings_, [](const auto& known) { return known.expired(); });
+    takings_.push_back(taking);
     taking->operation = Operation<InboxesTaken>::create(platform_.mainQueue);
     taking->reportsArrive = report().subscribe([taking = taking.get()](const auto& report) {
         if (report) taking->taken.reports.push_back(*report);
     });
-    taking->relay.emplace(taking->operation->control().stopToken(),
-                          [this] { intake_.requestStop(); });
+    taking->relay.emplace(taking->operation->control().stopToken(), [this, taking = taking.get()] {
+        if (!isWatching_) return intake_.requestStop();
+        platform_.mainQueue.async([operation = taking->operation] {
+            operation->finish(Outcome<InboxesTaken>::stopped());
+        });
+    });
     const auto end = guard_.guarded([taking](const std::vector<InboxWaiting>& waiting) {
         taking->taken.waiting.insert(taking->taken.waiting.end(), waiting.begin(), waiting.end());
         if (--taking->inboxesLeft > 0) return;

@@ -29,7 +29,8 @@ class Inboxes {
     void start();
     /// Returns when no watcher runs any more. What is being taken in ends where it is whole.
     void stop();
-    /// Takes what waits in both now, once, in a session that does not watch them.
+    /// Takes what waits in both now, once. Stopping it ends what is being taken in where it is
+    /// whole, unless the inboxes are watched: then it only ends the waiting for it.
     OperationPointer<InboxesTaken> takeOnce();
 
     /// What the latest handover came to; none before the first.
@@ -46,7 +47,8 @@ class Inboxes {
     CallbackGuard guard_;
     std::shared_ptr<InboxWatcher> watcher_;
     std::shared_ptr<CloudInboxWatcher> cloudWatcher_;
-    std::shared_ptr<TakingOnce> taking_;  ///< the latest
+    bool isWatching_ = false;
+    std::vector<std::weak_ptr<TakingOnce>> takings_;
 };
 
 }  // namespace nookery
