@@ -48,8 +48,9 @@ ALLOWED = {
     "cli/context": FEATURE | {"workspace", "cli/line", "cli/output"},
     "cli/views": FEATURE | {"workspace", "receipts", "fieldreports", "cli/line", "cli/output",
                             "cli/context"},
+    "cli/resident": BASE | {"workspace", "cli/line", "cli/output", "cli/context"},
     "cli/commands": FEATURE | {"workspace", "archive", "mobilelink", "receipts", "fieldreports", "cli/line",
-                               "cli/output", "cli/context", "cli/views"},
+                               "cli/output", "cli/context", "cli/views", "cli/resident"},
     "cli": BASE | {"archive", "collection", "workspace"},
 }
 # Only the main files build the world they hand down.

@@ -1,24 +1,29 @@
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <climits>
+#include <memory>
 #include <optional>
 
 #include "archive/RestoreAtStart.h"
 #include "backends/StderrLog.h"
 #include "backends/SystemPlatform.h"
-#include "cli/Places.h"
+#include "backends/cryptography/OpenSslDigest.h"
+#include "backends/sockets/UnixSockets.h"
 #include "cli/context/CommandContext.h"
+#include "cli/context/Ending.h"
 #include "cli/context/TerminalConsole.h"
 #include "cli/line/CommandLine.h"
 #include "cli/line/Help.h"
 #include "cli/output/CommandLog.h"
 #include "cli/output/TextLayout.h"
-#include "foundation/DatabaseError.h"
+#include "cli/resident/Background.h"
+#include "cli/resident/ResidentLookup.h"
+#include "collection/database/LibraryLock.h"
+#include "foundation/Json.h"
 #include "foundation/Text.h"
-#include "workspace/InvalidInput.h"
 #include "workspace/ProblemLog.h"
 
 namespace nookery::cli {
@@ -26,11 +31,9 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-/// How the program ends: a status, and a line to say unless all went well.
-struct Ending {
-    int status = exitDone;
-    std::string failure{};
-};
+/// How long a command waits for a library that another process is opening.
+constexpr std::chrono::seconds patienceWithStarting{2};
+constexpr useconds_t pauseMicroseconds = 50'000;
 
 Path programFolder() {
     std::array<char, PATH_MAX> name{};
@@ -43,10 +46,31 @@ Path workingFolder() {
     return ::getcwd(name.data(), name.size()) == nullptr ? Path("/") : Path(name.data());
 }
 
+/// Where the library is, and where whoever has it open is met.
+struct Meeting {
+    explicit Meeting(const Arguments& arguments)
+        : places(findPlaces(processEnvironment(), arguments.value("data-home"), workingFolder())) {}
+
+    Places places;
+    std::unique_ptr<FileSystem> files = makePosixFileSystem();
+    std::unique_ptr<ContentDigester> digester = makeOpenSslDigester();
+    ResidentLookup lookup{places, *files, *digester, connectToSocket};
+};
+
+/// A command line, and what it was given in.
+struct Call {
+    const Words& words;
+    const CommandLine& line;
+    const Meeting& meeting;
+    const Interrupts& interrupts;
+    TerminalConsole& console;
+    CommandLog& log;
+};
+
 /// Builds the world, and the session in it, for a command that needs them.
-int runInWorld(const CommandLine& line, Console& console, Log& plainLog) {
-    const Places places =
-        findPlaces(processEnvironment(), line.arguments.value("data-home"), workingFolder());
+int runInWorld(const Call& call, Log& plainLog) {
+    const Command& command = *call.line.command;
+    const Places& places = call.meeting.places;
     ProblemLog log(plainLog);
     SystemPlatform system({.configFolder = places.configHome,
                            .userData = places.userData,
@@ -54,18 +78,78 @@ int runInWorld(const CommandLine& line, Console& console, Log& plainLog) {
                            .cloudFolder = places.cloudHome,
                            .keyStoreFile = places.keyStoreFile},
                           log);
-    CommandContext context(system.platform(), log, {places.dataHome, places.cacheHome}, console,
-                           line.arguments);
-    if (!line.command->leavesRestoresWaiting) {
+    CommandContext context(system.platform(), log, places, call.console, call.line.arguments);
+    if (!command.leavesRestoresWaiting) {
         completeWaitingRestores(context.platform(), context.layout());
     }
-    Coroutine<int> command = line.command->run(context, line.arguments);
+    Coroutine<int> running = command.run(context, call.line.arguments);
     bool hasEnded = false;
-    command.start([&] { hasEnded = true; });
+    running.start([&] { hasEnded = true; });
     system.mainLoop().runUntil([&] { return hasEnded; });
-    const int status = command.result();
+    const int status = running.result();
     context.out().flush();
     return status;
+}
+
+/// Has the command done where the library is open; none when it must be done here.
+std::optional<Ending> runInResident(const Call& call) {
+    const auto resident = call.meeting.lookup.find(call.interrupts);
+    if (!resident) return std::nullopt;
+    const auto ended = resident->run({.words = call.words,
+                                      .places = resolved(call.meeting.places, *call.meeting.files),
+                                      .region = machineRegion(),
+                                      .traits = call.console.traits()},
+                                     call.console);
+    if (!ended) return std::nullopt;
+    for (const std::string& line : ended->log) call.log.line(line);
+    return ended->ending;
+}
+
+Ending runWhereTheLibraryIs(const Call& call) {
+    const auto giveUp = std::chrono::steady_clock::now() + patienceWithStarting;
+    while (true) {
+        if (const auto ended = runInResident(call)) return *ended;
+        try {
+            return {runInWorld(call, call.log)};
+        } catch (const LibraryInUse&) {
+            // Whoever has it may be about to serve, but has not begun to.
+            if (call.console.hasRead() || std::chrono::steady_clock::now() > giveUp) throw;
+        }
+        ::usleep(pauseMicroseconds);
+    }
+}
+
+Ending runWithBorrowedLibrary(const Call& call) {
+    const auto resident = call.meeting.lookup.find(call.interrupts);
+    if (resident) resident->borrowLibrary();
+    return {runInWorld(call, call.log)};
+}
+
+Ending stopResident(const Call& call) {
+    if (!call.meeting.lookup.end(call.interrupts)) throw Error("Nothing watches this library.");
+    return {};
+}
+
+Ending run(const Call& call) {
+    switch (call.line.command->runsIn) {
+        case RunsIn::resident:
+            return runWhereTheLibraryIs(call);
+        case RunsIn::callerWithLibrary:
+            return runWithBorrowedLibrary(call);
+        case RunsIn::caller:
+            break;
+    }
+    if (call.line.arguments.has("stop")) return stopResident(call);
+    StderrLog atOnce;
+    Log& log = call.line.command->isLasting ? static_cast<Log&>(atOnce) : call.log;
+    return {runInWorld(call, log)};
+}
+
+std::string backgroundText(const Arguments& arguments, bool wasThere) {
+    if (arguments.has("json")) return toJsonText(OrderedJson{{"started", !wasThere}}) + "\n";
+    if (arguments.has("quiet")) return {};
+    return wasThere ? "This library is being watched already.\n"
+                    : "Watching in the background; nookery watch --stop ends it.\n";
 }
 
 /// For what needs nothing of the world; none for what does.
@@ -79,37 +163,35 @@ std::optional<std::string> textOf(const CommandLine& line) {
     return wantsJson ? toJsonText(OrderedJson{{"text", text}}) + "\n" : text;
 }
 
-int runCommand(const Words& words, CommandLog& log) {
+/// For a command that is to go on in the background: none in the process that does. Before there
+/// is a second thread.
+std::optional<Ending> leaveForBackground(const CommandLine& line, const Meeting& meeting) {
+    const bool isThere = meeting.lookup.isThere();
+    if (!isThere) {
+        createDirectories(*meeting.files, meeting.places.cacheHome);
+        const auto ending =
+            continueInBackground(meeting.lookup, meeting.places.cacheHome / "watch.log");
+        if (!ending || ending->status != exitDone) return ending;
+    }
+    writeToStandardOutput(backgroundText(line.arguments, isThere));
+    return Ending{};
+}
+
+Ending runCommand(const Words& words, CommandLog& log) {
     const CommandLine line = parseCommandLine(words);
+    if (const auto text = textOf(line)) {
+        writeToStandardOutput(*text);
+        const bool isUsage = line.command == nullptr && !line.arguments.has("version");
+        return {isUsage ? exitWrongUsage : exitDone};
+    }
+    const Meeting meeting(line.arguments);
+    if (line.command->isLasting && line.arguments.has("background")) {
+        if (const auto ending = leaveForBackground(line, meeting)) return *ending;
+    }
     const Interrupts interrupts;
     TerminalConsole console(interrupts, !line.arguments.has("no-color"),
                             !line.arguments.has("no-input"));
-    if (const auto text = textOf(line)) {
-        console.write(*text);
-        const bool isUsage = line.command == nullptr && !line.arguments.has("version");
-        return isUsage ? exitWrongUsage : exitDone;
-    }
-    StderrLog atOnce;
-    return line.command->isLasting ? runInWorld(line, console, atOnce)
-                                   : runInWorld(line, console, log);
-}
-
-Ending endingOf(const Words& words, CommandLog& log) {
-    try {
-        return {runCommand(words, log)};
-    } catch (const UsageError& error) {
-        return {exitWrongUsage, error.description()};
-    } catch (const InvalidInput& error) {
-        return {exitWrongUsage, error.description()};
-    } catch (const OutputError& error) {
-        return {exitFailed, error.isClosedPipe() ? "" : error.description()};
-    } catch (const Cancelled&) {
-        return {exitInterrupted, "interrupted; whatever was done is whole."};
-    } catch (const Error& error) {
-        return {exitFailed, withAdvice(error.description(), error.advice())};
-    } catch (const std::exception& error) {
-        return {exitFailed, describe(error)};
-    }
+    return run({words, line, meeting, interrupts, console, log});
 }
 
 /// With --json standard output is one document, whatever happens.
@@ -123,9 +205,9 @@ void tellFailureAsJson(const Ending& ending) {
     }
 }
 
-int run(const Words& words) {
+int runProgram(const Words& words) {
     CommandLog log;
-    const Ending ending = endingOf(words, log);
+    const Ending ending = endingOf([&] { return runCommand(words, log); });
     StderrLog standardError;
     log.release(standardError, ending.failure);
     if (ending.failure.empty()) return ending.status;
@@ -141,7 +223,7 @@ int run(const Words& words) {
 
 int main(int argumentCount, char** arguments) {
     try {
-        return nookery::cli::run({arguments + 1, arguments + argumentCount});
+        return nookery::cli::runProgram({arguments + 1, arguments + argumentCount});
     } catch (const std::exception& error) {
         nookery::StderrLog().line("nookery: " + nookery::describe(error));
         return nookery::cli::exitFailed;

@@ -5,10 +5,14 @@
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+
+#include "cli/NameWatch.h"
 
 namespace nookery::testing {
 namespace {
@@ -27,15 +31,22 @@ struct Pipe {
                          const std::map<std::string, std::string>& extra, const Path& home) {
     std::vector<std::string> words{program};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<std::string> environment{"HOME=" + home.native(), "PATH=/usr/bin:/bin", "TZ=UTC",
-                                         "TERM=xterm"};
-    for (const auto& [name, value] : extra) environment.push_back(name + "=" + value);
+    std::map<std::string, std::string> variables = extra;
+    variables.insert({{"HOME", home.native()},
+                      {"PATH", "/usr/bin:/bin"},
+                      {"TZ", "UTC"},
+                      {"TERM", "xterm"},
+                      {"XDG_RUNTIME_DIR", (home / ".run").native()}});
+    std::vector<std::string> environment;
+    for (const auto& [name, value] : variables) environment.push_back(name + "=" + value);
     const auto pointers = [](std::vector<std::string>& strings) {
         std::vector<char*> list;
         for (std::string& string : strings) list.push_back(string.data());
         list.push_back(nullptr);
         return list;
     };
+    // A test that is given up leaves nothing behind that runs.
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     sigset_t none;
     sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -91,6 +102,20 @@ void NookeryProgram::Running::closeInput() {
     input_ = -1;
 }
 
+std::string NookeryProgram::Running::converse(const std::string& line) {
+    const std::string typed = line + "\n";
+    EXPECT_EQ(::write(input_, typed.data(), typed.size()), ssize_t(typed.size()));
+    std::string answer;
+    while (!answer.ends_with('\n')) {
+        pollfd source{output_, POLLIN, 0};
+        if (::poll(&source, 1, patienceMilliseconds) <= 0 || !drain(output_, answer)) {
+            ADD_FAILURE() << "no answer but " << answer;
+            break;
+        }
+    }
+    return answer;
+}
+
 Outcome NookeryProgram::Running::finish(const std::string& input) {
     return readToTheEnd(input, true);
 }
@@ -125,9 +150,25 @@ Outcome NookeryProgram::Running::readToTheEnd(std::string_view rest, bool closes
     return outcome;
 }
 
+void NookeryProgram::beginWatching() const {
+    ::mkdir((home / ".run").c_str(), 0700);
+    ::mkdir((home / ".run/nookery").c_str(), 0700);
+    const NameWatch names(home / ".run/nookery");
+    watching_ = start({"watch"});
+    names.waitFor(1);
+}
+
+void NookeryProgram::prepareFor(const std::vector<std::string>& arguments) const {
+    ::mkdir((home / ".run").c_str(), 0700);
+    const bool isWatch = !arguments.empty() && arguments.front() == "watch";
+    const bool hasLibrary = ::access((library / "crumb.sqlite3").c_str(), F_OK) == 0;
+    if (isBesideWatch_ && !watching_ && !isWatch && hasLibrary) beginWatching();
+}
+
 std::unique_ptr<NookeryProgram::Running> NookeryProgram::start(
     const std::vector<std::string>& arguments, const RunOptions& options) const {
     ::signal(SIGPIPE, SIG_IGN);
+    prepareFor(arguments);
     const Pipe input, output, error;
     const pid_t process = ::fork();
     if (process == 0) {
@@ -164,6 +205,7 @@ Json NookeryProgram::json(std::vector<std::string> arguments, const RunOptions& 
 
 Outcome NookeryProgram::runOnTerminal(const std::vector<std::string>& arguments,
                                       const std::string& prompt, const std::string& typed) const {
+    prepareFor(arguments);
     int terminal = -1;
     winsize size{.ws_row = 40, .ws_col = 100, .ws_xpixel = 0, .ws_ypixel = 0};
     const pid_t process = ::forkpty(&terminal, nullptr, nullptr, &size);

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <cstdlib>
 #include <functional>
 #include <map>
 #include <memory>
@@ -33,7 +34,9 @@ struct RunOptions {
 /// The program that was built together with the tests.
 std::string theProgramUnderTest();
 
-/// The real program in a home of its own, which no other setting of the machine reaches.
+/// The real program in a home of its own, which no other setting of the machine reaches. With
+/// NOOKERY_TESTS_BESIDE_WATCH in the tests' environment every command but the first, which makes
+/// the library, finds a resident that has it open: nothing may come out differently.
 class NookeryProgram {
   public:
     /// Runs to the end.
@@ -51,6 +54,8 @@ class NookeryProgram {
 
         void signal(int number) const;
         void closeInput();
+        /// Types a line and answers what comes back, up to the end of a line.
+        std::string converse(const std::string& line);
         /// Feeds what is left of the input, reads all output, and waits for the end.
         Outcome finish(const std::string& input = {});
         /// As `finish`, but gives no more input and keeps it open: for a program that is to end
@@ -71,9 +76,20 @@ class NookeryProgram {
     Outcome runOnTerminal(const std::vector<std::string>& arguments, const std::string& prompt,
                           const std::string& typed) const;
 
+    /// For a test that must have the library's files to itself.
+    void workAlone() { isBesideWatch_ = false; }
+    /// Has another process open the library and serve, from now on.
+    void beginWatching() const;
+
     std::string program = theProgramUnderTest();
     TemporaryDirectory home;
     Path library = home / ".local/share/Crumb";
+
+  private:
+    void prepareFor(const std::vector<std::string>& arguments) const;
+
+    bool isBesideWatch_ = ::getenv("NOOKERY_TESTS_BESIDE_WATCH") != nullptr;
+    mutable std::unique_ptr<Running> watching_;
 };
 
 }  // namespace nookery::testing

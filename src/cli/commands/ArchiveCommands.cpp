@@ -153,6 +153,7 @@ std::vector<Command> archiveCommands() {
          .examples = {{"archive verify /media/disk/nookery-2026-03", "every byte of it"}},
          .positionals = {folder},
          .leavesRestoresWaiting = true,
+         .runsIn = RunsIn::caller,
          .run = runVerify},
         {.name = "archive restore",
          .summary = "Replace the library by an archive's at the next start",
@@ -162,11 +163,13 @@ std::vector<Command> archiveCommands() {
                      {"dry-run", "", "check, and only say what happens"}},
          .notes = "What is in the library now is kept beside it as a safety copy.",
          .leavesRestoresWaiting = true,
+         .runsIn = RunsIn::callerWithLibrary,
          .run = runRestore},
         {.name = "archive status",
          .summary = "Say whether a restore waits, and how the last one ended",
          .examples = {{"archive status", "after a restart"}},
          .leavesRestoresWaiting = true,
+         .runsIn = RunsIn::caller,
          .run = runStatus},
     };
 }

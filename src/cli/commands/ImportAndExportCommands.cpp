@@ -12,12 +12,12 @@
 namespace nookery::cli {
 namespace {
 
-std::unique_ptr<ReadableFile> openImport(CommandContext& context, const std::string& name) {
-    if (name == "-") return context.console().input();
+Coroutine<std::unique_ptr<ReadableFile>> openImport(CommandContext& context, std::string name) {
+    if (name == "-") co_return co_await context.inputFile();
     FileSystem& files = context.platform().files;
     const auto real = files.resolve(context.path(name));
     if (!real) throw FileError("read", name, ENOENT);
-    return files.openForReading(*real);
+    co_return files.openForReading(*real);
 }
 
 void answer(CommandContext& context, const ImportReport& report) {
@@ -38,7 +38,8 @@ void answer(CommandContext& context, const ImportReport& report) {
 }
 
 Coroutine<int> runImport(CommandContext& context, const Arguments& arguments) {
-    auto file = openImport(context, arguments.positional(0));
+    auto opening = openImport(context, arguments.positional(0));
+    auto file = co_await opening;
     co_await context.open(LibraryAccess::writing);
     const auto operation = context.workspace().edits().import(std::move(file));
     const ImportReport report = co_await context.resultOf(operation);

@@ -119,6 +119,7 @@ std::vector<Command> snapshotCommands() {
              .positionals = {{"NAME", "the snapshot's name"}},
              .options = {{"yes", "", "do not ask"}, {"dry-run", "", "only say what would happen"}},
              .notes = "What is in the library now is kept beside it as a safety copy.",
+             .runsIn = RunsIn::callerWithLibrary,
              .run = runRestore}};
 }
 

@@ -1,12 +1,17 @@
 #include <fmt/format.h>
 
+#include "archive/RestoreAtStart.h"
 #include "cli/commands/Commands.h"
 #include "cli/commands/WatchEvents.h"
 #include "cli/output/TextLayout.h"
+#include "cli/resident/Resident.h"
+#include "collection/database/LibraryLock.h"
 #include "platform/CloudContainer.h"
 
 namespace nookery::cli {
 namespace {
+
+using WishTest = std::function<bool(const Resident::Wish&)>;
 
 void tellEvent(CommandContext& context, std::string_view event, const std::string& text) {
     const Timestamp now = context.now();
@@ -26,21 +31,77 @@ std::string placesWatched(CommandContext& context) {
                                                                      : "");
 }
 
+/// Lets other commands work in this one's library. Without that they must wait for its end.
+void listen(CommandContext& context, Resident& resident) {
+    try {
+        resident.listen();
+    } catch (const Error& failure) {
+        context.say("Other commands cannot reach this one: " + printable(failure.description()));
+    }
+}
+
+/// Opens the library, after whoever had it lets go of it.
+Coroutine<> openReturned(CommandContext& context) {
+    constexpr WorkQueue::Delay pause{0.1};
+    constexpr int attemptCount = 50;
+    for (int attempt = 1;; ++attempt) {
+        bool isInUse = false;
+        try {
+            completeWaitingRestores(context.platform(), context.layout());
+            co_await context.open(LibraryAccess::writing, SessionLength::lasting);
+            co_return;
+        } catch (const LibraryInUse&) {
+            if (attempt == attemptCount) throw;
+            isInUse = true;
+        }
+        if (isInUse) co_await context.pause(pause);
+    }
+}
+
+/// Ends what runs for others: at once when the person interrupts, and else when it is done.
+Coroutine<> endCommands(CommandContext& context, Resident& resident) {
+    const std::function<bool(const int&)> none = [](int count) { return count == 0; };
+    resident.withdraw();
+    co_await context.until(resident.runningCount(), none);
+    if (context.isInterrupted()) resident.stopCommands();
+    co_await context.when(resident.runningCount(), none);
+}
+
+/// Watches until the person interrupts, or another process wants something.
+Coroutine<> watchFor(CommandContext& context, Resident& resident, const TellEvent& tell) {
+    const WatchEvents events(context, tell);
+    tell("watching", placesWatched(context));
+    resident.offer(context.workspace());
+    const WishTest any = [](Resident::Wish wish) { return wish != Resident::Wish::none; };
+    co_await context.until(resident.wish(), any);
+    co_await endCommands(context, resident);
+}
+
+Coroutine<> closeLibrary(CommandContext& context) {
+    if (context.workspace().store().enrichment().isUnderWay()) {
+        context.messages().progress("ending what is being read; interrupt again to end at once");
+    }
+    co_await context.closeLibrary();
+}
+
 Coroutine<int> runWatch(CommandContext& context, const Arguments&) {
     const TellEvent tell = [&](std::string_view event, const std::string& text) {
         tellEvent(context, event, text);
     };
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing, SessionLength::lasting);
-    {
-        const WatchEvents events(context, tell);
-        tell("watching", placesWatched(context));
-        co_await context.interruption();
+    co_await context.open(LibraryAccess::writing, SessionLength::lasting);
+    Resident resident(context.platform(), context.problemLog(), context.places());
+    listen(context, resident);
+    while (true) {
+        co_await watchFor(context, resident, tell);
+        co_await closeLibrary(context);
+        if (context.isInterrupted() || *resident.wish() != Resident::Wish::library) break;
+        tell("lent", "another command has the library to itself");
+        resident.lend();
+        const WishTest isBack = [](Resident::Wish wish) { return wish != Resident::Wish::library; };
+        co_await context.until(resident.wish(), isBack);
+        if (context.isInterrupted() || *resident.wish() == Resident::Wish::end) break;
+        co_await openReturned(context);
     }
-    if (store.enrichment().isUnderWay()) {
-        context.messages().progress("ending what is being read; interrupt again to end at once");
-    }
-    const auto closing = context.workspace().close();
-    co_await context.resultOf(closing);
     tell("ended", "what was taken in is whole");
     co_return exitDone;
 }
@@ -50,12 +111,18 @@ Coroutine<int> runWatch(CommandContext& context, const Arguments&) {
 Command watchCommand() {
     return {.name = "watch",
             .summary = "Take in what arrives, and keep the phone up to date, until interrupted",
-            .examples = {{"watch", "Ctrl-C ends it"}},
+            .examples = {{"watch", "Ctrl-C ends it"},
+                         {"watch --background", "nookery watch --stop ends it"}},
+            .options = {{"background", "", "go on without this terminal, until --stop"},
+                        {"stop", "", "ask whoever watches the library to end"}},
             .notes =
                 "Inbox folders, the phone's edits, publishing to it three seconds after a change, "
                 "recovery snapshots when they are due, the background work. One line for each "
-                "thing that happens.",
+                "thing that happens. Other commands go on working meanwhile: they are done by this "
+                "one, in "
+                "the library that it has open.",
             .isLasting = true,
+            .runsIn = RunsIn::caller,
             .run = runWatch};
 }
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "cli/line/Command.h"
+#include "foundation/Uuid.h"
 #include "platform/Clock.h"
 
 namespace nookery::cli {
@@ -17,17 +18,19 @@ std::string progressText(const OperationProgress& progress) {
 
 }  // namespace
 
-CommandContext::CommandContext(const Platform& platform, ProblemLog& problems, LibraryLayout layout,
-                               Console& console, const Arguments& arguments)
+CommandContext::CommandContext(const Platform& platform, ProblemLog& problems, const Places& places,
+                               Console& console, const Arguments& arguments, Workspace* lent)
     : platform_(platform),
       problemLog_(problems),
-      layout_(std::move(layout)),
+      places_(places),
+      layout_{places.dataHome, places.cacheHome},
       console_(console),
       output_(console),
       wantsJson_(arguments.has("json")),
       hasConsent_(arguments.has("yes")),
       style_(console.traits().hasColour ? Style::coloured() : Style::plain()),
-      messages_(console, arguments.has("quiet")) {}
+      messages_(console, arguments.has("quiet")),
+      workspace_(lent) {}
 
 CommandContext::~CommandContext() { messages_.endProgress(); }
 
@@ -37,12 +40,22 @@ Path CommandContext::path(const std::string& given) const {
 
 Coroutine<CrumbStore*> CommandContext::open(LibraryAccess access, SessionLength length) {
     if (access == LibraryAccess::reading) demandLibrary();
-    workspace_ = std::make_unique<Workspace>(platform_, layout_, problemLog_);
-    co_await resultOf(workspace_->open(access, length));
+    if (workspace_ == nullptr) {
+        ownWorkspace_ = std::make_unique<Workspace>(platform_, layout_, problemLog_);
+        workspace_ = ownWorkspace_.get();
+        co_await resultOf(workspace_->open(access, length));
+        tell(workspace_->store().restoreNotice());
+    }
     CrumbStore& store = workspace_->store();
-    tell(store.restoreNotice());
     if (store.startFailure()) throw Error(*store.startFailure());
     co_return &store;
+}
+
+Coroutine<> CommandContext::closeLibrary() {
+    const auto closing = workspace_->close();
+    co_await resultOf(closing);
+    workspace_ = nullptr;
+    ownWorkspace_.reset();
 }
 
 void CommandContext::demandLibrary() const {
@@ -91,6 +104,13 @@ Coroutine<> CommandContext::interruptible(Begin begin) {
 Coroutine<> CommandContext::interruption() {
     const Begin nothing = [](const auto&) {};
     co_await interruptible(nothing);
+}
+
+Coroutine<> CommandContext::pause(WorkQueue::Delay time) {
+    Callback<Nothing> over(platform_.mainQueue, [&](const std::function<void(Nothing)>& answer) {
+        platform_.mainQueue.after(time, [answer] { answer({}); });
+    });
+    co_await over;
 }
 
 Coroutine<> CommandContext::endOrInterruption(std::shared_ptr<OperationBase> operation) {
@@ -147,6 +167,23 @@ Coroutine<std::optional<std::string>> CommandContext::nextLine() {
         if (lines_.hasEnded()) co_return std::nullopt;
         lines_.add(co_await readSome());
     }
+}
+
+Coroutine<std::unique_ptr<ReadableFile>> CommandContext::inputFile() {
+    FileSystem& files = platform_.files;
+    createDirectories(files, layout_.cacheHome);
+    const Path path = layout_.cacheHome / fmt::format("input-{}", Uuid::random().toString());
+    const auto spool = files.createFile(path);
+    // From here on only the open files know it: however the program ends, nothing is left behind.
+    auto file = files.openForReading(path);
+    files.removeFile(path);
+    while (true) {
+        const std::string some = co_await readSome();
+        if (some.empty()) break;
+        spool->write(std::as_bytes(std::span(some)));
+    }
+    spool->close();
+    co_return std::move(file);
 }
 
 Timestamp CommandContext::now() const { return platform_.clock.now(); }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "cli/context/Places.h"
 #include "cli/line/Arguments.h"
 #include "cli/output/Input.h"
 #include "cli/output/Messages.h"
@@ -22,22 +23,27 @@ namespace nookery::cli {
 /// A command is a coroutine: it awaits what takes long, and holds up nobody meanwhile. Main thread.
 class CommandContext {
   public:
-    /// `problems` is the platform's log.
-    CommandContext(const Platform& platform, ProblemLog& problems, LibraryLayout layout,
-                   Console& console, const Arguments& arguments);
+    /// `problems` is the platform's log. `lent` is a library that is open already, which the
+    /// command works in; null: it opens its own.
+    CommandContext(const Platform& platform, ProblemLog& problems, const Places& places,
+                   Console& console, const Arguments& arguments, Workspace* lent = nullptr);
     ~CommandContext();
 
     const Platform& platform() const { return platform_; }
+    ProblemLog& problemLog() { return problemLog_; }
+    const Places& places() const { return places_; }
     const LibraryLayout& layout() const { return layout_; }
     /// A path as the person gave it, meant from where they are.
     Path path(const std::string& given) const;
 
     /// Opens the library. Throws LibraryInUse, or Error when it cannot be read, or when there is
-    /// none and reading was asked for. Once per command.
+    /// none and reading was asked for. Once, until `closeLibrary`.
     Coroutine<CrumbStore*> open(LibraryAccess access,
                                 SessionLength length = SessionLength::oneCommand);
     /// The library that was opened, with all that can be done with it.
     Workspace& workspace() { return *workspace_; }
+    /// Ends what goes on in the library, and lets go of it.
+    Coroutine<> closeLibrary();
     /// Throws Error when there is no library yet.
     void demandLibrary() const;
 
@@ -84,6 +90,8 @@ class CommandContext {
     }
     /// Ends when the person interrupts.
     Coroutine<> interruption();
+    /// Ends after the time.
+    Coroutine<> pause(WorkQueue::Delay time);
     std::stop_token stop() const { return console_.stop(); }
     bool isInterrupted() const { return stop().stop_requested(); }
 
@@ -106,6 +114,9 @@ class CommandContext {
     Coroutine<std::string> readInput();
     /// The next line of standard input; none at its end.
     Coroutine<std::optional<std::string>> nextLine();
+    /// All of standard input as a file, for work on another thread, which must not wait for a
+    /// person. It is kept with what can be made again, under no name.
+    Coroutine<std::unique_ptr<ReadableFile>> inputFile();
     Console& console() { return console_; }
 
     Timestamp now() const;
@@ -119,6 +130,7 @@ class CommandContext {
 
     const Platform& platform_;
     ProblemLog& problemLog_;
+    Places places_;
     LibraryLayout layout_;
     Console& console_;
     Output output_;
@@ -127,7 +139,8 @@ class CommandContext {
     Style style_;
     Messages messages_;
     LineSplitter lines_;
-    std::unique_ptr<Workspace> workspace_;
+    std::unique_ptr<Workspace> ownWorkspace_;
+    Workspace* workspace_;  ///< the own one, or a lent one; null until the library is open
 };
 
 }  // namespace nookery::cli

@@ -1,5 +1,6 @@
-#include "cli/Places.h"
+#include "cli/context/Places.h"
 
+#include <fmt/format.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -34,6 +35,13 @@ std::optional<Path> keyStoreFile(const Environment& environment, const Path& wor
     return absolute(kind->substr(filePrefix.size()), workingFolder);
 }
 
+/// The desktop's folder for this login; without a desktop, one among the temporary files.
+Path runtimeHome(const Environment& environment) {
+    const auto folder = environment("XDG_RUNTIME_DIR");
+    if (folder && Path(*folder).is_absolute()) return Path(*folder) / "nookery";
+    return fmt::format("/tmp/nookery-{}", ::geteuid());
+}
+
 }  // namespace
 
 Places findPlaces(const Environment& environment, const std::optional<std::string>& dataHome,
@@ -61,6 +69,7 @@ Places findPlaces(const Environment& environment, const std::optional<std::strin
     if (const auto cloud = environment("NOOKERY_CLOUD_HOME")) {
         places.cloudHome = absolute(*cloud, workingFolder);
     }
+    places.runtimeHome = runtimeHome(environment);
     return places;
 }
 

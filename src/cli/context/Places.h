@@ -16,6 +16,9 @@ struct Places {
     Path userData;    ///< the desktop's own data folder, whatever is overridden
     std::optional<Path> keyStoreFile{};  ///< in place of the desktop's keyring
     std::optional<Path> cloudHome{};     ///< the cloud drive's folder, in place of the setting
+    Path runtimeHome{};  ///< where processes of this user meet, until the machine is restarted
+
+    bool operator==(const Places&) const = default;
 };
 
 /// Reads one environment variable; none when it is unset or empty.

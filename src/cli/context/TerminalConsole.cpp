@@ -41,38 +41,23 @@ Path currentFolder() {
 }
 
 /// Waits for bytes of standard input; ends with Cancelled when `interrupted` becomes readable.
-std::size_t readStandardInput(std::span<std::byte> buffer, int interrupted) {
+std::string readChunk(int interrupted) {
+    std::string chunk(chunkByteCount, '\0');
     while (true) {
         std::array<pollfd, 2> sources{pollfd{STDIN_FILENO, POLLIN, 0},
                                       pollfd{interrupted, POLLIN, 0}};
         if (::poll(sources.data(), sources.size(), -1) < 0 && errno != EINTR) break;
         if ((sources[1].revents & POLLIN) != 0) throw Cancelled();
         if (sources[0].revents == 0) continue;
-        const ssize_t count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
-        if (count >= 0) return static_cast<std::size_t>(count);
+        const ssize_t count = ::read(STDIN_FILENO, chunk.data(), chunk.size());
+        if (count >= 0) {
+            chunk.resize(static_cast<std::size_t>(count));
+            return chunk;
+        }
         if (errno != EINTR && errno != EAGAIN) break;
     }
     throw FileError("read", "standard input", errno);
 }
-
-std::string readChunk(int interrupted) {
-    std::string chunk(chunkByteCount, '\0');
-    chunk.resize(readStandardInput(std::as_writable_bytes(std::span(chunk)), interrupted));
-    return chunk;
-}
-
-/// Standard input in a file's clothes.
-class StandardInputFile final : public ReadableFile {
-  public:
-    explicit StandardInputFile(int interrupted) : interrupted_(interrupted) {}
-    std::size_t read(std::span<std::byte> buffer) override {
-        return readStandardInput(buffer, interrupted_);
-    }
-    FileStatus status() override { return {}; }
-
-  private:
-    int interrupted_;
-};
 
 bool isYes(int interrupted) {
     LineSplitter lines;
@@ -119,6 +104,7 @@ void TerminalConsole::showProgress(std::string_view text) {
 }
 
 void TerminalConsole::ask(std::string_view title, std::string_view text, Answered answered) {
+    hasRead_ = true;
     writeMessage(fmt::format("{}\n", title));
     for (const std::string& line : wrapped(text, columnsOf(STDERR_FILENO))) {
         writeMessage(line + "\n");
@@ -128,11 +114,8 @@ void TerminalConsole::ask(std::string_view title, std::string_view text, Answere
 }
 
 void TerminalConsole::read(Read done) {
+    hasRead_ = true;
     done(outcomeOf([&] { return readChunk(interrupts_.descriptor()); }));
-}
-
-std::unique_ptr<ReadableFile> TerminalConsole::input() {
-    return std::make_unique<StandardInputFile>(interrupts_.descriptor());
 }
 
 void TerminalConsole::openOnDesktop(const std::string& target, Opened opened) {

@@ -15,6 +15,9 @@ class TerminalConsole final : public Console {
     /// `allowsColour` and `allowsQuestions` as the command line has them.
     TerminalConsole(const Interrupts& interrupts, bool allowsColour, bool allowsQuestions);
 
+    /// Whether some of standard input is gone, so that a command cannot begin anew.
+    bool hasRead() const { return hasRead_; }
+
     const ConsoleTraits& traits() const override { return traits_; }
     std::stop_token stop() const override { return interrupts_.token(); }
 
@@ -23,12 +26,12 @@ class TerminalConsole final : public Console {
     void showProgress(std::string_view text) override;
     void ask(std::string_view title, std::string_view text, Answered answered) override;
     void read(Read done) override;
-    std::unique_ptr<ReadableFile> input() override;
     void openOnDesktop(const std::string& target, Opened opened) override;
 
   private:
     const Interrupts& interrupts_;
     ConsoleTraits traits_;
+    bool hasRead_ = false;
 };
 
 }  // namespace nookery::cli

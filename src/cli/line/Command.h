@@ -37,6 +37,13 @@ struct Example {
     std::string says;
 };
 
+/// Where a command runs when another process has the library open.
+enum class RunsIn {
+    resident,           ///< in that process, which does all that the command asks for
+    caller,             ///< in its own: it needs no library, or is to have one open itself
+    callerWithLibrary,  ///< in its own, which that process lends the library to meanwhile
+};
+
 /// One command as all that read the table see it: the parser, help, completion and the man page.
 struct Command {
     using Run = Coroutine<int> (*)(CommandContext&, const Arguments&);
@@ -52,6 +59,7 @@ struct Command {
     bool isLasting = false;  ///< runs until it is interrupted, and logs as things happen
     /// Every other command's start completes a restore that waits.
     bool leavesRestoresWaiting = false;
+    RunsIn runsIn = RunsIn::resident;
     /// Answers the exit status; throws Error, UsageError or Cancelled. The context and the
     /// arguments outlive the coroutine.
     Run run = nullptr;

@@ -1,6 +1,7 @@
 #include "cli/output/CommandLog.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace nookery::cli {
 
@@ -9,12 +10,15 @@ void CommandLog::line(std::string_view text) {
     if (std::find(lines_.begin(), lines_.end(), text) == lines_.end()) lines_.emplace_back(text);
 }
 
-void CommandLog::release(Log& log, std::string_view alreadySaid) {
+std::vector<std::string> CommandLog::take() {
     const std::lock_guard lock(mutex_);
-    for (const std::string& line : lines_) {
+    return std::exchange(lines_, {});
+}
+
+void CommandLog::release(Log& log, std::string_view alreadySaid) {
+    for (const std::string& line : take()) {
         if (alreadySaid.empty() || line.find(alreadySaid) == std::string::npos) log.line(line);
     }
-    lines_.clear();
 }
 
 }  // namespace nookery::cli

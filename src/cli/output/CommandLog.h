@@ -13,6 +13,8 @@ namespace nookery::cli {
 class CommandLog final : public Log {
   public:
     void line(std::string_view text) override;
+    /// The lines so far, which it forgets.
+    std::vector<std::string> take();
     /// Hands on the lines, but for those that hold `alreadySaid`.
     void release(Log& log, std::string_view alreadySaid);
 

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -19,11 +18,12 @@ class OutputError : public Error {
   public:
     explicit OutputError(int errorNumber);
 
+    int errorNumber() const { return errorNumber_; }
     /// Whoever read it has left, on purpose: nothing to complain about.
-    bool isClosedPipe() const { return isClosedPipe_; }
+    bool isClosedPipe() const;
 
   private:
-    bool isClosedPipe_;
+    int errorNumber_;
 };
 
 /// What the person sees the program through.
@@ -60,9 +60,6 @@ class Console {
     /// command. One at a time.
     using Read = std::function<void(Outcome<std::string>)>;
     virtual void read(Read done) = 0;
-    /// Standard input for work on another thread, which waits there for what comes. Throws
-    /// Cancelled when the person ends the command. Not beside `read`.
-    virtual std::unique_ptr<ReadableFile> input() = 0;
 
     /// Hands a file or address to the desktop of the person. Failed where the desktop cannot open
     /// it.

@@ -14,7 +14,9 @@ constexpr std::size_t bufferByteCount = std::size_t{64} << 10;
 OutputError::OutputError(int errorNumber)
     : Error("Could not write the answer to standard output: " +
             std::generic_category().message(errorNumber) + "."),
-      isClosedPipe_(errorNumber == EPIPE) {}
+      errorNumber_(errorNumber) {}
+
+bool OutputError::isClosedPipe() const { return errorNumber_ == EPIPE; }
 
 void Output::write(std::string_view text) {
     buffer_ += text;

@@ -75,7 +75,8 @@ TEST(Trouble, ReadingBeforeTheFirstAddNamesTheMissingLibrary) {
 }
 
 TEST(Trouble, ADamagedLibraryIsSaidAndLeftAlone) {
-    const NookeryProgram nookery;
+    NookeryProgram nookery;
+    nookery.workAlone();
     nookery.json({"add", "--text", "a note"});
     const Path database = ".local/share/Crumb/crumb.sqlite3";
     nookery.home.write(database, "not a database at all, but long enough to look at");
@@ -89,7 +90,8 @@ TEST(Trouble, ADamagedLibraryIsSaidAndLeftAlone) {
 }
 
 TEST(Trouble, OneProcessOwnsTheLibraryAndOthersMayStillRead) {
-    const NookeryProgram nookery;
+    NookeryProgram nookery;
+    nookery.workAlone();
     nookery.json({"add", "--text", "first"});
     const NameWatch names(nookery.library);
     const auto owner = nookery.start({"--json", "add", "-"});
@@ -130,7 +132,8 @@ TEST(Trouble, AnInterruptedAddLeavesWholeMemoriesAndGoesOnNextTime) {
 }
 
 TEST(Trouble, AnInterruptWhileWaitingForInputEndsAtOnce) {
-    const NookeryProgram nookery;
+    NookeryProgram nookery;
+    nookery.workAlone();
     nookery.json({"add", "--text", "first"});
     const NameWatch names(nookery.library);
     const auto running = nookery.start({"add", "-"});

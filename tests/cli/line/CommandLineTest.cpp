@@ -4,7 +4,7 @@
 
 #include <map>
 
-#include "cli/Places.h"
+#include "cli/context/Places.h"
 #include "cli/line/Help.h"
 #include "cli/output/TextLayout.h"
 #include "support/TemporaryDirectory.h"
