@@ -26,7 +26,9 @@ class CaptureHarness final : private Library {
     /// Captures, lets everything run, and returns the report.
     CaptureReport run(CaptureRequest request, std::stop_token stop = {});
     /// What a start does about an earlier run that was killed.
-    void recover() { removeInterruptedCaptures(platform, layout, sidecar, *records.all()); }
+    void recover() {
+        removeInterruptedCaptures(platform, layout, sidecar, [this] { return *records.all(); });
+    }
     CaptureReport add(std::vector<CaptureSource> sources) { return run({.sources = sources}); }
 
     CrumbItemPointer only(const CaptureReport& report) const {
