@@ -35,10 +35,11 @@ Path CommandContext::path(const std::string& given) const {
     return given.empty() ? Path() : console_.traits().workingFolder / given;
 }
 
-Coroutine<CrumbStore*> CommandContext::open(LibraryAccess access, SessionLength length) {
+Coroutine<CrumbStore*> CommandContext::open(LibraryAccess access, SessionLength length,
+                                            LibraryExtent extent) {
     if (access == LibraryAccess::reading) demandLibrary();
     workspace_ = std::make_unique<Workspace>(platform_, layout_, problemLog_);
-    co_await resultOf(workspace_->open(access, length));
+    co_await resultOf(workspace_->open(access, length, extent));
     CrumbStore& store = workspace_->store();
     tell(store.restoreNotice());
     if (store.startFailure()) throw Error(*store.startFailure());

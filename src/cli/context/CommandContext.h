@@ -32,10 +32,14 @@ class CommandContext {
     /// A path as the person gave it, meant from where they are.
     Path path(const std::string& given) const;
 
-    /// Opens the library. Throws LibraryInUse, or Error when it cannot be read, or when there is
-    /// none and reading was asked for. Once per command.
+    /// Opens the library, or as much of it as the command needs. Throws LibraryInUse, or Error when
+    /// it cannot be read, or when there is none and reading was asked for. Once per command.
     Coroutine<CrumbStore*> open(LibraryAccess access,
-                                SessionLength length = SessionLength::oneCommand);
+                                SessionLength length = SessionLength::oneCommand,
+                                LibraryExtent extent = LibraryExtent::index);
+    Coroutine<CrumbStore*> open(LibraryAccess access, LibraryExtent extent) {
+        return open(access, SessionLength::oneCommand, extent);
+    }
     /// The library that was opened, with all that can be done with it.
     Workspace& workspace() { return *workspace_; }
     /// Throws Error when there is no library yet.
