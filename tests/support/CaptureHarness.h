@@ -57,6 +57,9 @@ class CaptureHarness final : private Library {
   private:
     CrumbItemPointer find(const Uuid& id) const override { return records.find(id); }
     const CrumbItemList& all() const override;
+    ReadAll allReader() const override {
+        return [all = *records.all()] { return all; };
+    }
     SaveFailure refusal() const override { return {}; }
     bool isClosed(const Uuid&) const override { return false; }
     void add(const std::vector<NewMemory>& memories, CommitEnded ended) override;
