@@ -61,6 +61,9 @@ class UserDefaults {
     /// The entries of a value, sorted by name; none when the key holds nothing. Throws
     /// NoEntriesError when the value is no JSON object.
     virtual std::vector<DefaultsEntry> entries(std::string_view key) const = 0;
+    /// The same of those entries that have one of these names.
+    virtual std::vector<DefaultsEntry> entries(std::string_view key,
+                                               const std::vector<std::string>& names) const = 0;
     /// Changes entries of any number of values, all of it or nothing. A key that holds nothing
     /// begins as "{}". Throws NoEntriesError when one of the values is no JSON object, and
     /// JsonError when a text to be set is no JSON.

@@ -36,9 +36,10 @@ void RetrievalEngine::put(const CrumbItemPointer& item, const MemoryAttributes& 
 }
 
 void RetrievalEngine::putAll(std::span<const CrumbItemPointer> items,
-                             const std::vector<MemoryAttributes>& attributes) {
+                             const std::vector<MemoryAttributes>& attributes, Expected expected) {
     state_->relatedCache.clear();
-    state_->index.putAll(items, attributes);
+    state_->index.putAll(items, attributes,
+                         expected == Expected::fewSearches ? Deriving::asNeeded : Deriving::atOnce);
     for (const CrumbItemPointer& item : items) {
         state_->vectors.setRecord(item);
         state_->families.put(item);

@@ -70,6 +70,10 @@ class DeepSearchRequest;
 /// memories. No text is read.
 class RetrievalEngine {
   public:
+    /// What a library is loaded for. For a few searches much of the index is made only when they
+    /// need it; the answers are the same.
+    enum class Expected { manySearches, fewSearches };
+
     /// The weights hold for the engine's whole life.
     explicit RetrievalEngine(const RankingWeights& weights = {});
     ~RetrievalEngine();
@@ -79,7 +83,8 @@ class RetrievalEngine {
     /// The same for many memories, but faster: for loading a library. `attributes` has an entry for
     /// each item, or none at all.
     void putAll(std::span<const CrumbItemPointer> items,
-                const std::vector<MemoryAttributes>& attributes);
+                const std::vector<MemoryAttributes>& attributes,
+                Expected expected = Expected::manySearches);
     void remove(const Uuid& id);
     void clear();
     std::size_t size() const;

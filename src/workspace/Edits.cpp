@@ -234,10 +234,9 @@ void Edits::fillGroupRemoval(Step& step, const CrumbGroup& group) const {
                             .field = {},
                             .before = groupJson(group),
                             .after = {}});
-    for (const auto& item : *store_.items()) {
-        if (item->groupID != group.id) continue;
+    for (const Uuid& member : store_.queries().membersOf(group.id)) {
         step.changes.push_back({.thing = ChangedThing::memory,
-                                .id = item->id.toString(),
+                                .id = member.toString(),
                                 .field = groupField,
                                 .before = group.id.toString(),
                                 .after = {}});

@@ -12,7 +12,8 @@ Workspace::~Workspace() {
     if (store_) store_->fieldReportEdits().setReceiver(nullptr);
 }
 
-OperationPointer<Nothing> Workspace::open(LibraryAccess access, SessionLength length) {
+OperationPointer<Nothing> Workspace::open(LibraryAccess access, SessionLength length,
+                                          LibraryExtent extent) {
     store_ = std::make_unique<CrumbStore>(platform_, layout_, access);
     history_ = std::make_unique<History>(platform_, layout_, *store_);
     edits_ = std::make_unique<Edits>(platform_, *store_, *history_);
@@ -21,7 +22,7 @@ OperationPointer<Nothing> Workspace::open(LibraryAccess access, SessionLength le
     }
     auto operation = Operation<Nothing>::create(platform_.mainQueue);
     relay<Nothing>(
-        store_->open(length), operation,
+        store_->open(length, extent), operation,
         guard_.guarded([this, access, length, operation](const Outcome<Nothing>& outcome) {
             const bool isWhole = outcome.isDone() && !store_->startFailure();
             if (isWhole && access == LibraryAccess::writing) problems();

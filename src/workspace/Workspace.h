@@ -26,7 +26,8 @@ class Workspace {
 
     /// As CrumbStore::open. A lasting session also brings in what the phone uploads as field
     /// reports, publishes to it, and takes in its edits. Call once.
-    OperationPointer<Nothing> open(LibraryAccess access, SessionLength length);
+    OperationPointer<Nothing> open(LibraryAccess access, SessionLength length,
+                                   LibraryExtent extent = LibraryExtent::index);
     /// Ends what a lasting session began, in the reverse order, then closes the store.
     OperationPointer<Nothing> close();
 

@@ -26,7 +26,9 @@ class CaptureHarness final : private Library {
     /// Captures, lets everything run, and returns the report.
     CaptureReport run(CaptureRequest request, std::stop_token stop = {});
     /// What a start does about an earlier run that was killed.
-    void recover() { removeInterruptedCaptures(platform, layout, sidecar, *records.all()); }
+    void recover() {
+        removeInterruptedCaptures(platform, layout, sidecar, [this] { return *records.all(); });
+    }
     CaptureReport add(std::vector<CaptureSource> sources) { return run({.sources = sources}); }
 
     CrumbItemPointer only(const CaptureReport& report) const {
@@ -55,6 +57,9 @@ class CaptureHarness final : private Library {
   private:
     CrumbItemPointer find(const Uuid& id) const override { return records.find(id); }
     const CrumbItemList& all() const override;
+    ReadAll allReader() const override {
+        return [all = *records.all()] { return all; };
+    }
     SaveFailure refusal() const override { return {}; }
     bool isClosed(const Uuid&) const override { return false; }
     void add(const std::vector<NewMemory>& memories, CommitEnded ended) override;

@@ -75,6 +75,15 @@ std::vector<DefaultsEntry> MemoryDefaults::entries(std::string_view key) const {
     return found;
 }
 
+std::vector<DefaultsEntry> MemoryDefaults::entries(std::string_view key,
+                                                   const std::vector<std::string>& names) const {
+    auto found = entries(key);
+    std::erase_if(found, [&](const DefaultsEntry& entry) {
+        return std::find(names.begin(), names.end(), entry.name) == names.end();
+    });
+    return found;
+}
+
 void MemoryDefaults::changeEntries(const DefaultsChanges& changes) {
     const std::lock_guard lock(mutex_);
     if (changes.empty()) return;

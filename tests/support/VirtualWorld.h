@@ -66,6 +66,8 @@ class MemoryDefaults final : public UserDefaults {
     void remove(std::string_view key) override;
     std::vector<std::string> keys() const override;
     std::vector<DefaultsEntry> entries(std::string_view key) const override;
+    std::vector<DefaultsEntry> entries(std::string_view key,
+                                       const std::vector<std::string>& names) const override;
     void changeEntries(const DefaultsChanges& changes) override;
 
     /// While true, every change throws DefaultsError.

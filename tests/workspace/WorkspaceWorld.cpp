@@ -6,9 +6,9 @@
 
 namespace nookery::testing {
 
-void WorkspaceWorld::start() {
+void WorkspaceWorld::start(LibraryExtent extent) {
     store = std::make_unique<CrumbStore>(platform, world.layout(), LibraryAccess::writing);
-    wait(store->open(SessionLength::oneCommand));
+    wait(store->open(SessionLength::oneCommand, extent));
     history = std::make_unique<History>(platform, world.layout(), *store);
     edits = std::make_unique<Edits>(platform, *store, *history);
     wait(history->recover());

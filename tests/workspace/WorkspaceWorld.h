@@ -15,12 +15,12 @@ class WorkspaceWorld {
   public:
     WorkspaceWorld() { start(); }
 
-    void start();
+    void start(LibraryExtent extent = LibraryExtent::index);
     /// As a program that ends in order.
     void end();
-    void restart() {
+    void restart(LibraryExtent extent = LibraryExtent::index) {
         end();
-        start();
+        start(extent);
     }
     /// As a killed process: what is in memory is gone, and faults with it.
     void die();

@@ -77,6 +77,16 @@ class DefaultsDatabase final : public UserDefaults {
         });
     }
 
+    std::vector<DefaultsEntry> entries(std::string_view key,
+                                       const std::vector<std::string>& names) const override {
+        return reading([&]() -> std::vector<DefaultsEntry> {
+            if (isThere()) return tables_->entries(key, names);
+            const auto found = earlier_.find(key);
+            if (found == earlier_.end()) return {};
+            return named(entriesOf(key, found->second), names);
+        });
+    }
+
     void changeEntries(const DefaultsChanges& changes) override {
         if (changes.empty()) return;
         changing([&] {

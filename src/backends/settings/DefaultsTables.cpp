@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 
+#include <unordered_set>
+
 #include "foundation/Json.h"
 #include "foundation/SqliteStatement.h"
 
@@ -34,13 +36,27 @@ struct Stored {
     std::vector<DefaultsEntry> entries{};
 };
 
-std::optional<Stored> read(SqliteConnection& connection, std::string_view key) {
+using Names = std::vector<std::string>;
+
+/// With names, only of the entries that have one.
+std::optional<Stored> read(SqliteConnection& connection, std::string_view key,
+                           const Names* names = nullptr) {
+    std::string condition;
+    if (names != nullptr) {
+        for (std::size_t i = 0; i < names->size(); ++i) condition += i == 0 ? "?" : ", ?";
+        condition = fmt::format(" AND entry.name IN ({})", condition);
+    }
     // One statement, so that a change meanwhile is seen whole or not at all.
     SqliteStatement rows(connection,
-                         "SELECT setting.value, entry.name, entry.json FROM setting "
-                         "LEFT JOIN entry ON entry.key = setting.key "
-                         "WHERE setting.key = ? ORDER BY entry.name;");
-    rows.bind(1, key);
+                         fmt::format("SELECT setting.value, entry.name, entry.json FROM setting "
+                                     "LEFT JOIN entry ON entry.key = setting.key{} "
+                                     "WHERE setting.key = ? ORDER BY entry.name;",
+                                     condition));
+    int parameter = 0;
+    if (names != nullptr) {
+        for (const std::string& name : *names) rows.bind(++parameter, name);
+    }
+    rows.bind(++parameter, key);
     if (!rows.step()) return std::nullopt;
     Stored stored;
     if (!rows.isNull(0)) {
@@ -116,6 +132,12 @@ std::vector<DefaultsEntry> entriesOf(std::string_view key, std::string_view valu
     return entries;
 }
 
+std::vector<DefaultsEntry> named(std::vector<DefaultsEntry> entries, const Names& names) {
+    const std::unordered_set<std::string> wanted(names.begin(), names.end());
+    std::erase_if(entries, [&](const auto& entry) { return !wanted.contains(entry.name); });
+    return entries;
+}
+
 void DefaultsTables::create(const Path& path,
                             const std::map<std::string, std::string, std::less<>>& values) {
     auto connection = SqliteConnection::open(path, SqliteAccess::readWriteCreate);
@@ -162,6 +184,13 @@ std::vector<DefaultsEntry> DefaultsTables::entries(std::string_view key) {
     auto stored = read(connection_, key);
     if (!stored) return {};
     return stored->bytes ? entriesOf(key, *stored->bytes) : std::move(stored->entries);
+}
+
+std::vector<DefaultsEntry> DefaultsTables::entries(std::string_view key, const Names& names) {
+    auto stored = read(connection_, key, &names);
+    if (!stored) return {};
+    return stored->bytes ? named(entriesOf(key, *stored->bytes), names)
+                         : std::move(stored->entries);
 }
 
 void DefaultsTables::changeEntries(std::string_view key, const EntryChanges& changes) {

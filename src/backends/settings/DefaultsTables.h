@@ -28,6 +28,7 @@ class DefaultsTables {
     void remove(std::string_view key);
     std::vector<std::string> keys();
     std::vector<DefaultsEntry> entries(std::string_view key);
+    std::vector<DefaultsEntry> entries(std::string_view key, const std::vector<std::string>& names);
     void changeEntries(std::string_view key, const EntryChanges& changes);
 
     SqliteConnection& connection() { return connection_; }
@@ -42,5 +43,8 @@ class DefaultsTables {
 
 /// Takes a value apart. Throws NoEntriesError, which names `key`.
 std::vector<DefaultsEntry> entriesOf(std::string_view key, std::string_view value);
+/// Those of the entries that have one of these names.
+std::vector<DefaultsEntry> named(std::vector<DefaultsEntry> entries,
+                                 const std::vector<std::string>& names);
 
 }  // namespace nookery

@@ -51,7 +51,10 @@ Coroutine<int> runAdd(CommandContext& context, const Arguments& arguments) {
     if (arguments.positionals().empty() && !arguments.has("text")) {
         throw UsageError("add needs something to take in: files, folders, links, - or --text.");
     }
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    // The background work is known only when all memories are.
+    const LibraryExtent extent =
+        arguments.has("wait") ? LibraryExtent::records : LibraryExtent::onDemand;
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing, extent);
     CaptureRequest request = co_await requestFor(context, store, arguments);
     const CaptureReport report = co_await captureAll(context, std::move(request));
     if (arguments.has("wait")) co_await finishEnrichment(context, store);

@@ -34,7 +34,8 @@ std::string summaryText(const ArchiveSummary& summary) {
 }
 
 Coroutine<int> runExport(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::reading, LibraryExtent::records);
     auto source = CrumbCompleteArchive::gather(store, context.platform().defaults);
     const ArchiveSummary summary = co_await context.resultOf(
         beginArchiveExport(context.platform(), context.layout(), std::move(source),

@@ -57,7 +57,8 @@ Coroutine<int> runSet(CommandContext& context, const Arguments& arguments) {
     }
     std::optional<Timestamp> date;
     if (!clears) date = parseDate(arguments.positional(1), context.now());
-    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
     const auto item = findMemory(store, arguments.positional(0));
     const auto change = context.workspace().edits().setBringBack({item->id}, date);
     co_await context.resultOf(change);
@@ -74,14 +75,17 @@ Coroutine<int> runSet(CommandContext& context, const Arguments& arguments) {
 }
 
 Coroutine<int> runList(CommandContext& context, const Arguments&) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
-    const ShortIds shortIds = shortIdsOf(store);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::reading, LibraryExtent::onDemand);
     std::vector<std::pair<Timestamp, CrumbItemPointer>> sorted;
     for (const auto& [id, date] : *store.bringBackDates()) {
         if (const auto item = store.item(id)) sorted.emplace_back(date, item);
     }
     std::sort(sorted.begin(), sorted.end(),
               [](const auto& left, const auto& right) { return left.first < right.first; });
+    std::vector<Uuid> ids;
+    for (const auto& [date, item] : sorted) ids.push_back(item->id);
+    const ShortIds shortIds = shortIdsOf(store, ids);
     OrderedJson items = OrderedJson::array();
     for (const auto& [date, item] : sorted) {
         if (context.wantsJson()) {

@@ -25,7 +25,9 @@ std::string summaryOf(const Candidates& candidates) {
 
 void printCandidates(CommandContext& context, const CrumbStore& store,
                      const Candidates& candidates) {
-    const ShortIds shortIds = shortIdsOf(store);
+    std::vector<Uuid> ids;
+    for (const auto& candidate : candidates) ids.push_back(candidate.id);
+    const ShortIds shortIds = shortIdsOf(store, ids);
     for (const auto& candidate : candidates) {
         context.out().writeLine(fmt::format(
             "{}  {} → {}", context.style().inDim(shortIds(candidate.id)),
@@ -37,7 +39,7 @@ void printCandidates(CommandContext& context, const CrumbStore& store,
 Coroutine<int> runCleanupNames(CommandContext& context, const Arguments& arguments) {
     const bool applies = arguments.has("apply");
     const LibraryAccess access = applies ? LibraryAccess::writing : LibraryAccess::reading;
-    const CrumbStore& store = *co_await context.open(access);
+    const CrumbStore& store = *co_await context.open(access, LibraryExtent::records);
     const Candidates candidates = filenameCleanupCandidates(*store.items());
     if (!context.wantsJson()) printCandidates(context, store, candidates);
     std::size_t changedCount = 0;

@@ -54,7 +54,8 @@ std::string titlesOf(const CrumbStore& store, const std::vector<Uuid>& ids) {
 }
 
 Coroutine<int> runDelete(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
     const auto ids = findMemories(store, arguments.positionals());
     const std::string title = fmt::format("Delete {}?", counted(ids.size(), "memory", "memories"));
     const std::string text = fmt::format(
@@ -66,7 +67,8 @@ Coroutine<int> runDelete(CommandContext& context, const Arguments& arguments) {
 }
 
 Coroutine<int> runClear(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::writing, LibraryExtent::records);
     const BeginDestruction begin = [&] { return context.workspace().edits().clearLibrary(); };
     co_return co_await destroy(
         context, arguments, "Clear the entire NOOKERY library?",

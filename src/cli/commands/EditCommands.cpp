@@ -34,7 +34,8 @@ Coroutine<int> runEdit(CommandContext& context, const Arguments& arguments) {
     if (!arguments.has("title") && !arguments.has("note") && !arguments.has("text")) {
         throw UsageError("edit needs --title, --note or --text.");
     }
-    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
     const CrumbItemPointer item = findMemory(store, arguments.positional(0));
     MemoryPatch patch;
     if (auto title = arguments.text("title")) patch.title = {item->title, std::move(*title)};
@@ -53,7 +54,8 @@ Coroutine<int> runTag(CommandContext& context, const Arguments& arguments) {
     if (!arguments.has("add") && !arguments.has("remove")) {
         throw UsageError("tag needs --add or --remove.");
     }
-    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
     const Uuid id = findMemory(store, arguments.positional(0))->id;
     const auto tagging = context.workspace().edits().tag(
         {id}, {.added = arguments.values("add"), .removed = arguments.values("remove")});

@@ -26,7 +26,9 @@ OrderedJson failuresJson(const std::vector<EnrichmentFailure>& failures) {
 
 void sayFailures(CommandContext& context, const CrumbStore& store,
                  const std::vector<EnrichmentFailure>& failures) {
-    const ShortIds shortIds = shortIdsOf(store);
+    std::vector<Uuid> ids;
+    for (const EnrichmentFailure& failure : failures) ids.push_back(failure.id);
+    const ShortIds shortIds = shortIdsOf(store, ids);
     for (const EnrichmentFailure& failure : failures) {
         context.say(fmt::format("not read: {} ({}): {}{}", shortIds(failure.id),
                                 shownTitle(*store.item(failure.id)), printable(failure.message),
@@ -48,7 +50,7 @@ void sayWhatIsOff(CommandContext& context) {
 }
 
 Coroutine<int> runEnrich(CommandContext& context, const Arguments& arguments) {
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing, LibraryExtent::records);
     const auto ids = findMemories(store, arguments.positionals());
     if (!ids.empty()) store.enrichment().request(ids);
     const EnrichmentReport report = co_await finishEnrichment(context, store);

@@ -12,10 +12,7 @@ namespace nookery::cli {
 namespace {
 
 void printGroups(CommandContext& context, const CrumbStore& store) {
-    std::unordered_map<Uuid, std::size_t> sizes;
-    for (const auto& item : *store.items()) {
-        if (item->groupID) ++sizes[*item->groupID];
-    }
+    std::unordered_map<Uuid, std::size_t> sizes = store.queries().groupSizes();
     OrderedJson groups = OrderedJson::array();
     for (const CrumbGroup& group : *store.groups()) {
         groups.push_back({{"id", group.id.toString()},
@@ -31,13 +28,15 @@ void printGroups(CommandContext& context, const CrumbStore& store) {
 }
 
 Coroutine<int> runList(CommandContext& context, const Arguments&) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::reading, LibraryExtent::onDemand);
     printGroups(context, store);
     co_return exitDone;
 }
 
 Coroutine<int> runCreate(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
     const auto creation = context.workspace().edits().createGroup(arguments.positional(0));
     co_await context.resultOf(creation);
     printGroups(context, store);
@@ -45,7 +44,8 @@ Coroutine<int> runCreate(CommandContext& context, const Arguments& arguments) {
 }
 
 Coroutine<int> runRename(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
     const Uuid id = findGroup(store, toValidUtf8(arguments.positional(0))).id;
     const auto renaming = context.workspace().edits().renameGroup(id, arguments.positional(1));
     co_await context.resultOf(renaming);
@@ -54,7 +54,8 @@ Coroutine<int> runRename(CommandContext& context, const Arguments& arguments) {
 }
 
 Coroutine<int> runDelete(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
     const CrumbGroup group = findGroup(store, toValidUtf8(arguments.positional(0)));
     const std::string what = fmt::format("Delete the group \"{}\"?", printable(group.name));
     const BeginDestruction begin = [&] {
@@ -67,7 +68,8 @@ Coroutine<int> runDelete(CommandContext& context, const Arguments& arguments) {
 
 Coroutine<int> assign(CommandContext& context, std::vector<std::string> prefixes,
                       std::optional<std::string> groupName) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
     std::optional<Uuid> groupID;
     if (groupName) groupID = findGroup(store, toValidUtf8(*groupName)).id;
     const auto assignment =

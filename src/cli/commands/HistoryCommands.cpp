@@ -87,7 +87,7 @@ Coroutine<int> move(CommandContext& context, Direction direction) {
 }
 
 Coroutine<int> runUndo(CommandContext& context, const Arguments& arguments) {
-    co_await context.open(LibraryAccess::writing);
+    co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
     if (!arguments.has("list")) co_return co_await move(context, Direction::undo);
     const auto reading = context.workspace().history().recover();
     co_await context.resultOf(reading);
@@ -96,7 +96,7 @@ Coroutine<int> runUndo(CommandContext& context, const Arguments& arguments) {
 }
 
 Coroutine<int> runRedo(CommandContext& context, const Arguments&) {
-    co_await context.open(LibraryAccess::writing);
+    co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
     co_return co_await move(context, Direction::redo);
 }
 

@@ -37,7 +37,7 @@ Coroutine<Taking> takeOnce(CommandContext& context, CrumbStore& store) {
 }
 
 Coroutine<int> runTake(CommandContext& context, const Arguments&) {
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing, LibraryExtent::records);
     const Taking taking = co_await takeOnce(context, store);
     if (taking.report.cancelled) throw Cancelled();
     const CloudLookup cloud = context.platform().cloud.locate();

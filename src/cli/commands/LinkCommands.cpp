@@ -70,7 +70,7 @@ Coroutine<int> runStatus(CommandContext& context, const Arguments&) {
 
 /// Begins one run of the link and waits for its end. Throws what it failed with.
 Coroutine<LinkOutcome> runLink(CommandContext& context, LinkPurpose purpose) {
-    co_await context.open(LibraryAccess::writing);
+    co_await context.open(LibraryAccess::writing, LibraryExtent::records);
     PhoneLink& link = context.workspace().link();
     const auto operation = purpose == LinkPurpose::publish ? link.publish() : link.receive();
     co_return co_await context.resultOf(operation);

@@ -10,21 +10,20 @@ namespace {
 
 constexpr std::size_t defaultLimit = 50;
 
-/// The filters of the command line, all of which a listed memory meets.
-struct Filter {
-    std::optional<CrumbKind> kind;
-    std::optional<Uuid> groupID;
-    std::optional<std::string> tag;  ///< lower case, without "#"
-
-    bool admits(const CrumbStore& store, const CrumbItem& item) const {
-        if (kind && item.kind != *kind) return false;
-        if (groupID && item.groupID != groupID) return false;
-        if (!tag) return true;
-        const auto tags = store.tagsOf(item.id);
-        return std::any_of(tags.begin(), tags.end(),
-                           [&](const std::string& own) { return lowerCased(own) == *tag; });
+/// As MemoryQueries::newest, but only those with a tag, given in lower case without "#".
+NewestMemories newestTagged(const CrumbStore& store, const ItemFilter& filter,
+                            const std::string& tag, std::size_t limit) {
+    NewestMemories newest;
+    for (const auto& item : *store.items()) {
+        if (!filter.admits(*item)) continue;
+        const auto tags = store.tagsOf(item->id);
+        const bool hasTag = std::any_of(tags.begin(), tags.end(), [&](const std::string& own) {
+            return lowerCased(own) == tag;
+        });
+        if (hasTag && ++newest.totalCount <= limit) newest.items.push_back(item);
     }
-};
+    return newest;
+}
 
 std::optional<std::string> wantedTag(const Arguments& arguments) {
     auto tag = arguments.text("tag");
@@ -34,17 +33,17 @@ std::optional<std::string> wantedTag(const Arguments& arguments) {
 
 Coroutine<int> runList(CommandContext& context, const Arguments& arguments) {
     const std::size_t limit = arguments.count("limit", defaultLimit);
-    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
-    Filter filter{.kind = {}, .groupID = {}, .tag = wantedTag(arguments)};
+    const auto tag = wantedTag(arguments);
+    // Hashtags stand in the memories' texts.
+    const LibraryExtent extent = tag ? LibraryExtent::records : LibraryExtent::onDemand;
+    const CrumbStore& store = *co_await context.open(LibraryAccess::reading, extent);
+    ItemFilter filter;
     if (const auto kind = arguments.value("kind")) filter.kind = kindFromRawValue(*kind);
     if (const auto group = arguments.text("group")) filter.groupID = findGroup(store, *group).id;
 
-    std::size_t total = 0;
-    CrumbItemList shown;
-    for (const auto& item : *store.items()) {
-        if (!filter.admits(store, *item)) continue;
-        if (++total <= limit) shown.push_back(item);
-    }
+    const NewestMemories newest =
+        tag ? newestTagged(store, filter, *tag, limit) : store.queries().newest(filter, limit);
+    const auto& [shown, total] = newest;
     if (context.wantsJson()) {
         OrderedJson items = OrderedJson::array();
         for (const auto& item : shown) items.push_back(memoryJson(store, *item));

@@ -52,7 +52,7 @@ void answer(CommandContext& context, const ProblemList& shown) {
 Coroutine<int> runProblems(CommandContext& context, const Arguments& arguments) {
     const auto ids = arguments.values("dismiss");
     const LibraryAccess access = ids.empty() ? LibraryAccess::reading : LibraryAccess::writing;
-    co_await context.open(access);
+    co_await context.open(access, LibraryExtent::onDemand);
     Problems& problems = context.workspace().problems();
     for (const std::string& id : ids) {
         if (!problems.dismiss(id)) {

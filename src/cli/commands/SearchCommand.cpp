@@ -86,7 +86,9 @@ void printHit(CommandContext& context, const CrumbStore& store, const SearchHit&
 }
 
 void printResult(CommandContext& context, const CrumbStore& store, const SearchResult& result) {
-    const ShortIds shortIds = shortIdsOf(store);
+    CrumbItemList items;
+    for (const SearchHit& hit : result.hits) items.push_back(hit.item);
+    const ShortIds shortIds = shortIdsOf(store, items);
     for (std::size_t i = 0; i < result.hits.size(); ++i) {
         if (i > 0) context.out().writeLine("");
         const SearchHit& hit = result.hits[i];
@@ -140,7 +142,7 @@ Coroutine<int> runSearch(CommandContext& context, const Arguments& arguments) {
     if (arguments.has("batch") != arguments.positionals().empty()) {
         throw UsageError("search needs a query, or --batch and queries on standard input.");
     }
-    CrumbStore& store = *co_await context.open(LibraryAccess::reading);
+    CrumbStore& store = *co_await context.open(LibraryAccess::reading, LibraryExtent::fewSearches);
     if (arguments.has("batch")) co_return co_await runBatch(context, store, arguments, query);
     const std::string explanation =
         arguments.has("explain") ? store.retrieval().explain(query.text) : "";

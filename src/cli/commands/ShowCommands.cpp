@@ -68,7 +68,8 @@ void printMemory(CommandContext& context, const CrumbStore& store, const CrumbIt
 }
 
 Coroutine<int> runShow(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::reading, LibraryExtent::fewSearches);
     const auto item = findMemory(store, arguments.positional(0));
     if (!context.wantsJson()) {
         printMemory(context, store, *item);
@@ -98,14 +99,16 @@ int answerWith(CommandContext& context, const CrumbStore& store, const std::vect
 }
 
 Coroutine<int> runRelated(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::reading, LibraryExtent::fewSearches);
     const auto item = findMemory(store, arguments.positional(0));
     co_return answerWith(context, store, store.retrieval().related(item->id),
                          "This reminds of nothing else.");
 }
 
 Coroutine<int> runVersions(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::reading, LibraryExtent::fewSearches);
     const auto item = findMemory(store, arguments.positional(0));
     co_return answerWith(context, store, store.retrieval().versions(item->id),
                          "There are no other versions of it.");
@@ -125,7 +128,8 @@ void demandOriginal(CommandContext& context, const CrumbItem& item) {
 }
 
 Coroutine<int> runPrintTarget(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
+    const CrumbStore& store =
+        *co_await context.open(LibraryAccess::reading, LibraryExtent::onDemand);
     const auto item = findMemory(store, arguments.positional(0));
     const std::string target = targetOf(*item);
     if (context.wantsJson()) {
@@ -140,7 +144,7 @@ Coroutine<int> runPrintTarget(CommandContext& context, const Arguments& argument
 
 Coroutine<int> runOpen(CommandContext& context, const Arguments& arguments) {
     if (arguments.has("print")) co_return co_await runPrintTarget(context, arguments);
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
     const auto item = findMemory(store, arguments.positional(0));
     const std::string target = targetOf(*item);
     demandOriginal(context, *item);

@@ -51,7 +51,7 @@ Coroutine<int> runList(CommandContext& context, const Arguments&) {
 }
 
 Coroutine<int> runTake(CommandContext& context, const Arguments&) {
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
+    CrumbStore& store = *co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
     const std::string name = co_await context.resultOf(store.recoverySnapshots().take("by-hand"));
     for (const SnapshotSummary& summary : summaries(context)) {
         if (summary.name != name) continue;

@@ -38,12 +38,13 @@ Path CommandContext::path(const std::string& given) const {
     return given.empty() ? Path() : console_.traits().workingFolder / given;
 }
 
-Coroutine<CrumbStore*> CommandContext::open(LibraryAccess access, SessionLength length) {
+Coroutine<CrumbStore*> CommandContext::open(LibraryAccess access, SessionLength length,
+                                            LibraryExtent extent) {
     if (access == LibraryAccess::reading) demandLibrary();
     if (workspace_ == nullptr) {
         ownWorkspace_ = std::make_unique<Workspace>(platform_, layout_, problemLog_);
         workspace_ = ownWorkspace_.get();
-        co_await resultOf(workspace_->open(access, length));
+        co_await resultOf(workspace_->open(access, length, extent));
         tell(workspace_->store().restoreNotice());
     }
     CrumbStore& store = workspace_->store();

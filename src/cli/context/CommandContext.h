@@ -36,10 +36,15 @@ class CommandContext {
     /// A path as the person gave it, meant from where they are.
     Path path(const std::string& given) const;
 
-    /// Opens the library. Throws LibraryInUse, or Error when it cannot be read, or when there is
-    /// none and reading was asked for. Once, until `closeLibrary`.
+    /// Opens the library, or as much of it as the command needs. Throws LibraryInUse, or Error when
+    /// it cannot be read, or when there is none and reading was asked for. Once, until
+    /// `closeLibrary`.
     Coroutine<CrumbStore*> open(LibraryAccess access,
-                                SessionLength length = SessionLength::oneCommand);
+                                SessionLength length = SessionLength::oneCommand,
+                                LibraryExtent extent = LibraryExtent::index);
+    Coroutine<CrumbStore*> open(LibraryAccess access, LibraryExtent extent) {
+        return open(access, SessionLength::oneCommand, extent);
+    }
     /// The library that was opened, with all that can be done with it.
     Workspace& workspace() { return *workspace_; }
     /// Ends what goes on in the library, and lets go of it.

@@ -33,7 +33,12 @@ void sayMessages(CommandContext& context, std::string_view label,
 }
 
 void sayTwins(CommandContext& context, const CrumbStore& store, const CaptureReport& report) {
-    const ShortIds shortIds = shortIdsOf(store);
+    std::vector<Uuid> ids;
+    for (const CaptureDuplicate& duplicate : report.duplicates) ids.push_back(duplicate.of);
+    for (const CaptureVersion& version : report.versions) {
+        ids.insert(ids.end(), {version.id, version.of});
+    }
+    const ShortIds shortIds = shortIdsOf(store, ids);
     std::vector<std::string> lines;
     for (const CaptureDuplicate& duplicate : report.duplicates) {
         lines.push_back(

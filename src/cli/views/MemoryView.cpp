@@ -41,15 +41,20 @@ OrderedJson memoryJson(const CrumbStore& store, const CrumbItem& item) {
     return document;
 }
 
-ShortIds shortIdsOf(const CrumbStore& store) {
+ShortIds shortIdsOf(const CrumbStore& store, std::span<const Uuid> ids) {
+    return ShortIds(store.queries().idsAround(ids));
+}
+
+ShortIds shortIdsOf(const CrumbStore& store, const CrumbItemList& items) {
     std::vector<Uuid> ids;
-    ids.reserve(store.items()->size());
-    for (const auto& item : *store.items()) ids.push_back(item->id);
-    return ShortIds(std::move(ids));
+    for (const auto& item : items) ids.push_back(item->id);
+    return shortIdsOf(store, ids);
 }
 
 CrumbItemPointer findMemory(const CrumbStore& store, const std::string& prefix) {
-    return onlyOne(*store.items(), prefix, "memory", [](const auto& item) { return item->id; });
+    // Two are enough to tell that the prefix does not name one.
+    const auto ids = store.queries().idsBeginningWith(upperCasedId(prefix), 2);
+    return store.item(onlyOne(ids, prefix, "memory", [](const Uuid& id) { return id; }));
 }
 
 std::vector<Uuid> findMemories(const CrumbStore& store, const std::vector<std::string>& prefixes) {
@@ -103,7 +108,7 @@ std::string memoryLine(const CrumbStore& store, const CrumbItem& item, Timestamp
 
 void printMemoryTable(CommandContext& context, const CrumbStore& store,
                       const CrumbItemList& items) {
-    const ShortIds shortIds = shortIdsOf(store);
+    const ShortIds shortIds = shortIdsOf(store, items);
     std::size_t idColumns = ShortIds::leastLength;
     std::size_t titleColumns = 0;
     for (const auto& item : items) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,7 +17,9 @@ namespace nookery::cli {
 /// A memory as every command's JSON gives it: its keyed form, with tags and the group's name.
 OrderedJson memoryJson(const CrumbStore& store, const CrumbItem& item);
 
-ShortIds shortIdsOf(const CrumbStore& store);
+/// Tells these memories' ids apart from those of all memories.
+ShortIds shortIdsOf(const CrumbStore& store, std::span<const Uuid> ids);
+ShortIds shortIdsOf(const CrumbStore& store, const CrumbItemList& items);
 
 /// The memory whose id begins with `prefix`, in either case. Throws Error when there is none, or
 /// more than one.

@@ -57,12 +57,12 @@ void removeRemains(FileSystem& files, Sidecar& sidecar, const LibraryLayout& lay
 }  // namespace
 
 void removeInterruptedCaptures(const Platform& platform, const LibraryLayout& layout,
-                               Sidecar& sidecar, const CrumbItemList& all) {
+                               Sidecar& sidecar, const std::function<CrumbItemList()>& readAll) {
     try {
         removeTree(platform.files, incomingFolder(layout));
         const auto pending = sidecar.pendingOriginals();
         if (pending.empty()) return;
-        const auto kept = originalNames(all);
+        const auto kept = originalNames(readAll());
         for (const Path& relativePath : pending) {
             if (kept.contains(relativePath.filename().native())) continue;
             removeRemains(platform.files, sidecar, layout, relativePath);

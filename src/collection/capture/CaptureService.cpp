@@ -132,7 +132,7 @@ void CaptureService::prepareIndex(const Batch& batch) {
     indexIsBeingBuilt_ = true;
     removedMeanwhile_ = false;
     onCaptureQueue(
-        batch, [all = library_.all()] { return IntakeIndex(all); },
+        batch, [readAll = library_.allReader()] { return IntakeIndex(readAll()); },
         [this, batch](IntakeIndex index) {
             indexIsBeingBuilt_ = false;
             if (removedMeanwhile_) addedMeanwhile_.clear();

@@ -8,7 +8,20 @@ namespace nookery {
 /// Every statement that the collection database runs, in one table.
 enum class CollectionStatement {
     countItems,
+    countItemsOfKind,
+    countItemsInGroup,
+    countItemsByGroup,
+    hasRowOfUnknownKind,
+    hasUnusualID,
     loadItems,
+    loadItemsWithBodies,
+    loadItem,
+    loadNewestItems,
+    loadIDs,
+    loadIDsFrom,
+    loadIDBefore,
+    loadIDAfter,
+    loadIDsInGroup,
     saveItem,
     deleteItem,
     loadGroups,
@@ -16,9 +29,7 @@ enum class CollectionStatement {
     ungroupItems,
     deleteGroup,
     loadEmbeddings,
-    loadItemsEmbeddedBy,
     saveEmbedding,
-    loadRichTexts,
     saveRichText,
     loadFaces,
     saveFace,
@@ -47,9 +58,45 @@ struct CollectionStatementText {
 /// In the order of the enumeration.
 inline constexpr CollectionStatementText collectionStatements[] = {
     {CollectionStatement::countItems, "SELECT COUNT(*) FROM crumbs;"},
+    {CollectionStatement::countItemsOfKind, "SELECT COUNT(*) FROM crumbs WHERE kind = ?;"},
+    {CollectionStatement::countItemsInGroup,
+     "SELECT COUNT(*) FROM crumbs WHERE upper(group_id) = ?1 AND (?2 IS NULL OR kind = ?2);"},
+    {CollectionStatement::countItemsByGroup,
+     "SELECT group_id, COUNT(*) FROM crumbs WHERE group_id IS NOT NULL GROUP BY group_id;"},
+    // The gaps between the known kinds, each one step in the index of kinds.
+    {CollectionStatement::hasRowOfUnknownKind,
+     "SELECT EXISTS (SELECT 1 FROM crumbs WHERE kind < 'activity') "
+     "OR EXISTS (SELECT 1 FROM crumbs WHERE kind > 'activity' AND kind < 'file') "
+     "OR EXISTS (SELECT 1 FROM crumbs WHERE kind > 'file' AND kind < 'image') "
+     "OR EXISTS (SELECT 1 FROM crumbs WHERE kind > 'image' AND kind < 'text') "
+     "OR EXISTS (SELECT 1 FROM crumbs WHERE kind > 'text' AND kind < 'url') "
+     "OR EXISTS (SELECT 1 FROM crumbs WHERE kind > 'url');"},
+    {CollectionStatement::hasUnusualID,
+     "SELECT EXISTS (SELECT 1 FROM crumbs WHERE id <> upper(id));"},
     {CollectionStatement::loadItems,
      "SELECT id, title, kind, created_at, text_content, url_string, file_path, searchable_text, "
      "note, group_id, source_item_id FROM crumbs ORDER BY created_at DESC;"},
+    {CollectionStatement::loadItemsWithBodies,
+     "SELECT id, title, kind, created_at, text_content, url_string, file_path, searchable_text, "
+     "note, group_id, source_item_id, iif(embedding_blob IS NULL, NULL, embedding_model), "
+     "rich_text_rtf FROM crumbs ORDER BY created_at DESC;"},
+    {CollectionStatement::loadItem,
+     "SELECT id, title, kind, created_at, text_content, url_string, file_path, searchable_text, "
+     "note, group_id, source_item_id FROM crumbs WHERE id = ?;"},
+    {CollectionStatement::loadNewestItems,
+     "SELECT id, title, kind, created_at, text_content, url_string, file_path, searchable_text, "
+     "note, group_id, source_item_id FROM crumbs "
+     "WHERE (?1 IS NULL OR kind = ?1) AND (?2 IS NULL OR upper(group_id) = ?2) "
+     "ORDER BY created_at DESC, id ASC LIMIT ?3;"},
+    {CollectionStatement::loadIDs, "SELECT id FROM crumbs ORDER BY id ASC;"},
+    {CollectionStatement::loadIDsFrom,
+     "SELECT id FROM crumbs WHERE id >= ? ORDER BY id ASC LIMIT ?;"},
+    {CollectionStatement::loadIDBefore,
+     "SELECT id FROM crumbs WHERE id < ? ORDER BY id DESC LIMIT 1;"},
+    {CollectionStatement::loadIDAfter,
+     "SELECT id FROM crumbs WHERE id > ? ORDER BY id ASC LIMIT 1;"},
+    {CollectionStatement::loadIDsInGroup,
+     "SELECT id FROM crumbs WHERE upper(group_id) = ? ORDER BY created_at DESC, id ASC;"},
     {CollectionStatement::saveItem,
      "INSERT INTO crumbs (id, title, kind, created_at, modified_at, text_content, url_string, "
      "file_path, searchable_text, note, group_id, source_item_id) "
@@ -69,12 +116,8 @@ inline constexpr CollectionStatementText collectionStatements[] = {
     {CollectionStatement::deleteGroup, "DELETE FROM crumb_groups WHERE id = ?;"},
     {CollectionStatement::loadEmbeddings,
      "SELECT id, embedding_blob FROM crumbs WHERE embedding_blob IS NOT NULL;"},
-    {CollectionStatement::loadItemsEmbeddedBy,
-     "SELECT id FROM crumbs WHERE embedding_blob IS NOT NULL AND embedding_model = ?;"},
     {CollectionStatement::saveEmbedding,
      "UPDATE crumbs SET embedding_model = ?, embedding_blob = ?, modified_at = ? WHERE id = ?;"},
-    {CollectionStatement::loadRichTexts,
-     "SELECT id, rich_text_rtf FROM crumbs WHERE rich_text_rtf IS NOT NULL;"},
     {CollectionStatement::saveRichText,
      "UPDATE crumbs SET rich_text_rtf = ?, modified_at = ? WHERE id = ?;"},
     {CollectionStatement::loadFaces,

@@ -53,8 +53,12 @@ class Library {
 
     /// Null when there is no such memory.
     virtual CrumbItemPointer find(const Uuid& id) const = 0;
-    /// Every memory, newest first.
+    /// Every memory, newest first. Throws std::logic_error while memories are read on demand.
     virtual const CrumbItemList& all() const = 0;
+    /// A function that gives every memory, newest first, on any thread: as they are now, or, while
+    /// memories are read on demand, as they are when it is called. It throws DatabaseError.
+    using ReadAll = std::function<CrumbItemList()>;
+    virtual ReadAll allReader() const = 0;
     /// Why nothing may be added now; no failure when it may.
     virtual SaveFailure refusal() const = 0;
     /// Whether a memory is about to be removed, and closed for changes until that has ended.

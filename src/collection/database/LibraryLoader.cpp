@@ -36,7 +36,7 @@ void moveAside(const LibraryLayout& layout, const Platform& platform) {
 
 void migrateLegacyFile(SQLiteDatabase& database, const LibraryLayout& layout,
                        const Platform& platform) {
-    if (database.itemCount() > 0 || !platform.files.status(layout.legacyFile())) return;
+    if (!platform.files.status(layout.legacyFile()) || database.itemCount() > 0) return;
     database.saveItems(readLegacyFile(platform.files, layout.legacyFile()), platform.clock.now());
     database.makeDurable();
     moveAside(layout, platform);

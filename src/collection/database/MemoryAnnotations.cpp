@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <iterator>
+#include <stdexcept>
 
 #include "foundation/Json.h"
 #include "foundation/Text.h"
@@ -18,6 +19,9 @@ namespace {
 
 /// However far the next date lies, the clock is looked at once an hour: it may have been set.
 constexpr double longestBringBackWaitSeconds = 3600;
+
+/// For more memories at once all entries are read.
+constexpr std::size_t mostReadByName = 1000;
 
 Json toJson(const std::vector<std::string>& tags) { return tags; }
 
@@ -54,8 +58,24 @@ class Reading {
 
     template <typename Map>
     void readMap(std::string_view key, Map& map) {
+        read(key, map, [&] { return platform_.defaults.entries(key); });
+    }
+    /// Only of these memories.
+    template <typename Map>
+    void readMap(std::string_view key, std::span<const Uuid> ids, Map& map) {
+        std::vector<std::string> names;
+        for (const Uuid& id : ids) {
+            names.push_back(id.toString());
+            names.push_back(lowerCased(names.back()));
+        }
+        read(key, map, [&] { return platform_.defaults.entries(key, names); });
+    }
+
+  private:
+    template <typename Map, typename Entries>
+    void read(std::string_view key, Map& map, const Entries& entries) {
         try {
-            for (const DefaultsEntry& entry : platform_.defaults.entries(key)) {
+            for (const DefaultsEntry& entry : entries()) {
                 try {
                     readEntry(key, entry, map);
                 } catch (const std::exception& error) {
@@ -69,7 +89,6 @@ class Reading {
         }
     }
 
-  private:
     template <typename Map>
     void readEntry(std::string_view key, const DefaultsEntry& entry, Map& map) {
         const auto id = Uuid::parse(entry.name);
@@ -120,18 +139,61 @@ LoadedAnnotations loadAnnotations(const Platform& platform) {
     return loaded;
 }
 
+LoadedAnnotations loadBringBackDates(const Platform& platform) {
+    LoadedAnnotations loaded;
+    loaded.areTagsAndUsageLeftOut = true;
+    Reading(platform, loaded.unsaved).readMap(bringBackDefaultsKey, loaded.bringBackDates);
+    return loaded;
+}
+
 MemoryAnnotations::MemoryAnnotations(const Platform& platform) : platform_(platform) {}
 
 void MemoryAnnotations::adopt(LoadedAnnotations loaded) {
     manualTagsByID_ = std::move(loaded.manualTags);
     usageSignals_ = std::move(loaded.usageSignals);
     unsaved_ = std::move(loaded.unsaved);
+    read_.reset();
+    if (loaded.areTagsAndUsageLeftOut) read_.emplace();
     bringBackDates_.set(std::move(loaded.bringBackDates));
     refreshBroughtBack();
 }
 
+void MemoryAnnotations::readAhead(std::span<const Uuid> ids) const {
+    if (!read_) return;
+    std::vector<Uuid> unread;
+    for (const Uuid& id : ids) {
+        if (!read_->contains(id)) unread.push_back(id);
+    }
+    if (unread.empty()) return;
+    if (unread.size() > mostReadByName) return readRest();
+    Reading reading(platform_, unsaved_);
+    reading.readMap(manualTagsDefaultsKey, unread, manualTagsByID_);
+    reading.readMap(usageDefaultsKey, unread, usageSignals_);
+    read_->insert(unread.begin(), unread.end());
+}
+
+/// What was read already may have changed since, and stands.
+void MemoryAnnotations::readRest() const {
+    Reading reading(platform_, unsaved_);
+    const auto addRest = [&](std::string_view key, auto& map) {
+        auto all = std::decay_t<decltype(map)>();
+        reading.readMap(key, all);
+        std::erase_if(all, [&](const auto& entry) { return read_->contains(entry.first); });
+        map.merge(all);
+    };
+    addRest(manualTagsDefaultsKey, manualTagsByID_);
+    addRest(usageDefaultsKey, usageSignals_);
+    read_.reset();
+}
+
+const UsageSignals& MemoryAnnotations::usageSignals() const {
+    if (read_) throw std::logic_error("The usage is read memory by memory.");
+    return usageSignals_;
+}
+
 const std::vector<std::string>& MemoryAnnotations::manualTags(const Uuid& id) const {
     static const std::vector<std::string> none;
+    readAhead({&id, 1});
     const auto found = manualTagsByID_.find(id);
     return found == manualTagsByID_.end() ? none : found->second;
 }
@@ -143,8 +205,9 @@ void MemoryAnnotations::setManualTags(const Uuid& id, const std::vector<std::str
 void MemoryAnnotations::setManualTags(
     const std::unordered_map<Uuid, std::vector<std::string>>& tagsByID) {
     std::vector<Uuid> changed;
+    for (const auto& [id, tags] : tagsByID) changed.push_back(id);
+    readAhead(changed);
     for (const auto& [id, tags] : tagsByID) {
-        changed.push_back(id);
         auto tidy = tidiedTags(tags);
         if (tidy.empty()) {
             manualTagsByID_.erase(id);
@@ -164,6 +227,7 @@ void MemoryAnnotations::tellTagsChanged(std::vector<Uuid> ids) {
 }
 
 void MemoryAnnotations::recordSelection(const Uuid& id) {
+    readAhead({&id, 1});
     UsageSignal& signal = usageSignals_[id];
     ++signal.selectionCount;
     signal.lastSelectedAt = platform_.clock.now();
@@ -193,6 +257,7 @@ void MemoryAnnotations::setBringBack(const BringBackByID& changes) {
 
 AnnotationsByID MemoryAnnotations::of(const std::unordered_set<Uuid>& ids) const {
     AnnotationsByID found;
+    readAhead(std::vector(ids.begin(), ids.end()));
     for (const Uuid& id : ids) {
         MemoryAnnotation annotation{.manualTags = manualTags(id)};
         const auto usage = usageSignals_.find(id);
@@ -208,6 +273,9 @@ AnnotationsByID MemoryAnnotations::of(const std::unordered_set<Uuid>& ids) const
 
 void MemoryAnnotations::restore(const AnnotationsByID& annotations) {
     BringBackByID dates;
+    std::vector<Uuid> ids;
+    for (const auto& [id, annotation] : annotations) ids.push_back(id);
+    readAhead(ids);
     for (const auto& [id, annotation] : annotations) {
         if (!annotation.manualTags.empty()) setManualTags(id, annotation.manualTags);
         if (annotation.bringBack) dates.emplace(id, annotation.bringBack);
@@ -219,6 +287,7 @@ void MemoryAnnotations::restore(const AnnotationsByID& annotations) {
 }
 
 void MemoryAnnotations::forget(const std::unordered_set<Uuid>& ids) {
+    readAhead(std::vector(ids.begin(), ids.end()));
     bool datesChange = false;
     std::vector<Uuid> untagged;
     for (const Uuid& id : ids) {
@@ -241,6 +310,7 @@ void MemoryAnnotations::forget(const std::unordered_set<Uuid>& ids) {
 }
 
 void MemoryAnnotations::forgetAll() {
+    if (read_) adopt(loadAnnotations(platform_));
     std::vector<Uuid> untagged;
     for (const auto& [id, tags] : manualTagsByID_) {
         unsaved_.record(manualTagsDefaultsKey, id, std::nullopt);

@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -31,6 +32,7 @@ struct LoadedAnnotations {
     UsageSignals usageSignals;
     std::map<Uuid, Timestamp> bringBackDates;
     UnsavedAnnotations unsaved;  ///< what the reading wants to have changed, with the next change
+    bool areTagsAndUsageLeftOut = false;
 };
 
 /// All that the user attached to one memory.
@@ -51,6 +53,8 @@ std::vector<std::string> tidiedTags(const std::vector<std::string>& tags);
 /// value is kept as it was under its key with ".unreadable" added, and nothing is lost. Throws
 /// DefaultsError when the settings cannot be read at all. Any thread.
 LoadedAnnotations loadAnnotations(const Platform& platform);
+/// The same without tags and usage, which are then read memory by memory.
+LoadedAnnotations loadBringBackDates(const Platform& platform);
 
 /// What the user attached to memories outside their records: manual tags, the history of
 /// selections, bring-back dates. Each map lives under its own user-defaults key as a JSON object
@@ -60,14 +64,18 @@ class MemoryAnnotations {
   public:
     explicit MemoryAnnotations(const Platform& platform);
 
-    /// Begins with what was loaded.
+    /// Begins with what was loaded. What was left out of it is read when somebody asks for a
+    /// memory's; all but `takeUnsaved` and `keepUnsaved` then throw as `loadAnnotations`.
     void adopt(LoadedAnnotations loaded);
+    /// Reads in one go what would be read for each of these memories.
+    void readAhead(std::span<const Uuid> ids) const;
 
     /// In the user's spelling, sorted; empty when there are none.
     const std::vector<std::string>& manualTags(const Uuid& id) const;
     /// The memories whose manual tags have just changed; empty between two changes.
     const Published<std::vector<Uuid>>& manualTagChanges() const { return manualTagChanges_; }
-    const UsageSignals& usageSignals() const { return usageSignals_; }
+    /// Of all memories. Throws std::logic_error while they are read memory by memory.
+    const UsageSignals& usageSignals() const;
     const Published<std::map<Uuid, Timestamp>>& bringBackDates() const { return bringBackDates_; }
     /// The memories whose bring-back date has come.
     const Published<std::set<Uuid>>& broughtBackIDs() const { return broughtBackIDs_; }
@@ -99,15 +107,18 @@ class MemoryAnnotations {
     void refreshBroughtBack();
     void publishBroughtBack(std::set<Uuid> due);
     void tellTagsChanged(std::vector<Uuid> ids);
+    void readRest() const;
 
     const Platform& platform_;
-    std::unordered_map<Uuid, std::vector<std::string>> manualTagsByID_;
+    /// Those whose tags and usage were read; none when all were.
+    mutable std::optional<std::unordered_set<Uuid>> read_;
+    mutable std::unordered_map<Uuid, std::vector<std::string>> manualTagsByID_;
     Published<std::vector<Uuid>> manualTagChanges_;
-    UsageSignals usageSignals_;
+    mutable UsageSignals usageSignals_;
     Published<std::map<Uuid, Timestamp>> bringBackDates_;
     Published<std::set<Uuid>> broughtBackIDs_;
     Published<std::optional<BringBackNotice>> bringBackNotice_;
-    UnsavedAnnotations unsaved_;
+    mutable UnsavedAnnotations unsaved_;
     CallbackGuard guard_;
     DelayedWork nextBringBack_;
 };

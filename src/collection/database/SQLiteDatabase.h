@@ -20,6 +20,13 @@
 
 namespace nookery {
 
+/// All memories, with what their records do not hold.
+struct LoadedItems {
+    CrumbItemList items;  ///< newest first
+    std::unordered_map<Uuid, std::vector<std::byte>> richTexts;
+    std::unordered_set<Uuid> embedded;  ///< those with an embedding of the model asked about
+};
+
 /// The collection database: the durable home of memories, groups, embeddings, rich text and faces.
 /// One method for each statement (CollectionStatements.h has their text). Every method throws
 /// DatabaseError; what consists of several statements is one transaction and leaves the file as it
@@ -48,6 +55,9 @@ class SQLiteDatabase {
     /// Newest first. Rows of an unknown kind, or whose id is no identifier, are left out and stay
     /// in the file.
     CrumbItemList loadItems();
+    /// The same in one pass with what else lies in their rows; `model` is the embedding model that
+    /// is asked about.
+    LoadedItems loadItemsWithBodies(std::string_view model);
     /// Inserts, or updates all but the time of capture.
     void saveItem(const CrumbItem& item, Timestamp now);
     void saveItems(const CrumbItemList& items, Timestamp now);
@@ -74,13 +84,10 @@ class SQLiteDatabase {
     // does nothing.
     using EmbeddingVisitor = std::function<void(const Uuid& id, std::span<const double> vector)>;
     void loadEmbeddings(const EmbeddingVisitor& visit);
-    /// The memories whose embedding was made by this model.
-    std::unordered_set<Uuid> itemsEmbeddedBy(std::string_view model);
     void saveEmbedding(const Uuid& id, std::string_view model, std::span<const double> vector,
                        Timestamp now);
     using Embeddings = std::vector<std::pair<Uuid, std::vector<double>>>;
     void saveEmbeddings(const Embeddings& embeddings, std::string_view model, Timestamp now);
-    std::unordered_map<Uuid, std::vector<std::byte>> loadRichTexts();
     void saveRichText(const Uuid& id, std::span<const std::byte> rtf, Timestamp now);
 
     // Faces.
@@ -110,6 +117,8 @@ class SQLiteDatabase {
     void clearLibrary(const RecoveryPoint& before);
 
   private:
+    friend class ItemQueries;
+
     explicit SQLiteDatabase(SqliteConnection connection) : connection_(std::move(connection)) {}
 
     SqliteConnection connection_;

@@ -16,16 +16,6 @@ void SQLiteDatabase::loadEmbeddings(const EmbeddingVisitor& visit) {
     }
 }
 
-std::unordered_set<Uuid> SQLiteDatabase::itemsEmbeddedBy(std::string_view model) {
-    std::unordered_set<Uuid> ids;
-    SqliteStatement rows(connection_, sqlOf(CollectionStatement::loadItemsEmbeddedBy));
-    rows.with(model);
-    while (rows.step()) {
-        if (const auto id = rows.uuid(0)) ids.insert(*id);
-    }
-    return ids;
-}
-
 void SQLiteDatabase::saveEmbedding(const Uuid& id, std::string_view model,
                                    std::span<const double> vector, Timestamp now) {
     SqliteStatement save(connection_, sqlOf(CollectionStatement::saveEmbedding));
@@ -40,16 +30,6 @@ void SQLiteDatabase::saveEmbeddings(const Embeddings& embeddings, std::string_vi
         save.with(model, toVectorBlob(vector), now, id).run();
     }
     transaction.commit();
-}
-
-std::unordered_map<Uuid, std::vector<std::byte>> SQLiteDatabase::loadRichTexts() {
-    std::unordered_map<Uuid, std::vector<std::byte>> richTexts;
-    SqliteStatement rows(connection_, sqlOf(CollectionStatement::loadRichTexts));
-    while (rows.step()) {
-        const auto rtf = rows.blob(1);
-        if (const auto id = rows.uuid(0)) richTexts[*id].assign(rtf.begin(), rtf.end());
-    }
-    return richTexts;
 }
 
 void SQLiteDatabase::saveRichText(const Uuid& id, std::span<const std::byte> rtf, Timestamp now) {

@@ -1,11 +1,9 @@
 #include "collection/database/CollectionStatements.h"
+#include "collection/database/ItemRows.h"
 #include "collection/database/SQLiteDatabase.h"
-#include "foundation/SqliteStatement.h"
 
 namespace nookery {
-namespace {
 
-/// None for a row that is no memory: it is left out, and stays in the file.
 CrumbItemPointer itemFromRow(const SqliteStatement& row) {
     const auto id = row.uuid(0);
     const auto title = row.text(1);
@@ -26,6 +24,8 @@ CrumbItemPointer itemFromRow(const SqliteStatement& row) {
     item->sourceItemID = row.uuid(10);
     return item;
 }
+
+namespace {
 
 void runSave(SqliteStatement& save, const CrumbItem& item, Timestamp now) {
     save.with(item.id, item.title, rawValue(item.kind), item.createdAt, now, item.text,
@@ -49,6 +49,23 @@ CrumbItemList SQLiteDatabase::loadItems() {
         if (auto item = itemFromRow(rows)) items.push_back(std::move(item));
     }
     return items;
+}
+
+LoadedItems SQLiteDatabase::loadItemsWithBodies(std::string_view model) {
+    LoadedItems loaded;
+    SqliteStatement rows(connection_, sqlOf(CollectionStatement::loadItemsWithBodies));
+    while (rows.step()) {
+        if (auto item = itemFromRow(rows)) loaded.items.push_back(std::move(item));
+        const bool isEmbedded = !rows.isNull(11);
+        const bool hasRichText = !rows.isNull(12);
+        const auto id = isEmbedded || hasRichText ? rows.uuid(0) : std::nullopt;
+        if (!id) continue;
+        if (isEmbedded && rows.text(11) == model) loaded.embedded.insert(*id);
+        if (!hasRichText) continue;
+        const auto rtf = rows.blob(12);
+        loaded.richTexts[*id].assign(rtf.begin(), rtf.end());
+    }
+    return loaded;
 }
 
 void SQLiteDatabase::saveItem(const CrumbItem& item, Timestamp now) {

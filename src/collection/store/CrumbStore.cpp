@@ -1,5 +1,6 @@
 #include "collection/store/CrumbStore.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "collection/store/LibraryOpener.h"
@@ -34,22 +35,25 @@ CrumbStore::~CrumbStore() {
     if (inboxes_) inboxes_->stop();
 }
 
-OperationPointer<Nothing> CrumbStore::open(SessionLength length) {
+OperationPointer<Nothing> CrumbStore::open(SessionLength length, LibraryExtent extent) {
+    if (length == SessionLength::lasting && extent != LibraryExtent::index) {
+        throw std::logic_error("A lasting session needs the whole library.");
+    }
     WorkQueue& mainQueue = contents_.platform.mainQueue;
     auto operation = Operation<Nothing>::create(mainQueue);
     opening_ = operation;
     const auto opening = LibraryOpener::openDatabases(contents_);
     opening->whenFinished(
-        guard_.guarded([this, length, operation](const Outcome<LibraryOpening>& outcome) {
+        guard_.guarded([this, length, extent, operation](const Outcome<LibraryOpening>& outcome) {
             if (!outcome.isDone()) return operation->finish(withoutResult(outcome));
-            load(length, outcome.get(), operation);
+            load(length, extent, outcome.get(), operation);
         }));
     return operation;
 }
 
 /// The launch snapshot is looked after as soon as the database is open; it does not wait for the
 /// loading, nor the loading for it.
-void CrumbStore::load(SessionLength length, const LibraryOpening& opening,
+void CrumbStore::load(SessionLength length, LibraryExtent extent, const LibraryOpening& opening,
                       const OperationPointer<Nothing>& operation) {
     restoreNotice_ = opening.restoreNotice;
     if (opening.databases->sidecar) {
@@ -59,7 +63,7 @@ void CrumbStore::load(SessionLength length, const LibraryOpening& opening,
     if (length == SessionLength::lasting && recoverySnapshots_) {
         recoverySnapshots_->checkAtLaunch();
     }
-    const auto loading = LibraryOpener::load(contents_, guard_, opening);
+    const auto loading = LibraryOpener::load(contents_, guard_, opening, extent);
     const auto following = std::make_shared<Subscription>(
         loading->progress().subscribe([operation](const auto& progress) {
             if (progress) operation->control().report(*progress);
@@ -92,7 +96,7 @@ void CrumbStore::becomeOpen(SessionLength length, const LibraryOpening& opening)
     createServices();
     writer_.gate().setOpen(true);
     enrichment_->resume(opening.backlog);
-    search_.setText("");
+    if (contents_.retrieval) search_.setText("");
     if (length == SessionLength::oneCommand) return;
     // A library that is not whole takes nothing in: what it holds could not be recognised.
     if (inboxes_ && !startFailure_) inboxes_->start();
@@ -119,6 +123,7 @@ void CrumbStore::showFound(const SearchResult& result) {
 }
 
 std::unique_ptr<SearchSession> CrumbStore::newSearchSession() const {
+    demandIndex();
     return std::make_unique<SearchSession>(contents_);
 }
 
@@ -212,6 +217,30 @@ std::vector<std::string> CrumbStore::tagsOf(const Uuid& id) const {
     return tags;
 }
 
+void CrumbStore::demandRecords() const {
+    if (contents_.hasRecords()) return;
+    throw std::logic_error("The library was opened without all that its records have.");
+}
+
+void CrumbStore::demandIndex() const {
+    if (!contents_.retrieval) throw std::logic_error("The library was opened without an index.");
+}
+
+const Published<RichTexts>& CrumbStore::richTextByID() const {
+    demandRecords();
+    return contents_.richTextByID;
+}
+
+const RetrievalEngine& CrumbStore::retrieval() const {
+    demandIndex();
+    return *contents_.retrieval;
+}
+
+SearchSession& CrumbStore::search() {
+    demandIndex();
+    return search_;
+}
+
 std::string CrumbStore::groupNameOf(const CrumbItem& item) const {
     return contents_.groupName(item.groupID);
 }
@@ -246,7 +275,10 @@ auto& CrumbStore::demand(Held& service) const {
     throw Error(startFailure_.value_or("The library is not open."));
 }
 
-Enrichment& CrumbStore::enrichment() { return demand(enrichment_); }
+Enrichment& CrumbStore::enrichment() {
+    demandRecords();
+    return demand(enrichment_);
+}
 MemoryRemover& CrumbStore::remover() { return demand(remover_); }
 MemoryReturn& CrumbStore::memoryReturn() { return demand(memoryReturn_); }
 Inboxes& CrumbStore::inboxes() { return demand(inboxes_); }

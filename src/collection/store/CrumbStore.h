@@ -20,6 +20,7 @@
 #include "collection/store/LibraryContents.h"
 #include "collection/store/LibraryWriter.h"
 #include "collection/store/MemoryEdits.h"
+#include "collection/store/MemoryQueries.h"
 #include "collection/store/MemoryRemover.h"
 #include "collection/store/MemoryReturn.h"
 #include "collection/store/SearchSession.h"
@@ -50,7 +51,11 @@ class CrumbStore final : private LibraryEvents {
     /// LibraryInUse when another process owns the library, and with RestoreError when a restore
     /// that was interrupted can neither be finished nor undone; a database that cannot be opened is
     /// logged and leaves an empty library that refuses every save. Call once.
-    OperationPointer<Nothing> open(SessionLength length);
+    ///
+    /// A lesser extent opens faster, and goes with one command only. What would need more throws
+    /// std::logic_error then: the list of all memories, rich texts, the background work, searching.
+    OperationPointer<Nothing> open(SessionLength length,
+                                   LibraryExtent extent = LibraryExtent::index);
     /// Ends everything that runs where it is whole, makes what came of it durable, and lets go of
     /// the databases and the lock. Changes are refused from now on; the lists stay as they are.
     OperationPointer<Nothing> close();
@@ -79,7 +84,7 @@ class CrumbStore final : private LibraryEvents {
     const Published<int>& cloudImportCount() const { return cloudImportCount_; }
     /// Memories whose enrichment waits or runs.
     const Published<int>& indexingCount() const { return indexingCount_; }
-    const Published<RichTexts>& richTextByID() const { return contents_.richTextByID; }
+    const Published<RichTexts>& richTextByID() const;
     const Published<std::optional<IntakeNotice>>& intakeNotice() const { return intakeNotice_; }
     const Published<std::map<Uuid, Timestamp>>& bringBackDates() const;
     const Published<std::set<Uuid>>& broughtBackIDs() const;
@@ -94,7 +99,9 @@ class CrumbStore final : private LibraryEvents {
     std::vector<std::string> tagsOf(const Uuid& id) const;  ///< hashtags and manual ones, sorted
     std::string groupNameOf(const CrumbItem& item) const;
     const MemoryAnnotations& annotations() const { return contents_.annotations; }
-    const RetrievalEngine& retrieval() const { return *contents_.retrieval; }
+    const RetrievalEngine& retrieval() const;
+    /// What needs no list of all memories.
+    const MemoryQueries& queries() const { return queries_; }
 
     // Additions.
     /// As CaptureService::capture.
@@ -108,7 +115,7 @@ class CrumbStore final : private LibraryEvents {
 
     // The parts that have contracts of their own.
     /// The main list's search, whose state is published above.
-    SearchSession& search() { return search_; }
+    SearchSession& search();
     /// One of its own for another view. Must not outlive the store.
     std::unique_ptr<SearchSession> newSearchSession() const;
     Selection& selection() { return selection_; }
@@ -133,10 +140,12 @@ class CrumbStore final : private LibraryEvents {
     SaveFailure refusal() const { return writer_.refusal(); }
 
   private:
-    void load(SessionLength length, const LibraryOpening& opening,
+    void load(SessionLength length, LibraryExtent extent, const LibraryOpening& opening,
               const OperationPointer<Nothing>& operation);
     void createServices();
     void becomeOpen(SessionLength length, const LibraryOpening& opening);
+    void demandRecords() const;
+    void demandIndex() const;
     void prepareVersions();
     void showFound(const SearchResult& result);
     void endServices();
@@ -156,6 +165,7 @@ class CrumbStore final : private LibraryEvents {
     void intakeCounted(IntakeRoad road, int count) override;
 
     LibraryContents contents_;
+    MemoryQueries queries_{contents_};
     std::optional<std::string> startFailure_;
     std::optional<RestoreNotice> restoreNotice_;
     LibraryWriter writer_;

@@ -54,12 +54,16 @@ SaveFailure GroupEdits::rename(const Uuid& id, const std::string& name) {
             if (candidate.id == id) candidate = group;
         }
     });
-    // The group's name is among the words by which its memories are found.
+    if (contents_.retrieval) indexMembers(id);
+    writer_.recordChange();
+    return failure;
+}
+
+/// The group's name is among the words by which its memories are found.
+void GroupEdits::indexMembers(const Uuid& id) {
     for (const auto& item : writer_.all()) {
         if (item->groupID == id) writer_.index(item);
     }
-    writer_.recordChange();
-    return failure;
 }
 
 SaveFailure GroupEdits::assign(const std::vector<Uuid>& ids, std::optional<Uuid> groupID) {

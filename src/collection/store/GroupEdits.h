@@ -26,6 +26,8 @@ class GroupEdits {
     SaveFailure assign(const std::vector<Uuid>& ids, std::optional<Uuid> groupID);
 
   private:
+    void indexMembers(const Uuid& id);
+
     LibraryContents& contents_;
     LibraryWriter& writer_;
 };

@@ -4,6 +4,18 @@
 
 namespace nookery {
 
+ItemQueries LibraryContents::itemQueries() {
+    if (!database) throw Error("The library is not open.");
+    return ItemQueries(*database);
+}
+
+std::function<CrumbItemList()> LibraryContents::allReader() const {
+    if (!memories.isReadOnDemand()) return [all = *memories.all()] { return all; };
+    return [place = layout] {
+        return PreparedMemories(SQLiteDatabase::openForReading(place).loadItems()).items;
+    };
+}
+
 std::string LibraryContents::groupName(const std::optional<Uuid>& groupID) const {
     if (!groupID) return {};
     const auto found = std::find_if(groups->begin(), groups->end(),

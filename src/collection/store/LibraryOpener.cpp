@@ -38,11 +38,12 @@ LibraryOpening openAll(const Platform& platform, const LibraryLayout& layout,
 
 /// What is loaded, before it belongs to the main thread.
 struct Loaded {
+    LibraryExtent extent = LibraryExtent::index;
     PreparedMemories memories{{}};
     std::vector<CrumbGroup> groups;
     RichTexts richTexts;
     LoadedAnnotations annotations;
-    std::unique_ptr<RetrievalEngine> retrieval = std::make_unique<RetrievalEngine>();
+    std::unique_ptr<RetrievalEngine> retrieval{};  ///< none without an index
     LibraryOpening opening;
 };
 
@@ -51,8 +52,9 @@ struct Loaded {
 class Loading {
   public:
     Loading(const Platform& platform, const LibraryLayout& layout, LibraryAccess access,
-            LibraryOpening opening)
+            LibraryExtent extent, LibraryOpening opening)
         : platform_(platform), layout_(layout), access_(access) {
+        loaded_.extent = extent;
         OpenedDatabases& opened = *opening.databases;
         if (opened.database) database_ = &*opened.database;
         if (opened.sidecar) sidecar_ = &*opened.sidecar;
@@ -66,21 +68,32 @@ class Loading {
         tell("opening memories", 0);
         loadMemories();
         step("Crumb group load error: ", [&] { loaded_.groups = database_->loadGroups(); });
-        step("Crumb rich-text load error: ",
-             [&] { loaded_.richTexts = database_->loadRichTexts(); });
         tell("opening settings", 1);
-        step("NOOKERY settings load error: ",
-             [&] { loaded_.annotations = loadAnnotations(platform_); });
-        tell("building the index", 2);
-        buildIndex();
-        tell("opening vectors", 3);
-        step("Crumb embedding load error: ", [&] { loadVectors(); });
+        step("NOOKERY settings load error: ", [&] {
+            loaded_.annotations =
+                isOnDemand() ? loadBringBackDates(platform_) : loadAnnotations(platform_);
+        });
+        if (hasIndex()) {
+            tell("building the index", 2);
+            buildIndex();
+            tell("opening vectors", 3);
+            step("Crumb embedding load error: ", [&] { loadVectors(); });
+        }
         tell("looking for unfinished work", 4);
         step("NOOKERY enrichment load error: ", [&] { findUnfinishedWork(); });
         return std::move(loaded_);
     }
 
   private:
+    bool isOnDemand() const { return loaded_.extent == LibraryExtent::onDemand; }
+    bool hasIndex() const {
+        return loaded_.extent == LibraryExtent::fewSearches ||
+               loaded_.extent == LibraryExtent::index;
+    }
+    bool hasBacklog() const {
+        return loaded_.extent == LibraryExtent::records || loaded_.extent == LibraryExtent::index;
+    }
+
     template <typename Work>
     void step(std::string_view logPrefix, const Work& work) {
         if (database_ == nullptr) return;
@@ -98,11 +111,25 @@ class Loading {
             if (access_ == LibraryAccess::writing) {
                 migrateLegacyFile(*database_, layout_, platform_);
             }
-            loaded_.memories = PreparedMemories(database_->loadItems());
+            if (isOnDemand() && canReadOnDemand()) return;
+            if (isOnDemand()) loaded_.extent = LibraryExtent::records;
+            const TextEmbedder* embedder = platform_.embedder;
+            LoadedItems all =
+                database_->loadItemsWithBodies(embedder == nullptr ? "" : embedder->modelName());
+            if (embedder != nullptr) embedded_ = std::move(all.embedded);
+            loaded_.richTexts = std::move(all.richTexts);
+            loaded_.memories = PreparedMemories(std::move(all.items));
         });
     }
 
+    bool canReadOnDemand() {
+        ItemQueries queries(*database_);
+        if (access_ == LibraryAccess::reading) queries.holdState();
+        return queries.areAllMemories();
+    }
+
     void buildIndex() {
+        loaded_.retrieval = std::make_unique<RetrievalEngine>();
         std::unordered_map<Uuid, const std::string*> groupNames;
         for (const CrumbGroup& group : loaded_.groups) groupNames.emplace(group.id, &group.name);
         std::vector<MemoryAttributes> attributes;
@@ -114,18 +141,29 @@ class Loading {
             const auto group = item->groupID ? groupNames.find(*item->groupID) : groupNames.end();
             if (group != groupNames.end()) each.groupName = *group->second;
         }
-        loaded_.retrieval->putAll(loaded_.memories.items, attributes);
+        loaded_.retrieval->putAll(loaded_.memories.items, attributes,
+                                  loaded_.extent == LibraryExtent::fewSearches
+                                      ? RetrievalEngine::Expected::fewSearches
+                                      : RetrievalEngine::Expected::manySearches);
     }
 
     void loadVectors() {
-        if (platform_.embedder == nullptr) return;
-        embedded_ = database_->itemsEmbeddedBy(platform_.embedder->modelName());
+        if (embedded_.empty()) return;
         database_->loadEmbeddings([&](const Uuid& id, std::span<const double> vector) {
             if (embedded_.contains(id)) loaded_.retrieval->setVector(id, vector);
         });
     }
 
     void findUnfinishedWork() {
+        if (hasBacklog()) findBacklogOfAll();
+        // Only a whole library can tell what belongs to nobody.
+        if (sidecar_ == nullptr || loaded_.opening.failure) return;
+        removeInterruptedCaptures(platform_, layout_, *sidecar_, [this] {
+            return isOnDemand() ? database_->loadItems() : loaded_.memories.items;
+        });
+    }
+
+    void findBacklogOfAll() {
         std::vector<PendingWork> work;
         if (sidecar_ != nullptr) {
             work = sidecar_->pendingWork();
@@ -133,9 +171,6 @@ class Loading {
             work = Sidecar::openForReading(layout_.sidecar()).pendingWork();
         }
         loaded_.opening.backlog = findBacklog(loaded_.memories.items, work, embedded_);
-        // Only a whole library can tell what belongs to nobody.
-        if (sidecar_ == nullptr || loaded_.opening.failure) return;
-        removeInterruptedCaptures(platform_, layout_, *sidecar_, loaded_.memories.items);
     }
 
     const Platform& platform_;
@@ -153,7 +188,13 @@ LibraryOpening takeOver(LibraryContents& contents, Loaded& loaded) {
     contents.lock = std::move(opened.lock);
     contents.database = std::move(opened.database);
     contents.sidecar = std::move(opened.sidecar);
-    contents.memories.load(std::move(loaded.memories));
+    contents.extent = loaded.extent;
+    if (loaded.extent == LibraryExtent::onDemand) {
+        contents.memories.readOnDemand(
+            [&contents](const Uuid& id) { return contents.itemQueries().item(id); });
+    } else {
+        contents.memories.load(std::move(loaded.memories));
+    }
     contents.groups.set(std::move(loaded.groups));
     contents.richTextByID.set(std::move(loaded.richTexts));
     contents.annotations.adopt(std::move(loaded.annotations));
@@ -175,13 +216,13 @@ OperationPointer<LibraryOpening> LibraryOpener::openDatabases(const LibraryConte
 
 OperationPointer<LibraryOpening> LibraryOpener::load(LibraryContents& contents,
                                                      const CallbackGuard& owner,
-                                                     LibraryOpening opening) {
+                                                     LibraryOpening opening, LibraryExtent extent) {
     auto operation = Operation<LibraryOpening>::create(contents.platform.mainQueue);
     Task::run(
         contents.platform.filesQueue, contents.platform.mainQueue, owner,
-        [platform = contents.platform, layout = contents.layout, access = contents.access,
+        [platform = contents.platform, layout = contents.layout, access = contents.access, extent,
          opening = std::move(opening), control = operation->control()] {
-            return Loading(platform, layout, access, opening).run(control);
+            return Loading(platform, layout, access, extent, opening).run(control);
         },
         [&contents, operation](Outcome<Loaded> outcome) {
             if (outcome.isDone()) {

@@ -43,11 +43,12 @@ class LibraryOpener {
     static OperationPointer<LibraryOpening> openDatabases(const LibraryContents& contents);
 
     /// Migrates the legacy file, loads memories, groups, rich texts, settings and vectors, and
-    /// builds the index. What cannot be loaded is logged, named as the failure of `opening`, and
-    /// left empty.
+    /// builds the index, as far as the extent has them. A library with rows that are no memories,
+    /// or with ids in another spelling, is never read on demand, but its records are loaded. What
+    /// cannot be loaded is logged, named as the failure of `opening`, and left empty.
     static OperationPointer<LibraryOpening> load(LibraryContents& contents,
-                                                 const CallbackGuard& owner,
-                                                 LibraryOpening opening);
+                                                 const CallbackGuard& owner, LibraryOpening opening,
+                                                 LibraryExtent extent);
 };
 
 }  // namespace nookery

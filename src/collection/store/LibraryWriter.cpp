@@ -212,6 +212,7 @@ void LibraryWriter::bringIn(Incoming incoming, CommitEnded ended) {
 }
 
 void LibraryWriter::indexAgain(std::vector<Uuid> ids) {
+    if (!contents_.retrieval) return recordChange();
     const std::size_t end = ids.size() - std::min(ids.size(), memoriesAtATime);
     for (std::size_t i = end; i < ids.size(); ++i) {
         if (const auto item = find(ids[i])) index(item);
@@ -232,8 +233,7 @@ void LibraryWriter::indexArrival(const std::shared_ptr<Arrival>& arrival) {
         if (find(record->id) != record) continue;
         index(record);
         const auto vector = arrival->incoming.vectors.find(record->id);
-        if (vector == arrival->incoming.vectors.end()) continue;
-        contents_.retrieval->setVector(record->id, vector->second);
+        if (vector != arrival->incoming.vectors.end()) setVector(record->id, vector->second);
     }
     if (arrival->indexedCount < records.size()) {
         contents_.platform.mainQueue.async(
@@ -291,7 +291,11 @@ void LibraryWriter::publish(const CrumbItemList& records) {
 }
 
 void LibraryWriter::index(const CrumbItemPointer& item) {
-    contents_.retrieval->put(item, contents_.attributesOf(*item));
+    if (contents_.retrieval) contents_.retrieval->put(item, contents_.attributesOf(*item));
+}
+
+void LibraryWriter::setVector(const Uuid& id, std::span<const double> vector) {
+    if (contents_.retrieval) contents_.retrieval->setVector(id, vector);
 }
 
 void LibraryWriter::recordChange() { contents_.revision.set(*contents_.revision + 1); }
@@ -309,7 +313,7 @@ SaveFailure LibraryWriter::saveReadings(const CrumbItemList& changed,
         contents_.memories.replaceQuietly(record);
         index(record);
     }
-    for (const auto& [id, vector] : vectors) contents_.retrieval->setVector(id, vector);
+    for (const auto& [id, vector] : vectors) setVector(id, vector);
     return failure;
 }
 

@@ -53,6 +53,7 @@ class LibraryWriter final : public Library {
     // Records.
     CrumbItemPointer find(const Uuid& id) const override { return contents_.memories.find(id); }
     const CrumbItemList& all() const override { return *contents_.memories.all(); }
+    ReadAll allReader() const override { return contents_.allReader(); }
     void add(const std::vector<NewMemory>& memories, CommitEnded ended) override;
     /// Complete records from elsewhere, with their tags. Those that are found already while others
     /// are still indexed are whole.
@@ -77,6 +78,7 @@ class LibraryWriter final : public Library {
     SaveFailure replaceIfSaved(std::string_view logPrefix, const CrumbItemList& changed);
     /// Puts records into the lists and the index.
     void publish(const CrumbItemList& records);
+    /// Does nothing where there is no index.
     void index(const CrumbItemPointer& item);
     /// Indexes what these memories are now, many of them a few at a time, and ends with
     /// `recordChange`.
@@ -96,6 +98,7 @@ class LibraryWriter final : public Library {
   private:
     struct Arrival;
 
+    void setVector(const Uuid& id, std::span<const double> vector);
     void indexArrival(const std::shared_ptr<Arrival>& arrival);
     void tellArrived(const Arrival& arrival);
     SaveFailure run(std::string_view logPrefix, const std::function<void(SQLiteDatabase&)>& change);

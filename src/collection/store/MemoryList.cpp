@@ -1,6 +1,7 @@
 #include "collection/store/MemoryList.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 namespace nookery {
@@ -28,15 +29,38 @@ PreparedMemories::PreparedMemories(CrumbItemList all) : items(std::move(all)) {
     }
 }
 
+const Published<CrumbItemList>& MemoryList::all() const {
+    if (isReadOnDemand()) throw std::logic_error("The memories are read on demand.");
+    return items_;
+}
+
 void MemoryList::load(PreparedMemories prepared) {
+    read_ = nullptr;
     byID_ = std::move(prepared.byID);
     items_.updateQuietly([&](CrumbItemList& items) { items = std::move(prepared.items); });
     tellEverything();
 }
 
+void MemoryList::readOnDemand(ReadRecord read) {
+    byID_.clear();
+    items_.updateQuietly([](CrumbItemList& items) { items.clear(); });
+    read_ = std::move(read);
+}
+
+void MemoryList::takeRead(CrumbItemList& read) {
+    for (CrumbItemPointer& record : read) record = byID_.emplace(record->id, record).first->second;
+}
+
+void MemoryList::forgetRead() {
+    if (isReadOnDemand()) byID_.clear();
+}
+
 CrumbItemPointer MemoryList::find(const Uuid& id) const {
     const auto found = byID_.find(id);
-    return found == byID_.end() ? nullptr : found->second;
+    if (found != byID_.end()) return found->second;
+    CrumbItemPointer record = isReadOnDemand() ? read_(id) : nullptr;
+    if (record) byID_.emplace(id, record);
+    return record;
 }
 
 /// What observers know a record as.
@@ -75,20 +99,21 @@ void MemoryList::add(std::span<const CrumbItemPointer> added) {
 
 /// The place of a record is given by its time and id.
 void MemoryList::replaceInPlace(const CrumbItemPointer& item) {
+    if (isReadOnDemand()) return;
     items_.updateQuietly([&](CrumbItemList& items) {
         *std::lower_bound(items.begin(), items.end(), item, pointsToNewer) = item;
     });
 }
 
 void MemoryList::takeOut(const std::unordered_set<Uuid>& ids) {
-    if (ids.empty()) return;
+    if (ids.empty() || isReadOnDemand()) return;
     items_.updateQuietly([&](CrumbItemList& items) {
         std::erase_if(items, [&](const auto& item) { return ids.contains(item->id); });
     });
 }
 
 void MemoryList::insert(CrumbItemList inserted) {
-    if (inserted.empty()) return;
+    if (inserted.empty() || isReadOnDemand()) return;
     std::sort(inserted.begin(), inserted.end(), pointsToNewer);
     items_.updateQuietly([&](CrumbItemList& items) {
         const auto middle = static_cast<std::ptrdiff_t>(items.size());
@@ -99,7 +124,7 @@ void MemoryList::insert(CrumbItemList inserted) {
 
 void MemoryList::replaceQuietly(CrumbItemPointer changed) {
     CrumbItemPointer& known = byID_[changed->id];
-    quietlyReplaced_.emplace(changed->id, known);
+    if (known) quietlyReplaced_.emplace(changed->id, known);
     replaceInPlace(changed);
     known = std::move(changed);
 }

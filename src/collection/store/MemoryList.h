@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <span>
 #include <unordered_map>
 #include <unordered_set>
@@ -40,22 +41,35 @@ struct MemoryListChange {
     }
 };
 
+/// Reads one record; null when there is none.
+using ReadRecord = std::function<CrumbItemPointer(const Uuid&)>;
+
 /// The library's records, newest first (equal times: by id), each id once. Lookup by id takes
 /// constant time; a change of one record moves no other. Main thread.
+///
+/// A list that reads on demand holds only what was looked up or added. It answers `find` and tells
+/// changes of what it holds; it is never taken for a list of all.
 class MemoryList {
   public:
-    /// Each change is announced once.
-    const Published<CrumbItemList>& all() const { return items_; }
+    /// Each change is announced once. Throws std::logic_error while records are read on demand.
+    const Published<CrumbItemList>& all() const;
     /// Each change, announced when the list holds it, and before the list itself is; empty between
     /// two changes. Whoever hears of one must not make another.
     const Published<MemoryListChange>& changes() const { return changes_; }
-    std::size_t size() const { return items_->size(); }
+    std::size_t size() const { return all()->size(); }
+    bool isReadOnDemand() const { return read_ != nullptr; }
 
-    /// Null when there is none.
+    /// Null when there is none. Throws what the reading throws.
     CrumbItemPointer find(const Uuid& id) const;
 
     /// Begins with these.
     void load(PreparedMemories prepared);
+    /// Holds nothing, and reads each record when it is first looked up.
+    void readOnDemand(ReadRecord read);
+    /// These were read elsewhere: `find` gives them, and each is replaced by what it gives already.
+    void takeRead(CrumbItemList& read);
+    /// What was read on demand has changed: it is read anew when it is next looked up.
+    void forgetRead();
     /// Adds records with new ids; a record whose id is already there replaces that one. One pass
     /// over the list however many there are.
     void add(std::span<const CrumbItemPointer> added);
@@ -78,7 +92,8 @@ class MemoryList {
 
     Published<CrumbItemList> items_;
     Published<MemoryListChange> changes_;
-    std::unordered_map<Uuid, CrumbItemPointer> byID_;
+    ReadRecord read_;                                          ///< none when all are loaded
+    mutable std::unordered_map<Uuid, CrumbItemPointer> byID_;  ///< all, or those that were read
     /// What stands in place of these is not announced yet.
     std::unordered_map<Uuid, CrumbItemPointer> quietlyReplaced_;
 };

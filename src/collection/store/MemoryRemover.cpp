@@ -187,7 +187,9 @@ void MemoryRemover::prepare() {
     }
     Task::run(
         contents_.platform.filesQueue, contents_.platform.mainQueue, guard_,
-        [all = writer_.all(), removed = running_->memories, recorded, layout = contents_.layout] {
+        [readAll = writer_.allReader(), removed = running_->memories, recorded,
+         layout = contents_.layout] {
+            const CrumbItemList all = readAll();
             Findings found;
             found.originals = originalsUsedOnlyBy(all, removed, layout);
             for (const auto& record : derivedFromSecure(all, removed)) {
@@ -300,6 +302,7 @@ void MemoryRemover::forgetRemoved() {
         contents_.groups.update([&](auto& groups) {
             std::erase_if(groups, [&](const CrumbGroup& each) { return each.id == group; });
         });
+        if (contents_.memories.isReadOnDemand()) return contents_.memories.forgetRead();
         CrumbItemList ungrouped;
         for (const auto& item : writer_.all()) {
             if (item->groupID == group) ungrouped.push_back(inGroup(*item, std::nullopt));
@@ -316,11 +319,13 @@ void MemoryRemover::forgetMemories() {
         contents_.memories.clear();
         contents_.groups.set({});
         contents_.richTextByID.set({});
-        contents_.retrieval->clear();
+        if (contents_.retrieval) contents_.retrieval->clear();
         events_.libraryCleared();
     } else {
         contents_.memories.remove(removed);
-        for (const Uuid& id : removed) contents_.retrieval->remove(id);
+        if (contents_.retrieval) {
+            for (const Uuid& id : removed) contents_.retrieval->remove(id);
+        }
         contents_.richTextByID.update([&](RichTexts& bodies) {
             std::erase_if(bodies, [&](const auto& entry) { return removed.contains(entry.first); });
         });

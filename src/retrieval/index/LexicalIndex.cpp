@@ -1,12 +1,14 @@
 #include "retrieval/index/LexicalIndex.h"
 
 #include <algorithm>
+#include <deque>
 #include <future>
 #include <numeric>
-#include <optional>
+#include <thread>
 #include <utility>
 
-#include "retrieval/text/TextNormalizer.h"
+#include "retrieval/index/RecordStream.h"
+#include "retrieval/index/TokenBatch.h"
 
 namespace nookery {
 namespace {
@@ -21,68 +23,35 @@ constexpr std::size_t memoriesAtATime = 8;
 /// How many memories `putAll` reads at a time.
 constexpr std::size_t batchSize = 1024;
 
+/// Where postings are derived as needed, all are once this many passes over the memories were
+/// made: that many cost about as much.
+constexpr std::size_t mostPasses = 12;
+
 /// The average length while the index is empty.
 constexpr double assumedAverageLength = 30;
 
-/// The lines of SearchRecord::combined between the contents and the tags.
-constexpr std::size_t detailLineCount = 4;
-
-/// Writes a search record as a token stream.
-class RecordWriter {
-  public:
-    RecordWriter(Vocabulary& vocabulary, TokenStreamWriter& writer)
-        : vocabulary_(vocabulary), writer_(writer) {}
-
-    void write(const SearchRecord& record) {
-        addSection(Section::title, record.title);
-        addSection(Section::note, record.note);
-        addSection(Section::contents, record.searchable);
-        rest_ = record.combined;
-        addOtherForm(Section::titleAllScripts, record.title);
-        addOtherForm(Section::noteAllScripts, record.note);
-        addOtherForm(Section::contentsAllScripts, record.searchable);
-        addLines(Section::details, detailLineCount + record.tags.size());
-        addLines(Section::people, record.people.size());
-    }
-
-  private:
-    std::string_view nextLine() {
-        const std::size_t end = std::min(rest_.find('\n'), rest_.size());
-        const std::string_view line = rest_.substr(0, end);
-        rest_.remove_prefix(std::min(end + 1, rest_.size()));
-        return line;
-    }
-
-    void addTokens(std::string_view form) {
-        forEachToken(form, [&](std::string_view token) { writer_.add(vocabulary_.intern(token)); });
-    }
-
-    void addSection(Section section, std::string_view form) {
-        if (form.empty()) return;
-        writer_.begin(section);
-        addTokens(form);
-    }
-
-    void addOtherForm(Section section, std::string_view normal) {
-        const std::string_view line = nextLine();
-        if (line != normal) addSection(section, line);
-    }
-
-    void addLines(Section section, std::size_t count) {
-        bool begun = false;
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::string_view line = nextLine();
-            if (line.empty()) continue;
-            writer_.begin(begun ? Section::lineBreak : section);
-            begun = true;
-            addTokens(line);
+/// Copies a stream with other numbers in place of its tokens', and its end.
+template <typename NumberFor>
+void copyStream(TokenStream stream, TokenStreamWriter& writer, NumberFor numberFor) {
+    for (Section section = Section::lineBreak; stream.next(); section = stream.section()) {
+        if (stream.atToken()) {
+            writer.add(numberFor(stream.section(), stream.token()));
+        } else {
+            writer.begin(stream.section() == section ? Section::lineBreak : stream.section());
         }
     }
+}
 
-    Vocabulary& vocabulary_;
-    TokenStreamWriter& writer_;
-    std::string_view rest_;
-};
+/// The places of the items. Among equal scores the newest are shown, and they are then found in
+/// the first blocks.
+std::vector<std::size_t> newestFirst(std::span<const CrumbItemPointer> items) {
+    std::vector<std::size_t> order(items.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        return items[a]->createdAt > items[b]->createdAt;
+    });
+    return order;
+}
 
 const MemoryAttributes noAttributes;
 
@@ -129,6 +98,7 @@ LexicalIndex::LexicalIndex(const RankingWeights& weights)
 
 void LexicalIndex::put(const CrumbItemPointer& item, const MemoryAttributes& attributes) {
     ++version_;
+    if (partly_) derivePostings();
     bury(item->id);
     writeSearchRecord(*item, attributes, record_);
     add(item, record_);
@@ -143,40 +113,69 @@ void LexicalIndex::add(const CrumbItemPointer& item, const SearchRecord& record)
 }
 
 void LexicalIndex::putAll(std::span<const CrumbItemPointer> items,
-                          std::span<const MemoryAttributes> attributes) {
+                          std::span<const MemoryAttributes> attributes, Deriving deriving) {
     ++version_;
     derivation_.reset();
     successor_.reset();
     items_.reserve(items_.size() + items.size());
     ordinals_.reserve(ordinals_.size() + items.size());
-    // Newest first: among equal scores the newest are shown, and they are then found in the first
-    // blocks.
-    std::vector<std::size_t> order(items.size());
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-        return items[a]->createdAt > items[b]->createdAt;
-    });
-    // While this thread indexes one batch, another reads the texts of the next.
-    const auto recordsFrom = [&](std::size_t begin) {
-        std::vector<SearchRecord> records(std::min(batchSize, order.size() - begin));
-        for (std::size_t i = 0; i < records.size(); ++i) {
-            const std::size_t place = order[begin + i];
+    const std::vector<std::size_t> order = newestFirst(items);
+    const auto batchFrom = [&](std::size_t begin) {
+        TokenBatch batch(meanings_);
+        SearchRecord record;
+        const std::size_t end = std::min(begin + batchSize, order.size());
+        for (const std::size_t place : std::span(order).subspan(begin, end - begin)) {
             writeSearchRecord(*items[place], attributes.empty() ? noAttributes : attributes[place],
-                              records[i]);
+                              record);
+            batch.add(record);
         }
-        return records;
+        return batch;
     };
-    std::future<std::vector<SearchRecord>> next = std::async(recordsFrom, 0);
-    for (std::size_t begin = 0; begin < order.size(); begin += batchSize) {
-        const std::vector<SearchRecord> records = next.get();
-        if (begin + batchSize < order.size()) next = std::async(recordsFrom, begin + batchSize);
-        for (std::size_t i = 0; i < records.size(); ++i) {
-            const CrumbItemPointer& item = items[order[begin + i]];
-            if (const auto old = ordinalOf(item->id)) tombstone(*old);
-            append(item, records[i]);
+    // While this thread takes up one batch, others make the next ones.
+    std::deque<std::future<TokenBatch>> next;
+    std::size_t begun = 0;
+    const std::size_t mostAhead = std::clamp(std::thread::hardware_concurrency(), 1U, 8U);
+    for (std::size_t done = 0; done < order.size(); done += batchSize) {
+        for (; begun < order.size() && next.size() < mostAhead; begun += batchSize) {
+            next.push_back(std::async(std::launch::async, batchFrom, begun));
         }
+        const TokenBatch batch = next.front().get();
+        next.pop_front();
+        CrumbItemList batchItems;
+        for (const std::size_t place : std::span(order).subspan(done, batch.size())) {
+            batchItems.push_back(items[place]);
+        }
+        takeUp(batch, batchItems);
     }
-    derivePostings();
+    averageLength_ = currentAverageLength();
+    mainOrdinalCount_ = items_.size();
+    partly_.reset();
+    postings_ = {};
+    if (deriving == Deriving::asNeeded) {
+        partly_.emplace();
+    } else {
+        derivePostings();
+    }
+}
+
+void LexicalIndex::takeUp(const TokenBatch& batch, std::span<const CrumbItemPointer> items) {
+    std::vector<TokenId> numbers(batch.tokens().size());
+    for (TokenId token = 0; token < numbers.size(); ++token) {
+        numbers[token] = vocabulary_.intern(batch.tokens().text(token));
+    }
+    documentFrequencies_.resize(vocabulary_.size());
+    for (TokenId token = 0; token < numbers.size(); ++token) {
+        documentFrequencies_[numbers[token]] += batch.documentFrequencies()[token];
+    }
+    totalLength_ += batch.totalLength();
+    TokenStreamWriter writer;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        if (const auto old = ordinalOf(items[i]->id)) tombstone(*old);
+        writer.clear();
+        copyStream(batch.stream(i), writer, [&](Section, TokenId token) { return numbers[token]; });
+        finishStream(writer, batch.tags(i));
+        addItem(items[i]);
+    }
 }
 
 void LexicalIndex::remove(const Uuid& id) {
@@ -204,19 +203,24 @@ std::optional<Ordinal> LexicalIndex::ordinalOf(const Uuid& id) const {
 Ordinal LexicalIndex::append(const CrumbItemPointer& item, const SearchRecord& record) {
     const auto ordinal = static_cast<Ordinal>(items_.size());
     TokenStreamWriter writer;
-    RecordWriter(vocabulary_, writer).write(record);
-    if (!record.tags.empty()) writer.begin(Section::tags);
-    for (const std::string& name : record.tags) {
+    RecordStream(vocabulary_, writer).write(record);
+    finishStream(writer, record.tags);
+    addItem(item);
+    addToDocumentFrequencies(ordinal);
+    return ordinal;
+}
+
+/// Adds the tags and the end to the stream of the next ordinal.
+void LexicalIndex::finishStream(TokenStreamWriter& writer, const std::set<std::string>& tags) {
+    if (!tags.empty()) writer.begin(Section::tags);
+    for (const std::string& name : tags) {
         const std::uint32_t number = tagNumber(name);
         writer.add(number);
-        tags_[number].ordinals.push_back(ordinal);
+        tags_[number].ordinals.push_back(static_cast<Ordinal>(items_.size()));
         ++tags_[number].aliveCount;
     }
     writer.begin(Section::end);
     streams_.append(writer.bytes());
-    addItem(item);
-    addToDocumentFrequencies(ordinal);
-    return ordinal;
 }
 
 void LexicalIndex::addItem(const CrumbItemPointer& item) {
@@ -312,19 +316,13 @@ void LexicalIndex::advanceSuccessor() {
 void LexicalIndex::copyFrom(const LexicalIndex& other, Ordinal ordinal) {
     const auto ownOrdinal = static_cast<Ordinal>(items_.size());
     TokenStreamWriter writer;
-    TokenStream stream = other.streams_.at(ordinal);
-    for (Section section = Section::lineBreak; stream.next(); section = stream.section()) {
-        if (!stream.atToken()) {
-            writer.begin(stream.section() == section ? Section::lineBreak : stream.section());
-        } else if (stream.section() == Section::tags) {
-            const std::uint32_t number = tagNumber(other.tags_[stream.token()].name);
-            writer.add(number);
-            tags_[number].ordinals.push_back(ownOrdinal);
-            ++tags_[number].aliveCount;
-        } else {
-            writer.add(vocabulary_.intern(other.tokenText(stream.token())));
-        }
-    }
+    copyStream(other.streams_.at(ordinal), writer, [&](Section section, TokenId token) {
+        if (section != Section::tags) return vocabulary_.intern(other.tokenText(token));
+        const std::uint32_t number = tagNumber(other.tags_[token].name);
+        tags_[number].ordinals.push_back(ownOrdinal);
+        ++tags_[number].aliveCount;
+        return number;
+    });
     writer.begin(Section::end);
     streams_.append(writer.bytes());
     addItem(other.items_[ordinal]);
@@ -336,8 +334,8 @@ double LexicalIndex::currentAverageLength() const {
     return static_cast<double>(totalLength_) / static_cast<double>(ordinals_.size());
 }
 
-void LexicalIndex::derivePostings() {
-    averageLength_ = currentAverageLength();
+void LexicalIndex::derivePostings() const {
+    partly_.reset();
     postings_.reserve(documentFrequencies_);
     const auto end = static_cast<Ordinal>(items_.size());
     const Ordinal middle = end / 2;
@@ -354,7 +352,58 @@ void LexicalIndex::derivePostings() {
         if (isAlive(ordinal)) placePostings(ordinal, termFrequencies_, averageLength_, filler);
     }
     back.get();
-    mainOrdinalCount_ = end;
+}
+
+const Postings& LexicalIndex::postingsOf(std::span<const TokenId> tokens) const {
+    if (!partly_) return postings_;
+    std::vector<bool> wanted(vocabulary_.size());
+    bool someAreWanted = false;
+    for (const TokenId token : tokens) {
+        if (documentFrequencies_[token] == 0 || !partly_->derived.insert(token).second) continue;
+        wanted[token] = true;
+        someAreWanted = true;
+    }
+    if (!someAreWanted) return postings_;
+    if (++partly_->passCount > mostPasses) {
+        derivePostings();
+        return postings_;
+    }
+    const auto end = static_cast<Ordinal>(items_.size());
+    const Ordinal middle = end / 2;
+    auto back = std::async([&] {
+        TermFrequencies frequencies(meanings_);
+        return findPostings(wanted, middle, end, frequencies);
+    });
+    for (const auto& [token, ordinal, mark] : findPostings(wanted, 0, middle, termFrequencies_)) {
+        postings_.append(token, ordinal, mark);
+    }
+    for (const auto& [token, ordinal, mark] : back.get()) postings_.append(token, ordinal, mark);
+    return postings_;
+}
+
+bool LexicalIndex::holdsAny(Ordinal ordinal, const std::vector<bool>& tokens) const {
+    TokenStream stream = streams_.at(ordinal);
+    while (stream.next() && stream.section() != Section::tags) {
+        if (stream.atToken() && tokens[stream.token()]) return true;
+    }
+    return false;
+}
+
+std::vector<LexicalIndex::Posting> LexicalIndex::findPostings(const std::vector<bool>& wanted,
+                                                              Ordinal begin, Ordinal end,
+                                                              TermFrequencies& frequencies) const {
+    std::vector<Posting> found;
+    for (Ordinal ordinal = begin; ordinal < end; ++ordinal) {
+        if (!isAlive(ordinal) || !holdsAny(ordinal, wanted)) continue;
+        frequencies.count(streams_.at(ordinal), vocabulary_.size());
+        for (const auto& entry : frequencies.entries()) {
+            if (!wanted[entry.token]) continue;
+            const std::uint8_t impact = impactOf(weights_, entry.mask, entry.weightedFrequency,
+                                                 frequencies.length(), averageLength_);
+            found.push_back({entry.token, ordinal, {entry.mask, impact}});
+        }
+    }
+    return found;
 }
 
 void LexicalIndex::placePostings(Ordinal ordinal, TermFrequencies& frequencies,

@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "records/CrumbItem.h"
@@ -21,6 +23,16 @@
 
 namespace nookery {
 
+class TokenBatch;
+
+/// When the postings of a library that is put into the index are derived.
+enum class Deriving {
+    atOnce,
+    /// Those of a token when somebody asks for them, in a pass over all memories: faster for a few
+    /// searches. All are after a dozen passes, or when a memory comes in.
+    asNeeded,
+};
+
 /// The index of the library: which memories hold which token, where, and how strongly.
 ///
 /// Memories get ordinals, counted up from 0. A changed memory gets a new ordinal; its old one is
@@ -32,7 +44,7 @@ namespace nookery {
 /// the postings again or dropping the dead ones, is done beside the index in use, a few memories
 /// with each memory that comes in, and takes its place when it is complete.
 ///
-/// Main thread. `putAll` uses a second thread inside.
+/// Main thread. `putAll` and `postingsOf` use further threads inside.
 class LexicalIndex {
   public:
     explicit LexicalIndex(const RankingWeights& weights = {});
@@ -46,7 +58,7 @@ class LexicalIndex {
     void put(const CrumbItemPointer& item, const MemoryAttributes& attributes);
     /// `attributes` has one entry for each item, or none at all.
     void putAll(std::span<const CrumbItemPointer> items,
-                std::span<const MemoryAttributes> attributes);
+                std::span<const MemoryAttributes> attributes, Deriving deriving = Deriving::atOnce);
     void remove(const Uuid& id);
     void clear();
 
@@ -84,7 +96,10 @@ class LexicalIndex {
     std::string_view tokenText(TokenId token) const { return vocabulary_.text(token); }
     /// How many memories hold a token.
     std::uint32_t documentFrequency(TokenId token) const { return documentFrequencies_[token]; }
-    const Postings& postings() const { return postings_; }
+    /// Postings that are complete for these tokens, until the next change or call.
+    const Postings& postingsOf(std::span<const TokenId> tokens) const;
+    /// Whether it costs a pass over all memories to ask for postings.
+    bool derivesAsNeeded() const { return partly_.has_value(); }
 
     std::vector<std::string> tagsOf(Ordinal ordinal) const;
     /// The memories with a tag (in comparable form), ascending, dead ones among them. Null when
@@ -103,11 +118,24 @@ class LexicalIndex {
     /// Postings of all memories, on their way.
     class Derivation;
 
+    struct Posting {
+        TokenId token;
+        Ordinal ordinal;
+        PostingMark mark;
+    };
+    /// What is derived while postings are derived as needed.
+    struct PartlyDerived {
+        std::unordered_set<TokenId> derived;
+        std::size_t passCount = 0;
+    };
+
     // Both in the successor too.
     void add(const CrumbItemPointer& item, const SearchRecord& record);
     void bury(const Uuid& id);
 
     Ordinal append(const CrumbItemPointer& item, const SearchRecord& record);
+    void takeUp(const TokenBatch& batch, std::span<const CrumbItemPointer> items);
+    void finishStream(TokenStreamWriter& writer, const std::set<std::string>& tags);
     void addItem(const CrumbItemPointer& item);
     void addToDocumentFrequencies(Ordinal ordinal);
     void appendPostings(Ordinal ordinal, double averageLength, Postings& postings) const;
@@ -117,7 +145,10 @@ class LexicalIndex {
     void advanceSuccessor();
     void copyFrom(const LexicalIndex& other, Ordinal ordinal);
     double currentAverageLength() const;
-    void derivePostings();
+    void derivePostings() const;
+    bool holdsAny(Ordinal ordinal, const std::vector<bool>& tokens) const;
+    std::vector<Posting> findPostings(const std::vector<bool>& wanted, Ordinal begin, Ordinal end,
+                                      TermFrequencies& frequencies) const;
     void placePostings(Ordinal ordinal, TermFrequencies& frequencies, double averageLength,
                        Postings::Filler& filler) const;
     std::uint32_t tagNumber(const std::string& name);
@@ -132,7 +163,8 @@ class LexicalIndex {
     std::vector<Timestamp> newestDates_;              // by block of a ScoreAccumulator
     std::unordered_map<Uuid, Ordinal> ordinals_;
     TokenStreams streams_;
-    Postings postings_;
+    mutable Postings postings_;
+    mutable std::optional<PartlyDerived> partly_;  ///< none when all postings are derived
     mutable TermFrequencies termFrequencies_;
     std::vector<Tag> tags_;
     std::unordered_map<std::string, std::uint32_t> tagNumbers_;

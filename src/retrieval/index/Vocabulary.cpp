@@ -1,7 +1,6 @@
 #include "retrieval/index/Vocabulary.h"
 
 #include <algorithm>
-#include <functional>
 #include <utility>
 
 #include "foundation/Text.h"
@@ -52,10 +51,6 @@ std::u32string lettersOf(std::string_view text) {
     return letters;
 }
 
-std::uint32_t hashOf(std::string_view text) {
-    return static_cast<std::uint32_t>(std::hash<std::string_view>{}(text));
-}
-
 template <typename Letter>
 bool differByOneEdit(std::basic_string_view<Letter> shorter,
                      std::basic_string_view<Letter> longer) {
@@ -83,54 +78,22 @@ bool beginsOneEditAway(std::basic_string_view<Letter> word, std::basic_string_vi
 
 }  // namespace
 
-Vocabulary::Vocabulary()
-    : starts_{0}, slots_(1024), asciiGrams_(alphabetSize * alphabetSize * alphabetSize) {}
+Vocabulary::Vocabulary() : asciiGrams_(alphabetSize * alphabetSize * alphabetSize) {}
 
 std::uint32_t Vocabulary::stemKeyOf(std::string_view word) {
     const bool stems = word.size() >= 3 && std::all_of(word.begin(), word.end(), [](char letter) {
                            return letter >= 'a' && letter <= 'z';
                        });
-    return stems ? std::max(1U, hashOf(englishStem(word))) : 0;
-}
-
-std::size_t Vocabulary::slotOf(std::string_view token, std::uint32_t hash) const {
-    const std::size_t mask = slots_.size() - 1;
-    std::size_t slot = hash & mask;
-    while (slots_[slot].entry != 0 &&
-           (slots_[slot].hash != hash || text(slots_[slot].entry - 1) != token)) {
-        slot = (slot + 1) & mask;
-    }
-    return slot;
-}
-
-void Vocabulary::growSlots() {
-    const std::vector<Slot> old(std::exchange(slots_, std::vector<Slot>(slots_.size() * 2)));
-    const std::size_t mask = slots_.size() - 1;
-    for (const Slot& moved : old) {
-        if (moved.entry == 0) continue;
-        std::size_t slot = moved.hash & mask;
-        while (slots_[slot].entry != 0) slot = (slot + 1) & mask;
-        slots_[slot] = moved;
-    }
+    return stems ? std::max(1U, tokenHash(englishStem(word))) : 0;
 }
 
 TokenId Vocabulary::intern(std::string_view token) {
-    const std::uint32_t hash = hashOf(token);
-    Slot& slot = slots_[slotOf(token, hash)];
-    if (slot.entry != 0) return slot.entry - 1;
-    const auto id = static_cast<TokenId>(size());
-    slot = {hash, id + 1};
-    text_ += token;
-    starts_.push_back(static_cast<std::uint32_t>(text_.size()));
-    stemKeys_.push_back(stemKeyOf(token));
-    addGrams(id);
-    if (size() * 10 > slots_.size() * 7) growSlots();
+    const TokenId id = tokens_.intern(token);
+    if (id == stemKeys_.size()) {
+        stemKeys_.push_back(stemKeyOf(token));
+        addGrams(id);
+    }
     return id;
-}
-
-std::optional<TokenId> Vocabulary::find(std::string_view token) const {
-    const std::uint32_t entry = slots_[slotOf(token, hashOf(token))].entry;
-    return entry == 0 ? std::nullopt : std::optional<TokenId>(entry - 1);
 }
 
 void Vocabulary::addGrams(TokenId token) {
@@ -255,8 +218,7 @@ std::vector<TokenId> Vocabulary::prefixOneEditAway(std::string_view word) const 
 }
 
 std::size_t Vocabulary::byteCount() const {
-    std::size_t bytes = text_.capacity() + 4 * (starts_.capacity() + stemKeys_.capacity());
-    bytes += slots_.capacity() * sizeof(Slot);
+    std::size_t bytes = tokens_.byteCount() + sizeof(std::uint32_t) * stemKeys_.capacity();
     bytes += asciiGrams_.capacity() * sizeof(TokenList);
     for (const TokenList& list : asciiGrams_) bytes += list.capacity() * sizeof(TokenId);
     for (const auto& [key, list] : otherGrams_) {

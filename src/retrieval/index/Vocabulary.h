@@ -9,10 +9,9 @@
 #include <unordered_map>
 #include <vector>
 
-namespace nookery {
+#include "retrieval/index/TokenTable.h"
 
-/// The number of a distinct token, in the order of first appearance.
-using TokenId = std::uint32_t;
+namespace nookery {
 
 /// The distinct tokens of the library, with a trigram index that finds them by any part.
 ///
@@ -26,11 +25,9 @@ class Vocabulary {
 
     /// The token's number, a new one when the token is new.
     TokenId intern(std::string_view token);
-    std::optional<TokenId> find(std::string_view token) const;
-    std::string_view text(TokenId token) const {
-        return std::string_view(text_).substr(starts_[token], starts_[token + 1] - starts_[token]);
-    }
-    std::size_t size() const { return starts_.size() - 1; }
+    std::optional<TokenId> find(std::string_view token) const { return tokens_.find(token); }
+    std::string_view text(TokenId token) const { return tokens_.text(token); }
+    std::size_t size() const { return tokens_.size(); }
 
     /// A hash of the word's English stem, the same for all forms of a word; 0 for a word that is
     /// not stemmed.
@@ -58,22 +55,12 @@ class Vocabulary {
   private:
     using TokenList = std::vector<TokenId>;
 
-    /// A slot of the hash table. Comparing hashes first saves most comparisons of texts.
-    struct Slot {
-        std::uint32_t hash = 0;
-        std::uint32_t entry = 0;  ///< token + 1, 0 = free
-    };
-
-    std::size_t slotOf(std::string_view token, std::uint32_t hash) const;
-    void growSlots();
     void addGrams(TokenId token);
     void addGram(const std::array<char32_t, 3>& gram, TokenId token);
     const TokenList& tokensWith(const std::array<char32_t, 3>& gram) const;
     const TokenList& shortestList(const std::u32string& bounded) const;
 
-    std::string text_;                   // the texts of all tokens, one after another
-    std::vector<std::uint32_t> starts_;  // by token, and at last the end of `text_`
-    std::vector<Slot> slots_;
+    TokenTable tokens_;
     std::vector<std::uint32_t> stemKeys_;
     std::vector<TokenList> asciiGrams_;  // by `asciiGramPlace`
     std::unordered_map<std::uint64_t, TokenList> otherGrams_;

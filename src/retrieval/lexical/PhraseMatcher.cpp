@@ -38,11 +38,10 @@ class OrdinalSet {
 
 OrdinalSet memoriesWith(const LexicalIndex& index, const std::vector<TokenId>& tokens) {
     OrdinalSet memories(index.ordinalCount());
+    const Postings& postings = index.postingsOf(tokens);
     for (const TokenId token : tokens) {
-        for (const Ordinal ordinal : index.postings().mainList(token).ordinals)
-            memories.add(ordinal);
-        for (const Ordinal ordinal : index.postings().auxiliaryList(token).ordinals)
-            memories.add(ordinal);
+        for (const Ordinal ordinal : postings.mainList(token).ordinals) memories.add(ordinal);
+        for (const Ordinal ordinal : postings.auxiliaryList(token).ordinals) memories.add(ordinal);
     }
     return memories;
 }

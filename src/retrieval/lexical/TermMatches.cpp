@@ -83,6 +83,7 @@ class TermMatcher {
         if (!term_.normal.empty()) findForm(term_.normal, false);
         if (!term_.allScripts.empty()) findForm(term_.allScripts, !term_.normal.empty());
         countMemories();
+        if (index_.derivesAsNeeded()) deriveAtOnce();
         if (foundCount() > 0) {
             useMatches();
         } else {
@@ -158,6 +159,17 @@ class TermMatcher {
                 counts_[static_cast<std::size_t>(hit.found.kind)] += 1;
             }
         }
+    }
+
+    /// The postings of all that was found, in one pass.
+    void deriveAtOnce() const {
+        std::vector<TokenId> all = foundCount() > 0 ? otherForms() : corrections();
+        for (const FormMatches& form : forms_) {
+            for (const auto& tokens : form.tokens) {
+                all.insert(all.end(), tokens.begin(), tokens.end());
+            }
+        }
+        static_cast<void>(index_.postingsOf(all));
     }
 
     double rarity(double memoryCount) const {
@@ -296,9 +308,10 @@ class TermMatcher {
                 use(list.ordinals[i], list.marks[i]);
             }
         };
+        const Postings& postings = index_.postingsOf(tokens);
         for (const TokenId token : tokens) {
-            useAll(index_.postings().mainList(token));
-            useAll(index_.postings().auxiliaryList(token));
+            useAll(postings.mainList(token));
+            useAll(postings.auxiliaryList(token));
         }
     }
 

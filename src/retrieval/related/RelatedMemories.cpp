@@ -35,9 +35,14 @@ class SharedTokens {
     explicit SharedTokens(const LexicalIndex& index)
         : index_(index), rarity_(index.ordinalCount()), count_(index.ordinalCount()) {}
 
-    void add(TokenId token, float rarity) {
-        addAll(index_.postings().mainList(token).ordinals, rarity);
-        addAll(index_.postings().auxiliaryList(token).ordinals, rarity);
+    void add(std::span<const AssociationToken> tokens) {
+        std::vector<TokenId> numbers;
+        for (const AssociationToken& each : tokens) numbers.push_back(each.token);
+        const Postings& postings = index_.postingsOf(numbers);
+        for (const AssociationToken& each : tokens) {
+            addAll(postings.mainList(each.token).ordinals, each.rarity);
+            addAll(postings.auxiliaryList(each.token).ordinals, each.rarity);
+        }
     }
 
     /// The memories alive that share at least one token, each once.
@@ -174,7 +179,9 @@ void addNearDuplicates(const LexicalIndex& index, Ordinal self, Strengths& stren
     if (!contents.takesPart()) return;
     SharedTokens shared(index);
     const auto filter = contents.filterTokens();
-    for (const TokenId token : filter.tokens) shared.add(token, 1);
+    std::vector<AssociationToken> tokens;
+    for (const TokenId token : filter.tokens) tokens.push_back({token, 1});
+    shared.add(tokens);
     for (const Ordinal other : shared.holders()) {
         if (other == self || shared.count(other) < filter.leastShared) continue;
         const double similarity = contents.similarityTo(other);
@@ -185,7 +192,7 @@ void addNearDuplicates(const LexicalIndex& index, Ordinal self, Strengths& stren
 void addAssociated(const LexicalIndex& index, Ordinal self, Strengths& strengths) {
     const auto tokens = associationTokens(index, self);
     SharedTokens shared(index);
-    for (const AssociationToken& token : tokens) shared.add(token.token, token.rarity);
+    shared.add(tokens);
     std::vector<Ordinal> partners;
     for (const Ordinal other : shared.holders()) {
         if (other != self && shared.count(other) >= fewestSharedWords) partners.push_back(other);

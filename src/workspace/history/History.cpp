@@ -103,7 +103,7 @@ void History::settle(std::int64_t number, Step step) {
 /// one transaction, so one value that has arrived stands for all of it.
 bool History::wasMade(Step& step) const {
     const auto isThere = [this](const Uuid& id) { return parts_.store.item(id) != nullptr; };
-    if (step.clearsLibrary) return parts_.store.items()->empty();
+    if (step.clearsLibrary) return parts_.store.queries().count() == 0;
     if (step.membership == Membership::added) {
         std::erase_if(step.memories, [&](const Uuid& id) { return !isThere(id); });
         return !step.memories.empty();

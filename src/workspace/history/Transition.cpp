@@ -157,12 +157,11 @@ void Transition::planValue(const ValueStore& values, Change& change, const Json&
 }
 
 void Transition::planGroup(const Change& change) {
-    const auto& all = *parts_.store.items();
-    const auto members = std::count_if(all.begin(), all.end(), [&](const auto& item) {
-        return item->groupID && item->groupID->toString() == change.id &&
-               std::none_of(step_->changes.begin(), step_->changes.end(), [&](const auto& each) {
-                   return each.field == groupField && each.id == item->id.toString();
-               });
+    const auto all = parts_.store.queries().membersOf(Uuid::parse(change.id).value_or(Uuid()));
+    const auto members = std::count_if(all.begin(), all.end(), [&](const Uuid& id) {
+        return std::none_of(step_->changes.begin(), step_->changes.end(), [&](const auto& each) {
+            return each.field == groupField && each.id == id.toString();
+        });
     });
     if (members == 0) return;
     preview_.lost.push_back(

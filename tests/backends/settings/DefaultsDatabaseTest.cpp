@@ -79,12 +79,18 @@ TEST_F(DefaultsDatabaseTest, EntriesAndWholeValueAgreeBothWays) {
         << "what is only carried stays as it is";
     const std::vector<DefaultsEntry> all{{"a\"", "\"ä\""}, {"b", "[2.5]"}, {"c", "{}"}};
     EXPECT_EQ(defaults->entries("map"), all);
+    const Names some{"c", "a\"", "gone"};
+    const std::vector<DefaultsEntry> named{all.front(), all.back()};
+    EXPECT_EQ(defaults->entries("map", some), named) << "of a value that lies in one piece";
     defaults->changeEntries({{"map", {{"b", std::nullopt}, {"none", std::nullopt}, {"d", " 1 "}}},
                              {"new", {{"x", "[]"}}}});
     for (const auto& each : {open(), open()}) {
         EXPECT_EQ(each->get("map"), "{\"a\\\"\":\"ä\",\"c\":{},\"d\":1}");
         EXPECT_EQ(each->entries("map"),
                   (std::vector<DefaultsEntry>{{"a\"", "\"ä\""}, {"c", "{}"}, {"d", "1"}}));
+        EXPECT_EQ(each->entries("map", some), named);
+        EXPECT_TRUE(each->entries("new", some).empty());
+        EXPECT_TRUE(each->entries("none", some).empty());
         EXPECT_EQ(each->get("new"), R"({"x":[]})");
     }
     defaults->changeEntries({{"new", {{"x", std::nullopt}}}});
@@ -103,6 +109,7 @@ TEST_F(DefaultsDatabaseTest, AValueThatIsNoObjectHasNoEntriesAndNothingChanges) 
     for (const std::string& value : {std::string("{\"broken\""), std::string("[1]"), bytes}) {
         defaults->set("key", value);
         EXPECT_THROW(defaults->entries("key"), NoEntriesError);
+        EXPECT_THROW(defaults->entries("key", {"x"}), NoEntriesError);
         EXPECT_THROW(defaults->changeEntries({{"aaa", {{"new", "1"}}}, {"key", {{"x", "1"}}}}),
                      NoEntriesError);
         EXPECT_EQ(open()->get("key"), value);

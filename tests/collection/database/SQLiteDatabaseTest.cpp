@@ -101,9 +101,11 @@ TEST_F(SQLiteDatabaseTest, SavingAgainKeepsTheTimeOfCaptureAndTheColumnsOfOtherS
     });
     EXPECT_EQ(seen, vector);
     EXPECT_EQ(scalar("SELECT length(embedding_blob) FROM crumbs;"), "24");
-    EXPECT_TRUE(database.itemsEmbeddedBy("model-1").contains(item.id));
-    EXPECT_TRUE(database.itemsEmbeddedBy("model-2").empty());
-    EXPECT_EQ(database.loadRichTexts().at(item.id).size(), rtf.size());
+    const LoadedItems whole = database.loadItemsWithBodies("model-1");
+    EXPECT_EQ(whole.items.at(0)->title, "Second");
+    EXPECT_TRUE(whole.embedded.contains(item.id));
+    EXPECT_EQ(whole.richTexts.at(item.id).size(), rtf.size());
+    EXPECT_TRUE(database.loadItemsWithBodies("model-2").embedded.empty());
 }
 
 TEST_F(SQLiteDatabaseTest, RowsThatAreNoMemoriesAreLeftOutAndStay) {

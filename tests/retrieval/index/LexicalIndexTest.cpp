@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <numeric>
 #include <random>
 
 #include "foundation/Text.h"
@@ -200,6 +201,64 @@ TEST(LexicalIndex, AgreesWithReadingEveryRecordAfterThousandsOfChanges) {
             expectSameRanking(index, fresh, text);
             if (HasFatalFailure()) return;
         }
+    }
+}
+
+/// Equal to the last bit.
+void expectSameAnswer(const LexicalIndex& index, const LexicalIndex& other,
+                      const std::string& text) {
+    const LexicalSnapshot expected = LexicalSearch(other).search(text, 40);
+    const LexicalSnapshot found = LexicalSearch(index).search(text, 40);
+    ASSERT_EQ(found.totalCount, expected.totalCount) << text;
+    ASSERT_EQ(found.rankedIDs, expected.rankedIDs) << text;
+    for (const Uuid& id : found.rankedIDs) {
+        ASSERT_EQ(found.scores.at(id), expected.scores.at(id)) << text;
+        ASSERT_EQ(found.hints.at(id), expected.hints.at(id)) << text;
+    }
+}
+
+TEST(LexicalIndex, IsTheSameHoweverItsMemoriesCameIn) {
+    RandomWords random(7);
+    std::vector<CrumbItemPointer> items;
+    std::vector<MemoryAttributes> attributes;
+    for (int i = 0; i < 3000; ++i) {
+        // Some ids come twice: the later record stands.
+        items.push_back(
+            random.item(i % 100 == 99 ? items[random.below(items.size())]->id : random.id()));
+        attributes.push_back(random.attributes());
+    }
+    std::vector<std::size_t> order(items.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        return items[a]->createdAt > items[b]->createdAt;
+    });
+    LexicalIndex oneByOne;
+    LexicalIndex atOnce;
+    LexicalIndex asNeeded;
+    for (const std::size_t place : order) oneByOne.put(items[place], attributes[place]);
+    atOnce.putAll(items, attributes);
+    asNeeded.putAll(items, attributes, Deriving::asNeeded);
+    ASSERT_EQ(atOnce.vocabulary().size(), oneByOne.vocabulary().size());
+    for (TokenId token = 0; token < atOnce.vocabulary().size(); ++token) {
+        ASSERT_EQ(atOnce.tokenText(token), oneByOne.tokenText(token));
+        ASSERT_EQ(atOnce.documentFrequency(token), oneByOne.documentFrequency(token));
+    }
+    EXPECT_EQ(atOnce.size(), oneByOne.size());
+    EXPECT_TRUE(asNeeded.derivesAsNeeded());
+    EXPECT_FALSE(atOnce.derivesAsNeeded());
+    for (int query = 0; query < 40; ++query) {
+        // With the twentieth query a memory comes in.
+        if (query == 20) {
+            const auto added = random.item(random.id());
+            atOnce.put(added, {});
+            asNeeded.put(added, {});
+            EXPECT_FALSE(asNeeded.derivesAsNeeded());
+        }
+        std::string text = random.term() + " " + random.term();
+        if (query % 4 == 0) text += " e-mail";
+        if (query % 5 == 0) text = "baot";  // is corrected
+        expectSameAnswer(asNeeded, atOnce, text);
+        if (HasFatalFailure()) return;
     }
 }
 
