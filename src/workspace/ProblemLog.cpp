@@ -10,9 +10,9 @@ constexpr std::size_t mostNews = 10'000;
 
 }  // namespace
 
-void ProblemLog::report(const Problem& problem) { add({problem, false}); }
-
-void ProblemLog::mended(const ProblemSubject& subject) { add({{subject, "", ""}, true}); }
+void ProblemLog::report(const Problem& problem) { add(problem); }
+void ProblemLog::mended(const ProblemSubject& subject) { add(subject); }
+void ProblemLog::surveyed(const ProblemSurvey& survey) { add(survey); }
 
 void ProblemLog::add(ProblemNews news) {
     const std::lock_guard lock(mutex_);

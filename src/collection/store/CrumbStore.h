@@ -137,6 +137,7 @@ class CrumbStore final : private LibraryEvents {
               const OperationPointer<Nothing>& operation);
     void createServices();
     void becomeOpen(SessionLength length, const LibraryOpening& opening);
+    void tellOpening();
     void prepareVersions();
     void showFound(const SearchResult& result);
     void endServices();
