@@ -152,7 +152,7 @@ Coroutine<int> runRemove(CommandContext& context, const Arguments& arguments) {
 }
 
 Coroutine<> addCategory(CommandContext& context, std::string name) {
-    co_await context.open(LibraryAccess::writing);
+    co_await OpenReceipts::forWriting(context);
     const auto operation = context.workspace().receipts().edits().addCategory(name);
     co_await context.resultOf(operation);
 }

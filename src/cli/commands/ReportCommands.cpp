@@ -88,9 +88,8 @@ Coroutine<int> runShow(CommandContext& context, const Arguments& arguments) {
 
 Coroutine<int> runRename(CommandContext& context, const Arguments& arguments) {
     const auto report = findReport(context, arguments.positional(0));
-    co_await context.open(LibraryAccess::writing);
-    const auto renaming =
-        context.workspace().reportEdits().rename(report.id, arguments.positional(1));
+    ReportEdits* edits = co_await openReportEdits(context);
+    const auto renaming = edits->rename(report.id, arguments.positional(1));
     co_await changed(context, "Could Not Rename Field Report", renaming);
     const auto renamed = findReport(context, report.id.toString());
     if (context.wantsJson()) {
@@ -112,8 +111,8 @@ Coroutine<int> runDelete(CommandContext& context, const Arguments& arguments) {
     const bool isOnlyAsked = arguments.has("dry-run");
     if (!isOnlyAsked) {
         co_await context.demandConsent(title, text);
-        co_await context.open(LibraryAccess::writing);
-        const auto removal = context.workspace().reportEdits().remove(report.id);
+        ReportEdits* edits = co_await openReportEdits(context);
+        const auto removal = edits->remove(report.id);
         co_await changed(context, "Could Not Delete Field Report", removal);
     }
     if (context.wantsJson()) {

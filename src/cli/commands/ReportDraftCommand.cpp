@@ -95,13 +95,13 @@ Coroutine<Draft> edited(CommandContext& context, const NookeryReceivedFieldRepor
     FieldReportWorkingCopy workingCopy(context.platform().files, context.layout(), report);
     Draft draft = workingCopy.draft();
     if (!isEdit(arguments)) co_return draft;
-    co_await context.open(LibraryAccess::writing);
+    ReportEdits* edits = co_await openReportEdits(context);
     const Draft base = workingCopy.draft();
     draft = base;
     change(draft, arguments);
     if (arguments.has("add"))
         co_await addFiles(context, workingCopy, draft, arguments.values("add"));
-    const auto saving = context.workspace().reportEdits().saveDraft(report.id, base, draft);
+    const auto saving = edits->saveDraft(report.id, base, draft);
     const PatchOutcome outcome = co_await context.resultOf(saving);
     refuseConflicts(outcome);
     co_return draft;
