@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <thread>
+#include <utility>
 
 #include "backends/PropertyListXml.h"
 #include "backends/contenttypes/MagicContentTypes.h"
@@ -61,14 +62,17 @@ int enrichThreadCount() {
 }  // namespace
 
 struct SystemPlatform::Services {
-    Services(const SystemPlaces& places, Log& programLog)
+    Services(const SystemPlaces& places, Log& programLog, LoopQueue* ownLoop,
+             std::unique_ptr<WorkQueue> queueOfMain)
         : log(programLog),
           defaults(openDefaultsDatabase(*files, places.configFolder)),
           keyStore(openKeyStore(*files, places.keyStoreFile)),
           trash(makeDesktopTrash(*files, clock, places.userData)),
           readers({.programs = readerPrograms(places.programFolder)}),
           cloud(makeCloudFolder(*files, *defaults, places.cloudFolder)),
-          embedder(openEmbedder(*files, places.programFolder, log)) {}
+          embedder(openEmbedder(*files, places.programFolder, log)),
+          mainLoop(ownLoop),
+          mainQueue(std::move(queueOfMain)) {}
 
     Log& log;
     SystemClock clock;
@@ -94,7 +98,8 @@ struct SystemPlatform::Services {
     std::unique_ptr<WebFetcher> web = makeIsolatedWebFetcher(readers);
 
     // Last, so that they stop before the services that their work uses are destroyed.
-    std::unique_ptr<LoopQueue> mainLoop = makeLoopQueue(log);
+    LoopQueue* mainLoop;  ///< the same as the main queue; null when that was brought along
+    std::unique_ptr<WorkQueue> mainQueue;
     std::unique_ptr<WorkQueue> snapshotQueue = makeThreadQueue("snapshots", log);
     std::unique_ptr<WorkQueue> captureQueue = makeThreadQueue("capture", log);
     std::unique_ptr<WorkQueue> inboxQueue = makeThreadQueue("inbox", log);
@@ -126,7 +131,7 @@ struct SystemPlatform::Services {
                       .localSockets = localSockets,
                       .embedder = embedder.get(),
                       .web = web.get(),
-                      .mainQueue = *mainLoop,
+                      .mainQueue = *mainQueue,
                       .snapshotQueue = *snapshotQueue,
                       .captureQueue = *captureQueue,
                       .inboxQueue = *inboxQueue,
@@ -138,8 +143,15 @@ struct SystemPlatform::Services {
                       .applicationIdentifier = NOOKERY_APPLICATION_IDENTIFIER};
 };
 
-SystemPlatform::SystemPlatform(const SystemPlaces& places, Log& log)
-    : services_(std::make_unique<Services>(places, log)) {}
+SystemPlatform::SystemPlatform(const SystemPlaces& places, Log& log) {
+    auto loop = makeLoopQueue(log);
+    LoopQueue* own = loop.get();
+    services_ = std::make_unique<Services>(places, log, own, std::move(loop));
+}
+
+SystemPlatform::SystemPlatform(const SystemPlaces& places, Log& log,
+                               std::unique_ptr<WorkQueue> mainQueue)
+    : services_(std::make_unique<Services>(places, log, nullptr, std::move(mainQueue))) {}
 
 SystemPlatform::~SystemPlatform() = default;
 

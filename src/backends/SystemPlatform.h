@@ -27,10 +27,12 @@ class SystemPlatform {
     /// the program cannot work. `log` outlives this. A missing sentence encoder is no error; a
     /// damaged one is logged when it is first needed.
     SystemPlatform(const SystemPlaces& places, Log& log);
+    /// The same on the main thread's queue of a program that has one already.
+    SystemPlatform(const SystemPlaces& places, Log& log, std::unique_ptr<WorkQueue> mainQueue);
     ~SystemPlatform();
 
     const Platform& platform() const;
-    /// The main thread's queue: its owner runs it.
+    /// The main thread's queue, unless it was brought along: its owner runs it.
     LoopQueue& mainLoop();
 
   private:

@@ -191,11 +191,15 @@ void FieldReportRepository::checkPlace(const NookeryReceivedFieldReport& report)
 
 void FieldReportRepository::rename(const NookeryReceivedFieldReport& report,
                                    const std::string& title) {
-    checkPlace(report);
-    FieldReportWorkingCopy workingCopy(files_, layout_, report);
-    NookeryReportWorkingDraft draft = workingCopy.draft();
+    NookeryReportWorkingDraft draft = FieldReportWorkingCopy(files_, layout_, report).draft();
     draft.title = title;
-    workingCopy.save(draft);
+    save(report, draft);
+}
+
+void FieldReportRepository::save(const NookeryReceivedFieldReport& report,
+                                 const NookeryReportWorkingDraft& draft) {
+    checkPlace(report);
+    FieldReportWorkingCopy(files_, layout_, report).save(draft);
 }
 
 TrashedReport FieldReportRepository::remove(const NookeryReceivedFieldReport& report) {

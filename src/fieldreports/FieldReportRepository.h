@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "fieldreports/FieldReportManifest.h"
+#include "fieldreports/NookeryReportWorkingDraft.h"
 #include "platform/Platform.h"
 #include "records/LibraryLayout.h"
 #include "records/NookeryReceivedFieldReport.h"
@@ -48,6 +49,8 @@ class FieldReportRepository {
     void receive(const Path& upload, std::string_view manifestText,
                  const FieldReportManifest& manifest);
 
+    /// Saves the report's working copy, durably. Throws Error; then it stays as it was.
+    void save(const NookeryReceivedFieldReport& report, const NookeryReportWorkingDraft& draft);
     /// Gives the report another title in its working copy. Throws Error; then it keeps the old one.
     void rename(const NookeryReceivedFieldReport& report, const std::string& title);
     /// Moves the report and its working copy to the trash, and says where they are; it is never

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/Log.h"
 #include "platform/Problem.h"
@@ -43,6 +44,8 @@ void NookeryFieldReportReceiver::start() {
 std::optional<std::size_t> NookeryFieldReportReceiver::deliver() {
     try {
         const Reports reports = repository_->load();
+        logged_.erase("");
+        platform_.log.mended({ProblemKind::fieldReport, "", {}});
         handler_(reports);
         return reports.size();
     } catch (const Error& error) {
@@ -88,8 +91,14 @@ void NookeryFieldReportReceiver::logOnce(const std::string& about, const std::st
     platform_.log.report({{ProblemKind::fieldReport, about, {}}, message, ""});
 }
 
-/// The look succeeded, and so did whatever it does not name.
+/// The look succeeded, and so did whatever it does not name: in the first look also what an earlier
+/// session met.
 void NookeryFieldReportReceiver::forgetMended(const FieldReportScan& scan) {
+    if (!std::exchange(hasSurveyed_, true)) {
+        ProblemSurvey survey{.kind = ProblemKind::fieldReport};
+        for (const auto& failure : scan.failed) survey.remaining.push_back(failure.folderName);
+        platform_.log.surveyed(survey);
+    }
     for (const Uuid& id : scan.received) {
         platform_.log.mended({ProblemKind::fieldReport, id.toString(), {}});
     }

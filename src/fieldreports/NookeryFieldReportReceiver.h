@@ -56,6 +56,7 @@ class NookeryFieldReportReceiver final : public FieldReportReceiver {
     OperationPointer<FieldReportScan> scan_;  ///< null while none is under way
     Published<bool> isBusy_{false};
     bool isStopping_ = false;
+    bool hasSurveyed_ = false;
     DelayedWork nextScan_;
     /// What was last logged about each folder, so that a bad one is not told of every few seconds.
     std::map<std::string, std::string> logged_;

@@ -55,7 +55,7 @@ std::vector<EditReceipt> answerEdits(CrumbStore& store, std::span<const PhoneEdi
     for (const PhoneEdit& edit : edits) receipts.push_back({edit.id, library.apply(edit)});
     const CrumbItemList changed = library.changed();
     if (changed.empty()) return receipts;
-    store.memoryEdits().replaceAll(changed).throwIfFailed();
+    store.memoryEdits().replace(changed, SaveReason::phone).throwIfFailed();
     return receipts;
 }
 

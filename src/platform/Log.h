@@ -6,6 +6,7 @@ namespace nookery {
 
 struct Problem;
 struct ProblemSubject;
+struct ProblemSurvey;
 
 /// The program's log, for what happens while nobody waits for an answer. A line is a fixed prefix
 /// that names the operation, then the error's description. Any thread.
@@ -18,6 +19,8 @@ class Log {
     virtual void report(const Problem&) {}
     /// What this was reported about is well again, or gone.
     virtual void mended(const ProblemSubject&) {}
+    /// A look at all of a kind in a folder: what an earlier session reported may be well by now.
+    virtual void surveyed(const ProblemSurvey&) {}
 };
 
 }  // namespace nookery

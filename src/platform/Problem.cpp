@@ -7,7 +7,7 @@
 namespace nookery {
 namespace {
 
-constexpr std::array<std::pair<ProblemKind, std::string_view>, 9> kinds{{
+constexpr std::array<std::pair<ProblemKind, std::string_view>, 11> kinds{{
     {ProblemKind::save, "save"},
     {ProblemKind::settings, "settings"},
     {ProblemKind::original, "original"},
@@ -17,6 +17,8 @@ constexpr std::array<std::pair<ProblemKind, std::string_view>, 9> kinds{{
     {ProblemKind::snapshot, "snapshot"},
     {ProblemKind::receipt, "receipt"},
     {ProblemKind::fieldReport, "field-report"},
+    {ProblemKind::removal, "removal"},
+    {ProblemKind::opening, "opening"},
 }};
 
 }  // namespace
@@ -32,6 +34,12 @@ std::optional<ProblemKind> problemKindFromRawValue(std::string_view raw) {
         if (value == raw) return kind;
     }
     return std::nullopt;
+}
+
+bool ProblemSurvey::clears(const ProblemSubject& subject) const {
+    if (subject.kind != kind || subject.path.empty() || subject.memoryID) return false;
+    return subject.path.parent_path() == folder &&
+           std::find(remaining.begin(), remaining.end(), subject.path) == remaining.end();
 }
 
 }  // namespace nookery

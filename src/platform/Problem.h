@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/FileSystem.h"
 #include "foundation/Uuid.h"
@@ -20,6 +21,8 @@ enum class ProblemKind {
     snapshot,      ///< no recovery snapshot could be taken
     receipt,       ///< a receipt could not be read
     fieldReport,   ///< a report from the phone could not be taken in
+    removal,       ///< something of removed memories is still there
+    opening,       ///< the library, or a part of it, could not be opened
 };
 
 /// "save", "phone-publish" and so on: as stored and printed.
@@ -34,6 +37,17 @@ struct ProblemSubject {
     std::optional<Uuid> memoryID{};  ///< of the memory; none when it is about none
 
     bool operator==(const ProblemSubject&) const = default;
+};
+
+/// All that may be wrong of one kind with what lies in one folder: what is named in `remaining` can
+/// be, and nothing else.
+struct ProblemSurvey {
+    ProblemKind kind = ProblemKind::inbox;
+    Path folder{};
+    std::vector<Path> remaining{};
+
+    /// Whether what was reported about the subject is well, or gone.
+    bool clears(const ProblemSubject& subject) const;
 };
 
 /// Something a person can do something about.

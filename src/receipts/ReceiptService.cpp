@@ -32,9 +32,9 @@ bool isBuiltInCategory(std::string_view name) {
         [&](std::string_view builtIn) { return lowerCased(builtIn) == lowerCased(name); });
 }
 
-/// The copy's name means nothing to whoever gave the file.
-std::string namingSource(std::string message, const Path& copy, const std::string& source) {
-    for (const std::string& name : {displayName(copy), displayName(copy.filename())}) {
+/// A copy's name, or a whole path, means nothing to whoever gave the file.
+std::string namingSource(std::string message, const Path& file, const std::string& source) {
+    for (const std::string& name : {displayName(file), displayName(file.filename())}) {
         const std::size_t position = message.find(name);
         if (position != std::string::npos) return message.replace(position, name.size(), source);
     }
@@ -169,7 +169,10 @@ void ReceiptService::importNext(const std::shared_ptr<Import>& import) {
 void ReceiptService::takeOver(Import& import, const ReceiptSource& source,
                               const Outcome<PreservedReceipt>& preserved) {
     if (preserved.isDone()) add(import, source, preserved.get());
-    if (const Failure* failure = preserved.failure()) import.refuse(source, failure->message);
+    if (const Failure* failure = preserved.failure()) {
+        import.refuse(source,
+                      namingSource(failure->message, source.file, displayName(source.name)));
+    }
 }
 
 void ReceiptService::add(Import& import, const ReceiptSource& source,

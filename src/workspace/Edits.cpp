@@ -156,6 +156,7 @@ OperationPointer<Nothing> Edits::setBringBack(std::vector<Uuid> ids,
 OperationPointer<std::size_t> Edits::cleanUpNames(
     std::vector<CrumbFilenameCleanupCandidate> candidates) {
     return making<std::size_t>([this, candidates = std::move(candidates)](StepDraft& step) {
+        step.reason = SaveReason::filenameCleanup;
         std::size_t count = 0;
         for (const auto& candidate : candidates) {
             const auto item = store_.item(candidate.id);

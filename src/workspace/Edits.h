@@ -13,13 +13,12 @@
 
 namespace nookery {
 
-struct StepDraft;
-
 /// Every change that a person makes to memories and groups. Each is one step of the history, which
 /// names it; what changes several memories is one change, and one step. A change fails with
 /// InvalidInput where it makes no sense whatever the library holds, and with Error for all else;
-/// what has failed has changed nothing, unless a header says so. Changes that arrive by themselves
-/// do not go through here. Main thread.
+/// what has failed has changed nothing on disk, unless a header says so. Texts, titles and groups
+/// that a person changed and that could not be saved stay shown until the next start. Changes that
+/// arrive by themselves do not go through here. Main thread.
 class Edits {
   public:
     Edits(const Platform& platform, CrumbStore& store, History& history)

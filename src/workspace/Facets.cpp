@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "retrieval/text/Hashtags.h"
+#include "workspace/MemoryPlace.h"
 
 namespace nookery {
 namespace {
@@ -82,7 +83,9 @@ void Facets::countSlice() {
     for (std::size_t i = 0; i < memoriesInASlice && byteCount < bytesInASlice; ++i) {
         if (due_.empty()) break;
         const Uuid id = due_.extract(due_.begin()).value();
-        if (const auto item = store_.item(id)) byteCount += item->title.size() + item->note.size();
+        if (const auto item = store_.item(id)) {
+            byteCount += item->title.size() + item->note.size() + item->searchableText.size();
+        }
         countOne(id);
     }
     if (!due_.empty()) return schedule();
@@ -107,7 +110,8 @@ void Facets::countOne(const Uuid& id) {
 std::optional<Facets::Counted> Facets::countedAs(const Uuid& id) const {
     const auto item = store_.item(id);
     if (!item) return std::nullopt;
-    return Counted{item->kind, item->groupID, monthOf(item->createdAt), store_.tagsOf(id)};
+    return Counted{item->kind, item->groupID, monthOf(item->createdAt), placeOf(*item),
+                   store_.tagsOf(id)};
 }
 
 void Facets::add(const Counted& memory) {
@@ -117,6 +121,7 @@ void Facets::add(const Counted& memory) {
         ++counts.byKind[memory.kind];
         ++(memory.groupID ? counts.byGroup[*memory.groupID] : counts.ungroupedCount);
         ++counts.byMonth[memory.month];
+        if (memory.place) ++counts.byPlace[*memory.place];
         for (const std::string& tag : memory.tags) changeSpelling(counts, tag, true);
     });
 }
@@ -132,6 +137,7 @@ void Facets::subtract(const Counted& memory) {
             --counts.ungroupedCount;
         }
         subtractOne(counts.byMonth, memory.month);
+        if (memory.place) subtractOne(counts.byPlace, *memory.place);
         for (const std::string& tag : memory.tags) changeSpelling(counts, tag, false);
     });
 }

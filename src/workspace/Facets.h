@@ -30,8 +30,8 @@ struct TagCount {
     bool operator==(const TagCount&) const = default;
 };
 
-/// How many memories there are of each kind, in each group, with each tag, of each month. What no
-/// memory has, has no entry.
+/// How many memories there are of each kind, in each group, with each tag, of each month, of each
+/// place. What no memory has, has no entry.
 struct FacetCounts {
     std::size_t total = 0;
     std::map<CrumbKind, std::size_t> byKind;
@@ -40,6 +40,7 @@ struct FacetCounts {
     std::map<std::string, TagCount> byTag;  ///< under the tag as tags are compared
     /// Of capture, in this computer's time zone; newest first.
     std::map<CalendarMonth, std::size_t, std::greater<>> byMonth;
+    std::map<std::string, std::size_t> byPlace;  ///< under what `placeOf` says
 
     bool operator==(const FacetCounts&) const = default;
 };
@@ -64,6 +65,7 @@ class Facets {
         CrumbKind kind = CrumbKind::text;
         std::optional<Uuid> groupID;
         CalendarMonth month;
+        std::optional<std::string> place;
         std::vector<std::string> tags;  ///< as they are spelt
 
         bool operator==(const Counted&) const = default;

@@ -18,9 +18,9 @@ void ProblemLog::line(std::string_view text) {
     (callersLog ? *callersLog : log_).line(text);
 }
 
-void ProblemLog::report(const Problem& problem) { add({problem, false}); }
-
-void ProblemLog::mended(const ProblemSubject& subject) { add({{subject, "", ""}, true}); }
+void ProblemLog::report(const Problem& problem) { add(problem); }
+void ProblemLog::mended(const ProblemSubject& subject) { add(subject); }
+void ProblemLog::surveyed(const ProblemSurvey& survey) { add(survey); }
 
 void ProblemLog::add(ProblemNews news) {
     const std::lock_guard lock(mutex_);

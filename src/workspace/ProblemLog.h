@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <mutex>
+#include <variant>
 #include <vector>
 
 #include "platform/Log.h"
@@ -9,11 +10,8 @@
 
 namespace nookery {
 
-/// That a problem has happened, or that what it was about is well.
-struct ProblemNews {
-    Problem problem;  ///< of what is mended, only the subject
-    bool isMended = false;
-};
+/// A problem that has happened, a subject that is well, or a look at many.
+using ProblemNews = std::variant<Problem, ProblemSubject, ProblemSurvey>;
 
 /// A log that keeps the problems reported through it until Problems takes them. Built before the
 /// platform and handed to it as its log, so that it outlives all who report. Any thread.
@@ -26,6 +24,7 @@ class ProblemLog final : public Log {
     void line(std::string_view text) override;
     void report(const Problem& problem) override;
     void mended(const ProblemSubject& subject) override;
+    void surveyed(const ProblemSurvey& survey) override;
 
     /// All that has come since the last call, in order.
     std::vector<ProblemNews> take();

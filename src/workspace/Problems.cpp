@@ -44,31 +44,52 @@ Problems::Problems(const Platform& platform, LibraryLayout layout, ProblemLog& l
     });
 }
 
-Problems::~Problems() { log_.setListener(nullptr); }
+Problems::~Problems() {
+    log_.setListener(nullptr);
+    memories_.reset();
+    if (isLoaded_) takeNews();
+}
 
 void Problems::load() {
     ProblemList stored;
     try {
-        if (store_.refusal()) {
-            if (!platform_.files.status(layout_.sidecar())) return;
-            Sidecar sidecar = Sidecar::openForReading(layout_.sidecar());
-            stored = ProblemTable(sidecar).all();
-        } else {
-            store_.changeSidecar([&](Sidecar& sidecar) { stored = ProblemTable(sidecar).all(); });
-        }
+        readStored(stored);
     } catch (const Error& error) {
         platform_.log.line("NOOKERY problems load error: " + error.description());
     }
     isLoaded_ = true;
-    for (KnownProblem& known : stored) merge(std::move(known));
-    forgetIf([this](const Uuid& id) { return !store_.item(id); });
+    std::set<std::string> storedIDs;
+    for (KnownProblem& known : stored) {
+        storedIDs.insert(known.id);
+        merge(std::move(known));
+    }
+    surveys_.clear();
+    // What is mended and was never known is nothing to be written.
+    std::erase_if(changedIDs_, [&](const std::string& id) {
+        return !storedIDs.contains(id) && find(id) == nullptr;
+    });
+    // A library that is not whole says nothing about which memories are gone.
+    if (!store_.startFailure()) forgetIf([this](const Uuid& id) { return !store_.item(id); });
     finishChange();
+}
+
+void Problems::readStored(ProblemList& stored) {
+    if (!store_.refusal()) {
+        store_.changeSidecar([&](Sidecar& sidecar) { stored = ProblemTable(sidecar).all(); });
+    } else if (platform_.files.status(layout_.sidecar())) {
+        Sidecar sidecar = Sidecar::openForReading(layout_.sidecar());
+        stored = ProblemTable(sidecar).all();
+    }
 }
 
 /// It may have happened again in this session already, or be mended.
 void Problems::merge(KnownProblem stored) {
     KnownProblem* known = find(stored.id);
     if (known == nullptr) {
+        const bool isCleared = std::any_of(
+            surveys_.begin(), surveys_.end(),
+            [&](const ProblemSurvey& survey) { return survey.clears(stored.problem.subject); });
+        if (isCleared) changedIDs_.insert(stored.id);
         if (!changedIDs_.contains(stored.id)) problems_.push_back(std::move(stored));
         return;
     }
@@ -85,19 +106,12 @@ KnownProblem* Problems::find(std::string_view id) {
 
 void Problems::takeNews() {
     for (const ProblemNews& news : log_.take()) {
-        if (!news.isMended) {
-            add(news.problem);
-            continue;
-        }
-        const std::string id = idOf(news.problem.subject);
-        const auto count =
-            std::erase_if(problems_, [&](const auto& known) { return known.id == id; });
-        if (count > 0 || !isLoaded_) changedIDs_.insert(id);
+        std::visit([this](const auto& each) { take(each); }, news);
     }
     finishChange();
 }
 
-void Problems::add(const Problem& problem) {
+void Problems::take(const Problem& problem) {
     const Timestamp now = platform_.clock.now();
     const std::string id = idOf(problem.subject);
     changedIDs_.insert(id);
@@ -110,6 +124,21 @@ void Problems::add(const Problem& problem) {
     known->lastSeen = now;
     ++known->count;
     known->isDismissed = false;
+}
+
+void Problems::take(const ProblemSubject& mended) {
+    const std::string id = idOf(mended);
+    const auto count = std::erase_if(problems_, [&](const auto& known) { return known.id == id; });
+    if (count > 0 || !isLoaded_) changedIDs_.insert(id);
+}
+
+void Problems::take(const ProblemSurvey& survey) {
+    if (!isLoaded_) surveys_.push_back(survey);
+    std::erase_if(problems_, [&](const KnownProblem& known) {
+        if (!survey.clears(known.problem.subject)) return false;
+        changedIDs_.insert(known.id);
+        return true;
+    });
 }
 
 void Problems::forgetRemoved(const MemoryListChange& change) {

@@ -20,11 +20,14 @@ using ProblemList = std::vector<KnownProblem>;
 
 /// What went wrong in the background and is not mended, for a person to look at: kept across
 /// restarts, each problem once. When it happens again its count goes up, and when it had been
-/// dismissed it comes back; when what it was about is well again, or gone, it disappears. Main
-/// thread. Must not outlive the store and the log.
+/// dismissed it comes back; when what it was about is well again, or gone, it disappears. What an
+/// earlier session left disappears when this one does the same thing well, or looks and finds it
+/// gone; until then it stands with the time when it was last seen. Main thread. Must not outlive
+/// the store and the log.
 class Problems {
   public:
     Problems(const Platform& platform, LibraryLayout layout, ProblemLog& log, CrumbStore& store);
+    /// Writes down what has come until now.
     ~Problems();
 
     /// Adds what earlier sessions left. Once, when the library is open. What cannot be read is
@@ -35,13 +38,17 @@ class Problems {
     /// that was not seen for longest goes. Announced at most once in a turn of the main queue, and
     /// after `dismiss`.
     const Published<ProblemList>& all() const { return all_; }
+    /// Takes what has come and was not announced yet.
+    void takeNews();
     /// Answers whether there is such a problem.
     bool dismiss(std::string_view id);
     void dismissAll();
 
   private:
-    void takeNews();
-    void add(const Problem& problem);
+    void take(const Problem& problem);
+    void take(const ProblemSubject& mended);
+    void take(const ProblemSurvey& survey);
+    void readStored(ProblemList& stored);
     void forgetRemoved(const MemoryListChange& change);
     template <typename IsGone>
     void forgetIf(const IsGone& isGone);
@@ -56,8 +63,9 @@ class Problems {
     ProblemLog& log_;
     CrumbStore& store_;
     Published<ProblemList> all_;
-    ProblemList problems_;              ///< as in `all_`, with the changes that are under way
-    std::set<std::string> changedIDs_;  ///< to be written, once what is there was read
+    ProblemList problems_;                ///< as in `all_`, with the changes that are under way
+    std::set<std::string> changedIDs_;    ///< to be written, once what is there was read
+    std::vector<ProblemSurvey> surveys_;  ///< until then
     bool isLoaded_ = false;
     Subscription memories_;
     CallbackGuard guard_;

@@ -67,7 +67,7 @@ OperationPointer<Nothing> ReceiptEdits::remove(const Uuid& id) {
         drafted.step.changes.push_back({.thing = ChangedThing::receipt,
                                         .id = id.toString(),
                                         .field = {},
-                                        .before = receiptJson(*receipt)});
+                                        .before = receiptRecord(*receipt)});
         return Nothing();
     });
 }
@@ -103,7 +103,7 @@ OperationPointer<ReceiptImport> ReceiptEdits::import(std::vector<ReceiptSource> 
                            .id = receipt.id.toString(),
                            .field = {},
                            .before = {},
-                           .after = receiptJson(receipt)});
+                           .after = receiptRecord(receipt)});
         addition->step.name =
             fmt::format("Import {} receipt{}", changes.size(), changes.size() == 1 ? "" : "s");
         return history_.recordAddition(addition->step, addition->number);

@@ -9,14 +9,6 @@
 
 namespace nookery {
 
-/// A step as it is put together. What is not to be written down stands apart from it.
-struct StepDraft {
-    Step step;
-    std::vector<Assignment> unrecorded{};
-
-    bool isEmpty() const { return step.changes.empty() && unrecorded.empty(); }
-};
-
 /// Has a step drafted once the history is ready, has it made, and answers what the draft said. A
 /// draft without changes makes no step. The owner of the guard owns what the draft uses.
 template <typename Result>
@@ -35,11 +27,10 @@ OperationPointer<Result> makeStep(History& history, WorkQueue& mainQueue,
                 StepDraft drafted{.step = {.name = {}, .at = history.now()}};
                 const Result result = draft(drafted);
                 if (drafted.isEmpty()) return operation->finish(Outcome<Result>::done(result));
-                history.make(drafted.step, drafted.unrecorded, token,
-                             [operation, result, failed](const SaveFailure& failure) {
-                                 operation->finish(failure ? failed(failure)
-                                                           : Outcome<Result>::done(result));
-                             });
+                const auto made = [operation, result, failed](const SaveFailure& failure) {
+                    operation->finish(failure ? failed(failure) : Outcome<Result>::done(result));
+                };
+                history.make(std::move(drafted), token, made);
             } catch (...) {
                 operation->finish(Outcome<Result>::of(std::current_exception()));
             }

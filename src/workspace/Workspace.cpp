@@ -12,20 +12,29 @@ Workspace::~Workspace() {
     if (store_) store_->fieldReportEdits().setReceiver(nullptr);
 }
 
-OperationPointer<Nothing> Workspace::open(LibraryAccess access, SessionLength length,
-                                          LibraryExtent extent) {
+/// Whatever holds values that steps change is known to the history before it recovers.
+void Workspace::createParts(LibraryAccess access) {
     store_ = std::make_unique<CrumbStore>(platform_, layout_, access);
     history_ = std::make_unique<History>(platform_, layout_, *store_);
     edits_ = std::make_unique<Edits>(platform_, *store_, *history_);
+    receipts_ = std::make_unique<Receipts>(platform_, layout_, *store_, *history_);
+    reportValues_ = std::make_unique<ReportValues>(platform_, layout_, [this] { reloadReports(); });
+    history_->add(*reportValues_);
+    reportEdits_ = std::make_unique<ReportEdits>(platform_, layout_, *history_);
     if (access == LibraryAccess::writing) {
         problems_ = std::make_unique<Problems>(platform_, layout_, problemLog_, *store_);
     }
+}
+
+OperationPointer<Nothing> Workspace::open(LibraryAccess access, SessionLength length,
+                                          LibraryExtent extent) {
+    createParts(access);
     auto operation = Operation<Nothing>::create(platform_.mainQueue);
     relay<Nothing>(
         store_->open(length, extent), operation,
         guard_.guarded([this, access, length, operation](const Outcome<Nothing>& outcome) {
             const bool isWhole = outcome.isDone() && !store_->startFailure();
-            if (isWhole && access == LibraryAccess::writing) problems();
+            if (outcome.isDone() && access == LibraryAccess::writing) problems();
             if (isWhole && length == SessionLength::lasting) becomeLasting();
             operation->finish(outcome);
         }));
@@ -40,6 +49,11 @@ void Workspace::becomeLasting() {
     store_->fieldReportEdits().setReceiver(receiver_.get());
     receiver_->start();
     link().start();
+}
+
+/// In a short session nobody shows them.
+void Workspace::reloadReports() {
+    if (receiver_) receiver_->reload();
 }
 
 Problems& Workspace::problems() {
@@ -91,6 +105,7 @@ Coroutine<> Workspace::whenIdle(const Published<bool>& isBusy) {
 }
 
 Coroutine<> Workspace::ending() {
+    receipts_->close();
     if (link_) {
         link_->stop();
         co_await whenIdle(link_->isBusy());
@@ -101,6 +116,7 @@ Coroutine<> Workspace::ending() {
         store_->fieldReportEdits().setReceiver(nullptr);
         receiver_.reset();
     }
+    if (problems_) problems_->takeNews();
     const auto closing = store_->close();
     Callback<Nothing> closed(platform_.mainQueue, [&](const std::function<void(Nothing)>& answer) {
         closing->whenEnded([answer] { answer({}); });

@@ -6,6 +6,7 @@
 #include "collection/database/SQLiteDatabase.h"
 #include "mobilelink/SealedBox.h"
 #include "platform/KeyStoreServices.h"
+#include "support/StoreChanges.h"
 
 namespace nookery::testing {
 namespace {
@@ -68,9 +69,7 @@ void LinkWorld::add(const CrumbItem& item) {
                       [](const SaveFailure& failure) { failure.throwIfFailed(); });
 }
 
-void LinkWorld::change(const CrumbItem& item) {
-    store->memoryEdits().replace(item).throwIfFailed();
-}
+void LinkWorld::change(const CrumbItem& item) { testing::change(*store, item).throwIfFailed(); }
 
 void LinkWorld::remove(const Uuid& id) { world.resultOf(store->remover().deleteMemories({id})); }
 

@@ -7,6 +7,7 @@
 #include "mobilelink/LinkErrors.h"
 #include "mobilelink/LinkWorld.h"
 #include "platform/KeyStoreServices.h"
+#include "support/StoreChanges.h"
 
 namespace nookery {
 namespace {
@@ -110,9 +111,8 @@ TEST(MemoryPublisherTest, SecureMemoriesNeverLeave) {
     secret.title = "Passport, renamed";
     link.change(secret);
     demandNothingOfIt("was renamed");
-    Uuid group;
-    ASSERT_FALSE(link.store->groupEdits().create("Papers", &group));
-    ASSERT_FALSE(link.store->groupEdits().assign({secret.id, open.id}, group));
+    const Uuid group = testing::addGroup(*link.store, "Papers");
+    ASSERT_FALSE(testing::assign(*link.store, {secret.id, open.id}, group));
     demandNothingOfIt("was grouped");
     CrumbItem derived = link.picture("cropped Passport", "cropped pixels");
     derived.sourceItemID = secret.id;

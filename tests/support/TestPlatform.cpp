@@ -86,11 +86,21 @@ PropertyList FakePropertyLists::read(const std::string& xml) const {
 }
 
 Path FolderTrash::moveToTrash(const Path& path) {
+    if (isFull) throw FileError("move to the trash", path, ENOSPC);
     std::filesystem::create_directories(folder_);
     Path target = folder_ / path.filename();
     while (std::filesystem::exists(target)) target += " again";
     std::filesystem::rename(path, target);
+    moved_.emplace_back(path, target);
     return target;
+}
+
+std::vector<Path> FolderTrash::placesOf(const Path& original) {
+    std::vector<Path> places;
+    for (const auto& [from, to] : moved_) {
+        if (from == original && std::filesystem::exists(to)) places.insert(places.begin(), to);
+    }
+    return places;
 }
 
 void FolderTrash::putBack(const Path& place, const Path& destination) {

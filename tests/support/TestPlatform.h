@@ -60,10 +60,14 @@ class FolderTrash final : public Trash {
   public:
     explicit FolderTrash(Path folder) : folder_(std::move(folder)) {}
     Path moveToTrash(const Path& path) override;
+    std::vector<Path> placesOf(const Path& original) override;
     void putBack(const Path& place, const Path& destination) override;
+
+    bool isFull = false;  ///< while true, nothing goes there
 
   private:
     Path folder_;
+    std::vector<std::pair<Path, Path>> moved_;  ///< from, to
 };
 
 /// Nobody can be met.

@@ -139,6 +139,12 @@ void RecordingLog::mended(const ProblemSubject& subject) {
     if (problemLog != nullptr) problemLog->mended(subject);
 }
 
+void RecordingLog::surveyed(const ProblemSurvey& survey) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(problems, [&](const Problem& known) { return survey.clears(known.subject); });
+    if (problemLog != nullptr) problemLog->surveyed(survey);
+}
+
 void RecordingLog::forget(const ProblemSubject& subject) {
     std::erase_if(problems, [&](const Problem& known) { return known.subject == subject; });
 }

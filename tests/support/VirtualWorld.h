@@ -106,6 +106,7 @@ class RecordingLog final : public Log {
 
     void report(const Problem& problem) override;
     void mended(const ProblemSubject& subject) override;
+    void surveyed(const ProblemSurvey& survey) override;
     /// What was reported last about each subject, and is not mended.
     std::vector<Problem> problems;
     /// Hears of problems, too; none for nobody.

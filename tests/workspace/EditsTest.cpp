@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/FaultyDatabaseFiles.h"
+#include "support/StoreChanges.h"
 #include "workspace/WorkspaceWorld.h"
 
 namespace nookery {
@@ -87,8 +89,7 @@ TEST_F(EditsTest, TheGroupComesBackWithItsMemoriesAndThoseThatMovedOnStay) {
     library_.wait(edits_.assign({one, two}, group));
     library_.wait(edits_.deleteGroup(group));
     EXPECT_EQ(library_.store->groups()->size(), 0u);
-    const Uuid other = Uuid::random();
-    library_.store->groupEdits().add({other, "Garden", Timestamp{2}}).throwIfFailed();
+    const Uuid other = testing::addGroup(*library_.store, "Garden");
     library_.changeBeside(two, [&](CrumbItem& item) { item.groupID = other; });
     EXPECT_THROW(library_.undo(), ConsentNeeded);
     EXPECT_EQ(library_.store->groups()->size(), 1u);
@@ -121,6 +122,57 @@ TEST_F(EditsTest, SavesOfOneFieldWhileItKeepsTheFocusAreOneStep) {
     library_.retitle(note, "Lb", focus);
     library_.undo();
     EXPECT_EQ(library_.titleOf(note), "By phone");
+}
+
+/// Fails from the k-th write of a database on, for each k.
+class EditsOnAFullDisk : public ::testing::Test {
+  protected:
+    template <typename Result>
+    bool isDone(const OperationPointer<Result>& operation) {
+        library_.world.time.settle();
+        return operation->outcome()->isDone();
+    }
+    void mendDisk() {
+        disk_.disarm();
+        library_.world.log.lines.clear();
+    }
+
+    testing::FaultyDatabaseFiles disk_;
+    WorkspaceWorld library_;
+};
+
+TEST_F(EditsOnAFullDisk, WhatWasWrittenStaysShownUntilTheNextStartAndCannotBeTakenBackUnsaved) {
+    const Uuid note = library_.addNote("old");
+    bool isSaved = false;
+    for (int k = 1; !isSaved; ++k) {
+        disk_.arm(testing::Fault::diskFull, k);
+        isSaved = isDone(library_.edits->edit(note, {.title = TextPatch{"old", "new"}}));
+        EXPECT_EQ(library_.titleOf(note), "new") << k;
+        EXPECT_EQ(library_.world.log.contains("Crumb SQLite save error: "), !isSaved) << k;
+        EXPECT_EQ(library_.world.log.problems.empty(), isSaved) << k;
+        if (!isSaved) {
+            EXPECT_FALSE(isDone(library_.history->undo(Consent::none)));
+            EXPECT_EQ(library_.titleOf(note), "new") << "an undoing that was not saved";
+        }
+        mendDisk();
+        library_.restart();
+        const bool isThere = library_.titleOf(note) == "new";
+        EXPECT_EQ(library_.history->state()->undoName.has_value(), isThere) << k;
+        if (isThere) library_.undo();
+        EXPECT_EQ(library_.titleOf(note), "old");
+    }
+}
+
+TEST_F(EditsOnAFullDisk, AFailedCleanupOfNamesIsShownAndLoggedAsOne) {
+    const Uuid note = library_.addNote("IMG_1");
+    disk_.arm(testing::Fault::diskFull, 1);
+    EXPECT_FALSE(isDone(library_.edits->cleanUpNames({{note, "IMG_1", "Photo"}})));
+    EXPECT_TRUE(library_.world.log.contains("Crumb filename cleanup save error: "));
+    EXPECT_FALSE(library_.world.log.contains("Crumb SQLite save error: "));
+    EXPECT_EQ(library_.titleOf(note), "Photo");
+    mendDisk();
+    library_.restart();
+    EXPECT_EQ(library_.titleOf(note), "IMG_1");
 }
 
 TEST_F(EditsTest, TextsOfProtectedMemoriesNeverReachTheHistory) {

@@ -5,7 +5,9 @@
 #include <random>
 
 #include "retrieval/text/Hashtags.h"
+#include "support/StoreChanges.h"
 #include "support/TestPlatform.h"
+#include "workspace/MemoryPlace.h"
 
 namespace nookery {
 namespace {
@@ -21,6 +23,7 @@ FacetCounts recounted(const CrumbStore& store) {
         if (!item->groupID) ++counts.ungroupedCount;
         const CalendarDay day = localDay(item->createdAt);
         ++counts.byMonth[{day.year, day.month}];
+        if (const auto place = placeOf(*item)) ++counts.byPlace[*place];
         for (const auto& tag : store.tagsOf(item->id)) ++spellings[comparableTag(tag)][tag];
     }
     for (const auto& [tag, used] : spellings) {
@@ -55,6 +58,7 @@ class FacetsTest : public ::testing::Test {
         item.title = "memory " + word();
         item.note = word() + " " + word();
         item.kind = std::vector{CrumbKind::text, CrumbKind::url, CrumbKind::activity}[below(3)];
+        if (item.kind == CrumbKind::activity) item.text = "A walk\nPlace: " + word();
         if (!groups_.empty() && below(2) == 0) item.groupID = groups_[below(groups_.size())];
     }
     void addSome() {
@@ -85,7 +89,8 @@ class FacetsTest : public ::testing::Test {
             case 2:
                 return void(store_->remover().deleteMemories(some(1 + below(3))));
             case 3:
-                return void(store_->groupEdits().assign(some(5), groups_[below(groups_.size())]));
+                std::ignore = testing::assign(*store_, some(5), groups_[below(groups_.size())]);
+                return;
             case 4:
             case 5:
             case 6:
@@ -98,7 +103,7 @@ class FacetsTest : public ::testing::Test {
                     CrumbItem changed = *store_->item(id);
                     write(changed);
                     // Refused where it is about to be removed.
-                    std::ignore = store_->memoryEdits().replace(changed);
+                    std::ignore = testing::change(*store_, changed);
                 }
         }
     }
@@ -112,7 +117,7 @@ class FacetsTest : public ::testing::Test {
 
 TEST_F(FacetsTest, TheyAreThoseOfTheLibraryAfterAnyChanges) {
     for (const char* name : {"Trips", "Home"}) {
-        EXPECT_FALSE(store_->groupEdits().create(name, &groups_.emplace_back()));
+        groups_.push_back(testing::addGroup(*store_, name));
     }
     for (int round = 0; round < 60; ++round) {
         for (std::size_t i = 0; i <= below(80); ++i) changeSomething();
@@ -122,6 +127,7 @@ TEST_F(FacetsTest, TheyAreThoseOfTheLibraryAfterAnyChanges) {
     }
     EXPECT_GT(facets_->counts()->total, 500U) << "there was something to count";
     EXPECT_GE(facets_->counts()->byTag.size(), 4U);
+    EXPECT_GE(facets_->counts()->byPlace.size(), 4U);
     EXPECT_EQ(world_.resultOf(store_->remover().deleteGroup(groups_[0])).count, 1U);
     EXPECT_EQ(*facets_->counts(), recounted(*store_));
     open();
@@ -130,6 +136,28 @@ TEST_F(FacetsTest, TheyAreThoseOfTheLibraryAfterAnyChanges) {
     EXPECT_GT(facets_->counts()->total, 500U);
     world_.resultOf(store_->remover().clearLibrary());
     EXPECT_EQ(*facets_->counts(), FacetCounts());
+}
+
+TEST(MemoryPlace, IsWhatAnActivityNamesOrTheSurroundingsOfAPicture) {
+    CrumbItem item;
+    item.kind = CrumbKind::activity;
+    item.text = "Place: of the summary\nwords\nActivity: Walk\nPlace: Old harbour, Lisbon\nTime: 9";
+    EXPECT_EQ(placeOf(item), "Old harbour, Lisbon");
+    item.kind = CrumbKind::text;
+    EXPECT_EQ(placeOf(item), std::nullopt) << "its words are its own";
+    item.kind = CrumbKind::image;
+    item.searchableText = "Place 1.00000 N 1.00000 E\n__crumb_facts__\n";
+    EXPECT_EQ(placeOf(item), std::nullopt) << "the words of a document";
+    item.searchableText += "10 x 10 pixels\n";
+    for (const auto& [fact, place] :
+         std::map<std::string, std::string>{{"48.85837 N 2.29448 E", "48.9 N 2.3 E"},
+                                            {"0.04000 S 179.96000 W", "0.0 S 180.0 W"},
+                                            {"48 Rue de Rivoli", "48 Rue de Rivoli"},
+                                            {"48.85837 N", "48.85837 N"}}) {
+        CrumbItem one = item;
+        one.searchableText += "Place " + fact;
+        EXPECT_EQ(placeOf(one), place);
+    }
 }
 
 TEST_F(FacetsTest, AreAnnouncedOnceForTheChangesOfATurnAndOnlyWhenTheyDiffer) {
@@ -150,7 +178,7 @@ TEST_F(FacetsTest, AreAnnouncedOnceForTheChangesOfATurnAndOnlyWhenTheyDiffer) {
     EXPECT_EQ(facets_->counts()->byTag.at("many").spelling, "Many");
     CrumbItem same = *store_->items()->front();
     same.text = "nothing that is counted";
-    EXPECT_FALSE(store_->memoryEdits().replace(same));
+    EXPECT_FALSE(testing::change(*store_, same));
     world_.time.settle();
     EXPECT_EQ(announced, forAdding + 1);
 }

@@ -140,6 +140,22 @@ TEST_F(HistoryTest, AnotherFileUnderTheOldNameStaysAndADamagedCopyIsNotTaken) {
     EXPECT_EQ(library_.contentOf(id), "dear Ada");
 }
 
+TEST_F(HistoryTest, AnOriginalIsFoundInASnapshotUnderTheNameThatItHadThere) {
+    const Uuid id = library_.addFile("letter.txt", "dear Ada");
+    const auto first = library_.wait(edits().deleteMemories({id}));
+    library_.addFile("letter.txt", "dear Bob");
+    library_.undo();
+    EXPECT_TRUE(library_.store->item(id)->filePath->ends_with("letter (2).txt"));
+    library_.redo();
+    emptyTrash();
+    for (const auto& snapshot : library_.store->recoverySnapshots().list()) {
+        if (snapshot.name == first.snapshotName) continue;
+        std::filesystem::remove_all(layout_.snapshots() / snapshot.name);
+    }
+    library_.undo();
+    EXPECT_EQ(library_.contentOf(id), "dear Ada");
+}
+
 TEST_F(HistoryTest, WhatWasAddedIsTakenAwayBehindASnapshotAndComesBack) {
     const Path folder = library_.world.folder / "source";
     std::filesystem::create_directories(folder);

@@ -57,7 +57,17 @@ class KilledHistory : public ::testing::TestWithParam<int> {
         library.start();
         const std::string now = stateOf(library, id);
         EXPECT_TRUE(allowed.contains(now)) << "killed at " << k << ": " << now;
+        if (!library.store->item(id)) expectWayBack(library, id, k);
         EXPECT_EQ(library.world.log.contains("history recovery error"), false) << k;
+    }
+
+    /// The original lies in the trash wherever the deletion was cut off.
+    static void expectWayBack(WorkspaceWorld& library, const Uuid& id, int k) {
+        EXPECT_EQ(library.world.folder.filesBelow("data/Crumb/Items"), std::vector<std::string>())
+            << k;
+        std::filesystem::remove_all(library.world.layout().snapshots());
+        library.undo();
+        EXPECT_EQ(library.contentOf(id), "dear Ada") << k;
     }
 
     static std::string stateOf(WorkspaceWorld& library, const Uuid& id) {

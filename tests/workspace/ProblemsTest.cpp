@@ -157,6 +157,56 @@ TEST_F(ProblemsTest, ASaveThatFailsIsToldOfUntilOneSucceeds) {
     EXPECT_TRUE(shown().empty());
 }
 
+TEST_F(ProblemsTest, WhatIsLeftOfARemovalIsToldOfUntilALaterSessionRemovesIt) {
+    const Uuid id = capture("a.txt", "text");
+    world_.trash.isFull = true;
+    world_.resultOf(store_->remover().deleteMemories({id}));
+    ASSERT_EQ(shown().size(), 1U);
+    EXPECT_EQ(toJson(shown().front())["what"], "removal");
+    open();
+    EXPECT_EQ(shown().front().count, 2);
+    world_.trash.isFull = false;
+    open();
+    EXPECT_TRUE(shown().empty());
+    EXPECT_TRUE(world_.folder.filesBelow("data/Crumb/Items").empty());
+    EXPECT_EQ(world_.folder.read("trash/a.txt"), "text");
+}
+
+TEST_F(ProblemsTest, WhatAnEarlierSessionLeftInTheInboxGoesWhenALookFindsItGone) {
+    const auto problemAt = [&](const char* name) {
+        return Problem{{ProblemKind::inbox, world_.layout().inbox() / name, {}}, "stays", ""};
+    };
+    world_.folder.write("data/Crumb/Inbox/there.txt", "text");
+    report(problemAt("there.txt"));
+    report(problemAt("taken out.txt"));
+    const auto look = [&] { log_.surveyed({ProblemKind::inbox, "elsewhere", {}}); };
+    look();
+    open();
+    EXPECT_EQ(shown().size(), 2U);
+    store_->inboxes().start();
+    world_.time.settle();
+    ASSERT_EQ(shown().size(), 1U);
+    EXPECT_EQ(shown().front().problem, problemAt("there.txt"));
+    world_.time.advance(10);
+    EXPECT_TRUE(shown().empty()) << "it was taken in";
+}
+
+TEST_F(ProblemsTest, ALibraryThatCannotBeOpenedIsOneUntilItCan) {
+    problems_.reset();
+    store_.reset();
+    const Path database = world_.layout().database();
+    world_.realFiles->rename(database, database.native() + ".good");
+    world_.folder.write("data/Crumb/crumb.sqlite3", std::string(200, 'x'));
+    open();
+    ASSERT_EQ(shown().size(), 1U);
+    EXPECT_EQ(shown().front().problem.subject.kind, ProblemKind::opening);
+    problems_.reset();
+    store_.reset();
+    world_.realFiles->rename(database.native() + ".good", database);
+    open();
+    EXPECT_TRUE(shown().empty());
+}
+
 TEST_F(ProblemsTest, AnOlderSidecarGainsTheTableAndKeepsWhatItHas) {
     problems_.reset();
     store_.reset();

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/StoreChanges.h"
 #include "support/TestPlatform.h"
 #include "workspace/ThumbnailReading.h"
 
@@ -102,7 +103,7 @@ TEST_F(ThumbnailCacheTest, SecretAndRemovedMemoriesLeaveNoPictures) {
     EXPECT_EQ(widthOf(removed), 10);
     CrumbItem marked = *store_.item(secret);
     markSecure(marked);
-    EXPECT_FALSE(store_.memoryEdits().replace(marked));
+    EXPECT_FALSE(testing::change(store_, marked));
     world_.resultOf(store_.remover().deleteMemories({removed}));
     EXPECT_EQ(widthOf(secret), 0);
     EXPECT_EQ(widthOf(removed), 0);
@@ -112,7 +113,7 @@ TEST_F(ThumbnailCacheTest, SecretAndRemovedMemoriesLeaveNoPictures) {
     cache_.want({late});
     marked = *store_.item(late);
     markSecure(marked);
-    EXPECT_FALSE(store_.memoryEdits().replace(marked));
+    EXPECT_FALSE(testing::change(store_, marked));
     world_.time.advance(0);
     EXPECT_FALSE(cache_.find(late));
     EXPECT_TRUE(cachedFiles().empty());

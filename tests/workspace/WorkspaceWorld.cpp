@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "foundation/DurableFile.h"
+#include "support/StoreChanges.h"
 
 namespace nookery::testing {
 
@@ -59,7 +60,7 @@ void WorkspaceWorld::bringIn(const CrumbItem& item) {
 void WorkspaceWorld::changeBeside(const Uuid& id, const std::function<void(CrumbItem&)>& change) {
     CrumbItem changed = *store->item(id);
     change(changed);
-    store->memoryEdits().replace(changed).throwIfFailed();
+    testing::change(*store, changed).throwIfFailed();
 }
 
 void WorkspaceWorld::retitle(const Uuid& id, const std::string& title,

@@ -5,12 +5,15 @@
 
 #include <cctype>
 #include <cerrno>
+#include <functional>
+#include <map>
 
 namespace nookery {
 namespace {
 
 constexpr std::string_view infoSuffix = ".trashinfo";
 constexpr std::size_t maximumNameByteCount = 255;
+constexpr std::size_t maximumInfoByteCount = std::size_t{64} << 10;
 
 /// A trash folder. The paths in its info files are relative to `top`; absolute when `top` is empty.
 struct TrashFolder {
@@ -55,6 +58,27 @@ class DesktopTrash final : public Trash {
         }
     }
 
+    std::vector<Path> placesOf(const Path& original) override {
+        const auto parent = files_.statusFollowingLinks(original.parent_path());
+        if (!parent) return {};
+        const TrashFolder trash = folderFor(original, parent->device);
+        const Path infos = trash.folder / "info";
+        if (!files_.status(infos)) return {};
+        const std::string wanted =
+            "\nPath=" + percentEncoded(pathIn(trash, original)) + "\nDeletionDate=";
+        std::multimap<std::string, Path, std::greater<>> places;  // by their date
+        for (const DirectoryEntry& entry : files_.list(infos)) {
+            const std::string text = textOf(infos / entry.name);
+            const std::size_t found = text.find(wanted);
+            const Path place = trash.folder / "files" / entry.name.stem();
+            if (found == std::string::npos || !files_.status(place)) continue;
+            places.emplace(text.substr(found + wanted.size()), place);
+        }
+        std::vector<Path> ordered;
+        for (const auto& [date, place] : places) ordered.push_back(place);
+        return ordered;
+    }
+
     /// Without its info file a name in the trash is free again.
     void putBack(const Path& place, const Path& destination) override {
         files_.renameExclusive(place, destination);
@@ -81,6 +105,19 @@ class DesktopTrash final : public Trash {
         return {folder, top};
     }
 
+    static Path pathIn(const TrashFolder& trash, const Path& path) {
+        return trash.top.empty() ? path : path.lexically_relative(trash.top);
+    }
+
+    /// Of an info file; empty when it cannot be read.
+    std::string textOf(const Path& info) {
+        try {
+            return readWholeFile(files_, info, maximumInfoByteCount);
+        } catch (const FileError&) {
+            return {};
+        }
+    }
+
     bool isOn(const Path& folder, std::uint64_t device) {
         const auto status = files_.statusFollowingLinks(folder);
         return status && status->device == device;
@@ -96,7 +133,7 @@ class DesktopTrash final : public Trash {
         createDirectories(files_, info.parent_path());
         if (files_.status(place) || files_.status(info)) return std::nullopt;
         try {
-            writeInfo(info, trash.top.empty() ? path : path.lexically_relative(trash.top));
+            writeInfo(info, pathIn(trash, path));
             files_.renameExclusive(path, place);
         } catch (const FileError& error) {
             const bool taken = error.errorNumber() == EEXIST;

@@ -22,7 +22,7 @@ Coroutine<CaptureSource> sourceFor(CommandContext& context, const Arguments& arg
     if (start.starts_with("http://") || start == "https://") {
         co_return CaptureLink{word, arguments.has("fetch")};
     }
-    co_return CaptureFile{context.path(word)};
+    co_return CaptureFile{.path = context.path(word), .shownPath = word};
 }
 
 Coroutine<CaptureRequest> requestFor(CommandContext& context, CrumbStore& store,

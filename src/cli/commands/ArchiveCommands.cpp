@@ -42,11 +42,14 @@ Coroutine<int> runExport(CommandContext& context, const Arguments& arguments) {
                            context.path(arguments.positional(0))));
     const Path folder = namedFolder(context, arguments);
     if (context.wantsJson()) {
-        context.print(summaryJson(folder, summary));
+        OrderedJson json = summaryJson(folder, summary);
+        json["leftBehind"] = {"history", "saved searches"};
+        context.print(json);
     } else {
         context.out().writeLine("Your independent archive is saved at:\n" +
                                 printable(displayName(folder)));
         context.say("Archive Exported and Verified: " + summaryText(summary));
+        context.say("The history of changes and saved searches stay with this library only.");
     }
     co_return exitDone;
 }

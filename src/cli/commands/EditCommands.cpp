@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "cli/commands/Commands.h"
+#include "cli/commands/Conflicts.h"
 #include "cli/views/MemoryView.h"
 #include "foundation/Text.h"
 
@@ -23,13 +24,6 @@ Coroutine<std::optional<std::string>> newText(CommandContext& context, const Arg
     co_return toValidUtf8(*text);
 }
 
-/// A field that changed between the reading and the change is left alone, and told.
-void tellConflicts(const PatchOutcome& outcome) {
-    if (outcome.conflicts.empty()) return;
-    throw Error(fmt::format("The {} has changed meanwhile, and was left alone: try again.",
-                            outcome.conflicts.front().field));
-}
-
 Coroutine<int> runEdit(CommandContext& context, const Arguments& arguments) {
     if (!arguments.has("title") && !arguments.has("note") && !arguments.has("text")) {
         throw UsageError("edit needs --title, --note or --text.");
@@ -45,7 +39,7 @@ Coroutine<int> runEdit(CommandContext& context, const Arguments& arguments) {
     }
     const auto edit = context.workspace().edits().edit(item->id, std::move(patch));
     const PatchOutcome outcome = co_await context.resultOf(edit);
-    tellConflicts(outcome);
+    refuseConflicts(outcome);
     answer(context, store, item->id);
     co_return exitDone;
 }

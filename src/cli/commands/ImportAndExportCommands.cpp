@@ -6,8 +6,7 @@
 #include "cli/commands/Commands.h"
 #include "cli/context/CommandContext.h"
 #include "cli/output/TextLayout.h"
-#include "collection/capture/JsonLines.h"
-#include "foundation/DurableFile.h"
+#include "workspace/LibraryExport.h"
 
 namespace nookery::cli {
 namespace {
@@ -48,44 +47,19 @@ Coroutine<int> runImport(CommandContext& context, const Arguments& arguments) {
     co_return report.failures.empty() ? exitDone : exitFailed;
 }
 
-/// Writes each line of the library and counts them.
-std::size_t writeLines(CommandContext& context, const CrumbStore& store,
-                       const std::function<void(std::string_view)>& write) {
-    std::size_t count = 0;
-    for (const auto& item : *store.items()) {
-        if (context.isInterrupted()) throw Cancelled();
-        write(jsonLineOf(*item, store.tagsOf(item->id)) + "\n");
-        context.messages().progress(fmt::format("{} memories out", ++count));
+Coroutine<> writeToOutput(CommandContext& context, std::shared_ptr<LibraryExport> lines) {
+    while (true) {
+        const auto operation = nextPiece(context.platform(), lines);
+        const std::string piece = co_await context.resultOf(operation);
+        if (piece.empty()) co_return;
+        context.out().write(piece);
     }
-    context.messages().endProgress();
-    return count;
 }
 
-/// Beside the wished place first, so that the file is whole or not there.
-std::size_t exportToFile(CommandContext& context, const CrumbStore& store, const Path& path) {
-    FileSystem& files = context.platform().files;
-    const Path temporary = temporaryBeside(path);
-    const auto file = files.createFile(temporary);
-    try {
-        std::string buffer;
-        const auto flush = [&] {
-            file->write(std::as_bytes(std::span(buffer)));
-            buffer.clear();
-        };
-        const std::size_t count = writeLines(context, store, [&](std::string_view line) {
-            buffer += line;
-            if (buffer.size() > (1u << 20)) flush();
-        });
-        flush();
-        file->sync();
-        file->close();
-        files.rename(temporary, path);
-        files.syncDirectory(path.parent_path().empty() ? Path(".") : path.parent_path());
-        return count;
-    } catch (...) {
-        removeTree(files, temporary);
-        throw;
-    }
+void tellLeftOut(CommandContext& context, const ExportReport& report) {
+    if (report.leftOutCount == 0) return;
+    context.say(counted(report.leftOutCount, "protected memory was", "protected memories were") +
+                " left out: what is protected stays on this computer.");
 }
 
 Coroutine<int> runExport(CommandContext& context, const Arguments& arguments) {
@@ -100,15 +74,21 @@ Coroutine<int> runExport(CommandContext& context, const Arguments& arguments) {
             fmt::format("{} is there already; --replace writes over it.", displayName(Path(name))));
     }
     const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
+    const auto lines = std::make_shared<LibraryExport>(store);
     if (name == "-") {
-        writeLines(context, store, [&](std::string_view line) { context.out().write(line); });
+        co_await writeToOutput(context, lines);
+        tellLeftOut(context, lines->report());
         co_return exitDone;
     }
-    const std::size_t count = exportToFile(context, store, path);
+    const auto operation = startExport(context.platform(), lines, path);
+    const ExportReport report = co_await context.resultOf(operation);
     if (context.wantsJson()) {
-        context.print({{"path", displayName(Path(name))}, {"records", count}});
+        context.print({{"path", displayName(Path(name))},
+                       {"records", report.writtenCount},
+                       {"leftOut", report.leftOutCount}});
     } else {
-        context.say(counted(count, "memory", "memories") + " written.");
+        context.say(counted(report.writtenCount, "memory", "memories") + " written.");
+        tellLeftOut(context, report);
     }
     co_return exitDone;
 }
@@ -136,7 +116,8 @@ std::vector<Command> importAndExportCommands() {
                               .help = "the file; - for standard output",
                               .offers = Offers::files}},
              .options = {{"replace", "", "write over a file that is there"}},
-             .notes = keys + " Originals are not part of it; a snapshot holds them.",
+             .notes = keys + " Originals are not part of it; a snapshot holds them. Protected "
+                             "memories, and what was derived from them, are left out and counted.",
              .run = runExport}};
 }
 

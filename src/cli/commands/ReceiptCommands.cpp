@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "cli/commands/Commands.h"
+#include "cli/commands/Conflicts.h"
 #include "cli/output/TextLayout.h"
 #include "cli/views/ReceiptReading.h"
 #include "cli/views/ReceiptView.h"
@@ -17,7 +18,7 @@ Coroutine<int> runList(CommandContext& context, const Arguments& arguments) {
         filter.classification = classificationFromRawValue(*raw);
     }
     if (const auto raw = arguments.value("type")) filter.type = receiptTypeFromRawValue(*raw);
-    auto receipts = OpenReceipts::forReading(context);
+    auto receipts = co_await OpenReceipts::forReading(context);
     const ReceiptList shown = filtered(*receipts.service().receipts(), filter);
     if (context.wantsJson()) {
         OrderedJson list = OrderedJson::array();
@@ -31,7 +32,7 @@ Coroutine<int> runList(CommandContext& context, const Arguments& arguments) {
 }
 
 Coroutine<int> runShow(CommandContext& context, const Arguments& arguments) {
-    auto receipts = OpenReceipts::forReading(context);
+    auto receipts = co_await OpenReceipts::forReading(context);
     const CrumbReceipt receipt = receipts.find(arguments.positional(0));
     if (!arguments.has("reading")) co_return answerWith(context, receipts.service(), receipt.id);
     if (!receipt.originalFilePath) throw Error("The receipt has no original file to be read.");
@@ -56,24 +57,13 @@ CalendarDay givenDay(const std::string& text) {
     return *day;
 }
 
-/// As the category is spelled where it is known. Throws Error for one that nobody added.
-std::string knownCategory(ReceiptService& service, const std::string& given) {
-    const std::string wanted = lowerCased(trimmed(given));
-    for (std::string& name : service.categories()) {
-        if (lowerCased(name) == wanted) return std::move(name);
-    }
-    throw Error(
-        fmt::format("There is no category \"{}\"; \"nookery receipts categories --add\" adds one.",
-                    printable(given)));
-}
-
 void refuseBoth(const Arguments& arguments, const std::string& one, const std::string& other) {
     if (arguments.has(one) && arguments.has(other)) {
         throw UsageError(fmt::format("--{} and --{} exclude each other.", one, other));
     }
 }
 
-void change(CrumbReceipt& receipt, const Arguments& arguments, ReceiptService& service) {
+void change(CrumbReceipt& receipt, const Arguments& arguments, const ReceiptEdits& edits) {
     if (const auto raw = arguments.value("type")) receipt.type = *receiptTypeFromRawValue(*raw);
     if (const auto raw = arguments.value("class")) {
         receipt.classification = *classificationFromRawValue(*raw);
@@ -86,7 +76,7 @@ void change(CrumbReceipt& receipt, const Arguments& arguments, ReceiptService& s
     if (const auto date = arguments.text("date")) receipt.purchaseDate = givenDay(*date);
     if (arguments.has("no-date")) receipt.purchaseDate.reset();
     if (const auto name = arguments.text("category")) {
-        receipt.category = knownCategory(service, *name);
+        receipt.category = edits.knownCategory(*name);
     }
     if (arguments.has("no-category")) receipt.category.reset();
     if (auto note = arguments.text("note")) receipt.note = std::move(*note);
@@ -128,15 +118,19 @@ Coroutine<int> runEdit(CommandContext& context, const Arguments& arguments) {
     refuseBoth(arguments, "date", "no-date");
     refuseBoth(arguments, "category", "no-category");
     refuseBoth(arguments, "flag", "unflag");
-    auto receipts = OpenReceipts::forWriting(context);
-    CrumbReceipt receipt = receipts.find(arguments.positional(0));
-    change(receipt, arguments, receipts.service());
-    receipts.service().save(receipt);
-    co_return answerWith(context, receipts.service(), receipt.id);
+    auto receipts = co_await OpenReceipts::forWriting(context);
+    ReceiptEdits& edits = context.workspace().receipts().edits();
+    const CrumbReceipt base = receipts.find(arguments.positional(0));
+    CrumbReceipt edited = base;
+    change(edited, arguments, edits);
+    const auto operation = edits.edit(base, edited);
+    const PatchOutcome outcome = co_await context.resultOf(operation);
+    refuseConflicts(outcome);
+    co_return answerWith(context, receipts.service(), base.id);
 }
 
 Coroutine<int> runRemove(CommandContext& context, const Arguments& arguments) {
-    auto receipts = OpenReceipts::forWriting(context);
+    auto receipts = co_await OpenReceipts::forWriting(context);
     const CrumbReceipt receipt = receipts.find(arguments.positional(0));
     const std::string title =
         fmt::format("Remove the record of \"{}\", {}?", printable(shownMerchant(receipt, false)),
@@ -145,7 +139,8 @@ Coroutine<int> runRemove(CommandContext& context, const Arguments& arguments) {
     const bool isTrial = arguments.has("dry-run");
     if (!isTrial) {
         co_await context.demandConsent(title, text);
-        receipts.service().remove(receipt.id);
+        const auto removal = context.workspace().receipts().edits().remove(receipt.id);
+        co_await context.resultOf(removal);
     }
     if (context.wantsJson()) {
         context.print({{"deleted", isTrial ? 0 : 1}, {"receipt", receiptJson(receipt)}});
@@ -156,10 +151,15 @@ Coroutine<int> runRemove(CommandContext& context, const Arguments& arguments) {
     co_return exitDone;
 }
 
+Coroutine<> addCategory(CommandContext& context, std::string name) {
+    co_await OpenReceipts::forWriting(context);
+    const auto operation = context.workspace().receipts().edits().addCategory(name);
+    co_await context.resultOf(operation);
+}
+
 Coroutine<int> runCategories(CommandContext& context, const Arguments& arguments) {
-    const auto added = arguments.text("add");
-    auto receipts = added ? OpenReceipts::forWriting(context) : OpenReceipts::forReading(context);
-    if (added) receipts.service().addCategory(*added);
+    if (const auto added = arguments.text("add")) co_await addCategory(context, *added);
+    auto receipts = co_await OpenReceipts::forReading(context);
     const auto names = receipts.service().categories();
     if (context.wantsJson()) {
         context.print({{"categories", names}});

@@ -15,13 +15,15 @@ namespace {
 using Failures = std::vector<ReceiptImport::Failure>;
 
 /// Takes the files in and waits until they are read, unless interrupted.
-Coroutine<ReceiptImport> import(CommandContext& context, ReceiptService& service,
-                                std::vector<ReceiptSource> sources) {
+Coroutine<ReceiptImport> import(CommandContext& context, std::vector<ReceiptSource> sources) {
+    Receipts& receipts = context.workspace().receipts();
+    ReceiptService& service = receipts.service();
     const auto progress = service.beingRead().subscribe([&](const std::set<Uuid>& ids) {
         if (ids.empty()) return;
         context.messages().progress(fmt::format("Reading receipt… {} left", ids.size()));
     });
-    ReceiptImport outcome = co_await context.resultOf(service.import(std::move(sources)));
+    const auto operation = receipts.edits().import(std::move(sources));
+    ReceiptImport outcome = co_await context.resultOf(operation);
     co_await context.until<std::set<Uuid>>(service.beingRead(),
                                            [](const auto& ids) { return ids.empty(); });
     co_return outcome;
@@ -72,14 +74,15 @@ Coroutine<int> runImport(CommandContext& context, const Arguments& arguments) {
     std::vector<ReceiptSource> sources;
     for (const std::string& file : arguments.positionals())
         sources.push_back({context.path(file), file});
-    auto receipts = OpenReceipts::forWriting(context);
-    const ReceiptImport outcome = co_await import(context, receipts.service(), std::move(sources));
+    auto receipts = co_await OpenReceipts::forWriting(context);
+    const ReceiptImport outcome = co_await import(context, std::move(sources));
     co_return answer(context, receipts.service(), outcome);
 }
 
 Coroutine<int> runFromMemory(CommandContext& context, const Arguments& arguments) {
-    const CrumbStore& store = *co_await context.open(LibraryAccess::reading);
-    auto receipts = OpenReceipts::forWriting(context);
+    context.demandLibrary();
+    auto receipts = co_await OpenReceipts::forWriting(context);
+    const CrumbStore& store = context.workspace().store();
     std::vector<ReceiptSource> sources;
     Failures unselected;
     for (const std::string& prefix : arguments.positionals()) {
@@ -89,7 +92,7 @@ Coroutine<int> runFromMemory(CommandContext& context, const Arguments& arguments
             unselected.push_back({prefix, error.description()});
         }
     }
-    ReceiptImport outcome = co_await import(context, receipts.service(), std::move(sources));
+    ReceiptImport outcome = co_await import(context, std::move(sources));
     outcome.failed.insert(outcome.failed.begin(), unselected.begin(), unselected.end());
     co_return answer(context, receipts.service(), outcome);
 }
@@ -121,7 +124,7 @@ void answer(CommandContext& context, const CrumbReceiptExporter::Exported& expor
 }
 
 Coroutine<int> runExport(CommandContext& context, const Arguments& arguments) {
-    auto receipts = OpenReceipts::forReading(context);
+    auto receipts = co_await OpenReceipts::forReading(context);
     try {
         const auto operation = CrumbReceiptExporter::exportTo(
             context.platform(), context.layout(), *receipts.service().receipts(),

@@ -8,24 +8,19 @@
 #include "fieldreports/FieldReportRepository.h"
 #include "fieldreports/FieldReportScan.h"
 #include "fieldreports/NookeryFieldReportPDF.h"
-#include "fieldreports/NookeryFieldReportReceiver.h"
 #include "foundation/Text.h"
 
 namespace nookery::cli {
 namespace {
 
-using Change = std::function<SaveFailure(CrumbStore&)>;
-
-/// Runs a change of the store's reports, which windows announce under this title when it fails.
-Coroutine<> changing(CommandContext& context, std::string failureTitle, Change change) {
-    CrumbStore& store = *co_await context.open(LibraryAccess::writing);
-    NookeryFieldReportReceiver receiver(
-        context.platform(), context.layout(),
-        [&](const auto& reports) { store.fieldReportEdits().setReports(reports); });
-    store.fieldReportEdits().setReceiver(&receiver);
-    const SaveFailure failure = change(store);
-    store.fieldReportEdits().setReceiver(nullptr);
-    if (failure) throw Error(fmt::format("{}: {}", failureTitle, failure.message()));
+/// The end of a change, which windows announce under this title when it fails.
+Coroutine<> changed(CommandContext& context, std::string failureTitle,
+                    OperationPointer<Nothing> operation) {
+    co_await context.waitFor(operation);
+    if (const Failure* failure = operation->outcome()->failure()) {
+        throw Error(fmt::format("{}: {}", failureTitle, failure->message));
+    }
+    operation->outcome()->get();
 }
 
 Coroutine<int> runList(CommandContext& context, const Arguments&) {
@@ -93,10 +88,9 @@ Coroutine<int> runShow(CommandContext& context, const Arguments& arguments) {
 
 Coroutine<int> runRename(CommandContext& context, const Arguments& arguments) {
     const auto report = findReport(context, arguments.positional(0));
-    const Change change = [&](CrumbStore& store) {
-        return store.fieldReportEdits().rename(report, toValidUtf8(arguments.positional(1)));
-    };
-    co_await changing(context, "Could Not Rename Field Report", change);
+    ReportEdits* edits = co_await openReportEdits(context);
+    const auto renaming = edits->rename(report.id, arguments.positional(1));
+    co_await changed(context, "Could Not Rename Field Report", renaming);
     const auto renamed = findReport(context, report.id.toString());
     if (context.wantsJson()) {
         context.print(reportJson(renamed));
@@ -117,10 +111,9 @@ Coroutine<int> runDelete(CommandContext& context, const Arguments& arguments) {
     const bool isOnlyAsked = arguments.has("dry-run");
     if (!isOnlyAsked) {
         co_await context.demandConsent(title, text);
-        const Change change = [&](CrumbStore& store) {
-            return store.fieldReportEdits().remove(report);
-        };
-        co_await changing(context, "Could Not Delete Field Report", change);
+        ReportEdits* edits = co_await openReportEdits(context);
+        const auto removal = edits->remove(report.id);
+        co_await changed(context, "Could Not Delete Field Report", removal);
     }
     if (context.wantsJson()) {
         context.print({{"deleted", isOnlyAsked ? 0 : 1}, {"id", report.id.toString()}});

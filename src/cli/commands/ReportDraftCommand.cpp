@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "cli/commands/Commands.h"
+#include "cli/commands/Conflicts.h"
 #include "cli/views/Ids.h"
 #include "cli/views/ReportView.h"
-#include "collection/database/LibraryLock.h"
 #include "fieldreports/FieldReportWorkingCopy.h"
 #include "foundation/Text.h"
 
@@ -95,13 +95,15 @@ Coroutine<Draft> edited(CommandContext& context, const NookeryReceivedFieldRepor
     FieldReportWorkingCopy workingCopy(context.platform().files, context.layout(), report);
     Draft draft = workingCopy.draft();
     if (!isEdit(arguments)) co_return draft;
-    const auto lock =
-        LibraryLock::acquire(context.platform().files, context.layout(), context.now());
-    draft = workingCopy.draft();
+    ReportEdits* edits = co_await openReportEdits(context);
+    const Draft base = workingCopy.draft();
+    draft = base;
     change(draft, arguments);
     if (arguments.has("add"))
         co_await addFiles(context, workingCopy, draft, arguments.values("add"));
-    workingCopy.save(draft);
+    const auto saving = edits->saveDraft(report.id, base, draft);
+    const PatchOutcome outcome = co_await context.resultOf(saving);
+    refuseConflicts(outcome);
     co_return draft;
 }
 

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <map>
 
@@ -82,6 +83,13 @@ OrderedJson inboxWaiting(CommandContext& context) {
     return list;
 }
 
+/// Those that nobody has dismissed.
+std::size_t openProblemCount(CommandContext& context) {
+    const ProblemList& all = *context.workspace().problems().all();
+    return static_cast<std::size_t>(std::count_if(
+        all.begin(), all.end(), [](const KnownProblem& known) { return !known.isDismissed; }));
+}
+
 Coroutine<OrderedJson> gather(CommandContext& context) {
     const auto start = std::chrono::steady_clock::now();
     CrumbStore& store = *co_await context.open(LibraryAccess::reading);
@@ -103,6 +111,7 @@ Coroutine<OrderedJson> gather(CommandContext& context) {
                {"inboxWaiting", inboxWaiting(context)},
                {"waiting", *store.indexingCount()},
                {"unreadable", store.enrichment().failures().size()},
+               {"problems", openProblemCount(context)},
                {"meaning", embedder ? OrderedJson(embedder->modelName()) : OrderedJson()}};
 }
 
@@ -147,6 +156,9 @@ Coroutine<int> runStats(CommandContext& context, const Arguments&) {
     if (stats["unreadable"] != 0) {
         printRow(context, "unreadable",
                  counted(stats["unreadable"].get<std::size_t>(), "original", "originals"));
+    }
+    if (stats["problems"] != 0) {
+        printRow(context, "problems", stats["problems"].dump() + " (nookery problems)");
     }
     printRow(context, "meaning",
              stats["meaning"].is_null() ? "off: the sentence encoder is not installed"

@@ -7,7 +7,6 @@
 #include "cli/line/Command.h"
 #include "cli/output/TextLayout.h"
 #include "cli/views/Ids.h"
-#include "collection/database/SQLiteDatabase.h"
 
 namespace nookery::cli {
 namespace {
@@ -18,17 +17,6 @@ constexpr std::size_t mostMerchantColumns = 40;
 bool libraryExists(FileSystem& files, const LibraryLayout& layout) {
     return files.statusFollowingLinks(layout.database()) ||
            files.statusFollowingLinks(layout.legacyFile());
-}
-
-ReceiptService::RecordOriginal recordingIn(CommandContext& context,
-                                           const std::shared_ptr<std::optional<Sidecar>>& sidecar) {
-    return [&context, sidecar](const OriginalFact& fact) {
-        if (!*sidecar) *sidecar = Sidecar::open(context.platform().files, context.layout());
-        auto earlier = (*sidecar)->originalsWithDigest(fact.digest);
-        (*sidecar)->recordOriginals({&fact, 1});
-        (*sidecar)->makeDurable();
-        return earlier;
-    };
 }
 
 template <typename Value>
@@ -50,32 +38,26 @@ std::vector<std::string> wordsOf(const Terms& terms) {
 
 }  // namespace
 
-OpenReceipts::OpenReceipts(CommandContext& context)
-    : sidecar_(std::make_shared<std::optional<Sidecar>>()),
-      service_(std::make_unique<ReceiptService>(context.platform(), context.layout(),
-                                                recordingIn(context, sidecar_))) {}
-
-OpenReceipts OpenReceipts::forWriting(CommandContext& context) {
-    FileSystem& files = context.platform().files;
-    OpenReceipts receipts(context);
-    receipts.lock_ = LibraryLock::acquire(files, context.layout(), context.now());
-    if (!libraryExists(files, context.layout())) SQLiteDatabase::open(files, context.layout());
-    receipts.service_->open();
-    return receipts;
+Coroutine<OpenReceipts> OpenReceipts::forWriting(CommandContext& context) {
+    co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
+    co_return OpenReceipts(context.workspace().receipts().service());
 }
 
-OpenReceipts OpenReceipts::forReading(CommandContext& context) {
+Coroutine<OpenReceipts> OpenReceipts::forReading(CommandContext& context) {
     FileSystem& files = context.platform().files;
-    const bool hasDatabase =
-        files.statusFollowingLinks(context.layout().receiptsDatabase()).has_value();
-    if (!hasDatabase && !libraryExists(files, context.layout())) {
+    const LibraryLayout& layout = context.layout();
+    const bool hasDatabase = files.statusFollowingLinks(layout.receiptsDatabase()).has_value();
+    if (!hasDatabase && !libraryExists(files, layout)) {
         throw Error(
             fmt::format("There is no library in {} yet; \"nookery receipts import\" makes one.",
-                        displayName(context.layout().library())));
+                        displayName(layout.library())));
     }
-    OpenReceipts receipts(context);
-    if (!hasDatabase || receipts.service_->openForReading()) return receipts;
-    return forWriting(context);
+    const ReceiptService::RecordOriginal nothing = [](const OriginalFact&) {
+        return std::vector<OriginalFact>();
+    };
+    auto service = std::make_unique<ReceiptService>(context.platform(), layout, nothing);
+    if (!hasDatabase || service->openForReading()) co_return OpenReceipts(std::move(service));
+    co_return co_await forWriting(context);
 }
 
 CrumbReceipt OpenReceipts::find(const std::string& prefix) const {

@@ -6,8 +6,6 @@
 
 #include "cli/context/CommandContext.h"
 #include "cli/views/Ids.h"
-#include "collection/database/LibraryLock.h"
-#include "collection/database/Sidecar.h"
 #include "receipts/ReceiptService.h"
 
 /// How commands open the receipts, name them and show them.
@@ -16,21 +14,22 @@ namespace nookery::cli {
 /// The receipts, opened for one command.
 class OpenReceipts {
   public:
-    /// Under the library's lock. Makes what is missing of the library.
-    static OpenReceipts forWriting(CommandContext& context);
+    /// With the library. Makes what is missing of it.
+    static Coroutine<OpenReceipts> forWriting(CommandContext& context);
     /// Beside whoever has the library. Throws Error when there is no library at all.
-    static OpenReceipts forReading(CommandContext& context);
+    static Coroutine<OpenReceipts> forReading(CommandContext& context);
 
     ReceiptService& service() { return *service_; }
     /// The receipt whose id begins with `prefix`. Throws Error when there is none, or several.
     CrumbReceipt find(const std::string& prefix) const;
 
   private:
-    explicit OpenReceipts(CommandContext& context);
+    explicit OpenReceipts(ReceiptService& service) : service_(&service) {}
+    explicit OpenReceipts(std::unique_ptr<ReceiptService> own)
+        : own_(std::move(own)), service_(own_.get()) {}
 
-    std::optional<LibraryLock> lock_;
-    std::shared_ptr<std::optional<Sidecar>> sidecar_;
-    std::unique_ptr<ReceiptService> service_;
+    std::unique_ptr<ReceiptService> own_;  ///< null where the workspace has it
+    ReceiptService* service_;
 };
 
 /// A receipt as every command's JSON gives it; absent values are null.

@@ -32,6 +32,11 @@ std::vector<NookeryReceivedFieldReport> receivedReports(CommandContext& context)
     return FieldReportRepository(context.platform(), context.layout()).load();
 }
 
+Coroutine<ReportEdits*> openReportEdits(CommandContext& context) {
+    co_await context.open(LibraryAccess::writing, LibraryExtent::onDemand);
+    co_return &context.workspace().reportEdits();
+}
+
 NookeryReceivedFieldReport findReport(CommandContext& context, const std::string& prefix) {
     return onlyOne(receivedReports(context), prefix, "field report",
                    [](const auto& report) { return report.id; });

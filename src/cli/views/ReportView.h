@@ -14,6 +14,9 @@ namespace nookery::cli {
 /// What the library holds of them. Throws Error when that cannot be read.
 std::vector<NookeryReceivedFieldReport> receivedReports(CommandContext& context);
 
+/// Opens the library for a change of a report.
+Coroutine<ReportEdits*> openReportEdits(CommandContext& context);
+
 /// The report whose id begins with `prefix`. Throws Error when there is none, or more than one.
 NookeryReceivedFieldReport findReport(CommandContext& context, const std::string& prefix);
 

@@ -19,6 +19,8 @@ namespace nookery {
 struct CaptureFile {
     Path path;
     bool mayBeLink = true;
+    /// What reports call it, and all below it; the path itself when this is empty.
+    Path shownPath{};
 };
 struct CaptureLink {
     std::string url;     ///< http or https

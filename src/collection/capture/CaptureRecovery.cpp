@@ -1,9 +1,11 @@
 #include "collection/capture/CaptureRecovery.h"
 
+#include <algorithm>
 #include <unordered_set>
 
 #include "collection/capture/CaptureWork.h"
 #include "collection/database/Sidecar.h"
+#include "collection/originals/OriginalsToTrash.h"
 #include "platform/Log.h"
 
 namespace nookery {
@@ -60,7 +62,12 @@ void removeInterruptedCaptures(const Platform& platform, const LibraryLayout& la
                                Sidecar& sidecar, const std::function<CrumbItemList()>& readAll) {
     try {
         removeTree(platform.files, incomingFolder(layout));
-        const auto pending = sidecar.pendingOriginals();
+        finishInterruptedRemovals(platform, layout, sidecar, all);
+        auto pending = sidecar.pendingOriginals();
+        const auto waiting = OriginalsToTrash(sidecar).all();
+        std::erase_if(pending, [&](const Path& each) {
+            return std::find(waiting.begin(), waiting.end(), each) != waiting.end();
+        });
         if (pending.empty()) return;
         const auto kept = originalNames(readAll());
         for (const Path& relativePath : pending) {

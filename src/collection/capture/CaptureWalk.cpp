@@ -5,12 +5,12 @@
 namespace nookery {
 namespace {
 
-FoundSource failure(const Path& path, const std::string& message) {
-    return {displayName(path), LeftOut{message, true}};
+FoundSource failure(const FoundPlace& place, const std::string& message) {
+    return {displayName(place.shown), LeftOut{namingShown(message, place), true}};
 }
 
-FoundSource skipped(const Path& path, const std::string& message) {
-    return {displayName(path), LeftOut{message, false}};
+FoundSource skipped(const FoundPlace& place, const std::string& message) {
+    return {displayName(place.shown), LeftOut{message, false}};
 }
 
 constexpr auto libraryMessage = "This is the library itself.";
@@ -18,6 +18,13 @@ constexpr auto linkMessage = "A symbolic link inside a folder is not followed.";
 constexpr auto specialMessage = "Neither a file nor a folder.";
 
 }  // namespace
+
+std::string namingShown(std::string message, const FoundPlace& place) {
+    const std::string name = displayName(place.path);
+    const std::size_t position = message.find(name);
+    if (position == std::string::npos) return message;
+    return message.replace(position, name.size(), displayName(place.shown));
+}
 
 CaptureWalk::CaptureWalk(FileSystem& files, LibraryLayout layout,
                          std::vector<CaptureSource> sources)
@@ -54,7 +61,7 @@ std::optional<FoundSource> CaptureWalk::advance() {
     const DirectoryEntry entry = std::move(level.entries.back());
     level.entries.pop_back();
     if (entry.type != FileType::directory) --waiting_;
-    const Path folder = level.folder;  // a copy: entering a folder moves the levels
+    const FoundPlace folder = level.folder;  // a copy: entering a folder moves the levels
     return visit(folder, entry);
 }
 
@@ -67,43 +74,42 @@ std::optional<FoundSource> CaptureWalk::begin(CaptureSource source) {
     return FoundSource{text.sourceName, std::move(text), true};
 }
 
-std::optional<FoundSource> CaptureWalk::beginNamed(const CaptureFile& file) try {
+std::optional<FoundSource> CaptureWalk::beginNamed(const CaptureFile& file) {
     const Path& path = file.path;
-    const auto resolved = file.mayBeLink ? files_.resolve(path) : path;
-    const auto status = resolved ? files_.status(*resolved) : std::nullopt;
-    if (!status) return failure(path, "There is no such file or folder.");
-    switch (status->type) {
-        case FileType::regular:
-            return FoundSource{displayName(path), FoundFile{*resolved, path.filename()}, true};
-        case FileType::directory:
-            return enter(path, true);
-        default:
-            return failure(path, specialMessage);
+    const FoundPlace place{path, file.shownPath.empty() ? path : file.shownPath};
+    try {
+        const auto resolved = file.mayBeLink ? files_.resolve(path) : path;
+        const auto status = resolved ? files_.status(*resolved) : std::nullopt;
+        if (!status) return failure(place, "There is no such file or folder.");
+        if (status->type == FileType::directory) return enter(place, true);
+        if (status->type != FileType::regular) return failure(place, specialMessage);
+        return FoundSource{displayName(place.shown), FoundFile{*resolved, path.filename()}, true};
+    } catch (const FileError& error) {
+        return failure(place, error.description());
     }
-} catch (const FileError& error) {
-    return failure(file.path, error.description());
 }
 
-std::optional<FoundSource> CaptureWalk::visit(const Path& folder, const DirectoryEntry& entry) {
-    const Path path = folder / entry.name;
+std::optional<FoundSource> CaptureWalk::visit(const FoundPlace& folder,
+                                              const DirectoryEntry& entry) {
+    const FoundPlace place{folder.path / entry.name, folder.shown / entry.name};
     switch (entry.type) {
         case FileType::regular:
-            return FoundSource{displayName(path), FoundFile{path, entry.name}};
+            return FoundSource{displayName(place.shown), FoundFile{place.path, entry.name}};
         case FileType::directory:
-            return enter(path, false);
+            return enter(place, false);
         case FileType::symbolicLink:
-            return skipped(path, linkMessage);
+            return skipped(place, linkMessage);
         case FileType::other:
-            return skipped(path, specialMessage);
+            return skipped(place, specialMessage);
     }
-    return skipped(path, specialMessage);
+    return skipped(place, specialMessage);
 }
 
-std::optional<FoundSource> CaptureWalk::enter(const Path& folder, bool named) try {
-    if (isLibrary(folder)) {
+std::optional<FoundSource> CaptureWalk::enter(const FoundPlace& folder, bool named) try {
+    if (isLibrary(folder.path)) {
         return named ? failure(folder, libraryMessage) : skipped(folder, libraryMessage);
     }
-    auto entries = files_.list(folder);
+    auto entries = files_.list(folder.path);
     std::sort(entries.begin(), entries.end(), [](const auto& left, const auto& right) {
         return left.name.native() > right.name.native();
     });

@@ -15,6 +15,14 @@ struct FoundFile {
     Path path;  ///< no link in its last component when it was found
     Path name;  ///< as the person knows it
 };
+/// Where something lies, and what reports call it.
+struct FoundPlace {
+    Path path;
+    Path shown;
+};
+/// A message about the place that names it as reports do.
+std::string namingShown(std::string message, const FoundPlace& place);
+
 /// Something that is not taken, and why.
 struct LeftOut {
     std::string message;
@@ -42,15 +50,15 @@ class CaptureWalk {
   private:
     /// A folder being walked; its entries are taken from the back.
     struct Level {
-        Path folder;
+        FoundPlace folder;
         std::vector<DirectoryEntry> entries;
     };
 
     std::optional<FoundSource> advance();
     std::optional<FoundSource> begin(CaptureSource source);
     std::optional<FoundSource> beginNamed(const CaptureFile& file);
-    std::optional<FoundSource> visit(const Path& folder, const DirectoryEntry& entry);
-    std::optional<FoundSource> enter(const Path& folder, bool named);
+    std::optional<FoundSource> visit(const FoundPlace& folder, const DirectoryEntry& entry);
+    std::optional<FoundSource> enter(const FoundPlace& folder, bool named);
     bool isLibrary(const Path& folder) const;
 
     FileSystem& files_;

@@ -92,7 +92,9 @@ std::optional<CaptureEntry> CaptureWork::begin(FoundSource found) {
     } catch (const Cancelled&) {
         return std::nullopt;
     } catch (const std::exception& error) {
-        entry.fail(describe(error));
+        const auto* file = std::get_if<FoundFile>(&found.content);
+        entry.fail(file == nullptr ? describe(error)
+                                   : namingShown(describe(error), {file->path, entry.source}));
     }
     return entry;
 }

@@ -46,8 +46,8 @@ std::string factLines(const ImageFacts& facts) {
                                     taken.year));
     }
     if (facts.position) {
-        lines.push_back("Place " + degrees(facts.position->latitude, 'N', 'S') + " " +
-                        degrees(facts.position->longitude, 'E', 'W'));
+        lines.push_back(std::string(placeFactLabel) + degrees(facts.position->latitude, 'N', 'S') +
+                        " " + degrees(facts.position->longitude, 'E', 'W'));
     }
     return joinedLines(lines);
 }
@@ -60,7 +60,7 @@ std::string factLines(const MediaFacts& facts) {
     }
     if (!facts.audioCodec.empty()) lines.push_back("Sound " + facts.audioCodec);
     if (!facts.recorded.empty()) lines.push_back("Recorded " + facts.recorded);
-    if (!facts.place.empty()) lines.push_back("Place " + facts.place);
+    if (!facts.place.empty()) lines.push_back(std::string(placeFactLabel) + facts.place);
     return joinedLines(lines);
 }
 

@@ -36,7 +36,7 @@ std::string activityText(const MobileActivityManifest& activity, Timestamp now) 
     addLine(text, "", activity.summary.value_or(""));
     addLine(text, "", activity.notes.value_or(""));
     addLine(text, "Activity: ", activity.activityType.value_or(""));
-    addLine(text, "Place: ", activity.locationSummary.value_or(""));
+    addLine(text, activityPlaceLabel, activity.locationSummary.value_or(""));
     const std::string start = spokenTime(activity.startedAt, now);
     const std::string end = spokenTime(activity.endedAt, now);
     addLine(text, "Time: ", start.empty() || end.empty() ? start + end : start + " to " + end);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 #include "collection/inbox/MobileManifests.h"
 #include "collection/originals/FileDigest.h"
@@ -27,7 +28,9 @@ InboxScanner::InboxScanner(const Platform& platform, std::string cleanupErrorPre
       whyNotReady_(std::move(whyNotReady)) {}
 
 StabilityTracker::Readiness InboxScanner::check(const Path& inbox) {
-    auto readiness = stability_.check(scanInbox(platform_.files, platform_.cloud, inbox));
+    auto units = scanInbox(platform_.files, platform_.cloud, inbox);
+    tellWhatRemains(inbox, units);
+    auto readiness = stability_.check(std::move(units));
     forgetWhatIsGone();
     holdBackUnready(readiness);
     return readiness;
@@ -96,6 +99,14 @@ void InboxScanner::finish(const Path& unit) {
     stability_.finish(unit);
     reported_.erase(unit);
     platform_.log.mended({ProblemKind::inbox, unit, {}});
+}
+
+/// What an earlier session could not take may be gone since.
+void InboxScanner::tellWhatRemains(const Path& inbox, const std::vector<InboxUnit>& units) {
+    if (std::exchange(hasTold_, true)) return;
+    ProblemSurvey survey{.kind = ProblemKind::inbox, .folder = inbox};
+    for (const InboxUnit& unit : units) survey.remaining.push_back(unit.path);
+    platform_.log.surveyed(survey);
 }
 
 /// Somebody took it out of the inbox.

@@ -47,6 +47,7 @@ class InboxScanner {
     void leave(const InboxUnit& unit, const std::string& reason, bool mayRetry);
     void finish(const Path& unit);
     void forgetWhatIsGone();
+    void tellWhatRemains(const Path& inbox, const std::vector<InboxUnit>& units);
 
     Platform platform_;
     std::string cleanupErrorPrefix_;
@@ -58,6 +59,7 @@ class InboxScanner {
     };
     std::map<Path, Uncleaned> uncleaned_;  ///< by unit
     std::set<Path> reported_;              ///< units that stay and that somebody was told of
+    bool hasTold_ = false;                 ///< what was there at the first look
 };
 
 }  // namespace nookery

@@ -28,6 +28,9 @@ struct MobileNoteManifest {
     std::vector<Path> attachments;  ///< each lies below "media/", named once
 };
 
+/// Before the place in the text of an activity's memory.
+inline constexpr std::string_view activityPlaceLabel = "Place: ";
+
 /// "activity.json" of an activity session. Every field may be missing.
 struct MobileActivityManifest {
     std::optional<std::string> activityID;

@@ -8,6 +8,7 @@
 #include "platform/KeyStore.h"
 #include "platform/KeyStoreServices.h"
 #include "platform/Log.h"
+#include "platform/Problem.h"
 #include "platform/Trash.h"
 #include "platform/work/WorkQueue.h"
 
@@ -52,6 +53,9 @@ std::optional<Path> disposeOfOriginal(const Path& original, OriginalDisposal dis
         return dispose(original, disposal, platform);
     } catch (const Error& error) {
         platform.log.line("NOOKERY original cleanup error: " + error.description());
+        platform.log.report({{ProblemKind::removal, original, {}},
+                             error.description(),
+                             "It is tried again when the library is opened next."});
         return std::nullopt;
     }
 }
@@ -73,12 +77,18 @@ void removeSecureValues(const std::unordered_set<Uuid>& removed, bool someAreSec
                         const Platform& platform) {
     std::vector<std::string> accounts;
     for (const Uuid& id : removed) accounts.push_back(id.toString());
+    const ProblemSubject subject{.kind = ProblemKind::removal};
     try {
         platform.keyStore.remove(KeyStoreServices(platform.applicationIdentifier).secureValues(),
                                  accounts);
+        if (someAreSecure) platform.log.mended(subject);
     } catch (const KeyStoreUnavailable& error) {
         if (!someAreSecure) return;
         platform.log.line("NOOKERY secure value removal error: " + error.description());
+        platform.log.report({subject,
+                             "The protected value of a removed memory may still be in " +
+                                 platform.keyStore.place() + ": " + error.description(),
+                             error.advice()});
     }
 }
 

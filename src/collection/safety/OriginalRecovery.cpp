@@ -7,7 +7,9 @@
 #include "collection/originals/FileDigest.h"
 #include "collection/originals/OriginalNames.h"
 #include "collection/safety/SnapshotRepository.h"
+#include "foundation/DatabaseError.h"
 #include "foundation/DurableFile.h"
+#include "platform/Log.h"
 #include "platform/Trash.h"
 
 namespace nookery {
@@ -17,6 +19,18 @@ namespace {
 Path fileAt(const Path& place, const RemovedOriginal& original, const OriginalFact& fact) {
     if (fact.relativePath == original.relativePath) return place;
     return place / fact.relativePath.lexically_relative(original.relativePath);
+}
+
+/// Where a whole original lies of which one file, that of the fact, lies at `file`; none where that
+/// file lies in no such folder.
+std::optional<Path> topOf(const Path& file, const RemovedOriginal& original,
+                          const OriginalFact& fact) {
+    if (fact.relativePath == original.relativePath) return file;
+    const std::string tail =
+        "/" + fact.relativePath.lexically_relative(original.relativePath).native();
+    const std::string& whole = file.native();
+    if (!whole.ends_with(tail)) return std::nullopt;
+    return Path(whole.substr(0, whole.size() - tail.size()));
 }
 
 }  // namespace
@@ -46,19 +60,47 @@ std::optional<Path> OriginalRecovery::inSnapshots(const RemovedOriginal& origina
     auto names = SnapshotRepository(platform_.files, layout_.snapshots()).names();
     std::reverse(names.begin(), names.end());
     for (const std::string& name : names) {
-        const Path place = layout_.snapshots() / name / original.relativePath;
-        if (holds(place, original, Trust::digestOnly)) return place;
+        for (const Path& place : placesIn(layout_.snapshots() / name, original)) {
+            if (holds(place, original, Trust::digestOnly)) return place;
+        }
     }
     return std::nullopt;
 }
 
-bool OriginalRecovery::isInTrash(const RemovedOriginal& original) const {
-    return original.trashPlace && holds(*original.trashPlace, original, Trust::marks);
+/// Where a snapshot may have it: in its own place, and wherever the snapshot knows its content.
+std::vector<Path> OriginalRecovery::placesIn(const Path& snapshot,
+                                             const RemovedOriginal& original) const {
+    std::vector<Path> places{snapshot / original.relativePath};
+    const Path sidecar = snapshot / snapshot::sidecarName;
+    if (original.facts.empty() || !platform_.files.status(sidecar)) return places;
+    const OriginalFact& first = original.facts.front();
+    try {
+        auto known = Sidecar::openForReading(sidecar, SqliteAccess::immutable);
+        for (const OriginalFact& same : known.originalsWithDigest(first.digest)) {
+            const auto top = topOf(same.relativePath, original, first);
+            if (top && *top != original.relativePath) places.push_back(snapshot / *top);
+        }
+    } catch (const DatabaseError& error) {
+        platform_.log.line("Crumb recovery snapshot error: " + error.description());
+    }
+    return places;
+}
+
+/// The trash knows it, too, when its place was never noted.
+std::optional<Path> OriginalRecovery::inTrash(const RemovedOriginal& original) const {
+    if (original.trashPlace && holds(*original.trashPlace, original, Trust::marks)) {
+        return original.trashPlace;
+    }
+    if (original.facts.empty()) return std::nullopt;  // any file of that name would do
+    for (const Path& place : platform_.trash.placesOf(layout_.library() / original.relativePath)) {
+        if (holds(place, original, Trust::marks)) return place;
+    }
+    return std::nullopt;
 }
 
 bool OriginalRecovery::canBringBack(const RemovedOriginal& original) const {
     return holds(layout_.library() / original.relativePath, original, Trust::marks) ||
-           isInTrash(original) || inSnapshots(original);
+           inTrash(original) || inSnapshots(original);
 }
 
 Path OriginalRecovery::freePlace(const RemovedOriginal& original) const {
@@ -71,16 +113,16 @@ Path OriginalRecovery::freePlace(const RemovedOriginal& original) const {
 Path OriginalRecovery::bringBack(const RemovedOriginal& original) const {
     const Path own = layout_.library() / original.relativePath;
     if (holds(own, original, Trust::marks)) return original.relativePath;
-    const bool isTrashed = isInTrash(original);
-    const auto copy = isTrashed ? std::nullopt : inSnapshots(original);
-    if (!isTrashed && !copy) {
+    const auto trashed = inTrash(original);
+    const auto copy = trashed ? std::nullopt : inSnapshots(original);
+    if (!trashed && !copy) {
         throw Error(fmt::format("\"{}\" is neither in the trash nor in a snapshot.",
                                 displayName(original.relativePath.filename())));
     }
     createDirectories(platform_.files, layout_.items());
     const Path place = freePlace(original);
-    if (isTrashed) {
-        platform_.trash.putBack(*original.trashPlace, place);
+    if (trashed) {
+        platform_.trash.putBack(*trashed, place);
     } else {
         copyFrom(*copy, place);
     }

@@ -14,14 +14,14 @@ namespace nookery {
 /// in it; one of which nothing is known has none.
 struct RemovedOriginal {
     Path relativePath;                 ///< below the library folder
-    std::optional<Path> trashPlace{};  ///< where it was put; none when it never reached the trash
+    std::optional<Path> trashPlace{};  ///< where it was put; none when that was never noted
     std::vector<OriginalFact> facts{};
 };
 
 /// Finds removed originals: in their own place, where they may still be, in the trash, or in a
-/// recovery snapshot. What is found holds what was taken in, as far as its size and time say, or
-/// its digest where they differ; a snapshot's copy is always held against its digest. The files
-/// queue.
+/// recovery snapshot, there also under another name. What is found holds what was taken in, as far
+/// as its size and time say, or its digest where they differ; a snapshot's copy is always held
+/// against its digest. The files queue.
 class OriginalRecovery {
   public:
     OriginalRecovery(const Platform& platform, const LibraryLayout& layout);
@@ -40,8 +40,9 @@ class OriginalRecovery {
 
     bool holds(const Path& place, const RemovedOriginal& original, Trust trust) const;
     bool isAsKnown(const Path& file, const OriginalFact& fact, Trust trust) const;
+    std::optional<Path> inTrash(const RemovedOriginal& original) const;
     std::optional<Path> inSnapshots(const RemovedOriginal& original) const;
-    bool isInTrash(const RemovedOriginal& original) const;
+    std::vector<Path> placesIn(const Path& snapshot, const RemovedOriginal& original) const;
     Path freePlace(const RemovedOriginal& original) const;
     void copyFrom(const Path& source, const Path& place) const;
 

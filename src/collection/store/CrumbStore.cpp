@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "collection/store/LibraryOpener.h"
+#include "platform/Log.h"
+#include "platform/Problem.h"
 #include "platform/work/Task.h"
 #include "retrieval/text/Hashtags.h"
 
@@ -93,6 +95,7 @@ void CrumbStore::createServices() {
 
 void CrumbStore::becomeOpen(SessionLength length, const LibraryOpening& opening) {
     startFailure_ = opening.failure;
+    tellOpening();
     createServices();
     writer_.gate().setOpen(true);
     enrichment_->resume(opening.backlog);
@@ -102,6 +105,14 @@ void CrumbStore::becomeOpen(SessionLength length, const LibraryOpening& opening)
     if (inboxes_ && !startFailure_) inboxes_->start();
     enrichment_->start();
     prepareVersions();
+}
+
+void CrumbStore::tellOpening() {
+    Log& log = contents_.platform.log;
+    const ProblemSubject subject{ProblemKind::opening, contents_.layout.library(), {}};
+    if (!startFailure_) return log.mended(subject);
+    log.report({subject, *startFailure_,
+                "\"nookery verify\" says what is damaged; a recovery snapshot can be restored."});
 }
 
 /// Piece by piece, between whatever else the main thread has to do.
@@ -205,16 +216,7 @@ CrumbItemPointer CrumbStore::item(const Uuid& id) const { return contents_.memor
 std::vector<std::string> CrumbStore::tagsOf(const Uuid& id) const {
     const auto item = contents_.memories.find(id);
     if (!item) return {};
-    std::map<std::string, std::string> bySpelling;
-    for (const std::string& text : {item->title, item->note}) {
-        for (const std::string& tag : hashtagsIn(text)) bySpelling.emplace(tag, tag);
-    }
-    for (const std::string& tag : contents_.annotations.manualTags(id)) {
-        bySpelling[comparableTag(tag)] = tag;
-    }
-    std::vector<std::string> tags;
-    for (const auto& [lower, spelling] : bySpelling) tags.push_back(spelling);
-    return tags;
+    return allTags(item->title, item->note, contents_.annotations.manualTags(id));
 }
 
 void CrumbStore::demandRecords() const {

@@ -146,6 +146,7 @@ class CrumbStore final : private LibraryEvents {
     void becomeOpen(SessionLength length, const LibraryOpening& opening);
     void demandRecords() const;
     void demandIndex() const;
+    void tellOpening();
     void prepareVersions();
     void showFound(const SearchResult& result);
     void endServices();

@@ -6,29 +6,15 @@
 
 namespace nookery {
 
-SaveFailure GroupEdits::create(const std::string& name, Uuid* created) {
-    if (SaveFailure refused = writer_.refusal()) return refused;
-    const Timestamp now = contents_.platform.clock.now();
-    const CrumbGroup group{Uuid::random(), name, now};
-    if (created != nullptr) *created = group.id;
-    SaveFailure failure = writer_.save("Crumb group create error: ", [&](SQLiteDatabase& database) {
-        database.saveGroup(group, now);
-    });
-    contents_.groups.update([&](auto& groups) { groups.push_back(group); });
-    writer_.recordChange();
-    return failure;
-}
-
-SaveFailure GroupEdits::add(const CrumbGroup& group) {
+SaveFailure GroupEdits::add(const CrumbGroup& group, SaveReason reason) {
     const bool isThere = std::any_of(contents_.groups->begin(), contents_.groups->end(),
                                      [&](const auto& each) { return each.id == group.id; });
     if (isThere) return {};
-    if (SaveFailure failure =
-            writer_.save("Crumb group create error: ", [&](SQLiteDatabase& database) {
-                database.saveGroup(group, contents_.platform.clock.now());
-            })) {
-        return failure;
-    }
+    if (SaveFailure refused = writer_.refusal()) return refused;
+    SaveFailure failure = writer_.save("Crumb group create error: ", [&](SQLiteDatabase& database) {
+        database.saveGroup(group, contents_.platform.clock.now());
+    });
+    if (failure && !isShownUnsaved(reason)) return failure;
     contents_.groups.update([&](auto& groups) {
         const auto place = std::upper_bound(
             groups.begin(), groups.end(), group,
@@ -36,10 +22,10 @@ SaveFailure GroupEdits::add(const CrumbGroup& group) {
         groups.insert(place, group);
     });
     writer_.recordChange();
-    return {};
+    return failure;
 }
 
-SaveFailure GroupEdits::rename(const Uuid& id, const std::string& name) {
+SaveFailure GroupEdits::rename(const Uuid& id, const std::string& name, SaveReason reason) {
     if (SaveFailure refused = writer_.gate().refusalForGroup(id)) return refused;
     const auto renamed = std::find_if(contents_.groups->begin(), contents_.groups->end(),
                                       [&](const CrumbGroup& group) { return group.id == id; });
@@ -49,6 +35,7 @@ SaveFailure GroupEdits::rename(const Uuid& id, const std::string& name) {
     SaveFailure failure = writer_.save("Crumb group rename error: ", [&](SQLiteDatabase& database) {
         database.saveGroup(group, contents_.platform.clock.now());
     });
+    if (failure && !isShownUnsaved(reason)) return failure;
     contents_.groups.update([&](auto& groups) {
         for (CrumbGroup& candidate : groups) {
             if (candidate.id == id) candidate = group;
@@ -64,19 +51,6 @@ void GroupEdits::indexMembers(const Uuid& id) {
     for (const auto& item : writer_.all()) {
         if (item->groupID == id) writer_.index(item);
     }
-}
-
-SaveFailure GroupEdits::assign(const std::vector<Uuid>& ids, std::optional<Uuid> groupID) {
-    if (SaveFailure refused = writer_.refusal()) return refused;
-    if (groupID) {
-        if (SaveFailure refused = writer_.gate().refusalForGroup(*groupID)) return refused;
-    }
-    CrumbItemList changed;
-    for (const Uuid& id : ids) {
-        const auto item = writer_.find(id);
-        if (item && item->groupID != groupID) changed.push_back(inGroup(*item, groupID));
-    }
-    return writer_.replace(changed);
 }
 
 }  // namespace nookery

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "collection/store/LibraryWriter.h"
 
@@ -16,14 +14,10 @@ class GroupEdits {
 
     /// Why the group may not be changed now, nor memories be put into it.
     SaveFailure refusalFor(const Uuid& id) const { return writer_.gate().refusalForGroup(id); }
-    /// `created` receives the new group's id.
-    SaveFailure create(const std::string& name, Uuid* created = nullptr);
-    /// Adds a group that has its id already, such as one that was deleted. Nothing is added when it
-    /// fails, or when the group is there.
-    SaveFailure add(const CrumbGroup& group);
-    SaveFailure rename(const Uuid& id, const std::string& name);
-    /// Puts memories into a group, or into none.
-    SaveFailure assign(const std::vector<Uuid>& ids, std::optional<Uuid> groupID);
+    // What a failed save leaves is the reason's to decide.
+    /// Does nothing when the group is there.
+    SaveFailure add(const CrumbGroup& group, SaveReason reason);
+    SaveFailure rename(const Uuid& id, const std::string& name, SaveReason reason);
 
   private:
     void indexMembers(const Uuid& id);

@@ -1,6 +1,7 @@
 #include "collection/store/LibraryWriter.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include "platform/Clock.h"
 #include "platform/Log.h"
@@ -257,32 +258,33 @@ void LibraryWriter::tellArrived(const Arrival& arrival) {
     events_.memoriesReturned(stillThere, embedded);
 }
 
-SaveFailure LibraryWriter::replace(const CrumbItemList& changed) {
-    for (const auto& record : changed) {
+SaveFailure LibraryWriter::refusalForAny(const CrumbItemList& records) const {
+    for (const auto& record : records) {
         if (SaveFailure refused = gate_.refusalFor(record->id)) return refused;
     }
-    SaveFailure failure = save(saveError, [&](SQLiteDatabase& database) {
+    return {};
+}
+
+SaveFailure LibraryWriter::replace(const CrumbItemList& changed, SaveReason reason) {
+    if (SaveFailure refused = refusalForAny(changed)) return refused;
+    SaveFailure failure = save(logPrefixOf(reason), [&](SQLiteDatabase& database) {
         database.saveItems(changed, contents_.platform.clock.now());
     });
-    publish(changed);
-    recordChange();
+    if (!failure || isShownUnsaved(reason)) publishEdited(changed);
     return failure;
 }
 
-SaveFailure LibraryWriter::replaceIfSaved(std::string_view logPrefix,
-                                          const CrumbItemList& changed) {
-    for (const auto& record : changed) {
-        if (SaveFailure refused = gate_.refusalFor(record->id)) return refused;
-    }
-    if (SaveFailure failure = save(logPrefix, [&](SQLiteDatabase& database) {
-            database.saveItems(changed, contents_.platform.clock.now());
-        })) {
-        return failure;
-    }
+void LibraryWriter::showUnsaved(const CrumbItemList& changed, SaveReason reason,
+                                const SaveFailure& why) {
+    if (refusalForAny(changed)) return;
+    std::ignore = failed(saving_, logPrefixOf(reason), Error(why.message(), why.advice()));
+    publishEdited(changed);
+}
+
+void LibraryWriter::publishEdited(const CrumbItemList& changed) {
     publish(changed);
     events_.memoriesEdited(idsOf(changed));
     recordChange();
-    return {};
 }
 
 void LibraryWriter::publish(const CrumbItemList& records) {

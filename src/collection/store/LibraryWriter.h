@@ -11,6 +11,7 @@
 #include "collection/store/ChangeGate.h"
 #include "collection/store/LibraryContents.h"
 #include "collection/store/LibraryEvents.h"
+#include "collection/store/SaveReason.h"
 #include "platform/RecurringProblem.h"
 
 namespace nookery {
@@ -71,11 +72,11 @@ class LibraryWriter final : public Library {
     };
     /// As `addRecords`.
     void bringIn(Incoming incoming, CommitEnded ended);
-    /// Saves changed records and publishes them, saved or not: the person sees what they wrote
-    /// until the next start. A memory that is closed for changes is a failure, and nothing happens.
-    SaveFailure replace(const CrumbItemList& changed);
-    /// The same, but publishes nothing when it fails.
-    SaveFailure replaceIfSaved(std::string_view logPrefix, const CrumbItemList& changed);
+    /// Saves changed records in one transaction and publishes them, which after a failure the
+    /// reason decides. A memory that is closed for changes is a failure, and nothing happens.
+    SaveFailure replace(const CrumbItemList& changed, SaveReason reason);
+    /// Publishes what a person changed though it was not saved, and logs why.
+    void showUnsaved(const CrumbItemList& changed, SaveReason reason, const SaveFailure& why);
     /// Puts records into the lists and the index.
     void publish(const CrumbItemList& records);
     /// Does nothing where there is no index.
@@ -102,7 +103,8 @@ class LibraryWriter final : public Library {
     void indexArrival(const std::shared_ptr<Arrival>& arrival);
     void tellArrived(const Arrival& arrival);
     SaveFailure run(std::string_view logPrefix, const std::function<void(SQLiteDatabase&)>& change);
-
+    SaveFailure refusalForAny(const CrumbItemList& records) const;
+    void publishEdited(const CrumbItemList& changed);
     SaveFailure failed(RecurringProblem& problem, std::string_view logPrefix, const Error& error);
     void saveAnnotations(Saved saved);
     void saveUnsavedAnnotations();

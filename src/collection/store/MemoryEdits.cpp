@@ -15,30 +15,8 @@ std::vector<Uuid> keysOf(const Map& map) {
 
 }  // namespace
 
-SaveFailure MemoryEdits::replace(CrumbItem changed) {
-    const Uuid id = changed.id;
-    if (SaveFailure refused = writer_.gate().refusalFor(id)) return refused;
-    SaveFailure failure = writer_.replace({std::make_shared<const CrumbItem>(std::move(changed))});
-    writer_.tellEdited({id});
-    return failure;
-}
-
-SaveFailure MemoryEdits::replaceAll(const CrumbItemList& changed) {
-    return writer_.replaceIfSaved("Crumb SQLite save error: ", changed);
-}
-
-CleanupOutcome MemoryEdits::cleanUpFilenames(
-    const std::vector<CrumbFilenameCleanupCandidate>& candidates) {
-    CrumbItemList changed;
-    for (const auto& candidate : candidates) {
-        const auto item = writer_.find(candidate.id);
-        if (!item || item->title != candidate.oldTitle) continue;
-        CrumbItem renamed = *item;
-        renamed.title = candidate.newTitle;
-        changed.push_back(std::make_shared<const CrumbItem>(std::move(renamed)));
-    }
-    SaveFailure failure = writer_.replaceIfSaved("Crumb filename cleanup save error: ", changed);
-    return {failure ? 0 : changed.size(), failure};
+SaveFailure MemoryEdits::replace(const CrumbItemList& changed, SaveReason reason) {
+    return writer_.replace(changed, reason);
 }
 
 void MemoryEdits::setManualTags(const Uuid& id, const std::vector<std::string>& tags, Saved saved) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "collection/originals/MemoryRemoval.h"
+#include "collection/originals/OriginalsToTrash.h"
 #include "collection/safety/CrumbRecoverySnapshots.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
@@ -231,7 +232,9 @@ void MemoryRemover::keepRecords(const Findings& found, std::size_t next) {
 void MemoryRemover::remove(const Findings& found) {
     if (!found.originals.empty()) {
         writer_.changeSidecar([&](Sidecar& sidecar) {
-            sidecar.addPendingOriginals(belowLibrary(found.originals, contents_.layout));
+            const auto originals = belowLibrary(found.originals, contents_.layout);
+            sidecar.addPendingOriginals(originals);
+            if (running_->kind == Kind::memories) OriginalsToTrash(sidecar).add(originals);
             sidecar.makeDurable();
         });
     }
@@ -361,21 +364,24 @@ void MemoryRemover::dispose(const Findings& found) {
             return disposed;
         },
         [this, found](const Outcome<Disposed>& outcome) {
-            if (outcome.isDone()) return finishDisposal(found.originals, outcome.get());
+            if (outcome.isDone()) return finishDisposal(outcome.get());
             // What was not reached stays recorded, and the next start removes it.
             if (const Failure* failure = outcome.failure()) {
                 contents_.platform.log.line("NOOKERY original cleanup error: " + failure->message);
             }
-            finishDisposal({}, {});
+            finishDisposal({});
         });
 }
 
-/// The names become free again with the files; what could not be removed stays known.
-void MemoryRemover::finishDisposal(const std::vector<Path>& tried, const Disposed& disposed) {
+/// The names become free again with the files; what could not be removed stays known, and the next
+/// start tries again.
+void MemoryRemover::finishDisposal(const Disposed& disposed) {
     writer_.changeSidecar([&](Sidecar& sidecar) {
-        sidecar.removePendingOriginals(belowLibrary(tried, contents_.layout));
+        const auto gone = belowLibrary(disposed.gone, contents_.layout);
+        sidecar.removePendingOriginals(gone);
+        OriginalsToTrash(sidecar).remove(gone);
         std::vector<Path> facts;
-        for (const Path& original : belowLibrary(disposed.gone, contents_.layout)) {
+        for (const Path& original : gone) {
             for (const auto& fact : sidecar.originalsAt(original))
                 facts.push_back(fact.relativePath);
         }

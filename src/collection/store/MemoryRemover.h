@@ -84,7 +84,7 @@ class MemoryRemover {
     void forgetRemoved();
     void forgetMemories();
     void dispose(const Findings& found);
-    void finishDisposal(const std::vector<Path>& tried, const Disposed& disposed);
+    void finishDisposal(const Disposed& disposed);
     void tellRemoved(const std::vector<TrashedOriginal>& trashed);
     template <typename OutcomeFor>
     void end(const OutcomeFor& outcomeFor);

@@ -64,17 +64,6 @@ class WorkList {
     bool stopped_ = false;
 };
 
-/// The root of a queue's thread: no exception passes it.
-void runLogged(const WorkQueue::Work& work, Log& log) {
-    try {
-        work();
-    } catch (const std::exception& error) {
-        log.line(std::string("NOOKERY background work failed: ") + error.what());
-    } catch (...) {
-        log.line("NOOKERY background work failed.");
-    }
-}
-
 template <typename Interface>
 class ListQueue : public Interface {
   public:
@@ -174,6 +163,16 @@ class MainLoopQueue final : public ListQueue<LoopQueue> {
 };
 
 }  // namespace
+
+void runLogged(const WorkQueue::Work& work, Log& log) {
+    try {
+        work();
+    } catch (const std::exception& error) {
+        log.line(std::string("NOOKERY background work failed: ") + error.what());
+    } catch (...) {
+        log.line("NOOKERY background work failed.");
+    }
+}
 
 std::unique_ptr<WorkQueue> makeThreadQueue(const std::string& name, Log& log) {
     return std::make_unique<ThreadQueue>(name, 1, Priority::normal, log);

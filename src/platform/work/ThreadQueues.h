@@ -10,6 +10,9 @@
 
 namespace nookery {
 
+/// The root of a queue: runs the work, and logs whatever leaves it.
+void runLogged(const WorkQueue::Work& work, Log& log);
+
 /// A serial queue on a thread of its own, which debuggers show under `name`. Its destruction drops
 /// the work that has not begun and waits for the piece that runs.
 std::unique_ptr<WorkQueue> makeThreadQueue(const std::string& name, Log& log);

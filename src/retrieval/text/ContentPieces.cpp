@@ -48,6 +48,12 @@ bool isEnriched(std::string_view searchableText) {
     return findMarkerLine(searchableText, lastMarker) != std::string_view::npos;
 }
 
+std::string_view factsIn(std::string_view searchableText) {
+    const std::size_t place = findMarkerLine(searchableText, lastMarker);
+    if (place == std::string_view::npos) return {};
+    return trimmed(searchableText.substr(place + lastMarker.size()));
+}
+
 ContentPieces parseContentPieces(std::string_view searchableText) {
     ContentPieces pieces;
     pieces.isEnriched = isEnriched(searchableText);

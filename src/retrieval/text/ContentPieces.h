@@ -26,6 +26,9 @@ ContentPieces parseContentPieces(std::string_view searchableText);
 /// that is not enriched has no other piece.
 std::string toSearchableText(const ContentPieces& pieces);
 
+/// The facts alone; empty when the memory is not enriched. Costs less than parsing.
+std::string_view factsIn(std::string_view searchableText);
+
 /// Whether the original was read in the background. Costs less than parsing.
 bool isEnriched(std::string_view searchableText);
 

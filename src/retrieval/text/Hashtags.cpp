@@ -2,6 +2,8 @@
 
 #include <unicode/uchar.h>
 
+#include <map>
+
 #include "foundation/Text.h"
 
 namespace nookery {
@@ -47,6 +49,18 @@ std::set<std::string> hashtagsIn(std::string_view text) {
         if (!tag.empty() && !isPrecededByWord(text, position)) tags.insert(lowerCased(tag));
         position += 1 + tag.size();
     }
+    return tags;
+}
+
+std::vector<std::string> allTags(const std::string& title, const std::string& note,
+                                 const std::vector<std::string>& manualTags) {
+    std::map<std::string, std::string> bySpelling;
+    for (const std::string& text : {title, note}) {
+        for (const std::string& tag : hashtagsIn(text)) bySpelling.emplace(tag, tag);
+    }
+    for (const std::string& tag : manualTags) bySpelling[comparableTag(tag)] = tag;
+    std::vector<std::string> tags;
+    for (const auto& [lower, spelling] : bySpelling) tags.push_back(spelling);
     return tags;
 }
 

@@ -178,6 +178,7 @@ void History::whenReady(Saved ready) {
 }
 
 std::shared_ptr<Transition> History::next(Direction direction) {
+    settleUnsettled();
     if (isMoving_ || std::any_of(steps().begin(), steps().end(), isUnderWay)) {
         throw Error("Another change is still under way. Try again in a moment.");
     }
@@ -240,21 +241,30 @@ OperationPointer<UndoOutcome> History::run(Direction direction, Consent consent)
     return operation;
 }
 
-void History::make(Step step, std::vector<Assignment> unrecorded, std::optional<EditingToken> token,
-                   Saved made) {
-    whenReady([this, step = std::move(step), unrecorded = std::move(unrecorded), token,
-               made = std::move(made)](const SaveFailure& failure) mutable {
-        if (failure) return made(failure);
+void History::make(StepDraft draft, std::optional<EditingToken> token, Saved made) {
+    whenReady([this, draft = std::move(draft), token,
+               made = std::move(made)](const SaveFailure& unready) mutable {
+        if (unready) return made(unready);
+        std::optional<std::int64_t> number;
         try {
-            auto number = mergeInto(step, token);
-            if (!number) number = parts_.log.begin(step);
+            number = mergeInto(draft.step, token);
+            if (!number) number = parts_.log.begin(draft.step);
             parts_.log.makeDurable();
-            focus_ = token ? std::optional(Focus{*token, *number}) : std::nullopt;
-            apply(*number, step, std::move(unrecorded), made);
         } catch (const Error& error) {
-            made(SaveFailure(error));
+            giveUpMaking(number, draft, SaveFailure(error));
+            return made(SaveFailure(error));
         }
+        focus_ = token ? std::optional(Focus{*token, *number}) : std::nullopt;
+        apply(*number, draft, made);
     });
+}
+
+/// The step could not be written down: nothing is saved, and what the person wrote stays shown.
+void History::giveUpMaking(std::optional<std::int64_t> number, const StepDraft& draft,
+                           const SaveFailure& why) {
+    if (number) settleFailed(*number, draft.step);
+    const auto assignments = draft.assignments();
+    parts_.valuesOf(assignments.at(0).change.thing).showUnsaved(assignments, draft.reason, why);
 }
 
 /// The newest step, if this change goes into it: then `step` becomes both.
@@ -280,31 +290,38 @@ std::optional<std::int64_t> History::mergeInto(Step& step,
     return newest.number;
 }
 
-void History::apply(std::int64_t number, const Step& step, std::vector<Assignment> unrecorded,
-                    const Saved& made) {
-    std::vector<Assignment> assignments = std::move(unrecorded);
-    for (const Change& change : step.changes) assignments.push_back({change, change.after});
+void History::apply(std::int64_t number, const StepDraft& draft, const Saved& made) {
+    std::vector<Assignment> assignments = draft.assignments();
     // One store at a time: all or nothing of a deed is in reach of one transaction.
     ValueStore& values = parts_.valuesOf(assignments.at(0).change.thing);
-    values.set(std::move(assignments),
-               parts_.guard.guarded([this, number, step, made](const SaveFailure& failure) {
-                   if (failure && step.changes.empty()) {
-                       dropQuietly(number);
-                   } else {
-                       settleMade(number, step);
-                   }
-                   made(failure);
-               }));
+    values.set(
+        std::move(assignments), draft.reason,
+        parts_.guard.guarded([this, number, step = draft.step, made](const SaveFailure& failure) {
+            failure ? settleFailed(number, step) : settleMade(number, step);
+            made(failure);
+        }));
 }
 
-/// A failed save may have changed some of it all the same.
-void History::settleMade(std::int64_t number, Step step) {
+/// A failed save may have changed some of it all the same, and what is shown unsaved counts.
+void History::settleFailed(std::int64_t number, const Step& step) {
+    step.changes.empty() ? dropQuietly(number) : settleMade(number, step);
+}
+
+void History::settleMade(std::int64_t number, const Step& step) {
     try {
-        settle(number, std::move(step));
+        unsettled_.erase(number);
+        settle(number, step);
     } catch (const Error& error) {
-        // It is made all the same; the next start finds that out.
+        // It is made all the same: that is found out by the next change, or at the next start.
+        unsettled_.emplace(number, step);
         parts_.platform.log.line("NOOKERY history save error: " + error.description());
     }
+}
+
+/// What could not be written down when it was made.
+void History::settleUnsettled() {
+    const auto left = unsettled_;
+    for (const auto& [number, step] : left) settleMade(number, step);
 }
 
 void History::dropQuietly(std::int64_t number) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -66,9 +67,9 @@ class History {
     // For those who carry out what the person asks.
     /// Makes the changes of a step, from `before` to `after`, and those of its protected memories,
     /// which are not written down. With a token it goes into the newest step where that was made
-    /// under the same one and changed the same values.
-    void make(Step step, std::vector<Assignment> unrecorded, std::optional<EditingToken> token,
-              Saved made);
+    /// under the same one and changed the same values. What a person wrote and could not be saved
+    /// is shown until the next start, and is a step like any other.
+    void make(StepDraft draft, std::optional<EditingToken> token, Saved made);
     /// What keeps a removal of the step's memories, or of what `complete` adds to the step.
     RemovalRecordPointer recordRemoval(Step step, std::function<void(Step&)> complete = {});
     /// For what is added little by little: writes down what comes next, durably, before it comes
@@ -91,9 +92,12 @@ class History {
     void settle(std::int64_t number, Step step);
     bool wasMade(Step& step) const;
     std::optional<std::int64_t> mergeInto(Step& step, const std::optional<EditingToken>& token);
-    void apply(std::int64_t number, const Step& step, std::vector<Assignment> unrecorded,
-               const Saved& made);
-    void settleMade(std::int64_t number, Step step);
+    void apply(std::int64_t number, const StepDraft& draft, const Saved& made);
+    void giveUpMaking(std::optional<std::int64_t> number, const StepDraft& draft,
+                      const SaveFailure& why);
+    void settleMade(std::int64_t number, const Step& step);
+    void settleFailed(std::int64_t number, const Step& step);
+    void settleUnsettled();
     void dropQuietly(std::int64_t number);
     void refreshState();
 
@@ -106,8 +110,9 @@ class History {
         EditingToken token;
         std::int64_t number;
     };
-    std::optional<Focus> focus_;  ///< the newest step, while its field keeps the focus
-    bool isMoving_ = false;       ///< an undoing or redoing is under way
+    std::optional<Focus> focus_;              ///< the newest step, while its field keeps the focus
+    std::map<std::int64_t, Step> unsettled_;  ///< made, but not written down as such
+    bool isMoving_ = false;                   ///< an undoing or redoing is under way
 };
 
 }  // namespace nookery

@@ -114,7 +114,7 @@ struct LibraryValues::Batch {
     Saved saved;
 };
 
-void LibraryValues::set(std::vector<Assignment> assignments, Saved saved) {
+void LibraryValues::set(std::vector<Assignment> assignments, SaveReason reason, Saved saved) {
     auto batch = std::make_shared<Batch>(Batch{.saved = std::move(saved)});
     for (const auto& [change, value] : assignments) {
         const Uuid id = idOf(change);
@@ -127,25 +127,26 @@ void LibraryValues::set(std::vector<Assignment> assignments, Saved saved) {
             batch->leavingGroups.push_back(id);
         }
     }
-    if (SaveFailure failure = setGroups(assignments)) return batch->saved(failure);
-    if (SaveFailure failure = setFields(assignments)) return batch->saved(failure);
+    if (SaveFailure failure = setGroups(assignments, reason)) return batch->saved(failure);
+    if (SaveFailure failure = setFields(assignments, reason)) return batch->saved(failure);
     setTags(batch);
 }
 
-SaveFailure LibraryValues::setGroups(const std::vector<Assignment>& assignments) {
+SaveFailure LibraryValues::setGroups(const std::vector<Assignment>& assignments,
+                                     SaveReason reason) {
     for (const auto& [change, value] : assignments) {
         if (change.thing != ChangedThing::group || value.is_null()) continue;
         const CrumbGroup group = groupFrom(change, value);
         SaveFailure failure = findGroup(store_, group.id) == nullptr
-                                  ? store_.groupEdits().add(group)
-                                  : store_.groupEdits().rename(group.id, group.name);
+                                  ? store_.groupEdits().add(group, reason)
+                                  : store_.groupEdits().rename(group.id, group.name, reason);
         if (failure) return failure;
     }
     return {};
 }
 
-/// In one transaction.
-SaveFailure LibraryValues::setFields(const std::vector<Assignment>& assignments) {
+/// The records as the assignments of their fields make them. A group that is gone is none.
+CrumbItemList LibraryValues::changedRecords(const std::vector<Assignment>& assignments) const {
     std::map<Uuid, CrumbItem> changed;
     for (const auto& [change, value] : assignments) {
         if (change.thing != ChangedThing::memory) continue;
@@ -153,19 +154,38 @@ SaveFailure LibraryValues::setFields(const std::vector<Assignment>& assignments)
         if (!item) continue;
         setField(changed.try_emplace(item->id, *item).first->second, change.field, value);
     }
+    CrumbItemList records;
     for (auto& [id, item] : changed) {
         const bool isLost = item.groupID && findGroup(store_, *item.groupID) == nullptr;
         if (isLost) item.groupID.reset();
-        const bool isMoved = item.groupID && item.groupID != store_.item(id)->groupID;
-        if (!isMoved) continue;
-        if (SaveFailure refused = store_.groupEdits().refusalFor(*item.groupID)) return refused;
-    }
-    if (changed.empty()) return {};
-    CrumbItemList records;
-    for (auto& [id, item] : changed) {
         records.push_back(std::make_shared<const CrumbItem>(std::move(item)));
     }
-    return store_.memoryEdits().replaceAll(records);
+    return records;
+}
+
+SaveFailure LibraryValues::refusalForGroupsOf(const CrumbItemList& changed) const {
+    for (const auto& item : changed) {
+        const bool isMoved = item->groupID && item->groupID != store_.item(item->id)->groupID;
+        if (!isMoved) continue;
+        if (SaveFailure refused = store_.groupEdits().refusalFor(*item->groupID)) return refused;
+    }
+    return {};
+}
+
+/// In one transaction.
+SaveFailure LibraryValues::setFields(const std::vector<Assignment>& assignments,
+                                     SaveReason reason) {
+    const CrumbItemList changed = changedRecords(assignments);
+    if (changed.empty()) return {};
+    if (SaveFailure refused = refusalForGroupsOf(changed)) return refused;
+    return store_.memoryEdits().replace(changed, reason);
+}
+
+void LibraryValues::showUnsaved(const std::vector<Assignment>& assignments, SaveReason reason,
+                                const SaveFailure& why) {
+    const CrumbItemList changed = changedRecords(assignments);
+    if (changed.empty() || refusalForGroupsOf(changed)) return;
+    store_.memoryEdits().showUnsaved(changed, reason, why);
 }
 
 void LibraryValues::setTags(const std::shared_ptr<Batch>& batch) {

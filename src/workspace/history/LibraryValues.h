@@ -30,13 +30,17 @@ class LibraryValues final : public ValueStore {
     bool holds(ChangedThing thing) const override;
     std::optional<Json> current(const Change& change) const override;
     std::string nameOf(const Change& change) const override;
-    void set(std::vector<Assignment> assignments, Saved saved) override;
+    void set(std::vector<Assignment> assignments, SaveReason reason, Saved saved) override;
+    void showUnsaved(const std::vector<Assignment>& assignments, SaveReason reason,
+                     const SaveFailure& why) override;
 
   private:
     struct Batch;
 
-    SaveFailure setGroups(const std::vector<Assignment>& assignments);
-    SaveFailure setFields(const std::vector<Assignment>& assignments);
+    SaveFailure setGroups(const std::vector<Assignment>& assignments, SaveReason reason);
+    SaveFailure setFields(const std::vector<Assignment>& assignments, SaveReason reason);
+    CrumbItemList changedRecords(const std::vector<Assignment>& assignments) const;
+    SaveFailure refusalForGroupsOf(const CrumbItemList& changed) const;
     void setTags(const std::shared_ptr<Batch>& batch);
     void setDates(const std::shared_ptr<Batch>& batch);
     void removeGroups(const std::shared_ptr<Batch>& batch, std::size_t next);

@@ -80,7 +80,7 @@ const std::vector<ReceiptField>& receiptFields() {
     return fields;
 }
 
-Json receiptJson(const CrumbReceipt& receipt) {
+Json receiptRecord(const CrumbReceipt& receipt) {
     Json json{{"source", receipt.sourceCrumbID ? Json(receipt.sourceCrumbID->toString()) : Json()},
               {"file", orNull(receipt.originalFilePath)},
               {"importedAt", receipt.importedAt.secondsSince1970}};
@@ -107,7 +107,7 @@ std::optional<Json> ReceiptValues::current(const Change& change) const {
     }
     const auto id = Uuid::parse(change.id);
     const auto receipt = id ? service.find(*id) : nullptr;
-    if (isWhole(change)) return receipt ? receiptJson(*receipt) : Json();
+    if (isWhole(change)) return receipt ? receiptRecord(*receipt) : Json();
     const ReceiptField* field = findField(change.field);
     if (!receipt || field == nullptr) return std::nullopt;
     return field->get(*receipt);
@@ -131,7 +131,7 @@ Json ReceiptValues::remembered(const Change& change, const Json& recorded) const
     return now && !now->is_null() ? *now : recorded;
 }
 
-void ReceiptValues::set(std::vector<Assignment> assignments, Saved saved) {
+void ReceiptValues::set(std::vector<Assignment> assignments, SaveReason, Saved saved) {
     try {
         setAll(assignments);
     } catch (const Error& error) {
@@ -170,7 +170,7 @@ void ReceiptValues::setWhole(const Change& change, const Json& value) {
     }
     const auto receipt = service_().find(*id);
     if (!receipt) return;
-    Json whole = receiptJson(*receipt);
+    Json whole = receiptRecord(*receipt);
     service_().remove(*id);
     gone_[change.id] = std::move(whole);
 }

@@ -17,7 +17,8 @@ struct ReceiptField {
 };
 const std::vector<ReceiptField>& receiptFields();
 
-Json receiptJson(const CrumbReceipt& receipt);
+/// The whole record, as changes keep it.
+Json receiptRecord(const CrumbReceipt& receipt);
 
 /// Receipts as whole records and by their fields, and the categories that a person added.
 class ReceiptValues final : public ValueStore {
@@ -32,7 +33,7 @@ class ReceiptValues final : public ValueStore {
     std::string nameOf(const Change& change) const override;
     bool isWhole(const Change& change) const override;
     Json remembered(const Change& change, const Json& recorded) const override;
-    void set(std::vector<Assignment> assignments, Saved saved) override;
+    void set(std::vector<Assignment> assignments, SaveReason reason, Saved saved) override;
 
   private:
     void setAll(const std::vector<Assignment>& assignments);

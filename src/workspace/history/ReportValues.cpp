@@ -59,7 +59,7 @@ std::string ReportValues::obstacle(const Change& change, const Json& value) cons
     return "The field report is not in the trash any more, and cannot come back.";
 }
 
-void ReportValues::set(std::vector<Assignment> assignments, Saved saved) {
+void ReportValues::set(std::vector<Assignment> assignments, SaveReason, Saved saved) {
     SaveFailure failure;
     try {
         setAll(assignments);
@@ -89,8 +89,7 @@ void ReportValues::setAll(const std::vector<Assignment>& assignments) {
     for (const auto& [id, fields] : drafts) {
         const auto report = repository_.find(*Uuid::parse(id));
         if (!report) continue;
-        FieldReportWorkingCopy(platform_.files, layout_, *report)
-            .save(draftFromJson(nookery::toJsonText(fields)));
+        repository_.save(*report, draftFromJson(nookery::toJsonText(fields)));
     }
 }
 

@@ -31,7 +31,7 @@ class ReportValues final : public ValueStore {
     bool isWhole(const Change& change) const override { return change.field.empty(); }
     Json remembered(const Change& change, const Json& recorded) const override;
     std::string obstacle(const Change& change, const Json& value) const override;
-    void set(std::vector<Assignment> assignments, Saved saved) override;
+    void set(std::vector<Assignment> assignments, SaveReason reason, Saved saved) override;
 
   private:
     std::optional<NookeryReceivedFieldReport> find(const Change& change) const;

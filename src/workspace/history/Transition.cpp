@@ -300,12 +300,12 @@ void Transition::setValuesOf(std::size_t nextStore) {
     }
     if (own.empty()) return setValuesOf(nextStore + 1);
     const auto count = static_cast<std::int64_t>(own.size());
-    values.set(std::move(own), parts_.guard.guarded([self = shared_from_this(), nextStore,
-                                                     count](const SaveFailure& failure) {
+    const auto saved = [self = shared_from_this(), nextStore, count](const SaveFailure& failure) {
         if (failure) return self->fail(failure);
         self->changedCount_ += count;
         self->attempt([&] { self->setValuesOf(nextStore + 1); });
-    }));
+    };
+    values.set(std::move(own), SaveReason::undo, parts_.guard.guarded(saved));
 }
 
 void Transition::takeMemoriesAway() {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "collection/store/SaveReason.h"
 #include "records/SaveFailure.h"
 #include "workspace/history/Step.h"
 
@@ -13,6 +14,21 @@ namespace nookery {
 struct Assignment {
     Change change;  ///< says which value
     Json value;
+};
+
+/// A step as it is put together. What is not to be written down stands apart from it.
+struct StepDraft {
+    Step step;
+    std::vector<Assignment> unrecorded{};
+    SaveReason reason = SaveReason::edit;
+
+    bool isEmpty() const { return step.changes.empty() && unrecorded.empty(); }
+    /// What the values are to become.
+    std::vector<Assignment> assignments() const {
+        std::vector<Assignment> all = unrecorded;
+        for (const Change& change : step.changes) all.push_back({change, change.after});
+        return all;
+    }
 };
 
 /// Where values lie that steps change. Main thread.
@@ -34,8 +50,11 @@ class ValueStore {
     /// Why the value cannot be set, as a sentence; empty when it can.
     virtual std::string obstacle(const Change&, const Json&) const { return {}; }
     /// Sets the values, all of which this store holds. `saved` hears when all are durable; after a
-    /// failure some may be set and others not.
-    virtual void set(std::vector<Assignment> assignments, Saved saved) = 0;
+    /// failure some may be set and others not, and a person's own change may be shown unsaved.
+    virtual void set(std::vector<Assignment> assignments, SaveReason reason, Saved saved) = 0;
+    /// The step could not be written down, so that nothing is saved: shows a person's own change
+    /// all the same, where the store does so, until the next start.
+    virtual void showUnsaved(const std::vector<Assignment>&, SaveReason, const SaveFailure&) {}
 };
 
 /// Whether a value that is `current` now is the one that was written down.

@@ -41,6 +41,25 @@ TEST_F(DesktopTrashTest, WhatIsPutBackLeavesNothingInTheTrashAndNothingIsReplace
     EXPECT_TRUE(folder.filesBelow("home/share/Trash").empty());
 }
 
+TEST_F(DesktopTrashTest, KnowsWhereWhatWasInAPlaceIsNow) {
+    const Path file = folder / "docs/a b.txt";
+    std::vector<Path> places;
+    for (const char* content : {"first", "second", "back"}) {
+        folder.write("docs/a b.txt", content);
+        places.insert(places.begin(), trash->moveToTrash(file));
+        clock.setWallClock(Timestamp{clock.now().secondsSince1970 + 90});
+    }
+    trash->moveToTrash(folder.write("docs/a b.txt.other", "other"));
+    EXPECT_EQ(trash->placesOf(file), places);
+    trash->putBack(places[0], folder / "back.txt");
+    EXPECT_EQ(trash->placesOf(file), std::vector<Path>(places.begin() + 1, places.end()));
+    EXPECT_TRUE(trash->placesOf(folder / "nowhere/a b.txt").empty());
+    files.makeOtherDisk(folder / "disk");
+    const Path there = folder.write("disk/docs/note.txt", "words");
+    const Path place = trash->moveToTrash(there);
+    EXPECT_EQ(trash->placesOf(there), std::vector<Path>{place});
+}
+
 TEST_F(DesktopTrashTest, EqualAndOverlongNamesFindRoom) {
     const std::string longest(255, 'n');
     for (int i = 0; i < 3; ++i) {

@@ -66,6 +66,7 @@ class ArchiveCommand : public ::testing::Test {
 TEST_F(ArchiveCommand, CanBeCheckedWithoutThisProgram) {
     const Json made = nookery.json({"archive", "export", archive.native()});
     EXPECT_EQ(made["path"], archive.native());
+    EXPECT_EQ(made["leftBehind"], Json({"history", "saved searches"}));
     EXPECT_EQ(made["records"], 5);
     EXPECT_EQ(made["files"], 6);  // four originals, the database, the local state
     ASSERT_TRUE(passesTheScript(archive));

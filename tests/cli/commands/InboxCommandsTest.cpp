@@ -57,6 +57,10 @@ TEST(InboxTake, TakesFromBothInboxesAndNamesWhatStays) {
     const Outcome refused = nookery.run({"inbox", "take"}, cloud);
     EXPECT_EQ(refused.status, 1);
     EXPECT_NE(refused.error.find("Crumb note package manifest invalid: "), std::string::npos);
+    EXPECT_EQ(nookery.json({"stats"}, cloud).at("problems"), 1);
+    std::filesystem::remove_all(nookery.home / package);
+    nookery.json({"inbox", "take"}, cloud);
+    EXPECT_EQ(nookery.json({"stats"}, cloud).at("problems"), 0) << "somebody took it out";
 }
 
 TEST(Watch, TakesWhatArrivesTellsItAndEndsCleanlyWhenInterrupted) {

@@ -88,6 +88,29 @@ TEST_F(ReceiptsCommand, AReceiptBecomesTheAccountantsRowInThreeCommands) {
     EXPECT_NE(shown.find("\ntotal: $22.14, from \"TOTAL $22.14\"\n"), std::string::npos) << shown;
 }
 
+TEST_F(ReceiptsCommand, EachChangeIsAStepThatUndoTakesBackAndRedoMakesAgain) {
+    const std::string id = nookery.json({"receipts", "import", bakery})["added"][0]["id"];
+    const Json read = nookery.json({"receipts", "show", id});
+    nookery.json({"receipts", "categories", "--add", "Bread"});
+    nookery.json({"receipts", "edit", id, "--category", "bread", "--amount", "20"});
+    const Json edited = nookery.json({"receipts", "show", id});
+    EXPECT_EQ(edited["category"], "Bread");
+    nookery.json({"receipts", "remove", id, "--yes"});
+    std::vector<std::string> undone;
+    for (int i = 0; i < 4; ++i) undone.push_back(nookery.json({"undo"})["undone"]["name"]);
+    EXPECT_EQ(undone, (std::vector<std::string>{"Remove receipt \"Blue Door Bakery\"",
+                                                "Edit receipt \"Blue Door Bakery\"",
+                                                "Add category \"Bread\"", "Import 1 receipt"}));
+    EXPECT_EQ(nookery.json({"receipts", "list"})["count"], 0);
+    nookery.json({"redo"});
+    Json back = nookery.json({"receipts", "show", id});
+    back["modifiedAt"] = read["modifiedAt"];
+    EXPECT_EQ(back, read);
+    nookery.json({"redo"});
+    nookery.json({"redo"});
+    EXPECT_EQ(nookery.json({"receipts", "show", id})["totalCents"], 2000);
+}
+
 TEST_F(ReceiptsCommand, RefusesWhatItMustInOneLine) {
     const auto failure = [this](const std::vector<std::string>& words, int status = 1) {
         const Outcome outcome = nookery.run(words);

@@ -76,6 +76,19 @@ TEST_F(ReportCommand, DeletedToTheTrashAndNeverTakenAgain) {
     EXPECT_EQ(below(nookery.home / "drive"), matches);
 }
 
+TEST_F(ReportCommand, EachChangeIsAStepThatUndoTakesBack) {
+    nookery.json({"reports", "rename", id, "Pier 4"});
+    draft({"--set", "notes=Mine", "--exclude", mediaId(0)});
+    nookery.json({"reports", "delete", id, "--yes"});
+    nookery.json({"undo"});
+    EXPECT_EQ(nookery.json({"reports", "show", id})["title"], "Pier 4");
+    EXPECT_EQ(nookery.json({"undo"})["undone"]["changes"], 2);
+    EXPECT_EQ(draft({})["notes"], "Two tiles are loose.");
+    nookery.json({"undo"});
+    EXPECT_EQ(nookery.json({"reports", "show", id})["title"], "Roof survey");
+    EXPECT_EQ(nookery.json({"reports", "scan"})["received"].size(), 0u);
+}
+
 TEST_F(ReportCommand, WatchTakesReportsInByItself) {
     UploadedReport second(Uuid::random(), "Second");
     second.upload(nookery.home);

@@ -272,6 +272,23 @@ TEST_F(CaptureServiceTest, ACopyThatDoesNotMatchIsRefused) {
     EXPECT_EQ(capture_.disorder(), "");
 }
 
+TEST_F(CaptureServiceTest, AReportNamesFilesAsTheyWereNamed) {
+    const Path closed = write("inside/closed.txt", "closed");
+    world_.files.makeUnreadable(closed);
+    world_.files.makeUnreadable(write("locked/a.txt", "a").parent_path());
+    const CaptureReport report =
+        capture_.add({CaptureFile{.path = world_.folder / "source", .shownPath = "./source"},
+                      CaptureFile{.path = world_.folder / "nowhere", .shownPath = "nowhere"}});
+    std::vector<std::string> named;
+    for (const auto& failure : report.failed) {
+        named.push_back(failure.source);
+        EXPECT_EQ(failure.message.find(world_.folder.path().native()), std::string::npos)
+            << failure.message;
+    }
+    EXPECT_EQ(named, (std::vector<std::string>{"./source/inside/closed.txt", "./source/locked",
+                                               "nowhere"}));
+}
+
 TEST_F(CaptureServiceTest, AFileThatKeepsChangingIsReportedAndOneThatComesToRestIsTaken) {
     const Path log = write("log.txt", "a");
     int changes = 2;

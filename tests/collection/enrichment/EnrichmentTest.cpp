@@ -8,6 +8,7 @@
 #include "collection/enrichment/Thumbnails.h"
 #include "collection/store/CrumbStore.h"
 #include "retrieval/text/ContentPieces.h"
+#include "support/StoreChanges.h"
 #include "support/TestPlatform.h"
 
 namespace nookery {
@@ -210,7 +211,7 @@ TEST_F(EnrichmentTest, AnEditMeanwhileIsKeptAndTheMeaningIsOfTheNewText) {
     CrumbItem edited = *store_->item(id);
     edited.title = "our plant grows";
     edited.searchableText = "words that were added";
-    EXPECT_FALSE(store_->memoryEdits().replace(edited));
+    EXPECT_FALSE(testing::change(*store_, edited));
     world_.time.advance(1);
     EXPECT_EQ(store_->item(id)->title, "our plant grows");
     EXPECT_EQ(piecesOf(id).captured, "words that were added");
@@ -244,7 +245,7 @@ TEST_F(EnrichmentTest, WhatBecomesSecretWhileItIsReadKeepsItsWordsToItself) {
     store_->enrichment().start();
     CrumbItem card = *store_->item(id);
     card.searchableText = "__crumb_secure_credit_card__";
-    EXPECT_FALSE(store_->memoryEdits().replace(card));
+    EXPECT_FALSE(testing::change(*store_, card));
     world_.time.advance(1);
     EXPECT_EQ(store_->item(id)->searchableText, card.searchableText);
     EXPECT_EQ(markableText(id), "");
@@ -255,7 +256,7 @@ TEST_F(EnrichmentTest, WhatBecomesSecretWhileItIsReadKeepsItsWordsToItself) {
     EXPECT_NE(markableText(other), "");
     card = *store_->item(other);
     markSecure(card);
-    EXPECT_FALSE(store_->memoryEdits().replace(card));
+    EXPECT_FALSE(testing::change(*store_, card));
     world_.time.settle();
     EXPECT_EQ(markableText(other), "") << "it became secret afterwards";
     EXPECT_EQ(world_.folder.filesBelow("cache/Thumbnails"), std::vector<std::string>());

@@ -5,6 +5,7 @@
 #include "collection/database/LibraryLock.h"
 #include "collection/safety/CrumbRecoverySnapshots.h"
 #include "records/DefaultsKeys.h"
+#include "support/StoreChanges.h"
 #include "support/TestPlatform.h"
 
 namespace nookery {
@@ -129,7 +130,7 @@ TEST_F(CrumbStoreTest, ADatabaseThatCannotBeOpenedIsSaidAndRefusesSaves) {
     open();
     EXPECT_TRUE(store_->startFailure());
     EXPECT_TRUE(world_.log.contains("Crumb database unavailable."));
-    EXPECT_TRUE(store_->groupEdits().create("Trips"));
+    EXPECT_THROW(testing::addGroup(*store_, "Trips"), Error);
     EXPECT_TRUE(capture(world_.folder.write("a.txt", "text")).added.empty());
 }
 
@@ -141,7 +142,7 @@ TEST_F(CrumbStoreTest, OnlyOneProcessWritesAndAnyMayRead) {
     CrumbStore reader(world_.platform(), world_.layout(), LibraryAccess::reading);
     world_.resultOf(reader.open(SessionLength::oneCommand));
     EXPECT_EQ(reader.items()->size(), 1u);
-    EXPECT_TRUE(reader.groupEdits().create("Trips"));
+    EXPECT_THROW(testing::addGroup(reader, "Trips"), Error);
 }
 
 TEST_F(CrumbStoreTest, EditsTagsAndGroupsChangeWhatIsFound) {
@@ -154,16 +155,15 @@ TEST_F(CrumbStoreTest, EditsTagsAndGroupsChangeWhatIsFound) {
 
     CrumbItem changed = *store_->item(id);
     changed.note = "red boats";
-    EXPECT_FALSE(store_->memoryEdits().replace(changed));
+    EXPECT_FALSE(testing::change(*store_, changed));
     EXPECT_EQ(titlesFor("blue"), Titles{});
     EXPECT_EQ(titlesFor("red"), Titles{"Harbour"});
     EXPECT_EQ(titlesFor("#lisbon"), Titles{});
 
-    Uuid group;
-    EXPECT_FALSE(store_->groupEdits().create("Portugal", &group));
-    EXPECT_FALSE(store_->groupEdits().assign({id}, group));
+    const Uuid group = testing::addGroup(*store_, "Portugal");
+    EXPECT_FALSE(testing::assign(*store_, {id}, group));
     EXPECT_EQ(titlesFor("portugal"), Titles{"Harbour"});
-    EXPECT_FALSE(store_->groupEdits().rename(group, "Algarve"));
+    EXPECT_FALSE(store_->groupEdits().rename(group, "Algarve", SaveReason::edit));
     EXPECT_EQ(titlesFor("portugal"), Titles{});
     open();
     EXPECT_EQ(titlesFor("algarve"), Titles{"Harbour"});
@@ -173,13 +173,11 @@ TEST_F(CrumbStoreTest, EditsTagsAndGroupsChangeWhatIsFound) {
 TEST_F(CrumbStoreTest, DeletingAGroupKeepsItsMemoriesAndSnapshotsFirst) {
     open();
     const Uuid id = add("kept");
-    Uuid group;
-    EXPECT_FALSE(store_->groupEdits().create("Trips", &group));
-    EXPECT_FALSE(store_->groupEdits().assign({id}, group));
+    const Uuid group = testing::addGroup(*store_, "Trips");
+    EXPECT_FALSE(testing::assign(*store_, {id}, group));
     const auto removal = store_->remover().deleteGroup(group);
-    EXPECT_TRUE(store_->groupEdits().rename(group, "x")) << "it is being removed";
-    Uuid other;
-    EXPECT_FALSE(store_->groupEdits().create("Other", &other)) << "nothing else is closed";
+    EXPECT_TRUE(store_->groupEdits().rename(group, "x", SaveReason::edit)) << "it is being removed";
+    testing::addGroup(*store_, "Other");  // nothing else is closed
     EXPECT_EQ(world_.resultOf(removal).count, 1u);
     EXPECT_FALSE(store_->item(id)->groupID);
     EXPECT_EQ(store_->groups()->size(), 1u);
@@ -244,13 +242,13 @@ TEST_F(CrumbStoreTest, DeletionsAskedForMeanwhileGoTogetherBehindOneSnapshot) {
     std::vector<OperationPointer<DestructiveOutcome>> removals;
     for (const Uuid& id : ids) removals.push_back(store_->remover().deleteMemories({id}));
     removals[3]->stop();
-    EXPECT_FALSE(store_->memoryEdits().replace(*store_->item(kept))) << "nothing else is closed";
+    EXPECT_FALSE(testing::change(*store_, *store_->item(kept))) << "nothing else is closed";
     world_.time.settle();
     EXPECT_TRUE(removals[3]->outcome()->isStopped());
     EXPECT_EQ(removals[5]->outcome()->get().count, 1u);
     EXPECT_EQ(store_->items()->size(), 2u);
     const Uuid stopped = store_->items()->back()->id;
-    EXPECT_FALSE(store_->memoryEdits().replace(*store_->item(stopped))) << "it is open again";
+    EXPECT_FALSE(testing::change(*store_, *store_->item(stopped))) << "it is open again";
     EXPECT_LE(store_->recoverySnapshots().list().size(), 2u);
 }
 
@@ -263,7 +261,7 @@ TEST_F(CrumbStoreTest, ASecureSourceGoesThoughWhatDerivesFromItIsToGoNext) {
     addRecord(derived);
     CrumbItem secure = *store_->item(source);
     markSecure(secure);
-    EXPECT_FALSE(store_->memoryEdits().replace(secure));
+    EXPECT_FALSE(testing::change(*store_, secure));
     const auto first = store_->remover().deleteMemories({source});
     const auto second = store_->remover().deleteMemories({derived.id});
     EXPECT_EQ(world_.resultOf(first).count, 1u);
@@ -296,7 +294,7 @@ TEST_F(CrumbStoreTest, ClosingEndsWhatRunsAndLeavesTheLibraryToOthers) {
     EXPECT_EQ(store_->close(), closing);
     world_.resultOf(closing);
     EXPECT_TRUE(removal->isFinished());
-    EXPECT_TRUE(store_->groupEdits().create("Trips")) << "it is closed";
+    EXPECT_THROW(testing::addGroup(*store_, "Trips"), Error) << "it is closed";
     CrumbStore other(world_.platform(), world_.layout(), LibraryAccess::writing);
     const auto opening = other.open(SessionLength::lasting);
     const auto closingAtOnce = other.close();
@@ -328,7 +326,7 @@ TEST_F(CrumbStoreTest, ClearLibraryEmptiesEverythingItOwns) {
     linked.kind = CrumbKind::file;
     linked.filePath = outside;
     addRecord(linked);
-    EXPECT_FALSE(store_->groupEdits().create("Trips"));
+    testing::addGroup(*store_, "Trips");
     const DestructiveOutcome outcome = world_.resultOf(store_->remover().clearLibrary());
     EXPECT_EQ(outcome.count, 2u);
     EXPECT_TRUE(outcome.snapshotName);
@@ -354,7 +352,7 @@ TEST_F(CrumbStoreTest, EmbeddingsAreMadeInTheBackgroundAndAgainAfterAnEdit) {
 
     CrumbItem changed = *store_->item(id);
     changed.title = "our plant grows";
-    EXPECT_FALSE(store_->memoryEdits().replace(changed));
+    EXPECT_FALSE(testing::change(*store_, changed));
     open();
     EXPECT_EQ(*store_->indexingCount(), 1) << "the edit is remembered across a start";
     store_->enrichment().start();
