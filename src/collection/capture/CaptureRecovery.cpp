@@ -62,7 +62,7 @@ void removeInterruptedCaptures(const Platform& platform, const LibraryLayout& la
                                Sidecar& sidecar, const std::function<CrumbItemList()>& readAll) {
     try {
         removeTree(platform.files, incomingFolder(layout));
-        finishInterruptedRemovals(platform, layout, sidecar, all);
+        finishInterruptedRemovals(platform, layout, sidecar, readAll);
         auto pending = sidecar.pendingOriginals();
         const auto waiting = OriginalsToTrash(sidecar).all();
         std::erase_if(pending, [&](const Path& each) {

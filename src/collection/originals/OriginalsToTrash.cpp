@@ -63,11 +63,11 @@ void OriginalsToTrash::remove(std::span<const Path> relativePaths) {
 }
 
 void finishInterruptedRemovals(const Platform& platform, const LibraryLayout& layout,
-                               Sidecar& sidecar, const CrumbItemList& all) {
+                               Sidecar& sidecar, const std::function<CrumbItemList()>& readAll) {
     OriginalsToTrash noted(sidecar);
     const std::vector<Path> waiting = noted.all();
     if (waiting.empty()) return;
-    const auto kept = pathsOf(all);
+    const auto kept = pathsOf(readAll());
     for (const Path& relativePath : waiting) {
         const Path original = layout.library() / relativePath;
         if (!kept.contains(original.native())) {

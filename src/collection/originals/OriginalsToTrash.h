@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -28,9 +29,10 @@ class OriginalsToTrash {
     Sidecar& sidecar_;
 };
 
-/// Moves what an interrupted removal left to the trash, as far as no record of `all` has it, and
-/// forgets it. What cannot be moved is logged, stays noted, and is tried again at the next start.
+/// Moves what an interrupted removal left to the trash, as far as no memory has it, and
+/// forgets it. `readAll` gives every memory. What cannot be moved is logged, stays noted, and is
+/// tried again at the next start.
 void finishInterruptedRemovals(const Platform& platform, const LibraryLayout& layout,
-                               Sidecar& sidecar, const CrumbItemList& all);
+                               Sidecar& sidecar, const std::function<CrumbItemList()>& readAll);
 
 }  // namespace nookery

@@ -38,7 +38,6 @@ class LibraryWriter final : public Library {
     /// The same on behalf of a removal, which closed the library for everybody else.
     SaveFailure saveForRemoval(std::string_view logPrefix,
                                const std::function<void(SQLiteDatabase&)>& change);
-    SaveFailure makeDurable() override;
     /// Runs a change of the sidecar; what it holds can be made again, so a failure is only logged.
     void changeSidecar(const std::function<void(Sidecar&)>& change);
     using AnnotationChange = std::function<void(MemoryAnnotations&)>;
@@ -55,7 +54,6 @@ class LibraryWriter final : public Library {
     CrumbItemPointer find(const Uuid& id) const override { return contents_.memories.find(id); }
     const CrumbItemList& all() const override { return *contents_.memories.all(); }
     ReadAll allReader() const override { return contents_.allReader(); }
-    void add(const std::vector<NewMemory>& memories, CommitEnded ended) override;
     /// Complete records from elsewhere, with their tags. Those that are found already while others
     /// are still indexed are whole.
     void addRecords(const CrumbItemList& records, const TagsByID& tagsByID, CommitEnded ended);
@@ -89,6 +87,10 @@ class LibraryWriter final : public Library {
     /// A person changed the texts of these.
     void tellEdited(const std::vector<Uuid>& ids) { events_.memoriesEdited(ids); }
 
+  private:
+    // For those who know it as the library.
+    SaveFailure makeDurable() override;
+    void add(const std::vector<NewMemory>& memories, CommitEnded ended) override;
     SaveFailure saveReadings(const CrumbItemList& changed,
                              const SQLiteDatabase::Embeddings& vectors,
                              const std::string& embeddingModel) override;
@@ -96,7 +98,6 @@ class LibraryWriter final : public Library {
     void announce(const IntakeNotice& notice) override { events_.intakeNoticed(notice); }
     void setIntakeCount(IntakeRoad road, int count) override { events_.intakeCounted(road, count); }
 
-  private:
     struct Arrival;
 
     void setVector(const Uuid& id, std::span<const double> vector);

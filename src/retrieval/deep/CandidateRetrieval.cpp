@@ -114,7 +114,7 @@ std::vector<AssociationToken> associationTokens(const LexicalIndex& index, Ordin
         const TokenId token = stream.token();
         const std::size_t memoryCount = index.documentFrequency(token);
         if (!isAssociating(memoryCount, index.size())) continue;
-        if (index.tokenText(token).size() < fewestAssociationLetters) continue;
+        if (index.vocabulary().text(token).size() < fewestAssociationLetters) continue;
         tokens.push_back({token, associationRarity(memoryCount, index.size())});
     }
     const auto byToken = [](const auto& a, const auto& b) { return a.token < b.token; };

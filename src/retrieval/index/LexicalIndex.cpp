@@ -317,7 +317,7 @@ void LexicalIndex::copyFrom(const LexicalIndex& other, Ordinal ordinal) {
     const auto ownOrdinal = static_cast<Ordinal>(items_.size());
     TokenStreamWriter writer;
     copyStream(other.streams_.at(ordinal), writer, [&](Section section, TokenId token) {
-        if (section != Section::tags) return vocabulary_.intern(other.tokenText(token));
+        if (section != Section::tags) return vocabulary_.intern(other.vocabulary().text(token));
         const std::uint32_t number = tagNumber(other.tags_[token].name);
         tags_[number].ordinals.push_back(ownOrdinal);
         ++tags_[number].aliveCount;

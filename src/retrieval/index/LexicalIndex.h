@@ -93,7 +93,6 @@ class LexicalIndex {
     // Tokens --------------------------------------------------------------------------------
 
     const Vocabulary& vocabulary() const { return vocabulary_; }
-    std::string_view tokenText(TokenId token) const { return vocabulary_.text(token); }
     /// How many memories hold a token.
     std::uint32_t documentFrequency(TokenId token) const { return documentFrequencies_[token]; }
     /// Postings that are complete for these tokens, until the next change or call.

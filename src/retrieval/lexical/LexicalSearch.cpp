@@ -26,7 +26,8 @@ std::vector<std::string> expandedTerms(const LexicalIndex& index,
     for (const TermMatches* term : matches.terms) {
         // By letter, since tokens are numbered in the order in which memories came in.
         std::set<std::string_view> words;
-        for (const TokenId token : term->expandedTokens()) words.insert(index.tokenText(token));
+        for (const TokenId token : term->expandedTokens())
+            words.insert(index.vocabulary().text(token));
         for (const std::string_view word : words) {
             if (room-- == 0) return expanded;
             expanded.emplace_back(word);
@@ -70,10 +71,12 @@ std::string correctedTerm(const LexicalIndex& index, const QueryTerm& term,
     const auto isWorse = [&](TokenId a, TokenId b) {
         const auto memoriesWithA = index.documentFrequency(a);
         const auto memoriesWithB = index.documentFrequency(b);
-        return memoriesWithA != memoriesWithB ? memoriesWithA < memoriesWithB
-                                              : index.tokenText(a) > index.tokenText(b);
+        return memoriesWithA != memoriesWithB
+                   ? memoriesWithA < memoriesWithB
+                   : index.vocabulary().text(a) > index.vocabulary().text(b);
     };
-    return std::string(index.tokenText(*std::max_element(tokens.begin(), tokens.end(), isWorse)));
+    return std::string(
+        index.vocabulary().text(*std::max_element(tokens.begin(), tokens.end(), isWorse)));
 }
 
 /// See LexicalSnapshot::fullMatchScore. A word without a hit counts as the rarest.

@@ -93,7 +93,7 @@ bool PhraseMatcher::matchesAll(std::span<const TokenId> window) const {
 
 MatchKind PhraseMatcher::kindOf(std::span<const TokenId> window) const {
     const auto isWhole = [&](TokenId token, const PieceTokens& matching) {
-        return index_.tokenText(token).size() == matching.piece.text.size();
+        return index_.vocabulary().text(token).size() == matching.piece.text.size();
     };
     if (!isWhole(window.front(), pieces_.front())) return MatchKind::inside;
     return isWhole(window.back(), pieces_.back()) ? MatchKind::whole : MatchKind::prefix;

@@ -60,7 +60,7 @@ std::string peopleHint(const LexicalIndex& index, const std::vector<const TermMa
     }
     if (words.empty()) return {};
     std::string hint = "Contains";
-    for (const TokenId word : words) hint += " " + capitalised(index.tokenText(word));
+    for (const TokenId word : words) hint += " " + capitalised(index.vocabulary().text(word));
     return hint;
 }
 

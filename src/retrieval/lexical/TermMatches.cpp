@@ -123,7 +123,7 @@ class TermMatcher {
     }
 
     MatchKind kindOf(std::string_view part, std::uint32_t stemKey, TokenId token) const {
-        const std::string_view text = index_.tokenText(token);
+        const std::string_view text = index_.vocabulary().text(token);
         if (!text.starts_with(part)) return MatchKind::inside;
         if (text.size() == part.size()) return MatchKind::whole;
         const bool sameStem = stemKey != 0 && index_.vocabulary().stemKey(token) == stemKey;
@@ -251,7 +251,7 @@ class TermMatcher {
         std::vector<TokenId> tokens = index_.vocabulary().sharingStem(term_.normal);
         std::erase_if(tokens, [&](TokenId token) {
             return index_.documentFrequency(token) == 0 ||
-                   index_.tokenText(token).find(term_.normal) != std::string_view::npos;
+                   index_.vocabulary().text(token).find(term_.normal) != std::string_view::npos;
         });
         return tokens;
     }

@@ -73,7 +73,7 @@ class ContentsComparison {
         std::size_t tokenCount = 0;
         forEachContentsToken(self, [&](TokenId token) {
             ++tokenCount;
-            length_ += index_.tokenText(token).size() + 1;
+            length_ += index_.vocabulary().text(token).size() + 1;
             if (!ownTokens_[token]) distinct_.push_back(token);
             ownTokens_[token] = true;
             return true;
@@ -155,7 +155,7 @@ class ContentsComparison {
         std::size_t tokenCount = 0;
         forEachContentsToken(ordinal, [&](TokenId token) {
             if (!text.empty()) text += ' ';
-            text += index_.tokenText(token);
+            text += index_.vocabulary().text(token);
             ++tokenCount;
             return text.size() < enough || tokenCount < leastComparedTokens;
         });

@@ -63,7 +63,7 @@ class Explanation {
         }
         std::string named;
         for (std::size_t i = 0; i < std::min(namedTokenCount, term.tokens().size()); ++i) {
-            named += fmt::format(" {}", index_.tokenText(term.tokens()[i]));
+            named += fmt::format(" {}", index_.vocabulary().text(term.tokens()[i]));
         }
         if (term.tokens().size() > namedTokenCount) named += " …";
         line("            tokens:{}", named);
