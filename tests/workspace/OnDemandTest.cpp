@@ -228,27 +228,27 @@ TEST_F(OnDemandQueries, AnIndexForFewSearchesFindsWhatTheWholeOneFinds) {
                              "boats and lakes, early", "lemon cake"}) {
         ids_.push_back(library_.addNote(text, std::string(text) + " with seven more words in it"));
     }
-    const auto answers = [&] {
+    const auto found = [&] {
         CrumbStore& store = *library_.store;
-        std::string answers;
+        std::string text;
         for (const Uuid& id : ids_) {
-            for (const Uuid& other : store.retrieval().related(id)) answers += other.toString();
-            answers += '\n';
+            for (const Uuid& other : store.retrieval().related(id)) text += other.toString();
+            text += '\n';
         }
-        for (const char* text : {"boat", "lak", "baot", "memory 1", "#green", "e"}) {
-            store.search().setText(text);
+        for (const char* typed : {"boat", "lak", "baot", "fifth", "#green", "e"}) {
+            store.search().setText(typed);
             library_.world.time.settle();
             for (const SearchHit& hit : (*store.searchResult())->hits) {
-                answers += fmt::format("{} {:a} {}, ", hit.item->title, hit.score, hit.hint);
+                text += fmt::format("{} {:a} {}, ", hit.item->title, hit.score, hit.hint);
             }
-            answers += '\n';
+            text += '\n';
         }
-        return answers;
+        return text;
     };
     library_.restart();
-    const std::string whole = answers();
+    const std::string whole = found();
     library_.restart(LibraryExtent::fewSearches);
-    EXPECT_EQ(answers(), whole);
+    EXPECT_EQ(found(), whole);
     EXPECT_THROW(library_.store->enrichment(), std::logic_error) << "its backlog is not known";
 }
 
