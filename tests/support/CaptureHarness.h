@@ -58,7 +58,7 @@ class CaptureHarness final : private Library {
     CrumbItemPointer find(const Uuid& id) const override { return records.find(id); }
     const CrumbItemList& all() const override;
     ReadAll allReader() const override {
-        return [all = *records.all()] { return all; };
+        return [looked = all()] { return looked; };
     }
     SaveFailure refusal() const override { return {}; }
     bool isClosed(const Uuid&) const override { return false; }

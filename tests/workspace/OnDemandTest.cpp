@@ -222,6 +222,36 @@ TEST_F(OnDemandQueries, WhatIsNotLoadedIsNeverTakenForAnEmptyLibrary) {
     EXPECT_THROW(library_.store->newSearchSession(), std::logic_error);
 }
 
+TEST_F(OnDemandQueries, AnIndexForFewSearchesFindsWhatTheWholeOneFinds) {
+    fill();
+    for (const char* text : {"a boat on the lake at dawn", "the boat on the lake at dusk",
+                             "boats and lakes, early", "lemon cake"}) {
+        ids_.push_back(library_.addNote(text, std::string(text) + " with seven more words in it"));
+    }
+    const auto found = [&] {
+        CrumbStore& store = *library_.store;
+        std::string text;
+        for (const Uuid& id : ids_) {
+            for (const Uuid& other : store.retrieval().related(id)) text += other.toString();
+            text += '\n';
+        }
+        for (const char* typed : {"boat", "lak", "baot", "fifth", "#green", "e"}) {
+            store.search().setText(typed);
+            library_.world.time.settle();
+            for (const SearchHit& hit : (*store.searchResult())->hits) {
+                text += fmt::format("{} {:a} {}, ", hit.item->title, hit.score, hit.hint);
+            }
+            text += '\n';
+        }
+        return text;
+    };
+    library_.restart();
+    const std::string whole = found();
+    library_.restart(LibraryExtent::fewSearches);
+    EXPECT_EQ(found(), whole);
+    EXPECT_THROW(library_.store->enrichment(), std::logic_error) << "its backlog is not known";
+}
+
 TEST_F(OnDemandQueries, RowsThatOthersSpelledOtherwiseAreLoaded) {
     fill();
     const std::string whole = answers();

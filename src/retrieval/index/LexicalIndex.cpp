@@ -21,7 +21,7 @@ constexpr std::size_t fewestChanges = 4096;
 constexpr std::size_t memoriesAtATime = 8;
 
 /// How many memories `putAll` reads at a time.
-constexpr std::size_t batchSize = 1024;
+constexpr std::size_t batchSize = 256;
 
 /// Where postings are derived as needed, all are once this many passes over the memories were
 /// made: that many cost about as much.

@@ -6,7 +6,7 @@ namespace nookery {
 namespace {
 
 /// Enough for the tokens of most batches, and small enough for the processor's cache.
-constexpr std::size_t slotCount = 1 << 15;
+constexpr std::size_t slotCount = 1 << 14;
 
 }  // namespace
 

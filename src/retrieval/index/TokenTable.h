@@ -28,13 +28,16 @@ class TokenTable {
     std::size_t byteCount() const;
 
   private:
-    /// A slot of the hash table. Comparing hashes first saves most comparisons of texts.
+    /// A slot of the hash table. Most tokens are short, and their heads are all of them: no text is
+    /// read to tell them apart.
     struct Slot {
+        std::uint64_t head = 0;
         std::uint32_t hash = 0;
         std::uint32_t entry = 0;  ///< token + 1, 0 = free
     };
 
-    std::size_t slotOf(std::string_view token, std::uint32_t hash) const;
+    static Slot slotFor(std::string_view token);
+    std::size_t placeOf(const Slot& wanted, std::string_view token) const;
     void growSlots();
 
     std::string text_;                   // the texts of all tokens, one after another

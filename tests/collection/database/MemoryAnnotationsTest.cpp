@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "foundation/Text.h"
 #include "records/DefaultsKeys.h"
 #include "support/TestPlatform.h"
 
@@ -115,6 +116,37 @@ TEST_F(MemoryAnnotationsTest, AnIdInLowerCaseIsTheSameMemory) {
     EXPECT_EQ(annotations->manualTags(one_), Tags{"old"});
     select(*annotations, one_);
     EXPECT_EQ(stored(manualTagsDefaultsKey), "{\"" + one_.toString() + "\":[\"old\"]}");
+}
+
+TEST_F(MemoryAnnotationsTest, ReadMemoryByMemoryTheyAreTheSame) {
+    const Uuid third = Uuid::random();
+    const std::string damaged = "{\"" + one_.toString() + "\":[\"fine\"],\"" +
+                                lowerCased(other_.toString()) + "\":[\"old\"],\"" +
+                                third.toString() + "\":7}";
+    world_.defaults.set(manualTagsDefaultsKey, damaged);
+    MemoryAnnotations annotations(platform_);
+    annotations.adopt(loadBringBackDates(platform_));
+    EXPECT_EQ(annotations.manualTags(one_), Tags{"fine"});
+    EXPECT_FALSE(world_.log.contains(manualTagsDefaultsKey)) << "what it did not look at";
+    EXPECT_THROW(static_cast<void>(annotations.usageSignals()), std::logic_error);
+    setTags(annotations, other_, {"new"});
+    EXPECT_EQ(load()->manualTags(other_), Tags{"new"}) << "an entry of another spelling came back";
+
+    EXPECT_EQ(annotations.manualTags(third), Tags{});
+    EXPECT_TRUE(world_.log.contains(manualTagsDefaultsKey));
+    select(annotations, third);
+    EXPECT_NE(stored("Crumb.ManualTags.v1.unreadable").find(":7"), std::string::npos);
+    select(annotations, third);
+    const std::vector<Uuid> many(2000, third);
+    annotations.readAhead(many);
+    std::vector<Uuid> others(2000);
+    for (Uuid& id : others) id = Uuid::random();
+    others.push_back(one_);
+    setTags(*load(), one_, {"theirs"});
+    annotations.readAhead(others);
+    EXPECT_EQ(annotations.manualTags(one_), Tags{"fine"}) << "what was read stands";
+    EXPECT_EQ(annotations.usageSignals().at(third).selectionCount, 2);
+    EXPECT_EQ(load()->usageSignals().at(third).selectionCount, 2);
 }
 
 }  // namespace
