@@ -97,7 +97,7 @@ struct SystemPlatform::Services {
     std::unique_ptr<TextEmbedder> embedder;
     std::unique_ptr<WebFetcher> web = makeIsolatedWebFetcher(readers);
 
-    // Last, so that they stop before the services that their work uses are destroyed.
+    // After the services, so that they stop before what their work uses is destroyed.
     LoopQueue* mainLoop;  ///< the same as the main queue; null when that was brought along
     std::unique_ptr<WorkQueue> mainQueue;
     std::unique_ptr<WorkQueue> snapshotQueue = makeThreadQueue("snapshots", log);
@@ -107,7 +107,7 @@ struct SystemPlatform::Services {
     std::unique_ptr<WorkQueue> enrichQueue = makeBackgroundPool("enrich", enrichThreadCount(), log);
     std::unique_ptr<WorkQueue> linkQueue = makeThreadQueue("link", log);
     std::unique_ptr<WorkQueue> filesQueue = makeThreadQueue("files", log);
-    UnixSockets localSockets{*mainLoop};
+    UnixSockets localSockets{*mainQueue};
 
     Platform platform{.clock = clock,
                       .files = *files,

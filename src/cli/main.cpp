@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <climits>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -31,8 +32,8 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-/// How long a command waits for a library that another process is opening.
-constexpr std::chrono::seconds patienceWithStarting{2};
+/// How long a command waits for a library that another process is opening or closing.
+constexpr std::chrono::seconds patience{2};
 constexpr useconds_t pauseMicroseconds = 50'000;
 
 Path programFolder() {
@@ -91,38 +92,65 @@ int runInWorld(const Call& call, Log& plainLog) {
     return status;
 }
 
+/// The words as another process understands them: what stands for a file that this one has open is
+/// named by its own name. Throws Error where it has none.
+Words wordsForAnother(const Call& call) {
+    Words words = call.words;
+    for (std::string& word : words) {
+        const bool isOwn = word.starts_with("/dev/stdin") || word.starts_with("/dev/fd/") ||
+                           word.starts_with("/proc/self/");
+        if (!isOwn) continue;
+        const auto named = call.meeting.files->resolve(word);
+        if (!named) throw Error("What " + word + " stands for has no name: give -, or a file.");
+        word = named->native();
+    }
+    return words;
+}
+
 /// Has the command done where the library is open; none when it must be done here.
-std::optional<Ending> runInResident(const Call& call) {
+std::optional<Ending> runInResident(const Call& call, std::string& refusal) {
     const auto resident = call.meeting.lookup.find(call.interrupts);
     if (!resident) return std::nullopt;
-    const auto ended = resident->run({.words = call.words,
+    const auto ended = resident->run({.words = wordsForAnother(call),
                                       .places = resolved(call.meeting.places, *call.meeting.files),
                                       .region = machineRegion(),
                                       .traits = call.console.traits()},
                                      call.console);
+    refusal = resident->refusal();
     if (!ended) return std::nullopt;
     for (const std::string& line : ended->log) call.log.line(line);
     return ended->ending;
 }
 
-Ending runWhereTheLibraryIs(const Call& call) {
-    const auto giveUp = std::chrono::steady_clock::now() + patienceWithStarting;
+/// Tries again while whoever has the library may be about to serve, but has not begun to, or about
+/// to end. The attempt says in `refusal` why trying again is of no use.
+Ending patiently(const Call& call, const std::function<Ending(std::string& refusal)>& attempt) {
+    const auto giveUp = std::chrono::steady_clock::now() + patience;
     while (true) {
-        if (const auto ended = runInResident(call)) return *ended;
+        std::string refusal;
         try {
-            return {runInWorld(call, call.log)};
-        } catch (const LibraryInUse&) {
-            // Whoever has it may be about to serve, but has not begun to.
+            return attempt(refusal);
+        } catch (const LibraryInUse& error) {
+            if (!refusal.empty()) throw LibraryInUse(error.description() + " " + refusal);
             if (call.console.hasRead() || std::chrono::steady_clock::now() > giveUp) throw;
         }
         ::usleep(pauseMicroseconds);
     }
 }
 
+Ending runWhereTheLibraryIs(const Call& call) {
+    return patiently(call, [&](std::string& refusal) {
+        const auto ended = runInResident(call, refusal);
+        return ended ? *ended : Ending{runInWorld(call, call.log)};
+    });
+}
+
 Ending runWithBorrowedLibrary(const Call& call) {
-    const auto resident = call.meeting.lookup.find(call.interrupts);
-    if (resident) resident->borrowLibrary();
-    return {runInWorld(call, call.log)};
+    return patiently(call, [&](std::string&) {
+        const auto resident = call.meeting.lookup.find(call.interrupts);
+        if (resident) resident->borrowLibrary();
+        return Ending{runInWorld(call, call.log)};
+    });
 }
 
 Ending stopResident(const Call& call) {

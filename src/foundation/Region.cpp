@@ -18,23 +18,27 @@ namespace {
 
 thread_local const Region* currentRegion = nullptr;
 
-/// What follows "zoneinfo/" in the name of a time zone's file; else the text itself.
-std::string zoneName(std::string_view path) {
+/// What follows "zoneinfo/" in the name of a time zone's file, or of what a link stands for; else
+/// the text itself.
+std::string zoneName(const std::string& name) {
     constexpr std::string_view folder = "zoneinfo/";
+    std::array<char, PATH_MAX> target{};
+    const bool isPath = name.starts_with('/');
+    const ssize_t length =
+        isPath ? ::readlink(name.c_str(), target.data(), target.size()) : ssize_t{-1};
+    std::string path = length > 0 ? std::string(target.data(), length) : name;
     const std::size_t position = path.find(folder);
-    if (position != std::string_view::npos) path.remove_prefix(position + folder.size());
-    return std::string(path);
+    return position == std::string::npos ? path : path.substr(position + folder.size());
 }
 
 std::string machineTimeZone() {
     if (const char* chosen = ::getenv("TZ")) {
         std::string_view name = chosen;
         if (name.starts_with(':')) name.remove_prefix(1);
-        return name.empty() ? "UTC" : zoneName(name);
+        return name.empty() ? "UTC" : zoneName(std::string(name));
     }
-    std::array<char, PATH_MAX> target{};
-    const ssize_t length = ::readlink("/etc/localtime", target.data(), target.size());
-    return length <= 0 ? "UTC" : zoneName({target.data(), static_cast<std::size_t>(length)});
+    const std::string zone = zoneName("/etc/localtime");
+    return zone.starts_with('/') ? "UTC" : zone;
 }
 
 }  // namespace

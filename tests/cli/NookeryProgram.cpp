@@ -102,9 +102,12 @@ void NookeryProgram::Running::closeInput() {
     input_ = -1;
 }
 
-std::string NookeryProgram::Running::converse(const std::string& line) {
+void NookeryProgram::Running::type(const std::string& line) {
     const std::string typed = line + "\n";
     EXPECT_EQ(::write(input_, typed.data(), typed.size()), ssize_t(typed.size()));
+}
+
+std::string NookeryProgram::Running::hear() {
     std::string answer;
     while (!answer.ends_with('\n')) {
         pollfd source{output_, POLLIN, 0};

@@ -54,8 +54,9 @@ class NookeryProgram {
 
         void signal(int number) const;
         void closeInput();
-        /// Types a line and answers what comes back, up to the end of a line.
-        std::string converse(const std::string& line);
+        void type(const std::string& line);
+        /// What comes back, up to the end of a line.
+        std::string hear();
         /// Feeds what is left of the input, reads all output, and waits for the end.
         Outcome finish(const std::string& input = {});
         /// As `finish`, but gives no more input and keeps it open: for a program that is to end

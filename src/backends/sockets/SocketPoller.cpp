@@ -52,8 +52,8 @@ SocketPoller::ChannelPointer SocketPoller::add(int descriptor) {
 void SocketPoller::send(const ChannelPointer& channel, std::string bytes) {
     {
         const std::lock_guard lock(mutex_);
-        if (channel->isEnding_) return;
-        channel->outgoing_ += bytes;
+        if (channel->isEnding_ || bytes.empty()) return;
+        channel->outgoing_.push_back(std::move(bytes));
     }
     wake();
 }
@@ -130,9 +130,14 @@ void SocketPoller::pollOnce(std::chrono::milliseconds patience) {
 
 void SocketPoller::sendSome(Channel& channel) {
     if (channel.outgoing_.empty()) return;
-    const ssize_t sent = ::send(channel.descriptor(), channel.outgoing_.data(),
-                                channel.outgoing_.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (sent > 0) channel.outgoing_.erase(0, static_cast<std::size_t>(sent));
+    const ssize_t sent =
+        ::send(channel.descriptor(), channel.outgoing_.front().data() + channel.sent_,
+               channel.outgoing_.front().size() - channel.sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent > 0) channel.sent_ += static_cast<std::size_t>(sent);
+    if (channel.sent_ == channel.outgoing_.front().size()) {
+        channel.outgoing_.pop_front();
+        channel.sent_ = 0;
+    }
     // The other has left: nobody is there to take the rest.
     if (sent < 0 && errno != EAGAIN && errno != EINTR) channel.outgoing_.clear();
 }

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -28,7 +30,8 @@ class SocketPoller {
 
         const int descriptor_;
         // Guarded by the poller's mutex.
-        std::string outgoing_;
+        std::deque<std::string> outgoing_;
+        std::size_t sent_ = 0;            ///< of the first piece
         std::function<void()> readable_;  ///< none: nobody reads
         bool isEnding_ = false;           ///< is let go of once nothing is left to send
     };

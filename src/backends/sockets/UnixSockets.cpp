@@ -18,6 +18,7 @@ namespace nookery {
 namespace {
 
 constexpr int backlog = 64;
+constexpr WorkQueue::Delay pauseWithoutDescriptors{1};
 
 /// None when the name is too long for a socket.
 std::optional<sockaddr_un> addressOf(const Path& place) {
@@ -49,6 +50,30 @@ bool isThisUsers(int descriptor) {
     return ::getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
            peer.uid == ::geteuid();
 }
+
+/// Tells a file from another of the same name; zeros when there is none.
+using Identity = std::pair<dev_t, ino_t>;
+
+Identity identityOf(const Path& place) {
+    struct stat status {};
+    return ::lstat(place.c_str(), &status) == 0 ? Identity(status.st_dev, status.st_ino)
+                                                : Identity();
+}
+
+/// Closes a descriptor that nobody takes.
+class OwnedDescriptor {
+  public:
+    explicit OwnedDescriptor(int descriptor) : descriptor_(descriptor) {}
+    ~OwnedDescriptor() {
+        if (descriptor_ >= 0) ::close(descriptor_);
+    }
+    OwnedDescriptor(const OwnedDescriptor&) = delete;
+    OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
+    int release() { return std::exchange(descriptor_, -1); }
+
+  private:
+    int descriptor_;
+};
 
 /// The bytes that are there; none when the other has left.
 std::string readWhatIsThere(int descriptor, bool& hasLeft) {
@@ -99,35 +124,50 @@ class UnixListener final : public LocalListener {
     UnixListener(int descriptor, Path place, std::shared_ptr<SocketPoller> poller,
                  WorkQueue& mainQueue, LocalSockets::Accepted accepted)
         : place_(std::move(place)),
+          identity_(identityOf(place_)),
           poller_(std::move(poller)),
           channel_(poller_->add(descriptor)),
           mainQueue_(mainQueue),
           accepted_(std::move(accepted)) {
-        const std::function<void(int)> greet = guard_.guarded([this](int connected) {
+        greet_ = guard_.guarded([this](int connected) {
             accepted_(std::make_unique<UnixConnection>(connected, poller_, mainQueue_));
         });
-        poller_->whenReadable(channel_, [descriptor, greet, &queue = mainQueue_] {
-            const int connected =
-                ::accept4(descriptor, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-            if (connected < 0) return;
-            if (isThisUsers(connected)) {
-                queue.async([greet, connected] { greet(connected); });
-            } else {
-                ::close(connected);
-            }
-        });
+        again_ = guard_.guarded([this] { accept(); });
+        accept();
     }
     ~UnixListener() override {
-        ::unlink(place_.c_str());
+        // Another process may listen in this place by now.
+        if (identityOf(place_) == identity_) ::unlink(place_.c_str());
         poller_->end(channel_);
     }
 
   private:
+    void accept() {
+        poller_->whenReadable(channel_, [listening = channel_->descriptor(), poller = poller_.get(),
+                                         weak = std::weak_ptr(channel_), greet = greet_,
+                                         &queue = mainQueue_, again = again_] {
+            const int connected =
+                ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+            if (connected >= 0) {
+                auto descriptor = std::make_shared<OwnedDescriptor>(connected);
+                if (!isThisUsers(connected)) return;
+                queue.async([greet, descriptor] { greet(descriptor->release()); });
+            } else if (const auto channel = weak.lock(); channel && errno != EAGAIN) {
+                // No descriptor is left: it is tried again when there may be one.
+                poller->whenReadable(channel, nullptr);
+                queue.after(pauseWithoutDescriptors, again);
+            }
+        });
+    }
+
     Path place_;
+    Identity identity_;
     std::shared_ptr<SocketPoller> poller_;
     SocketPoller::ChannelPointer channel_;
     WorkQueue& mainQueue_;
     LocalSockets::Accepted accepted_;
+    std::function<void(int)> greet_;
+    std::function<void()> again_;
     CallbackGuard guard_;
 };
 

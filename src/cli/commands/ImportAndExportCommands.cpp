@@ -39,7 +39,7 @@ void answer(CommandContext& context, const ImportReport& report) {
 Coroutine<int> runImport(CommandContext& context, const Arguments& arguments) {
     auto opening = openImport(context, arguments.positional(0));
     auto file = co_await opening;
-    co_await context.open(LibraryAccess::writing);
+    co_await context.open(LibraryAccess::writing, LibraryExtent::records);
     const auto operation = context.workspace().edits().import(std::move(file));
     const ImportReport report = co_await context.resultOf(operation);
     answer(context, report);

@@ -163,6 +163,7 @@ std::vector<Command> reportCommands() {
             {.name = "reports scan",
              .summary = "Take in the field reports that wait in the cloud folder",
              .examples = {{"reports scan", "what is uploaded stays there, unchanged"}},
+             .runsIn = RunsIn::callerWithLibrary,
              .run = runScan},
             {.name = "reports show",
              .summary = "Show what was received",

@@ -25,14 +25,16 @@ struct Query {
 };
 
 /// Runs one search to its final order, with an excerpt of each hit.
-Coroutine<SearchResultPointer> finalResult(CommandContext& context, CrumbStore& store,
+Coroutine<SearchResultPointer> finalResult(CommandContext& context, SearchSession& session,
                                            Query query) {
-    store.search().wantExcerpts(query.limit);
-    store.search().setText(query.text, query.limit, query.depth);
-    co_await context.until<SearchResultPointer>(store.searchResult(),
-                                                [](const auto& result) { return result->isFinal; });
-    if (!(*store.searchResult())->isFinal) throw Cancelled();
-    co_return *store.searchResult();
+    session.wantExcerpts(query.limit);
+    session.setText(query.text, query.limit, query.depth);
+    const std::function<bool(const SearchResultPointer&)> isFinal = [](const auto& result) {
+        return result->isFinal;
+    };
+    co_await context.until(session.result(), isFinal);
+    if (!(*session.result())->isFinal) throw Cancelled();
+    co_return *session.result();
 }
 
 OrderedJson resultJson(const CrumbStore& store, const SearchResult& result, const Query& query) {
@@ -118,12 +120,13 @@ std::vector<std::string> beginnings(const std::string& text) {
 
 Coroutine<int> runBatch(CommandContext& context, CrumbStore& store, const Arguments& arguments,
                         Query query) {
+    const auto session = store.newSearchSession();
     while (const auto line = co_await context.nextLine()) {
         const std::string text = toValidUtf8(*line);
         const auto texts = arguments.has("as-typed") ? beginnings(text) : std::vector{text};
         for (const std::string& typed : texts) {
             query.text = typed;
-            const SearchResultPointer result = co_await finalResult(context, store, query);
+            const SearchResultPointer result = co_await finalResult(context, *session, query);
             context.print(resultJson(store, *result, query));
         }
         context.out().flush();
@@ -146,7 +149,8 @@ Coroutine<int> runSearch(CommandContext& context, const Arguments& arguments) {
     if (arguments.has("batch")) co_return co_await runBatch(context, store, arguments, query);
     const std::string explanation =
         arguments.has("explain") ? store.retrieval().explain(query.text) : "";
-    const SearchResultPointer found = co_await finalResult(context, store, query);
+    const auto session = store.newSearchSession();
+    const SearchResultPointer found = co_await finalResult(context, *session, query);
     const SearchResult& result = *found;
     if (context.wantsJson()) {
         OrderedJson document = resultJson(store, result, query);
@@ -155,8 +159,8 @@ Coroutine<int> runSearch(CommandContext& context, const Arguments& arguments) {
         co_return exitDone;
     }
     if (!explanation.empty()) context.out().writeLine(printableLines(explanation));
-    if (!store.search().browsingText().empty()) {
-        context.say(store.search().browsingText() + " " + store.search().statusText());
+    if (!session->browsingText().empty()) {
+        context.say(session->browsingText() + " " + session->statusText());
     }
     printResult(context, store, result);
     co_return exitDone;

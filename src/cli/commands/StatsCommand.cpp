@@ -96,7 +96,12 @@ Coroutine<OrderedJson> gather(CommandContext& context) {
     const std::chrono::duration<double, std::milli> elapsed =
         std::chrono::steady_clock::now() - start;
     FileSystem& files = context.platform().files;
-    const FolderSize originals = sizeOf(files, context.layout().items());
+    const auto measuring =
+        startOperation(context.platform().filesQueue, context.platform().mainQueue,
+                       [&files, items = context.layout().items()](const OperationControl&) {
+                           return sizeOf(files, items);
+                       });
+    const FolderSize originals = co_await context.resultOf(measuring);
     const TextEmbedder* embedder = context.platform().embedder;
     co_return {{"library", displayName(context.layout().library())},
                {"memories", store.items()->size()},

@@ -63,6 +63,7 @@ Command verifyCommand() {
             .notes =
                 "Nothing is changed. Every problem is named with what to do about it; the "
                 "exit status is 1 when there is one.",
+            .runsIn = RunsIn::caller,
             .run = runVerify};
 }
 

@@ -7,20 +7,30 @@
 #include "cli/resident/Resident.h"
 #include "collection/database/LibraryLock.h"
 #include "platform/CloudContainer.h"
+#include "platform/work/Caller.h"
 
 namespace nookery::cli {
 namespace {
 
 using WishTest = std::function<bool(const Resident::Wish&)>;
 
-void tellEvent(CommandContext& context, std::string_view event, const std::string& text) {
+/// Answers whether it could be written.
+bool tellEvent(CommandContext& context, std::string_view event, const std::string& text) {
+    // The resident's own, whatever command made it happen.
+    const CallerScope nobody(nullptr);
     const Timestamp now = context.now();
-    if (context.wantsJson()) {
-        context.print({{"time", toIso8601(now)}, {"event", event}, {"text", text}});
-    } else {
-        context.out().writeLine(printable(fmt::format("{} {}: {}", exactDate(now), event, text)));
+    try {
+        if (context.wantsJson()) {
+            context.print({{"time", toIso8601(now)}, {"event", event}, {"text", text}});
+        } else {
+            context.out().writeLine(
+                printable(fmt::format("{} {}: {}", exactDate(now), event, text)));
+        }
+        context.out().flush();
+        return true;
+    } catch (const OutputError&) {
+        return false;
     }
-    context.out().flush();
 }
 
 std::string placesWatched(CommandContext& context) {
@@ -32,10 +42,12 @@ std::string placesWatched(CommandContext& context) {
 }
 
 /// Lets other commands work in this one's library. Without that they must wait for its end.
-void listen(CommandContext& context, Resident& resident) {
+void listen(CommandContext& context, Resident& resident, const Arguments& arguments) {
     try {
         resident.listen();
     } catch (const Error& failure) {
+        // Nobody could reach it, not even to end it.
+        if (arguments.has("background")) throw;
         context.say("Other commands cannot reach this one: " + printable(failure.description()));
     }
 }
@@ -84,22 +96,33 @@ Coroutine<> closeLibrary(CommandContext& context) {
     co_await context.closeLibrary();
 }
 
-Coroutine<int> runWatch(CommandContext& context, const Arguments&) {
-    const TellEvent tell = [&](std::string_view event, const std::string& text) {
-        tellEvent(context, event, text);
+bool isToEnd(const CommandContext& context, const Resident& resident) {
+    return context.isInterrupted() || *resident.wish() == Resident::Wish::end;
+}
+
+/// To those who want it; there may be none left.
+Coroutine<> lendLibrary(CommandContext& context, Resident& resident, const TellEvent& tell) {
+    if (isToEnd(context, resident) || *resident.wish() != Resident::Wish::library) co_return;
+    tell("lent", "another command has the library to itself");
+    resident.lend();
+    const WishTest isBack = [](Resident::Wish wish) { return wish != Resident::Wish::library; };
+    co_await context.until(resident.wish(), isBack);
+}
+
+Coroutine<int> runWatch(CommandContext& context, const Arguments& arguments) {
+    const TellEvent tell = [&, isHeard = true](std::string_view event,
+                                               const std::string& text) mutable {
+        // What is watched is worth more than hearing of it.
+        if (isHeard) isHeard = tellEvent(context, event, text);
     };
     co_await context.open(LibraryAccess::writing, SessionLength::lasting);
     Resident resident(context.platform(), context.problemLog(), context.places());
-    listen(context, resident);
+    listen(context, resident, arguments);
     while (true) {
         co_await watchFor(context, resident, tell);
         co_await closeLibrary(context);
-        if (context.isInterrupted() || *resident.wish() != Resident::Wish::library) break;
-        tell("lent", "another command has the library to itself");
-        resident.lend();
-        const WishTest isBack = [](Resident::Wish wish) { return wish != Resident::Wish::library; };
-        co_await context.until(resident.wish(), isBack);
-        if (context.isInterrupted() || *resident.wish() == Resident::Wish::end) break;
+        co_await lendLibrary(context, resident, tell);
+        if (isToEnd(context, resident)) break;
         co_await openReturned(context);
     }
     tell("ended", "what was taken in is whole");

@@ -23,10 +23,12 @@ Coroutine<CrumbStore*> CommandContext::open(LibraryAccess access, SessionLength 
                                             LibraryExtent extent) {
     if (access == LibraryAccess::reading) demandLibrary();
     if (workspace_ == nullptr) {
-        ownWorkspace_ = std::make_unique<Workspace>(platform_, layout_, problemLog_);
+        auto own = std::make_unique<Workspace>(platform_, layout_, problemLog_);
+        const auto opening = own->open(access, length, extent);
+        co_await resultOf(opening);
+        tell(own->store().restoreNotice());
+        ownWorkspace_ = std::move(own);
         workspace_ = ownWorkspace_.get();
-        co_await resultOf(workspace_->open(access, length, extent));
-        tell(workspace_->store().restoreNotice());
     }
     CrumbStore& store = workspace_->store();
     if (store.startFailure()) throw Error(*store.startFailure());

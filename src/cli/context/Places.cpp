@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -35,10 +36,15 @@ std::optional<Path> keyStoreFile(const Environment& environment, const Path& wor
     return absolute(kind->substr(filePrefix.size()), workingFolder);
 }
 
-/// The desktop's folder for this login; without a desktop, one among the temporary files.
+/// The system's folder for this user's login, which a program that runs beside it (from a timer,
+/// over the network) is not told of; without one, a folder among the temporary files.
 Path runtimeHome(const Environment& environment) {
     const auto folder = environment("XDG_RUNTIME_DIR");
     if (folder && Path(*folder).is_absolute()) return Path(*folder) / "nookery";
+    const std::string usual = fmt::format("/run/user/{}", ::geteuid());
+    struct stat status {};
+    const bool isThere = ::stat(usual.c_str(), &status) == 0 && status.st_uid == ::geteuid();
+    if (isThere) return Path(usual) / "nookery";
     return fmt::format("/tmp/nookery-{}", ::geteuid());
 }
 

@@ -18,13 +18,17 @@ int openLog(const Path& log) {
     const int descriptor =
         ::open(log.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (descriptor < 0) throw FileError("create", log, errno);
-    return descriptor;
+    // Above those of input, output and errors, even when these were closed.
+    const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (moved < 0) throw FileError("open", log, errno);
+    ::close(descriptor);
+    return moved;
 }
 
 /// In the new process.
 void leaveTerminal(int log) {
     ::setsid();
-    const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    const int nothing = ::fcntl(::open("/dev/null", O_RDWR), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     ::dup2(nothing, STDIN_FILENO);
     ::dup2(nothing, STDOUT_FILENO);
     ::dup2(log, STDERR_FILENO);

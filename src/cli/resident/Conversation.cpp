@@ -111,16 +111,18 @@ std::string encoded(MessageKind kind, std::string_view content) {
     return bytes;
 }
 
+void MessageSplitter::add(std::string_view bytes) {
+    held_.erase(0, position_);
+    position_ = 0;
+    held_ += bytes;
+}
+
 std::optional<Message> MessageSplitter::next() {
     if (held_.size() - position_ < headerByteCount) return std::nullopt;
     std::uint32_t length = 0;
     std::memcpy(&length, held_.data() + position_, sizeof length);
     if (length > maximumContentByteCount) throw Error("A message is too long to be taken.");
-    if (held_.size() - position_ - headerByteCount < length) {
-        held_.erase(0, position_);
-        position_ = 0;
-        return std::nullopt;
-    }
+    if (held_.size() - position_ - headerByteCount < length) return std::nullopt;
     Message message{static_cast<MessageKind>(held_[position_ + sizeof length]),
                     held_.substr(position_ + headerByteCount, length)};
     position_ += headerByteCount + length;

@@ -19,7 +19,7 @@ namespace nookery::cli {
 enum class MessageKind : char {
     // From the resident.
     greeting = 'G',    ///< JSON: its version
-    refused = 'R',     ///< the command must do it alone
+    refused = 'R',     ///< the command must do it alone; why, unless this process ends
     lent = 'L',        ///< the library is the command's until the conversation ends
     output = 'o',      ///< bytes for standard output
     message = 'm',     ///< bytes for standard error
@@ -36,7 +36,7 @@ enum class MessageKind : char {
     stop = 's',          ///< the person interrupted
     input = 'I',         ///< bytes of standard input, none at its end
     inputFailed = 'F',   ///< why there is no more
-    answer = 'a',        ///< "yes" or "no"; nothing: interrupted
+    answer = 'a',        ///< "yes" or "no"
     opened = 'X',        ///< nothing, or why the desktop did not
     outputFailed = 'O',  ///< the number of the error of standard output
 };
@@ -54,7 +54,7 @@ class MessageSplitter {
   public:
     static constexpr std::size_t maximumContentByteCount = std::size_t{64} << 20;
 
-    void add(std::string_view bytes) { held_ += bytes; }
+    void add(std::string_view bytes);
     /// The next whole message; none while more must come. Throws Error for one that is too long.
     std::optional<Message> next();
 

@@ -1,6 +1,6 @@
 #include "cli/resident/RemoteConsole.h"
 
-#include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <utility>
 
@@ -60,6 +60,11 @@ void RemoteConsole::stopCommand() {
     answer(opened_, Outcome<Nothing>::stopped());
 }
 
+void RemoteConsole::waitNoMore() {
+    mayWait_ = false;
+    if (read_ || answered_) stopCommand();
+}
+
 void RemoteConsole::write(std::string_view text) {
     if (outputFailure_ != 0) throw OutputError(outputFailure_);
     while (!text.empty()) {
@@ -70,12 +75,14 @@ void RemoteConsole::write(std::string_view text) {
 }
 
 void RemoteConsole::ask(std::string_view title, std::string_view text, Answered answered) {
+    if (!mayWait_) stopCommand();
     if (stop_.stop_requested()) return answered(Outcome<bool>::stopped());
     answered_ = std::move(answered);
     send_(MessageKind::question, toText(Question{std::string(title), std::string(text)}));
 }
 
 void RemoteConsole::read(Read done) {
+    if (!mayWait_) stopCommand();
     if (stop_.stop_requested()) return done(Outcome<std::string>::stopped());
     read_ = std::move(done);
     send_(MessageKind::wantsInput, {});

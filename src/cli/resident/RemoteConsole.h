@@ -18,6 +18,8 @@ class RemoteConsole final : public Console {
     void receive(const Message& message);
     /// Nobody is there any more: whatever is waited for ends as if the person had interrupted.
     void stopCommand();
+    /// The same as soon as something is waited for.
+    void waitNoMore();
 
     const ConsoleTraits& traits() const override { return traits_; }
     std::stop_token stop() const override { return stop_.get_token(); }
@@ -33,6 +35,7 @@ class RemoteConsole final : public Console {
     ConsoleTraits traits_;
     Send send_;
     std::stop_source stop_;
+    bool mayWait_ = true;
     int outputFailure_ = 0;  ///< the error's number
     // What is waited for; none when nothing is.
     Answered answered_;

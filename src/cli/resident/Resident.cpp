@@ -27,6 +27,14 @@ class Resident::Visitor {
         if (isRunning()) command_->stop();
     }
     void lend() { say(MessageKind::lent); }
+    /// A command that waits for its caller would hold up for ever whoever wants the library.
+    void waitForCallerNoMore() {
+        if (isRunning()) command_->waitForCallerNoMore();
+    }
+    /// The command was not begun, and will not be.
+    void refuse() {
+        if (stage_ == Stage::greeted || stage_ == Stage::waiting) say(MessageKind::refused);
+    }
 
   private:
     enum class Stage { greeted, waiting, running, wantsLibrary, wantsEnd, over };
@@ -65,7 +73,10 @@ class Resident::Visitor {
 
     void prepare(CommandRequest request) {
         // What would lie elsewhere for the caller, the caller must do alone.
-        if (request.places != resident_.resolvedPlaces_) return say(MessageKind::refused);
+        if (request.places != resident_.resolvedPlaces_) {
+            return say(MessageKind::refused,
+                       "It was started with other settings, cache, key store or cloud folder.");
+        }
         try {
             command_ = std::make_unique<ServedCommand>(
                 resident_.place_, std::move(request),
@@ -87,6 +98,7 @@ class Resident::Visitor {
     }
 
     void end() {
+        if (stage_ == Stage::over) return;
         stage_ = Stage::over;
         // Whoever calls this may still be at work in what is removed.
         resident_.place_.platform.mainQueue.async(
@@ -103,7 +115,14 @@ class Resident::Visitor {
 Resident::Resident(const Platform& platform, ProblemLog& problems, const Places& places)
     : place_{platform, problems, places}, resolvedPlaces_(resolved(places, platform.files)) {}
 
-Resident::~Resident() = default;
+Resident::~Resident() {
+    for (const auto& visitor : visitors_) visitor->refuse();
+}
+
+void Resident::withdraw() {
+    library_ = nullptr;
+    for (const auto& visitor : visitors_) visitor->waitForCallerNoMore();
+}
 
 void Resident::listen() {
     const Path place =

@@ -16,7 +16,8 @@ class Resident {
   public:
     /// The referred objects outlive this.
     Resident(const Platform& platform, ProblemLog& problems, const Places& places);
-    /// Commands that still run are given up where they are whole.
+    /// Commands that still run are given up where they are whole; those that were not begun are
+    /// sent away, to do it alone.
     ~Resident();
 
     /// From now on other processes find this one. The library's lock must be held. Throws Error.
@@ -24,8 +25,9 @@ class Resident {
 
     /// Commands run in this library from now on, those that waited at once.
     void offer(Workspace& library);
-    /// No command begins any more. Those that run go on.
-    void withdraw() { library_ = nullptr; }
+    /// No command begins any more. Those that run go on, but one that waits for its caller's input
+    /// or answer ends.
+    void withdraw();
     /// Ends what runs where it is whole.
     void stopCommands();
     const Published<int>& runningCount() const { return runningCount_; }

@@ -17,10 +17,12 @@ ResidentClient::ResidentClient(int descriptor, const Interrupts& interrupts)
 
 ResidentClient::~ResidentClient() { ::close(descriptor_); }
 
-bool ResidentClient::isOfThisVersion() {
-    const Message greeting = demandMessage();
-    return greeting.kind == MessageKind::greeting &&
-           nookery::cli::isOfThisVersion(greeting.content);
+ResidentClient::Greeting ResidentClient::greeting() {
+    const auto message = receive();
+    if (!message) return Greeting::none;
+    return message->kind == MessageKind::greeting && isOfThisVersion(message->content)
+               ? Greeting::ofThisVersion
+               : Greeting::ofAnother;
 }
 
 std::optional<CommandEnding> ResidentClient::run(const CommandRequest& request, Console& console) {
@@ -32,7 +34,10 @@ std::optional<CommandEnding> ResidentClient::run(const CommandRequest& request, 
 std::optional<CommandEnding> ResidentClient::follow(Console& console) {
     while (true) {
         const Message message = demandMessage();
-        if (message.kind == MessageKind::refused) return std::nullopt;
+        if (message.kind == MessageKind::refused) {
+            refusal_ = message.content;
+            return std::nullopt;
+        }
         if (message.kind != MessageKind::ended) {
             obey(message, console);
             continue;
@@ -87,9 +92,7 @@ void ResidentClient::sendInput() {
 
 void ResidentClient::borrowLibrary() {
     send(MessageKind::borrow);
-    if (demandMessage().kind != MessageKind::lent) {
-        throw Error("The nookery that has the library open does not lend it.");
-    }
+    receive();
 }
 
 void ResidentClient::endResident() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "cli/context/Interrupts.h"
@@ -21,13 +22,20 @@ class ResidentClient {
     ResidentClient(const ResidentClient&) = delete;
     ResidentClient& operator=(const ResidentClient&) = delete;
 
-    /// Whether the resident is of this program's version; one of another version is only good for
-    /// `endResident`. Call first.
-    bool isOfThisVersion();
+    enum class Greeting {
+        none,  ///< it was about to end
+        ofThisVersion,
+        ofAnother,  ///< only good for `endResident`
+    };
+    /// Call first.
+    Greeting greeting();
     /// Has the command run there, and does here what it asks for. None when the resident is no
     /// place for it: then the command must open the library itself.
     std::optional<CommandEnding> run(const CommandRequest& request, Console& console);
-    /// Answers when the resident has closed the library, for as long as this lives.
+    /// After `run` had no answer: why, and why that stays so; empty when the resident was about to
+    /// end.
+    const std::string& refusal() const { return refusal_; }
+    /// Returns when the resident has closed the library, for as long as this lives, or has ended.
     void borrowLibrary();
     /// Answers when the resident has ended.
     void endResident();
@@ -50,6 +58,7 @@ class ResidentClient {
     Console* readsFor_ = nullptr;  ///< whose standard input is wanted, as soon as there is some
     bool hasAskedToStop_ = false;
     std::optional<OutputError> outputFailure_{};
+    std::string refusal_;
 };
 
 }  // namespace nookery::cli

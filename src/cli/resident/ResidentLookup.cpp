@@ -18,8 +18,16 @@ bool ResidentLookup::isThere() const {
 
 std::unique_ptr<ResidentClient> ResidentLookup::find(const Interrupts& interrupts) const {
     auto resident = connect(interrupts);
-    if (!resident || resident->isOfThisVersion()) return resident;
-    resident->endResident();
+    if (!resident) return nullptr;
+    switch (resident->greeting()) {
+        case ResidentClient::Greeting::ofThisVersion:
+            return resident;
+        case ResidentClient::Greeting::ofAnother:
+            resident->endResident();
+            break;
+        case ResidentClient::Greeting::none:
+            break;
+    }
     return nullptr;
 }
 

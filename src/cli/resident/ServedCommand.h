@@ -33,6 +33,8 @@ class ServedCommand {
     void begin(Workspace& library);
     /// What the caller says meanwhile. Throws Error when it makes no sense.
     void receive(const Message& message) { console_.receive(message); }
+    /// From now on it ends where it would wait for its caller.
+    void waitForCallerNoMore() { console_.waitNoMore(); }
     /// Ends it where it is whole.
     void stop() { console_.stopCommand(); }
 

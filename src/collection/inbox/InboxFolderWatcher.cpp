@@ -153,7 +153,7 @@ void InboxFolderWatcher::handOver(std::vector<InboxUnit> units) {
 void InboxFolderWatcher::close(const std::vector<InboxUnit>& units, const InboxOutcome& outcome) {
     --handoversUnderWay_;
     scanner_.close(units, outcome);
-    scan();
+    inbox_ ? scan() : lose();
 }
 
 void InboxFolderWatcher::answer(const StabilityTracker::Readiness& readiness) {

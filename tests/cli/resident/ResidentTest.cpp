@@ -134,22 +134,65 @@ TEST_F(ResidentTest, ACallerWhoVanishesEndsWhatItAskedFor) {
     EXPECT_EQ(nookery.run({"verify"}).status, 0);
 }
 
+TEST_F(ResidentTest, SearchesOfSeveralCallersDoNotAnswerEachOther) {
+    nookery.beginWatching();
+    const auto one = nookery.start({"search", "--batch"});
+    const auto other = nookery.start({"search", "--batch"});
+    for (int i = 0; i < 10; ++i) {
+        one->type("lemon");
+        other->type("nothing like it");
+        const Json first = parseJson(one->hear());
+        const Json second = parseJson(other->hear());
+        EXPECT_EQ(first["query"], "lemon");
+        EXPECT_EQ(first["total"], 1);
+        EXPECT_EQ(second["query"], "nothing like it");
+        EXPECT_EQ(second["total"], 0);
+    }
+}
+
 TEST_F(ResidentTest, AnInterruptEndsTheCommandAndOneOfTheResidentEndsAllOfThem) {
     const auto watching = startWatching();
     const auto interrupted = nookery.start({"search", "--batch"});
     const auto waiting = nookery.start({"search", "--batch"});
     for (const auto* caller : {&interrupted, &waiting}) {
-        EXPECT_EQ(parseJson((*caller)->converse("lemon"))["total"], 1);
+        (*caller)->type("lemon");
+        EXPECT_EQ(parseJson((*caller)->hear())["total"], 1);
     }
     interrupted->signal(SIGINT);
     EXPECT_EQ(interrupted->finishWhileItWaits().status, 130);
-    EXPECT_EQ(parseJson(waiting->converse("nothing like it"))["total"], 0);
+    waiting->type("nothing like it");
+    EXPECT_EQ(parseJson(waiting->hear())["total"], 0);
     watching->signal(SIGINT);
     EXPECT_EQ(watching->finish().status, 0);
     const Outcome ended = waiting->finishWhileItWaits();
     EXPECT_EQ(ended.status, 130);
     EXPECT_NE(ended.error.find("whatever was done is whole"), std::string::npos) << ended.error;
     EXPECT_EQ(count(), 1);
+}
+
+TEST_F(ResidentTest, NobodyWhoWaitsForInputKeepsItFromEnding) {
+    nookery.beginWatching();
+    const auto waiting = nookery.start({"search", "--batch"});
+    waiting->type("lemon");
+    EXPECT_EQ(parseJson(waiting->hear())["total"], 1);
+    EXPECT_EQ(nookery.run({"watch", "--stop"}).status, 0);
+    EXPECT_EQ(waiting->finishWhileItWaits().status, 130);
+}
+
+TEST_F(ResidentTest, ReadsWhatTheCallerCallsItsStandardInput) {
+    nookery.beginWatching();
+    nookery.home.write("notes.jsonl", "{\"text\":\"one\"}\n{\"text\":\"two\"}\n");
+    const std::string program = nookery.program;
+    nookery.program = "/bin/sh";
+    const Outcome file =
+        nookery.run({"-c", "exec \"$0\" import /dev/stdin < notes.jsonl", program});
+    const Outcome pipe = nookery.run({"-c", "cat notes.jsonl | \"$0\" import /dev/stdin", program});
+    nookery.program = program;
+    EXPECT_EQ(file.status, 0) << file.error;
+    EXPECT_EQ(pipe.status, 1);
+    EXPECT_NE(pipe.error.find("/dev/stdin"), std::string::npos) << pipe.error;
+    EXPECT_EQ(count(), 3);
+    EXPECT_EQ(nookery.json({"import", "-"}, {.input = "{\"text\":\"three\"}"})["added"], 1);
 }
 
 TEST_F(ResidentTest, TakesFromTheInboxWhenToldToAndGoesOnWatchingIt) {

@@ -119,7 +119,7 @@ TEST(CandidateRetrieval, associationTokensAreLongEnoughAndNeitherUniqueNorCommon
     for (int i = 0; i < 12; ++i) put("everywhere");
     const auto tokens = associationTokens(index, first);
     ASSERT_EQ(tokens.size(), 1U);
-    EXPECT_EQ(index.tokenText(tokens[0].token), "shared");
+    EXPECT_EQ(index.vocabulary().text(tokens[0].token), "shared");
 }
 
 }  // namespace

@@ -240,7 +240,7 @@ TEST(LexicalIndex, IsTheSameHoweverItsMemoriesCameIn) {
     asNeeded.putAll(items, attributes, Deriving::asNeeded);
     ASSERT_EQ(atOnce.vocabulary().size(), oneByOne.vocabulary().size());
     for (TokenId token = 0; token < atOnce.vocabulary().size(); ++token) {
-        ASSERT_EQ(atOnce.tokenText(token), oneByOne.tokenText(token));
+        ASSERT_EQ(atOnce.vocabulary().text(token), oneByOne.vocabulary().text(token));
         ASSERT_EQ(atOnce.documentFrequency(token), oneByOne.documentFrequency(token));
     }
     EXPECT_EQ(atOnce.size(), oneByOne.size());
