@@ -210,29 +210,47 @@ TrashedReport FieldReportRepository::remove(const NookeryReceivedFieldReport& re
         ids.push_back(report.id);
         saveDeletedIDs(ids);
     }
+    // With its folder the report is gone: what is cut off after that can be taken back.
+    TrashedReport trashed{.folder = platform_.trash.moveToTrash(report.folderURL)};
     const Path edits = FieldReportWorkingCopy::folderOf(layout_, report.id);
-    TrashedReport trashed;
-    if (files_.status(edits)) trashed.workingCopy = platform_.trash.moveToTrash(edits);
-    trashed.folder = platform_.trash.moveToTrash(report.folderURL);
+    try {
+        if (files_.status(edits)) trashed.workingCopy = platform_.trash.moveToTrash(edits);
+    } catch (const Error&) {
+        putFolderBack(report.id, trashed.folder);
+        throw;
+    }
     return trashed;
 }
 
-bool FieldReportRepository::canBringBack(const TrashedReport& trashed) const {
-    return files_.status(trashed.folder / fieldReportManifestName).has_value();
+std::optional<TrashedReport> FieldReportRepository::inTrash(
+    const Uuid& id, const std::optional<TrashedReport>& noted) const {
+    const auto isReport = [this](const Path& folder) {
+        return files_.status(folder / fieldReportManifestName).has_value();
+    };
+    if (noted && isReport(noted->folder)) return noted;
+    const auto folders = platform_.trash.placesOf(layout_.fieldReports() / id.toString());
+    const auto folder = std::find_if(folders.begin(), folders.end(), isReport);
+    if (folder == folders.end()) return std::nullopt;
+    TrashedReport found{.folder = *folder};
+    const auto edits = platform_.trash.placesOf(FieldReportWorkingCopy::folderOf(layout_, id));
+    if (!edits.empty()) found.workingCopy = edits.front();
+    return found;
 }
 
-/// The report last: it is back when its folder is.
+/// The report last: it is back when its folder is. Edits that never went to the trash stay.
 void FieldReportRepository::bringBack(const Uuid& id, const TrashedReport& trashed) {
-    if (!canBringBack(trashed)) {
-        throw FieldReportError("The report is not in the trash any more.");
-    }
     const Path edits = FieldReportWorkingCopy::folderOf(layout_, id);
-    if (trashed.workingCopy && files_.status(*trashed.workingCopy)) {
+    const bool isTrashed = trashed.workingCopy && files_.status(*trashed.workingCopy);
+    if (isTrashed && !files_.status(edits)) {
         createDirectories(files_, edits.parent_path());
         platform_.trash.putBack(*trashed.workingCopy, edits);
         files_.syncDirectory(edits.parent_path());
     }
-    platform_.trash.putBack(trashed.folder, layout_.fieldReports() / id.toString());
+    putFolderBack(id, trashed.folder);
+}
+
+void FieldReportRepository::putFolderBack(const Uuid& id, const Path& trashed) {
+    platform_.trash.putBack(trashed, layout_.fieldReports() / id.toString());
     files_.syncDirectory(layout_.fieldReports());
     auto ids = deletedIDs();
     if (std::erase(ids, id) > 0) saveDeletedIDs(ids);

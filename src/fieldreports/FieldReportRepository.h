@@ -53,13 +53,16 @@ class FieldReportRepository {
     void save(const NookeryReceivedFieldReport& report, const NookeryReportWorkingDraft& draft);
     /// Gives the report another title in its working copy. Throws Error; then it keeps the old one.
     void rename(const NookeryReceivedFieldReport& report, const std::string& title);
-    /// Moves the report and its working copy to the trash, and says where they are; it is never
-    /// taken in again. Throws Error, naming what stayed. Main thread.
+    /// Moves the report and then its working copy to the trash, and says where they are; it is
+    /// never taken in again. Throws Error; then the report is where it was, but for a disk that
+    /// does not let it be put back either. Main thread.
     TrashedReport remove(const NookeryReceivedFieldReport& report);
-    /// Whether a deleted report is still where it was put. Throws FileError.
-    bool canBringBack(const TrashedReport& trashed) const;
-    /// Puts a deleted report back, with its working copy when that is still there. Throws Error
-    /// when the report is not there; then nothing has changed.
+    /// Where a deleted report lies: at the place that was noted, or else where the trash knows it,
+    /// as after a kill. None when it is not in the trash. Throws FileError.
+    std::optional<TrashedReport> inTrash(const Uuid& id,
+                                         const std::optional<TrashedReport>& noted) const;
+    /// Puts a deleted report back, with its working copy when that is still there. Throws Error;
+    /// the report is there or in the trash then.
     void bringBack(const Uuid& id, const TrashedReport& trashed);
 
     /// Removes the unfinished copies of a killed process. Throws FileError.
@@ -73,6 +76,7 @@ class FieldReportRepository {
                   const FieldReportManifest& manifest);
     void copyUnchanging(const Path& from, const Path& to);
     void checkPlace(const NookeryReceivedFieldReport& report) const;
+    void putFolderBack(const Uuid& id, const Path& trashed);
     std::vector<Uuid> deletedIDs() const;
     void saveDeletedIDs(const std::vector<Uuid>& ids);
 

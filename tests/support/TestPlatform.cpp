@@ -87,6 +87,7 @@ PropertyList FakePropertyLists::read(const std::string& xml) const {
 
 Path FolderTrash::moveToTrash(const Path& path) {
     if (isFull) throw FileError("move to the trash", path, ENOSPC);
+    if (beforeMoving) beforeMoving();
     std::filesystem::create_directories(folder_);
     Path target = folder_ / path.filename();
     while (std::filesystem::exists(target)) target += " again";
@@ -104,6 +105,7 @@ std::vector<Path> FolderTrash::placesOf(const Path& original) {
 }
 
 void FolderTrash::putBack(const Path& place, const Path& destination) {
+    if (beforeMoving) beforeMoving();
     if (std::filesystem::exists(destination)) throw FileError("put back", destination, EEXIST);
     if (!std::filesystem::exists(place)) throw FileError("put back", place, ENOENT);
     std::filesystem::rename(place, destination);

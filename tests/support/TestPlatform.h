@@ -64,6 +64,8 @@ class FolderTrash final : public Trash {
     void putBack(const Path& place, const Path& destination) override;
 
     bool isFull = false;  ///< while true, nothing goes there
+    /// Runs before each move to the trash and out of it, and may make it fail.
+    std::function<void()> beforeMoving;
 
   private:
     Path folder_;

@@ -13,6 +13,7 @@
 #include "platform/Problem.h"
 #include "platform/Trash.h"
 #include "platform/UserDefaults.h"
+#include "platform/work/Caller.h"
 #include "platform/work/WorkQueue.h"
 
 namespace nookery::testing {
@@ -51,7 +52,7 @@ class VirtualTime final : public Clock {
 class VirtualQueue final : public WorkQueue {
   public:
     explicit VirtualQueue(VirtualTime& time) : time_(time) {}
-    void async(Work work) override { after(Delay(0), std::move(work)); }
+    void async(Work work) override { after(Delay(0), forCurrentCaller(std::move(work))); }
     DelayedWork after(Delay delay, Work work) override;
     void sync(const Work& work) override { work(); }
 

@@ -198,6 +198,28 @@ TEST_F(HistoryTest, UndoRespectsWhatArrivedByItself) {
     EXPECT_EQ(library_.titleOf(note), "Cake");
 }
 
+TEST_F(HistoryTest, AnAgreementIsToOneStepAndToWhatWouldThenBeLost) {
+    const Uuid note = library_.addNote("Cake");
+    library_.retitle(note, "Lemon cake");
+    library_.changeBeside(note, [](CrumbItem& item) { item.title = "By phone"; });
+    History& history = *library_.history;
+    const UndoPreview seen = library_.wait(history.previewUndo());
+    const Uuid other = library_.addNote("Tart");
+    library_.retitle(other, "Plum tart");
+    EXPECT_THROW(library_.wait(history.undo(seen)), Error);
+    EXPECT_EQ(library_.titleOf(other), "Plum tart");
+    EXPECT_EQ(library_.titleOf(note), "By phone");
+    library_.undo();
+    library_.changeBeside(note, [](CrumbItem& item) { item.title = "By phone again"; });
+    EXPECT_THROW(library_.wait(history.undo(seen)), Error) << "more would be lost than was agreed";
+    library_.wait(history.undo(library_.wait(history.previewUndo())));
+    EXPECT_EQ(library_.titleOf(note), "Cake");
+    const UndoPreview again = library_.wait(history.previewRedo());
+    library_.changeBeside(note, [](CrumbItem& item) { item.title = "Else"; });
+    EXPECT_THROW(library_.wait(history.redo(again)), Error);
+    EXPECT_EQ(library_.titleOf(note), "Else");
+}
+
 TEST(HistoryAndPhone, ToThePhoneAnUndoIsAChangeOfWhatItsEditWasBasedOn) {
     testing::LinkWorld link;
     const Platform platform = link.world.platform();

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "fieldreports/FieldReportWorkingCopy.h"
 #include "fieldreports/NookeryFieldReportReceiver.h"
 #include "support/UploadedReport.h"
@@ -11,6 +13,7 @@
 namespace nookery {
 namespace {
 
+using testing::SimulatedCrash;
 using testing::WorkspaceWorld;
 using Names = std::vector<std::string>;
 
@@ -92,7 +95,40 @@ class ReportEditsTest : public ::testing::Test {
         upload_.attach("a.jpg", "first bytes").upload(library_.world.folder);
         receiver_.start();
         library_.world.time.settle();
-        library_.history->add(values_);
+        library_.beforeRecovery = [this](History& history) { workOn(history); };
+        workOn(*library_.history);
+    }
+
+    void workOn(History& history) {
+        values_.emplace(library_.platform, library_.world.layout(), [this] {
+            if (afterSetting_) afterSetting_();
+            receiver_.reload();
+        });
+        history.add(*values_);
+        edits_.emplace(library_.platform, library_.world.layout(), history);
+    }
+
+    void expectReport(const std::string& where) {
+        ASSERT_EQ(reports_.size(), 1u) << where;
+        EXPECT_EQ(reports_[0].title, "Pier 4") << where;
+        EXPECT_EQ(library_.history->state()->undoName, "Rename field report \"Roof survey\"")
+            << where;
+    }
+
+    /// The process ends at the k-th move to or from the trash, or after the last, and starts again.
+    void killAt(int k, const std::function<void()>& act) {
+        const std::function<void()> point = [k, count = std::make_shared<int>(0)] {
+            if (++*count == k) throw SimulatedCrash();
+        };
+        library_.world.trash.beforeMoving = point;
+        afterSetting_ = point;
+        EXPECT_THROW(act(), SimulatedCrash) << k;
+        library_.world.trash.beforeMoving = {};
+        afterSetting_ = {};
+        library_.die();
+        library_.start();
+        receiver_.reload();
+        library_.world.time.settle();
     }
 
     NookeryReportWorkingDraft draft() {
@@ -105,20 +141,20 @@ class ReportEditsTest : public ::testing::Test {
     std::vector<NookeryReceivedFieldReport> reports_;
     NookeryFieldReportReceiver receiver_{library_.platform, library_.world.layout(),
                                          [this](const auto& list) { reports_ = list; }};
-    ReportValues values_{library_.platform, library_.world.layout(),
-                         [this] { receiver_.reload(); }};
-    ReportEdits edits_{library_.platform, library_.world.layout(), *library_.history};
+    std::function<void()> afterSetting_;
+    std::optional<ReportValues> values_;
+    std::optional<ReportEdits> edits_;
 };
 
 TEST_F(ReportEditsTest, OnlyWhatAStepChangedOfADraftIsTakenBack) {
-    library_.wait(edits_.rename(upload_.id, "Pier 4"));
+    library_.wait(edits_->rename(upload_.id, "Pier 4"));
     const auto base = draft();
     auto edited = base;
     edited.notes = "All tight.";
     edited.title = "Pier 4, roof";
-    EXPECT_TRUE(library_.wait(edits_.saveDraft(upload_.id, base, edited)).conflicts.empty());
+    EXPECT_TRUE(library_.wait(edits_->saveDraft(upload_.id, base, edited)).conflicts.empty());
     edited.location = "North";
-    EXPECT_EQ(library_.wait(edits_.saveDraft(upload_.id, base, edited)).conflicts.size(), 0u);
+    EXPECT_EQ(library_.wait(edits_->saveDraft(upload_.id, base, edited)).conflicts.size(), 0u);
     EXPECT_EQ(draft().location, "North");
     library_.undo();
     EXPECT_EQ(draft().title, "Pier 4, roof");
@@ -129,8 +165,8 @@ TEST_F(ReportEditsTest, OnlyWhatAStepChangedOfADraftIsTakenBack) {
 }
 
 TEST_F(ReportEditsTest, ADeletedReportComesBackFromTheTrashOrItsLossIsNamed) {
-    library_.wait(edits_.rename(upload_.id, "Pier 4"));
-    library_.wait(edits_.remove(upload_.id));
+    library_.wait(edits_->rename(upload_.id, "Pier 4"));
+    library_.wait(edits_->remove(upload_.id));
     EXPECT_TRUE(reports_.empty());
     library_.undo();
     ASSERT_EQ(reports_.size(), 1u);
@@ -146,6 +182,40 @@ TEST_F(ReportEditsTest, ADeletedReportComesBackFromTheTrashOrItsLossIsNamed) {
     EXPECT_THROW(library_.undo(), ConsentNeeded);
     EXPECT_EQ(library_.undo(Consent::given).changeCount, 0);
     EXPECT_EQ(library_.history->state()->undoName, "Rename field report \"Roof survey\"");
+}
+
+TEST_F(ReportEditsTest, ADeletionWhoseMovesFailIsNotDoneAndWhatCannotBePutBackIsFoundAgain) {
+    library_.wait(edits_->rename(upload_.id, "Pier 4"));
+    const auto removeWhileFailing = [&](const std::set<int>& moves) {
+        library_.world.trash.beforeMoving = [moves, count = 0]() mutable {
+            if (moves.contains(++count)) throw FileError("move", "report", EIO);
+        };
+        EXPECT_THROW(library_.wait(edits_->remove(upload_.id)), Error);
+        library_.world.trash.beforeMoving = {};
+    };
+    removeWhileFailing({1});
+    expectReport("nothing was moved");
+    removeWhileFailing({2});
+    expectReport("the first move was taken back");
+    removeWhileFailing({2, 3});
+    EXPECT_TRUE(reports_.empty());
+    library_.undo();
+    expectReport("the first move could not be taken back");
+}
+
+TEST_F(ReportEditsTest, ADeletionThatIsKilledAnywhereIsDoneOrNotAndSoIsItsUndoing) {
+    library_.wait(edits_->rename(upload_.id, "Pier 4"));
+    for (const int point : {1, 2, 3}) {
+        killAt(point, [&] { library_.wait(edits_->remove(upload_.id)); });
+        EXPECT_EQ(reports_.empty(), point > 1) << point;
+        if (reports_.empty()) library_.undo();
+        expectReport("deletion killed at " + std::to_string(point));
+    }
+    for (const int point : {1, 2, 3}) {
+        library_.wait(edits_->remove(upload_.id));
+        killAt(point, [&] { library_.undo(); });
+        expectReport("undoing killed at " + std::to_string(point));
+    }
 }
 
 }  // namespace

@@ -12,6 +12,7 @@ void WorkspaceWorld::start(LibraryExtent extent) {
     wait(store->open(SessionLength::oneCommand, extent));
     history = std::make_unique<History>(platform, world.layout(), *store);
     edits = std::make_unique<Edits>(platform, *store, *history);
+    if (beforeRecovery) beforeRecovery(*history);
     wait(history->recover());
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -54,6 +55,8 @@ class WorkspaceWorld {
 
     TestPlatform world;
     Platform platform = world.platform();
+    /// Called with each new history before it recovers, to add what it knows beside the library.
+    std::function<void(History&)> beforeRecovery;
     std::unique_ptr<CrumbStore> store;
     std::unique_ptr<History> history;
     std::unique_ptr<Edits> edits;

@@ -71,16 +71,14 @@ Coroutine<int> move(CommandContext& context, Direction direction) {
     OperationPointer<UndoPreview> previewing;
     previewing = isUndo ? history.previewUndo() : history.previewRedo();
     const UndoPreview preview = co_await context.resultOf(previewing);
-    Consent consent = Consent::none;
     if (preview.needsConsent()) {
         const std::string title =
             fmt::format("{} \"{}\"?", isUndo ? "Undo" : "Redo", printable(preview.name));
         const std::string losses = lossesOf(preview);
         co_await context.demandConsent(title, losses);
-        consent = Consent::given;
     }
     OperationPointer<UndoOutcome> moving;
-    moving = isUndo ? history.undo(consent) : history.redo(consent);
+    moving = isUndo ? history.undo(preview) : history.redo(preview);
     const UndoOutcome outcome = co_await context.resultOf(moving);
     answer(context, outcome, isUndo ? "undone" : "redone");
     co_return exitDone;

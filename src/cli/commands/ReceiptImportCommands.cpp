@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "cli/commands/Commands.h"
 #include "cli/output/TextLayout.h"
 #include "cli/views/MemoryView.h"
@@ -14,26 +16,45 @@ namespace {
 
 using Failures = std::vector<ReceiptImport::Failure>;
 
+/// How many of the added receipts are still being read; others may have some read, too.
+std::size_t countBeingRead(const ReceiptImport& outcome, const std::set<Uuid>& beingRead) {
+    const auto isBeingRead = [&](const auto& receipt) { return beingRead.contains(receipt->id); };
+    return static_cast<std::size_t>(
+        std::count_if(outcome.added.begin(), outcome.added.end(), isBeingRead));
+}
+
 /// Takes the files in and waits until they are read, unless interrupted.
 Coroutine<ReceiptImport> import(CommandContext& context, std::vector<ReceiptSource> sources) {
     Receipts& receipts = context.workspace().receipts();
-    ReceiptService& service = receipts.service();
-    const auto progress = service.beingRead().subscribe([&](const std::set<Uuid>& ids) {
-        if (ids.empty()) return;
-        context.messages().progress(fmt::format("Reading receipt… {} left", ids.size()));
-    });
+    const auto& beingRead = receipts.service().beingRead();
     const auto operation = receipts.edits().import(std::move(sources));
     ReceiptImport outcome = co_await context.resultOf(operation);
-    co_await context.until<std::set<Uuid>>(service.beingRead(),
-                                           [](const auto& ids) { return ids.empty(); });
+    const auto tell = [&](const std::set<Uuid>& ids) {
+        const std::size_t left = countBeingRead(outcome, ids);
+        if (left == 0) return;
+        context.messages().progress(fmt::format("Reading receipt… {} left", left));
+    };
+    tell(*beingRead);
+    const auto progress = beingRead.subscribe(tell);
+    co_await context.until<std::set<Uuid>>(
+        beingRead, [&outcome](const auto& ids) { return countBeingRead(outcome, ids) == 0; });
     co_return outcome;
+}
+
+/// The added receipts as they are now, without those that somebody has removed meanwhile.
+ReceiptList addedNow(const ReceiptService& service, const ReceiptImport& outcome) {
+    ReceiptList added;
+    for (const auto& receipt : outcome.added) {
+        if (auto now = service.find(receipt->id)) added.push_back(std::move(now));
+    }
+    return added;
 }
 
 void answerAsJson(CommandContext& context, const ReceiptService& service,
                   const ReceiptImport& outcome) {
     OrderedJson added = OrderedJson::array();
-    for (const auto& receipt : outcome.added) {
-        OrderedJson json = receiptJson(*service.find(receipt->id));
+    for (const auto& receipt : addedNow(service, outcome)) {
+        OrderedJson json = receiptJson(*receipt);
         const auto message = service.recognitionMessages()->find(receipt->id);
         if (message != service.recognitionMessages()->end()) {
             json["recognitionMessage"] = message->second;
@@ -53,15 +74,15 @@ int answer(CommandContext& context, const ReceiptService& service, const Receipt
     if (context.wantsJson()) {
         answerAsJson(context, service, outcome);
     } else {
-        ReceiptList added;
-        for (const auto& receipt : outcome.added) added.push_back(service.find(receipt->id));
-        printReceiptTable(context, service, added);
+        printReceiptTable(context, service, addedNow(service, outcome));
         for (const auto& failure : outcome.failed) {
             context.say(printable(displayName(failure.source) + ": " + failure.message));
         }
-        context.say(counted(added.size(), "receipt", "receipts") + " added, flagged for review.");
+        context.say(counted(outcome.added.size(), "receipt", "receipts") +
+                    " added, flagged for review.");
         const ShortIds shortIds = shortIdsOf(service);
         for (const auto& [id, earlier] : outcome.sameFileAs) {
+            if (!service.find(id) || !service.find(earlier)) continue;
             context.say(fmt::format("{} has the same file as {}: totals count both.", shortIds(id),
                                     shortIds(earlier)));
         }

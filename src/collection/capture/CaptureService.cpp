@@ -9,6 +9,7 @@
 #include "collection/database/Sidecar.h"
 #include "collection/originals/OriginalNames.h"
 #include "platform/Log.h"
+#include "platform/work/Caller.h"
 
 namespace nookery {
 
@@ -35,6 +36,7 @@ struct CaptureService::Job {
     std::shared_ptr<CaptureWork> work;
     OperationPointer<CaptureReport> operation;
     BeforeCommit beforeCommit{};
+    std::shared_ptr<const Caller> caller = CallerScope::current();
     CaptureReport report{};
     std::size_t doneCount = 0;
     std::size_t foundCount = 0;
@@ -86,7 +88,7 @@ OperationPointer<CaptureReport> CaptureService::capture(CaptureRequest request) 
                                               job->operation->control().stopToken());
     const auto operation = job->operation;
     jobs_.push_back(std::move(job));
-    if (jobs_.size() == 1) gather();
+    if (jobs_.size() == 1) beginNext();
     return operation;
 }
 
@@ -115,6 +117,13 @@ void CaptureService::onCaptureQueue(const Batch& batch, Work work, Reply reply) 
                   const Failure* failure = outcome.failure();
                   giveUp(batch, failure != nullptr ? *failure : Failure{"It was stopped.", {}, {}});
               });
+}
+
+/// For its own caller, whoever's request ended just now.
+void CaptureService::beginNext() {
+    if (jobs_.empty()) return;
+    const CallerScope scope(jobs_.front()->caller);
+    gather();
 }
 
 void CaptureService::gather() {
@@ -407,7 +416,7 @@ void CaptureService::finishJob() {
             const auto job = std::move(jobs_.front());
             jobs_.pop_front();
             library_.setIntakeCount(IntakeRoad::capture, 0);
-            if (!jobs_.empty()) gather();
+            beginNext();
             job->operation->finish(Outcome<CaptureReport>::done(std::move(job->report)));
         });
 }
@@ -429,7 +438,7 @@ void CaptureService::giveUp(const Batch& batch, const Failure& failure) {
     const auto job = std::move(jobs_.front());
     jobs_.pop_front();
     library_.setIntakeCount(IntakeRoad::capture, 0);
-    if (!jobs_.empty()) gather();
+    beginNext();
     job->operation->finish(Outcome<CaptureReport>::done(std::move(job->report)));
 }
 

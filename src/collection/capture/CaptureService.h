@@ -54,6 +54,7 @@ class CaptureService {
 
     // What happens to a batch: it is gathered, decided, settled, committed; decided again while
     // entries are open, else reported.
+    void beginNext();
     void gather();
     void prepareIndex(const Batch& batch);
     void decide(const Batch& batch);

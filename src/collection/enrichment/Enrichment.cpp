@@ -1,5 +1,7 @@
 #include "collection/enrichment/Enrichment.h"
 
+#include <algorithm>
+
 #include "collection/database/RecognisedPages.h"
 #include "collection/originals/MemoryRemoval.h"
 #include "platform/Log.h"
@@ -25,32 +27,45 @@ void Enrichment::changeSidecar(const Change& change) {
     }
 }
 
-/// Without a place to record what is begun, an original that ends the program would do so for ever.
 void Enrichment::start() {
-    if (library_.refusal() || sidecar_ == nullptr) return;
-    results_.forgetFailure();
-    worker_.start();
+    isStarted_ = true;
+    startWorker();
 }
 
 void Enrichment::pause() {
+    isStarted_ = false;
+    pauseWorker();
+}
+
+/// Without a place to record what is begun, an original that ends the program would do so for ever.
+void Enrichment::startWorker() {
+    if (library_.refusal() || sidecar_ == nullptr) return;
+    // What could not be saved is told to everyone who waits.
+    if (workingOff_.empty()) results_.forgetFailure();
+    worker_.start();
+}
+
+void Enrichment::pauseWorker() {
     worker_.pause();
     results_.settleAndAnnounce();
 }
 
+/// One caller's waiting.
 struct Enrichment::WorkingOff {
     OperationPointer<EnrichmentReport> operation;
     int waitedCount = 0;  ///< at the beginning
     Subscription waiting{};
     Subscription underWay{};
     std::optional<std::stop_callback<std::function<void()>>> stop{};
+
+    bool isStopped() const { return operation->control().isStopRequested(); }
 };
 
 OperationPointer<EnrichmentReport> Enrichment::workOff() {
-    if (workingOff_) return workingOff_->operation;
     const auto work = std::make_shared<WorkingOff>();
     work->operation = Operation<EnrichmentReport>::create(platform_.mainQueue);
     work->waitedCount = *waitingCount();
-    start();
+    startWorker();
     // Looked at later: whoever changes the counts is still at work.
     const std::function<void()> look =
         [&mainQueue = platform_.mainQueue,
@@ -60,33 +75,42 @@ OperationPointer<EnrichmentReport> Enrichment::workOff() {
     work->waiting = waitingCount().subscribe([look](int) { look(); });
     work->underWay = underWayCount().subscribe([look](int) { look(); });
     work->stop.emplace(work->operation->control().stopToken(), look);
-    workingOff_ = work;
+    workingOff_.push_back(work);
     look();
     return work->operation;
 }
 
+bool Enrichment::isWantedBeside(const WorkingOff& work) const {
+    return isStarted_ || std::any_of(workingOff_.begin(), workingOff_.end(), [&](const auto& each) {
+               return each.get() != &work && !each->isStopped();
+           });
+}
+
 void Enrichment::lookAtWork(const std::shared_ptr<WorkingOff>& work) {
-    const OperationControl& control = work->operation->control();
-    if (control.isStopRequested() && worker_.isRunning()) pause();
+    const bool isStopped = work->isStopped();
+    const bool isLeftToOthers = isStopped && isWantedBeside(*work);
+    if (isStopped && !isLeftToOthers && worker_.isRunning()) pauseWorker();
     const int pending = *waitingCount();
     const bool goesOn = isUnderWay() || (pending > 0 && worker_.isRunning());
-    if (goesOn) {
-        const auto left = static_cast<std::uint64_t>(pending);
-        const bool isEnding = control.isStopRequested();
-        return control.report(
-            {isEnding ? "ending what is being read; interrupt again to end at once, left"
-                      : "reading what was taken in, left",
-             left, 0});
-    }
-    workingOff_.reset();
+    if (!goesOn || isLeftToOthers) return end(work);
+    work->operation->control().report(
+        {isStopped ? "ending what is being read; interrupt again to end at once, left"
+                   : "reading what was taken in, left",
+         static_cast<std::uint64_t>(pending), 0});
+}
+
+void Enrichment::end(const std::shared_ptr<WorkingOff>& work) {
+    std::erase(workingOff_, work);
     work->stop.reset();
-    pause();
+    isWantedBeside(*work) ? results_.settle() : pauseWorker();
     if (const SaveFailure& failure = results_.failure()) {
         return work->operation->finish(
             Outcome<EnrichmentReport>::failed({failure.message(), failure.advice(), {}}));
     }
-    work->operation->finish(
-        Outcome<EnrichmentReport>::done({work->waitedCount - pending, pending}));
+    const int pending = *waitingCount();
+    // Others may have added more than was done.
+    const int doneCount = std::max(0, work->waitedCount - pending);
+    work->operation->finish(Outcome<EnrichmentReport>::done({doneCount, pending}));
 }
 
 void Enrichment::request(const std::vector<Uuid>& ids) {

@@ -36,18 +36,20 @@ class Enrichment {
     /// Memories whose work waits or is under way.
     const Published<int>& waitingCount() const { return worker_.waitingCount(); }
 
-    /// Works until nothing waits, and on when something comes. Nothing of it runs before.
+    /// Works until nothing waits, and on when something comes. Nothing of it runs before, but for
+    /// `workOff`.
     void start();
-    /// Gives up what is under way, which waits for the next start.
+    /// Gives up what is under way, which waits for the next start. Ends what `workOff` waits for.
     void pause();
     /// Also after pausing, until what was under way has ended. What is then still under way, and
     /// ends with the process, is taken for what ended it.
     bool isUnderWay() const { return *underWayCount() > 0; }
     const Published<int>& underWayCount() const { return worker_.underWayCount(); }
 
-    /// Starts, and ends when nothing waits any more. A stop gives up what is under way, as `pause`,
-    /// and the operation is done with what it came to; it fails when something that was read could
-    /// not be saved. While one runs, it is answered again.
+    /// Works, and ends when nothing waits any more; each caller has an operation of its own. A stop
+    /// ends the waiting; what is under way is given up, and waited for, where nobody else wants it:
+    /// neither another caller nor `start`. The operation is done with what it came to; it fails
+    /// when something that was read could not be saved.
     OperationPointer<EnrichmentReport> workOff();
 
     /// Has memories enriched again, also those enriched or given up before.
@@ -71,7 +73,11 @@ class Enrichment {
   private:
     struct WorkingOff;
 
+    void startWorker();
+    void pauseWorker();
     void lookAtWork(const std::shared_ptr<WorkingOff>& work);
+    bool isWantedBeside(const WorkingOff& work) const;
+    void end(const std::shared_ptr<WorkingOff>& work);
     std::vector<PendingWork> recordedWork() const;
     void renewContents(const std::vector<Uuid>& ids);
     template <typename Change>
@@ -83,7 +89,8 @@ class Enrichment {
     Sidecar* sidecar_;
     EnrichmentResults results_;
     EnrichmentWorker worker_;
-    std::shared_ptr<WorkingOff> workingOff_;  ///< the latest; none when it has ended
+    bool isStarted_ = false;
+    std::vector<std::shared_ptr<WorkingOff>> workingOff_;  ///< those that have not ended
     CallbackGuard guard_;
 };
 

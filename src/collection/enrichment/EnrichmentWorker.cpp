@@ -7,6 +7,7 @@
 #include "foundation/Error.h"
 #include "platform/Log.h"
 #include "platform/TextEmbedder.h"
+#include "platform/work/Caller.h"
 #include "platform/work/Task.h"
 
 namespace nookery {
@@ -173,6 +174,8 @@ void EnrichmentWorker::begin(Jobs jobs) {
     std::vector<Uuid> ids;
     for (const Job& job : jobs) ids.push_back(job.item->id);
     if (jobs.front().needs.contents) results_.recordBegun(ids);
+    // Whoever brought it, or ended what went before: the background is the program's own.
+    const CallerScope scope(nullptr);
     Task::run(
         platform_.enrichQueue, platform_.mainQueue, guard_,
         [platform = platform_, layout = layout_, jobs = std::move(jobs), stop = stop_.get_token()] {

@@ -25,7 +25,14 @@ void InboxIntake::take(InboxKind inbox, std::vector<InboxUnit> units,
     std::reverse(job.packages.begin(), job.packages.end());
     job.leftCount = job.files.size() + job.packages.size();
     jobs_.push_back(std::move(job));
-    if (jobs_.size() == 1) begin();
+    if (jobs_.size() == 1) beginNext();
+}
+
+/// For its own caller, whoever's handover ended just now.
+void InboxIntake::beginNext() {
+    if (jobs_.empty()) return;
+    const CallerScope scope(jobs_.front().caller);
+    begin();
 }
 
 void InboxIntake::begin() {
@@ -106,7 +113,7 @@ void InboxIntake::finish() {
     jobs_.pop_front();
     report_.set(job.report);
     job.reply(std::move(job.outcome));
-    if (!jobs_.empty()) begin();
+    beginNext();
 }
 
 void InboxIntake::publishLeftCount(std::size_t count) {

@@ -9,6 +9,7 @@
 #include "collection/inbox/InboxBatch.h"
 #include "collection/inbox/PackageIntake.h"
 #include "foundation/Published.h"
+#include "platform/work/Caller.h"
 
 namespace nookery {
 
@@ -46,8 +47,10 @@ class InboxIntake {
         InboxOutcome outcome{};
         InboxReport report{};
         std::size_t leftCount = 0;
+        std::shared_ptr<const Caller> caller = CallerScope::current();
     };
 
+    void beginNext();
     void begin();
     void recordFiles(const CaptureReport& report);
     void takeNextPackage();

@@ -110,7 +110,10 @@ void MemoryRemover::beginNext() {
     if (waiting_.empty()) return;
     running_ = std::move(waiting_.front());
     waiting_.pop_front();
-    if (dropStopped()) takeSnapshot();
+    if (!dropStopped()) return;
+    // Whoever's removal ended just now. Where several go together, for the first who asked.
+    const CallerScope scope(running_->requests.front().caller);
+    takeSnapshot();
 }
 
 /// Opens what was closed, announces the change, and only then tells those who asked.

@@ -13,6 +13,7 @@
 #include "collection/store/LibraryEvents.h"
 #include "collection/store/LibraryWriter.h"
 #include "collection/store/RemovalRecord.h"
+#include "platform/work/Caller.h"
 #include "platform/work/Operation.h"
 
 namespace nookery {
@@ -57,6 +58,7 @@ class MemoryRemover {
         std::optional<Uuid> group{};
         OperationPointer<DestructiveOutcome> operation{};
         RemovalRecordPointer record{};  ///< may be none
+        std::shared_ptr<const Caller> caller = CallerScope::current();
     };
     /// What goes together behind one snapshot.
     struct Removal {

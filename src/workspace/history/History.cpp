@@ -1,8 +1,5 @@
 #include "workspace/history/History.h"
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
 #include <algorithm>
 
 #include "platform/Clock.h"
@@ -204,7 +201,7 @@ OperationPointer<UndoPreview> History::preview(Direction direction) {
     return operation;
 }
 
-OperationPointer<UndoOutcome> History::run(Direction direction, Consent consent) {
+OperationPointer<UndoOutcome> History::run(Direction direction, const ConsentCheck& check) {
     auto operation = Operation<UndoOutcome>::create(parts_.platform.mainQueue);
     const auto end = [this, direction, operation](Outcome<UndoOutcome> outcome) {
         isMoving_ = false;
@@ -215,24 +212,20 @@ OperationPointer<UndoOutcome> History::run(Direction direction, Consent consent)
         operation->finish(std::move(outcome));
     };
     recover()->whenFinished(
-        parts_.guard.guarded([this, direction, consent, operation, end](const auto& recovered) {
+        parts_.guard.guarded([this, direction, check, operation, end](const auto& recovered) {
             if (!recovered.isDone()) return operation->finish(failedWith<UndoOutcome>(recovered));
             try {
                 const auto transition = next(direction);
                 transition->follow(operation->control());
                 isMoving_ = true;
                 focus_.reset();
-                transition->prepare([transition, consent, end](const auto& outcome) {
-                    if (const Failure* failure = outcome.failure()) {
-                        return end(Outcome<UndoOutcome>::failed(*failure));
+                transition->prepare([transition, check, end](const auto& outcome) {
+                    try {
+                        check(outcome.get());
+                    } catch (...) {
+                        return end(Outcome<UndoOutcome>::of(std::current_exception()));
                     }
-                    const UndoPreview& preview = outcome.get();
-                    if (!preview.needsConsent() || consent == Consent::given) {
-                        return transition->run(end);
-                    }
-                    end(outcomeOf([&]() -> UndoOutcome {
-                        throw ConsentNeeded(fmt::format("{}", fmt::join(preview.lost, " ")));
-                    }));
+                    transition->run(end);
                 });
             } catch (...) {
                 operation->finish(Outcome<UndoOutcome>::of(std::current_exception()));

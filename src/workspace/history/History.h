@@ -7,13 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "workspace/history/Consent.h"
 #include "workspace/history/HistoryParts.h"
 #include "workspace/history/LibraryValues.h"
 #include "workspace/history/Transition.h"
 
 namespace nookery {
-
-enum class Consent { none, given };
 
 /// What a window shows of the history.
 struct HistoryState {
@@ -23,12 +22,6 @@ struct HistoryState {
     std::size_t redoCount = 0;
 
     bool operator==(const HistoryState&) const = default;
-};
-
-/// Something would be lost: nothing was changed. The description says what.
-class ConsentNeeded : public Error {
-  public:
-    using Error::Error;
 };
 
 /// One field that keeps the focus while it is edited: its saves are one step.
@@ -61,8 +54,20 @@ class History {
     OperationPointer<UndoPreview> previewUndo() { return preview(Direction::undo); }
     OperationPointer<UndoPreview> previewRedo() { return preview(Direction::redo); }
     /// Fails with ConsentNeeded where the preview would name something, and no consent is given.
-    OperationPointer<UndoOutcome> undo(Consent consent) { return run(Direction::undo, consent); }
-    OperationPointer<UndoOutcome> redo(Consent consent) { return run(Direction::redo, consent); }
+    OperationPointer<UndoOutcome> undo(Consent consent) {
+        return run(Direction::undo, consentCheck(consent));
+    }
+    OperationPointer<UndoOutcome> redo(Consent consent) {
+        return run(Direction::redo, consentCheck(consent));
+    }
+    /// The person has agreed to this preview. Fails, and changes nothing, where another step would
+    /// be undone by now, or something else would be lost.
+    OperationPointer<UndoOutcome> undo(const UndoPreview& agreed) {
+        return run(Direction::undo, consentCheck(agreed));
+    }
+    OperationPointer<UndoOutcome> redo(const UndoPreview& agreed) {
+        return run(Direction::redo, consentCheck(agreed));
+    }
 
     // For those who carry out what the person asks.
     /// Makes the changes of a step, from `before` to `after`, and those of its protected memories,
@@ -84,7 +89,7 @@ class History {
 
   private:
     OperationPointer<UndoPreview> preview(Direction direction);
-    OperationPointer<UndoOutcome> run(Direction direction, Consent consent);
+    OperationPointer<UndoOutcome> run(Direction direction, const ConsentCheck& check);
     std::shared_ptr<Transition> next(Direction direction);
     void recoverNext();
     void settleBegun(const StepSummary& summary);

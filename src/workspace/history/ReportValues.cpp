@@ -13,7 +13,7 @@ Json placeJson(const TrashedReport& trashed) {
             {"workingCopy", trashed.workingCopy ? toBinary(*trashed.workingCopy) : Json()}};
 }
 
-/// None when it was never written down where the report went.
+/// None when it was never written down where the report went: the program was ended before.
 std::optional<TrashedReport> placeFrom(const Json& value) {
     if (!value.is_object() || !value.contains("folder")) return std::nullopt;
     TrashedReport trashed{.folder = pathOf(value.at("folder"))};
@@ -54,8 +54,8 @@ Json ReportValues::remembered(const Change& change, const Json& recorded) const 
 
 std::string ReportValues::obstacle(const Change& change, const Json& value) const {
     if (!isWhole(change) || value.is_null()) return {};
-    const auto place = placeFrom(value);
-    if (place && repository_.canBringBack(*place)) return {};
+    const auto id = Uuid::parse(change.id);
+    if (id && repository_.inTrash(*id, placeFrom(value))) return {};
     return "The field report is not in the trash any more, and cannot come back.";
 }
 
@@ -102,7 +102,7 @@ void ReportValues::setWhole(const Change& change, const Json& value) {
         }
         return;
     }
-    const auto place = placeFrom(value);
+    const auto place = repository_.inTrash(*id, placeFrom(value));
     if (!place) throw Error("The field report is not in the trash any more.");
     repository_.bringBack(*id, *place);
     gone_.erase(change.id);

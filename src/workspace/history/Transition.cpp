@@ -109,7 +109,10 @@ void Transition::prepare(Prepared prepared) {
 }
 
 void Transition::plan(const std::vector<std::string>& missingOriginals) {
-    preview_ = {.name = step_->name, .at = step_->at, .changeCount = changeCountOf(*step_)};
+    preview_ = {.number = number_,
+                .name = step_->name,
+                .at = step_->at,
+                .changeCount = changeCountOf(*step_)};
     if (memoriesComeBack()) planMemories(missingOriginals);
     if (memoriesGo()) planLeaving();
     planValues();

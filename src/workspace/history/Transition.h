@@ -15,7 +15,8 @@ enum class Direction { undo, redo };
 
 /// What undoing or redoing a step would do.
 struct UndoPreview {
-    std::string name;  ///< of the step
+    std::int64_t number = 0;  ///< of the step
+    std::string name;
     Timestamp at;
     std::int64_t changeCount = 0;
     /// What would be lost or cannot come back, a sentence each.

@@ -8,6 +8,7 @@
 #include "collection/capture/CaptureWork.h"
 #include "foundation/Text.h"
 #include "platform/WebFetcher.h"
+#include "platform/work/Caller.h"
 #include "support/CaptureHarness.h"
 
 namespace nookery {
@@ -27,6 +28,25 @@ class CaptureServiceTest : public ::testing::Test {
     TestPlatform world_;
     CaptureHarness capture_{world_};
 };
+
+TEST_F(CaptureServiceTest, EachRequestIsDoneForItsOwnCallerThoughItWaitedForAnothers) {
+    std::vector<const Caller*> callers;
+    const auto note = [&] {
+        const Caller* now = CallerScope::current().get();
+        if (callers.empty() || callers.back() != now) callers.push_back(now);
+    };
+    world_.contentTypes.beforeDetecting = note;
+    const auto one = std::make_shared<const Caller>();
+    const auto other = std::make_shared<const Caller>();
+    const auto captureFor = [&](const std::shared_ptr<const Caller>& caller, const char* name) {
+        const CallerScope scope(caller);
+        return capture_.service.capture({.sources = {CaptureFile{write(name, name)}}});
+    };
+    const std::vector operations{captureFor(one, "a.txt"), captureFor(other, "b.txt"),
+                                 captureFor(nullptr, "c.txt"), captureFor(one, "d.txt")};
+    for (const auto& operation : operations) EXPECT_EQ(world_.resultOf(operation).added.size(), 1u);
+    EXPECT_EQ(callers, (std::vector<const Caller*>{one.get(), other.get(), nullptr, one.get()}));
+}
 
 TEST_F(CaptureServiceTest, KindTitleAndTextComeFromTheContent) {
     const auto picture =

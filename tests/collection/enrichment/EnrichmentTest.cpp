@@ -300,6 +300,41 @@ TEST_F(EnrichmentTest, WhatIsUnderWayAfterAPauseStaysNotedUntilItEnds) {
     EXPECT_EQ(attempts(), 0);
 }
 
+TEST_F(EnrichmentTest, WhoWaitsForWhatWasStartedNeitherEndsItNorStopsIt) {
+    Enrichment& enrichment = open().enrichment();
+    enrichment.start();
+    const Uuid id = capture("IMG_1.png", pngBytes);
+    EXPECT_EQ(world_.resultOf(enrichment.workOff()).pendingCount, 0);
+    enrichment.request({id});
+    const auto stopped = enrichment.workOff();
+    stopped->stop();
+    EXPECT_EQ(world_.resultOf(stopped).pendingCount, 1) << "only the waiting was ended";
+    EXPECT_EQ(*store_->indexingCount(), 0);
+    capture("IMG_2.png", std::string(pngBytes) + "more");
+    EXPECT_EQ(*store_->indexingCount(), 0) << "it goes on with what comes";
+}
+
+TEST_F(EnrichmentTest, AStopOfOneWhoWaitsIsNoStopForTheOthers) {
+    Enrichment& enrichment = open().enrichment();
+    capture("IMG_0.png", pngBytes);
+    const auto stopped = enrichment.workOff();
+    const auto other = enrichment.workOff();
+    stopped->stop();
+    EXPECT_EQ(world_.resultOf(stopped).pendingCount, 1);
+    EXPECT_EQ(world_.resultOf(other).doneCount, 1);
+    for (const char* name : {"IMG_1.png", "IMG_2.png", "IMG_3.png"}) {
+        capture(name, std::string(pngBytes) + name);
+    }
+    EXPECT_EQ(*store_->indexingCount(), 3) << "nobody waits any more";
+    const auto last = {enrichment.workOff(), enrichment.workOff()};
+    for (const auto& each : last) each->stop();
+    for (const auto& each : last) {
+        EXPECT_EQ(world_.resultOf(each).doneCount, 2) << "what was under way ended";
+        EXPECT_EQ(world_.resultOf(each).pendingCount, 1);
+    }
+    EXPECT_FALSE(enrichment.isUnderWay());
+}
+
 TEST_F(EnrichmentTest, MemoriesRemovedMeanwhileStayRemoved) {
     world_.embedder = &world_.fakeEmbedder;
     open();

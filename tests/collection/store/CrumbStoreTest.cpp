@@ -4,6 +4,7 @@
 
 #include "collection/database/LibraryLock.h"
 #include "collection/safety/CrumbRecoverySnapshots.h"
+#include "platform/work/Caller.h"
 #include "records/DefaultsKeys.h"
 #include "support/StoreChanges.h"
 #include "support/TestPlatform.h"
@@ -250,6 +251,25 @@ TEST_F(CrumbStoreTest, DeletionsAskedForMeanwhileGoTogetherBehindOneSnapshot) {
     const Uuid stopped = store_->items()->back()->id;
     EXPECT_FALSE(testing::change(*store_, *store_->item(stopped))) << "it is open again";
     EXPECT_LE(store_->recoverySnapshots().list().size(), 2u);
+}
+
+TEST_F(CrumbStoreTest, ARemovalThatWaitedForAnothersIsDoneForItsOwnCaller) {
+    open();
+    std::vector<const Caller*> callers;
+    const auto removeFor = [&](const std::shared_ptr<const Caller>& caller) {
+        const Uuid id = add("note");
+        return [this, id, caller, &callers] {
+            const CallerScope scope(caller);
+            store_->remover().deleteMemories({id})->whenEnded(
+                [&] { callers.push_back(CallerScope::current().get()); });
+        };
+    };
+    const auto one = std::make_shared<const Caller>();
+    const auto other = std::make_shared<const Caller>();
+    const std::vector<std::function<void()>> removals{removeFor(one), removeFor(other)};
+    for (const auto& begin : removals) begin();
+    world_.time.settle();
+    EXPECT_EQ(callers, (std::vector<const Caller*>{one.get(), other.get()}));
 }
 
 TEST_F(CrumbStoreTest, ASecureSourceGoesThoughWhatDerivesFromItIsToGoNext) {
