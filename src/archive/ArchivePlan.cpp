@@ -5,7 +5,7 @@
 
 #include "archive/ArchiveError.h"
 #include "archive/ArchivePlaces.h"
-#include "collection/originals/MemoryRemoval.h"
+#include "collection/originals/ManagedOriginal.h"
 #include "collection/originals/OriginalNames.h"
 #include "foundation/DurableFile.h"
 #include "foundation/Text.h"
@@ -32,7 +32,7 @@ void ArchivePlan::addManagedOriginals(const CrumbItemList& items) {
     folders_.emplace_back(archive::originalsName);
     const bool someAreManaged =
         std::any_of(items.begin(), items.end(), [this](const CrumbItemPointer& item) {
-            return item->filePath && isManagedOriginal(layout_, *item->filePath);
+            return item->filePath && nookery::managedOriginal(layout_, *item->filePath);
         });
     if (!someAreManaged && !files_.statusFollowingLinks(layout_.items())) return;
     addTree(
@@ -119,7 +119,9 @@ std::optional<std::string> ArchivePlan::exportedOriginal(const Path& original) {
 /// Below `Items`, whether the record spells the folder as we do or by way of a link.
 std::optional<Path> ArchivePlan::pathInItems(const Path& original) const {
     const Path normal = original.lexically_normal();
-    if (isManagedOriginal(layout_, normal)) return normal.lexically_relative(layout_.items());
+    if (const auto managed = nookery::managedOriginal(layout_, original)) {
+        return managed->lexically_relative(layout_.items());
+    }
     const auto items = files_.resolve(layout_.items());
     const auto folder = files_.resolve(normal.parent_path());
     if (!items || !folder) return std::nullopt;

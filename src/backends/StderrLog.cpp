@@ -2,7 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
+
+#include "foundation/Text.h"
 
 namespace nookery {
 
@@ -10,7 +13,9 @@ StderrLog::StderrLog() : isTerminal_(::isatty(STDERR_FILENO) == 1) {}
 
 void StderrLog::line(std::string_view text) {
     std::string line(isTerminal_ ? "\r\x1b[K" : "");
-    for (const char c : text) line += c == '\n' || c == '\r' ? ' ' : c;
+    const auto start = static_cast<std::ptrdiff_t>(line.size());
+    line += withoutSteering(text);
+    std::replace(line.begin() + start, line.end(), '\n', ' ');
     line += '\n';
     // When standard error cannot be written to, there is nobody else to tell.
     [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());

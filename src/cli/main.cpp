@@ -225,7 +225,7 @@ Ending runCommand(const Words& words, CommandLog& log) {
 /// With --json standard output is one document, whatever happens.
 void tellFailureAsJson(const Ending& ending) {
     const std::string document =
-        toJsonText(OrderedJson{{"error", toValidUtf8(ending.failure)}}) + "\n";
+        printableJson(toJsonText(OrderedJson{{"error", toValidUtf8(ending.failure)}})) + "\n";
     try {
         writeToStandardOutput(document);
     } catch (const OutputError&) {

@@ -68,10 +68,16 @@ void check(int result, std::string_view operation, const Path& path) {
     if (result != 0) throw FileError(operation, path, errno);
 }
 
+/// The kernel would read a path with a NUL in it only so far, and take it for another.
+const char* kernelName(const Path& path) {
+    if (path.native().find('\0') != std::string::npos) throw FileError("use", path, EINVAL);
+    return path.c_str();
+}
+
 Descriptor openOrThrow(const Path& path, int flags, std::string_view operation) {
     int number = -1;
     do {
-        number = ::open(path.c_str(), flags | O_CLOEXEC, 0600);
+        number = ::open(kernelName(path), flags | O_CLOEXEC, 0600);
     } while (number < 0 && errno == EINTR);
     if (number < 0) throw FileError(operation, path, errno);
     return Descriptor(number);
@@ -142,7 +148,7 @@ class PosixFileSystem final : public FileSystem {
     }
 
     std::vector<DirectoryEntry> list(const Path& directory) override {
-        std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(directory.c_str()), &::closedir);
+        std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(kernelName(directory)), &::closedir);
         if (!stream) throw FileError("list", directory, errno);
         std::vector<DirectoryEntry> entries;
         while (true) {
@@ -169,7 +175,7 @@ class PosixFileSystem final : public FileSystem {
     }
 
     std::optional<Path> resolve(const Path& path) override {
-        std::unique_ptr<char, void (*)(void*)> resolved(::realpath(path.c_str(), nullptr),
+        std::unique_ptr<char, void (*)(void*)> resolved(::realpath(kernelName(path), nullptr),
                                                         &std::free);
         if (resolved) return Path(resolved.get());
         if (meansNotThere(errno)) return std::nullopt;
@@ -182,7 +188,7 @@ class PosixFileSystem final : public FileSystem {
     }
 
     void createDirectory(const Path& path) override {
-        if (::mkdir(path.c_str(), 0700) == 0) return;
+        if (::mkdir(kernelName(path), 0700) == 0) return;
         const int errorNumber = errno;
         const auto existing = errorNumber == EEXIST ? statusFollowingLinks(path) : std::nullopt;
         if (!existing || existing->type != FileType::directory) {
@@ -191,11 +197,12 @@ class PosixFileSystem final : public FileSystem {
     }
 
     void rename(const Path& from, const Path& to) override {
-        check(::rename(from.c_str(), to.c_str()), "move", from);
+        check(::rename(kernelName(from), kernelName(to)), "move", from);
     }
 
     void renameExclusive(const Path& from, const Path& to) override {
-        if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+        if (::renameat2(AT_FDCWD, kernelName(from), AT_FDCWD, kernelName(to), RENAME_NOREPLACE) ==
+            0) {
             return;
         }
         if (errno != EINVAL && errno != ENOSYS) {
@@ -204,11 +211,11 @@ class PosixFileSystem final : public FileSystem {
         // Network and FUSE file systems often lack the flag. A hard link refuses an existing name
         // as well; folders cannot be linked, and there a check must do.
         if (status(to)) throw FileError("move", to, EEXIST);
-        check(::rename(from.c_str(), to.c_str()), "move", from);
+        check(::rename(kernelName(from), kernelName(to)), "move", from);
     }
 
     void hardLink(const Path& existing, const Path& link) override {
-        check(::link(existing.c_str(), link.c_str()), "link", link);
+        check(::link(kernelName(existing), kernelName(link)), "link", link);
     }
 
     bool cloneFile(const Path& from, const Path& to) override {
@@ -218,14 +225,16 @@ class PosixFileSystem final : public FileSystem {
             check(::fsync(target.number()), "write", to);
             return true;
         }
-        ::unlink(to.c_str());
+        ::unlink(kernelName(to));
         return false;
     }
 
-    void removeFile(const Path& path) override { check(::unlink(path.c_str()), "remove", path); }
+    void removeFile(const Path& path) override {
+        check(::unlink(kernelName(path)), "remove", path);
+    }
 
     void removeDirectory(const Path& path) override {
-        check(::rmdir(path.c_str()), "remove", path);
+        check(::rmdir(kernelName(path)), "remove", path);
     }
 
     void setModified(const Path& path, std::int64_t nanoseconds) override {
@@ -237,7 +246,7 @@ class PosixFileSystem final : public FileSystem {
             moment.tv_nsec += 1'000'000'000;
         }
         const timespec times[2] = {{0, UTIME_OMIT}, moment};
-        check(::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), "change", path);
+        check(::utimensat(AT_FDCWD, kernelName(path), times, AT_SYMLINK_NOFOLLOW), "change", path);
     }
 
     void syncDirectory(const Path& path) override {
@@ -256,7 +265,7 @@ class PosixFileSystem final : public FileSystem {
   private:
     static std::optional<FileStatus> statusWith(const Path& path, int flags) {
         struct ::stat raw {};
-        if (::fstatat(AT_FDCWD, path.c_str(), &raw, flags) == 0) return toFileStatus(raw);
+        if (::fstatat(AT_FDCWD, kernelName(path), &raw, flags) == 0) return toFileStatus(raw);
         if (meansNotThere(errno)) return std::nullopt;
         throw FileError("look at", path, errno);
     }

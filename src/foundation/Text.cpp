@@ -145,6 +145,23 @@ bool isWhiteSpace(char32_t codePoint) {
     return u_isUWhiteSpace(static_cast<UChar32>(codePoint)) != 0;
 }
 
+bool steersDisplay(char32_t codePoint) {
+    if (codePoint < 0x20 || (codePoint >= 0x7F && codePoint <= 0x9F)) return true;
+    return (codePoint >= 0x202A && codePoint <= 0x202E) ||
+           (codePoint >= 0x2066 && codePoint <= 0x2069);
+}
+
+std::string withoutSteering(std::string_view text) {
+    const std::string valid = toValidUtf8(text);
+    std::string shown;
+    shown.reserve(valid.size());
+    for (std::size_t position = 0; position < valid.size();) {
+        const char32_t c = nextCodePoint(valid, position);
+        appendUtf8(shown, steersDisplay(c) && c != '\n' ? U' ' : c);
+    }
+    return shown;
+}
+
 bool isNewline(char32_t codePoint) {
     return (codePoint >= 0x0A && codePoint <= 0x0D) || codePoint == 0x85 || codePoint == 0x2028 ||
            codePoint == 0x2029;

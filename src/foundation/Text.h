@@ -25,6 +25,13 @@ void appendUtf8(std::string& text, char32_t codePoint);
 std::size_t codePointCount(std::string_view text);
 
 bool isWhiteSpace(char32_t codePoint);
+/// Whether a terminal would take the character for a command, or turn the direction of what
+/// follows: control characters, and overrides, embeddings and isolates of the bidirectional
+/// algorithm.
+bool steersDisplay(char32_t codePoint);
+/// Valid text with a blank for each character that steers the display, but for line ends: what is
+/// shown may come from files and folders that others wrote.
+std::string withoutSteering(std::string_view text);
 bool isNewline(char32_t codePoint);
 
 /// The text without white space and newlines at both ends.

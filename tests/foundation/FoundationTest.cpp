@@ -77,6 +77,12 @@ TEST(Text, CountsWhatAPersonCallsACharacter) {
     EXPECT_EQ(firstCharacters("abe\u0301", 3), "abe\u0301");
 }
 
+TEST(Text, WhatIsShownSteersNoTerminalAndTurnsNoWriting) {
+    EXPECT_EQ(withoutSteering("a\x1b[2Jb\r\nc\x07\t\x7f"), "a [2Jb \nc   ");
+    EXPECT_EQ(withoutSteering("\u009b31mx\u202egpj.exe\u2066"), " 31mx gpj.exe ");
+    EXPECT_EQ(withoutSteering("Grüße \u05e9\u200f \xff"), "Grüße \u05e9\u200f \ufffd");
+}
+
 TEST(Text, TrimsAndSplitsByUnicodeRules) {
     EXPECT_EQ(trimmed(" \u00A0\u3000a b\u2028\n"), "a b");
     EXPECT_EQ(trimmed("\u2003\t"), "");

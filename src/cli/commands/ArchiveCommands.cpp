@@ -80,9 +80,11 @@ Coroutine<int> runRestore(CommandContext& context, const Arguments& arguments) {
         "safety copy of your current data. The restore happens when you reopen the application.",
         checked.recordCount);
     if (arguments.has("dry-run")) {
-        context.out().writeLine(context.wantsJson()
-                                    ? toJsonText(summaryJson(folder, checked))
-                                    : "This would be asked and done: " + title + "\n" + text);
+        if (context.wantsJson()) {
+            context.print(summaryJson(folder, checked));
+        } else {
+            context.out().writeLine("This would be asked and done: " + title + "\n" + text);
+        }
         co_return exitDone;
     }
     co_await context.demandConsent(title, text);

@@ -52,7 +52,7 @@ Coroutine<> writeToOutput(CommandContext& context, std::shared_ptr<LibraryExport
         const auto operation = nextPiece(context.platform(), lines);
         const std::string piece = co_await context.resultOf(operation);
         if (piece.empty()) co_return;
-        context.out().write(piece);
+        context.out().write(printableJson(piece));
     }
 }
 

@@ -61,10 +61,10 @@ Coroutine<int> runStatus(CommandContext& context, const Arguments&) {
     out.writeLine("Cloud folder: " + printable(status.cloud.container
                                                    ? displayName(*status.cloud.container)
                                                    : status.cloud.reason));
-    out.writeLine("Last published: " +
-                  (status.lastPublished
-                       ? exactDate(status.lastPublished->time) + ", " + status.lastPublished->text
-                       : "never"));
+    out.writeLine("Last published: " + (status.lastPublished
+                                            ? exactDate(status.lastPublished->time) + ", " +
+                                                  printable(status.lastPublished->text)
+                                            : "never"));
     co_return exitDone;
 }
 

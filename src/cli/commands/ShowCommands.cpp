@@ -53,7 +53,7 @@ void printMemory(CommandContext& context, const CrumbStore& store, const CrumbIt
     printField(context, "id", item.id.toString());
     printField(context, "taken in", exactDate(item.createdAt));
     printField(context, "link", printable(item.urlString.value_or("")));
-    printField(context, "original", item.filePath ? displayName(*item.filePath) : "");
+    printField(context, "original", item.filePath ? printable(displayName(*item.filePath)) : "");
     printField(context, "note", printable(item.note));
     if (item.sourceItemID) printField(context, "made from", item.sourceItemID->toString());
     const auto date = store.bringBackDates()->find(item.id);
@@ -136,8 +136,11 @@ Coroutine<int> runPrintTarget(CommandContext& context, const Arguments& argument
         OrderedJson document = memoryJson(store, *item);
         document["target"] = target;
         context.print(document);
+    } else if (context.columns()) {
+        context.out().writeLine(printable(displayName(target)));
     } else {
-        context.out().writeLine(target);
+        // Another program wants it to the byte.
+        context.out().write(target + "\n");
     }
     co_return exitDone;
 }

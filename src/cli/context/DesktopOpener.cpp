@@ -11,6 +11,7 @@
 
 #include "foundation/Error.h"
 #include "foundation/FileSystem.h"
+#include "workspace/OpenTarget.h"
 
 namespace nookery::cli {
 namespace {
@@ -50,6 +51,7 @@ class SpawnAttributes {
 }  // namespace
 
 void openOnDesktop(const std::string& target) {
+    demandOpenable(target);
     const SpawnAttributes how;
     std::string program = "xdg-open";
     std::string argument = target;

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include "cli/line/Command.h"
+#include "cli/output/TextLayout.h"
+#include "foundation/Text.h"
 #include "foundation/Uuid.h"
 
 namespace nookery::cli {
@@ -31,7 +33,9 @@ void Dialogue::say(std::string_view text) {
     messages_.say(text);
 }
 
-void Dialogue::print(const OrderedJson& document) { output_.writeLine(toJsonText(document)); }
+void Dialogue::print(const OrderedJson& document) {
+    output_.write(printableJson(toJsonText(document)) + "\n");
+}
 
 Coroutine<> Dialogue::demandConsent(std::string title, std::string text) {
     if (hasConsent_) co_return;
@@ -42,7 +46,7 @@ Coroutine<> Dialogue::demandConsent(std::string title, std::string text) {
     }
     messages_.endProgress();
     Callback<Outcome<bool>> asking(mainQueue_, [&](Console::Answered answered) {
-        console_.ask(title, text, std::move(answered));
+        console_.ask(withoutSteering(title), withoutSteering(text), std::move(answered));
     });
     const Outcome<bool> answer = co_await asking;
     if (!answer.get()) throw Error("Nothing was changed.");

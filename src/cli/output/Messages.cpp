@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "cli/output/TextLayout.h"
+#include "foundation/Text.h"
 
 namespace nookery::cli {
 namespace {
@@ -36,7 +37,7 @@ std::string Style::inTitle(std::string_view text) const {
 void Messages::say(std::string_view text) {
     if (isQuiet_) return;
     endProgress();
-    console_.writeMessage(fmt::format("{}\n", text));
+    console_.writeMessage(withoutSteering(text) + "\n");
 }
 
 void Messages::progress(std::string_view text) {

@@ -15,13 +15,6 @@ constexpr std::array<std::string_view, 12> months{"January",   "February", "Marc
                                                   "May",       "June",     "July",     "August",
                                                   "September", "October",  "November", "December"};
 
-bool steersTerminal(char32_t c) {
-    const auto category = u_charType(static_cast<UChar32>(c));
-    if (category == U_CONTROL_CHAR) return true;
-    // Marks that turn the direction of all that follows.
-    return (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
-}
-
 std::size_t columnsOf(char32_t c) {
     if (c < 0x300) return 1;
     const auto point = static_cast<UChar32>(c);
@@ -43,7 +36,7 @@ std::string cleaned(std::string_view text, bool keepLineEnds) {
         if (keepLineEnds && c == '\n') {
             result += '\n';
             blankWaits = false;
-        } else if (isWhiteSpace(c) || steersTerminal(c)) {
+        } else if (isWhiteSpace(c) || steersDisplay(c)) {
             blankWaits = !result.empty() && result.back() != '\n';
         } else {
             if (blankWaits) result += ' ';
@@ -70,6 +63,20 @@ double dayNumber(const CalendarFields& fields) {
 std::string printable(std::string_view text) { return cleaned(text, false); }
 
 std::string printableLines(std::string_view text) { return cleaned(text, true); }
+
+std::string printableJson(std::string_view json) {
+    std::string escaped;
+    escaped.reserve(json.size());
+    for (std::size_t position = 0; position < json.size();) {
+        const char32_t c = nextCodePoint(json, position);
+        if (c >= 0x20 && steersDisplay(c)) {
+            escaped += fmt::format("\\u{:04x}", static_cast<unsigned>(c));
+        } else {
+            appendUtf8(escaped, c);
+        }
+    }
+    return escaped;
+}
 
 std::size_t columnCount(std::string_view text) {
     std::size_t columns = 0;

@@ -14,6 +14,8 @@ namespace nookery::cli {
 std::string printable(std::string_view text);
 /// As printable, but line ends stay.
 std::string printableLines(std::string_view text);
+/// The same document, valid UTF-8, with escapes for what could steer a terminal.
+std::string printableJson(std::string_view json);
 
 /// Columns that the text takes: wide characters two, combining ones none.
 std::size_t columnCount(std::string_view text);

@@ -97,7 +97,7 @@ std::string shownTitle(const CrumbItem& item) {
 std::string memoryLine(const CrumbStore& store, const CrumbItem& item, Timestamp now) {
     std::string line(spokenKind(item.kind));
     // Files of one title are told apart by their endings.
-    if (item.filePath) line += " " + displayName(Path(*item.filePath).filename());
+    if (item.filePath) line += " " + printable(displayName(Path(*item.filePath).filename()));
     line += " · " + spokenDate(item.createdAt, now);
     if (const std::string tags = tagText(store, item); !tags.empty()) line += " · " + tags;
     if (const std::string group = store.groupNameOf(item); !group.empty()) {

@@ -5,6 +5,7 @@
 
 #include "collection/capture/CaptureWork.h"
 #include "collection/database/Sidecar.h"
+#include "collection/originals/ManagedOriginal.h"
 #include "collection/originals/OriginalsToTrash.h"
 #include "platform/Log.h"
 
@@ -25,7 +26,9 @@ bool isAsNoted(const FileStatus& status, const OriginalFact& fact) {
            status.modifiedNanoseconds == fact.modifiedNanoseconds;
 }
 
-void removeIfAsNoted(FileSystem& files, const Path& place, const OriginalFact& fact) {
+void removeIfAsNoted(FileSystem& files, const LibraryLayout& layout, const OriginalFact& fact) {
+    const Path place = layout.library() / fact.relativePath;
+    if (managedOriginal(layout, place) != place || !liesInItems(files, layout, place)) return;
     const auto status = files.status(place);
     if (!status || !isAsNoted(*status, fact)) return;
     files.removeFile(place);
@@ -45,13 +48,13 @@ void removeRemains(FileSystem& files, Sidecar& sidecar, const LibraryLayout& lay
                    const Path& relativePath) {
     std::vector<Path> forgotten;
     for (const OriginalFact& fact : sidecar.originalsAt(relativePath)) {
-        removeIfAsNoted(files, layout.library() / fact.relativePath, fact);
+        removeIfAsNoted(files, layout, fact);
         forgotten.push_back(fact.relativePath);
     }
-    const Path place = layout.library() / relativePath;
-    const auto status = files.status(place);
+    const auto place = managedOriginal(layout, layout.library() / relativePath);
+    const auto status = place ? files.status(*place) : std::nullopt;
     if (status && status->type == FileType::directory && !forgotten.empty()) {
-        removeEmptyFolders(files, place);
+        removeEmptyFolders(files, *place);
     }
     sidecar.forgetOriginals(forgotten);
 }

@@ -25,6 +25,18 @@ CrumbKind kindOf(const Json& object, const std::optional<std::string>& url) {
     return *kind;
 }
 
+/// What is not of the web would reach the desktop's opener, which runs what it is told to.
+std::optional<std::string> urlOf(const Json& object) {
+    const auto text = optionalString(object, "url");
+    if (!text) return std::nullopt;
+    const auto address = parseWebAddress(*text);
+    if (!address) {
+        throw JsonError(
+            fmt::format("\"url\" is not a web address (http:// or https://): {}", *text));
+    }
+    return address->url;
+}
+
 Timestamp createdOf(const Json& object, Timestamp now) {
     const auto text = optionalString(object, "created");
     if (!text) return now;
@@ -60,7 +72,7 @@ ImportedMemory memoryFromJsonLine(std::string_view line, Timestamp now) {
     ImportedMemory memory;
     CrumbItem& item = memory.item;
     item.id = Uuid::random();
-    item.urlString = optionalString(object, "url");
+    item.urlString = urlOf(object);
     item.kind = kindOf(object, item.urlString);
     item.createdAt = createdOf(object, now);
     item.note = optionalString(object, "note").value_or("");

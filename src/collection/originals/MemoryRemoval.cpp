@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <utility>
 
+#include "collection/originals/ManagedOriginal.h"
 #include "platform/KeyStore.h"
 #include "platform/KeyStoreServices.h"
 #include "platform/Log.h"
@@ -25,25 +25,20 @@ std::optional<Path> dispose(const Path& original, OriginalDisposal disposal,
 
 }  // namespace
 
-bool isManagedOriginal(const LibraryLayout& layout, const Path& path) {
-    const std::string folder = layout.items().native() + "/";
-    return path.lexically_normal().native().starts_with(folder);
-}
-
 std::vector<Path> originalsUsedOnlyBy(const CrumbItemList& all,
                                       const std::unordered_set<Uuid>& removed,
-                                      const LibraryLayout& layout) {
-    std::unordered_set<std::string> keptPaths;
-    std::unordered_set<std::string> removedPaths;
+                                      const LibraryLayout& layout, FileSystem& files) {
+    CrumbItemList keptItems;
+    CrumbItemList goingItems;
     for (const auto& item : all) {
-        if (!item->filePath || !isManagedOriginal(layout, *item->filePath)) continue;
-        (removed.contains(item->id) ? removedPaths : keptPaths).insert(*item->filePath);
+        (removed.contains(item->id) ? goingItems : keptItems).push_back(item);
     }
+    const auto kept = managedOriginals(layout, keptItems);
     std::vector<Path> originals;
-    for (const std::string& path : removedPaths) {
-        if (!keptPaths.contains(path)) originals.emplace_back(path);
+    for (const Path& place : managedOriginals(layout, goingItems)) {
+        const bool goesWithIt = !isAmong(kept, place, layout) && liesInItems(files, layout, place);
+        if (goesWithIt) originals.push_back(place);
     }
-    std::sort(originals.begin(), originals.end());
     return originals;
 }
 

@@ -14,14 +14,13 @@ namespace nookery {
 /// What becomes of the originals of removed memories.
 enum class OriginalDisposal { moveToTrash, removeForGood };
 
-/// Whether a path lies in the library's `Items` folder.
-bool isManagedOriginal(const LibraryLayout& layout, const Path& path);
-
-/// The managed originals that only `removed` memories use: a file that several memories share goes
-/// with the last of them.
+/// The managed originals that only `removed` memories use, however their paths are spelled: a file
+/// that several memories share goes with the last of them, a folder with the last of those that
+/// have it or something in it. What lies behind a link in `Items` is not one. Throws FileError. Any
+/// thread.
 std::vector<Path> originalsUsedOnlyBy(const CrumbItemList& all,
                                       const std::unordered_set<Uuid>& removed,
-                                      const LibraryLayout& layout);
+                                      const LibraryLayout& layout, FileSystem& files);
 
 /// Where an original is that was moved to the trash.
 struct TrashedOriginal {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "collection/originals/ManagedOriginal.h"
 #include "collection/originals/MemoryRemoval.h"
 #include "platform/Log.h"
 #include "platform/Problem.h"
@@ -11,14 +12,6 @@ namespace nookery {
 namespace {
 
 constexpr const char* stateKey = "originals-to-trash";
-
-std::unordered_set<std::string> pathsOf(const CrumbItemList& all) {
-    std::unordered_set<std::string> paths;
-    for (const auto& item : all) {
-        if (item->filePath) paths.insert(*item->filePath);
-    }
-    return paths;
-}
 
 void forgetFacts(Sidecar& sidecar, const Path& relativePath) {
     std::vector<Path> facts;
@@ -67,15 +60,18 @@ void finishInterruptedRemovals(const Platform& platform, const LibraryLayout& la
     OriginalsToTrash noted(sidecar);
     const std::vector<Path> waiting = noted.all();
     if (waiting.empty()) return;
-    const auto kept = pathsOf(readAll());
+    const auto kept = managedOriginals(layout, readAll());
     for (const Path& relativePath : waiting) {
-        const Path original = layout.library() / relativePath;
-        if (!kept.contains(original.native())) {
-            disposeOfOriginal(original, OriginalDisposal::moveToTrash, platform);
-            if (originalsThatAreGone({original}, platform).empty()) continue;
+        const Path place = layout.library() / relativePath;
+        // A note that names nothing below `Items` is dropped: nothing outside is ever moved.
+        const auto original = managedOriginal(layout, place);
+        if (original && !isAmong(kept, *original, layout) &&
+            liesInItems(platform.files, layout, *original)) {
+            disposeOfOriginal(*original, OriginalDisposal::moveToTrash, platform);
+            if (originalsThatAreGone({*original}, platform).empty()) continue;
             forgetFacts(sidecar, relativePath);
         }
-        platform.log.mended({ProblemKind::removal, original, {}});
+        platform.log.mended({ProblemKind::removal, place, {}});
         noted.remove({&relativePath, 1});
     }
 }

@@ -10,7 +10,7 @@
 
 #include "collection/database/Sidecar.h"
 #include "collection/originals/FileDigest.h"
-#include "collection/originals/MemoryRemoval.h"
+#include "collection/originals/ManagedOriginal.h"
 #include "collection/safety/SnapshotCheck.h"
 #include "collection/safety/SnapshotDigests.h"
 #include "collection/safety/SnapshotRepository.h"
@@ -153,7 +153,8 @@ class LibraryVerifier {
     }
 
     Path belowLibrary(const Path& path) const {
-        return path.lexically_normal().lexically_relative(layout_.library());
+        const Path plain = managedOriginal(layout_, path).value_or(path.lexically_normal());
+        return plain.lexically_relative(layout_.library());
     }
 
     /// Also of rows that the program itself passes over: their originals are not nobody's.
@@ -212,7 +213,7 @@ class LibraryVerifier {
 
     bool isManagedPath(const Path& path) const {
         const std::string receipts = layout_.receiptOriginals().native() + "/";
-        return isManagedOriginal(layout_, path) ||
+        return managedOriginal(layout_, path) ||
                path.lexically_normal().native().starts_with(receipts);
     }
 
@@ -267,7 +268,8 @@ class LibraryVerifier {
     const Owner* ownerOf(const Path& relative) {
         if (ownerByPath_.empty()) {
             for (const Owner& owner : owners_) {
-                ownerByPath_.emplace(owner.original.lexically_normal().native(), &owner);
+                ownerByPath_.emplace((layout_.library() / belowLibrary(owner.original)).native(),
+                                     &owner);
             }
         }
         for (Path path = relative; path.has_parent_path(); path = path.parent_path()) {
@@ -283,7 +285,7 @@ class LibraryVerifier {
         if (!memoriesAreWhole_) return;
         for (const Path& original : originals_) {
             const Path path = layout_.library() / original;
-            if (!isManagedOriginal(layout_, path) || isOwned(original) || !files_.status(path)) {
+            if (!managedOriginal(layout_, path) || isOwned(original) || !files_.status(path)) {
                 continue;
             }
             add("unlisted-file", path,

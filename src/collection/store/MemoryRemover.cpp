@@ -192,10 +192,10 @@ void MemoryRemover::prepare() {
     Task::run(
         contents_.platform.filesQueue, contents_.platform.mainQueue, guard_,
         [readAll = writer_.allReader(), removed = running_->memories, recorded,
-         layout = contents_.layout] {
+         layout = contents_.layout, &files = contents_.platform.files] {
             const CrumbItemList all = readAll();
             Findings found;
-            found.originals = originalsUsedOnlyBy(all, removed, layout);
+            found.originals = originalsUsedOnlyBy(all, removed, layout, files);
             for (const auto& record : derivedFromSecure(all, removed)) {
                 found.derived.push_back(record->id);
             }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "collection/originals/ManagedOriginal.h"
 #include "platform/Log.h"
 #include "workspace/history/KeptContents.h"
 #include "workspace/history/LibraryValues.h"
@@ -64,7 +65,8 @@ void KeptRemoval::read(SQLiteDatabase& database, const std::unordered_set<Uuid>&
     database.keepRows(step_->memories, partByteCount, [&](const std::vector<KeptTable>& tables) {
         for (const auto& item : itemsOf(tables)) {
             if (!item->filePath) continue;
-            own.insert(Path(*item->filePath).lexically_relative(layout_.library()));
+            const auto place = managedOriginal(layout_, *item->filePath);
+            if (place) own.insert(place->lexically_relative(layout_.library()));
         }
         if (!step_->isTooLarge) add(encodeRows(tables));
     });

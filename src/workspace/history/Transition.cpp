@@ -35,8 +35,9 @@ void moveOriginals(std::vector<KeptTable>& tables, const std::map<Path, Path>& n
             auto* path = std::get_if<std::string>(
                 &row[static_cast<std::size_t>(column - table.columns.begin())]);
             if (path == nullptr) continue;
+            const std::string plain = Path(*path).lexically_normal().native();
             for (const auto& [old, place] : newPlaces) {
-                if (path->ends_with("/" + old.native()))
+                if (plain.ends_with("/" + old.native()))
                     *path = (layout.library() / place).native();
             }
         }

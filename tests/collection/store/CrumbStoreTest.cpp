@@ -1,6 +1,7 @@
 #include "collection/store/CrumbStore.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "collection/database/LibraryLock.h"
 #include "collection/safety/CrumbRecoverySnapshots.h"
@@ -335,6 +336,46 @@ TEST_F(CrumbStoreTest, AnOriginalThatSeveralMemoriesShareGoesWithTheLast) {
     EXPECT_EQ(world_.folder.filesBelow("data/Crumb/Items").size(), 1u);
     remove({derived.id});
     EXPECT_TRUE(world_.folder.filesBelow("data/Crumb/Items").empty());
+}
+
+TEST_F(CrumbStoreTest, HoweverPathsAreSpelledNothingButAMemorysOwnOriginalIsRemoved) {
+    open();
+    const Uuid kept = capture(world_.folder.write("kept.txt", "words")).added.at(0);
+    const std::string items = world_.layout().items().native();
+    const Path outside = world_.folder.write("outside/mine.txt", "mine");
+    symlink(outside.parent_path().c_str(), (items + "/way-out").c_str());
+    const std::vector<std::string> spellings{items,
+                                             items + "/",
+                                             items + "/.",
+                                             items + "/x/..",
+                                             items + "//",
+                                             items + std::string("/\0x", 3),
+                                             items + std::string("/kept.txt\0x", 11),
+                                             items + "/./kept.txt",
+                                             items + "/kept.txt/",
+                                             items + "/../Items//kept.txt",
+                                             items + "/way-out/mine.txt"};
+    std::vector<Uuid> hostile;
+    for (const std::string& spelling : spellings) {
+        CrumbItem item;
+        item.id = Uuid::random();
+        item.kind = CrumbKind::file;
+        item.filePath = spelling;
+        addRecord(item);
+        hostile.push_back(item.id);
+    }
+    remove(hostile);
+    open();
+    EXPECT_TRUE(world_.files.status(*store_->item(kept)->filePath));
+    EXPECT_EQ(world_.folder.read("outside/mine.txt"), "mine");
+
+    CrumbItem twin = *store_->item(kept);
+    twin.id = Uuid::random();
+    twin.filePath = items + "/./kept.txt";
+    addRecord(twin);
+    remove({kept, twin.id});
+    EXPECT_FALSE(world_.files.status(world_.layout().items() / "kept.txt"));
+    EXPECT_EQ(world_.folder.read("trash/kept.txt"), "words");
 }
 
 TEST_F(CrumbStoreTest, ClearLibraryEmptiesEverythingItOwns) {
