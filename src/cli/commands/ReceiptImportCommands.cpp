@@ -36,8 +36,10 @@ Coroutine<ReceiptImport> import(CommandContext& context, std::vector<ReceiptSour
     };
     tell(*beingRead);
     const auto progress = beingRead.subscribe(tell);
-    co_await context.until<std::set<Uuid>>(
-        beingRead, [&outcome](const auto& ids) { return countBeingRead(outcome, ids) == 0; });
+    const std::function<bool(const std::set<Uuid>&)> areRead = [&outcome](const auto& ids) {
+        return countBeingRead(outcome, ids) == 0;
+    };
+    co_await context.until<std::set<Uuid>>(beingRead, areRead);
     co_return outcome;
 }
 
