@@ -42,12 +42,10 @@ TEST(JsonLines, MissingKeysFindTheirOwn) {
     EXPECT_EQ(link.title, "example.org/a b");
     for (const char* bad :
          {"[1]", "{", R"({"kind":"Text"})", R"({"created":"yesterday"})", R"({"tags":"a"})",
-          R"({"tags":[1]})", R"({"title":5})", R"({"url":"javascript:alert(1)"})
-        ",
-        R"({"url":"--help"})",
-            R"({"url":"file:///etc/passwd"})", R"({"url":"ssh://-oProxyCommand=x"})",
-            R"({"url":""})", R"({"url":"http://a.org/\u001b[2J"})"
-}) {
+          R"({"tags":[1]})", R"({"title":5})", R"({"url":"javascript:void 0"})",
+          R"({"url":"--help"})", R"({"url":"file:///etc/passwd"})",
+          R"({"url":"ssh://-oProxyCommand=x"})", R"({"url":""})",
+          R"({"url":"http://a.org/\u001b[2J"})"}) {
         EXPECT_THROW(memoryFromJsonLine(bad, now), JsonError) << bad;
     }
 }
