@@ -2,6 +2,9 @@
 
 #include <curl/curl.h>
 #include <fmt/format.h>
+#include <sys/socket.h>
+
+#include <algorithm>
 
 #include "foundation/Error.h"
 #include "foundation/Text.h"
@@ -14,7 +17,25 @@ struct Transfer {
     std::size_t room = 0;
     bool isCut = false;
     std::stop_token stop;
+    IsLocal isLocal = nullptr;
+    bool isRedirected = false;  ///< what is asked for now was not typed
+    bool beganLocally = false;  ///< what was typed led to this computer or its network
+    bool wasRefused = false;
 };
+
+/// Asked for each address that a name resolved to, right before it would be connected to: no name
+/// can resolve to something else in between.
+curl_socket_t openSocket(void* context, curlsocktype, curl_sockaddr* address) {
+    auto& transfer = *static_cast<Transfer*>(context);
+    if (transfer.isLocal(address->addr)) {
+        if (!transfer.isRedirected) transfer.beganLocally = true;
+        if (!transfer.beganLocally) {
+            transfer.wasRefused = true;
+            return CURL_SOCKET_BAD;
+        }
+    }
+    return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
 
 std::size_t receive(char* bytes, std::size_t, std::size_t count, void* context) {
     auto& transfer = *static_cast<Transfer*>(context);
@@ -43,7 +64,7 @@ void readContentType(std::string_view header, FetchedPage& page) {
 
 class CurlWebFetcher final : public WebFetcher {
   public:
-    explicit CurlWebFetcher(const WebLimits& limits) : limits_(limits) {
+    CurlWebFetcher(const WebLimits& limits, IsLocal isLocal) : limits_(limits), isLocal_(isLocal) {
         if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
             throw Error("The network library could not be started.");
         }
@@ -56,13 +77,19 @@ class CurlWebFetcher final : public WebFetcher {
         Transfer transfer;
         transfer.room = limits_.maximumByteCount;
         transfer.stop = std::move(stop);
+        transfer.isLocal = isLocal_;
         prepare(handle.get(), url, transfer);
-        const CURLcode code = curl_easy_perform(handle.get());
-        if (transfer.stop.stop_requested()) throw Cancelled();
-        if (code != CURLE_OK && !(code == CURLE_WRITE_ERROR && transfer.isCut)) {
-            throw Error(fmt::format("Could not fetch {}: {}.", url, curl_easy_strerror(code)));
+        const auto deadline = std::chrono::steady_clock::now() + limits_.total;
+        for (int followed = 0;; ++followed) {
+            perform(handle.get(), url, transfer, deadline);
+            const char* next = nullptr;
+            curl_easy_getinfo(handle.get(), CURLINFO_REDIRECT_URL, &next);
+            if (next == nullptr) return toPage(handle.get(), url, transfer);
+            if (followed == limits_.redirects) {
+                throw Error("Could not fetch " + url + ": it redirects too often.");
+            }
+            follow(handle.get(), url, next, transfer);
         }
-        return toPage(handle.get(), url, transfer);
     }
 
   private:
@@ -70,6 +97,35 @@ class CurlWebFetcher final : public WebFetcher {
         void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
     };
     using Handle = std::unique_ptr<CURL, Cleanup>;
+
+    using Moment = std::chrono::steady_clock::time_point;
+
+    static void perform(CURL* handle, const std::string& url, Transfer& transfer, Moment deadline) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        const long leftMilliseconds = std::max(1L, static_cast<long>(left.count()));
+        curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, leftMilliseconds);
+        const CURLcode code = curl_easy_perform(handle);
+        if (transfer.stop.stop_requested()) throw Cancelled();
+        if (code == CURLE_OK || (code == CURLE_WRITE_ERROR && transfer.isCut)) return;
+        if (transfer.wasRefused) {
+            throw Error("Could not fetch " + url +
+                        ": it redirects to an address of this computer or its network, which no "
+                        "page of the internet may have looked at.");
+        }
+        throw Error(fmt::format("Could not fetch {}: {}.", url, curl_easy_strerror(code)));
+    }
+
+    /// Makes the next transfer that of the address that the last one redirected to.
+    static void follow(CURL* handle, const std::string& url, const std::string& next,
+                       Transfer& transfer) {
+        transfer.body.clear();
+        transfer.isCut = false;
+        transfer.isRedirected = true;
+        if (curl_easy_setopt(handle, CURLOPT_URL, next.c_str()) != CURLE_OK) {
+            throw Error("Could not fetch " + url + ": it redirects to what is no address.");
+        }
+    }
 
     void prepare(CURL* handle, const std::string& url, Transfer& transfer) const {
         const auto set = [&](CURLoption option, auto value) {
@@ -80,10 +136,10 @@ class CurlWebFetcher final : public WebFetcher {
         };
         set(CURLOPT_URL, url.c_str());
         set(CURLOPT_PROTOCOLS_STR, "http,https");
-        set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-        set(CURLOPT_FOLLOWLOCATION, 1L);
-        set(CURLOPT_MAXREDIRS, static_cast<long>(limits_.redirects));
-        set(CURLOPT_TIMEOUT_MS, static_cast<long>(limits_.total.count()));
+        // Redirects are followed here, one by one, so that each is looked at.
+        set(CURLOPT_FOLLOWLOCATION, 0L);
+        set(CURLOPT_OPENSOCKETFUNCTION, &openSocket);
+        set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(&transfer));
         set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits_.connect.count()));
         set(CURLOPT_NOSIGNAL, 1L);
         set(CURLOPT_ACCEPT_ENCODING, "");  // whatever the library can decompress
@@ -110,12 +166,13 @@ class CurlWebFetcher final : public WebFetcher {
     }
 
     WebLimits limits_;
+    IsLocal isLocal_;
 };
 
 }  // namespace
 
-std::unique_ptr<WebFetcher> makeCurlWebFetcher(const WebLimits& limits) {
-    return std::make_unique<CurlWebFetcher>(limits);
+std::unique_ptr<WebFetcher> makeCurlWebFetcher(const WebLimits& limits, IsLocal isLocal) {
+    return std::make_unique<CurlWebFetcher>(limits, isLocal);
 }
 
 }  // namespace nookery

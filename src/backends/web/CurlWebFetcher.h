@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <memory>
 
+#include "backends/web/AddressScope.h"
 #include "platform/WebFetcher.h"
 
 namespace nookery {
@@ -15,9 +16,15 @@ struct WebLimits {
     int redirects = 8;
 };
 
+/// Whether a redirect must not lead to the address.
+using IsLocal = bool (*)(const sockaddr& address);
+
 /// Fetches by libcurl, from http and https addresses only, also after a redirect. Checks
-/// certificates. Sends the address and the program's name, no cookies and no stored passwords. Call
-/// on the main thread, before other threads start.
-std::unique_ptr<WebFetcher> makeCurlWebFetcher(const WebLimits& limits = {});
+/// certificates. A redirect to an address of this computer or its network is refused, whatever
+/// name it hides behind, unless the page that was asked for came from one itself. Sends the address
+/// and the program's name, no cookies and no stored passwords. Call on the main thread, before
+/// other threads start.
+std::unique_ptr<WebFetcher> makeCurlWebFetcher(const WebLimits& limits = {},
+                                               IsLocal isLocal = &isLocalAddress);
 
 }  // namespace nookery

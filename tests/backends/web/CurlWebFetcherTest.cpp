@@ -120,6 +120,69 @@ TEST_P(WebFetcherTest, RefusesOtherSchemesLoopsAndErrors) {
     EXPECT_NE(failureOf(*fetcher, server.url("/nothing")).find("404"), std::string::npos);
 }
 
+TEST(CurlWebFetcher, NoPageOfTheInternetLeadsToThisComputerOrItsNetwork) {
+    const auto isLocal = [](const std::string& text) {
+        sockaddr_storage place{};
+        in_addr four{};
+        if (::inet_pton(AF_INET, text.c_str(), &four) == 1) {
+            auto* address = reinterpret_cast<sockaddr_in*>(&place);
+            address->sin_family = AF_INET;
+            address->sin_addr = four;
+        } else {
+            auto* address = reinterpret_cast<sockaddr_in6*>(&place);
+            address->sin6_family = AF_INET6;
+            EXPECT_EQ(::inet_pton(AF_INET6, text.c_str(), &address->sin6_addr), 1) << text;
+        }
+        return isLocalAddress(reinterpret_cast<const sockaddr&>(place));
+    };
+    for (const char* local : {"127.0.0.1",
+                              "127.9.9.9",
+                              "0.0.0.0",
+                              "10.1.2.3",
+                              "172.16.0.1",
+                              "172.31.255.255",
+                              "192.168.0.1",
+                              "169.254.169.254",
+                              "100.64.0.1",
+                              "224.0.0.1",
+                              "255.255.255.255",
+                              "::",
+                              "::1",
+                              "::ffff:127.0.0.1",
+                              "::ffff:192.168.1.1",
+                              "64:ff9b::10.0.0.1",
+                              "2002:7f00:1::",
+                              "::127.0.0.1",
+                              "fe80::1",
+                              "fd00::1",
+                              "fec0::1",
+                              "ff02::1",
+                              "2001:0:1::1"}) {
+        EXPECT_TRUE(isLocal(local)) << local;
+    }
+    for (const char* open :
+         {"93.184.216.34", "172.32.0.1", "172.15.255.255", "100.128.0.1", "2606:2800:220:1::1",
+          "::ffff:93.184.216.34", "2001:4860:4860::8888"}) {
+        EXPECT_FALSE(isLocal(open)) << open;
+    }
+
+    const TinyServer server(
+        {{"/inwards", "HTTP/1.0 302 Found\r\nLocation: http://127.0.0.2:9/\r\n\r\n"},
+         {"/by-name", "HTTP/1.0 302 Found\r\nLocation: /inwards\r\n\r\n"}});
+    const auto fetcher = makeCurlWebFetcher({}, [](const sockaddr& address) {
+        const auto& four = reinterpret_cast<const sockaddr_in&>(address);
+        return four.sin_addr.s_addr !=
+               htonl(INADDR_LOOPBACK);  // the server stands for the internet
+    });
+    for (const char* path : {"/inwards", "/by-name"}) {
+        EXPECT_NE(failureOf(*fetcher, server.url(path)).find("of this computer"),
+                  std::string::npos);
+    }
+    EXPECT_EQ(failureOf(*makeCurlWebFetcher(), server.url("/inwards")).find("of this computer"),
+              std::string::npos)
+        << "what was typed is one itself";
+}
+
 TEST(CurlWebFetcher, KeepsItsLimitsAndStopsWhenAsked) {
     const TinyServer server({{"/long", page("", std::string(100'000, 'x'))},
                              {"/short", page("Content-Length: 1000\r\n", "x")}});
