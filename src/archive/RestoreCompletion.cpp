@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include "archive/ArchiveCheck.h"
 #include "archive/ArchivePlaces.h"
 #include "archive/ArchiveRestore.h"
@@ -5,6 +7,7 @@
 #include "archive/RestoreRelocation.h"
 #include "collection/safety/RestoreError.h"
 #include "collection/safety/SnapshotRepository.h"
+#include "platform/Log.h"
 #include "platform/UserDefaults.h"
 
 namespace nookery {
@@ -46,7 +49,18 @@ class ArchiveSteps final : public RestoreSteps {
     }
 
     std::string nameInLog() const override { return "Complete archive"; }
-    std::string restoredDetail(const Path&) const override { return restoredText; }
+    std::string restoredDetail(const Path&) const override try {
+        const auto count = withdrawnPathCount(platform_.files, layout_);
+        if (count == 0) return restoredText;
+        return fmt::format(
+            "{} {} named a file that is not part of the archive. The name was kept among the words "
+            "of the memory or in the note of the receipt, and the file was not taken in.",
+            restoredText, count == 1 ? "One record" : fmt::format("{} records", count));
+    } catch (const Error& error) {
+        // The restore is done; what the library lacks can be seen in it.
+        platform_.log.line("NOOKERY restore note error: " + error.description());
+        return restoredText;
+    }
     std::string failedDetail(const std::string& cause) const override {
         const std::string_view sentence =
             cause.ends_with('.') ? std::string_view(cause).substr(0, cause.size() - 1) : cause;

@@ -1,12 +1,16 @@
 #include "archive/RestoreRelocation.h"
 
+#include <fmt/format.h>
+
 #include <set>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "archive/ArchiveCheck.h"
 #include "archive/ArchivePlaces.h"
 #include "collection/database/Sidecar.h"
 #include "collection/originals/FileDigest.h"
+#include "collection/originals/ManagedOriginal.h"
 #include "collection/originals/OriginalNames.h"
 #include "collection/safety/SnapshotRepository.h"
 #include "foundation/SqliteConnection.h"
@@ -83,6 +87,53 @@ void rewriteColumn(const Path& database, const std::string& table, const std::st
     transaction.commit();
 }
 
+/// What a path that is taken out of a record begins with among the record's words.
+constexpr std::string_view withdrawnLabel = "Original named in the archive: ";
+
+/// A table whose rows name originals, and a column of words that such a row has.
+struct NamingTable {
+    const char* name;
+    const char* pathColumn;
+    const char* wordsColumn;
+};
+constexpr NamingTable memoriesTable{"crumbs", "file_path", "searchable_text"};
+constexpr NamingTable receiptsTable{"receipts", "original_file_path", "note"};
+
+/// Takes the paths out of their rows for which `mayStay` is false, and leaves them among the words.
+template <typename MayStay>
+void withdrawPaths(const Path& database, const NamingTable& table, const MayStay& mayStay) {
+    auto connection = SqliteConnection::open(database, SqliteAccess::readWriteCreate);
+    connection.leaveWriteAheadLog();
+    std::vector<std::pair<std::string, std::string>> withdrawn;
+    {
+        SqliteStatement rows(connection,
+                             fmt::format("SELECT id, {0} FROM {1} WHERE {0} IS NOT NULL;",
+                                         table.pathColumn, table.name));
+        while (rows.step()) {
+            const std::string stored = rows.string(1);
+            if (mayStay(rows.uuid(0), stored)) continue;
+            withdrawn.emplace_back(rows.string(0),
+                                   fmt::format("\n{}{}\n", withdrawnLabel, displayName(stored)));
+        }
+    }
+    SqliteTransaction transaction(connection);
+    SqliteStatement update(
+        connection,
+        fmt::format("UPDATE {0} SET {1} = NULL, {2} = COALESCE({2}, '') || ? WHERE id = ?;",
+                    table.name, table.pathColumn, table.wordsColumn));
+    for (const auto& [id, words] : withdrawn) update.with(words, id).run();
+    transaction.commit();
+}
+
+std::int64_t countWithdrawn(const Path& database, const NamingTable& table) {
+    auto connection = SqliteConnection::open(database, SqliteAccess::readOnly);
+    SqliteStatement count(connection,
+                          fmt::format("SELECT count(*) FROM {} WHERE {} IS NULL AND instr({}, ?);",
+                                      table.name, table.pathColumn, table.wordsColumn));
+    count.with(withdrawnLabel).step();
+    return count.integer(0);
+}
+
 class Relocation {
   public:
     Relocation(const Platform& platform, const LibraryLayout& layout, const Path& pending,
@@ -101,12 +152,21 @@ class Relocation {
                       [this](const std::optional<Uuid>& id, const std::string& stored) {
                           return id ? placeOf(*id, stored) : std::nullopt;
                       });
+        withdrawPaths(pending_ / archive::databaseName, memoriesTable,
+                      [this](const std::optional<Uuid>& id, const Path& path) {
+                          return managedOriginal(layout_, path) || (id && linked_.contains(*id));
+                      });
         files_.syncDirectory(pending_ / archive::originalsName);
         if (files_.status(pending_ / archive::receiptsDatabaseName)) {
             rewriteColumn(pending_ / archive::receiptsDatabaseName, "receipts",
                           "original_file_path",
                           [this](const std::optional<Uuid>& id, const std::string& stored) {
                               return receiptPlaceOf(id, stored);
+                          });
+            withdrawPaths(pending_ / archive::receiptsDatabaseName, receiptsTable,
+                          [this](const std::optional<Uuid>&, const Path& path) {
+                              return path.lexically_normal().parent_path() ==
+                                     layout_.receiptOriginals();
                           });
         }
         makeSidecar();
@@ -146,7 +206,10 @@ class Relocation {
         }
         const auto reserved = reserved_.find(*name);
         if (reserved == reserved_.end()) return std::nullopt;
-        if (!broughtIn(*name, reserved->second, stored)) return std::nullopt;
+        if (!broughtIn(*name, reserved->second, stored)) {
+            linked_.insert(id);
+            return std::nullopt;
+        }
         note(id, reserved->second, *name);
         return (layout_.items() / reserved->second).native();
     }
@@ -235,6 +298,7 @@ class Relocation {
     ListedFiles listed_;
     std::unordered_map<std::string, Path> reserved_;
     std::vector<Noted> noted_;
+    std::unordered_set<Uuid> linked_;  ///< memories whose originals stay where they are
 };
 
 }  // namespace
@@ -242,6 +306,14 @@ class Relocation {
 void relocateOriginals(const Platform& platform, const LibraryLayout& layout, const Path& pending,
                        const ArchiveContents& contents) {
     Relocation(platform, layout, pending, contents).run();
+}
+
+std::int64_t withdrawnPathCount(FileSystem& files, const LibraryLayout& layout) {
+    std::int64_t count = countWithdrawn(layout.database(), memoriesTable);
+    if (files.status(layout.receiptsDatabase())) {
+        count += countWithdrawn(layout.receiptsDatabase(), receiptsTable);
+    }
+    return count;
 }
 
 }  // namespace nookery

@@ -6,6 +6,7 @@
 
 #include "fieldreports/FieldReportError.h"
 #include "platform/CloudContainer.h"
+#include "platform/CloudPaths.h"
 #include "platform/Log.h"
 
 namespace nookery {
@@ -63,7 +64,8 @@ FieldReportScan scan(const Platform& platform, FieldReportRepository& reports,
         found.unavailable = lookup.reason;
         return found;
     }
-    const Path uploads = *lookup.container / "Documents" / "NookeryFieldReports";
+    const Path uploads =
+        sharedFolder(platform.files, *lookup.container, "Documents/NookeryFieldReports");
     if (!platform.files.status(uploads)) return found;
     for (const DirectoryEntry& entry : platform.files.list(uploads)) {
         control.throwIfStopped();

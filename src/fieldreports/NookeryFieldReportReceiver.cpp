@@ -70,7 +70,9 @@ void NookeryFieldReportReceiver::stop() {
 
 void NookeryFieldReportReceiver::finish(const Outcome<FieldReportScan>& outcome) {
     scan_ = nullptr;
-    if (const Failure* failure = outcome.failure()) logOnce(uploadsName, failure->message);
+    if (const Failure* failure = outcome.failure()) {
+        logOnce(uploadsName, withAdvice(failure->message, failure->advice));
+    }
     if (outcome.isDone()) {
         const FieldReportScan& scan = outcome.get();
         for (const auto& failure : scan.failed) logOnce(failure.folderName, failure.message);

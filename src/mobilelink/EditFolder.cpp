@@ -40,7 +40,7 @@ void sortAndDropRepeated(std::vector<PhoneEdit>& edits) {
 
 }  // namespace
 
-Path EditFolder::folder() const { return transport_.sharedFolder() / editsFolderName; }
+Path EditFolder::folder() const { return transport_.sharedFolder(editsFolderName); }
 
 EditFolder::Names EditFolder::namesIn(const Path& folder) const {
     Names names;

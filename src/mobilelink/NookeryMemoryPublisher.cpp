@@ -65,7 +65,7 @@ std::string PublishReport::summary() const {
 PublishReport NookeryMemoryPublisher::publish(const CrumbItemList& items, const EncryptionKey& key,
                                               LinkRecords& records,
                                               const OperationControl& control) const {
-    const Path folder = transport_.sharedFolder() / memoriesFolderName;
+    const Path folder = transport_.sharedFolder(memoriesFolderName);
     createDirectories(platform_.files, folder);
     const CrumbItemList kept = publishable(items);
     AttachmentPublisher attachments(platform_, key, folder, records, control.stopToken());

@@ -2,14 +2,16 @@
 
 #include "mobilelink/LinkErrors.h"
 #include "platform/CloudContainer.h"
+#include "platform/CloudPaths.h"
 #include "platform/KeyStore.h"
 
 namespace nookery {
 
-Path NookerySecurePairingTransport::sharedFolder() const {
+Path NookerySecurePairingTransport::sharedFolder(const Path& name) const {
     const CloudLookup lookup = platform_.cloud.locate();
     if (!lookup.container) throw PairingError(PairingFailure::iCloudUnavailable);
-    return *lookup.container / "Documents" / "NookerySecureSyncV1";
+    return nookery::sharedFolder(platform_.files, *lookup.container,
+                                 Path("Documents/NookerySecureSyncV1") / name);
 }
 
 /// Throws KeyStoreUnavailable.

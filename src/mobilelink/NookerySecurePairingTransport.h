@@ -28,9 +28,10 @@ class NookerySecurePairingTransport {
     explicit NookerySecurePairingTransport(const Platform& platform)
         : platform_(platform), services_(platform.applicationIdentifier) {}
 
-    /// "Documents/NookerySecureSyncV1" in the shared container; it may not exist yet. Throws
-    /// PairingError while there is no container.
-    Path sharedFolder() const;
+    /// The folder of that name in "Documents/NookerySecureSyncV1" in the shared container; it may
+    /// not exist yet. Throws PairingError while there is no container, CloudFolderIsLink, and
+    /// FileError.
+    Path sharedFolder(const Path& name) const;
 
     /// Looks the key up anew each time. Null when no phone is paired, when the key store cannot be
     /// read, and when its content is no key.

@@ -8,6 +8,8 @@
 #include "collection/database/LibraryLock.h"
 #include "collection/database/Sidecar.h"
 #include "collection/originals/FileDigest.h"
+#include "foundation/SqliteConnection.h"
+#include "foundation/SqliteStatement.h"
 #include "records/DefaultsKeys.h"
 
 namespace nookery {
@@ -121,6 +123,45 @@ TEST_F(ArchiveRestore, LinkedOriginalsStayLinkedOnlyWhereTheyLieUnchanged) {
     EXPECT_EQ(held(), archivedLibrary());
     EXPECT_EQ(readText(linked), "linked NEW");
     writeText(linked, "linked new");
+}
+
+TEST_F(ArchiveRestore, NoFileOfThisComputerComesInBecauseARecordNamesIt) {
+    const Path key = world.folder.write("home/.ssh/key", "private");
+    const auto change = [&](const char* database, const std::string& sql) {
+        auto connection = SqliteConnection::open(archive / database, SqliteAccess::readWriteCreate);
+        connection.execute(sql);
+        connection.leaveWriteAheadLog();
+    };
+    const std::string stolen = "'" + key.native() + "'";
+    change("Data/crumb.sqlite3",
+           "UPDATE crumbs SET file_path = " + stolen + " WHERE title = 'note new';");
+    change("Data/Coffer/coffer.sqlite3",
+           "UPDATE receipts SET original_file_path = " + stolen + ";");
+    relist(world, archive, "Data/crumb.sqlite3");
+    relist(world, archive, "Data/Coffer/coffer.sqlite3");
+    prepare();
+    const auto notices = start();
+    ASSERT_EQ(notices.size(), 1u);
+    EXPECT_TRUE(notices[0].restored) << notices[0].detail;
+    EXPECT_NE(notices[0].detail.find("2 records named a file"), std::string::npos);
+
+    exportArchive(world, world.folder / "later");
+    for (const auto& [name, content] : treeOf(world.folder / "later")) {
+        EXPECT_NE(content, "private") << name;
+    }
+    auto library = SqliteConnection::open(world.layout().database(), SqliteAccess::readOnly);
+    SqliteStatement words(library,
+                          "SELECT searchable_text, file_path FROM crumbs "
+                          "WHERE title = 'note new';");
+    ASSERT_TRUE(words.step());
+    EXPECT_NE(words.string(0).find(key.native()), std::string::npos);
+    EXPECT_TRUE(words.isNull(1));
+    auto receipts =
+        SqliteConnection::open(world.layout().receiptsDatabase(), SqliteAccess::readOnly);
+    SqliteStatement receipt(receipts, "SELECT note, original_file_path FROM receipts;");
+    ASSERT_TRUE(receipt.step());
+    EXPECT_NE(receipt.string(0).find(key.native()), std::string::npos);
+    EXPECT_TRUE(receipt.isNull(1));
 }
 
 TEST_F(ArchiveRestore, WithoutReceiptsInTheArchiveTheLiveOnesStay) {

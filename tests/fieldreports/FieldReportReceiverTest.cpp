@@ -195,6 +195,13 @@ TEST_F(FieldReportReceiverTest, LinksAndFoldersInPlaceOfFilesAreRefused) {
     world.folder.write(testing::uploadedReports / Uuid::random().toString(), "no folder");
     start();
     EXPECT_TRUE(reports.empty());
+
+    std::filesystem::remove(folder / "manifest.json");
+    upload.upload(world.folder);
+    std::filesystem::rename(uploads(), world.folder / "elsewhere");
+    std::filesystem::create_directory_symlink(world.folder / "elsewhere", uploads());
+    start();
+    EXPECT_TRUE(reports.empty()) << "the folder of all uploads is a link";
 }
 
 TEST_F(FieldReportReceiverTest, RenamingChangesTheWorkingCopyAlone) {

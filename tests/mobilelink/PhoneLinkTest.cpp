@@ -92,6 +92,20 @@ TEST_F(PhoneLinkTest, ItIsSilentWithoutAPhoneAndAwakeWhenOneIsPaired) {
     EXPECT_EQ(link.index().size(), 2u);
 }
 
+TEST_F(PhoneLinkTest, NothingIsWrittenThroughALinkOnTheDrive) {
+    link.connect();
+    const Path own = link.world.folder / "own";
+    std::filesystem::create_directory(own);
+    for (const Path& place : {link.memories(), link.edits(), link.shared}) {
+        std::filesystem::remove_all(place);
+        std::filesystem::create_directories(place.parent_path());
+        std::filesystem::create_directory_symlink(own, place);
+        EXPECT_THROW(link.publish(), Error) << place;
+        EXPECT_TRUE(std::filesystem::is_empty(own)) << place;
+        std::filesystem::remove(place);
+    }
+}
+
 TEST_F(PhoneLinkTest, ADriveThatComesLateIsToldOfOnceAndThenUsed) {
     start();
     link.world.cloud.available = false;

@@ -73,10 +73,11 @@ OrderedJson inboxWaiting(CommandContext& context) {
     };
     for (const Path& inbox : inboxes) {
         try {
+            if (inbox != inboxes.front()) usableCloudInbox(platform.files, *container);
             for (const auto& entry : waitingInInbox(platform.files, platform.cloud, inbox)) {
                 add(entry.path, entry.reason);
             }
-        } catch (const FileError& error) {
+        } catch (const Error& error) {
             add(inbox, error.description());
         }
     }

@@ -1,11 +1,21 @@
 #include "collection/inbox/CloudInboxWatcher.h"
 
 #include "platform/CloudContainer.h"
+#include "platform/CloudPaths.h"
 #include "platform/Log.h"
 
 namespace nookery {
+namespace {
 
-Path cloudInboxFolder(const Path& container) { return container / "Documents" / "Inbox"; }
+constexpr const char* inboxBelowContainer = "Documents/Inbox";
+
+}  // namespace
+
+Path cloudInboxFolder(const Path& container) { return container / inboxBelowContainer; }
+
+Path usableCloudInbox(FileSystem& files, const Path& container) {
+    return sharedFolder(files, container, inboxBelowContainer);
+}
 
 CloudInboxWatcher::CloudInboxWatcher(const Platform& platform, InboxHandler handler,
                                      const InboxDelays& delays)
@@ -17,6 +27,7 @@ std::optional<Path> CloudInboxWatcher::openInbox() {
     try {
         container = platform().cloud.locate().container;
         if (!container) return std::nullopt;
+        usableCloudInbox(platform().files, *container);
         // Never the container itself: where a drive is not mounted, nothing may be made.
         platform().files.createDirectory(*container / "Documents");
         platform().files.createDirectory(cloudInboxFolder(*container));
@@ -38,8 +49,13 @@ std::optional<Path> CloudInboxWatcher::openInbox() {
 std::optional<Path> CloudInboxWatcher::findInbox() const {
     const auto container = platform().cloud.locate().container;
     if (!container) return std::nullopt;
-    const Path inbox = cloudInboxFolder(*container);
+    const Path inbox = usableCloudInbox(platform().files, *container);
     return platform().files.statusFollowingLinks(inbox) ? std::optional(inbox) : std::nullopt;
+}
+
+/// What was a folder when it was opened may be a link by now.
+void CloudInboxWatcher::demandUsable(const Path& inbox) const {
+    usableCloudInbox(platform().files, inbox.parent_path().parent_path());
 }
 
 void CloudInboxWatcher::reportWaiting(const std::vector<InboxWaiting>& waiting) {

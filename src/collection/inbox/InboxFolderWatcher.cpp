@@ -104,11 +104,12 @@ void InboxFolderWatcher::scan() {
     longestDebounceItem_.cancel();
     if (!inbox_) return;
     try {
+        demandUsable(*inbox_);
         const StabilityTracker::Readiness readiness = scanner_.check(*inbox_);
         reportWaiting(readiness.waiting);
         if (!readiness.stable.empty()) handOver(readiness.stable);
         scheduleNext(readiness);
-    } catch (const FileError& error) {
+    } catch (const Error& error) {
         lose(error.description());
     }
 }
@@ -190,6 +191,7 @@ void InboxFolderWatcher::failOnce(const Path& inbox, const std::string& line, co
 }
 
 void InboxFolderWatcher::wentWell(const Path& inbox) {
+    lastLogged_.clear();
     platform_.log.mended({ProblemKind::inbox, inbox, {}});
 }
 

@@ -48,6 +48,8 @@ class InboxFolderWatcher : public std::enable_shared_from_this<InboxFolderWatche
     /// Makes sure of the inbox and watches it; none when it cannot be had now. Failures are logged
     /// here. Called again after the retry delay.
     virtual std::optional<Path> openInbox() = 0;
+    /// Asked before each look into an open inbox; throws Error when it may not be used any more.
+    virtual void demandUsable(const Path&) const {}
     /// The inbox as it is; none when there is none.
     virtual std::optional<Path> findInbox() const = 0;
     /// Sees what each scan left waiting.

@@ -239,6 +239,43 @@ TEST_F(InboxTest, TheCloudInboxMayAppearLateAndDisappear) {
     EXPECT_EQ(inbox_.titles(), (Names{"a", "b", "c"}));
 }
 
+TEST_F(InboxTest, NoLinkBelowTheCloudFolderIsFollowed) {
+    world_.cloud.available = true;
+    const Path container = world_.cloud.container();
+    for (const Path& place : {container, container / "Documents", inbox_.cloudInbox()}) {
+        world_.folder.write("home/Documents/Inbox/mine.txt", "mine");
+        std::filesystem::create_directories(place.parent_path());
+        const Path target = place == container                 ? "home"
+                            : place == container / "Documents" ? "home/Documents"
+                                                               : "home/Documents/Inbox";
+        std::filesystem::create_directory_symlink(world_.folder / target, place);
+        inbox_.start();
+        inbox_.advance(30);
+        EXPECT_EQ(inbox_.titles(), Names{}) << place;
+        EXPECT_EQ(world_.folder.read("home/Documents/Inbox/mine.txt"), "mine");
+        ASSERT_EQ(world_.log.problems.size(), 1u) << place;
+        EXPECT_NE(world_.log.problems[0].message.find("is a link"), std::string::npos);
+        EXPECT_NE(world_.log.problems[0].advice, "");
+        std::filesystem::remove(place);
+        inbox_.dropInCloud("phone.txt", "from the phone");
+        inbox_.advance(30);
+        EXPECT_TRUE(inbox_.find("phone")) << place;
+        EXPECT_TRUE(world_.log.problems.empty());
+
+        // It becomes one while it is watched.
+        std::filesystem::remove_all(inbox_.cloudInbox());
+        std::filesystem::create_directory_symlink(world_.folder / "home/Documents/Inbox",
+                                                  inbox_.cloudInbox());
+        inbox_.advance(90);
+        EXPECT_EQ(world_.folder.read("home/Documents/Inbox/mine.txt"), "mine");
+        EXPECT_EQ(world_.log.problems.size(), 1u);
+        inbox_.close();
+        std::filesystem::remove_all(world_.folder / "data");
+        std::filesystem::remove_all(container);
+        world_.log.problems.clear();
+    }
+}
+
 TEST_F(InboxTest, TakingOnceEndsAndSaysWhatIsLeft) {
     inbox_.drop("a.txt", "a");
     inbox_.drop("b.part", "b");
