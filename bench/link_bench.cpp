@@ -168,7 +168,7 @@ void putRequest(const World& world, const CrumbItem& item, const std::string& ti
                        {"baseBody", item.text.value_or("")},
                        {"title", title}};
     const Path folder =
-        NookerySecurePairingTransport(world.platform()).sharedFolder() / editsFolderName;
+        NookerySecurePairingTransport(world.platform()).sharedFolder(editsFolderName);
     createDirectories(world.files(), folder);
     writeDurably(world.files(), folder / ("edit-" + id.toString() + ".enc"),
                  sealBox(world.platform().encryption, *EncryptionKey::fromBytes(keyBytes),

@@ -160,8 +160,7 @@ void measureGrain(const TextRecognizer& recognizer) {
 }  // namespace nookery
 
 int main(int argc, char** argv) {
-    nookery::OffscreenApplication application;
-    application.demand();
+    nookery::demandOffscreenApplication();
     const auto files = nookery::makePosixFileSystem();
     const auto recognizer = nookery::makeTextRecognizer(*files);
     if (!recognizer) {

@@ -42,7 +42,7 @@ class DrawingService final : public Service {
 
     void perform(const ServiceRequest& request, ServiceAnswer& answer) {
         FieldReader& fields = request.fields;
-        if (!document_) document_ = beginPdf(application_, bytes_, readSetup(fields));
+        if (!document_) document_ = beginPdf(bytes_, readSetup(fields));
         Lines lines;
         while (!fields.isAtEnd()) lines = draw(fields, request.pixels);
         answer.fields.text(bytes_.take());
@@ -119,7 +119,6 @@ class DrawingService final : public Service {
         return document_->canvas();
     }
 
-    OffscreenApplication application_;
     OutgoingBytes bytes_;
     std::unique_ptr<PdfInMaking> document_;
 };

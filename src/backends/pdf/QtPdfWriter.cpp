@@ -3,6 +3,7 @@
 #include <QFontDatabase>
 #include <QHashSeed>
 
+#include "backends/pdf/OffscreenApplication.h"
 #include "backends/pdf/QtPdfCanvas.h"
 
 namespace nookery {
@@ -34,20 +35,16 @@ class QtPdfWriter final : public PdfWriter {
   public:
     void write(WritableFile& file, const PdfSetup& setup,
                const std::function<void(PdfCanvas&)>& draw) override {
-        const auto document = beginPdf(application_, file, setup);
+        const auto document = beginPdf(file, setup);
         draw(document->canvas());
         document->finish();
     }
-
-  private:
-    OffscreenApplication application_;
 };
 
 }  // namespace
 
-std::unique_ptr<PdfInMaking> beginPdf(OffscreenApplication& application, WritableFile& file,
-                                      const PdfSetup& setup) {
-    application.demand();
+std::unique_ptr<PdfInMaking> beginPdf(WritableFile& file, const PdfSetup& setup) {
+    demandOffscreenApplication();
     if (QFontDatabase::families().isEmpty()) {
         throw PdfError("Unable to create the PDF file: no fonts are installed.");
     }

@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include "backends/pdf/OffscreenApplication.h"
 #include "platform/PdfWriter.h"
 
 namespace nookery {
@@ -21,7 +20,6 @@ class PdfInMaking {
 };
 
 /// Writes into `file` as the drawing goes on. Throws PdfError. Both arguments outlive the document.
-std::unique_ptr<PdfInMaking> beginPdf(OffscreenApplication& application, WritableFile& file,
-                                      const PdfSetup& setup);
+std::unique_ptr<PdfInMaking> beginPdf(WritableFile& file, const PdfSetup& setup);
 
 }  // namespace nookery

@@ -19,7 +19,7 @@ using testing::PhotoConditions;
 class TextRecognizerTest : public ::testing::TestWithParam<testing::Way> {
   protected:
     void SetUp() override {
-        application.demand();
+        demandOffscreenApplication();
         recognizer = GetParam() == testing::Way::direct
                          ? makeTextRecognizer(*files)
                          : makeIsolatedTextRecognizer(testing::testReaders(), *files);
@@ -31,7 +31,6 @@ class TextRecognizerTest : public ::testing::TestWithParam<testing::Way> {
         return testing::photograph(receipt, conditions, random);
     }
 
-    OffscreenApplication application;
     std::mt19937 random{7};
     std::unique_ptr<FileSystem> files = makePosixFileSystem();
     std::unique_ptr<TextRecognizer> recognizer;
