@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 DESTDIR ?=
 ARGS ?=
-THREADED_TESTS ?= Work|Queues|RealQueues|LexicalIndex|Coroutine|HostileReader
+THREADED_TESTS ?= Work|Queues|RealQueues|LexicalIndex|Coroutine|Caller|HostileReader
 DIR ?=
 
 .DEFAULT_GOAL := help
