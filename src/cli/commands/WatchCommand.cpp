@@ -57,16 +57,14 @@ Coroutine<> openReturned(CommandContext& context) {
     constexpr WorkQueue::Delay pause{0.1};
     constexpr int attemptCount = 50;
     for (int attempt = 1;; ++attempt) {
-        bool isInUse = false;
         try {
             completeWaitingRestores(context.platform(), context.layout());
             co_await context.open(LibraryAccess::writing, SessionLength::lasting);
             co_return;
         } catch (const LibraryInUse&) {
             if (attempt == attemptCount) throw;
-            isInUse = true;
         }
-        if (isInUse) co_await context.pause(pause);
+        co_await context.pause(pause);
     }
 }
 
@@ -141,9 +139,8 @@ Command watchCommand() {
             .notes =
                 "Inbox folders, the phone's edits, publishing to it three seconds after a change, "
                 "recovery snapshots when they are due, the background work. One line for each "
-                "thing that happens. Other commands go on working meanwhile: they are done by this "
-                "one, in "
-                "the library that it has open.",
+                "thing that happens. Other commands work meanwhile: this one does them, in the "
+                "library that it has open.",
             .isLasting = true,
             .runsIn = RunsIn::caller,
             .run = runWatch};
