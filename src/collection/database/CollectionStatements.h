@@ -72,10 +72,8 @@ inline constexpr CollectionStatementText collectionStatements[] = {
      "OR EXISTS (SELECT 1 FROM crumbs WHERE kind > 'text' AND kind < 'url') "
      "OR EXISTS (SELECT 1 FROM crumbs WHERE kind > 'url');"},
     {CollectionStatement::hasUnusualID,
-     "SELECT EXISTS (SELECT 1 FROM crumbs WHERE id GLOB '*[^0-9A-F-]*' OR length(id) <> 36 "
-     "OR length(replace(id, '-', '')) <> 32 "
-     "OR substr(id, 9, 1) || substr(id, 14, 1) || substr(id, 19, 1) || substr(id, 24, 1) "
-     "<> '----');"},
+     "SELECT EXISTS (SELECT 1 FROM crumbs WHERE id <> upper(id) "
+     "OR id NOT LIKE '________-____-____-____-____________');"},
     {CollectionStatement::loadItems,
      "SELECT id, title, kind, created_at, text_content, url_string, file_path, searchable_text, "
      "note, group_id, source_item_id FROM crumbs ORDER BY created_at DESC;"},
