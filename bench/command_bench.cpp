@@ -8,15 +8,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <fstream>
-#include <random>
 #include <sstream>
 #include <stdexcept>
 
 #include "foundation/Json.h"
 #include "foundation/Timestamp.h"
 #include "support/Benchmark.h"
+#include "support/WordSource.h"
 
 namespace {
 
@@ -27,30 +26,6 @@ constexpr int memoryCount = 100'000;
 constexpr int wordsPerNote = 150;
 constexpr int runCount = 11;
 constexpr const char* program = NOOKERY_PROGRAM_FOLDER "/nookery";
-
-/// Words as texts have them: the n-th of the vocabulary about 1/n as often as the first.
-class WordSource {
-  public:
-    std::string words(int count) {
-        std::string text;
-        for (int i = 0; i < count; ++i) {
-            const double rank = std::pow(50'000.0, uniform_(random_));
-            text += word(static_cast<unsigned>(rank)) + ' ';
-        }
-        return text;
-    }
-    static std::string word(unsigned rank) {
-        std::string letters;
-        for (unsigned rest = rank * 2654435761u % 60466176u + 60; rest > 0; rest /= 26) {
-            letters += static_cast<char>('a' + rest % 26);
-        }
-        return letters;
-    }
-
-  private:
-    std::mt19937 random_{20};
-    std::uniform_real_distribution<double> uniform_{0, 1};
-};
 
 /// Writes the memories as JSON lines.
 void writeMemories(const std::string& file) {

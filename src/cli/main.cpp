@@ -134,6 +134,7 @@ Ending patiently(const Call& call, const std::function<Ending(std::string& refus
             if (!refusal.empty()) throw LibraryInUse(error.description() + " " + refusal);
             if (call.console.hasRead() || std::chrono::steady_clock::now() > giveUp) throw;
         }
+        // Between two attempts the process has no queue, and nothing else to do.
         ::usleep(pauseMicroseconds);
     }
 }

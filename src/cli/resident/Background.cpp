@@ -56,6 +56,7 @@ Ending waitUntilItListens(pid_t process, int log, const ResidentLookup& resident
             const int code = WIFEXITED(status) ? WEXITSTATUS(status) : exitFailed;
             return {code == exitDone ? exitFailed : code, lastWords(log)};
         }
+        // This process has no queue: all that it does is to wait for the other.
         ::usleep(pauseMicroseconds);
     }
 }
